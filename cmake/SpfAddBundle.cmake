@@ -1,0 +1,92 @@
+# spf_add_bundle(<target>
+#   SYMBOLIC_NAME <name>           the bundle's symbolic name
+#   MANIFEST <manifest.json>       its manifest; has to exist when CMake runs
+#   DIRECTORY <directory>          sub-directory of the bundle root that the bundle belongs to
+#   [OUTPUT_DIRECTORY <path>]      instead of DIRECTORY: any folder, for bundles that are not installed
+#   [SOURCES <file>...]            the code; without it the bundle is a zip archive that holds data only
+#   [LINK_LIBRARIES <target>...])  what the code links, besides CppMicroServices
+#
+# Makes a CppMicroServices bundle: a shared library with a zip archive appended that holds
+# <name>/manifest.json. The archive is appended after linking, so a bundle must never be stripped
+# afterwards; the install rule copies the file as it is.
+include_guard()
+
+set(SPF_BUNDLE_INIT_TEMPLATE "${CMAKE_CURRENT_LIST_DIR}/SpfBundleInit.cpp.in")
+if(NOT SPF_BUNDLE_ROOT)
+  set(SPF_BUNDLE_ROOT bin/win64/spf)
+endif()
+
+function(spf_add_bundle target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOLIC_NAME;MANIFEST;DIRECTORY;OUTPUT_DIRECTORY" "SOURCES;LINK_LIBRARIES")
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "spf_add_bundle(${target}): unknown arguments '${arg_UNPARSED_ARGUMENTS}'")
+  endif()
+  if(NOT arg_SYMBOLIC_NAME MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
+    message(FATAL_ERROR "spf_add_bundle(${target}): SYMBOLIC_NAME is '${arg_SYMBOLIC_NAME}'; expected a C identifier")
+  endif()
+  get_filename_component(manifest "${arg_MANIFEST}" ABSOLUTE)
+  if(NOT arg_MANIFEST OR NOT EXISTS "${manifest}" OR IS_DIRECTORY "${manifest}")
+    message(FATAL_ERROR "spf_add_bundle(${target}): the manifest '${arg_MANIFEST}' does not exist")
+  endif()
+  if(arg_DIRECTORY)
+    set(root "${SPF_TREE_ROOT}")
+    if(NOT root)
+      set(root "${CMAKE_BINARY_DIR}")
+    endif()
+    set(output "${root}/${SPF_BUNDLE_ROOT}/${arg_DIRECTORY}")
+  elseif(arg_OUTPUT_DIRECTORY)
+    get_filename_component(output "${arg_OUTPUT_DIRECTORY}" ABSOLUTE BASE_DIR "${CMAKE_CURRENT_BINARY_DIR}")
+  else()
+    message(FATAL_ERROR "spf_add_bundle(${target}): neither DIRECTORY nor OUTPUT_DIRECTORY is given")
+  endif()
+
+  set(stage "${CMAKE_CURRENT_BINARY_DIR}/${target}_bundle")
+  configure_file("${manifest}" "${stage}/${arg_SYMBOLIC_NAME}/manifest.json" COPYONLY)
+
+  if(arg_SOURCES)
+    set(archive "${stage}/${target}.zip")
+  else()
+    set(archive "${output}/${target}.zip")
+    file(MAKE_DIRECTORY "${output}")
+  endif()
+  add_custom_command(
+    OUTPUT "${archive}"
+    COMMAND "${CMAKE_COMMAND}" -E tar cf "${archive}" --format=zip -- "${arg_SYMBOLIC_NAME}/manifest.json"
+    WORKING_DIRECTORY "${stage}"
+    DEPENDS "${stage}/${arg_SYMBOLIC_NAME}/manifest.json"
+    COMMENT "Packing bundle ${target}"
+    VERBATIM)
+
+  if(arg_SOURCES)
+    configure_file("${SPF_BUNDLE_INIT_TEMPLATE}" "${stage}/bundle_init.cpp" COPYONLY)
+    add_custom_target(${target}_archive DEPENDS "${archive}")
+    add_library(${target} MODULE ${arg_SOURCES} "${stage}/bundle_init.cpp")
+    add_dependencies(${target} ${target}_archive)
+    target_compile_features(${target} PRIVATE cxx_std_17)
+    target_compile_definitions(${target} PRIVATE US_BUNDLE_NAME=${arg_SYMBOLIC_NAME})
+    target_link_libraries(${target} PRIVATE spf::cppmicroservices ${arg_LINK_LIBRARIES})
+    set_target_properties(${target} PROPERTIES
+      CXX_EXTENSIONS OFF
+      CXX_VISIBILITY_PRESET hidden
+      VISIBILITY_INLINES_HIDDEN ON
+      PREFIX lib
+      LIBRARY_OUTPUT_DIRECTORY "${output}"
+      BUILD_WITH_INSTALL_RPATH ON
+      INSTALL_RPATH "$ORIGIN/../../../../lib"
+      INSTALL_RPATH_USE_LINK_PATH ON
+      LINK_DEPENDS "${archive}")
+    add_custom_command(TARGET ${target} POST_BUILD
+      COMMAND "${CMAKE_COMMAND}" -E cat "${archive}" >> "$<TARGET_FILE:${target}>"
+      COMMENT "Appending the archive of bundle ${target}")
+    set(file "$<TARGET_FILE:${target}>")
+  else()
+    add_custom_target(${target} ALL DEPENDS "${archive}")
+    set(file "${archive}")
+  endif()
+  set_target_properties(${target} PROPERTIES SPF_BUNDLE_FILE "${file}" SPF_BUNDLE_DIRECTORY "${arg_DIRECTORY}")
+
+  if(arg_DIRECTORY AND SPF_INSTALL)
+    install(FILES "${file}" DESTINATION "${SPF_BUNDLE_ROOT}/${arg_DIRECTORY}"
+            PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+  endif()
+endfunction()

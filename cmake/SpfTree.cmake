@@ -1,0 +1,16 @@
+# The build tree and the install tree have one shape, so that everything runs in place:
+#   <root>/bin/spfctl
+#   <root>/bin/win64/spf/<directory>/*.so
+#   <root>/lib/*.so
+# The host finds its root relative to its own library, which is why these are fixed names and not
+# the platform's (possibly multi-arch) defaults.
+set(SPF_BIN_DIR bin)
+set(SPF_LIB_DIR lib)
+set(SPF_INCLUDE_DIR include)
+set(SPF_BUNDLE_ROOT "${SPF_BIN_DIR}/win64/spf")
+set(SPF_PACKAGE_DIR "${SPF_LIB_DIR}/cmake/spf-frameworksetup")
+
+set(SPF_TREE_ROOT "${PROJECT_BINARY_DIR}")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${SPF_TREE_ROOT}/${SPF_BIN_DIR}")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${SPF_TREE_ROOT}/${SPF_LIB_DIR}")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${SPF_TREE_ROOT}/${SPF_LIB_DIR}")
