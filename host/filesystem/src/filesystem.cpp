@@ -18,13 +18,18 @@ void concatenate_pathname(std::wstring& pathname, const std::wstring& component,
   if (component.empty()) {
     return;
   }
-  const bool separate = flag && !pathname.empty() && !isSeparator(pathname.back()) && !isSeparator(component.front());
-  // One allocation up front: when it fails, the path has not changed yet.
-  pathname.reserve(pathname.size() + component.size() + (separate ? 1 : 0));
-  if (separate) {
-    pathname += separator;
+  const bool join = flag && !pathname.empty();
+  const bool endsWithOne = join && isSeparator(pathname.back());
+  const bool startsWithOne = join && isSeparator(component.front());
+  std::wstring joined;
+  joined.reserve(pathname.size() + component.size() + 1);
+  joined = pathname;
+  if (join && !endsWithOne && !startsWithOne) {
+    joined += separator;
   }
-  pathname += component;
+  joined.append(component, endsWithOne && startsWithOne ? 1 : 0);
+  // Nothing can fail from here on, and the component may have been the path itself.
+  pathname.swap(joined);
 }
 
 }  // namespace agent::host::filesystem

@@ -13,8 +13,7 @@ namespace agent::host::filesystem {
 ///
 /// Touches no file and does not block. Throws `std::bad_alloc` or `std::length_error`, and leaves
 /// `pathname` as it was then. Any thread may call it on its own strings.
-[[gnu::visibility("default")]] void concatenate_pathname(std::wstring& pathname,
-                                                         const std::wstring& component,
+[[gnu::visibility("default")]] void concatenate_pathname(std::wstring& pathname, const std::wstring& component,
                                                          bool flag);
 
 /// A path and the flag that travels with it into every concatenation.

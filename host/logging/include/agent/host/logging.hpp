@@ -3,6 +3,7 @@
 // Pulls in Boost.Log's sources; whoever only sets or reads the levels includes logging_levels.hpp.
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include <boost/log/keywords/channel.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
@@ -26,8 +27,8 @@ class basic_diagnostic_logger<char>
  public:
   /// \param channel  value of the attribute "Channel" of every record
   explicit basic_diagnostic_logger(std::string channel)
-      : boost::log::sources::severity_channel_logger_mt<std::uint32_t, std::string>(
-            boost::log::keywords::channel = std::move(channel)) {}
+      : boost::log::sources::severity_channel_logger_mt<std::uint32_t, std::string>(boost::log::keywords::channel =
+                                                                                        std::move(channel)) {}
 
   /// The levels that are written now, read afresh each time.
   std::uint32_t enabled_levels() const noexcept { return logging::enabled_levels(); }

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include <cppmicroservices/Any.h>
+
+#include "agent/host/services.hpp"
+
+namespace agent::host::services {
+
+/// What a host process may set; the defaults suit an installed tree and a build tree alike.
+struct HostOptions {
+  /// Folder that relative bundle directories are resolved against.
+  /// Empty: the folder above the one that this library was loaded from.
+  std::filesystem::path installationRoot;
+
+  /// Properties of the framework, readable by every bundle through its context. Unless they name a
+  /// framework storage, the host uses a temporary folder of its own and deletes it at the end.
+  std::unordered_map<std::string, cppmicroservices::Any> frameworkProperties;
+
+  /// The bundle file that implements Configuration Admin. Empty: `libConfigurationAdmin.so` beside
+  /// this library, else beside the CppMicroServices library that the process has loaded.
+  std::filesystem::path configurationAdminBundle;
+
+  /// Whether bundle files that others may write are refused. "Others may write" means the mode bit
+  /// for others (o+w) of the file, or of a folder between the installation root and the file, the
+  /// root included; that the group may write does not count. Outside the root the file and its own
+  /// folder are looked at. What a symbolic link leads to is judged like the link's own place.
+  bool permissionCheck = true;
+};
+
+class HostProcess;
+
+/// Runs the process-wide framework for as long as it lives: what `getFramework` and
+/// `installAndStart` answer from.
+///
+/// Owned by one thread, usually as a local variable of `main`; it has to be gone before `main`
+/// returns. Handles and services that use the framework have to be released before it.
+class [[gnu::visibility("default")]] Host {
+ public:
+  /// Creates and starts the framework and Configuration Admin. Blocks until both run.
+  /// \throws std::logic_error when the process has a host already (or is still stopping one)
+  /// \throws std::runtime_error naming the file and the reason when Configuration Admin cannot be
+  ///         started; nothing is left running then
+  explicit Host(HostOptions options = {});
+
+  /// Stops Configuration Admin, every other bundle and the framework, and waits for that without a
+  /// limit: as long as the slowest bundle's stop takes. Installations that run on other threads are
+  /// waited for first. Never throws.
+  ~Host();
+
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  /// The folder that relative bundle directories are resolved against, absolute.
+  [[nodiscard]] const std::filesystem::path& installationRoot() const noexcept;
+
+ private:
+  std::shared_ptr<HostProcess> process_;
+};
+
+}  // namespace agent::host::services

@@ -1,0 +1,31 @@
+#include "agent/host/host.hpp"
+
+#include "HostProcess.hpp"
+#include "HostSlot.hpp"
+
+namespace agent::host::services {
+
+Host::Host(HostOptions options) {
+  HostSlot::instance().claim();
+  try {
+    process_ = std::make_shared<HostProcess>(options);
+    process_->start(options.configurationAdminBundle);
+    HostSlot::instance().show(process_);
+  } catch (...) {
+    // The place stays taken until nothing runs any more.
+    process_.reset();
+    HostSlot::instance().release();
+    throw;
+  }
+}
+
+Host::~Host() {
+  process_->stop();
+  HostSlot::instance().release();
+}
+
+const std::filesystem::path& Host::installationRoot() const noexcept {
+  return process_->root();
+}
+
+}  // namespace agent::host::services

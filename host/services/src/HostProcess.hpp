@@ -1,0 +1,53 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include <cppmicroservices/Framework.h>
+
+#include "BundleInstaller.hpp"
+#include "TemporaryFolder.hpp"
+#include "agent/host/host.hpp"
+
+namespace agent::host::services {
+
+/// A framework and what is installed in it. There is at most one per process at a time.
+///
+/// Any thread may call any member. Whoever holds it may go on calling it after it was stopped: it
+/// installs nothing then.
+class HostProcess {
+ public:
+  /// Creates the framework; nothing runs yet.
+  explicit HostProcess(const HostOptions& options);
+
+  /// Stops what runs.
+  ~HostProcess();
+
+  HostProcess(const HostProcess&) = delete;
+  HostProcess& operator=(const HostProcess&) = delete;
+
+  /// Starts the framework and Configuration Admin.
+  /// \param configurationAdminBundle  the bundle's file; empty: the one found by default
+  /// \throws std::runtime_error naming the file and the reason
+  void start(const std::filesystem::path& configurationAdminBundle);
+
+  /// Waits for a running installation, stops the framework, and waits for that without a limit.
+  /// May be repeated. Never throws.
+  void stop() noexcept;
+
+  const std::filesystem::path& root() const noexcept { return root_; }
+  const std::shared_ptr<cppmicroservices::Framework>& framework() const noexcept { return framework_; }
+  BundleInstaller& installer() noexcept { return installer_; }
+
+ private:
+  // Constant after construction. The storage outlives the framework that uses it.
+  const std::filesystem::path root_;
+  std::optional<TemporaryFolder> storage_;
+  const std::shared_ptr<cppmicroservices::Framework> framework_;
+
+  // Synchronised by itself.
+  BundleInstaller installer_;
+};
+
+}  // namespace agent::host::services

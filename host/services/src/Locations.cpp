@@ -1,0 +1,72 @@
+#include "Locations.hpp"
+
+#include <dlfcn.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include <cppmicroservices/LDAPFilter.h>
+
+namespace agent::host::services {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr auto configurationAdminFile = "libConfigurationAdmin.so";
+constexpr auto companionFile = "libusAsyncWorkService.so";
+
+/// The folder of the loaded library that holds `address`.
+fs::path folderOfLibrary(const void* address) {
+  Dl_info info{};
+  if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
+    throw std::runtime_error("The loader does not know which library holds an address of the host services");
+  }
+  return fs::canonical(info.dli_fname).parent_path();
+}
+
+fs::path ownFolder() {
+  return folderOfLibrary(reinterpret_cast<const void*>(&ownFolder));
+}
+
+fs::path runtimeFolder() {
+  // The runtime's functions are members. The first word of a pointer to a member function that is
+  // not virtual is the function's address in the platform's C++ ABI.
+  const auto member = &cppmicroservices::LDAPFilter::ToString;
+  const void* address = nullptr;
+  static_assert(sizeof(member) >= sizeof(address));
+  std::memcpy(&address, &member, sizeof(address));
+  return folderOfLibrary(address);
+}
+
+}  // namespace
+
+fs::path defaultInstallationRoot() {
+  return ownFolder().parent_path();
+}
+
+fs::path defaultConfigurationAdminBundle() {
+  const fs::path own = ownFolder() / configurationAdminFile;
+  if (fs::exists(own)) {
+    return own;
+  }
+  fs::path runtimes = runtimeFolder() / configurationAdminFile;
+  if (fs::exists(runtimes)) {
+    return runtimes;
+  }
+  throw std::runtime_error("No Configuration Admin bundle: neither '" + own.string() + "' nor '" + runtimes.string() +
+                           "' exists");
+}
+
+void loadCompanionOf(const fs::path& configurationAdminBundle) {
+  const fs::path companion = configurationAdminBundle.parent_path() / companionFile;
+  if (!fs::exists(companion)) {
+    return;
+  }
+  if (dlopen(companion.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+    throw std::runtime_error("Cannot load '" + companion.string() + "': " + dlerror());
+  }
+}
+
+}  // namespace agent::host::services
