@@ -1,0 +1,160 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cppmicroservices/AnyMap.h"
+#include "cppmicroservices/GlobalConfig.h"
+#include "cppmicroservices/IllegalStateException.h"
+#include "cppmicroservices/ListenerFunctors.h"
+#include "cppmicroservices/ListenerToken.h"
+#include "cppmicroservices/ServiceInterface.h"
+#include "cppmicroservices/ServiceRegistration.h"
+
+namespace cppmicroservices {
+
+class Bundle;
+class BundleContextPrivate;
+class ServiceFactory;
+
+template <class S>
+class ServiceObjects;
+
+namespace detail {
+struct HandleAccess;
+}
+
+/// What a started bundle does its business with the framework through. Copies are cheap. It is valid from
+/// just before the bundle's activator is started until just after it was stopped, and does not keep the
+/// framework going. Any thread may use it.
+///
+/// Every method but the comparisons throws IllegalStateException if the context is default constructed or no
+/// longer valid. Listeners are called without any lock held, on the thread that caused the event, and may call
+/// everything; the order among listeners is not specified. What they throw is swallowed and reported to the
+/// framework listeners as FRAMEWORK_ERROR. A listener added during an event does not see that event, one
+/// removed during it is not called any more, but a call that already runs is not waited for.
+class US_Framework_EXPORT BundleContext {
+ public:
+  BundleContext();
+
+  bool operator==(const BundleContext& other) const;
+  bool operator!=(const BundleContext& other) const;
+  bool operator<(const BundleContext& other) const;
+  BundleContext& operator=(std::nullptr_t);
+
+  /// \return whether the context is valid
+  explicit operator bool() const;
+
+  /// \return the framework property of exactly that name; an empty value if there is none
+  Any GetProperty(const std::string& key) const;
+  AnyMap GetProperties() const;
+
+  /// \return the bundle that this is the context of
+  Bundle GetBundle() const;
+  /// \return an invalid bundle if there is none of that ID
+  Bundle GetBundle(long id) const;
+  /// \return all bundles, the system bundle included, ordered by location
+  std::vector<Bundle> GetBundles() const;
+  std::vector<Bundle> GetBundles(const std::string& location) const;
+
+  /// Installs the bundles of one file: a zip archive, or a shared library with one appended or in its
+  /// section ".us_resources". A location that is already installed gives the same bundles again.
+  /// \param location  the file's path; compared as text
+  /// \param bundleManifest  if not empty: the manifests, by symbolic name; the file is not opened then
+  /// \throws std::runtime_error naming location and reason; no bundle of the location is installed then
+  std::vector<Bundle> InstallBundles(
+      const std::string& location, const AnyMap& bundleManifest = AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
+
+  /// \return the path of a file in a folder that is the bundle's own, which is created; "" for the system bundle
+  std::string GetDataFile(const std::string& filename) const;
+
+  /// Registers a service and calls the service listeners with SERVICE_REGISTERED on this thread.
+  /// \throws std::invalid_argument if the map or one of its pointers is null, or a property that the framework
+  ///         uses has the wrong type; std::runtime_error for keys that differ only in case. Nothing is
+  ///         registered then.
+  [[nodiscard]] ServiceRegistrationU RegisterService(const InterfaceMapConstPtr& service,
+                                                     const ServiceProperties& properties = ServiceProperties());
+
+  template <class I1, class... Interfaces, class Impl>
+  ServiceRegistration<I1, Interfaces...> RegisterService(const std::shared_ptr<Impl>& implementation,
+                                                         const ServiceProperties& properties = ServiceProperties()) {
+    return RegisterService(InterfaceMapConstPtr(MakeInterfaceMap<I1, Interfaces...>(implementation)), properties);
+  }
+
+  /// \throws ServiceException if the factory is null
+  template <class I1, class... Interfaces>
+  ServiceRegistration<I1, Interfaces...> RegisterService(const std::shared_ptr<ServiceFactory>& factory,
+                                                         const ServiceProperties& properties = ServiceProperties()) {
+    return RegisterService(InterfaceMapConstPtr(MakeInterfaceMap<I1, Interfaces...>(factory)), properties);
+  }
+
+  /// \param clazz  an interface ID; an empty one means all services, in the order of their registration
+  /// \param filter  an LDAP filter over the properties; an empty one matches all
+  /// \return the services, highest ranking first, with equal rankings the oldest first
+  /// \throws std::invalid_argument for a bad filter, if there is any service of that interface
+  std::vector<ServiceReferenceU> GetServiceReferences(const std::string& clazz,
+                                                      const std::string& filter = std::string());
+
+  template <class S>
+  std::vector<ServiceReference<S>> GetServiceReferences(const std::string& filter = std::string()) {
+    const auto found = GetServiceReferences(requiredInterfaceId<S>(), filter);
+    return std::vector<ServiceReference<S>>(found.begin(), found.end());
+  }
+
+  /// \return the service with the highest ranking, the oldest of those; a reference to none if there is none
+  ServiceReferenceU GetServiceReference(const std::string& clazz);
+
+  template <class S>
+  ServiceReference<S> GetServiceReference() {
+    return ServiceReference<S>(GetServiceReference(requiredInterfaceId<S>()));
+  }
+
+  /// Gets the service's object. The bundle counts as a user of the service until the last pointer is gone;
+  /// the object lives on as long as a pointer does, whatever becomes of the service.
+  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR)
+  /// \throws std::invalid_argument if the reference refers to no registered service
+  std::shared_ptr<void> GetService(const ServiceReferenceBase& reference);
+  InterfaceMapConstPtr GetService(const ServiceReferenceU& reference);
+
+  template <class S>
+  std::shared_ptr<S> GetService(const ServiceReference<S>& reference) {
+    return std::static_pointer_cast<S>(GetService(static_cast<const ServiceReferenceBase&>(reference)));
+  }
+
+  /// For services that are made anew for each request. Needs the header ServiceObjects.h.
+  /// \throws std::invalid_argument if the reference refers to no registered service
+  template <class S>
+  ServiceObjects<S> GetServiceObjects(const ServiceReference<S>& reference) {
+    if (!context_) {
+      throw IllegalStateException("The bundle context is no longer valid");
+    }
+    return ServiceObjects<S>(context_, reference);
+  }
+
+  /// \param filter  an LDAP filter; the listener is called for services that match it
+  /// \throws std::invalid_argument for a bad filter
+  ListenerToken AddServiceListener(const ServiceListener& listener, const std::string& filter = std::string());
+  ListenerToken AddBundleListener(const BundleListener& listener);
+  ListenerToken AddFrameworkListener(const FrameworkListener& listener);
+  /// Removes a listener of any kind. A token that names none is fine.
+  void RemoveListener(ListenerToken token);
+
+ private:
+  friend struct detail::HandleAccess;
+
+  explicit BundleContext(std::shared_ptr<BundleContextPrivate> context);
+
+  template <class S>
+  static const std::string& requiredInterfaceId() {
+    const std::string& id = us_service_interface_iid<S>();
+    if (id.empty()) {
+      throw ServiceException("The service interface class has no CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE macro");
+    }
+    return id;
+  }
+
+  std::shared_ptr<BundleContextPrivate> context_;
+};
+
+}  // namespace cppmicroservices

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "cppmicroservices/Bundle.h"
+#include "cppmicroservices/FrameworkConfig.h"
+
+namespace cppmicroservices {
+
+class FrameworkEvent;
+
+/// A handle to a framework, which is its own system bundle (ID 0). See Bundle for its lifetime; see
+/// FrameworkFactory for how to make one. Several frameworks in one process know nothing of each other.
+///
+/// The states are INSTALLED (new), STARTING (after Init), ACTIVE (after Start), STOPPING and RESOLVED (after
+/// Stop); it can be started again then, with a new context and without bundles and services.
+class US_Framework_EXPORT Framework : public Bundle {
+ public:
+  /// \throws std::logic_error if the bundle is not the system bundle of a framework
+  explicit Framework(Bundle bundle);
+  Framework(const Framework& other);
+  Framework(Framework&& other) noexcept;
+  Framework& operator=(const Framework& other);
+  Framework& operator=(Framework&& other) noexcept;
+
+  /// Makes the framework's context valid, so that listeners and services can be added before Start.
+  /// Does nothing in the states STARTING and ACTIVE.
+  /// \throws std::runtime_error while the framework is stopping
+  void Init();
+
+  /// Waits until the framework is stopped, and then runs the function given as the framework property
+  /// Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC, if any.
+  /// \param timeout  how long to wait; zero waits without limit, a negative one does not wait
+  /// \return an event of type FRAMEWORK_STOPPED after a stop or if there is nothing to stop,
+  ///         FRAMEWORK_WAIT_TIMEDOUT if time ran out (calling again goes on waiting), and FRAMEWORK_ERROR if the
+  ///         calling thread is the one that stops the framework, which cannot wait for itself
+  FrameworkEvent WaitForStop(const std::chrono::milliseconds& timeout);
+
+ private:
+  friend class FrameworkFactory;
+
+  Framework(std::shared_ptr<BundlePrivate> bundle, std::shared_ptr<FrameworkLease> lease);
+};
+
+}  // namespace cppmicroservices

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "cppmicroservices/ServiceInterface.h"
+#include "cppmicroservices/ServiceRegistration.h"
+
+namespace cppmicroservices {
+
+class Bundle;
+
+/// Makes one service object for each bundle that uses the service (see PrototypeServiceFactory for one per
+/// request). Both methods may be called by any thread, for different bundles at the same time; no lock is held.
+class ServiceFactory {
+ public:
+  virtual ~ServiceFactory() = default;
+
+  /// Called when a bundle gets the service and does not hold it yet.
+  /// \return the object; it has to implement all the interfaces of the registration
+  virtual InterfaceMapConstPtr GetService(const Bundle& bundle, const ServiceRegistrationBase& registration) = 0;
+
+  /// Called when the bundle let go of the service, was stopped, or the service was unregistered.
+  virtual void UngetService(const Bundle& bundle, const ServiceRegistrationBase& registration,
+                            const InterfaceMapConstPtr& service) = 0;
+};
+
+}  // namespace cppmicroservices
