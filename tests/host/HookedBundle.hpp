@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include "bundles/Hooks.hpp"
+
+namespace hosttest {
+
+/// What the hooked bundle does when it starts and stops, for as long as this object lives.
+class Hooks {
+ public:
+  explicit Hooks(
+      std::function<void()> onStart, std::function<void()> onStop = [] {}) {
+    start() = std::move(onStart);
+    stop() = std::move(onStop);
+  }
+  ~Hooks() {
+    start() = nullptr;
+    stop() = nullptr;
+  }
+  Hooks(const Hooks&) = delete;
+  Hooks& operator=(const Hooks&) = delete;
+
+  static std::function<void()>& start();
+  static std::function<void()>& stop();
+};
+
+}  // namespace hosttest

@@ -1,0 +1,103 @@
+#include <cppmicroservices/Bundle.h>
+
+#include <filesystem>
+
+#include "TestTree.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using agent::host::services::Host;
+using agent::host::services::installAndStart;
+using hosttest::path;
+using testing::AllOf;
+using testing::HasSubstr;
+
+class BundleFilesThatOthersMayWrite : public testing::Test {
+ protected:
+  void letWrite(const fs::path& where, fs::perms who = fs::perms::others_write) {
+    fs::permissions(where, who, fs::perm_options::add);
+  }
+
+  std::string errorOfInstalling(const std::wstring& directory = L"bin/spf") {
+    const Host host(options);
+    try {
+      installAndStart(path(directory));
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  const hosttest::TestTree tree;
+  const fs::path file = tree.add("bin/spf", BUNDLE_ALPHA);
+  agent::host::services::HostOptions options = tree.options();
+};
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefused) {
+  letWrite(file);
+  EXPECT_THAT(errorOfInstalling(), AllOf(HasSubstr(file.native()), HasSubstr("others may write the file")));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheirFolder) {
+  letWrite(tree.root() / "bin/spf");
+  EXPECT_THAT(errorOfInstalling(),
+              AllOf(HasSubstr(file.native()), HasSubstr((tree.root() / "bin/spf").native() + "'")));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForAFolderFurtherUp) {
+  letWrite(tree.root() / "bin");
+  EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + (tree.root() / "bin").native() + "'"));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheRoot) {
+  letWrite(tree.root());
+  EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + tree.root().native() + "'"));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedEvenIfTheFolderIsSticky) {
+  letWrite(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
+  EXPECT_THAT(errorOfInstalling(), HasSubstr("others may write the folder"));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedThroughALink) {
+  const auto target = tree.add("elsewhere", BUNDLE_BETA);
+  fs::create_symlink(target, tree.root() / "bin/spf/beta.zip");
+  letWrite(tree.root() / "elsewhere");
+  EXPECT_THAT(errorOfInstalling(), HasSubstr((tree.root() / "elsewhere").native()));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedOutsideTheRoot) {
+  const hosttest::TestTree outside;
+  outside.add("bundles", BUNDLE_BETA);
+  letWrite(outside.root() / "bundles");
+  EXPECT_THAT(errorOfInstalling((outside.root() / "bundles").wstring()), HasSubstr("others may write the folder"));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedAfterTheyWereInstalled) {
+  const Host host(options);
+  installAndStart(path(L"bin/spf"));
+  letWrite(file);
+  EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreTakenWhenTheCheckIsOff) {
+  letWrite(file);
+  letWrite(tree.root());
+  options.permissionCheck = false;
+  EXPECT_EQ(errorOfInstalling(), "");
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseThatTheGroupMayWrite) {
+  letWrite(file, fs::perms::group_write);
+  letWrite(tree.root() / "bin", fs::perms::group_write);
+  EXPECT_EQ(errorOfInstalling(), "");
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseBelowAFolderAboveTheRoot) {
+  letWrite(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
+  options.installationRoot = tree.root() / "bin/spf";
+  EXPECT_EQ(errorOfInstalling(L"."), "");
+}
+
+}  // namespace
