@@ -2,6 +2,7 @@
 # but for instrumentation, which has to reach everything that shares memory.
 include_guard()
 find_package(Threads REQUIRED)
+find_package(Boost 1.74 REQUIRED COMPONENTS log)
 find_program(SPF_CCACHE ccache)
 mark_as_advanced(SPF_CCACHE)
 if(SPF_CCACHE AND PROJECT_IS_TOP_LEVEL AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
@@ -29,7 +30,9 @@ function(spf_target_defaults target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON
-    BUILD_RPATH_USE_ORIGIN ON)
+    BUILD_RPATH_USE_ORIGIN ON
+    INSTALL_RPATH "$ORIGIN;$ORIGIN/../${SPF_LIB_DIR}"
+    INSTALL_RPATH_USE_LINK_PATH ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${SPF_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()

@@ -1,0 +1,123 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <cppmicroservices/Any.h>
+
+#include "agent/spf/frameworksetup/SPFServiceInterfaceConfiguration.hpp"
+#include "agent/spf/frameworksetup/SPFServicePublisherConfiguration.hpp"
+
+namespace agent::spf::frameworksetup {
+
+class SPFConfigurationBuilder;
+class SPFConfigurationImpl;
+
+/// Owns one published configuration: reads it, waits for the framework to act on it, changes it, and
+/// withdraws it when the handle lets go of it.
+///
+/// Destroying a handle, resetting it, or moving another one over it withdraws its configuration from
+/// Configuration Admin, without waiting and without reporting failures. Two configurations of one ID
+/// are one object there, and dropping either handle withdraws it for both; `modify()` is the way to
+/// hand an ID on. A configuration that is withdrawn and published anew under the same ID at once may
+/// be lost by the runtime: wait for the services to be unpublished first.
+///
+/// One thread at a time may use a handle, and nobody may destroy, reset or move it while another
+/// thread waits on it; different handles are independent. Handles must be gone before `main`
+/// returns, since the runtime's own statics are destroyed after it.
+class [[gnu::visibility("default")]] SPFConfiguration {
+ public:
+  /// An empty handle.
+  SPFConfiguration() noexcept;
+
+  /// Takes the other's configuration; the other becomes empty.
+  SPFConfiguration(SPFConfiguration&& other) noexcept;
+
+  /// Takes the other's configuration, then withdraws the one that this handle held.
+  SPFConfiguration& operator=(SPFConfiguration&& other) noexcept;
+
+  /// Withdraws the configuration, if the handle holds one. Failures are dropped.
+  ~SPFConfiguration();
+
+  /// Whether the handle holds no configuration (default-constructed, moved-from or reset). A
+  /// configuration without entries is a configuration all the same.
+  [[nodiscard]] bool empty() const noexcept;
+
+  /// The configuration's ID: empty after `modify()`, after the services were waited for to be
+  /// unpublished, and when there was no Configuration Admin to publish in.
+  /// \pre not `empty()`
+  [[nodiscard]] const std::string getConfigurationID() const;
+
+  /// Copies of all interfaces, in no particular order; none for an empty handle.
+  [[nodiscard]] std::vector<SPFServiceInterfaceConfiguration> getServiceInterfaceConfigurations() const;
+
+  /// Copies of all publishers, in no particular order; none for an empty handle.
+  [[nodiscard]] std::vector<SPFServicePublisherConfiguration> getServicePublisherConfigurations() const;
+
+  /// Copies of the interfaces that one publisher serves: first those marked for all publishers, then
+  /// the mapped ones by ascending ID, none twice. For an unknown publisher, those marked for all.
+  [[nodiscard]] std::vector<SPFServiceInterfaceConfiguration> getServiceInterfaceConfigurationsForServicePublisher(
+      const std::string& servicePublisherID) const;
+
+  /// Takes the configuration's identity into a builder that holds copies of its entries. Building
+  /// publishes the next revision under the same ID; dropping the builder unbuilt withdraws the
+  /// configuration. The handle keeps its entries and can still be read, but has no ID any more:
+  ///
+  ///     configuration = configuration.modify().addServicePublisher(...).build();
+  ///
+  /// \return a builder with the empty ID for an empty handle
+  /// \throws std::bad_alloc, with the handle unchanged
+  [[nodiscard]] SPFConfigurationBuilder modify();
+
+  /// Blocks until the publisher has bound and connected all its endpoints, or the time is up.
+  ///
+  /// Any number of threads may wait. Zero or negative time-outs look once and do not block; very
+  /// large ones wait without a practical limit.
+  /// \param timeout             in milliseconds, measured on the steady clock
+  /// \param servicePublisherID  `uniqueID` of a publisher of this configuration
+  /// \return true when all endpoints are up; false when the time is up, for an empty handle, and when
+  ///         there was no Configuration Admin to publish in
+  /// \throws the framework's error for the publisher, on this and every later wait
+  /// \throws std::out_of_range for a publisher that the configuration does not have
+  [[nodiscard]] bool waitForAllEndpoints(const std::chrono::milliseconds& timeout,
+                                         const std::string& servicePublisherID);
+
+  /// Blocks until the publisher has published its services, or the time is up. Does not wait for the
+  /// endpoints. Everything else as above.
+  [[nodiscard]] bool waitForAllServices(const std::chrono::milliseconds& timeout,
+                                        const std::string& servicePublisherID);
+
+  /// Withdraws the whole configuration, then blocks until the named publisher has unpublished its
+  /// services, or the time is up.
+  ///
+  /// The configuration loses its ID whatever comes of it; failures to withdraw are logged and
+  /// dropped. When the wait ends, the events of the other publishers are no longer followed.
+  /// Parameters, result and exceptions as above; a framework error that the publisher reported
+  /// earlier is thrown here as well, after the withdrawal. What registering for the framework's
+  /// events throws comes before it, and nothing is withdrawn then.
+  [[nodiscard]] bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
+                                                       const std::string& servicePublisherID);
+
+  /// What the publisher has not brought up yet; does not block.
+  /// \return first: the endpoints still to be connected, second: those still to be bound, each in the
+  ///         configured order; two empty lists for an empty handle, and when there was no
+  ///         Configuration Admin to publish in
+  /// \throws std::out_of_range for a publisher that the configuration does not have
+  [[nodiscard]] std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>>
+  listOutstandingEndpoints(const std::string& servicePublisherID);
+
+  /// Withdraws the configuration, if there is one, and leaves the handle empty. Waits for nothing;
+  /// failures are dropped.
+  void reset() noexcept;
+
+ private:
+  friend class SPFConfigurationBuilder;
+  explicit SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> impl) noexcept;
+
+  std::unique_ptr<SPFConfigurationImpl> impl_;
+};
+
+}  // namespace agent::spf::frameworksetup

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <string>
+
+#include <boost/functional/hash.hpp>
+#include <boost/multi_index/composite_key.hpp>
+#include <boost/multi_index/hashed_index.hpp>
+#include <boost/multi_index/member.hpp>
+#include <boost/multi_index/ordered_index.hpp>
+#include <boost/multi_index_container.hpp>
+
+#include "agent/spf/frameworksetup/SPFServiceInterfaceConfiguration.hpp"
+#include "agent/spf/frameworksetup/SPFServicePublisherConfiguration.hpp"
+
+// The three containers that a configuration is made of. Builders and configurations hold them by
+// value. Included only where they are walked or searched: MultiIndex is slow to compile.
+namespace agent::spf::frameworksetup {
+
+struct ServiceInterfaceEntry {
+  SPFServiceInterfaceConfiguration configuration;
+  bool toAllServicePublishers;
+};
+
+/// This interface is served by this publisher.
+struct ServiceMapping {
+  std::string serviceInterfaceID;
+  std::string servicePublisherID;
+};
+
+struct UniqueIDOfServiceInterface {
+  using result_type = std::string;
+  const result_type& operator()(const ServiceInterfaceEntry& entry) const { return entry.configuration.uniqueID; }
+};
+
+/// Index 0, by ID: the order of iteration. Index 1, by mark: those for all publishers are one range.
+using ServiceInterfaces = boost::multi_index_container<
+    ServiceInterfaceEntry,
+    boost::multi_index::indexed_by<
+        boost::multi_index::hashed_unique<UniqueIDOfServiceInterface, boost::hash<std::string>>,
+        boost::multi_index::ordered_non_unique<
+            boost::multi_index::member<ServiceInterfaceEntry, bool, &ServiceInterfaceEntry::toAllServicePublishers>>>>;
+
+/// One index, by ID.
+using ServicePublishers = boost::multi_index_container<
+    SPFServicePublisherConfiguration,
+    boost::multi_index::indexed_by<boost::multi_index::hashed_unique<
+        boost::multi_index::member<SPFServicePublisherConfiguration, std::string,
+                                   &SPFServicePublisherConfiguration::uniqueID>,
+        boost::hash<std::string>>>>;
+
+/// Index 0, by interface and publisher: ascending, also searched by interface alone. Index 1, by
+/// publisher.
+using ServiceMappings = boost::multi_index_container<
+    ServiceMapping,
+    boost::multi_index::indexed_by<
+        boost::multi_index::ordered_unique<boost::multi_index::composite_key<
+            ServiceMapping,
+            boost::multi_index::member<ServiceMapping, std::string, &ServiceMapping::serviceInterfaceID>,
+            boost::multi_index::member<ServiceMapping, std::string, &ServiceMapping::servicePublisherID>>>,
+        boost::multi_index::ordered_non_unique<
+            boost::multi_index::member<ServiceMapping, std::string, &ServiceMapping::servicePublisherID>>>>;
+
+/// The interfaces that go to every publisher, as one range of index 1.
+inline auto serviceInterfacesToAllServicePublishers(const ServiceInterfaces& serviceInterfaces) {
+  return serviceInterfaces.get<1>().equal_range(true);
+}
+
+inline bool isMapped(const ServiceMappings& serviceMappings, const std::string& serviceInterfaceID,
+                     const std::string& servicePublisherID) {
+  return serviceMappings.find(boost::make_tuple(serviceInterfaceID, servicePublisherID)) != serviceMappings.end();
+}
+
+}  // namespace agent::spf::frameworksetup

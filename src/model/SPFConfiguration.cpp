@@ -1,0 +1,123 @@
+#include "agent/spf/frameworksetup/SPFConfiguration.hpp"
+
+#include <set>
+
+#include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
+#include "model/SPFConfigurationBuilderImpl.hpp"
+#include "publish/SPFConfigurationImpl.hpp"
+
+namespace agent::spf::frameworksetup {
+
+namespace {
+
+// IDs of the interfaces that are mapped to the publisher.
+std::set<std::string> mappedServiceInterfaceIDs(const ServiceMappings& serviceMappings,
+                                                const std::string& servicePublisherID) {
+  std::set<std::string> ids;
+  const auto mapped = serviceMappings.get<1>().equal_range(servicePublisherID);
+  for (auto mapping = mapped.first; mapping != mapped.second; ++mapping) {
+    ids.insert(mapping->serviceInterfaceID);
+  }
+  return ids;
+}
+
+}  // namespace
+
+SPFConfiguration::SPFConfiguration() noexcept = default;
+
+SPFConfiguration::SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> impl) noexcept : impl_(std::move(impl)) {}
+
+SPFConfiguration::SPFConfiguration(SPFConfiguration&& other) noexcept = default;
+
+SPFConfiguration& SPFConfiguration::operator=(SPFConfiguration&& other) noexcept = default;
+
+SPFConfiguration::~SPFConfiguration() = default;
+
+bool SPFConfiguration::empty() const noexcept {
+  return impl_ == nullptr;
+}
+
+const std::string SPFConfiguration::getConfigurationID() const {
+  return impl_->configurationID;
+}
+
+std::vector<SPFServiceInterfaceConfiguration> SPFConfiguration::getServiceInterfaceConfigurations() const {
+  std::vector<SPFServiceInterfaceConfiguration> result;
+  if (impl_) {
+    result.reserve(impl_->serviceInterfaces.size());
+    for (const auto& entry : impl_->serviceInterfaces) {
+      result.push_back(entry.configuration);
+    }
+  }
+  return result;
+}
+
+std::vector<SPFServicePublisherConfiguration> SPFConfiguration::getServicePublisherConfigurations() const {
+  if (!impl_) {
+    return {};
+  }
+  return {impl_->servicePublishers.begin(), impl_->servicePublishers.end()};
+}
+
+std::vector<SPFServiceInterfaceConfiguration> SPFConfiguration::getServiceInterfaceConfigurationsForServicePublisher(
+    const std::string& servicePublisherID) const {
+  std::vector<SPFServiceInterfaceConfiguration> result;
+  if (!impl_) {
+    return result;
+  }
+  auto mapped = mappedServiceInterfaceIDs(impl_->serviceMappings, servicePublisherID);
+  const auto toAll = serviceInterfacesToAllServicePublishers(impl_->serviceInterfaces);
+  for (auto entry = toAll.first; entry != toAll.second; ++entry) {
+    result.push_back(entry->configuration);
+    mapped.erase(entry->configuration.uniqueID);
+  }
+  for (const auto& uniqueID : mapped) {
+    const auto entry = impl_->serviceInterfaces.find(uniqueID);
+    if (entry != impl_->serviceInterfaces.end()) {
+      result.push_back(entry->configuration);
+    }
+  }
+  return result;
+}
+
+SPFConfigurationBuilder SPFConfiguration::modify() {
+  if (!impl_) {
+    return SPFConfigurationBuilder("");
+  }
+  auto seeded = std::make_unique<SPFConfigurationBuilderImpl>(impl_->modificationCount, impl_->serviceInterfaces,
+                                                              impl_->servicePublishers, impl_->serviceMappings);
+  // The identity goes last: copying can fail, this cannot.
+  seeded->configurationID.swap(impl_->configurationID);
+  seeded->seededFromConfiguration = true;
+  return SPFConfigurationBuilder(std::move(seeded));
+}
+
+bool SPFConfiguration::waitForAllEndpoints(const std::chrono::milliseconds& timeout,
+                                           const std::string& servicePublisherID) {
+  return impl_ && impl_->waitForAllEndpoints(timeout, servicePublisherID);
+}
+
+bool SPFConfiguration::waitForAllServices(const std::chrono::milliseconds& timeout,
+                                          const std::string& servicePublisherID) {
+  return impl_ && impl_->waitForAllServices(timeout, servicePublisherID);
+}
+
+bool SPFConfiguration::waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
+                                                         const std::string& servicePublisherID) {
+  return impl_ && impl_->waitForAllServicesToBeUnpublished(timeout, servicePublisherID);
+}
+
+std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>>
+SPFConfiguration::listOutstandingEndpoints(const std::string& servicePublisherID) {
+  if (!impl_) {
+    return {};
+  }
+  return impl_->listOutstandingEndpoints(servicePublisherID);
+}
+
+void SPFConfiguration::reset() noexcept {
+  // Empties the handle first: its configuration is destroyed when it is no longer reachable.
+  const auto taken = std::move(impl_);
+}
+
+}  // namespace agent::spf::frameworksetup

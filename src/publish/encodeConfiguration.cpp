@@ -1,0 +1,113 @@
+#include "publish/encodeConfiguration.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "publish/properties.hpp"
+#include "publish/ptreeToAnyMap.hpp"
+
+namespace agent::spf::frameworksetup {
+
+namespace {
+
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+using List = std::vector<Any>;
+
+std::string factoryPID(const std::string& publisherName) {
+  return publisherName == "legacyservicepublisher" ? "zk.spf.legacyservicepublisher" : "zk.spf.rpcservicepublisher";
+}
+
+AnyMap encodePublisherConfig(const SPFServicePublisherConfiguration& publisher) {
+  auto config = emptyProperties();
+  place(config, "endpointsToConnectTo", publisher.endpointsToConnectTo);
+  place(config, "endpointsToBindTo", publisher.endpointsToBindTo);
+  place(config, "importFilter", publisher.importFilter);
+  place(config, "exportFilter", publisher.exportFilter);
+  return config;
+}
+
+AnyMap encodePublisher(const SPFServicePublisherConfiguration& publisher) {
+  auto entry = emptyProperties();
+  place(entry, "name", publisher.name);
+  place(entry, "uniqueID", publisher.uniqueID);
+  place(entry, "factoryPID", factoryPID(publisher.name));
+  place(entry, "config", encodePublisherConfig(publisher));
+  return entry;
+}
+
+AnyMap encodeServiceInterface(const SPFServiceInterfaceConfiguration& serviceInterface) {
+  auto version = emptyProperties();
+  place(version, "major", 1);
+  auto entry = emptyProperties();
+  place(entry, "name", serviceInterface.name);
+  place(entry, "uniqueID", serviceInterface.uniqueID);
+  place(entry, "version", std::move(version));
+  place(entry, "requestedProperties", ptreeToAnyMap(serviceInterface.requestedProperties));
+  return entry;
+}
+
+AnyMap encodeMapping(const std::string& serviceInterfaceID, const std::string& servicePublisherID) {
+  auto entry = emptyProperties();
+  place(entry, "serviceID", serviceInterfaceID);
+  place(entry, "publisherID", servicePublisherID);
+  return entry;
+}
+
+List encodePublishers(const ServicePublishers& servicePublishers) {
+  List list;
+  list.reserve(servicePublishers.size());
+  for (const auto& publisher : servicePublishers) {
+    list.emplace_back(encodePublisher(publisher));
+  }
+  return list;
+}
+
+List encodeServiceInterfaces(const ServiceInterfaces& serviceInterfaces) {
+  List list;
+  list.reserve(serviceInterfaces.size());
+  for (const auto& entry : serviceInterfaces) {
+    list.emplace_back(encodeServiceInterface(entry.configuration));
+  }
+  return list;
+}
+
+void appendImplicitMappings(List& list, const ServiceInterfaces& serviceInterfaces,
+                            const ServicePublishers& servicePublishers, const ServiceMappings& serviceMappings) {
+  for (const auto& entry : serviceInterfaces) {
+    if (!entry.toAllServicePublishers) {
+      continue;
+    }
+    const auto& serviceInterfaceID = entry.configuration.uniqueID;
+    for (const auto& publisher : servicePublishers) {
+      if (!isMapped(serviceMappings, serviceInterfaceID, publisher.uniqueID)) {
+        list.emplace_back(encodeMapping(serviceInterfaceID, publisher.uniqueID));
+      }
+    }
+  }
+}
+
+void appendExplicitMappings(List& list, const ServiceMappings& serviceMappings) {
+  for (const auto& mapping : serviceMappings) {
+    list.emplace_back(encodeMapping(mapping.serviceInterfaceID, mapping.servicePublisherID));
+  }
+}
+
+}  // namespace
+
+AnyMap encodeConfiguration(std::uint32_t modificationCount, const ServiceInterfaces& serviceInterfaces,
+                           const ServicePublishers& servicePublishers, const ServiceMappings& serviceMappings) {
+  List mappings;
+  appendImplicitMappings(mappings, serviceInterfaces, servicePublishers, serviceMappings);
+  appendExplicitMappings(mappings, serviceMappings);
+
+  auto properties = emptyProperties();
+  place(properties, "serviceConfigurations", encodeServiceInterfaces(serviceInterfaces));
+  place(properties, "servicePublisherConfigurations", encodePublishers(servicePublishers));
+  place(properties, "servicePublisherMappings", std::move(mappings));
+  place(properties, "modificationCount", static_cast<int>(modificationCount));
+  return properties;
+}
+
+}  // namespace agent::spf::frameworksetup

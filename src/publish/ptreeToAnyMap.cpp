@@ -1,0 +1,72 @@
+#include "publish/ptreeToAnyMap.hpp"
+
+#include <string>
+
+#include <boost/property_tree/ptree.hpp>
+
+#include "publish/properties.hpp"
+
+namespace agent::spf::frameworksetup {
+
+namespace {
+
+// The letter after the backslash for the bytes that have a short escape, or 0.
+char shortEscape(char byte) {
+  switch (byte) {
+    case '\b':
+      return 'b';
+    case '\f':
+      return 'f';
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    case '/':
+    case '"':
+    case '\\':
+      return byte;
+    default:
+      return 0;
+  }
+}
+
+std::string escapeKey(const std::string& key) {
+  static constexpr char digits[] = "0123456789ABCDEF";
+  std::string escaped;
+  escaped.reserve(key.size());
+  for (const char byte : key) {
+    const auto code = static_cast<unsigned char>(byte);
+    if (const char letter = shortEscape(byte)) {
+      escaped += '\\';
+      escaped += letter;
+    } else if (code < 0x20) {
+      escaped += "\\u00";
+      escaped += digits[code >> 4];
+      escaped += digits[code & 0xF];
+    } else {
+      escaped += byte;
+    }
+  }
+  return escaped;
+}
+
+cppmicroservices::Any toAny(const boost::property_tree::ptree& tree) {
+  if (tree.data().empty() && !tree.empty()) {
+    return cppmicroservices::Any(ptreeToAnyMap(tree));
+  }
+  return cppmicroservices::Any(tree.data());
+}
+
+}  // namespace
+
+cppmicroservices::AnyMap ptreeToAnyMap(const boost::property_tree::ptree& tree) {
+  auto map = emptyProperties();
+  for (const auto& child : tree) {
+    place(map, escapeKey(child.first), toAny(child.second));
+  }
+  return map;
+}
+
+}  // namespace agent::spf::frameworksetup

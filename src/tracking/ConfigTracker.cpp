@@ -1,0 +1,162 @@
+#include "tracking/ConfigTracker.hpp"
+
+#include <algorithm>
+
+#include "setup/diagnosticLog.hpp"
+#include "tracking/endpointEquality.hpp"
+
+namespace agent::spf::frameworksetup {
+
+using cppmicroservices::Any;
+
+namespace {
+
+// Notifies at the end of a scope if told to. Declared before the lock, so that the lock is released
+// by then, and also when the scope is left by an exception.
+class NotifyAtEnd {
+ public:
+  explicit NotifyAtEnd(std::condition_variable& condition) : condition_(condition) {}
+  ~NotifyAtEnd() {
+    if (notify) {
+      condition_.notify_all();
+    }
+  }
+  NotifyAtEnd(const NotifyAtEnd&) = delete;
+  NotifyAtEnd& operator=(const NotifyAtEnd&) = delete;
+
+  bool notify = false;
+
+ private:
+  std::condition_variable& condition_;
+};
+
+// Saturates: neither the conversion to the clock's unit nor the sum overflows.
+std::chrono::steady_clock::time_point deadlineAfter(const std::chrono::milliseconds& timeout) {
+  using Clock = std::chrono::steady_clock;
+  const auto now = Clock::now();
+  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
+  return timeout < longest ? now + timeout : Clock::time_point::max();
+}
+
+}  // namespace
+
+ConfigTracker::ConfigTracker(std::vector<Any>&& endpointsToBindTo, std::vector<Any>&& endpointsToConnectTo,
+                             bool isRpcServicePublisher)
+    : endpointsToBindTo(std::move(endpointsToBindTo)),
+      endpointsToConnectTo(std::move(endpointsToConnectTo)),
+      isRpcServicePublisher(isRpcServicePublisher) {
+  equal.reserve(std::max(this->endpointsToBindTo.size(), this->endpointsToConnectTo.size()));
+}
+
+bool ConfigTracker::completeEndpointBind(const Any& endpoint) {
+  return completeEndpoint(endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
+}
+
+bool ConfigTracker::completeEndpointConnect(const Any& endpoint) {
+  return completeEndpoint(endpointsToConnectTo, endpoint, "ConfigTracker completeEndpointConnect ");
+}
+
+bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, const Any& endpoint, const char* message) {
+  NotifyAtEnd waiters(stateChanged);
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (isComplete()) {
+    return true;
+  }
+  if (!removeEqual(outstanding, endpoint)) {
+    return false;
+  }
+  // Before the log record is written, which can throw: nobody is to sleep on a condition that holds.
+  waiters.notify = allEndpointsComplete();
+  logProgress(message, endpoint);
+  return isComplete();
+}
+
+// All comparisons come first: one that throws leaves the list as it was.
+bool ConfigTracker::removeEqual(std::vector<Any>& outstanding, const Any& endpoint) {
+  if (holdsEmptyValue(endpoint)) {
+    return false;
+  }
+  equal.clear();
+  bool found = false;
+  for (const auto& candidate : outstanding) {
+    equal.push_back(!holdsEmptyValue(candidate) && candidate == endpoint);
+    found = found || equal.back();
+  }
+  if (found) {
+    auto mark = equal.begin();
+    outstanding.erase(std::remove_if(outstanding.begin(), outstanding.end(), [&](const Any&) { return *mark++; }),
+                      outstanding.end());
+  }
+  return found;
+}
+
+bool ConfigTracker::completeAllServicesPublished() {
+  NotifyAtEnd waiters(stateChanged);
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (isComplete()) {
+    return true;
+  }
+  if (allServicesPublished) {
+    return false;
+  }
+  logProgress("ConfigTracker completeAllServicesPublished");
+  allServicesPublished = true;
+  waiters.notify = true;
+  return isComplete();
+}
+
+void ConfigTracker::completeAllServicesUnpublished() {
+  NotifyAtEnd waiters(stateChanged);
+  const std::lock_guard<std::mutex> lock(mutex);
+  waiters.notify = !allServicesUnpublished;
+  allServicesUnpublished = true;
+}
+
+void ConfigTracker::setError(std::exception_ptr newError) {
+  NotifyAtEnd waiters(stateChanged);
+  const std::lock_guard<std::mutex> lock(mutex);
+  if (!isComplete()) {
+    error = std::move(newError);
+    waiters.notify = true;
+  }
+}
+
+bool ConfigTracker::waitForAllEndpoints(const std::chrono::milliseconds& timeout) {
+  return wait(timeout, [this] { return allEndpointsComplete(); });
+}
+
+bool ConfigTracker::waitForAllServices(const std::chrono::milliseconds& timeout) {
+  return wait(timeout, [this] { return allServicesPublished; });
+}
+
+bool ConfigTracker::waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout) {
+  return wait(timeout, [this] { return allServicesUnpublished; });
+}
+
+template <class Condition>
+bool ConfigTracker::wait(const std::chrono::milliseconds& timeout, Condition condition) {
+  const auto decided = [&] { return error || condition(); };
+  std::unique_lock<std::mutex> lock(mutex);
+  // A timed wait whose time is already up still costs a system call, so looking once does without.
+  const bool inTime = timeout > timeout.zero() ? stateChanged.wait_until(lock, deadlineAfter(timeout), decided)
+                                               : decided();
+  if (inTime && error) {
+    std::rethrow_exception(error);
+  }
+  return inTime;
+}
+
+std::pair<std::vector<Any>, std::vector<Any>> ConfigTracker::listOutstandingEndpoints() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  return {endpointsToConnectTo, endpointsToBindTo};
+}
+
+bool ConfigTracker::isComplete() const {
+  return error || (allEndpointsComplete() && allServicesPublished);
+}
+
+bool ConfigTracker::allEndpointsComplete() const {
+  return endpointsToBindTo.empty() && endpointsToConnectTo.empty();
+}
+
+}  // namespace agent::spf::frameworksetup

@@ -1,0 +1,23 @@
+#include "tracking/removeFromConfigurationAdmin.hpp"
+
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
+#include "publish/configurationIdentity.hpp"
+#include "setup/diagnosticLog.hpp"
+#include "setup/getConfigurationAdmin.hpp"
+
+namespace agent::spf::frameworksetup {
+
+void removeFromConfigurationAdmin(const std::string& configurationID) {
+  if (configurationID.empty()) {
+    return;
+  }
+  const auto configurationAdmin = getConfigurationAdmin();
+  if (!configurationAdmin) {
+    return;
+  }
+  logProgress("About to remove spf configuration for ", configurationID);
+  configurationAdmin->GetFactoryConfiguration(frameworkFactoryPID, configurationID)->Remove();
+}
+
+}  // namespace agent::spf::frameworksetup

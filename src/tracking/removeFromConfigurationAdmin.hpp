@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+
+namespace agent::spf::frameworksetup {
+
+/// Asks Configuration Admin to delete a configuration, without waiting for it to happen. Does nothing
+/// for the empty ID or when there is no Configuration Admin. What Configuration Admin or the log
+/// throws comes out unchanged.
+void removeFromConfigurationAdmin(const std::string& configurationID);
+
+}  // namespace agent::spf::frameworksetup

@@ -1,0 +1,139 @@
+#include "ConfigurationAdminDouble.hpp"
+
+#include <stdexcept>
+
+#include <cppmicroservices/ThreadpoolSafeFuture.h>
+
+namespace spf::test {
+
+namespace {
+
+std::shared_future<void> done() {
+  std::promise<void> promise;
+  promise.set_value();
+  return promise.get_future().share();
+}
+
+// The library uses GetPid, Update and Remove only; everything else is a failure of the test.
+[[noreturn]] void unexpected(const char* operation) {
+  throw std::logic_error(std::string("unexpected call of ") + operation);
+}
+
+class ConfigurationDouble : public cm::Configuration {
+ public:
+  ConfigurationDouble(std::shared_ptr<ConfigurationAdminDouble> admin, std::string pid)
+      : admin_(std::move(admin)), pid_(std::move(pid)) {}
+
+  std::string GetPid() const override {
+    admin_->note("GetPid " + pid_);
+    return pid_;
+  }
+  std::shared_future<void> Update(AnyMap properties) override {
+    admin_->note("Update " + pid_);
+    admin_->store(pid_, std::move(properties));
+    return done();
+  }
+  std::shared_future<void> Remove() override {
+    admin_->note("Remove " + pid_);
+    admin_->erase(pid_);
+    return done();
+  }
+
+  std::string GetFactoryPid() const override { unexpected("GetFactoryPid"); }
+  AnyMap GetProperties() const override { unexpected("GetProperties"); }
+  unsigned long GetChangeCount() const override { unexpected("GetChangeCount"); }
+  std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture> SafeUpdate(AnyMap) override { unexpected("SafeUpdate"); }
+  std::pair<bool, std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture>> SafeUpdateIfDifferent(AnyMap) override {
+    unexpected("SafeUpdateIfDifferent");
+  }
+  std::pair<bool, std::shared_future<void>> UpdateIfDifferent(AnyMap) override { unexpected("UpdateIfDifferent"); }
+  std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture> SafeRemove() override { unexpected("SafeRemove"); }
+  unsigned long GetInstanceCount() override { unexpected("GetInstanceCount"); }
+
+ private:
+  const std::shared_ptr<ConfigurationAdminDouble> admin_;
+  const std::string pid_;
+};
+
+}  // namespace
+
+std::shared_ptr<ConfigurationAdminDouble> ConfigurationAdminDouble::registerWith(TestFramework& framework) {
+  auto admin = std::make_shared<ConfigurationAdminDouble>();
+  admin->registration_ = framework.context().RegisterService<cm::ConfigurationAdmin>(admin);
+  return admin;
+}
+
+void ConfigurationAdminDouble::unregister() {
+  registration_.Unregister();
+}
+
+std::vector<std::string> ConfigurationAdminDouble::calls() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return calls_;
+}
+
+void ConfigurationAdminDouble::clearCalls() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  calls_.clear();
+}
+
+void ConfigurationAdminDouble::onCall(std::function<void(const std::string&)> action) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  onCall_ = std::move(action);
+}
+
+void ConfigurationAdminDouble::setNextPid(std::string pid) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  nextPid_ = std::move(pid);
+}
+
+std::unique_ptr<AnyMap> ConfigurationAdminDouble::properties(const std::string& pid) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = stored_.find(pid);
+  return found == stored_.end() ? nullptr : std::make_unique<AnyMap>(found->second);
+}
+
+void ConfigurationAdminDouble::note(const std::string& call) {
+  std::function<void(const std::string&)> action;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    calls_.push_back(call);
+    action = onCall_;
+  }
+  if (action) {
+    action(call);
+  }
+}
+
+void ConfigurationAdminDouble::store(const std::string& pid, AnyMap properties) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  stored_.erase(pid);
+  stored_.emplace(pid, std::move(properties));
+}
+
+void ConfigurationAdminDouble::erase(const std::string& pid) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  stored_.erase(pid);
+}
+
+std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetConfiguration(const std::string&) {
+  unexpected("GetConfiguration");
+}
+
+std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::CreateFactoryConfiguration(const std::string& factoryPid) {
+  note("CreateFactoryConfiguration " + factoryPid);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return std::make_shared<ConfigurationDouble>(shared_from_this(), nextPid_);
+}
+
+std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetFactoryConfiguration(const std::string& factoryPid,
+                                                                                     const std::string& instanceName) {
+  note("GetFactoryConfiguration " + factoryPid + " " + instanceName);
+  return std::make_shared<ConfigurationDouble>(shared_from_this(), factoryPid + "~" + instanceName);
+}
+
+std::vector<std::shared_ptr<cm::Configuration>> ConfigurationAdminDouble::ListConfigurations(const std::string&) {
+  unexpected("ListConfigurations");
+}
+
+}  // namespace spf::test

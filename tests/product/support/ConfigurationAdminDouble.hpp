@@ -1,0 +1,62 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <cppmicroservices/ServiceRegistration.h>
+#include <cppmicroservices/cm/Configuration.hpp>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
+#include "TestFramework.hpp"
+
+namespace spf::test {
+
+/// A Configuration Admin of the test's own, registered as the service: notes every call by name, and
+/// does what the test says at any of them.
+class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
+                                 public std::enable_shared_from_this<ConfigurationAdminDouble> {
+ public:
+  /// Registers a new double with the framework.
+  static std::shared_ptr<ConfigurationAdminDouble> registerWith(TestFramework& framework);
+
+  void unregister();
+
+  /// The calls so far: "CreateFactoryConfiguration zk.spf.framework", "Update zk.spf.framework~a" ...
+  std::vector<std::string> calls() const;
+  void clearCalls();
+
+  /// Called at every call, with its text, before it does anything; may throw.
+  void onCall(std::function<void(const std::string&)> action);
+
+  /// What the next created configuration answers to GetPid.
+  void setNextPid(std::string pid);
+
+  /// The properties that were written last for a PID; null when there are none.
+  std::unique_ptr<AnyMap> properties(const std::string& pid) const;
+
+  std::shared_ptr<cm::Configuration> GetConfiguration(const std::string& pid) override;
+  std::shared_ptr<cm::Configuration> CreateFactoryConfiguration(const std::string& factoryPid) override;
+  std::shared_ptr<cm::Configuration> GetFactoryConfiguration(const std::string& factoryPid,
+                                                             const std::string& instanceName) override;
+  std::vector<std::shared_ptr<cm::Configuration>> ListConfigurations(const std::string& filter = {}) override;
+
+  void note(const std::string& call);
+  void store(const std::string& pid, AnyMap properties);
+  void erase(const std::string& pid);
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> calls_;
+  std::function<void(const std::string&)> onCall_;
+  std::string nextPid_ = "zk.spf.framework~generated";
+  std::map<std::string, AnyMap> stored_;
+  cppmicroservices::ServiceRegistration<cm::ConfigurationAdmin> registration_;
+};
+
+}  // namespace spf::test
