@@ -1,0 +1,31 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace cppmicroservices::service::cm {
+
+/// How a service says that it cannot do with a configuration.
+class [[gnu::visibility("default")]] ConfigurationException : public std::runtime_error {
+ public:
+  /// \param property  the name of the property at fault, if it is a single one
+  explicit ConfigurationException(std::string reason, std::string property = {})
+      : std::runtime_error("ConfigurationException due to " + reason +
+                           (property.empty() ? std::string() : " (with property: " + property + ")")),
+        reason_(std::move(reason)),
+        property_(std::move(property)) {}
+
+  std::string GetReason() const {
+    return reason_;
+  }
+  std::string GetProperty() const {
+    return property_;
+  }
+
+ private:
+  std::string reason_;
+  std::string property_;
+};
+
+}  // namespace cppmicroservices::service::cm

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "cppmicroservices/ServiceReference.h"
+#include "cppmicroservices/cm/ConfigurationAdmin.hpp"
+
+namespace cppmicroservices::service::cm {
+
+enum class ConfigurationEventType { CM_UPDATED = 1, CM_DELETED = 2 };
+
+/// That a configuration was updated or removed. For a configuration of a factory the full PID is in
+/// getFactoryPid(), and getPid() is empty.
+class ConfigurationEvent {
+ public:
+  ConfigurationEvent(ServiceReference<ConfigurationAdmin> configAdmin, ConfigurationEventType type,
+                     std::string factoryPid, std::string pid)
+      : configAdmin_(std::move(configAdmin)), type_(type), factoryPid_(std::move(factoryPid)), pid_(std::move(pid)) {}
+
+  /// The service that the configuration belongs to.
+  ServiceReference<ConfigurationAdmin> const& getReference() const noexcept { return configAdmin_; }
+  std::string const& getPid() const noexcept { return pid_; }
+  std::string const& getFactoryPid() const noexcept { return factoryPid_; }
+  ConfigurationEventType getType() const noexcept { return type_; }
+
+ private:
+  ServiceReference<ConfigurationAdmin> const configAdmin_;
+  ConfigurationEventType const type_;
+  std::string const factoryPid_;
+  std::string const pid_;
+};
+
+/// A service that is told of every update and removal, before the services that it is for.
+class ConfigurationListener {
+ public:
+  virtual ~ConfigurationListener() noexcept = default;
+
+  /// Called on the Configuration Admin's thread, one notification at a time.
+  virtual void configurationEvent(ConfigurationEvent const& event) = 0;
+};
+
+}  // namespace cppmicroservices::service::cm

@@ -1,0 +1,195 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <type_traits>
+#include <typeinfo>
+#include <utility>
+
+#include "cppmicroservices/detail/AnyStorage.h"
+
+namespace cppmicroservices {
+
+/// A value of any type that can be copied and streamed with `operator<<`, or none.
+///
+/// The held type is the decayed type of what was given; it is never converted, so that only a cast
+/// to that very type finds the value. Copies are deep; a moved-from Any is empty and can be used
+/// again. Small values live inside the Any, so a pointer into one does not outlive a move.
+/// Different objects may be used by different threads.
+class [[gnu::visibility("default")]] Any {
+ public:
+  Any() noexcept = default;
+
+  /// Holds a copy of the value, or the value itself if it may be moved.
+  template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
+  Any(T && value) {
+    emplace(std::forward<T>(value));
+  }
+
+  Any(Any const& other);
+  Any(Any && other) noexcept {
+    take(other);
+  }
+  ~Any() {
+    reset();
+  }
+
+  Any& operator=(Any const& other);
+  Any& operator=(Any&& other) noexcept;
+
+  template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
+  Any& operator=(T&& value) {
+    return *this = Any(std::forward<T>(value));
+  }
+
+  Any& Swap(Any & other) noexcept;
+
+  /// True if a value of exactly that type is held and compares equal by its own `==`. Values of a
+  /// type without `==` are never equal.
+  template <class T>
+  bool operator==(T const& value) const {
+    return Type() == typeid(T) && detail::AnyHandler<T>::equal(address(), &value);
+  }
+
+  /// True if both hold values of one type that compare equal. An empty Any equals nothing, not even
+  /// another empty one.
+  bool operator==(Any const& other) const;
+
+  template <class T>
+  bool operator!=(T const& value) const {
+    return !(*this == value);
+  }
+
+  bool Empty() const noexcept {
+    return operations_ == nullptr;
+  }
+
+  /// The held type, `typeid(void)` if there is none.
+  std::type_info const& Type() const noexcept {
+    return operations_ ? *operations_->type : typeid(void);
+  }
+
+  /// The value as text: strings as they are, `bool` as 1 or 0, floating point numbers with twelve
+  /// digits, `[a,b]` for a vector, list or set, `{k : v, l : w}` for a map.
+  /// \throws std::logic_error if this Any, or one inside the held container, is empty
+  std::string ToString() const;
+
+  /// As ToString(), but empty text if this Any is empty itself.
+  std::string ToStringNoExcept() const;
+
+  /// The value as JSON; `null` if empty. Keys are not escaped.
+  /// \param prettyPrint  one element per line, indented by four blanks for each level
+  std::string ToJSON(bool prettyPrint = false) const;
+
+  /// \param increment  blanks added for each level; 0 for everything on one line
+  /// \param indent     blanks before the outermost elements
+  std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
+
+ private:
+  template <class T>
+  friend T* any_cast(Any*);
+  template <class T>
+  friend T* unsafe_any_cast(Any*);
+  friend void detail::printAnyText(std::ostream & out, Any const& value);
+  friend void detail::printAnyJson(std::ostream & out, Any const& value, detail::JsonLayout layout);
+
+  template <class T>
+  void emplace(T && value) {
+    using Held = std::decay_t<T>;
+    static_assert(!std::is_array_v<std::remove_reference_t<T>>,
+                  "an Any cannot hold an array; a string literal has to be made a std::string first");
+    static_assert(std::is_copy_constructible_v<Held>, "an Any can only hold what can be copied");
+    detail::AnyHandler<Held>::create(storage_, std::forward<T>(value));
+    operations_ = &detail::AnyHandler<Held>::operations;
+  }
+
+  void const* address() const {
+    return operations_->isInline ? storage_.small : storage_.large;
+  }
+
+  void reset() noexcept {
+    if (operations_ && operations_->destroy) {
+      operations_->destroy(storage_);
+    }
+    operations_ = nullptr;
+  }
+
+  /// Takes over the other one's value; this one has to be empty.
+  void take(Any & other) noexcept;
+
+  detail::AnyStorage storage_;
+  detail::AnyOperations const* operations_ = nullptr;
+};
+
+/// A cast to a type that is not the held one.
+class [[gnu::visibility("default")]] BadAnyCastException : public std::bad_cast {
+ public:
+  explicit BadAnyCastException(std::string message = {}) : message_(std::move(message)) {}
+  ~BadAnyCastException() override;
+
+  char const* what() const noexcept override;
+
+ private:
+  std::string message_;
+};
+
+namespace detail {
+[[noreturn, gnu::visibility("default")]] void throwBadAnyCast(char const* function, std::type_info const& held,
+                                                              std::type_info const& wanted);
+}  // namespace detail
+
+/// The held value without a look at its type, which has to be T.
+template <class T>
+T* unsafe_any_cast(Any* any) {
+  return detail::AnyHandler<std::remove_const_t<T>>::object(any->storage_);
+}
+
+template <class T>
+T const* unsafe_any_cast(Any const* any) {
+  return unsafe_any_cast<T>(const_cast<Any*>(any));
+}
+
+/// The address of the held value; null if the type is another, the Any is empty, or there is none.
+template <class T>
+T* any_cast(Any* any) {
+  static_assert(!std::is_reference_v<T>, "use ref_any_cast to refer to the held value");
+  return any && any->Type() == typeid(T) ? unsafe_any_cast<T>(any) : nullptr;
+}
+
+template <class T>
+T const* any_cast(Any const* any) {
+  return any_cast<T>(const_cast<Any*>(any));
+}
+
+/// Refers to the held value.
+/// \throws BadAnyCastException if the type is another or the Any is empty
+template <class T>
+T& ref_any_cast(Any& any) {
+  if (T* value = any_cast<T>(&any)) {
+    return *value;
+  }
+  detail::throwBadAnyCast("ref_any_cast", any.Type(), typeid(T));
+}
+
+template <class T>
+T const& ref_any_cast(Any const& any) {
+  return ref_any_cast<T>(const_cast<Any&>(any));
+}
+
+/// A copy of the held value.
+/// \throws BadAnyCastException if the type is another or the Any is empty
+template <class T>
+T any_cast(Any const& any) {
+  static_assert(!std::is_reference_v<T>, "use ref_any_cast to refer to the held value");
+  if (auto const* value = any_cast<T>(&any)) {
+    return *value;
+  }
+  detail::throwBadAnyCast("any_cast", any.Type(), typeid(T));
+}
+
+template <class T>
+T any_cast(Any& any) {
+  return any_cast<T>(static_cast<Any const&>(any));
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,241 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <iterator>
+#include <map>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <unordered_map>
+#include <utility>
+#include <variant>
+
+#include "cppmicroservices/Any.h"
+
+namespace cppmicroservices {
+
+namespace detail {
+
+// Neither is noexcept: the standard library keeps the hash of a key only if computing it might throw.
+
+/// Hash of the key's bytes with A to Z folded to a to z.
+struct [[gnu::visibility("default")]] any_map_cihash {
+  std::size_t operator()(std::string const& key) const;
+};
+
+/// Equality of bytes with A to Z folded to a to z.
+struct [[gnu::visibility("default")]] any_map_ciequal {
+  bool operator()(std::string const& left, std::string const& right) const;
+};
+
+}  // namespace detail
+
+/// A map from text to Any that is ordered, hashed, or hashed with keys that differ in more than the
+/// case of ASCII letters; which of these is settled when it is made. Moved-from maps are empty maps
+/// of their type.
+class [[gnu::visibility("default")]] any_map {
+ public:
+  using key_type = std::string;
+  using mapped_type = Any;
+  using value_type = std::pair<key_type const, mapped_type>;
+  using size_type = std::size_t;
+  using difference_type = std::ptrdiff_t;
+  using reference = value_type&;
+  using const_reference = value_type const&;
+  using pointer = value_type*;
+  using const_pointer = value_type const*;
+  using ordered_any_map = std::map<std::string, Any>;
+  using unordered_any_map = std::unordered_map<std::string, Any>;
+  using unordered_any_cimap = std::unordered_map<std::string, Any, detail::any_map_cihash, detail::any_map_ciequal>;
+
+  enum map_type : std::uint8_t { ORDERED_MAP, UNORDERED_MAP, UNORDERED_MAP_CASEINSENSITIVE_KEYS };
+
+ private:
+  using Storage = std::variant<ordered_any_map, unordered_any_map, unordered_any_cimap>;
+  // The alternative of a position is one more than that of the map.
+  using Position = std::variant<std::monostate, ordered_any_map::iterator, unordered_any_map::iterator,
+                                unordered_any_cimap::iterator>;
+  using ConstPosition = std::variant<std::monostate, ordered_any_map::const_iterator, unordered_any_map::const_iterator,
+                                     unordered_any_cimap::const_iterator>;
+
+ public:
+  class const_iter;
+
+  /// Iterates over entries whose values may be changed. Default constructed ones are equal; they
+  /// throw std::logic_error when they are dereferenced or incremented.
+  class [[gnu::visibility("default")]] iter {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = any_map::value_type;
+    using difference_type = any_map::difference_type;
+    using reference = any_map::reference;
+    using pointer = any_map::pointer;
+
+    iter() = default;
+
+    reference operator*() const;
+    pointer operator->() const {
+      return &**this;
+    }
+    iter& operator++();
+    iter operator++(int);
+    bool operator==(iter const& other) const {
+      return position_ == other.position_;
+    }
+    bool operator!=(iter const& other) const {
+      return !(*this == other);
+    }
+
+   private:
+    friend class any_map;
+    friend class const_iter;
+    explicit iter(Position position) : position_(position) {}
+
+    Position position_;
+  };
+
+  /// Iterates over entries that stay as they are; otherwise as iter.
+  class [[gnu::visibility("default")]] const_iter {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = any_map::value_type;
+    using difference_type = any_map::difference_type;
+    using reference = any_map::const_reference;
+    using pointer = any_map::const_pointer;
+
+    const_iter() = default;
+    const_iter(iter const& other);
+
+    reference operator*() const;
+    pointer operator->() const {
+      return &**this;
+    }
+    const_iter& operator++();
+    const_iter operator++(int);
+    bool operator==(const_iter const& other) const {
+      return position_ == other.position_;
+    }
+    bool operator!=(const_iter const& other) const {
+      return !(*this == other);
+    }
+
+   private:
+    friend class any_map;
+    explicit const_iter(ConstPosition position) : position_(position) {}
+
+    ConstPosition position_;
+  };
+
+  using iterator = iter;
+  using const_iterator = const_iter;
+
+  /// Of entries with one key the first is taken.
+  any_map(map_type type, std::initializer_list<value_type> entries = {});
+  any_map(ordered_any_map const& map);
+  any_map(ordered_any_map && map);
+  any_map(unordered_any_map const& map);
+  any_map(unordered_any_map && map);
+  any_map(unordered_any_cimap const& map);
+  any_map(unordered_any_cimap && map);
+
+  any_map(any_map const& other);
+  any_map(any_map && other) noexcept;
+  any_map& operator=(any_map const& other);
+  any_map& operator=(any_map&& other) noexcept;
+  ~any_map();
+
+  iter begin();
+  const_iter begin() const;
+  const_iter cbegin() const {
+    return begin();
+  }
+  iter end();
+  const_iter end() const;
+  const_iter cend() const {
+    return end();
+  }
+
+  bool empty() const {
+    return size() == 0;
+  }
+  size_type size() const;
+  size_type count(key_type const& key) const;
+  void clear();
+
+  /// \throws std::out_of_range if there is no such key
+  mapped_type& at(key_type const& key);
+  mapped_type const& at(key_type const& key) const;
+
+  /// Adds an empty value if there is no such key.
+  mapped_type& operator[](key_type const& key);
+  mapped_type& operator[](key_type&& key);
+
+  /// Leaves an entry that is there already as it is. \return where the key is, and whether it was added
+  std::pair<iterator, bool> insert(value_type const& value);
+
+  template <class... Args>
+  std::pair<iterator, bool> emplace(Args && ... args) {
+    return add(std::pair<key_type, mapped_type>(std::forward<Args>(args)...));
+  }
+
+  const_iter find(key_type const& key) const;
+
+  /// \return how many entries were removed
+  size_type erase(key_type const& key);
+
+  /// True for maps of one type with the same keys, to the letter, and equal values.
+  bool operator==(any_map const& other) const;
+  bool operator!=(any_map const& other) const {
+    return !(*this == other);
+  }
+
+ protected:
+  map_type type() const noexcept {
+    return static_cast<map_type>(storage_.index());
+  }
+
+ private:
+  std::pair<iterator, bool> add(std::pair<key_type, mapped_type> && entry);
+
+  Storage storage_;
+};
+
+/// The map that properties, manifests and configurations are made of.
+class [[gnu::visibility("default")]] AnyMap : public any_map {
+ public:
+  /// A map whose keys are compared without regard to case.
+  AnyMap(std::initializer_list<value_type> entries = {});
+  AnyMap(map_type type, std::initializer_list<value_type> entries = {});
+  AnyMap(ordered_any_map const& map);
+  AnyMap(ordered_any_map && map);
+  AnyMap(unordered_any_map const& map);
+  AnyMap(unordered_any_map && map);
+  AnyMap(unordered_any_cimap const& map);
+  AnyMap(unordered_any_cimap && map);
+
+  map_type GetType() const noexcept {
+    return type();
+  }
+
+  /// Finds a value in nested AnyMap and std::vector<Any> values. The key is split at each dot; a part
+  /// that selects from a vector is an index, negative ones count from the end.
+  /// \throws std::out_of_range if there is no such key or index
+  /// \throws std::invalid_argument if a part is no index, or what it would select from is neither kind
+  mapped_type const& AtCompoundKey(key_type const& key) const;
+
+  /// A copy of that value, or the default where the other form throws.
+  mapped_type AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept;
+};
+
+namespace detail {
+
+template <>
+struct [[gnu::visibility("default")]] AnyPrinter<AnyMap> {
+  static void text(std::ostream & out, AnyMap const& map);
+  static void json(std::ostream & out, AnyMap const& map, JsonLayout layout);
+};
+
+}  // namespace detail
+}  // namespace cppmicroservices

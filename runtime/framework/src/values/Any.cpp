@@ -1,0 +1,100 @@
+#include "cppmicroservices/Any.h"
+
+#include <cxxabi.h>
+
+#include <cstdlib>
+#include <memory>
+#include <sstream>
+
+namespace cppmicroservices {
+
+Any::Any(Any const& other) {
+  if (other.operations_ && other.operations_->copy) {
+    other.operations_->copy(other.storage_, storage_);
+  } else {
+    storage_ = other.storage_;
+  }
+  operations_ = other.operations_;
+}
+
+void Any::take(Any& other) noexcept {
+  if (other.operations_ && other.operations_->move) {
+    other.operations_->move(other.storage_, storage_);
+  } else {
+    storage_ = other.storage_;
+  }
+  operations_ = std::exchange(other.operations_, nullptr);
+}
+
+// What is assigned may be part of the value that goes, so that one goes last.
+Any& Any::operator=(Any const& other) {
+  Any copy(other);
+  return Swap(copy);
+}
+
+Any& Any::operator=(Any&& other) noexcept {
+  Any taken(std::move(other));
+  return Swap(taken);
+}
+
+Any& Any::Swap(Any& other) noexcept {
+  if (this != &other) {
+    Any mine(std::move(*this));
+    take(other);
+    other.take(mine);
+  }
+  return *this;
+}
+
+bool Any::operator==(Any const& other) const {
+  return !Empty() && !other.Empty() && Type() == other.Type() && operations_->equal(address(), other.address());
+}
+
+std::string Any::ToString() const {
+  std::ostringstream out;
+  detail::printAnyText(out, *this);
+  return out.str();
+}
+
+std::string Any::ToStringNoExcept() const {
+  return Empty() ? std::string() : ToString();
+}
+
+std::string Any::ToJSON(bool prettyPrint) const {
+  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  return ToJSON(increment, increment);
+}
+
+std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
+  std::ostringstream out;
+  detail::printAnyJson(out, *this, {increment, indent});
+  return out.str();
+}
+
+BadAnyCastException::~BadAnyCastException() = default;
+
+char const* BadAnyCastException::what() const noexcept {
+  return message_.empty() ? "cppmicroservices::BadAnyCastException: the value is of another type" : message_.c_str();
+}
+
+namespace detail {
+
+namespace {
+
+std::string nameOf(std::type_info const& type) {
+  int status = 0;
+  std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
+                                                    std::free);
+  return status == 0 ? name.get() : type.name();
+}
+
+}  // namespace
+
+void throwBadAnyCast(char const* function, std::type_info const& held, std::type_info const& wanted) {
+  throw BadAnyCastException("cppmicroservices::BadAnyCastException: " + std::string(function) +
+                            ": Failed to convert from cppmicroservices::Any type " + nameOf(held) + " to target type " +
+                            nameOf(wanted));
+}
+
+}  // namespace detail
+}  // namespace cppmicroservices

@@ -1,0 +1,242 @@
+#include "cppmicroservices/AnyMap.h"
+
+#include <stdexcept>
+
+#include "values/AsciiCase.hpp"
+
+namespace cppmicroservices {
+
+namespace detail {
+
+std::size_t any_map_cihash::operator()(std::string const& key) const {
+  return static_cast<std::size_t>(ascii::hashIgnoringCase(key));
+}
+
+bool any_map_ciequal::operator()(std::string const& left, std::string const& right) const {
+  return ascii::equalIgnoringCase(left, right);
+}
+
+}  // namespace detail
+
+namespace {
+
+template <class Entry, class Position>
+Entry& dereference(Position const& position) {
+  return std::visit(
+      [](auto const& at) -> Entry& {
+        if constexpr (std::is_same_v<std::decay_t<decltype(at)>, std::monostate>) {
+          throw std::logic_error("cannot dereference an invalid iterator");
+        } else {
+          return *at;
+        }
+      },
+      position);
+}
+
+template <class Position>
+void increment(Position& position) {
+  std::visit(
+      [](auto& at) {
+        if constexpr (std::is_same_v<std::decay_t<decltype(at)>, std::monostate>) {
+          throw std::logic_error("cannot increment an invalid iterator");
+        } else {
+          ++at;
+        }
+      },
+      position);
+}
+
+// Calls get with the map and, as a constant, the number of its alternative, and makes a position of the result.
+template <class Position, class Storage, class Get>
+Position positionIn(Storage& storage, Get get) {
+  switch (storage.index()) {
+    case any_map::ORDERED_MAP:
+      return Position(std::in_place_index<1>, get(*std::get_if<0>(&storage)));
+    case any_map::UNORDERED_MAP:
+      return Position(std::in_place_index<2>, get(*std::get_if<1>(&storage)));
+    default:
+      return Position(std::in_place_index<3>, get(*std::get_if<2>(&storage)));
+  }
+}
+
+template <class Storage>
+Storage storageOf(any_map::map_type type, std::initializer_list<any_map::value_type> entries) {
+  switch (type) {
+    case any_map::ORDERED_MAP:
+      return Storage(std::in_place_index<0>, entries);
+    case any_map::UNORDERED_MAP:
+      return Storage(std::in_place_index<1>, entries);
+    case any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS:
+      return Storage(std::in_place_index<2>, entries);
+  }
+  throw std::logic_error("invalid map type");
+}
+
+}  // namespace
+
+any_map::reference any_map::iter::operator*() const {
+  return dereference<value_type>(position_);
+}
+
+any_map::iter& any_map::iter::operator++() {
+  increment(position_);
+  return *this;
+}
+
+any_map::iter any_map::iter::operator++(int) {
+  iter const before(*this);
+  ++*this;
+  return before;
+}
+
+any_map::const_iter::const_iter(iter const& other) {
+  switch (other.position_.index()) {
+    case 1:
+      position_.emplace<1>(*std::get_if<1>(&other.position_));
+      break;
+    case 2:
+      position_.emplace<2>(*std::get_if<2>(&other.position_));
+      break;
+    case 3:
+      position_.emplace<3>(*std::get_if<3>(&other.position_));
+      break;
+    default:
+      break;
+  }
+}
+
+any_map::const_reference any_map::const_iter::operator*() const {
+  return dereference<value_type const>(position_);
+}
+
+any_map::const_iter& any_map::const_iter::operator++() {
+  increment(position_);
+  return *this;
+}
+
+any_map::const_iter any_map::const_iter::operator++(int) {
+  const_iter const before(*this);
+  ++*this;
+  return before;
+}
+
+any_map::any_map(map_type type, std::initializer_list<value_type> entries)
+    : storage_(storageOf<Storage>(type, entries)) {}
+any_map::any_map(ordered_any_map const& map) : storage_(map) {}
+any_map::any_map(ordered_any_map&& map) : storage_(std::move(map)) {}
+any_map::any_map(unordered_any_map const& map) : storage_(map) {}
+any_map::any_map(unordered_any_map&& map) : storage_(std::move(map)) {}
+any_map::any_map(unordered_any_cimap const& map) : storage_(map) {}
+any_map::any_map(unordered_any_cimap&& map) : storage_(std::move(map)) {}
+
+any_map::any_map(any_map const& other) = default;
+
+any_map::any_map(any_map&& other) noexcept : storage_(std::move(other.storage_)) {
+  static_assert(std::is_nothrow_move_constructible_v<Storage> && std::is_nothrow_move_assignable_v<Storage>);
+  other.clear();
+}
+
+// The other map may be part of this one's values, so these go last.
+any_map& any_map::operator=(any_map const& other) {
+  Storage copy(other.storage_);
+  storage_.swap(copy);
+  return *this;
+}
+
+any_map& any_map::operator=(any_map&& other) noexcept {
+  if (this != &other) {
+    Storage taken(std::move(other.storage_));
+    other.clear();
+    storage_.swap(taken);
+  }
+  return *this;
+}
+
+any_map::~any_map() = default;
+
+any_map::iter any_map::begin() {
+  return iter(positionIn<Position>(storage_, [](auto& map) { return map.begin(); }));
+}
+
+any_map::const_iter any_map::begin() const {
+  return const_iter(positionIn<ConstPosition>(storage_, [](auto& map) { return map.begin(); }));
+}
+
+any_map::iter any_map::end() {
+  return iter(positionIn<Position>(storage_, [](auto& map) { return map.end(); }));
+}
+
+any_map::const_iter any_map::end() const {
+  return const_iter(positionIn<ConstPosition>(storage_, [](auto& map) { return map.end(); }));
+}
+
+any_map::const_iter any_map::find(key_type const& key) const {
+  return const_iter(positionIn<ConstPosition>(storage_, [&](auto& map) { return map.find(key); }));
+}
+
+any_map::size_type any_map::size() const {
+  return std::visit([](auto const& map) { return map.size(); }, storage_);
+}
+
+any_map::size_type any_map::count(key_type const& key) const {
+  return std::visit([&](auto const& map) { return map.count(key); }, storage_);
+}
+
+void any_map::clear() {
+  std::visit([](auto& map) { map.clear(); }, storage_);
+}
+
+any_map::mapped_type& any_map::at(key_type const& key) {
+  return std::visit([&](auto& map) -> mapped_type& { return map.at(key); }, storage_);
+}
+
+any_map::mapped_type const& any_map::at(key_type const& key) const {
+  return std::visit([&](auto const& map) -> mapped_type const& { return map.at(key); }, storage_);
+}
+
+any_map::mapped_type& any_map::operator[](key_type const& key) {
+  return std::visit([&](auto& map) -> mapped_type& { return map[key]; }, storage_);
+}
+
+any_map::mapped_type& any_map::operator[](key_type&& key) {
+  return std::visit([&](auto& map) -> mapped_type& { return map[std::move(key)]; }, storage_);
+}
+
+std::pair<any_map::iterator, bool> any_map::insert(value_type const& value) {
+  bool added = false;
+  auto const position = positionIn<Position>(storage_, [&](auto& map) {
+    auto const result = map.insert(value);
+    added = result.second;
+    return result.first;
+  });
+  return {iter(position), added};
+}
+
+std::pair<any_map::iterator, bool> any_map::add(std::pair<key_type, mapped_type>&& entry) {
+  bool added = false;
+  auto const position = positionIn<Position>(storage_, [&](auto& map) {
+    auto const result = map.try_emplace(std::move(entry.first), std::move(entry.second));
+    added = result.second;
+    return result.first;
+  });
+  return {iter(position), added};
+}
+
+any_map::size_type any_map::erase(key_type const& key) {
+  return std::visit([&](auto& map) { return map.erase(key); }, storage_);
+}
+
+bool any_map::operator==(any_map const& other) const {
+  return storage_ == other.storage_;
+}
+
+AnyMap::AnyMap(std::initializer_list<value_type> entries) : any_map(UNORDERED_MAP_CASEINSENSITIVE_KEYS, entries) {}
+AnyMap::AnyMap(map_type type, std::initializer_list<value_type> entries) : any_map(type, entries) {}
+AnyMap::AnyMap(ordered_any_map const& map) : any_map(map) {}
+AnyMap::AnyMap(ordered_any_map&& map) : any_map(std::move(map)) {}
+AnyMap::AnyMap(unordered_any_map const& map) : any_map(map) {}
+AnyMap::AnyMap(unordered_any_map&& map) : any_map(std::move(map)) {}
+AnyMap::AnyMap(unordered_any_cimap const& map) : any_map(map) {}
+AnyMap::AnyMap(unordered_any_cimap&& map) : any_map(std::move(map)) {}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,83 @@
+#include "cppmicroservices/detail/AnyPrinter.h"
+
+#include <stdexcept>
+
+#include "cppmicroservices/AnyMap.h"
+
+namespace cppmicroservices::detail {
+
+namespace {
+
+// The character behind the backslash, or 0 if the character needs no such form.
+char escapeOf(char c) {
+  switch (c) {
+    case '"':
+    case '\\':
+      return c;
+    case '\b':
+      return 'b';
+    case '\f':
+      return 'f';
+    case '\n':
+      return 'n';
+    case '\r':
+      return 'r';
+    case '\t':
+      return 't';
+    default:
+      return 0;
+  }
+}
+
+void printCharacter(std::ostream& out, char c) {
+  constexpr auto digits = "0123456789abcdef";
+  const auto byte = static_cast<unsigned char>(c);
+  if (char const escape = escapeOf(c)) {
+    out << '\\' << escape;
+  } else if (byte < 0x20) {
+    out << "\\u00" << digits[byte >> 4] << digits[byte & 15];
+  } else {
+    out << c;
+  }
+}
+
+}  // namespace
+
+void breakLine(std::ostream& out, JsonLayout layout) {
+  if (layout.increment > 0) {
+    out << '\n' << std::string(layout.indent > 0 ? static_cast<std::size_t>(layout.indent) : 0, ' ');
+  }
+}
+
+void printQuoted(std::ostream& out, std::string const& text) {
+  out << '"';
+  for (char const c : text) {
+    printCharacter(out, c);
+  }
+  out << '"';
+}
+
+void printAnyText(std::ostream& out, Any const& value) {
+  if (value.Empty()) {
+    throw std::logic_error("empty any");
+  }
+  value.operations_->text(out, value.address());
+}
+
+void printAnyJson(std::ostream& out, Any const& value, JsonLayout layout) {
+  if (value.Empty()) {
+    out << "null";
+  } else {
+    value.operations_->json(out, value.address(), layout);
+  }
+}
+
+void AnyPrinter<AnyMap>::text(std::ostream& out, AnyMap const& map) {
+  AnyMapPrinter<AnyMap>::text(out, map);
+}
+
+void AnyPrinter<AnyMap>::json(std::ostream& out, AnyMap const& map, JsonLayout layout) {
+  AnyMapPrinter<AnyMap>::json(out, map, layout);
+}
+
+}  // namespace cppmicroservices::detail
