@@ -1,0 +1,144 @@
+#include "filter/ValueComparison.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <list>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "cppmicroservices/Any.h"
+#include "values/AsciiCase.hpp"
+
+namespace cppmicroservices {
+
+namespace {
+
+bool compareText(std::string const& property, Relation relation, FilterValue const& value) {
+  switch (relation) {
+    case Relation::equal:
+      return value.matches(property);
+    case Relation::approximate:
+      return value.isApproximately(property);
+    case Relation::atLeast:
+      return property >= value.text();
+    case Relation::atMost:
+      return property <= value.text();
+  }
+  return false;
+}
+
+// Any beginning of the two words does.
+bool compareBool(bool property, Relation relation, FilterValue const& value) {
+  std::string_view const word = property ? "true" : "false";
+  return (relation == Relation::equal || relation == Relation::approximate) && value.text().size() <= word.size() &&
+         ascii::equalIgnoringCase(value.text(), word.substr(0, value.text().size()));
+}
+
+/// The number at the text's beginning, whatever follows it; none if there is no number, or it is out of range.
+template <class Number, class Parse>
+std::optional<Number> numberIn(std::string const& text, Parse parse) {
+  char* end = nullptr;
+  errno = 0;
+  Number const number = parse(text.c_str(), &end);
+  return end == text.c_str() || errno != 0 ? std::nullopt : std::optional<Number>(number);
+}
+
+template <class T>
+bool compareInteger(T property, Relation relation, FilterValue const& value) {
+  auto const number =
+      numberIn<long>(value.text(), [](char const* text, char** end) { return std::strtol(text, end, 10); });
+  if (!number) {
+    return false;
+  }
+  auto const other = static_cast<T>(*number);
+  switch (relation) {
+    case Relation::atLeast:
+      return property >= other;
+    case Relation::atMost:
+      return property <= other;
+    default:
+      return property == other;
+  }
+}
+
+template <class T>
+bool compareFloating(T property, Relation relation, FilterValue const& value) {
+  auto const number =
+      numberIn<double>(value.text(), [](char const* text, char** end) { return std::strtod(text, end); });
+  if (!number) {
+    return false;
+  }
+  switch (relation) {
+    case Relation::atLeast:
+      return property >= *number;
+    case Relation::atMost:
+      return property <= *number;
+    default:
+      return std::fabs(property - *number) < static_cast<double>(std::numeric_limits<T>::epsilon());
+  }
+}
+
+bool compareValue(std::string const& property, Relation relation, FilterValue const& value) {
+  return compareText(property, relation, value);
+}
+
+bool compareValue(char const* property, Relation relation, FilterValue const& value) {
+  return property != nullptr && compareText(property, relation, value);
+}
+
+bool compareValue(Any const& property, Relation relation, FilterValue const& value) {
+  return compares(property, relation, value);
+}
+
+template <class T>
+std::enable_if_t<std::is_arithmetic_v<T>, bool> compareValue(T property, Relation relation, FilterValue const& value) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return compareBool(property, relation, value);
+  } else if constexpr (std::is_same_v<T, char>) {
+    return compareText(std::string(1, property), relation, value);
+  } else if constexpr (std::is_floating_point_v<T>) {
+    return compareFloating(property, relation, value);
+  } else {
+    return compareInteger(property, relation, value);
+  }
+}
+
+template <class Sequence>
+auto compareValue(Sequence const& properties, Relation relation, FilterValue const& value)
+    -> decltype(properties.begin(), bool()) {
+  return std::any_of(properties.begin(), properties.end(),
+                     [&](auto const& property) { return compareValue(property, relation, value); });
+}
+
+/// Compares if the property is of that very type.
+template <class T>
+bool comparesAs(Any const& property, Relation relation, FilterValue const& value) {
+  auto const* held = any_cast<T>(&property);
+  return held && compareValue(*held, relation, value);
+}
+
+template <class... Types>
+bool comparesAsAnyOf(Any const& property, Relation relation, FilterValue const& value) {
+  return (comparesAs<Types>(property, relation, value) || ...);
+}
+
+}  // namespace
+
+bool compares(Any const& property, Relation relation, FilterValue const& value) {
+  if (property.Empty()) {
+    return false;
+  }
+  if (relation == Relation::equal && value.isPresence()) {
+    return true;
+  }
+  return comparesAsAnyOf<std::string, int, long, std::vector<std::string>, std::vector<Any>, bool, double,
+                         std::list<std::string>, char const*, char, float, short, long long, unsigned char,
+                         unsigned short, unsigned int, unsigned long, unsigned long long>(property, relation, value);
+}
+
+}  // namespace cppmicroservices
