@@ -1,0 +1,32 @@
+#pragma once
+
+#include <atomic>
+
+#include "SocketLoop.hpp"
+#include "agent/spf/frameworkinterfaces/Transport.hpp"
+
+namespace spf::zeromq {
+
+/// The transport service over ZeroMQ: hands everything to the socket loop.
+class ZeroMqTransport : public agent::spf::frameworkinterfaces::Transport {
+ public:
+  EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override;
+  EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override;
+  void close(EndpointID endpoint) override;
+  std::string ask(const std::string& owner, const std::string& name, const std::string& request,
+                  std::chrono::milliseconds timeout) override;
+
+  /// Closes every endpoint and refuses new ones. Waits a few seconds at most.
+  void stop() { loop_.stop(); }
+
+ private:
+  void post(SocketLoop::Task task);
+
+  template <class Kind>
+  EndpointID open(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener);
+
+  std::atomic<EndpointID> lastID_{0};
+  SocketLoop loop_;
+};
+
+}  // namespace spf::zeromq
