@@ -38,7 +38,7 @@ class [[gnu::visibility("default")]] LDAPFilter {
   /// As Match(), but names have to be the same to the letter.
   bool MatchCase(AnyMap const& dictionary) const;
 
-  /// Whether the service's properties match; false for an invalid reference.
+  /// Whether the properties of the service match. A reference to none has none.
   bool Match(ServiceReferenceBase const& reference) const;
 
   /// Whether the headers in the bundle's manifest match.

@@ -1,0 +1,89 @@
+#include <functional>
+#include <memory>
+#include <type_traits>
+
+#include "ConfigurationAdminService.hpp"
+#include "ConfigurationRegistry.hpp"
+#include "ManifestConfigurations.hpp"
+#include "ServicePid.hpp"
+#include "ServiceWatcher.hpp"
+#include "cppmicroservices/BundleActivator.h"
+#include "cppmicroservices/BundleContext.h"
+#include "cppmicroservices/ServiceRegistration.h"
+
+namespace cppmicroservices::configurationadmin {
+
+using service::cm::ConfigurationAdmin;
+using service::cm::ConfigurationListener;
+using service::cm::ManagedService;
+using service::cm::ManagedServiceFactory;
+
+namespace {
+
+/// Brings the services of one interface to the registry; managed ones only if they have a PID.
+template <class Service>
+ServiceWatcher<Service> watch(BundleContext const& context, std::shared_ptr<ConfigurationRegistry> const& registry) {
+  auto const added = [registry](ServiceReference<Service> const& reference, std::shared_ptr<Service> const& service) {
+    auto const id = any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
+    if constexpr (std::is_same_v<Service, ConfigurationListener>) {
+      registry->add(id, service);
+    } else if (auto const pid = servicePidOf(reference)) {
+      registry->add(id, *pid, service);
+    }
+  };
+  return {context, added, [registry](long id) { registry->remove(id); }};
+}
+
+/// What there is while the bundle is started.
+class Running {
+ public:
+  explicit Running(BundleContext context)
+      : registration_(
+            context.RegisterService<ConfigurationAdmin>(std::make_shared<ConfigurationAdminService>(registry_))),
+        listeners_(watch<ConfigurationListener>(withSource(context), registry_)),
+        services_(watch<ManagedService>(context, registry_)),
+        factories_(watch<ManagedServiceFactory>(context, registry_)),
+        manifests_(context, registry_) {}
+
+  void stop() {
+    registration_.Unregister();
+    manifests_.close();
+    registry_->finish();
+    listeners_.close();
+    services_.close();
+    factories_.close();
+  }
+
+ private:
+  // Events can only name their source once that is registered.
+  BundleContext const& withSource(BundleContext const& context) {
+    registry_->setAdmin(registration_.GetReference());
+    return context;
+  }
+
+  const std::shared_ptr<ConfigurationRegistry> registry_ = std::make_shared<ConfigurationRegistry>();
+  ServiceRegistration<ConfigurationAdmin> registration_;
+  ServiceWatcher<ConfigurationListener> listeners_;
+  ServiceWatcher<ManagedService> services_;
+  ServiceWatcher<ManagedServiceFactory> factories_;
+  ManifestConfigurations manifests_;
+};
+
+class Activator : public BundleActivator {
+ public:
+  void Start(BundleContext context) override { running_ = std::make_unique<Running>(context); }
+
+  void Stop(BundleContext) override {
+    running_->stop();
+    running_.reset();
+  }
+
+ private:
+  std::unique_ptr<Running> running_;
+};
+
+}  // namespace
+
+}  // namespace cppmicroservices::configurationadmin
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(cppmicroservices::configurationadmin::Activator)

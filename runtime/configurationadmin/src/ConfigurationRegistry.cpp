@@ -1,0 +1,251 @@
+#include "ConfigurationRegistry.hpp"
+
+#include <exception>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include "RegisteredConfiguration.hpp"
+
+namespace cppmicroservices::configurationadmin {
+
+using service::cm::ConfigurationAdmin;
+using service::cm::ConfigurationEvent;
+using service::cm::ConfigurationEventType;
+using service::cm::ConfigurationListener;
+using service::cm::ManagedService;
+using service::cm::ManagedServiceFactory;
+
+namespace {
+
+void requireNotRemoved(ConfigurationRecord const& record) {
+  if (record.isRemoved) {
+    throw std::runtime_error("This Configuration has been Removed");
+  }
+}
+
+/// Calls a service, whose exceptions are its own business.
+template <class Call>
+void tell(Call call) noexcept {
+  try {
+    call();
+  } catch (...) {
+  }
+}
+
+/// \param properties  null if the configuration was removed
+void tell(ManagedService& service, Properties const& properties) {
+  tell([&] { service.Updated(properties ? *properties : AnyMap()); });
+}
+
+void tell(ManagedServiceFactory& factory, std::string const& pid, Properties const& properties) {
+  tell([&] {
+    if (properties) {
+      factory.Updated(pid, *properties);
+    } else {
+      factory.Removed(pid);
+    }
+  });
+}
+
+/// Calls every listener. \return the first exception; null if there was none
+std::exception_ptr tell(SubscriberList<ConfigurationListener>::Services const& listeners,
+                        ConfigurationEvent const& event) {
+  std::exception_ptr first;
+  for (auto const& listener : listeners) {
+    try {
+      listener->configurationEvent(event);
+    } catch (...) {
+      first = first ? first : std::current_exception();
+    }
+  }
+  return first;
+}
+
+ConfigurationEvent eventOf(ServiceReference<ConfigurationAdmin> const& admin, ConfigurationRecord const& record,
+                           ConfigurationEventType type) {
+  bool const isOfFactory = !record.factoryPid.empty();
+  return {admin, type, isOfFactory ? record.pid : std::string(), isOfFactory ? std::string() : record.pid};
+}
+
+}  // namespace
+
+void ConfigurationRegistry::setAdmin(ServiceReference<ConfigurationAdmin> const& admin) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  admin_ = admin;
+}
+
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::obtain(std::string const& pid) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return objectOfLocked(table_.obtain(pid));
+}
+
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::create(std::string const& factoryPid) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return objectOfLocked(table_.create(factoryPid));
+}
+
+std::vector<ConfigurationState> ConfigurationRegistry::updated() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return table_.updated();
+}
+
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOf(RecordPtr const& record) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return record->isRemoved ? nullptr : objectOfLocked(record);
+}
+
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOfLocked(RecordPtr const& record) {
+  auto object = record->object.lock();
+  if (!object) {
+    object = std::make_shared<RegisteredConfiguration>(shared_from_this(), record);
+    record->object = object;
+  }
+  return object;
+}
+
+Properties ConfigurationRegistry::propertiesOf(RecordPtr const& record) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  requireNotRemoved(*record);
+  return record->properties;
+}
+
+unsigned long ConfigurationRegistry::changeCountOf(RecordPtr const& record) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  requireNotRemoved(*record);
+  return record->changeCount;
+}
+
+// The old properties end up in a variable that outlives the lock: destroying them runs foreign code.
+std::shared_ptr<Delivery> ConfigurationRegistry::update(RecordPtr const& record, AnyMap&& properties) {
+  Properties exchanged = std::make_shared<AnyMap const>(std::move(properties));
+  const std::lock_guard<std::mutex> lock(mutex_);
+  requireNotRemoved(*record);
+  return replaceLocked(record, exchanged);
+}
+
+// Comparing runs foreign code too, so it is done without the lock, and again if there was a change meanwhile.
+std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(RecordPtr const& record, AnyMap&& properties) {
+  Properties exchanged = std::make_shared<AnyMap const>(std::move(properties));
+  for (;;) {
+    Properties const compared = propertiesOf(record);
+    if (*compared == *exchanged) {
+      return nullptr;
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    requireNotRemoved(*record);
+    if (record->properties == compared) {
+      return replaceLocked(record, exchanged);
+    }
+  }
+}
+
+std::shared_ptr<Delivery> ConfigurationRegistry::replaceLocked(RecordPtr const& record, Properties& properties) {
+  record->properties.swap(properties);
+  ++record->changeCount;
+  return announceLocked(record);
+}
+
+std::shared_ptr<Delivery> ConfigurationRegistry::remove(RecordPtr const& record) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  requireNotRemoved(*record);
+  record->isRemoved = true;
+  table_.remove(*record);
+  return record->changeCount > 0 ? announceLocked(record) : nullptr;
+}
+
+std::shared_ptr<Delivery> ConfigurationRegistry::announceLocked(RecordPtr const& record) {
+  auto const revision = ++revision_;
+  return queue_.post([self = shared_from_this(), record, revision] { self->deliver(record, revision); });
+}
+
+void ConfigurationRegistry::add(long id, std::string const& pid, std::shared_ptr<ManagedService> const& service) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  services_.add(id, pid, revision_, service);
+  for (auto const& [record, properties] : table_.updated()) {
+    if (record->pid == pid) {
+      queue_.post([service, known = properties] { tell(*service, known); });
+    }
+  }
+}
+
+void ConfigurationRegistry::add(long id, std::string const& pid,
+                                std::shared_ptr<ManagedServiceFactory> const& factory) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  factories_.add(id, pid, revision_, factory);
+  for (auto const& [record, properties] : table_.updated()) {
+    if (!record->factoryPid.empty() && record->factoryPid == pid) {
+      queue_.post([factory, about = record, known = properties] { tell(*factory, about->pid, known); });
+    }
+  }
+}
+
+void ConfigurationRegistry::add(long id, std::shared_ptr<ConfigurationListener> const& listener) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  listeners_.add(id, std::string(), 0, listener);
+}
+
+// Whatever was removed is released after the lock.
+void ConfigurationRegistry::remove(long id) {
+  std::shared_ptr<void> service;
+  std::shared_ptr<void> factory;
+  std::shared_ptr<void> listener;
+  const std::lock_guard<std::mutex> lock(mutex_);
+  service = services_.remove(id);
+  factory = factories_.remove(id);
+  listener = listeners_.remove(id);
+}
+
+ConfigurationRegistry::Audience ConfigurationRegistry::audienceLocked(ConfigurationRecord const& record,
+                                                                      Revision revision) const {
+  return {listeners_.interestedIn(std::string(), revision), services_.interestedIn(record.pid, revision),
+          record.factoryPid.empty() ? decltype(Audience::factories)()
+                                    : factories_.interestedIn(record.factoryPid, revision)};
+}
+
+// Tells the properties as they are by now, and the removal if there are none any more.
+void ConfigurationRegistry::deliver(RecordPtr const& record, Revision revision) const {
+  Audience audience;
+  Properties properties;
+  ServiceReference<ConfigurationAdmin> admin;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    audience = audienceLocked(*record, revision);
+    properties = record->isRemoved ? nullptr : record->properties;
+    admin = admin_;
+  }
+  auto const type = properties ? ConfigurationEventType::CM_UPDATED : ConfigurationEventType::CM_DELETED;
+  auto const failure = tell(audience.listeners, eventOf(admin, *record, type));
+  for (auto const& service : audience.services) {
+    tell(*service, properties);
+  }
+  for (auto const& factory : audience.factories) {
+    tell(*factory, record->pid, properties);
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+void ConfigurationRegistry::takeAway(ConfigurationRecord const& record) const {
+  Audience audience;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    audience = audienceLocked(record, std::numeric_limits<Revision>::max());
+  }
+  for (auto const& service : audience.services) {
+    tell(*service, nullptr);
+  }
+  for (auto const& factory : audience.factories) {
+    tell(*factory, record.pid, nullptr);
+  }
+}
+
+void ConfigurationRegistry::finish() {
+  queue_.finish();
+  for (auto const& state : updated()) {
+    takeAway(*state.record);
+  }
+}
+
+}  // namespace cppmicroservices::configurationadmin

@@ -1,0 +1,250 @@
+#include "DeliveryQueue.hpp"
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace cppmicroservices::configurationadmin {
+
+using Clock = std::chrono::steady_clock;
+
+class Delivery {
+ public:
+  explicit Delivery(DeliveryQueue::Work work) : work_(std::move(work)), result_(promise_.get_future()) {}
+
+  std::shared_future<void> const& result() const { return result_; }
+  bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
+
+  /// What the work holds is released before anybody learns that it is done.
+  void run() {
+    std::exception_ptr failure;
+    try {
+      std::exchange(work_, nullptr)();
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    if (failure) {
+      promise_.set_exception(failure);
+    } else {
+      promise_.set_value();
+    }
+    settle();
+  }
+
+  /// Done without being run.
+  void drop() {
+    work_ = nullptr;
+    promise_.set_value();
+  }
+
+  /// A future that needs to be asked in order to become ready.
+  void settleAfterwards(std::shared_future<void> future) { unsettled_.push_back(std::move(future)); }
+
+ private:
+  void settle() {
+    for (auto const& future : std::exchange(unsettled_, {})) {
+      future.wait();
+    }
+  }
+
+  DeliveryQueue::Work work_;
+  std::promise<void> promise_;
+  const std::shared_future<void> result_;
+  // Only touched on the queue's thread.
+  std::vector<std::shared_future<void>> unsettled_;
+};
+
+/// What the queue shares with its thread and with the futures, which may outlive it.
+class DeliveryQueue::State {
+ public:
+  bool push(std::shared_ptr<Delivery> const& delivery) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (closed_) {
+        return false;
+      }
+      pending_.push_back(delivery);
+    }
+    changed_.notify_one();
+    return true;
+  }
+
+  void close() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      closed_ = true;
+    }
+    changed_.notify_one();
+  }
+
+  /// The body of the queue's thread.
+  void run() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      own_ = std::this_thread::get_id();
+    }
+    while (auto const next = waitForNext()) {
+      next->run();
+    }
+  }
+
+  bool isOwnThread() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return own_ == std::this_thread::get_id();
+  }
+
+  /// To be called on the queue's own thread only. \return false if there was nothing to run
+  bool runNext() {
+    auto const next = takeNext();
+    if (next) {
+      next->run();
+    }
+    return next != nullptr;
+  }
+
+  void wait(Delivery const& delivery) {
+    if (isOwnThread()) {
+      while (!delivery.isDone()) {
+        if (!runNext()) {
+          throw std::logic_error(
+              "A notification of the Configuration Admin waits for itself: the future belongs to the "
+              "notification that is running");
+        }
+      }
+    }
+    delivery.result().wait();
+  }
+
+  std::future_status waitUntil(Delivery const& delivery, Clock::time_point deadline) {
+    if (isOwnThread()) {
+      while (!delivery.isDone() && Clock::now() < deadline && runNext()) {
+      }
+      return delivery.isDone() ? std::future_status::ready : std::future_status::timeout;
+    }
+    return delivery.result().wait_until(deadline);
+  }
+
+ private:
+  std::shared_ptr<Delivery> waitForNext() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return closed_ || !pending_.empty(); });
+    return popFront();
+  }
+
+  std::shared_ptr<Delivery> takeNext() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return popFront();
+  }
+
+  std::shared_ptr<Delivery> popFront() {
+    if (pending_.empty()) {
+      return nullptr;
+    }
+    auto next = std::move(pending_.front());
+    pending_.pop_front();
+    return next;
+  }
+
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  // Guarded by mutex_:
+  std::deque<std::shared_ptr<Delivery>> pending_;
+  bool closed_ = false;
+  std::thread::id own_;
+};
+
+namespace {
+
+/// A future that knows how to wait on the queue's own thread.
+template <class State>
+class QueueFuture : public ThreadpoolSafeFuture {
+ public:
+  QueueFuture(std::shared_ptr<State> state, std::shared_ptr<Delivery> delivery)
+      : state_(std::move(state)), delivery_(std::move(delivery)) {}
+
+  void get() const override {
+    wait();
+    delivery_->result().get();
+  }
+
+  void wait() const override { state_->wait(*delivery_); }
+
+  std::future_status wait_for(std::uint32_t const& milliseconds) const override {
+    return state_->waitUntil(*delivery_, Clock::now() + std::chrono::milliseconds(milliseconds));
+  }
+
+ private:
+  const std::shared_ptr<State> state_;
+  const std::shared_ptr<Delivery> delivery_;
+};
+
+class ReadyFuture : public ThreadpoolSafeFuture {
+ public:
+  void get() const override {}
+  void wait() const override {}
+  std::future_status wait_for(std::uint32_t const&) const override { return std::future_status::ready; }
+};
+
+}  // namespace
+
+DeliveryQueue::DeliveryQueue() : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {}
+
+DeliveryQueue::~DeliveryQueue() {
+  finish();
+}
+
+std::shared_ptr<Delivery> DeliveryQueue::post(Work work) {
+  auto delivery = std::make_shared<Delivery>(std::move(work));
+  if (!state_->push(delivery)) {
+    delivery->drop();
+  }
+  return delivery;
+}
+
+std::shared_future<void> DeliveryQueue::futureOf(std::shared_ptr<Delivery> const& delivery) const {
+  if (!state_->isOwnThread() || delivery->isDone()) {
+    return delivery->result();
+  }
+  // A deferred function is the only thing that a plain std::future runs on the thread that waits for it.
+  auto future = std::async(std::launch::deferred, [state = state_, delivery] {
+                  state->wait(*delivery);
+                  delivery->result().get();
+                }).share();
+  delivery->settleAfterwards(future);
+  return future;
+}
+
+std::shared_ptr<ThreadpoolSafeFuture> DeliveryQueue::safeFutureOf(std::shared_ptr<Delivery> const& delivery) const {
+  return std::make_shared<QueueFuture<State>>(state_, delivery);
+}
+
+void DeliveryQueue::finish() {
+  state_->close();
+  if (!thread_.joinable()) {
+    return;
+  }
+  if (state_->isOwnThread()) {
+    while (state_->runNext()) {
+    }
+    thread_.detach();  // it ends when the work that is running returns
+  } else {
+    thread_.join();
+  }
+}
+
+std::shared_future<void> readyFuture() {
+  std::promise<void> promise;
+  promise.set_value();
+  return promise.get_future().share();
+}
+
+std::shared_ptr<ThreadpoolSafeFuture> readySafeFuture() {
+  return std::make_shared<ReadyFuture>();
+}
+
+}  // namespace cppmicroservices::configurationadmin

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "cppmicroservices/ThreadpoolSafeFuture.h"
+
+namespace cppmicroservices::configurationadmin {
+
+/// One piece of work of a DeliveryQueue, from its being posted until it is done.
+class Delivery;
+
+/// Runs work on one thread of its own, one piece after the other, in the order of posting. Any thread may use it.
+class DeliveryQueue {
+ public:
+  using Work = std::function<void()>;
+
+  DeliveryQueue();
+  /// As finish().
+  ~DeliveryQueue();
+  DeliveryQueue(DeliveryQueue const&) = delete;
+  DeliveryQueue& operator=(DeliveryQueue const&) = delete;
+
+  /// Never runs the work itself, nor waits for it. After finish() the work is dropped, and counts as done.
+  std::shared_ptr<Delivery> post(Work work);
+
+  /// What is ready when the work is done, and holds the exception that the work threw.
+  ///
+  /// One that was made on the queue's own thread, inside of other work, may be waited for right there: the
+  /// wait runs the work that is pending, nested. Until it is done, a timed wait for such a future returns
+  /// std::future_status::deferred at once.
+  std::shared_future<void> futureOf(std::shared_ptr<Delivery> const& delivery) const;
+
+  /// A future that the queue's own thread may wait for wherever it was made. A wait there for the very work
+  /// that it is running throws std::logic_error.
+  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(std::shared_ptr<Delivery> const& delivery) const;
+
+  /// Takes no more work, and returns when all of it is done, on the queue's own thread all but the running one.
+  void finish();
+
+ private:
+  class State;
+
+  const std::shared_ptr<State> state_;
+  std::thread thread_;
+};
+
+/// Futures for what is done already.
+std::shared_future<void> readyFuture();
+std::shared_ptr<ThreadpoolSafeFuture> readySafeFuture();
+
+}  // namespace cppmicroservices::configurationadmin

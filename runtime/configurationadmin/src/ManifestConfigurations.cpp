@@ -1,0 +1,97 @@
+#include "ManifestConfigurations.hpp"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "cppmicroservices/BundleEvent.h"
+
+namespace cppmicroservices::configurationadmin {
+
+namespace {
+
+using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;
+
+/// The value of that key if it is of that type, else none.
+template <class T>
+T valueOf(AnyMap const& map, std::string const& key) {
+  auto const found = map.find(key);
+  auto const* value = found == map.end() ? nullptr : any_cast<T>(&found->second);
+  return value ? *value : T();
+}
+
+std::vector<ConfigurationPtr> configure(ConfigurationRegistry& registry, AnyMap const& headers) {
+  std::vector<ConfigurationPtr> made;
+  for (auto const& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
+    auto const* wanted = any_cast<AnyMap>(&entry);
+    auto const pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
+    if (!pid.empty()) {
+      auto configuration = registry.obtain(pid);
+      configuration->Update(valueOf<AnyMap>(*wanted, "properties"));
+      made.push_back(std::move(configuration));
+    }
+  }
+  return made;
+}
+
+// Somebody else may have removed it before.
+void removeQuietly(ConfigurationPtr const& configuration) {
+  try {
+    configuration->Remove();
+  } catch (std::runtime_error const&) {
+  }
+}
+
+}  // namespace
+
+class ManifestConfigurations::State {
+ public:
+  explicit State(std::shared_ptr<ConfigurationRegistry> registry) : registry_(std::move(registry)) {}
+
+  void handle(BundleEvent const& event) {
+    if (event.GetType() == BundleEvent::BUNDLE_STARTED) {
+      add(event.GetBundle());
+    } else if (event.GetType() == BundleEvent::BUNDLE_STOPPING) {
+      remove(event.GetBundle());
+    }
+  }
+
+  void add(Bundle const& bundle) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (bundle.GetState() == Bundle::STATE_ACTIVE && made_.count(bundle.GetBundleId()) == 0) {
+      made_[bundle.GetBundleId()] = configure(*registry_, bundle.GetHeaders());
+    }
+  }
+
+ private:
+  void remove(Bundle const& bundle) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (auto const& configuration : made_[bundle.GetBundleId()]) {
+      removeQuietly(configuration);
+    }
+    made_.erase(bundle.GetBundleId());
+  }
+
+  const std::shared_ptr<ConfigurationRegistry> registry_;
+
+  // Held while configurations change, so that a bundle's start and stop cannot overtake each other;
+  // telling of the changes is done by another thread.
+  std::mutex mutex_;
+  // Guarded by mutex_:
+  std::map<long, std::vector<ConfigurationPtr>> made_;
+};
+
+ManifestConfigurations::ManifestConfigurations(BundleContext const& context,
+                                               std::shared_ptr<ConfigurationRegistry> registry)
+    : context_(context), state_(std::make_shared<State>(std::move(registry))) {
+  token_ = context_.AddBundleListener([state = state_](BundleEvent const& event) { state->handle(event); });
+  for (auto const& bundle : context_.GetBundles()) {
+    state_->add(bundle);
+  }
+}
+
+void ManifestConfigurations::close() {
+  context_.RemoveListener(std::move(token_));
+}
+
+}  // namespace cppmicroservices::configurationadmin

@@ -1,0 +1,129 @@
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "cppmicroservices/BundleContext.h"
+#include "cppmicroservices/Constants.h"
+#include "cppmicroservices/ServiceEvent.h"
+#include "cppmicroservices/ServiceReference.h"
+
+namespace cppmicroservices::configurationadmin {
+
+/// Says which services of one interface there are: each of those registered already and each new one is
+/// reported once, and once more when it goes. Reports come on the thread that registers or unregisters the
+/// service, without any lock held.
+template <class Service>
+class ServiceWatcher {
+ public:
+  using Added = std::function<void(ServiceReference<Service> const&, std::shared_ptr<Service> const&)>;
+  using Removed = std::function<void(long serviceId)>;
+
+  ServiceWatcher(BundleContext const& context, Added added, Removed removed)
+      : context_(context), state_(std::make_shared<State>(context, std::move(added), std::move(removed))) {
+    auto const interfaceId = us_service_interface_iid<Service>();
+    token_ = context_.AddServiceListener([state = state_](ServiceEvent const& event) { state->handle(event); },
+                                         "(" + Constants::OBJECTCLASS + "=" + interfaceId + ")");
+    for (auto const& reference : context_.template GetServiceReferences<Service>()) {
+      state_->add(reference);
+    }
+    state_->endFirstLook();
+  }
+
+  /// To be called while the context is valid. A report that is under way is not waited for.
+  void close() { context_.RemoveListener(std::move(token_)); }
+
+ private:
+  class State {
+   public:
+    State(BundleContext context, Added added, Removed removed)
+        : context_(std::move(context)), added_(std::move(added)), removed_(std::move(removed)) {}
+
+    void handle(ServiceEvent const& event) {
+      auto const reference = event.GetServiceReference();
+      if (event.GetType() == ServiceEvent::SERVICE_REGISTERED) {
+        add(ServiceReference<Service>(reference));
+      } else if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) {
+        remove(idOf(reference));
+      }
+    }
+
+    void add(ServiceReference<Service> const& reference) {
+      auto const id = idOf(reference);
+      if (!isNew(id)) {
+        return;
+      }
+      if (auto const service = serviceOf(reference)) {
+        added_(reference, service);
+        if (!isKnown(id)) {
+          removed_(id);
+        }
+      }
+    }
+
+    void remove(long id) {
+      {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        known_.erase(id);
+        if (isFirstLook_) {
+          gone_.insert(id);
+        }
+      }
+      removed_(id);
+    }
+
+    void endFirstLook() {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      isFirstLook_ = false;
+      gone_.clear();
+    }
+
+   private:
+    static long idOf(ServiceReferenceBase const& reference) {
+      return any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
+    }
+
+    // A service that goes at this very moment, or cannot be made, is none.
+    std::shared_ptr<Service> serviceOf(ServiceReference<Service> const& reference) {
+      try {
+        return context_.GetService(reference);
+      } catch (std::exception const&) {
+        return nullptr;
+      }
+    }
+
+    // The listener and the first look at what is there may come upon one service both, and the first look
+    // may come upon one that the listener saw going.
+    bool isNew(long id) {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      return gone_.count(id) == 0 && known_.insert(id).second;
+    }
+
+    bool isKnown(long id) {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      return known_.count(id) > 0;
+    }
+
+    // Constant after construction.
+    BundleContext context_;
+    const Added added_;
+    const Removed removed_;
+
+    std::mutex mutex_;
+    // Guarded by mutex_:
+    std::set<long> known_;
+    std::set<long> gone_;
+    bool isFirstLook_ = true;
+  };
+
+  BundleContext context_;
+  const std::shared_ptr<State> state_;
+  ListenerToken token_;
+};
+
+}  // namespace cppmicroservices::configurationadmin

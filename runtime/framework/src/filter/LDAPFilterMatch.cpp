@@ -1,0 +1,24 @@
+#include "cppmicroservices/Bundle.h"
+#include "cppmicroservices/LDAPFilter.h"
+#include "cppmicroservices/ServiceReferenceBase.h"
+#include "filter/LDAPFilterData.hpp"
+#include "filter/PropertyLookup.hpp"
+
+namespace cppmicroservices {
+
+bool LDAPFilter::Match(ServiceReferenceBase const& reference) const {
+  if (!data_) {
+    return false;
+  }
+  Any property;  // the one looked up last, which is all that a comparison needs
+  return data_->expression.matches([&](std::string const& name) {
+    property = reference.GetProperty(name);
+    return &property;
+  });
+}
+
+bool LDAPFilter::Match(Bundle const& bundle) const {
+  return data_ && Match(bundle.GetHeaders());
+}
+
+}  // namespace cppmicroservices
