@@ -34,19 +34,18 @@ struct UniqueIDOfServiceInterface {
 
 /// Index 0, by ID: the order of iteration. Index 1, by mark: those for all publishers are one range.
 using ServiceInterfaces = boost::multi_index_container<
-    ServiceInterfaceEntry,
-    boost::multi_index::indexed_by<
-        boost::multi_index::hashed_unique<UniqueIDOfServiceInterface, boost::hash<std::string>>,
-        boost::multi_index::ordered_non_unique<
-            boost::multi_index::member<ServiceInterfaceEntry, bool, &ServiceInterfaceEntry::toAllServicePublishers>>>>;
+    ServiceInterfaceEntry, boost::multi_index::indexed_by<
+                               boost::multi_index::hashed_unique<UniqueIDOfServiceInterface, boost::hash<std::string>>,
+                               boost::multi_index::ordered_non_unique<boost::multi_index::member<
+                                   ServiceInterfaceEntry, bool, &ServiceInterfaceEntry::toAllServicePublishers>>>>;
 
 /// One index, by ID.
-using ServicePublishers = boost::multi_index_container<
-    SPFServicePublisherConfiguration,
-    boost::multi_index::indexed_by<boost::multi_index::hashed_unique<
-        boost::multi_index::member<SPFServicePublisherConfiguration, std::string,
-                                   &SPFServicePublisherConfiguration::uniqueID>,
-        boost::hash<std::string>>>>;
+using ServicePublishers =
+    boost::multi_index_container<SPFServicePublisherConfiguration,
+                                 boost::multi_index::indexed_by<boost::multi_index::hashed_unique<
+                                     boost::multi_index::member<SPFServicePublisherConfiguration, std::string,
+                                                                &SPFServicePublisherConfiguration::uniqueID>,
+                                     boost::hash<std::string>>>>;
 
 /// Index 0, by interface and publisher: ascending, also searched by interface alone. Index 1, by
 /// publisher.

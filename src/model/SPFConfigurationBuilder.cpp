@@ -185,9 +185,9 @@ SPFConfiguration SPFConfigurationBuilder::build() {
   auto serviceInterfaces = impl_->serviceInterfaces;
   auto servicePublishers = impl_->servicePublishers;
   auto serviceMappings = impl_->serviceMappings;
-  auto configuration = std::make_unique<SPFConfigurationImpl>(
-      std::exchange(impl_->configurationID, std::string()), impl_->modificationCount, std::move(serviceInterfaces),
-      std::move(servicePublishers), std::move(serviceMappings));
+  auto configuration = std::make_unique<SPFConfigurationImpl>(std::exchange(impl_->configurationID, std::string()),
+                                                              impl_->modificationCount, std::move(serviceInterfaces),
+                                                              std::move(servicePublishers), std::move(serviceMappings));
   impl_->seededFromConfiguration = false;
   return SPFConfiguration(std::move(configuration));
 }

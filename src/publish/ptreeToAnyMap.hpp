@@ -1,7 +1,7 @@
 #pragma once
 
-#include <boost/property_tree/ptree_fwd.hpp>
 #include <cppmicroservices/AnyMap.h>
+#include <boost/property_tree/ptree_fwd.hpp>
 
 namespace agent::spf::frameworksetup {
 

@@ -1,8 +1,8 @@
 #include "setup/diagnosticLog.hpp"
 
+#include <cppmicroservices/Any.h>
 #include <boost/log/sources/record_ostream.hpp>
 #include <boost/log/sources/severity_feature.hpp>
-#include <cppmicroservices/Any.h>
 
 #include "agent/host/logging.hpp"
 

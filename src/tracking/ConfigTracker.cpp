@@ -40,12 +40,9 @@ std::chrono::steady_clock::time_point deadlineAfter(const std::chrono::milliseco
 
 }  // namespace
 
-ConfigTracker::ConfigTracker(std::vector<Any>&& endpointsToBindTo, std::vector<Any>&& endpointsToConnectTo,
-                             bool isRpcServicePublisher)
-    : endpointsToBindTo(std::move(endpointsToBindTo)),
-      endpointsToConnectTo(std::move(endpointsToConnectTo)),
-      isRpcServicePublisher(isRpcServicePublisher) {
-  equal.reserve(std::max(this->endpointsToBindTo.size(), this->endpointsToConnectTo.size()));
+ConfigTracker::ConfigTracker(std::vector<Any>&& toBind, std::vector<Any>&& toConnect, bool isRpc)
+    : endpointsToBindTo(std::move(toBind)), endpointsToConnectTo(std::move(toConnect)), isRpcServicePublisher(isRpc) {
+  equal.reserve(std::max(endpointsToBindTo.size(), endpointsToConnectTo.size()));
 }
 
 bool ConfigTracker::completeEndpointBind(const Any& endpoint) {
@@ -138,8 +135,8 @@ bool ConfigTracker::wait(const std::chrono::milliseconds& timeout, Condition con
   const auto decided = [&] { return error || condition(); };
   std::unique_lock<std::mutex> lock(mutex);
   // A timed wait whose time is already up still costs a system call, so looking once does without.
-  const bool inTime = timeout > timeout.zero() ? stateChanged.wait_until(lock, deadlineAfter(timeout), decided)
-                                               : decided();
+  const bool inTime =
+      timeout > timeout.zero() ? stateChanged.wait_until(lock, deadlineAfter(timeout), decided) : decided();
   if (inTime && error) {
     std::rethrow_exception(error);
   }

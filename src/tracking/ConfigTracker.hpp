@@ -18,8 +18,8 @@ namespace agent::spf::frameworksetup {
 /// notified after the mutex is released. Endpoints are compared, and log sinks run, under the mutex.
 class ConfigTracker {
  public:
-  ConfigTracker(std::vector<cppmicroservices::Any>&& endpointsToBindTo,
-                std::vector<cppmicroservices::Any>&& endpointsToConnectTo, bool isRpcServicePublisher);
+  ConfigTracker(std::vector<cppmicroservices::Any>&& toBind, std::vector<cppmicroservices::Any>&& toConnect,
+                bool isRpc);
 
   ConfigTracker(const ConfigTracker&) = delete;
   ConfigTracker& operator=(const ConfigTracker&) = delete;

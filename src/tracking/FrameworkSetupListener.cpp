@@ -29,8 +29,7 @@ void addTracker(std::unordered_map<std::string, ConfigTracker>& trackers, const 
   const bool isRpc = rpcServicePublisherNames.count(ref_any_cast<std::string>(publisher.at("name"))) != 0;
   auto toBind = endpoints(config, "endpointsToBindTo", isRpc);
   auto toConnect = endpoints(config, "endpointsToConnectTo", isRpc);
-  trackers.emplace(std::piecewise_construct,
-                   std::forward_as_tuple(ref_any_cast<std::string>(publisher.at("uniqueID"))),
+  trackers.emplace(std::piecewise_construct, std::forward_as_tuple(ref_any_cast<std::string>(publisher.at("uniqueID"))),
                    std::forward_as_tuple(std::move(toBind), std::move(toConnect), isRpc));
 }
 

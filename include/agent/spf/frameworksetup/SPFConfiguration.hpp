@@ -34,7 +34,7 @@ class [[gnu::visibility("default")]] SPFConfiguration {
   SPFConfiguration() noexcept;
 
   /// Takes the other's configuration; the other becomes empty.
-  SPFConfiguration(SPFConfiguration&& other) noexcept;
+  SPFConfiguration(SPFConfiguration && other) noexcept;
 
   /// Takes the other's configuration, then withdraws the one that this handle held.
   SPFConfiguration& operator=(SPFConfiguration&& other) noexcept;
@@ -115,7 +115,7 @@ class [[gnu::visibility("default")]] SPFConfiguration {
 
  private:
   friend class SPFConfigurationBuilder;
-  explicit SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> impl) noexcept;
+  [[gnu::visibility("hidden")]] explicit SPFConfiguration(std::unique_ptr<SPFConfigurationImpl> impl) noexcept;
 
   std::unique_ptr<SPFConfigurationImpl> impl_;
 };

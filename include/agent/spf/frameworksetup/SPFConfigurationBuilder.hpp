@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include <boost/property_tree/ptree.hpp>
 #include <cppmicroservices/Any.h>
+#include <boost/property_tree/ptree.hpp>
 
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
 #include "agent/spf/frameworksetup/SPFServiceInterfaceConfiguration.hpp"
@@ -38,7 +38,7 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
 
   /// Takes the contents over; `other` becomes an empty builder with the empty ID, ready for use.
   /// \throws std::bad_alloc, with both builders unchanged
-  SPFConfigurationBuilder(SPFConfigurationBuilder&& other);
+  SPFConfigurationBuilder(SPFConfigurationBuilder && other);
   SPFConfigurationBuilder& operator=(SPFConfigurationBuilder&& other);
 
   ~SPFConfigurationBuilder();
@@ -71,16 +71,14 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   SPFConfigurationBuilder& addServicePublisher(SPFServicePublisherConfiguration servicePublisher);
 
   /// The same with text endpoints, which the publisher gets in ascending order.
-  SPFConfigurationBuilder& addServicePublisher(std::string uniqueID, std::string name,
-                                               std::set<std::string> endpointsToConnectTo,
-                                               std::set<std::string> endpointsToBindTo, std::string importFilter,
-                                               std::string exportFilter);
+  SPFConfigurationBuilder& addServicePublisher(
+      std::string uniqueID, std::string name, std::set<std::string> endpointsToConnectTo,
+      std::set<std::string> endpointsToBindTo, std::string importFilter, std::string exportFilter);
 
   /// The same with endpoints of any type, which keep their order.
-  SPFConfigurationBuilder& addServicePublisherAny(std::string uniqueID, std::string name,
-                                                  std::vector<cppmicroservices::Any> endpointsToConnectTo,
-                                                  std::vector<cppmicroservices::Any> endpointsToBindTo,
-                                                  std::string importFilter, std::string exportFilter);
+  SPFConfigurationBuilder& addServicePublisherAny(
+      std::string uniqueID, std::string name, std::vector<cppmicroservices::Any> endpointsToConnectTo,
+      std::vector<cppmicroservices::Any> endpointsToBindTo, std::string importFilter, std::string exportFilter);
 
   /// Removes an interface and every mapping that names it.
   SPFConfigurationBuilder& removeServiceInterface(const std::string& uniqueID);
@@ -113,7 +111,8 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
 
  private:
   friend class SPFConfiguration;
-  explicit SPFConfigurationBuilder(std::unique_ptr<SPFConfigurationBuilderImpl> impl) noexcept;
+  [[gnu::visibility("hidden")]] explicit SPFConfigurationBuilder(
+      std::unique_ptr<SPFConfigurationBuilderImpl> impl) noexcept;
 
   std::unique_ptr<SPFConfigurationBuilderImpl> impl_;
 };

@@ -1,0 +1,61 @@
+#include "support/ConfigurationAdminDouble.hpp"
+#include "support/configurations.hpp"
+
+namespace spf::test {
+
+TEST(InstallingTheFrameworksBundles, TakesSevenCallsInOrderAndFiltersTheSeventhOnly) {
+  TestFramework framework;
+  const auto configuration = SPFConfigurationBuilder("x").build();
+  const auto calls = framework.host().installations();
+  const std::wstring directories[] = {L"bin/win64/spf/serialisationproviders",
+                                      L"bin/win64/spf/externalprocessdiscovery",
+                                      L"bin/win64/spf/providers",
+                                      L"bin/win64/spf/framework",
+                                      L"bin/win64/spf/servicepublishers",
+                                      L"bin/win64/spf/clients",
+                                      L"bin/win64/spf/serviceproviders"};
+  ASSERT_EQ(calls.size(), 7u);
+  for (int i = 0; i < 6; ++i) {
+    EXPECT_EQ(calls[i].directory, directories[i]);
+    EXPECT_FALSE(calls[i].filter);
+  }
+  EXPECT_EQ(calls[6].directory, directories[6]);
+  EXPECT_EQ(calls[6].filter, "(bundle.activator=false)");
+}
+
+TEST(InstallingTheFrameworksBundles, HandsOverRelativePathsThatCarryTheFlagOfANewPath) {
+  TestFramework framework;
+  const auto configuration = SPFConfigurationBuilder("x").build();
+  for (const auto& call : framework.host().installations()) {
+    EXPECT_EQ(call.directory.rfind(L"bin/win64/spf/", 0), 0u);
+    EXPECT_TRUE(call.flag);
+  }
+}
+
+TEST(InstallingTheFrameworksBundles, IsRepeatedInFullByASecondPublication) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  auto configuration = SPFConfigurationBuilder("x").build();
+  configuration = configuration.modify().build();
+  const auto calls = framework.host().installations();
+  ASSERT_EQ(calls.size(), 14u);
+  for (int i = 0; i < 7; ++i) {
+    EXPECT_EQ(calls[i].directory, calls[i + 7].directory);
+    EXPECT_EQ(calls[i].filter, calls[i + 7].filter);
+  }
+}
+
+TEST(InstallingTheFrameworksBundles, StopsAtTheDirectoryThatThrowsAndTheCallerOfThePublicationGetsIt) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  framework.host().onInstallation([](const Installation& installation) {
+    if (installation.directory == L"bin/win64/spf/providers") {
+      throw std::runtime_error("broken bundle");
+    }
+  });
+  EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("x").build()); }), "broken bundle");
+  EXPECT_EQ(framework.host().installations().size(), 3u);
+  EXPECT_TRUE(admin->calls().empty());
+}
+
+}  // namespace spf::test

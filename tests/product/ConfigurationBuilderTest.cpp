@@ -1,0 +1,196 @@
+#include <type_traits>
+
+#include "support/configurations.hpp"
+
+namespace spf::test {
+
+static_assert(!std::is_copy_constructible_v<SPFConfigurationBuilder>);
+static_assert(!std::is_copy_assignable_v<SPFConfigurationBuilder>);
+static_assert(std::is_move_constructible_v<SPFConfigurationBuilder>);
+static_assert(std::is_move_assignable_v<SPFConfigurationBuilder>);
+
+class ABuilder : public testing::Test {
+ protected:
+  using Texts = std::vector<std::string>;
+
+  Texts interfacesOf(const std::string& publisherID) {
+    return idsOf(published().getServiceInterfaceConfigurationsForServicePublisher(publisherID));
+  }
+  const SPFConfiguration& published() {
+    configuration_ = sut.build();
+    return configuration_;
+  }
+
+  FrameworkWithConfigurationAdmin framework_;
+  SPFConfigurationBuilder sut{"built"};
+  SPFConfiguration configuration_;
+};
+
+TEST_F(ABuilder, KeepsOneEntryWithTheSecondNameWhenAnInterfaceIsAddedTwice) {
+  sut.addServiceInterface(serviceInterface("i", "first")).addServiceInterface(serviceInterface("i", "second"));
+  const auto interfaces = published().getServiceInterfaceConfigurations();
+  ASSERT_EQ(interfaces.size(), 1u);
+  EXPECT_EQ(interfaces[0].name, "second");
+}
+
+TEST_F(ABuilder, KeepsTheMarkForAllPublishersWhenTheInterfaceIsReplaced) {
+  sut.addServiceInterfaceToAllServicePublishers(serviceInterface("i", "first"))
+      .addServiceInterface(serviceInterface("i", "second"));
+  const auto interfaces = published().getServiceInterfaceConfigurationsForServicePublisher("any");
+  ASSERT_EQ(interfaces.size(), 1u);
+  EXPECT_EQ(interfaces[0].name, "second");
+}
+
+TEST_F(ABuilder, MarksAnInterfaceThatIsThereForAllPublishersAndUndoesItKeepingTheEntry) {
+  sut.addServiceInterface(serviceInterface("i", "first"))
+      .addServiceInterfaceToAllServicePublishers(serviceInterface("i", "second"));
+  EXPECT_EQ(interfacesOf("any"), Texts{"i"});
+
+  sut.undoMappingOfServiceInterfaceToAllServicePublishers("i");
+  EXPECT_EQ(interfacesOf("any"), Texts{});
+  const auto interfaces = configuration_.getServiceInterfaceConfigurations();
+  ASSERT_EQ(interfaces.size(), 1u);
+  EXPECT_EQ(interfaces[0].name, "second");
+}
+
+TEST_F(ABuilder, UndoesTheMarkOfNoInterfaceWithoutAWord) {
+  sut.addServiceInterfaceToAllServicePublishers(serviceInterface("i"));
+  sut.undoMappingOfServiceInterfaceToAllServicePublishers("unknown");
+  EXPECT_EQ(interfacesOf("any"), Texts{"i"});
+}
+
+TEST_F(ABuilder, KeepsExplicitMappingsWhenTheMarkForAllPublishersIsUndone) {
+  sut.addServiceInterfaceToAllServicePublishers(serviceInterface("i"))
+      .addServicePublisher(publisher("p"))
+      .addServiceMapping("i", "p")
+      .undoMappingOfServiceInterfaceToAllServicePublishers("i");
+  EXPECT_EQ(interfacesOf("p"), Texts{"i"});
+}
+
+TEST_F(ABuilder, KeepsASingleMappingWhenItIsAddedTwiceAndRemovesIt) {
+  sut.addServiceInterface(serviceInterface("a")).addServicePublisher(publisher("p"));
+  sut.addServiceMapping("a", "p").addServiceMapping("a", "p");
+  published();
+  EXPECT_EQ(mappingsIn(*framework_.configuration("built")), (Pairs{{"a", "p"}}));
+
+  sut.removeServiceMapping("a", "p");
+  EXPECT_EQ(interfacesOf("p"), Texts{});
+  EXPECT_EQ(mappingsIn(*framework_.configuration(configuration_.getConfigurationID())), Pairs{});
+  EXPECT_NO_THROW(sut.removeServiceMapping("a", "p"));
+}
+
+TEST_F(ABuilder, RemovesAnInterfaceWithItsMappingsOnly) {
+  sut.addServiceInterface(serviceInterface("a")).addServiceInterface(serviceInterface("b"));
+  sut.addServicePublisher(publisher("p1")).addServicePublisher(publisher("p2"));
+  sut.addServiceMapping("a", "p1").addServiceMapping("a", "p2").addServiceMapping("b", "p1");
+  sut.removeServiceInterface("a");
+  EXPECT_EQ(interfacesOf("p1"), Texts{"b"});
+  EXPECT_EQ(idsOf(configuration_.getServiceInterfaceConfigurations()), Texts{"b"});
+  EXPECT_EQ(configuration_.getServicePublisherConfigurations().size(), 2u);
+  EXPECT_EQ(idsOf(configuration_.getServiceInterfaceConfigurationsForServicePublisher("p2")), Texts{});
+}
+
+TEST_F(ABuilder, RemovesAPublisherWithItsMappingsOnly) {
+  sut.addServiceInterface(serviceInterface("a")).addServiceInterface(serviceInterface("b"));
+  sut.addServicePublisher(publisher("p1")).addServicePublisher(publisher("p2"));
+  sut.addServiceMapping("a", "p1").addServiceMapping("a", "p2").addServiceMapping("b", "p1");
+  sut.removeServicePublisher("p1");
+  EXPECT_EQ(interfacesOf("p2"), Texts{"a"});
+  EXPECT_EQ(idsOf(configuration_.getServicePublisherConfigurations()), Texts{"p2"});
+  EXPECT_EQ(idsOf(configuration_.getServiceInterfaceConfigurationsForServicePublisher("p1")), Texts{});
+  EXPECT_EQ(configuration_.getServiceInterfaceConfigurations().size(), 2u);
+}
+
+TEST_F(ABuilder, RemovesMappingsOfAnInterfaceAndAPublisherThatWereNeverAdded) {
+  sut.addServiceMapping("ghost", "p").addServiceMapping("i", "phantom");
+  sut.removeServiceInterface("ghost").removeServicePublisher("phantom");
+  EXPECT_NO_THROW(published());
+}
+
+TEST_F(ABuilder, ForgetsAllOfAnInterfaceThatItRemoves) {
+  sut.addServiceInterfaceToAllServicePublishers(serviceInterface("i")).removeServiceInterface("i");
+  sut.addServiceInterface(serviceInterface("i"));
+  EXPECT_EQ(interfacesOf("any"), Texts{});
+}
+
+TEST_F(ABuilder, AcceptsAMappingToWhatWasNeverAddedAndRejectsItWhenBuilding) {
+  EXPECT_NO_THROW(sut.addServiceMapping("nobody", "nothing"));
+  EXPECT_THROW(static_cast<void>(sut.build()), std::runtime_error);
+}
+
+TEST_F(ABuilder, StoresTheEndpointsOfASetInAscendingOrder) {
+  sut.addServicePublisher("p", "rpcservicepublisher", {"z", "a"}, {}, "", "");
+  EXPECT_EQ(texts(published().getServicePublisherConfigurations().at(0).endpointsToConnectTo), (Texts{"a", "z"}));
+}
+
+TEST_F(ABuilder, MapsAnInterfaceToAPublisherThatIsNotThereYet) {
+  sut.addServiceInterfaceToServicePublisher("p", serviceInterface("i"));
+  sut.addServiceInterfaceToServicePublisher("p", "j", "name", {});
+  sut.addServicePublisher(publisher("p"));
+  EXPECT_EQ(interfacesOf("p"), (Texts{"i", "j"}));
+}
+
+TEST_F(ABuilder, KeepsTheMarkForAllPublishersWhenTheInterfaceIsAddedToOne) {
+  sut.addServiceInterfaceToAllServicePublishers("i", "name", {});
+  sut.addServiceInterfaceToServicePublisher("p", serviceInterface("i", "other")).addServicePublisher(publisher("p"));
+  EXPECT_EQ(interfacesOf("another"), Texts{"i"});
+  EXPECT_EQ(configuration_.getServiceInterfaceConfigurations().at(0).name, "other");
+}
+
+TEST_F(ABuilder, IsEmptyAndUsableAfterItWasMovedFrom) {
+  sut.addServiceInterface(serviceInterface("i"));
+  SPFConfigurationBuilder other(std::move(sut));
+
+  const auto emptied = sut.build();
+  EXPECT_TRUE(emptied.getServiceInterfaceConfigurations().empty());
+  EXPECT_NE(emptied.getConfigurationID(), "built");
+  sut.addServiceInterface(serviceInterface("j"));
+  EXPECT_EQ(idsOf(sut.build().getServiceInterfaceConfigurations()), Texts{"j"});
+
+  const auto moved = other.build();
+  EXPECT_EQ(moved.getConfigurationID(), "built");
+  EXPECT_EQ(idsOf(moved.getServiceInterfaceConfigurations()), Texts{"i"});
+}
+
+TEST_F(ABuilder, IsEmptyAndUsableAfterItWasMoveAssignedFrom) {
+  sut.addServiceInterface(serviceInterface("i"));
+  SPFConfigurationBuilder other("other");
+  other.addServicePublisher(publisher("p"));
+  other = std::move(sut);
+
+  EXPECT_TRUE(sut.build().getServiceInterfaceConfigurations().empty());
+  const auto moved = other.build();
+  EXPECT_EQ(moved.getConfigurationID(), "built");
+  EXPECT_EQ(idsOf(moved.getServiceInterfaceConfigurations()), Texts{"i"});
+  EXPECT_TRUE(moved.getServicePublisherConfigurations().empty());
+}
+
+TEST_F(ABuilder, SurvivesItsOwnMoveAssignment) {
+  sut.addServiceInterface(serviceInterface("i"));
+  auto& same = sut;
+  sut = std::move(same);
+  EXPECT_EQ(idsOf(published().getServiceInterfaceConfigurations()), Texts{"i"});
+  EXPECT_EQ(configuration_.getConfigurationID(), "built");
+}
+
+TEST_F(ABuilder, WithdrawsTheConfigurationOfASeededBuilderThatItIsMovedOver) {
+  auto configuration = sut.build();
+  auto seeded = configuration.modify();
+  ASSERT_TRUE(framework_.configuration("built"));
+  seeded = SPFConfigurationBuilder("other");
+  EXPECT_FALSE(framework_.configuration("built"));
+}
+
+TEST_F(ABuilder, HasTheEmptyIDByDefault) {
+  const auto configuration = SPFConfigurationBuilder().build();
+  EXPECT_EQ(framework_.configurationIDs(), Texts{configuration.getConfigurationID()});
+}
+
+TEST_F(ABuilder, TellsNobodyOfItsEdits) {
+  sut.addServiceInterface(serviceInterface("i")).addServicePublisher(publisher("p")).addServiceMapping("i", "p");
+  EXPECT_TRUE(framework_.host().installations().empty());
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+}  // namespace spf::test

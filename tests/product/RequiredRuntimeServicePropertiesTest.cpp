@@ -1,0 +1,121 @@
+#include <gtest/gtest.h>
+
+#include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
+#include "support/configurations.hpp"
+
+namespace spf::test {
+
+using agent::spf::frameworksetup::addRequiredRuntimeServiceProperties;
+using boost::property_tree::ptree;
+
+const std::string prefix = "spf::requiredServiceProperty::";
+
+TEST(ARequiredRuntimeServiceProperty, WrittenTwiceLeavesOneNodeWithTheSecondValue) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "site", "north");
+  addRequiredRuntimeServiceProperties(tree, "site", "south");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().first, prefix + "site");
+  EXPECT_EQ(tree.front().second.data(), "south");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WithAnEmptyNameIsWrittenUnderThePrefixItself) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "", "value");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().first, prefix);
+  EXPECT_EQ(tree.front().second.data(), "value");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WithAnEmptyValueCreatesOrKeepsTheNodeWithEmptyData) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "new", "");
+  addRequiredRuntimeServiceProperties(tree, "old", "value");
+  addRequiredRuntimeServiceProperties(tree, "old", "");
+  ASSERT_EQ(tree.size(), 2u);
+  EXPECT_EQ(tree.find(prefix + "new")->second.data(), "");
+  EXPECT_EQ(tree.find(prefix + "old")->second.data(), "");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WithAnEmptyValueIsPublishedAsTheEmptyTextUnlessItHasChildren) {
+  FrameworkWithConfigurationAdmin framework;
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "leaf", "");
+  addRequiredRuntimeServiceProperties(tree, "parent", "");
+  addRequiredRuntimeServiceProperties(tree, "parent.child", "x");
+  const auto configuration = SPFConfigurationBuilder("empty").addServiceInterface("i", "n", tree).build();
+  const auto properties = framework.configuration("empty");
+  const auto& map = asMap(entryIn(*properties, "serviceConfigurations", "i").at("requestedProperties"));
+  EXPECT_EQ(asText(map.at(prefix + "leaf")), "");
+  EXPECT_EQ(asText(asMap(map.at(prefix + "parent")).at("child")), "x");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WithADotInItsNameCreatesNestedLevels) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "a.b", "value");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().first, prefix + "a");
+  ASSERT_EQ(tree.front().second.size(), 1u);
+  EXPECT_EQ(tree.front().second.front().first, "b");
+  EXPECT_EQ(tree.front().second.front().second.data(), "value");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WrittenBelowOneWithDataLeavesANodeWithBothOfWhichTheDataIsPublished) {
+  FrameworkWithConfigurationAdmin framework;
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "a", "data");
+  addRequiredRuntimeServiceProperties(tree, "a.b", "child");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().second.data(), "data");
+  EXPECT_EQ(tree.front().second.get_child("b").data(), "child");
+
+  const auto configuration = SPFConfigurationBuilder("both").addServiceInterface("i", "n", tree).build();
+  const auto properties = framework.configuration("both");
+  const auto& map = asMap(entryIn(*properties, "serviceConfigurations", "i").at("requestedProperties"));
+  EXPECT_EQ(asText(map.at(prefix + "a")), "data");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedEmptyKeyEachTime) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "a.", "first");
+  addRequiredRuntimeServiceProperties(tree, "a.", "second");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().second.data(), "");
+  ASSERT_EQ(tree.front().second.size(), 1u);
+  EXPECT_EQ(tree.front().second.front().first, "");
+  EXPECT_EQ(tree.front().second.front().second.data(), "second");
+}
+
+TEST(ARequiredRuntimeServiceProperty, OfDotsOnlyNestsEmptyKeys) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "..", "value");
+  ASSERT_EQ(tree.size(), 1u);
+  EXPECT_EQ(tree.front().first, prefix);
+  EXPECT_EQ(tree.front().second.front().first, "");
+  EXPECT_EQ(tree.front().second.front().second.front().first, "");
+  EXPECT_EQ(tree.front().second.front().second.front().second.data(), "value");
+}
+
+TEST(ARequiredRuntimeServiceProperty, KeepsPositionAndChildrenOfTheNodeThatIsThereAndAppendsNewOnes) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "first.child", "kept");
+  addRequiredRuntimeServiceProperties(tree, "second", "2");
+  addRequiredRuntimeServiceProperties(tree, "first", "1");
+  ASSERT_EQ(tree.size(), 2u);
+  EXPECT_EQ(tree.front().first, prefix + "first");
+  EXPECT_EQ(tree.front().second.data(), "1");
+  EXPECT_EQ(tree.front().second.get_child("child").data(), "kept");
+  EXPECT_EQ(tree.back().first, prefix + "second");
+}
+
+TEST(ARequiredRuntimeServiceProperty, GoesToTheFirstOfSeveralNodesWithItsKey) {
+  ptree tree;
+  tree.push_back({prefix + "twin", ptree("1")});
+  tree.push_back({prefix + "twin", ptree("2")});
+  addRequiredRuntimeServiceProperties(tree, "twin", "changed");
+  ASSERT_EQ(tree.size(), 2u);
+  EXPECT_EQ(tree.front().second.data(), "changed");
+  EXPECT_EQ(tree.back().second.data(), "2");
+}
+
+}  // namespace spf::test
