@@ -1,0 +1,42 @@
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
+
+#include <memory>
+#include <string>
+
+#include "Controller.hpp"
+#include "EventDispatcher.hpp"
+
+namespace spf::controller {
+
+using agent::spf::frameworkinterfaces::EventSink;
+using cppmicroservices::service::cm::ManagedServiceFactory;
+
+class Activator : public cppmicroservices::BundleActivator {
+ public:
+  void Start(cppmicroservices::BundleContext context) override {
+    dispatcher_ = std::make_shared<EventDispatcher>(context);
+    controller_ = std::make_shared<Controller>(context, dispatcher_);
+    // The sink first: publishers report as soon as the controller has a configuration.
+    sink_ = context.RegisterService<EventSink>(dispatcher_);
+    factory_ = context.RegisterService<ManagedServiceFactory>(
+        controller_, {{std::string("service.pid"), std::string("zk.spf.framework")}});
+  }
+
+  void Stop(cppmicroservices::BundleContext) override {
+    factory_.Unregister();
+    controller_->stop();
+    sink_.Unregister();
+    dispatcher_->stop();
+  }
+
+ private:
+  std::shared_ptr<EventDispatcher> dispatcher_;
+  std::shared_ptr<Controller> controller_;
+  cppmicroservices::ServiceRegistration<EventSink> sink_;
+  cppmicroservices::ServiceRegistration<ManagedServiceFactory> factory_;
+};
+
+}  // namespace spf::controller
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(spf::controller::Activator)

@@ -1,0 +1,113 @@
+#include "ConfigurationStore.hpp"
+
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <stdexcept>
+
+#include "agent/spf/frameworkinterfaces/findService.hpp"
+
+namespace spf::controller {
+
+using agent::spf::frameworkinterfaces::findService;
+using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+
+namespace {
+
+/// Configuration Admin can hand out an object that somebody is just removing; it is gone soon.
+constexpr int attempts = 200;
+constexpr std::chrono::milliseconds attemptInterval{5};
+
+/// After that many removals those that were delivered are looked for and forgotten.
+constexpr std::size_t manyRemovals = 64;
+
+bool isReady(const std::shared_future<void>& future) {
+  return future.wait_for(std::chrono::seconds::zero()) == std::future_status::ready;
+}
+
+}  // namespace
+
+ConfigurationStore::ConfigurationStore(cppmicroservices::BundleContext context, const StopSignal& stop)
+    : context_(std::move(context)), stop_(stop) {}
+
+void ConfigurationStore::write(const Publisher& publisher) {
+  if (!awaitRemoval(publisher.key.pid())) {
+    return;
+  }
+  for (int attempt = 0; attempt < attempts && !tryWrite(publisher); ++attempt) {
+    if (!stop_.pause(attemptInterval)) {
+      return;
+    }
+  }
+}
+
+void ConfigurationStore::remove(const PublisherKey& key) {
+  const auto admin = findService<ConfigurationAdmin>(context_);
+  if (!admin) {
+    return;
+  }
+  try {
+    const auto removal = admin->GetFactoryConfiguration(key.factoryPID, key.instance)->Remove();
+    if (removal.valid()) {
+      removals_[key.pid()] = removal;
+    }
+  } catch (const std::runtime_error&) {
+    // Somebody else has removed it.
+  }
+  if (removals_.size() > manyRemovals) {
+    for (auto removal = removals_.begin(); removal != removals_.end();) {
+      removal = isReady(removal->second) ? removals_.erase(removal) : std::next(removal);
+    }
+  }
+}
+
+std::optional<AnyMap> ConfigurationStore::find(const std::string& pid) const {
+  const auto admin = findService<ConfigurationAdmin>(context_);
+  if (!admin) {
+    return std::nullopt;
+  }
+  // Without a filter: with one, the search can fail because of any configuration that is being removed.
+  for (const auto& configuration : admin->ListConfigurations()) {
+    try {
+      if (configuration->GetPid() == pid) {
+        return configuration->GetProperties();
+      }
+    } catch (const std::runtime_error&) {
+      // Removed since it was listed.
+    }
+  }
+  return std::nullopt;
+}
+
+void ConfigurationStore::awaitRemovals(std::chrono::steady_clock::time_point deadline) {
+  for (const auto& [pid, removal] : removals_) {
+    removal.wait_until(deadline);
+  }
+  removals_.clear();
+}
+
+bool ConfigurationStore::awaitRemoval(const std::string& pid) {
+  const auto removal = removals_.find(pid);
+  if (removal == removals_.end()) {
+    return true;
+  }
+  if (!stop_.waitFor(removal->second)) {
+    return false;
+  }
+  removals_.erase(removal);
+  return true;
+}
+
+bool ConfigurationStore::tryWrite(const Publisher& publisher) {
+  const auto admin = findService<ConfigurationAdmin>(context_);
+  if (!admin) {
+    return true;  // and with it every configuration is gone
+  }
+  try {
+    admin->GetFactoryConfiguration(publisher.key.factoryPID, publisher.key.instance)->Update(publisher.properties);
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+}  // namespace spf::controller

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/BundleContext.h>
+
+#include "Revision.hpp"
+#include "StopSignal.hpp"
+
+namespace spf::controller {
+
+/// Reads and writes configurations through Configuration Admin, which is looked up for each
+/// operation; without one nothing is written and nothing is found.
+///
+/// Used by one thread, which must not be one that Configuration Admin calls from: writing may wait
+/// for an earlier removal. Configuration objects are held for one operation only.
+class ConfigurationStore {
+ public:
+  ConfigurationStore(cppmicroservices::BundleContext context, const StopSignal& stop);
+
+  /// Writes a publisher's factory configuration. When the same PID was removed before, waits until
+  /// that removal was delivered: Configuration Admin may lose a configuration that is made anew
+  /// while the removal of its predecessor is under way. Gives up when the stop is requested.
+  void write(const Publisher& publisher);
+
+  /// Removes a publisher's factory configuration without waiting for the delivery.
+  void remove(const PublisherKey& key);
+
+  /// What Configuration Admin holds now under a PID.
+  std::optional<cppmicroservices::AnyMap> find(const std::string& pid) const;
+
+  /// Waits for the delivery of every removal, for some time at most.
+  void awaitRemovals(std::chrono::steady_clock::time_point deadline);
+
+ private:
+  bool awaitRemoval(const std::string& pid);
+  bool tryWrite(const Publisher& publisher);
+
+  const cppmicroservices::BundleContext context_;
+  const StopSignal& stop_;
+  std::map<std::string, std::shared_future<void>> removals_;
+};
+
+}  // namespace spf::controller

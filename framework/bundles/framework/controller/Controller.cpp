@@ -1,0 +1,103 @@
+#include "Controller.hpp"
+
+#include <utility>
+
+namespace spf::controller {
+
+using cppmicroservices::AnyMap;
+
+namespace {
+
+/// How long a stop may wait until the publishers have been told.
+constexpr std::chrono::seconds withdrawalTime{5};
+
+}  // namespace
+
+Controller::Controller(cppmicroservices::BundleContext context, std::shared_ptr<EventDispatcher> events)
+    : events_(std::move(events)), store_(std::move(context), stop_) {}
+
+void Controller::Updated(const std::string& pid, const AnyMap& properties) {
+  executor_.post([this, pid, properties] {
+    if (!stop_.isRequested()) {
+      update(pid, properties);
+    }
+  });
+}
+
+void Controller::Removed(const std::string& pid) {
+  executor_.post([this, pid] {
+    withdraw(pid);
+    // A removal can be told twice, and the second time after the configuration was made anew.
+    if (const auto current = store_.find(pid); current && !stop_.isRequested()) {
+      apply(pid, *current);
+    }
+  });
+}
+
+void Controller::stop() {
+  stop_.request();
+  executor_.post([this] { withdrawAll(); });
+  executor_.stop();
+}
+
+void Controller::update(const std::string& pid, const AnyMap& properties) {
+  const auto known = applied_.find(pid);
+  const std::uint32_t count = modificationCountOf(properties);
+  if (known != applied_.end() && count < known->second.modificationCount) {
+    if (!holdsNow(pid, count)) {
+      return;  // an older revision that arrives late
+    }
+    withdraw(pid);
+  }
+  apply(pid, properties);
+}
+
+void Controller::apply(const std::string& pid, const AnyMap& properties) {
+  const Revision revision = readRevision(pid, properties);
+  Applied& applied = applied_[pid];
+  applied.modificationCount = revision.modificationCount;
+  auto superseded = std::exchange(applied.publishers, {});
+  for (const Publisher& publisher : revision.publishers) {
+    applied.publishers.insert(publisher.key);
+    superseded.erase(publisher.key);
+  }
+  for (const PublisherKey& key : superseded) {
+    store_.remove(key);
+  }
+  for (const Publisher& publisher : revision.publishers) {
+    store_.write(publisher);
+  }
+  reportUnreadable(revision);
+}
+
+void Controller::withdraw(const std::string& pid) {
+  const auto applied = applied_.find(pid);
+  if (applied == applied_.end()) {
+    return;
+  }
+  for (const PublisherKey& key : applied->second.publishers) {
+    store_.remove(key);
+  }
+  applied_.erase(applied);
+}
+
+void Controller::withdrawAll() {
+  while (!applied_.empty()) {
+    const std::string pid = applied_.begin()->first;
+    withdraw(pid);
+  }
+  store_.awaitRemovals(std::chrono::steady_clock::now() + withdrawalTime);
+}
+
+bool Controller::holdsNow(const std::string& pid, std::uint32_t modificationCount) const {
+  const auto current = store_.find(pid);
+  return current && modificationCountOf(*current) == modificationCount;
+}
+
+void Controller::reportUnreadable(const Revision& revision) {
+  for (const UnreadablePublisher& publisher : revision.unreadable) {
+    events_->failed({publisher.servicePublisherID, revision.modificationCount}, publisher.error);
+  }
+}
+
+}  // namespace spf::controller

@@ -1,0 +1,70 @@
+#include "EventDispatcher.hpp"
+
+#include <utility>
+
+namespace spf::controller {
+
+using agent::spf::frameworklistener::EndpointEvent;
+using agent::spf::frameworklistener::ErrorEvent;
+using agent::spf::frameworklistener::FrameworkEvent;
+using agent::spf::frameworklistener::FrameworkListener;
+using agent::spf::frameworklistener::ServicesEvent;
+using cppmicroservices::Any;
+
+namespace {
+
+using Origin = EventDispatcher::Origin;
+
+std::shared_ptr<const FrameworkEvent> endpointEvent(const Origin& origin, const Any& endpoint, std::uint32_t change) {
+  return std::make_shared<EndpointEvent>(
+      EndpointEvent{{FrameworkEvent::endpoint}, change, endpoint, origin.servicePublisherID, origin.modificationCount});
+}
+
+std::shared_ptr<const FrameworkEvent> servicesEvent(const Origin& origin, std::uint32_t change) {
+  return std::make_shared<ServicesEvent>(
+      ServicesEvent{{FrameworkEvent::services}, change, origin.servicePublisherID, origin.modificationCount});
+}
+
+}  // namespace
+
+EventDispatcher::EventDispatcher(cppmicroservices::BundleContext context) : context_(std::move(context)) {}
+
+void EventDispatcher::endpointBound(const Origin& origin, const Any& endpoint, bool kept) {
+  post(endpointEvent(origin, endpoint, kept ? EndpointEvent::stillBound : EndpointEvent::bound));
+}
+
+void EventDispatcher::endpointConnected(const Origin& origin, const Any& endpoint, bool kept) {
+  post(endpointEvent(origin, endpoint, kept ? EndpointEvent::stillConnected : EndpointEvent::connected));
+}
+
+void EventDispatcher::allServicesPublished(const Origin& origin) {
+  post(servicesEvent(origin, ServicesEvent::allPublished));
+}
+
+void EventDispatcher::allServicesUnpublished(const Origin& origin) {
+  post(servicesEvent(origin, ServicesEvent::allUnpublished));
+}
+
+void EventDispatcher::failed(const Origin& origin, std::exception_ptr error) {
+  post(std::make_shared<ErrorEvent>(
+      ErrorEvent{{FrameworkEvent::error}, std::move(error), origin.servicePublisherID, origin.modificationCount}));
+}
+
+void EventDispatcher::post(std::shared_ptr<const FrameworkEvent> event) {
+  executor_.post([this, event = std::move(event)] { deliver(event); });
+}
+
+void EventDispatcher::deliver(const std::shared_ptr<const FrameworkEvent>& event) const {
+  auto context = context_;
+  for (const auto& reference : context.GetServiceReferences<FrameworkListener>()) {
+    try {
+      if (const auto listener = context.GetService(reference)) {
+        listener->handleEvent(event);
+      }
+    } catch (...) {
+      // It went meanwhile, or its own code failed: the others hear the event all the same.
+    }
+  }
+}
+
+}  // namespace spf::controller

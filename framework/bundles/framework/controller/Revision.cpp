@@ -1,0 +1,106 @@
+#include "Revision.hpp"
+
+#include <map>
+#include <stdexcept>
+
+namespace spf::controller {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using cppmicroservices::ref_any_cast;
+using List = std::vector<Any>;
+
+namespace {
+
+/// Interface entries by their ID, and the IDs of the interfaces that are mapped to each publisher.
+struct Services {
+  std::map<std::string, const AnyMap*> byID;
+  std::multimap<std::string, std::string> ofPublisher;
+};
+
+const List& list(const AnyMap& properties, const char* key) {
+  return ref_any_cast<List>(properties.at(key));
+}
+
+std::string text(const AnyMap& properties, const char* key) {
+  return any_cast<std::string>(properties.at(key));
+}
+
+Services readServices(const AnyMap& properties) {
+  Services services;
+  for (const Any& element : list(properties, "serviceConfigurations")) {
+    const auto& entry = ref_any_cast<AnyMap>(element);
+    services.byID.emplace(text(entry, "uniqueID"), &entry);
+  }
+  for (const Any& element : list(properties, "servicePublisherMappings")) {
+    const auto& mapping = ref_any_cast<AnyMap>(element);
+    services.ofPublisher.emplace(text(mapping, "publisherID"), text(mapping, "serviceID"));
+  }
+  return services;
+}
+
+List servicesOf(const std::string& publisherID, const Services& services) {
+  List result;
+  const auto mapped = services.ofPublisher.equal_range(publisherID);
+  for (auto mapping = mapped.first; mapping != mapped.second; ++mapping) {
+    const auto service = services.byID.find(mapping->second);
+    if (service == services.byID.end()) {
+      throw std::runtime_error("publisher '" + publisherID + "': the service interface '" + mapping->second +
+                               "' that is mapped to it is not in the configuration");
+    }
+    result.emplace_back(*service->second);
+  }
+  return result;
+}
+
+/// Publisher IDs may hold anything, and so may configuration IDs: the separator is masked in the
+/// first part, so that two different pairs never have one name.
+std::string instanceName(const std::string& configurationPID, const std::string& publisherID) {
+  std::string name;
+  for (const char character : configurationPID) {
+    if (character == '%') {
+      name += "%25";
+    } else if (character == '/') {
+      name += "%2F";
+    } else {
+      name += character;
+    }
+  }
+  return name + '/' + publisherID;
+}
+
+Publisher readPublisher(const std::string& pid, const std::string& id, const AnyMap& entry, const Services& services,
+                        std::uint32_t modificationCount) {
+  AnyMap properties(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  properties["uniqueID"] = id;
+  properties["name"] = text(entry, "name");
+  properties["config"] = ref_any_cast<AnyMap>(entry.at("config"));
+  properties["services"] = servicesOf(id, services);
+  properties["modificationCount"] = static_cast<int>(modificationCount);
+  return {{text(entry, "factoryPID"), instanceName(pid, id)}, std::move(properties)};
+}
+
+}  // namespace
+
+std::uint32_t modificationCountOf(const AnyMap& properties) {
+  return static_cast<std::uint32_t>(any_cast<int>(properties.at("modificationCount")));
+}
+
+Revision readRevision(const std::string& pid, const AnyMap& properties) {
+  Revision revision;
+  revision.modificationCount = modificationCountOf(properties);
+  const Services services = readServices(properties);
+  for (const Any& element : list(properties, "servicePublisherConfigurations")) {
+    const auto& entry = ref_any_cast<AnyMap>(element);
+    const std::string id = text(entry, "uniqueID");
+    try {
+      revision.publishers.push_back(readPublisher(pid, id, entry, services, revision.modificationCount));
+    } catch (const std::exception&) {
+      revision.unreadable.push_back({id, std::current_exception()});
+    }
+  }
+  return revision;
+}
+
+}  // namespace spf::controller

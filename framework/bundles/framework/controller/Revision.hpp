@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include <cppmicroservices/AnyMap.h>
+
+namespace spf::controller {
+
+/// Identity of the factory configuration that one service publisher is given.
+struct PublisherKey {
+  std::string factoryPID;
+  std::string instance;
+
+  std::string pid() const { return factoryPID + "~" + instance; }
+
+  friend bool operator<(const PublisherKey& left, const PublisherKey& right) {
+    return std::tie(left.factoryPID, left.instance) < std::tie(right.factoryPID, right.instance);
+  }
+};
+
+/// What one service publisher is given.
+struct Publisher {
+  PublisherKey key;
+  cppmicroservices::AnyMap properties;
+};
+
+/// A publisher that the configuration describes wrongly.
+struct UnreadablePublisher {
+  std::string servicePublisherID;
+  std::exception_ptr error;
+};
+
+/// One version of one configuration, taken apart into its publishers.
+struct Revision {
+  std::uint32_t modificationCount = 0;
+  std::vector<Publisher> publishers;
+  std::vector<UnreadablePublisher> unreadable;
+};
+
+/// The modification count among a configuration's properties.
+/// \throws std::out_of_range or cppmicroservices::BadAnyCastException when there is none
+std::uint32_t modificationCountOf(const cppmicroservices::AnyMap& properties);
+
+/// Takes a configuration apart. Each publisher gets `uniqueID`, `name`, `config`, `services` (the
+/// entries of the interfaces that are mapped to it) and `modificationCount`.
+/// \param pid  the configuration's PID; part of the publishers' instance names
+/// \throws std::out_of_range or cppmicroservices::BadAnyCastException when its lists cannot be read
+Revision readRevision(const std::string& pid, const cppmicroservices::AnyMap& properties);
+
+}  // namespace spf::controller

@@ -1,0 +1,40 @@
+#include "StopSignal.hpp"
+
+namespace spf::controller {
+
+namespace {
+
+/// How long a stop may go unnoticed: nobody can wait for a future and for something else at once.
+constexpr std::chrono::milliseconds slice{20};
+
+}  // namespace
+
+void StopSignal::request() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    requested_ = true;
+  }
+  changed_.notify_all();
+}
+
+bool StopSignal::isRequested() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return requested_;
+}
+
+bool StopSignal::pause(std::chrono::milliseconds time) const {
+  const auto deadline = std::chrono::steady_clock::now() + time;
+  std::unique_lock<std::mutex> lock(mutex_);
+  return !changed_.wait_until(lock, deadline, [this] { return requested_; });
+}
+
+bool StopSignal::waitFor(const std::shared_future<void>& future) const {
+  while (future.wait_for(slice) != std::future_status::ready) {
+    if (isRequested()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace spf::controller
