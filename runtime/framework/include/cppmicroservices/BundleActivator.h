@@ -11,7 +11,7 @@ namespace cppmicroservices {
 
 /// What a bundle does when it is started and stopped. The framework makes the object before Start and
 /// destroys it after Stop, or after a Start that threw.
-struct BundleActivator {
+struct US_Framework_EXPORT BundleActivator {
   virtual ~BundleActivator() = default;
 
   /// An exception makes the start of the bundle fail.

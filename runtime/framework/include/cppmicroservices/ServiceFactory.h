@@ -9,7 +9,7 @@ class Bundle;
 
 /// Makes one service object for each bundle that uses the service (see PrototypeServiceFactory for one per
 /// request). Both methods may be called by any thread, for different bundles at the same time; no lock is held.
-class ServiceFactory {
+class US_Framework_EXPORT ServiceFactory {
  public:
   virtual ~ServiceFactory() = default;
 

@@ -60,13 +60,13 @@ class US_Framework_EXPORT ServiceReferenceBase {
   friend struct detail::HandleAccess;
 
   ServiceReferenceBase();
-  ServiceReferenceBase(std::shared_ptr<const ServiceRecord> record, const std::string* interfaceId);
+  ServiceReferenceBase(std::shared_ptr<ServiceRecord> record, const std::string* interfaceId);
 
   std::size_t Hash() const;
   /// Makes this a reference to that interface of the service; to no service if it does not have it.
   void narrowTo(const std::string& interfaceId);
 
-  std::shared_ptr<const ServiceRecord> record_;
+  std::shared_ptr<ServiceRecord> record_;
   const std::string* interfaceId_ = nullptr;  // one of the record's, or null
 };
 

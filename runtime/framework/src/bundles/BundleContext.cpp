@@ -1,0 +1,163 @@
+#include "cppmicroservices/BundleContext.h"
+
+#include <filesystem>
+#include <utility>
+
+#include "bundles/BundleContextPrivate.h"
+#include "core/FrameworkCore.h"
+#include "core/HandleAccess.h"
+#include "services/ServiceRecord.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+using detail::HandleAccess;
+
+BundleContextPrivate::Session require(const std::shared_ptr<BundleContextPrivate>& context) {
+  if (!context) {
+    BundleContextPrivate::throwInvalid();
+  }
+  return context->require();
+}
+
+std::vector<Bundle> handlesOf(const FrameworkCore& framework,
+                              const std::vector<std::shared_ptr<BundlePrivate>>& bundles) {
+  std::vector<Bundle> handles;
+  handles.reserve(bundles.size());
+  for (const auto& bundle : bundles) {
+    handles.push_back(framework.handleOf(bundle));
+  }
+  return handles;
+}
+
+/// Gets the use of a service that the reference means.
+std::shared_ptr<ServiceUse> useOf(const std::shared_ptr<BundleContextPrivate>& context,
+                                  const ServiceReferenceBase& reference) {
+  if (!reference) {
+    throw std::invalid_argument("Default constructed ServiceReference is not a valid input to GetService()");
+  }
+  const auto session = require(context);
+  return ServiceRecord::use(HandleAccess::recordOf(reference), session.bundle);
+}
+
+}  // namespace
+
+namespace detail {
+
+// Declared in GetBundleContext.h, which only a bundle's own code can include.
+US_Framework_EXPORT BundleContext MakeBundleContext(BundleContextPrivate* context);
+
+BundleContext MakeBundleContext(BundleContextPrivate* context) {
+  return HandleAccess::context(context ? context->shared_from_this() : nullptr);
+}
+
+}  // namespace detail
+
+BundleContext::BundleContext() = default;
+BundleContext::BundleContext(std::shared_ptr<BundleContextPrivate> context) : context_(std::move(context)) {}
+
+bool BundleContext::operator==(const BundleContext& other) const {
+  return context_ == other.context_;
+}
+
+bool BundleContext::operator!=(const BundleContext& other) const {
+  return !(*this == other);
+}
+
+bool BundleContext::operator<(const BundleContext& other) const {
+  return context_ < other.context_;
+}
+
+BundleContext::operator bool() const {
+  return context_ && context_->isValid();
+}
+
+BundleContext& BundleContext::operator=(std::nullptr_t) {
+  context_ = nullptr;
+  return *this;
+}
+
+Any BundleContext::GetProperty(const std::string& key) const {
+  return require(context_).framework->properties.value(key);
+}
+
+AnyMap BundleContext::GetProperties() const {
+  return require(context_).framework->properties.all();
+}
+
+Bundle BundleContext::GetBundle() const {
+  const auto session = require(context_);
+  return session.framework->handleOf(session.bundle);
+}
+
+Bundle BundleContext::GetBundle(long id) const {
+  const auto session = require(context_);
+  return session.framework->handleOf(session.framework->bundles.find(id));
+}
+
+std::vector<Bundle> BundleContext::GetBundles() const {
+  const auto session = require(context_);
+  return handlesOf(*session.framework, session.framework->bundles.all());
+}
+
+std::vector<Bundle> BundleContext::GetBundles(const std::string& location) const {
+  const auto session = require(context_);
+  return handlesOf(*session.framework, session.framework->bundles.at(location));
+}
+
+std::vector<Bundle> BundleContext::InstallBundles(const std::string& location, const AnyMap& bundleManifest) {
+  const auto session = require(context_);
+  return handlesOf(*session.framework, session.framework->bundles.install(session.bundle, location, bundleManifest));
+}
+
+std::string BundleContext::GetDataFile(const std::string& filename) const {
+  const auto session = require(context_);
+  if (session.bundle->id == 0) {
+    return std::string();
+  }
+  const auto folder = session.framework->bundles.dataFolder(*session.bundle);
+  std::filesystem::create_directories(folder);
+  return (folder / filename).string();
+}
+
+ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& service,
+                                                    const ServiceProperties& properties) {
+  const auto session = require(context_);
+  return HandleAccess::registration(session.framework->services.add(*context_, session.bundle, service, properties));
+}
+
+std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::string& clazz,
+                                                                   const std::string& filter) {
+  return require(context_).framework->services.find(clazz, filter);
+}
+
+ServiceReferenceU BundleContext::GetServiceReference(const std::string& clazz) {
+  return require(context_).framework->services.best(clazz);
+}
+
+std::shared_ptr<void> BundleContext::GetService(const ServiceReferenceBase& reference) {
+  return ServiceUse::object(useOf(context_, reference), reference.GetInterfaceId());
+}
+
+InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& reference) {
+  return ServiceUse::interfaces(useOf(context_, reference));
+}
+
+ListenerToken BundleContext::AddServiceListener(const ServiceListener& listener, const std::string& filter) {
+  return require(context_).framework->listeners.addServiceListener(context_, listener, filter);
+}
+
+ListenerToken BundleContext::AddBundleListener(const BundleListener& listener) {
+  return require(context_).framework->listeners.addBundleListener(context_, listener);
+}
+
+ListenerToken BundleContext::AddFrameworkListener(const FrameworkListener& listener) {
+  return require(context_).framework->listeners.addFrameworkListener(context_, listener);
+}
+
+void BundleContext::RemoveListener(ListenerToken token) {
+  require(context_).framework->listeners.remove(token);
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,62 @@
+#include "bundles/BundleLibrary.h"
+
+#include <dlfcn.h>
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "bundles/BundlePrivate.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+bool isThisProgram(const std::string& location) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(location, "/proc/self/exe", ignored);
+}
+
+void* load(const std::string& location, int options) {
+  // Without a slash the loader would look everywhere but here.
+  const auto path = std::filesystem::absolute(location).string();
+  void* const library = dlopen(isThisProgram(location) ? nullptr : path.c_str(), options);
+  if (!library) {
+    const char* const reason = dlerror();
+    throw std::system_error(std::make_error_code(std::errc::no_such_file_or_directory),
+                            reason ? reason : "cannot load " + path);
+  }
+  return library;
+}
+
+template <class Function>
+Function find(void* library, const char* prefix, const BundlePrivate& bundle) {
+  return reinterpret_cast<Function>(dlsym(library, (prefix + bundle.symbolicName).c_str()));
+}
+
+}  // namespace
+
+BundleLibrary::BundleLibrary(const BundlePrivate& bundle, int loadOptions) {
+  void* const library = load(bundle.location, loadOptions);
+  setContext_ = find<decltype(setContext_)>(library, US_STR(US_SET_CTX_PREFIX), bundle);
+  create_ = find<decltype(create_)>(library, US_STR(US_CREATE_ACTIVATOR_PREFIX), bundle);
+  destroy_ = find<decltype(destroy_)>(library, US_STR(US_DESTROY_ACTIVATOR_PREFIX), bundle);
+  if (!create_) {
+    throw std::runtime_error(bundle.described() + " activator constructor not found");
+  }
+  if (!destroy_) {
+    throw std::runtime_error(bundle.described() + " activator destructor not found");
+  }
+}
+
+void BundleLibrary::setContext(BundleContextPrivate* context) const {
+  if (setContext_) {
+    setContext_(context);
+  }
+}
+
+BundleLibrary::Activator BundleLibrary::makeActivator() const {
+  return Activator(create_(), destroy_);
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,258 @@
+#include "bundles/BundleLifecycle.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#define US_BUNDLE_NAME system_bundle  // the header of the activator asks for one
+
+#include "bundles/BundleContextPrivate.h"
+#include "bundles/BundlePrivate.h"
+#include "core/ExceptionText.h"
+#include "core/FrameworkCore.h"
+#include "core/HandleAccess.h"
+#include "cppmicroservices/BundleActivator.h"
+#include "cppmicroservices/Constants.h"
+#include "cppmicroservices/SecurityException.h"
+#include "cppmicroservices/SharedLibraryException.h"
+
+namespace cppmicroservices {
+
+BundleLifecycle::BundleLifecycle(FrameworkCore& framework) : framework_(framework) {}
+
+void BundleLifecycle::requireInstalled(const BundlePrivate& bundle) const {
+  if (bundle.state == Bundle::STATE_UNINSTALLED) {
+    throw std::logic_error(bundle.described() + " is uninstalled");
+  }
+}
+
+void BundleLifecycle::requireStartable(const BundlePrivate& bundle) const {
+  requireInstalled(bundle);
+  // A bundle of the time before a restart is not known to the framework any more.
+  if (!framework_.lifecycle.acceptsStarts() || framework_.bundles.find(bundle.id).get() != &bundle) {
+    throw std::runtime_error(bundle.described() + " belongs to a stopped framework");
+  }
+}
+
+void BundleLifecycle::start(const BundlePointer& bundle) {
+  if (bundle->state == Bundle::STATE_STARTING && operations_.isMine(*bundle)) {
+    return;  // the activator starts its own bundle, which is what it is being asked to do
+  }
+  const BundleOperations::Scope operation(operations_, *bundle, "started");
+  requireStartable(*bundle);
+  if (bundle->state == Bundle::STATE_ACTIVE) {
+    return;
+  }
+  if (bundle->state == Bundle::STATE_INSTALLED) {
+    bundle->state = Bundle::STATE_RESOLVED;
+    framework_.listeners.bundleChanged(BundleEvent::BUNDLE_RESOLVED, bundle);
+  }
+  bundle->state = Bundle::STATE_STARTING;
+  bundle->openContext();
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTING, bundle);
+  try {
+    if (wantsActivator(bundle)) {
+      validate(bundle);
+      runActivator(bundle);
+    }
+  } catch (...) {
+    startFailed(bundle);
+    throw;
+  }
+  bundle->state = Bundle::STATE_ACTIVE;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTED, bundle);
+}
+
+bool BundleLifecycle::wantsActivator(const BundlePointer& bundle) {
+  const auto found = bundle->headers.find(Constants::BUNDLE_ACTIVATOR);
+  if (found == bundle->headers.end() || found->second.Empty()) {
+    return false;
+  }
+  try {
+    return any_cast<bool>(found->second);
+  } catch (const BadAnyCastException& error) {
+    framework_.listeners.report(
+        FrameworkEvent::FRAMEWORK_WARNING, bundle,
+        "The header " + Constants::BUNDLE_ACTIVATOR + " has to be true or false: " + error.what(),
+        std::current_exception());
+    return false;
+  }
+}
+
+void BundleLifecycle::validate(const BundlePointer& bundle) {
+  const auto& validation = framework_.properties.validation();
+  if (!validation) {
+    return;
+  }
+  const auto handle = framework_.handleOf(bundle);
+  bool accepted = false;
+  try {
+    accepted = validation(handle);
+  } catch (...) {
+    const auto reason = currentExceptionText();
+    framework_.listeners.report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
+                                "The bundle validation function threw an exception", std::current_exception());
+    throw SecurityException(reason, handle);
+  }
+  if (!accepted) {
+    throw SecurityException(bundle->described() + " failed bundle validation.", handle);
+  }
+}
+
+BundleLibrary BundleLifecycle::load(const BundlePointer& bundle) {
+  try {
+    return BundleLibrary(*bundle, framework_.properties.libraryLoadOptions());
+  } catch (const std::system_error& error) {
+    throw SharedLibraryException(error.code(), error.what(), framework_.handleOf(bundle));
+  }
+}
+
+void BundleLifecycle::runActivator(const BundlePointer& bundle) {
+  try {
+    auto code = std::make_shared<RunningCode>(RunningCode{load(bundle), {nullptr, nullptr}});
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      running_[bundle.get()] = code;
+    }
+    const auto context = bundle->context();
+    code->library.setContext(context.get());
+    code->activator = code->library.makeActivator();
+    code->activator->Start(detail::HandleAccess::context(context));
+  } catch (const SharedLibraryException&) {
+    throw;
+  } catch (...) {
+    throw std::runtime_error("Bundle " + bundle->symbolicName + " (location= " + bundle->location +
+                             ") start failed: " + currentExceptionText());
+  }
+}
+
+void BundleLifecycle::startFailed(const BundlePointer& bundle) {
+  bundle->state = Bundle::STATE_STOPPING;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle);
+  if (const auto code = codeOf(*bundle)) {
+    code->activator.reset();
+  }
+  withdraw(bundle);
+  bundle->state = Bundle::STATE_RESOLVED;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle);
+}
+
+void BundleLifecycle::stop(const BundlePointer& bundle) {
+  if (bundle->state == Bundle::STATE_STOPPING && operations_.isMine(*bundle)) {
+    return;  // the activator stops its own bundle, which is what it is being asked to do
+  }
+  const BundleOperations::Scope operation(operations_, *bundle, "stopped");
+  requireInstalled(*bundle);
+  if (bundle->state == Bundle::STATE_ACTIVE) {
+    stopActive(bundle);
+  }
+}
+
+void BundleLifecycle::stopForGood(const BundlePointer& bundle) {
+  const BundleOperations::Scope operation(operations_, *bundle, "stopped with its framework");
+  std::exception_ptr failure;
+  try {
+    if (bundle->state == Bundle::STATE_ACTIVE) {
+      stopActive(bundle);
+    }
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  if (bundle->state != Bundle::STATE_UNINSTALLED) {
+    bundle->state = Bundle::STATE_INSTALLED;
+  }
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+void BundleLifecycle::stopActive(const BundlePointer& bundle) {
+  bundle->state = Bundle::STATE_STOPPING;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle);
+  std::exception_ptr failure;
+  try {
+    stopActivator(bundle);
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  withdraw(bundle);
+  bundle->state = Bundle::STATE_RESOLVED;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle);
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
+void BundleLifecycle::stopActivator(const BundlePointer& bundle) {
+  const auto code = codeOf(*bundle);
+  if (!code) {
+    return;
+  }
+  const auto activator = std::exchange(code->activator, BundleLibrary::Activator(nullptr, nullptr));
+  try {
+    activator->Stop(detail::HandleAccess::context(bundle->context()));
+  } catch (...) {
+    throw std::runtime_error(bundle->described() + ", BundleActivator::Stop() failed: " + currentExceptionText());
+  }
+}
+
+void BundleLifecycle::withdraw(const BundlePointer& bundle) {
+  const auto context = bundle->context();
+  framework_.listeners.removeAllOf(*context);
+  framework_.services.unregisterAllOf(*bundle);
+  framework_.services.releaseAllOf(*bundle);
+  bundle->closeContext();
+  // What other threads still brought in before the context became invalid goes as well.
+  framework_.listeners.removeAllOf(*context);
+  framework_.services.unregisterAllOf(*bundle);
+  framework_.services.releaseAllOf(*bundle);
+  forgetCode(*bundle);
+}
+
+std::shared_ptr<BundleLifecycle::RunningCode> BundleLifecycle::codeOf(const BundlePrivate& bundle) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = running_.find(&bundle);
+  return found == running_.end() ? nullptr : found->second;
+}
+
+void BundleLifecycle::forgetCode(const BundlePrivate& bundle) {
+  if (const auto code = codeOf(bundle)) {
+    code->library.setContext(nullptr);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    running_.erase(&bundle);
+  }
+}
+
+void BundleLifecycle::uninstall(const BundlePointer& bundle) {
+  const BundleOperations::Scope operation(operations_, *bundle, "uninstalled");
+  requireInstalled(*bundle);
+  if (bundle->state == Bundle::STATE_ACTIVE) {
+    try {
+      stopActive(bundle);
+    } catch (...) {
+      framework_.listeners.report(FrameworkEvent::FRAMEWORK_ERROR, bundle, currentExceptionText(),
+                                  std::current_exception());
+    }
+  }
+  const bool wasInstalled = framework_.bundles.remove(*bundle);
+  bundle->state = Bundle::STATE_INSTALLED;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNRESOLVED, bundle);
+  if (wasInstalled) {
+    removeData(bundle);
+  }
+  bundle->touch();
+  bundle->state = Bundle::STATE_UNINSTALLED;
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNINSTALLED, bundle);
+}
+
+void BundleLifecycle::removeData(const BundlePointer& bundle) {
+  std::error_code failure;
+  std::filesystem::remove_all(framework_.bundles.dataFolder(*bundle), failure);
+  if (failure) {
+    framework_.listeners.report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
+                                "The bundle's data cannot be removed: " + failure.message());
+  }
+}
+
+}  // namespace cppmicroservices

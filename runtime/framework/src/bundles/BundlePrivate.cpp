@@ -1,0 +1,63 @@
+#include "bundles/BundlePrivate.h"
+
+#include <stdexcept>
+#include <utility>
+
+#include "bundles/BundleContextPrivate.h"
+#include "core/FrameworkCore.h"
+#include "cppmicroservices/Constants.h"
+
+namespace cppmicroservices {
+
+std::shared_ptr<BundlePrivate> BundlePrivate::forSystem(const std::shared_ptr<FrameworkCore>& framework) {
+  return std::make_shared<BundlePrivate>(
+      framework, 0,
+      BundleDescription{Constants::SYSTEM_BUNDLE_LOCATION, Constants::SYSTEM_BUNDLE_SYMBOLICNAME,
+                        BundleVersion(US_VERSION_MAJOR, US_VERSION_MINOR, US_VERSION_PATCH),
+                        AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS)});
+}
+
+BundlePrivate::BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description)
+    : framework(owner),
+      frameworkId(owner->id),
+      id(bundleId),
+      location(std::move(description.location)),
+      symbolicName(std::move(description.symbolicName)),
+      version(description.version),
+      headers(std::move(description.headers)) {}
+
+std::shared_ptr<FrameworkCore> BundlePrivate::requireFramework() const {
+  if (auto alive = framework.lock()) {
+    return alive;
+  }
+  throw std::runtime_error(described() + " belongs to a framework that no longer exists");
+}
+
+std::shared_ptr<BundleContextPrivate> BundlePrivate::context() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return context_;
+}
+
+std::shared_ptr<BundleContextPrivate> BundlePrivate::openContext() {
+  const auto opened = std::make_shared<BundleContextPrivate>(shared_from_this());
+  const std::lock_guard<std::mutex> lock(mutex_);
+  context_ = opened;
+  return opened;
+}
+
+void BundlePrivate::closeContext() {
+  std::shared_ptr<BundleContextPrivate> closed;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closed.swap(context_);
+  }
+  if (closed) {
+    closed->invalidate();
+  }
+}
+
+std::string BundlePrivate::described() const {
+  return "Bundle " + symbolicName + " (location=" + location + ")";
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "cppmicroservices/AnyMap.h"
+#include "cppmicroservices/Bundle.h"
+#include "cppmicroservices/BundleVersion.h"
+
+namespace cppmicroservices {
+
+class BundleContextPrivate;
+class FrameworkCore;
+
+/// What a bundle is made from.
+struct BundleDescription {
+  std::string location;
+  std::string symbolicName;
+  BundleVersion version;
+  AnyMap headers;
+};
+
+/// The state behind the handles to one bundle, the system bundle included. It outlives its framework if
+/// somebody keeps a handle, and refers to it weakly.
+class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
+ public:
+  static std::shared_ptr<BundlePrivate> forSystem(const std::shared_ptr<FrameworkCore>& framework);
+
+  BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description);
+
+  /// \throws std::runtime_error if the framework was destroyed
+  std::shared_ptr<FrameworkCore> requireFramework() const;
+
+  /// \return the bundle's context; null while it has none
+  std::shared_ptr<BundleContextPrivate> context() const;
+  /// Gives the bundle a new, valid context.
+  std::shared_ptr<BundleContextPrivate> openContext();
+  /// Makes the context invalid and lets go of it.
+  void closeContext();
+
+  /// \return "Bundle <name> (location=<location>)", as messages begin
+  std::string described() const;
+
+  Bundle::TimeStamp lastModified() const { return lastModified_; }
+  void touch() { lastModified_ = std::chrono::steady_clock::now(); }
+
+  // constant after construction
+  const std::weak_ptr<FrameworkCore> framework;
+  const std::uint64_t frameworkId;
+  const long id;
+  const std::string location;
+  const std::string symbolicName;
+  const BundleVersion version;
+  const AnyMap headers;
+
+  // synchronised by itself; changed only by who holds the bundle's operation, or the framework's lock
+  std::atomic<Bundle::State> state{Bundle::STATE_INSTALLED};
+
+ private:
+  std::atomic<Bundle::TimeStamp> lastModified_{std::chrono::steady_clock::now()};
+
+  mutable std::mutex mutex_;
+  std::shared_ptr<BundleContextPrivate> context_;  // guarded by mutex_
+};
+
+}  // namespace cppmicroservices

@@ -1,0 +1,172 @@
+#include "bundles/BundleRegistry.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "bundles/BundleArchive.h"
+#include "bundles/ManifestReader.h"
+#include "core/ExceptionText.h"
+#include "core/FrameworkCore.h"
+#include "cppmicroservices/Constants.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+std::string inBundle(const std::string& name, const std::string& location) {
+  return " of bundle " + name + " (location=" + location + ") ";
+}
+
+BundleVersion versionIn(const AnyMap& headers, const std::string& name, const std::string& location) {
+  const auto found = headers.find(Constants::BUNDLE_VERSION);
+  if (found == headers.end()) {
+    return BundleVersion::EmptyVersion();
+  }
+  try {
+    return BundleVersion(any_cast<std::string>(found->second));
+  } catch (const std::exception& error) {
+    throw std::invalid_argument(Constants::BUNDLE_VERSION + inBundle(name, location) + "is not valid: " + error.what());
+  }
+}
+
+void requireSymbolicName(const AnyMap& headers, const std::string& name, const std::string& location) {
+  const auto found = headers.find(Constants::BUNDLE_SYMBOLICNAME);
+  if (found == headers.end() || found->second.Empty() || found->second.ToStringNoExcept().empty()) {
+    throw std::invalid_argument(Constants::BUNDLE_SYMBOLICNAME + inBundle(name, location) +
+                                "is missing or empty in its manifest");
+  }
+}
+
+AnyMap manifestsIn(const std::string& location) {
+  AnyMap manifests(AnyMap::ORDERED_MAP);
+  for (const auto& [name, text] : readManifests(location)) {
+    try {
+      manifests.emplace(name, readManifest(text));
+    } catch (...) {
+      throw std::runtime_error("Failed to install bundle library at " + location + ": " + name +
+                               "/manifest.json cannot be read: " + currentExceptionText());
+    }
+  }
+  return manifests;
+}
+
+}  // namespace
+
+BundleRegistry::BundleRegistry(FrameworkCore& framework) : framework_(framework) {}
+
+BundleRegistry::Bundles BundleRegistry::install(const std::shared_ptr<BundlePrivate>& origin,
+                                                const std::string& location, const AnyMap& manifests) {
+  Bundles installed;
+  {
+    const std::lock_guard<std::mutex> installing(installMutex_);
+    installed = at(location);
+    if (!installed.empty()) {
+      return installed;
+    }
+    if (!manifests.empty() && !std::filesystem::exists(location)) {
+      throw std::runtime_error(location + " does not exist");
+    }
+    installed = create(location, manifests.empty() ? manifestsIn(location) : manifests);
+    add(installed);
+  }
+  for (const auto& bundle : installed) {
+    framework_.listeners.bundleInstalled(bundle, origin);
+  }
+  return installed;
+}
+
+BundleRegistry::Bundles BundleRegistry::create(const std::string& location, const AnyMap& manifests) {
+  std::map<std::string, Any> sorted(manifests.begin(), manifests.end());
+  Bundles bundles;
+  try {
+    for (const auto& [name, headers] : sorted) {
+      auto description = describe(location, name, any_cast<AnyMap>(headers));
+      requireNew(description, bundles);
+      const std::lock_guard<std::mutex> lock(mutex_);
+      bundles.push_back(
+          std::make_shared<BundlePrivate>(framework_.shared_from_this(), ++lastId_, std::move(description)));
+    }
+  } catch (...) {
+    throw std::runtime_error("Failed to install bundle library at " + location + ": " + currentExceptionText());
+  }
+  return bundles;
+}
+
+BundleDescription BundleRegistry::describe(const std::string& location, const std::string& name, AnyMap headers) const {
+  requireSymbolicName(headers, name, location);
+  return {location, name, versionIn(headers, name, location), std::move(headers)};
+}
+
+void BundleRegistry::requireNew(const BundleDescription& description, const Bundles& alreadyMade) const {
+  const auto same = [&](const std::shared_ptr<BundlePrivate>& bundle) {
+    return bundle->symbolicName == description.symbolicName && bundle->version == description.version;
+  };
+  const auto installed = all();
+  if (std::any_of(installed.begin(), installed.end(), same) ||
+      std::any_of(alreadyMade.begin(), alreadyMade.end(), same)) {
+    throw std::invalid_argument("a bundle with the same symbolic name and version is already installed (" +
+                                description.symbolicName + ", " + description.version.ToString() + ")");
+  }
+}
+
+void BundleRegistry::add(const Bundles& bundles) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (const auto& bundle : bundles) {
+    byLocation_[bundle->location].push_back(bundle);
+    byId_.emplace(bundle->id, bundle);
+  }
+}
+
+bool BundleRegistry::remove(const BundlePrivate& bundle) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = byId_.find(bundle.id);
+  if (found == byId_.end() || found->second.get() != &bundle) {
+    return false;  // one of the time before a restart
+  }
+  byId_.erase(found);
+  auto& there = byLocation_[bundle.location];
+  there.erase(std::remove_if(there.begin(), there.end(), [&](const auto& each) { return each.get() == &bundle; }),
+              there.end());
+  if (there.empty()) {
+    byLocation_.erase(bundle.location);
+  }
+  return true;
+}
+
+void BundleRegistry::reset() {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lastId_ = 0;
+    byLocation_.clear();
+    byId_.clear();
+  }
+  add({framework_.systemBundle()});
+}
+
+BundleRegistry::Bundles BundleRegistry::all() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Bundles bundles;
+  for (const auto& [location, there] : byLocation_) {
+    bundles.insert(bundles.end(), there.begin(), there.end());
+  }
+  return bundles;
+}
+
+BundleRegistry::Bundles BundleRegistry::at(const std::string& location) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = byLocation_.find(location);
+  return found == byLocation_.end() ? Bundles() : found->second;
+}
+
+std::shared_ptr<BundlePrivate> BundleRegistry::find(long id) const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = byId_.find(id);
+  return found == byId_.end() ? nullptr : found->second;
+}
+
+std::filesystem::path BundleRegistry::dataFolder(const BundlePrivate& bundle) const {
+  return std::filesystem::path(framework_.properties.storage()) / "data" / std::to_string(bundle.id);
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "bundles/BundlePrivate.h"
+
+namespace cppmicroservices {
+
+class FrameworkCore;
+
+/// One framework's installed bundles, the system bundle among them. Any thread may use it.
+class BundleRegistry {
+ public:
+  using Bundles = std::vector<std::shared_ptr<BundlePrivate>>;
+
+  explicit BundleRegistry(FrameworkCore& framework);
+
+  /// See BundleContext::InstallBundles.
+  /// \param manifests  manifests by symbolic name; if empty, those in the file
+  Bundles install(const std::shared_ptr<BundlePrivate>& origin, const std::string& location, const AnyMap& manifests);
+  /// \return false if the bundle was not among the installed ones
+  bool remove(const BundlePrivate& bundle);
+  /// Leaves nothing but the system bundle; IDs start again.
+  void reset();
+
+  /// \return all bundles, by location, then by ID
+  Bundles all() const;
+  Bundles at(const std::string& location) const;
+  /// \return null if there is none
+  std::shared_ptr<BundlePrivate> find(long id) const;
+
+  /// \return the folder that is the bundle's own; it need not exist
+  std::filesystem::path dataFolder(const BundlePrivate& bundle) const;
+
+ private:
+  Bundles create(const std::string& location, const AnyMap& manifests);
+  BundleDescription describe(const std::string& location, const std::string& name, AnyMap headers) const;
+  void requireNew(const BundleDescription& description, const Bundles& alreadyMade) const;
+  void add(const Bundles& bundles);
+
+  FrameworkCore& framework_;
+
+  std::mutex installMutex_;  // one installation at a time; files are read under it, but nobody is called
+
+  mutable std::mutex mutex_;
+  // guarded by mutex_
+  long lastId_ = 0;
+  std::map<std::string, Bundles> byLocation_;
+  std::unordered_map<long, std::shared_ptr<BundlePrivate>> byId_;
+};
+
+}  // namespace cppmicroservices

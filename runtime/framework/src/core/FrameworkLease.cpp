@@ -1,0 +1,21 @@
+#include "core/FrameworkLease.h"
+
+#include <chrono>
+#include <utility>
+
+#include "core/FrameworkCore.h"
+
+namespace cppmicroservices {
+
+FrameworkLease::FrameworkLease(std::shared_ptr<FrameworkCore> framework) : framework_(std::move(framework)) {}
+
+FrameworkLease::~FrameworkLease() {
+  try {
+    framework_->lifecycle.stop();
+    framework_->lifecycle.waitForStop(std::chrono::milliseconds::zero());
+  } catch (...) {
+    // A destructor cannot report; the framework is gone either way.
+  }
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,177 @@
+#include "core/FrameworkLifecycle.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "bundles/BundlePrivate.h"
+#include "core/FrameworkCore.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+/// Joins a thread that is about to end; lets it go if it is the calling one.
+void release(std::thread thread) {
+  if (!thread.joinable()) {
+    return;
+  }
+  if (thread.get_id() == std::this_thread::get_id()) {
+    thread.detach();
+  } else {
+    thread.join();
+  }
+}
+
+}  // namespace
+
+FrameworkLifecycle::FrameworkLifecycle(FrameworkCore& framework) : framework_(framework) {}
+
+FrameworkLifecycle::~FrameworkLifecycle() {
+  release(std::move(stopThread_));
+}
+
+bool FrameworkLifecycle::stopped() const {
+  const auto state = framework_.systemBundle()->state.load();
+  return state == Bundle::STATE_INSTALLED || state == Bundle::STATE_RESOLVED;
+}
+
+bool FrameworkLifecycle::acceptsStarts() const {
+  const auto state = framework_.systemBundle()->state.load();
+  return state == Bundle::STATE_STARTING || state == Bundle::STATE_ACTIVE;
+}
+
+void FrameworkLifecycle::init() {
+  // What is left of the time before a restart; ended when no lock is held.
+  ServiceRegistry::Leftovers leftovers;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    auto& system = *framework_.systemBundle();
+    if (system.state == Bundle::STATE_STOPPING) {
+      throw std::runtime_error("The framework cannot be started: it is just being stopped");
+    }
+    if (!stopped()) {
+      return;
+    }
+    leftovers = framework_.services.reset();
+    framework_.bundles.reset();
+    system.openContext();
+    system.state = Bundle::STATE_STARTING;
+  }
+  for (const auto& service : leftovers) {
+    service->end();
+  }
+}
+
+void FrameworkLifecycle::start() {
+  init();
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    auto& state = framework_.systemBundle()->state;
+    if (state != Bundle::STATE_STARTING) {
+      return;
+    }
+    state = Bundle::STATE_ACTIVE;
+  }
+  framework_.listeners.report(FrameworkEvent::FRAMEWORK_STARTED, framework_.systemBundle(), std::string());
+}
+
+void FrameworkLifecycle::stop() {
+  std::thread former;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    auto& state = framework_.systemBundle()->state;
+    if (stopped()) {
+      stops_ += stops_ == 0 ? 1 : 0;
+      return;
+    }
+    if (state == Bundle::STATE_STOPPING) {
+      return;
+    }
+    std::thread thread([framework = framework_.shared_from_this()] { framework->lifecycle.runStop(); });
+    stoppingOn_ = thread.get_id();
+    state = Bundle::STATE_STOPPING;
+    former = std::exchange(stopThread_, std::move(thread));
+  }
+  release(std::move(former));
+}
+
+void FrameworkLifecycle::runStop() {
+  {
+    const std::lock_guard<std::mutex> begun(mutex_);  // stop() has noted this thread now
+  }
+  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
+  const auto bundles = framework_.bundles.all();
+  for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
+    if ((*bundle)->id != 0) {
+      stopBundle(*bundle);
+    }
+  }
+  finishStop();
+}
+
+void FrameworkLifecycle::stopBundle(const std::shared_ptr<BundlePrivate>& bundle) {
+  try {
+    framework_.bundleLifecycle.stopForGood(bundle);
+  } catch (...) {
+    framework_.listeners.report(FrameworkEvent::FRAMEWORK_ERROR, bundle, "Bundle failed to stop with its framework",
+                                std::current_exception());
+  }
+}
+
+void FrameworkLifecycle::finishStop() {
+  auto& system = *framework_.systemBundle();
+  const auto context = system.context();
+  framework_.listeners.removeAllOf(*context);
+  system.closeContext();
+  framework_.listeners.removeAllOf(*context);  // those that came in between
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    system.state = Bundle::STATE_RESOLVED;
+    stoppingOn_ = std::thread::id();
+    ++stops_;
+  }
+  changed_.notify_all();
+}
+
+bool FrameworkLifecycle::awaitStop(Lock& lock, std::chrono::milliseconds timeout) {
+  const auto happened = [this, before = stops_] { return stops_ != before; };
+  if (timeout == std::chrono::milliseconds::zero()) {
+    changed_.wait(lock, happened);
+    return true;
+  }
+  const auto now = std::chrono::steady_clock::now();
+  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(now.max() - now);
+  return changed_.wait_until(lock, now + std::min(timeout, longest), happened);
+}
+
+FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout) {
+  std::thread ended;
+  {
+    Lock lock(mutex_);
+    if (stoppingOn_ == std::this_thread::get_id()) {
+      return answer(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
+    }
+    if (stopped() && stops_ == 0) {
+      return answer(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started");
+    }
+    if (!stopped() && !awaitStop(lock, timeout)) {
+      return answer(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+    }
+    if (stopped()) {
+      ended = std::move(stopThread_);
+    }
+  }
+  release(std::move(ended));
+  if (const auto& extraShutdown = framework_.properties.extraShutdown()) {
+    extraShutdown();
+  }
+  return answer(FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+FrameworkEvent FrameworkLifecycle::answer(FrameworkEvent::Type type, const std::string& message) const {
+  return FrameworkEvent(type, framework_.handleOf(framework_.systemBundle()), message);
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <unordered_map>
+
+#include "cppmicroservices/Any.h"
+#include "cppmicroservices/AnyMap.h"
+
+namespace cppmicroservices {
+
+class Bundle;
+
+/// A framework's properties: those given and those that every framework has. Constant after construction.
+class FrameworkProperties {
+ public:
+  /// \throws BadAnyCastException if a property that the framework itself reads has the wrong type
+  explicit FrameworkProperties(const std::unordered_map<std::string, Any>& given);
+
+  /// \return an empty value if there is no property of exactly that name
+  Any value(const std::string& key) const;
+  AnyMap all() const;
+
+  bool logEnabled() const { return logEnabled_; }
+  int libraryLoadOptions() const { return libraryLoadOptions_; }
+  /// \return the folder that the framework may write to
+  const std::string& storage() const { return storage_; }
+  const std::function<bool(const Bundle&)>& validation() const { return validation_; }
+  const std::function<void()>& extraShutdown() const { return extraShutdown_; }
+
+ private:
+  std::unordered_map<std::string, Any> values_;
+  bool logEnabled_;
+  int libraryLoadOptions_;
+  std::string storage_;
+  std::function<bool(const Bundle&)> validation_;
+  std::function<void()> extraShutdown_;
+};
+
+}  // namespace cppmicroservices

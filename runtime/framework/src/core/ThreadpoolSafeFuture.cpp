@@ -1,0 +1,9 @@
+#include "cppmicroservices/ThreadpoolSafeFuture.h"
+
+namespace cppmicroservices {
+
+ThreadpoolSafeFuture::ThreadpoolSafeFuture() = default;
+ThreadpoolSafeFuture::ThreadpoolSafeFuture(ThreadpoolSafeFuture&&) noexcept = default;
+ThreadpoolSafeFuture::~ThreadpoolSafeFuture() = default;
+
+}  // namespace cppmicroservices

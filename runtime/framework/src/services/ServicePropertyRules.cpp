@@ -1,0 +1,75 @@
+#include "services/ServicePropertyRules.h"
+
+#include <stdexcept>
+
+#include "cppmicroservices/Constants.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+void insert(AnyMap& properties, const std::string& key, const Any& value) {
+  if (!properties.emplace(key, value).second) {
+    throw std::runtime_error("Properties contain case variants of the key: " + key);
+  }
+}
+
+void requireType(const AnyMap& properties, const std::string& key, const std::type_info& type, const char* typeName) {
+  const auto found = properties.find(key);
+  if (found != properties.end() && found->second.Type() != type) {
+    throw std::invalid_argument("the service property " + key +
+                                " has unexpected value type. Expected type: " + typeName);
+  }
+}
+
+AnyMap ownProperties(const ServiceIdentity& identity) {
+  AnyMap own(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  own.emplace(Constants::OBJECTCLASS, identity.classes);
+  own.emplace(Constants::SERVICE_ID, identity.id);
+  own.emplace(Constants::SERVICE_SCOPE, identity.scope);
+  return own;
+}
+
+void requireTypes(const AnyMap& properties) {
+  requireType(properties, Constants::SERVICE_RANKING, typeid(int), "int");
+  requireType(properties, Constants::SERVICE_ID, typeid(long), "long");
+  requireType(properties, Constants::SERVICE_SCOPE, typeid(std::string), "std::string");
+  requireType(properties, Constants::OBJECTCLASS, typeid(std::vector<std::string>), "std::vector<std::string>");
+}
+
+}  // namespace
+
+std::shared_ptr<const AnyMap> propertiesForRegistration(const ServiceProperties& given,
+                                                        const ServiceIdentity& identity) {
+  auto properties = std::make_shared<AnyMap>(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  for (const auto& [key, value] : given) {
+    insert(*properties, key, value);
+  }
+  for (const auto& [key, value] : ownProperties(identity)) {
+    if (given.count(key) == 0) {
+      insert(*properties, key, value);
+    }
+  }
+  requireTypes(*properties);
+  return properties;
+}
+
+std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given, const ServiceIdentity& identity) {
+  const auto own = ownProperties(identity);
+  auto properties = std::make_shared<AnyMap>(own);
+  for (const auto& [key, value] : given) {
+    const auto fixed = own.find(key);
+    if (fixed == own.end() || fixed->first != key) {
+      insert(*properties, key, value);
+    }
+  }
+  requireTypes(*properties);
+  return properties;
+}
+
+int rankingIn(const AnyMap& properties) {
+  const auto found = properties.find(Constants::SERVICE_RANKING);
+  return found == properties.end() ? 0 : any_cast<int>(found->second);
+}
+
+}  // namespace cppmicroservices

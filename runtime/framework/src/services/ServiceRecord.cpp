@@ -1,0 +1,181 @@
+#include "services/ServiceRecord.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "bundles/BundlePrivate.h"
+#include "core/FrameworkCore.h"
+#include "cppmicroservices/Constants.h"
+#include "cppmicroservices/ServiceFactory.h"
+
+namespace cppmicroservices {
+
+ServiceRecord::ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdentity serviceIdentity,
+                             InterfaceMapConstPtr service, Properties properties)
+    : framework(owner->framework),
+      bundle(std::move(owner)),
+      identity(std::move(serviceIdentity)),
+      classes(identity.classes),
+      ranking(rankingIn(*properties)),
+      service_(std::move(service)),
+      properties_(std::move(properties)) {}
+
+std::shared_ptr<ServiceFactory> ServiceRecord::factory() const {
+  return std::static_pointer_cast<ServiceFactory>(ExtractInterface(service_, detail::factoryInterfaceId()));
+}
+
+std::shared_ptr<ServiceUse> ServiceRecord::sharedUse(const BundlePrivate& user) const {
+  for (const auto& entry : uses_) {
+    if (entry.shared && entry.user.get() == &user) {
+      if (auto use = entry.use.lock()) {
+        return use;
+      }
+    }
+  }
+  return nullptr;
+}
+
+std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const std::shared_ptr<BundlePrivate>& user, bool shared) {
+  uses_.reserve(uses_.size() + 1);  // nothing may fail once there is a use: its end takes the lock
+  auto maker = factory();
+  auto use = maker ? std::make_shared<ServiceUse>(shared_from_this(), user, std::move(maker))
+                   : std::make_shared<ServiceUse>(shared_from_this(), user, service_);
+  uses_.push_back({user, use, shared});
+  return use;
+}
+
+std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceRecord>& record,
+                                               const std::shared_ptr<BundlePrivate>& user) {
+  std::shared_ptr<ServiceUse> use;
+  bool made = false;
+  bool fromFactory = false;
+  {
+    const std::lock_guard<std::mutex> lock(record->mutex_);
+    if (record->phase_ == Phase::unregistered) {
+      return nullptr;
+    }
+    fromFactory = record->identity.scope != Constants::SCOPE_SINGLETON;
+    use = record->sharedUse(*user);
+    made = use != nullptr;
+    if (!made) {
+      use = record->beginUse(user, true);
+    }
+  }
+  // The factory is foreign code, and others may wait for it: no lock is held here.
+  const bool ready = !fromFactory || (made ? use->await() : use->make());
+  return ready ? use : nullptr;
+}
+
+std::shared_ptr<ServiceUse> ServiceRecord::separateUse(const std::shared_ptr<ServiceRecord>& record,
+                                                       const std::shared_ptr<BundlePrivate>& user) {
+  if (record->identity.scope != Constants::SCOPE_PROTOTYPE) {
+    return use(record, user);
+  }
+  std::shared_ptr<ServiceUse> use;
+  {
+    const std::lock_guard<std::mutex> lock(record->mutex_);
+    if (record->phase_ == Phase::unregistered) {
+      return nullptr;
+    }
+    use = record->beginUse(user, false);
+  }
+  return use->make() ? use : nullptr;
+}
+
+void ServiceRecord::forgetEndedUses() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  uses_.erase(std::remove_if(uses_.begin(), uses_.end(), [](const UseEntry& entry) { return entry.use.expired(); }),
+              uses_.end());
+}
+
+void ServiceRecord::closeUsesOf(const BundlePrivate& user) {
+  std::vector<std::shared_ptr<ServiceUse>> closing;  // a last pointer among them has to go without the lock
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closing.reserve(uses_.size());
+    const auto others = std::stable_partition(uses_.begin(), uses_.end(),
+                                              [&](const UseEntry& entry) { return entry.user.get() != &user; });
+    for (auto entry = others; entry != uses_.end(); ++entry) {
+      closing.push_back(entry->use.lock());
+    }
+    uses_.erase(others, uses_.end());
+  }
+  for (const auto& use : closing) {
+    if (use) {
+      use->close();
+    }
+  }
+}
+
+bool ServiceRecord::isRegistered() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return phase_ != Phase::unregistered;
+}
+
+void ServiceRecord::requireRegistered() const {
+  if (!isRegistered()) {
+    throw std::logic_error("Service is unregistered");
+  }
+}
+
+ServiceRecord::Properties ServiceRecord::properties() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return properties_;
+}
+
+std::vector<std::shared_ptr<BundlePrivate>> ServiceRecord::users() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<std::shared_ptr<BundlePrivate>> users;
+  for (const auto& entry : uses_) {
+    if (!entry.use.expired() && std::find(users.begin(), users.end(), entry.user) == users.end()) {
+      users.push_back(entry.user);
+    }
+  }
+  return users;
+}
+
+const std::string* ServiceRecord::findClass(const std::string& interfaceId) const {
+  const auto found = std::find(classes.begin(), classes.end(), interfaceId);
+  return found == classes.end() ? nullptr : &*found;
+}
+
+ServiceRecord::Properties ServiceRecord::replaceProperties(Properties properties) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (phase_ == Phase::unregistered) {
+    throw std::logic_error("Service is unregistered");
+  }
+  return std::exchange(properties_, std::move(properties));
+}
+
+bool ServiceRecord::beginUnregistering() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (phase_ == Phase::unregistered) {
+    throw std::logic_error("Service is unregistered");
+  }
+  return std::exchange(phase_, Phase::unregistering) == Phase::registered;
+}
+
+void ServiceRecord::end() {
+  InterfaceMapConstPtr service;
+  std::vector<UseEntry> uses;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    phase_ = Phase::unregistered;
+    service.swap(service_);
+    uses.swap(uses_);
+  }
+  for (const auto& entry : uses) {
+    if (const auto use = entry.use.lock()) {
+      use->close();
+    }
+  }
+}
+
+bool comesBefore(const ServiceRecord& left, const ServiceRecord& right) {
+  const int leftRanking = left.ranking;
+  const int rightRanking = right.ranking;
+  return leftRanking != rightRanking ? leftRanking > rightRanking : left.identity.id < right.identity.id;
+}
+
+}  // namespace cppmicroservices

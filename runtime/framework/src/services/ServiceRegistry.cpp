@@ -1,0 +1,244 @@
+#include "services/ServiceRegistry.h"
+
+#include <algorithm>
+#include <atomic>
+#include <stdexcept>
+#include <utility>
+
+#include "bundles/BundleContextPrivate.h"
+#include "core/FrameworkCore.h"
+#include "core/HandleAccess.h"
+#include "cppmicroservices/Constants.h"
+#include "cppmicroservices/LDAPFilter.h"
+#include "cppmicroservices/PrototypeServiceFactory.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+long nextServiceId() {
+  static std::atomic<long> last{0};  // one count for all frameworks of the process
+  return ++last;
+}
+
+bool earlier(const ServiceRegistry::Record& left, const ServiceRegistry::Record& right) {
+  return comesBefore(*left, *right);
+}
+
+std::string withoutGlobalScope(const std::string& name) {
+  return name.compare(0, 2, "::") == 0 ? name.substr(2) : name;
+}
+
+std::string scopeOf(const InterfaceMap& service) {
+  const auto found = service.find(detail::factoryInterfaceId());
+  if (found == service.end()) {
+    return Constants::SCOPE_SINGLETON;
+  }
+  const auto factory = std::static_pointer_cast<ServiceFactory>(found->second);
+  return std::dynamic_pointer_cast<PrototypeServiceFactory>(factory) ? Constants::SCOPE_PROTOTYPE
+                                                                     : Constants::SCOPE_BUNDLE;
+}
+
+void requireImplementations(const InterfaceMapConstPtr& service) {
+  if (!service || service->empty()) {
+    throw std::invalid_argument("Can't register empty InterfaceMap as a service");
+  }
+  const auto factory = service->find(detail::factoryInterfaceId());
+  for (const auto& [name, implementation] : *service) {
+    if (!implementation && (factory == service->end() || name == factory->first)) {
+      throw std::invalid_argument("Can't register as null class: " + name);
+    }
+  }
+}
+
+ServiceIdentity identityFor(const InterfaceMap& service) {
+  ServiceIdentity identity{nextServiceId(), scopeOf(service), {}};
+  for (const auto& [name, implementation] : service) {
+    identity.classes.push_back(name);
+  }
+  std::sort(identity.classes.begin(), identity.classes.end());
+  return identity;
+}
+
+}  // namespace
+
+ServiceRegistry::ServiceRegistry(FrameworkCore& framework) : framework_(framework) {}
+
+ServiceRegistry::~ServiceRegistry() {
+  for (const auto& record : reset()) {
+    record->end();
+  }
+}
+
+ServiceRegistry::Record ServiceRegistry::add(const BundleContextPrivate& context,
+                                             const std::shared_ptr<BundlePrivate>& bundle,
+                                             const InterfaceMapConstPtr& service, const ServiceProperties& given) {
+  requireImplementations(service);
+  auto identity = identityFor(*service);
+  const auto properties = propertiesForRegistration(given, identity);
+  const auto record = std::make_shared<ServiceRecord>(bundle, std::move(identity), service, properties);
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!context.isValid()) {
+      BundleContextPrivate::throwInvalid();
+    }
+    addToIndex(record);
+  }
+  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
+  return record;
+}
+
+void ServiceRegistry::addToIndex(const Record& record) {
+  byId_.emplace(record->identity.id, record);
+  for (const auto& name : record->classes) {
+    auto& services = byClass_[name];
+    services.insert(std::upper_bound(services.begin(), services.end(), record, earlier), record);
+  }
+}
+
+void ServiceRegistry::removeFromIndex(const Record& record) {
+  byId_.erase(record->identity.id);
+  for (const auto& name : record->classes) {
+    const auto services = byClass_.find(name);
+    if (services == byClass_.end()) {
+      continue;
+    }
+    auto& sorted = services->second;
+    const auto at = std::lower_bound(sorted.begin(), sorted.end(), record, earlier);
+    if (at != sorted.end() && *at == record) {
+      sorted.erase(at);
+    }
+    if (sorted.empty()) {
+      byClass_.erase(services);
+    }
+  }
+}
+
+void ServiceRegistry::setProperties(const Record& record, const ServiceProperties& given) {
+  const auto after = propertiesForChange(given, record->identity);
+  ServiceRecord::Properties before;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    before = record->replaceProperties(after);
+    const auto ranking = rankingIn(*after);
+    if (ranking != record->ranking) {
+      const bool indexed = byId_.count(record->identity.id) != 0;
+      removeFromIndex(record);
+      record->ranking = ranking;
+      if (indexed) {
+        addToIndex(record);
+      }
+    }
+  }
+  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_MODIFIED, record, *before, *after);
+}
+
+void ServiceRegistry::unregister(const Record& record) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!record->beginUnregistering()) {
+      return;
+    }
+    removeFromIndex(record);
+  }
+  const auto properties = record->properties();
+  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
+  record->end();
+}
+
+ServiceRegistry::Leftovers ServiceRegistry::all() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  Leftovers records;
+  records.reserve(byId_.size());
+  for (const auto& entry : byId_) {
+    records.push_back(entry.second);
+  }
+  return records;
+}
+
+ServiceRegistry::Leftovers ServiceRegistry::candidates(const std::string& clazz) const {
+  if (clazz.empty()) {
+    return all();
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = byClass_.find(clazz);
+  return found == byClass_.end() ? Leftovers() : found->second;
+}
+
+std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, const std::string& filter) const {
+  const auto name = withoutGlobalScope(clazz);
+  const auto records = candidates(name);
+  std::vector<ServiceReferenceU> found;
+  if (records.empty()) {
+    return found;
+  }
+  found.reserve(filter.empty() ? records.size() : 0);
+  const auto expression = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
+  for (const auto& record : records) {
+    if (filter.empty() || expression.Match(*record->properties())) {
+      found.emplace_back(detail::HandleAccess::reference(record, record->findClass(name)));
+    }
+  }
+  return found;
+}
+
+ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
+  const auto name = withoutGlobalScope(clazz);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto found = byClass_.find(name);
+  if (found == byClass_.end()) {
+    return ServiceReferenceU();
+  }
+  const auto& record = found->second.front();
+  return detail::HandleAccess::reference(record, record->findClass(name));
+}
+
+std::vector<ServiceReferenceU> ServiceRegistry::registeredBy(const BundlePrivate& bundle) const {
+  std::vector<ServiceReferenceU> registered;
+  for (const auto& record : all()) {
+    if (record->bundle.get() == &bundle) {
+      registered.emplace_back(detail::HandleAccess::reference(record, nullptr));
+    }
+  }
+  return registered;
+}
+
+std::vector<ServiceReferenceU> ServiceRegistry::usedBy(const BundlePrivate& bundle) const {
+  std::vector<ServiceReferenceU> used;
+  for (const auto& record : all()) {
+    const auto users = record->users();
+    if (std::any_of(users.begin(), users.end(), [&](const auto& user) { return user.get() == &bundle; })) {
+      used.emplace_back(detail::HandleAccess::reference(record, nullptr));
+    }
+  }
+  return used;
+}
+
+void ServiceRegistry::unregisterAllOf(const BundlePrivate& bundle) {
+  for (const auto& record : all()) {
+    if (record->bundle.get() != &bundle) {
+      continue;
+    }
+    try {
+      unregister(record);
+    } catch (const std::logic_error&) {
+      // Somebody else was faster.
+    }
+  }
+}
+
+void ServiceRegistry::releaseAllOf(const BundlePrivate& bundle) {
+  for (const auto& record : all()) {
+    record->closeUsesOf(bundle);
+  }
+}
+
+ServiceRegistry::Leftovers ServiceRegistry::reset() {
+  auto records = all();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  byClass_.clear();
+  byId_.clear();
+  return records;
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,167 @@
+#include "services/ServiceUse.h"
+
+#include <exception>
+#include <utility>
+
+#include "bundles/BundlePrivate.h"
+#include "core/ExceptionText.h"
+#include "core/FrameworkCore.h"
+#include "core/HandleAccess.h"
+#include "services/ServiceRecord.h"
+
+namespace cppmicroservices {
+
+namespace {
+
+/// What makes a pointer that was handed out share the use. It lets go as soon as the pointer is gone, even if
+/// a weak pointer keeps its control block.
+struct Hold {
+  std::shared_ptr<ServiceUse> use;
+  std::shared_ptr<ServiceRecord> record;
+
+  void operator()(const void*) noexcept {
+    use.reset();
+    record.reset();
+  }
+};
+
+Bundle handleOf(const std::shared_ptr<BundlePrivate>& bundle) {
+  const auto framework = bundle->framework.lock();
+  return framework ? framework->handleOf(bundle) : detail::HandleAccess::bundle(bundle, nullptr);
+}
+
+}  // namespace
+
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
+                       InterfaceMapConstPtr object)
+    : record_(std::move(record)), user_(std::move(user)), progress_(Progress::ready), object_(std::move(object)) {}
+
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
+                       std::shared_ptr<ServiceFactory> factory)
+    : record_(std::move(record)),
+      user_(std::move(user)),
+      factory_(std::move(factory)),
+      maker_(std::this_thread::get_id()),
+      progress_(Progress::making) {}
+
+ServiceUse::~ServiceUse() {
+  record_->forgetEndedUses();
+  close();
+}
+
+bool ServiceUse::make() {
+  try {
+    return finish(askFactory());
+  } catch (const ServiceException& error) {
+    reportFailure(error.what(), error.GetType());
+  } catch (...) {
+    reportFailure("Service factory threw an exception: " + currentExceptionText(), ServiceException::FACTORY_EXCEPTION);
+  }
+  return finish(nullptr);
+}
+
+InterfaceMapConstPtr ServiceUse::askFactory() {
+  auto made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_));
+  requireComplete(made);
+  return made;
+}
+
+void ServiceUse::requireComplete(const InterfaceMapConstPtr& made) const {
+  if (!made || made->empty()) {
+    throw ServiceException("The service factory returned no service object", ServiceException::FACTORY_ERROR);
+  }
+  for (const auto& name : record_->classes) {
+    if (name != detail::factoryInterfaceId() && !ExtractInterface(made, name)) {
+      throw ServiceException("The service factory returned an object that does not implement " + name,
+                             ServiceException::FACTORY_ERROR);
+    }
+  }
+}
+
+void ServiceUse::reportFailure(const std::string& message, ServiceException::Type type) {
+  if (const auto framework = user_->framework.lock()) {
+    framework->listeners.report(FrameworkEvent::FRAMEWORK_ERROR, record_->bundle, message,
+                                std::make_exception_ptr(ServiceException(message, type)));
+  }
+}
+
+bool ServiceUse::finish(InterfaceMapConstPtr made) {
+  bool tooLate = false;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    tooLate = closed_;
+    progress_ = made && !tooLate ? Progress::ready : Progress::failed;
+    object_ = tooLate ? nullptr : made;
+  }
+  made_.notify_all();
+  if (made && tooLate) {
+    giveBack(made);
+  }
+  return made && !tooLate;
+}
+
+bool ServiceUse::await() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (progress_ == Progress::making && maker_ == std::this_thread::get_id()) {
+    lock.unlock();
+    reportFailure("The service factory asked for the service that it is just making",
+                  ServiceException::FACTORY_RECURSION);
+    return false;
+  }
+  made_.wait(lock, [this] { return progress_ != Progress::making; });
+  return progress_ == Progress::ready;
+}
+
+void ServiceUse::close() noexcept {
+  InterfaceMapConstPtr object;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (std::exchange(closed_, true)) {
+      return;
+    }
+    object = object_;
+  }
+  if (object) {
+    giveBack(object);
+  }
+}
+
+void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
+  if (!factory_) {
+    return;
+  }
+  try {
+    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_), object);
+  } catch (...) {
+    if (const auto framework = user_->framework.lock()) {
+      framework->listeners.report(FrameworkEvent::FRAMEWORK_WARNING, record_->bundle,
+                                  "Service factory threw an exception: " + currentExceptionText(),
+                                  std::current_exception());
+    }
+  }
+}
+
+std::shared_ptr<void> ServiceUse::object(std::shared_ptr<ServiceUse> use, const std::string& interfaceId) {
+  const auto object = use ? ExtractInterface(use->object_, interfaceId) : nullptr;
+  if (!object) {
+    return nullptr;
+  }
+  auto record = use->record_;
+  return std::shared_ptr<void>(object.get(), Hold{std::move(use), std::move(record)});
+}
+
+InterfaceMapConstPtr ServiceUse::interfaces(std::shared_ptr<ServiceUse> use) {
+  if (!use) {
+    return nullptr;
+  }
+  const auto* const map = use->object_.get();
+  auto record = use->record_;
+  return InterfaceMapConstPtr(map, Hold{std::move(use), std::move(record)});
+}
+
+std::shared_ptr<ServiceRecord> ServiceUse::serviceOf(const std::shared_ptr<void>& object) {
+  const auto* const hold = std::get_deleter<Hold>(object);
+  return hold ? hold->record : nullptr;
+}
+
+}  // namespace cppmicroservices
