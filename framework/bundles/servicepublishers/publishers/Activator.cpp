@@ -1,0 +1,86 @@
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/ServiceEvent.h>
+
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+#include <memory>
+#include <string>
+
+#include "PublisherManager.hpp"
+#include "agent/spf/frameworkinterfaces/Discovery.hpp"
+#include "agent/spf/frameworkinterfaces/Transport.hpp"
+
+namespace spf::publishers {
+
+using agent::spf::frameworkinterfaces::Discovery;
+using agent::spf::frameworkinterfaces::Transport;
+using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ManagedServiceFactory;
+
+namespace {
+
+/// Takes the configurations of one kind of publisher. Configuration Admin may call it for some time
+/// after it was unregistered; the manager does nothing then.
+class Factory : public ManagedServiceFactory {
+ public:
+  Factory(Kind kind, std::shared_ptr<PublisherManager> manager) : kind_(kind), manager_(std::move(manager)) {}
+
+  void Updated(const std::string& pid, const AnyMap& properties) override { manager_->update(kind_, pid, properties); }
+  void Removed(const std::string& pid) override { manager_->remove(pid); }
+
+ private:
+  const Kind kind_;
+  const std::shared_ptr<PublisherManager> manager_;
+};
+
+/// Matches the services whose coming lets a publisher go on.
+std::string neededServices() {
+  const auto isOfClass = [](const std::string& name) {
+    return "(" + cppmicroservices::Constants::OBJECTCLASS + "=" + name + ")";
+  };
+  return "(|" + isOfClass(us_service_interface_iid<Transport>()) + isOfClass(us_service_interface_iid<Discovery>()) +
+         ")";
+}
+
+}  // namespace
+
+class Activator : public cppmicroservices::BundleActivator {
+ public:
+  void Start(cppmicroservices::BundleContext context) override {
+    manager_ = std::make_shared<PublisherManager>(context);
+    listener_ = context.AddServiceListener(
+        [manager = manager_](const cppmicroservices::ServiceEvent& event) {
+          if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+            manager->retry();
+          }
+        },
+        neededServices());
+    rpc_ = offer(context, Kind::rpc, "zk.spf.rpcservicepublisher");
+    legacy_ = offer(context, Kind::legacy, "zk.spf.legacyservicepublisher");
+  }
+
+  void Stop(cppmicroservices::BundleContext context) override {
+    rpc_.Unregister();
+    legacy_.Unregister();
+    context.RemoveListener(std::move(listener_));
+    manager_->stop();
+  }
+
+ private:
+  using Registration = cppmicroservices::ServiceRegistration<ManagedServiceFactory>;
+
+  Registration offer(cppmicroservices::BundleContext& context, Kind kind, const char* factoryPID) {
+    return context.RegisterService<ManagedServiceFactory>(std::make_shared<Factory>(kind, manager_),
+                                                          {{std::string("service.pid"), std::string(factoryPID)}});
+  }
+
+  std::shared_ptr<PublisherManager> manager_;
+  cppmicroservices::ListenerToken listener_;
+  Registration rpc_;
+  Registration legacy_;
+};
+
+}  // namespace spf::publishers
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(spf::publishers::Activator)

@@ -1,0 +1,48 @@
+#include "ConfiguredEndpoint.hpp"
+
+#include <algorithm>
+#include <utility>
+
+namespace spf::publishers {
+
+namespace {
+
+bool isOpen(const Socket& socket) {
+  return socket.open;
+}
+
+}  // namespace
+
+ConfiguredEndpoint::ConfiguredEndpoint(Direction direction, cppmicroservices::Any configured, std::string text)
+    : direction_(direction), configured_(std::move(configured)), text_(std::move(text)) {}
+
+bool ConfiguredEndpoint::isUp() const {
+  return direction_ == Direction::bind ? hasSockets() && std::all_of(sockets_.begin(), sockets_.end(), isOpen)
+                                       : std::any_of(sockets_.begin(), sockets_.end(), isOpen);
+}
+
+bool ConfiguredEndpoint::has(SocketID id) const {
+  return std::any_of(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
+}
+
+bool ConfiguredEndpoint::markOpen(SocketID id) {
+  const bool wasUp = isUp();
+  for (Socket& socket : sockets_) {
+    socket.open = socket.open || socket.id == id;
+  }
+  return !wasUp && isUp();
+}
+
+void ConfiguredEndpoint::drop(SocketID id) {
+  sockets_.erase(
+      std::remove_if(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; }),
+      sockets_.end());
+}
+
+void ConfiguredEndpoint::close() {
+  for (const Socket& socket : sockets_) {
+    socket.transport->close(socket.endpoint);
+  }
+}
+
+}  // namespace spf::publishers

@@ -1,0 +1,85 @@
+#include "OfferedServices.hpp"
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/LDAPFilter.h>
+
+#include <stdexcept>
+
+namespace spf::publishers {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using cppmicroservices::LDAPFilter;
+
+namespace {
+
+constexpr auto servicesHeader = "spf.services";
+
+/// The value of a key, if there is one of that type.
+template <class T>
+const T* find(const AnyMap& properties, const char* key) {
+  const auto entry = properties.find(key);
+  return entry != properties.end() ? any_cast<T>(&entry->second) : nullptr;
+}
+
+LDAPFilter parse(const char* what, const std::string& filter) {
+  try {
+    return LDAPFilter(filter);
+  } catch (const std::invalid_argument& error) {
+    throw std::runtime_error(std::string("bad ") + what + " '" + filter + "': " + error.what());
+  }
+}
+
+}  // namespace
+
+void requireFilter(const char* what, const std::string& filter) {
+  if (!filter.empty()) {
+    parse(what, filter);
+  }
+}
+
+OfferedServices::OfferedServices(cppmicroservices::BundleContext context) {
+  for (const auto& bundle : context.GetBundles()) {
+    read(bundle.GetHeaders());
+  }
+}
+
+std::vector<MappedService> OfferedServices::select(const std::vector<MappedService>& services,
+                                                   const std::string& exportFilter) const {
+  const LDAPFilter filter = exportFilter.empty() ? LDAPFilter() : parse("exportFilter", exportFilter);
+  std::vector<MappedService> selected;
+  for (const MappedService& service : services) {
+    const auto offers = offers_.equal_range(service.name);
+    if (offers.first == offers.second) {
+      throw std::runtime_error("no installed bundle offers the service interface '" + service.name + "'");
+    }
+    for (auto offer = offers.first; offer != offers.second; ++offer) {
+      if (exportFilter.empty() || filter.Match(offer->second)) {
+        selected.push_back(service);
+        break;
+      }
+    }
+  }
+  return selected;
+}
+
+void OfferedServices::read(const AnyMap& headers) {
+  const auto* services = find<std::vector<Any>>(headers, servicesHeader);
+  if (services == nullptr) {
+    return;
+  }
+  for (const Any& element : *services) {
+    const auto* offer = any_cast<AnyMap>(&element);
+    const auto* name = offer != nullptr ? find<std::string>(*offer, "interface") : nullptr;
+    if (name == nullptr) {
+      continue;
+    }
+    const auto* given = find<AnyMap>(*offer, "properties");
+    AnyMap properties = given != nullptr ? *given : AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    properties["interface"] = *name;
+    offers_.emplace(*name, std::move(properties));
+  }
+}
+
+}  // namespace spf::publishers

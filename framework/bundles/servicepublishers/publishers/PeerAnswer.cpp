@@ -1,0 +1,60 @@
+#include "PeerAnswer.hpp"
+
+#include <stdexcept>
+#include <utility>
+
+#include "agent/spf/frameworkinterfaces/Serialiser.hpp"
+#include "agent/spf/frameworkinterfaces/findService.hpp"
+#include "agent/spf/frameworkinterfaces/questions.hpp"
+
+namespace spf::publishers {
+
+using agent::spf::frameworkinterfaces::findService;
+using agent::spf::frameworkinterfaces::Serialiser;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+namespace questions = agent::spf::frameworkinterfaces::questions;
+
+namespace {
+
+void requireKnownQuestion(const AnyMap& request) {
+  const auto entry = request.find(questions::question);
+  const auto* question = entry != request.end() ? any_cast<std::string>(&entry->second) : nullptr;
+  if (question == nullptr || *question != questions::whatDoYouPublish) {
+    throw std::runtime_error(std::string("unknown question; expected '") + questions::whatDoYouPublish + "'");
+  }
+}
+
+}  // namespace
+
+PeerAnswer::PeerAnswer(cppmicroservices::BundleContext context) : context_(std::move(context)) {}
+
+void PeerAnswer::set(const std::string& publisherID, const std::vector<MappedService>& services) {
+  std::vector<Any> list;
+  for (const MappedService& service : services) {
+    AnyMap entry(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    entry[questions::uniqueID] = service.uniqueID;
+    entry[questions::name] = service.name;
+    list.emplace_back(std::move(entry));
+  }
+  AnyMap answer(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  answer[questions::publisherID] = publisherID;
+  answer[questions::services] = std::move(list);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::swap(answer_, answer);
+}
+
+std::string PeerAnswer::to(const std::string& request) const {
+  const auto serialiser = findService<Serialiser>(context_);
+  if (!serialiser) {
+    throw std::runtime_error("no serialiser is installed");
+  }
+  requireKnownQuestion(serialiser->deserialise(request));
+  std::unique_lock<std::mutex> lock(mutex_);
+  const AnyMap answer = answer_;
+  lock.unlock();
+  return serialiser->serialise(answer);
+}
+
+}  // namespace spf::publishers

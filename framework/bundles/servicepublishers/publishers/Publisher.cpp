@@ -1,0 +1,274 @@
+#include "Publisher.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "OfferedServices.hpp"
+
+namespace spf::publishers {
+
+using agent::spf::frameworkinterfaces::EventSink;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+
+namespace {
+
+bool isAddress(const std::string& text) {
+  return text.find("://") != std::string::npos;
+}
+
+const char* listName(Direction direction) {
+  return direction == Direction::bind ? "endpointsToBindTo" : "endpointsToConnectTo";
+}
+
+/// A value's text for a message; values may be of any type, and some have none.
+std::string describe(const Any& value) {
+  if (value.Empty()) {
+    return "an empty value";
+  }
+  try {
+    return "'" + value.ToString() + "'";
+  } catch (...) {
+    return "a value without a text form";
+  }
+}
+
+std::string textOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  } catch (...) {
+    return "unknown failure";
+  }
+}
+
+bool anySockets(const std::list<ConfiguredEndpoint>& endpoints) {
+  return std::any_of(endpoints.begin(), endpoints.end(),
+                     [](const ConfiguredEndpoint& endpoint) { return endpoint.hasSockets(); });
+}
+
+}  // namespace
+
+Publisher::Publisher(Environment& environment, std::string pid)
+    : environment_(environment), pid_(std::move(pid)), answer_(std::make_shared<PeerAnswer>(environment.context())) {}
+
+void Publisher::update(PublisherRevision revision) {
+  const auto& current = removing_ ? next_ : revision_;
+  if (current && revision.origin.modificationCount < current->origin.modificationCount) {
+    return;  // an older revision that arrives late
+  }
+  if (removing_) {
+    next_ = std::move(revision);
+  } else {
+    apply(std::move(revision));
+  }
+}
+
+void Publisher::remove() {
+  next_.reset();
+  removing_ = true;
+  closeAll();
+  finishRemoval();
+}
+
+void Publisher::release() {
+  next_.reset();
+  if (!removing_) {
+    revision_.reset();
+  }
+  closeAll();
+}
+
+void Publisher::retry() {
+  for (ConfiguredEndpoint& endpoint : used_) {
+    if (!endpoint.hasSockets()) {
+      open(endpoint);
+    }
+  }
+}
+
+void Publisher::onSocket(SocketID id, SocketEvent event, const std::exception_ptr& reason) {
+  const auto endpoint =
+      std::find_if(used_.begin(), used_.end(), [id](const ConfiguredEndpoint& used) { return used.has(id); });
+  const bool isUsed = endpoint != used_.end();
+  if (event == SocketEvent::opened) {
+    if (isUsed && endpoint->markOpen(id)) {
+      reportUp(*endpoint, false);
+      publishIfReady();
+    }
+    return;
+  }
+  if (isUsed && event == SocketEvent::failed) {
+    fail(textOf(reason));
+    // The next revision opens it anew, with every address that it stands for.
+    endpoint->close();
+    closing_.splice(closing_.end(), used_, endpoint);
+  }
+  dropSocket(id);
+  finishRemoval();
+}
+
+bool Publisher::isGone() const {
+  return !revision_ && !removing_ && !hasSockets();
+}
+
+bool Publisher::hasSockets() const {
+  return anySockets(used_) || anySockets(closing_);
+}
+
+void Publisher::apply(PublisherRevision revision) {
+  revision_ = std::move(revision);
+  servicesResolved_ = false;
+  published_ = false;
+  failed_ = false;
+  // Before the endpoints: who connects gets the complete answer.
+  resolveServices();
+  reconcileEndpoints();
+  publishIfReady();
+}
+
+void Publisher::reconcileEndpoints() {
+  Endpoints before = std::exchange(used_, {});
+  std::size_t position = 0;
+  for (const Any& endpoint : revision_->endpointsToBindTo) {
+    take(Direction::bind, endpoint, position++, before);
+  }
+  position = 0;
+  for (const Any& endpoint : revision_->endpointsToConnectTo) {
+    take(Direction::connect, endpoint, position++, before);
+  }
+  for (ConfiguredEndpoint& endpoint : before) {
+    endpoint.close();
+  }
+  closing_.splice(closing_.end(), before);
+  closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
+  retry();
+}
+
+void Publisher::take(Direction direction, const Any& configured, std::size_t position, Endpoints& before) {
+  const auto* text = any_cast<std::string>(&configured);
+  if (text == nullptr) {
+    fail(std::string(listName(direction)) + "[" + std::to_string(position) + "], " + describe(configured) +
+         ": the endpoint is no text");
+    return;
+  }
+  const auto isSame = [&](const ConfiguredEndpoint& endpoint) {
+    return endpoint.direction() == direction && endpoint.text() == *text;
+  };
+  if (std::any_of(used_.begin(), used_.end(), isSame)) {
+    return;  // configured twice: reports concern both
+  }
+  const auto kept = std::find_if(before.begin(), before.end(), isSame);
+  if (kept == before.end()) {
+    used_.emplace_back(direction, configured, *text);
+    return;
+  }
+  used_.splice(used_.end(), before, kept);
+  if (kept->isUp()) {
+    reportUp(*kept, true);
+  }
+}
+
+void Publisher::open(ConfiguredEndpoint& endpoint) {
+  const auto addresses = addressesOf(endpoint);
+  if (addresses.empty() && revision_->kind == Kind::rpc) {
+    fail("malformed endpoint '" + endpoint.text() + "'; expected '<scheme>://<where>' or a known discovery name");
+  }
+  const bool answers = revision_->kind == Kind::rpc && endpoint.direction() == Direction::bind;
+  for (const std::string& address : addresses) {
+    Socket socket =
+        environment_.open(pid_, endpoint.direction(), {revision_->origin.servicePublisherID, endpoint.text(), address},
+                          answers ? answer_ : nullptr);
+    if (socket.transport) {
+      endpoint.add(std::move(socket));
+    }
+  }
+}
+
+std::vector<std::string> Publisher::addressesOf(const ConfiguredEndpoint& endpoint) const {
+  if (isAddress(endpoint.text())) {
+    return {endpoint.text()};
+  }
+  return environment_.resolve(endpoint.text());
+}
+
+void Publisher::resolveServices() {
+  std::vector<MappedService> services;
+  try {
+    requireFilter("importFilter", revision_->importFilter);
+    requireFilter("exportFilter", revision_->exportFilter);
+    services = OfferedServices(environment_.context()).select(revision_->services, revision_->exportFilter);
+    servicesResolved_ = true;
+  } catch (const std::runtime_error& error) {
+    fail(error.what());
+  }
+  answer_->set(revision_->origin.servicePublisherID, services);
+}
+
+void Publisher::publishIfReady() {
+  if (!revision_ || published_ || failed_ || !servicesResolved_) {
+    return;
+  }
+  for (const ConfiguredEndpoint& endpoint : used_) {
+    if (endpoint.direction() == Direction::bind && !endpoint.isUp()) {
+      return;
+    }
+  }
+  published_ = true;
+  environment_.report([this](EventSink& sink) { sink.allServicesPublished(revision_->origin); });
+}
+
+void Publisher::closeAll() {
+  for (ConfiguredEndpoint& endpoint : used_) {
+    endpoint.close();
+  }
+  closing_.splice(closing_.end(), used_);
+}
+
+void Publisher::finishRemoval() {
+  if (!removing_ || hasSockets()) {
+    return;
+  }
+  removing_ = false;
+  closing_.clear();
+  if (revision_) {
+    environment_.report([this](EventSink& sink) { sink.allServicesUnpublished(revision_->origin); });
+    revision_.reset();
+  }
+  if (next_) {
+    apply(*std::exchange(next_, std::nullopt));
+  }
+}
+
+void Publisher::dropSocket(SocketID id) {
+  for (ConfiguredEndpoint& endpoint : used_) {
+    endpoint.drop(id);
+  }
+  for (ConfiguredEndpoint& endpoint : closing_) {
+    endpoint.drop(id);
+  }
+  closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
+}
+
+void Publisher::reportUp(const ConfiguredEndpoint& endpoint, bool kept) const {
+  environment_.report([&](EventSink& sink) {
+    if (endpoint.direction() == Direction::bind) {
+      sink.endpointBound(revision_->origin, endpoint.configured(), kept);
+    } else {
+      sink.endpointConnected(revision_->origin, endpoint.configured(), kept);
+    }
+  });
+}
+
+void Publisher::fail(const std::string& reason) {
+  if (std::exchange(failed_, true)) {
+    return;
+  }
+  const auto error = std::make_exception_ptr(
+      std::runtime_error("publisher '" + revision_->origin.servicePublisherID + "': " + reason));
+  environment_.report([&](EventSink& sink) { sink.failed(revision_->origin, error); });
+}
+
+}  // namespace spf::publishers

@@ -1,0 +1,116 @@
+#include "PublisherManager.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <stdexcept>
+#include <utility>
+
+namespace spf::publishers {
+
+using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworkinterfaces::SerialExecutor;
+using cppmicroservices::AnyMap;
+
+namespace {
+
+/// How long a stop may wait for the sockets. The transport has a shorter limit of its own.
+constexpr std::chrono::seconds closingTime{5};
+
+}  // namespace
+
+PublisherManager::PublisherManager(cppmicroservices::BundleContext context)
+    : executor_(std::make_shared<SerialExecutor>()),
+      environment_(std::move(context), executor_,
+                   [this](const std::string& pid, SocketID id, SocketEvent event, const std::exception_ptr& reason) {
+                     onSocket(pid, id, event, reason);
+                   }) {}
+
+PublisherManager::~PublisherManager() {
+  executor_->stop();
+}
+
+void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
+  executor_->post([this, kind, pid, properties] {
+    if (!releasing_) {
+      take(kind, pid, properties);
+    }
+  });
+}
+
+void PublisherManager::take(Kind kind, const std::string& pid, const AnyMap& properties) {
+  const EventSink::Origin origin = readOrigin(properties);
+  try {
+    PublisherRevision revision = readRevision(kind, properties);
+    publishers_.try_emplace(pid, environment_, pid).first->second.update(std::move(revision));
+  } catch (const std::exception& error) {
+    const auto reason = std::make_exception_ptr(std::runtime_error(
+        "publisher '" + origin.servicePublisherID + "': its configuration cannot be taken: " + error.what()));
+    environment_.report([&](EventSink& sink) { sink.failed(origin, reason); });
+  }
+}
+
+void PublisherManager::remove(const std::string& pid) {
+  executor_->post([this, pid] {
+    const auto publisher = publishers_.find(pid);
+    if (publisher != publishers_.end()) {
+      publisher->second.remove();
+      forgetIfGone(pid);
+    }
+  });
+}
+
+void PublisherManager::retry() {
+  executor_->post([this] {
+    for (auto& [pid, publisher] : publishers_) {
+      publisher.retry();
+    }
+  });
+}
+
+void PublisherManager::stop() {
+  executor_->post([this] { releaseAll(); });
+  {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_until(lock, std::chrono::steady_clock::now() + closingTime, [this] { return closed_; });
+  }
+  executor_->stop();
+}
+
+void PublisherManager::onSocket(const std::string& pid, SocketID id, SocketEvent event,
+                                const std::exception_ptr& reason) {
+  const auto publisher = publishers_.find(pid);
+  if (publisher != publishers_.end()) {
+    publisher->second.onSocket(id, event, reason);
+    forgetIfGone(pid);
+  }
+  noteIfClosed();
+}
+
+void PublisherManager::forgetIfGone(const std::string& pid) {
+  const auto publisher = publishers_.find(pid);
+  if (publisher->second.isGone()) {
+    publishers_.erase(publisher);
+  }
+}
+
+void PublisherManager::releaseAll() {
+  releasing_ = true;
+  for (auto& [pid, publisher] : publishers_) {
+    publisher.release();
+  }
+  noteIfClosed();
+}
+
+void PublisherManager::noteIfClosed() {
+  const auto hasSockets = [](const auto& entry) { return entry.second.hasSockets(); };
+  if (!releasing_ || std::any_of(publishers_.begin(), publishers_.end(), hasSockets)) {
+    return;
+  }
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = true;
+  }
+  changed_.notify_all();
+}
+
+}  // namespace spf::publishers

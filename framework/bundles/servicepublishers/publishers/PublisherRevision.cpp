@@ -1,0 +1,39 @@
+#include "PublisherRevision.hpp"
+
+namespace spf::publishers {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using cppmicroservices::ref_any_cast;
+using List = std::vector<Any>;
+
+namespace {
+
+std::string text(const AnyMap& properties, const char* key) {
+  return any_cast<std::string>(properties.at(key));
+}
+
+}  // namespace
+
+agent::spf::frameworkinterfaces::EventSink::Origin readOrigin(const AnyMap& properties) {
+  return {text(properties, "uniqueID"), static_cast<std::uint32_t>(any_cast<int>(properties.at("modificationCount")))};
+}
+
+PublisherRevision readRevision(Kind kind, const AnyMap& properties) {
+  const auto& config = ref_any_cast<AnyMap>(properties.at("config"));
+  PublisherRevision revision{kind,
+                             readOrigin(properties),
+                             any_cast<List>(config.at("endpointsToBindTo")),
+                             any_cast<List>(config.at("endpointsToConnectTo")),
+                             text(config, "importFilter"),
+                             text(config, "exportFilter"),
+                             {}};
+  for (const Any& element : ref_any_cast<List>(properties.at("services"))) {
+    const auto& service = ref_any_cast<AnyMap>(element);
+    revision.services.push_back({text(service, "uniqueID"), text(service, "name")});
+  }
+  return revision;
+}
+
+}  // namespace spf::publishers
