@@ -64,7 +64,7 @@ std::exception_ptr tell(SubscriberList<ConfigurationListener>::Services const& l
 
 ConfigurationEvent eventOf(ServiceReference<ConfigurationAdmin> const& admin, ConfigurationRecord const& record,
                            ConfigurationEventType type) {
-  bool const isOfFactory = !record.factoryPid.empty();
+  bool const isOfFactory = record.pid.find('~') != std::string::npos;
   return {admin, type, isOfFactory ? record.pid : std::string(), isOfFactory ? std::string() : record.pid};
 }
 

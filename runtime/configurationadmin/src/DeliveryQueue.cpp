@@ -7,7 +7,6 @@
 #include <mutex>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 namespace cppmicroservices::configurationadmin {
 
@@ -42,12 +41,16 @@ class Delivery {
     promise_.set_value();
   }
 
-  /// A future that needs to be asked in order to become ready.
-  void settleAfterwards(std::shared_future<void> future) { unsettled_.push_back(std::move(future)); }
+  // On the queue's thread only:
+
+  /// Takes a future that needs to be asked in order to become ready, which is done after the work.
+  void settleAfterwards(std::shared_future<void> future) { unsettled_ = std::move(future); }
+  /// That future is being asked right now.
+  void leaveUnsettled() { unsettled_ = {}; }
 
  private:
   void settle() {
-    for (auto const& future : std::exchange(unsettled_, {})) {
+    if (auto const future = std::exchange(unsettled_, {}); future.valid()) {
       future.wait();
     }
   }
@@ -56,7 +59,7 @@ class Delivery {
   std::promise<void> promise_;
   const std::shared_future<void> result_;
   // Only touched on the queue's thread.
-  std::vector<std::shared_future<void>> unsettled_;
+  std::shared_future<void> unsettled_;
 };
 
 /// What the queue shares with its thread and with the futures, which may outlive it.
@@ -211,10 +214,14 @@ std::shared_future<void> DeliveryQueue::futureOf(std::shared_ptr<Delivery> const
     return delivery->result();
   }
   // A deferred function is the only thing that a plain std::future runs on the thread that waits for it.
-  auto future = std::async(std::launch::deferred, [state = state_, delivery] {
-                  state->wait(*delivery);
-                  delivery->result().get();
-                }).share();
+  auto const ask = [state = state_, delivery] {
+    if (state->isOwnThread()) {
+      delivery->leaveUnsettled();
+    }
+    state->wait(*delivery);
+    delivery->result().get();
+  };
+  auto future = std::async(std::launch::deferred, ask).share();
   delivery->settleAfterwards(future);
   return future;
 }

@@ -1,0 +1,149 @@
+#pragma once
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Constants.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ServiceProperties.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ConfigurationListener.hpp>
+#include <cppmicroservices/cm/ManagedService.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+
+#include <condition_variable>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "spf/test/Gate.hpp"
+
+namespace spf::test {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using cppmicroservices::ServiceProperties;
+using cppmicroservices::service::cm::Configuration;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+using cppmicroservices::service::cm::ConfigurationEvent;
+using cppmicroservices::service::cm::ConfigurationEventType;
+using cppmicroservices::service::cm::ConfigurationListener;
+using cppmicroservices::service::cm::ManagedService;
+using cppmicroservices::service::cm::ManagedServiceFactory;
+
+/// What happened, in its order, as text. Any thread may write and wait.
+class Journal {
+ public:
+  void write(std::string entry);
+  std::vector<std::string> entries() const;
+  /// \return the entries as soon as there are so many, or what there is when patience is at its end
+  std::vector<std::string> waitFor(std::size_t count) const;
+
+ private:
+  mutable std::mutex mutex_;
+  mutable std::condition_variable written_;
+  std::vector<std::string> entries_;
+};
+
+/// Properties with one entry "value".
+AnyMap valued(int value);
+/// "=<value>" for such properties, "=" for empty ones.
+std::string textOf(AnyMap const& properties);
+
+/// Writes down what it is told, then does what the test wants done.
+class RecordingFactory : public ManagedServiceFactory {
+ public:
+  explicit RecordingFactory(Journal& journal, std::string name = "factory")
+      : journal_(journal), name_(std::move(name)) {}
+
+  void Updated(std::string const& pid, AnyMap const& properties) override;
+  void Removed(std::string const& pid) override;
+
+  std::function<void(std::string const& pid)> onUpdated = [](std::string const&) {};
+  std::function<void(std::string const& pid)> onRemoved = [](std::string const&) {};
+
+ private:
+  Journal& journal_;
+  const std::string name_;
+};
+
+class RecordingService : public ManagedService {
+ public:
+  explicit RecordingService(Journal& journal, std::string name = "service")
+      : journal_(journal), name_(std::move(name)) {}
+
+  void Updated(AnyMap const& properties) override;
+
+  std::function<void()> onUpdated = [] {};
+
+ private:
+  Journal& journal_;
+  const std::string name_;
+};
+
+class RecordingListener : public ConfigurationListener {
+ public:
+  explicit RecordingListener(Journal& journal) : journal_(journal) {}
+
+  void configurationEvent(ConfigurationEvent const& event) override;
+
+  std::function<void(ConfigurationEvent const& event)> onEvent = [](ConfigurationEvent const&) {};
+
+ private:
+  Journal& journal_;
+};
+
+/// A started framework with a started Configuration Admin.
+class ConfigurationAdminFixture : public testing::Test {
+ protected:
+  ConfigurationAdminFixture();
+  ~ConfigurationAdminFixture() override;
+
+  cppmicroservices::BundleContext context() { return framework.GetBundleContext(); }
+
+  template <class Service>
+  auto registerWithPid(std::shared_ptr<Service> const& service, std::string const& pid) {
+    return context().RegisterService<typename InterfaceOf<Service>::type>(
+        service, ServiceProperties{{cppmicroservices::Constants::SERVICE_PID, pid}});
+  }
+
+  auto registerListener(std::shared_ptr<RecordingListener> const& listener) {
+    return context().RegisterService<ConfigurationListener>(listener);
+  }
+
+  /// A factory that stays inside of its first Updated() for "blocker~it" until the gate is opened.
+  void blockDeliveries();
+  void unblockDeliveries() { unblocked.open(); }
+
+  void stopFramework();
+
+  cppmicroservices::Framework framework;
+  cppmicroservices::Bundle bundle;
+  std::shared_ptr<ConfigurationAdmin> admin;
+  Journal journal;
+  Gate blocked;
+  Gate unblocked;
+
+ private:
+  template <class Service, class = void>
+  struct InterfaceOf {
+    using type = ManagedService;
+  };
+  template <class Service>
+  struct InterfaceOf<Service, std::enable_if_t<std::is_base_of_v<ManagedServiceFactory, Service>>> {
+    using type = ManagedServiceFactory;
+  };
+};
+
+/// Whether the future becomes ready while the tests have patience.
+template <class Future>
+bool becomesReady(Future const& future) {
+  return future.wait_for(patience) == std::future_status::ready;
+}
+
+}  // namespace spf::test

@@ -1,0 +1,293 @@
+#include <stdexcept>
+#include <thread>
+
+#include "ConfigurationAdminFixture.hpp"
+
+namespace spf::test {
+
+using testing::ElementsAre;
+
+class ADelivery : public ConfigurationAdminFixture {
+ protected:
+  std::shared_ptr<RecordingFactory> addFactory(std::string const& pid = "f", std::string const& name = "factory") {
+    auto const factory = std::make_shared<RecordingFactory>(journal, name);
+    registerWithPid(factory, pid);
+    return factory;
+  }
+};
+
+TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
+  addFactory("f");
+  addFactory("g", "other");
+  admin->GetFactoryConfiguration("f", "i")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
+}
+
+TEST_F(ADelivery, BringsAnUpdateToTheServiceOfThatVeryPid) {
+  registerWithPid(std::make_shared<RecordingService>(journal, "plain"), "plain");
+  registerWithPid(std::make_shared<RecordingService>(journal, "instance"), "f~i");
+  registerWithPid(std::make_shared<RecordingService>(journal, "factory"), "f");
+  admin->GetConfiguration("plain")->Update(valued(1)).get();
+  admin->GetConfiguration("f~i")->Update(valued(2)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("plain=1", "instance=2"));
+}
+
+TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
+  addFactory("x");
+  addFactory("x~y", "never");
+  admin->GetFactoryConfiguration("x~y", "z")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory x~y~z=1"));
+}
+
+TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
+  addFactory("");
+  admin->GetConfiguration("plain")->Update(valued(1)).get();
+  admin->GetConfiguration("~i")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre());
+}
+
+TEST_F(ADelivery, RunsOnOneThreadThatIsNotTheCallers) {
+  auto const factory = addFactory();
+  std::vector<std::thread::id> threads;
+  factory->onUpdated = [&](std::string const&) { threads.push_back(std::this_thread::get_id()); };
+  admin->GetConfiguration("f~1")->Update().get();
+  admin->GetConfiguration("f~2")->Update().get();
+
+  ASSERT_EQ(threads.size(), 2u);
+  EXPECT_EQ(threads[0], threads[1]);
+  EXPECT_NE(threads[0], std::this_thread::get_id());
+}
+
+TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
+  addFactory("f", "factory1");
+  addFactory("f", "factory2");
+  registerWithPid(std::make_shared<RecordingService>(journal, "service1"), "f~i");
+  registerWithPid(std::make_shared<RecordingService>(journal, "service2"), "f~i");
+  registerListener(std::make_shared<RecordingListener>(journal));
+  admin->GetConfiguration("f~i")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("event updated pid: factory:f~i", "service1=1", "service2=1",
+                                             "factory1 f~i=1", "factory2 f~i=1"));
+}
+
+TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
+  blockDeliveries();
+  auto const future = admin->GetConfiguration("f~i")->Update();
+  auto const safe = admin->GetConfiguration("f~j")->SafeUpdate();
+  EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  unblockDeliveries();
+
+  EXPECT_TRUE(becomesReady(future));
+  safe->wait();
+  EXPECT_EQ(safe->wait_for(0), std::future_status::ready);
+}
+
+TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
+  addFactory();
+  blockDeliveries();
+  auto const future = admin->GetConfiguration("f~i")->Update(valued(1));
+  EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0"));
+  unblockDeliveries();
+  future.get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0", "factory f~i=1"));
+}
+
+TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
+  addFactory();
+  blockDeliveries();
+  auto const sut = admin->GetConfiguration("f~i");
+  sut->Update(valued(1));
+  sut->Update(valued(2));
+  auto const last = sut->Update(valued(3));
+  unblockDeliveries();
+  last.get();
+
+  EXPECT_THAT(journal.entries(),
+              ElementsAre("blocker blocker~it=0", "factory f~i=3", "factory f~i=3", "factory f~i=3"));
+}
+
+TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
+  for (auto const* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
+    admin->GetConfiguration(pid)->Update(valued(1)).get();
+  }
+  admin->GetConfiguration("f~never");
+  addFactory();
+
+  EXPECT_THAT(journal.waitFor(3), ElementsAre("factory f~a=1", "factory f~b=1", "factory f~c=1"));
+}
+
+TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  auto registration = registerWithPid(factory, "f");
+  ASSERT_EQ(journal.waitFor(1).size(), 1u);
+  registration.Unregister();
+  registerWithPid(factory, "f");
+
+  EXPECT_THAT(journal.waitFor(2), ElementsAre("factory f~a=1", "factory f~a=1"));
+}
+
+TEST_F(ADelivery, BringsALateServiceItsConfiguration) {
+  admin->GetConfiguration("f~one")->Update(valued(1)).get();
+  registerWithPid(std::make_shared<RecordingService>(journal), "f~one");
+
+  EXPECT_THAT(journal.waitFor(1), ElementsAre("service=1"));
+}
+
+TEST_F(ADelivery, BringsNothingToAServiceThatHasNoConfiguration) {
+  registerWithPid(std::make_shared<RecordingService>(journal), "a");
+  admin->GetConfiguration("b")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre());
+}
+
+TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
+  auto registration = registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+  admin->GetConfiguration("f~told")->Update(valued(1)).get();
+  blockDeliveries();
+  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  registration.Unregister();
+  unblockDeliveries();
+  queued.get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~told=1", "blocker blocker~it=0"));
+}
+
+TEST_F(ADelivery, OfWhatThereWasIsMadeToALateFactoryEvenIfItIsGoneMeanwhile) {
+  admin->GetConfiguration("f~i")->Update(valued(1)).get();
+  blockDeliveries();
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f").Unregister();
+  unblockDeliveries();
+
+  EXPECT_THAT(journal.waitFor(2), ElementsAre("blocker blocker~it=0", "factory f~i=1"));
+}
+
+TEST_F(ADelivery, IsDoneWhateverItsReceiversThrow) {
+  auto const first = addFactory("f", "first");
+  first->onUpdated = [](std::string const&) { throw std::runtime_error("not wanted"); };
+  first->onRemoved = [](std::string const&) { throw 5; };
+  addFactory("f", "second");
+  auto const service = std::make_shared<RecordingService>(journal);
+  service->onUpdated = [] { throw 5; };
+  registerWithPid(service, "f~i");
+  auto const sut = admin->GetConfiguration("f~i");
+
+  EXPECT_NO_THROW(sut->Update(valued(1)).get());
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+  EXPECT_NO_THROW(sut->Remove().get());
+  EXPECT_THAT(journal.entries(), ElementsAre("service=1", "first f~i=1", "second f~i=1",
+                                             "service=", "first f~i removed", "second f~i removed"));
+}
+
+TEST_F(ADelivery, MayUseTheConfigurationAdminAndTheFramework) {
+  auto const factory = addFactory();
+  factory->onUpdated = [&](std::string const& pid) {
+    if (pid == "f~outer") {
+      admin->GetFactoryConfiguration("f", "inner")->Update(valued(2));
+      addFactory("g", "other");
+      admin->GetConfiguration("g~new")->Update(valued(3));
+    }
+  };
+  admin->GetConfiguration("f~outer")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.waitFor(3),
+              testing::UnorderedElementsAre("factory f~outer=1", "factory f~inner=2", "other g~new=3"));
+}
+
+TEST_F(ADelivery, MayWaitForTheSafeFutureOfAnotherOne) {
+  auto const factory = addFactory();
+  factory->onUpdated = [&](std::string const& pid) {
+    if (pid == "f~outer") {
+      admin->GetConfiguration("f~inner")->SafeUpdate(valued(2))->wait();
+      journal.write("waited");
+    }
+  };
+  admin->GetConfiguration("f~outer")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~outer=1", "factory f~inner=2", "waited"));
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
+  auto const factory = addFactory();
+  std::shared_future<void> inner;
+  factory->onUpdated = [&](std::string const& pid) {
+    if (pid == "f~outer") {
+      inner = admin->GetConfiguration("f~inner")->Update(valued(2));
+      inner.get();
+      journal.write("waited");
+    }
+  };
+  admin->GetConfiguration("f~outer")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~outer=1", "factory f~inner=2", "waited"));
+  EXPECT_EQ(inner.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+}
+
+TEST_F(ADelivery, MakesThePlainFutureOfAnotherOneReadyIfNobodyWaitsForIt) {
+  auto const factory = addFactory();
+  std::promise<std::shared_future<void>> inner;
+  factory->onUpdated = [&](std::string const& pid) {
+    if (pid == "f~outer") {
+      inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
+    }
+  };
+  admin->GetConfiguration("f~outer")->Update(valued(1)).get();
+  auto const future = inner.get_future().get();
+  admin->GetConfiguration("f~last")->Update(valued(3)).get();
+
+  EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+}
+
+TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
+  auto const factory = addFactory();
+  std::promise<std::shared_future<void>> inner;
+  factory->onUpdated = [&](std::string const& pid) {
+    if (pid == "f~outer") {
+      inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
+      EXPECT_TRUE(unblocked.wait());
+    }
+  };
+  admin->GetConfiguration("f~outer")->Update(valued(1));
+  auto const future = inner.get_future().get();
+  std::thread waiting([&] { future.get(); });
+  unblockDeliveries();
+  waiting.join();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~outer=1", "factory f~inner=2"));
+}
+
+TEST_F(ADelivery, RefusesToWaitForItself) {
+  auto const factory = addFactory();
+  std::promise<std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture>> own;
+  auto known = own.get_future().share();
+  factory->onUpdated = [&](std::string const&) {
+    EXPECT_THROW(known.get()->wait(), std::logic_error);
+    EXPECT_THROW(known.get()->get(), std::logic_error);
+    EXPECT_EQ(known.get()->wait_for(1), std::future_status::timeout);
+    journal.write("refused");
+  };
+  own.set_value(admin->GetConfiguration("f~i")->SafeUpdate(valued(1)));
+  known.get()->wait();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1", "refused"));
+}
+
+TEST_F(ADelivery, OfAnOldUpdateIsNotMadeToALateFactory) {
+  blockDeliveries();
+  admin->GetConfiguration("f~i")->Update(valued(1));
+  addFactory();
+  auto const last = admin->GetConfiguration("f~j")->Update(valued(2));
+  unblockDeliveries();
+  last.get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0", "factory f~i=1", "factory f~j=2"));
+}
+#endif
+
+}  // namespace spf::test

@@ -1,0 +1,61 @@
+#include <stdexcept>
+
+#include "ConfigurationAdminFixture.hpp"
+
+namespace spf::test {
+
+using testing::ElementsAre;
+
+class AConfigurationEvent : public ConfigurationAdminFixture {
+ protected:
+  AConfigurationEvent() : listener(std::make_shared<RecordingListener>(journal)) { registerListener(listener); }
+
+  const std::shared_ptr<RecordingListener> listener;
+};
+
+TEST_F(AConfigurationEvent, IsSentForEveryChangeEvenWithoutReceivers) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1)).get();
+  sut->Update(valued(1)).get();
+  sut->Remove().get();
+
+  EXPECT_THAT(
+      journal.entries(),
+      ElementsAre("event updated pid:a factory:", "event updated pid:a factory:", "event deleted pid:a factory:"));
+}
+
+TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationInPlaceOfTheFactorys) {
+  admin->GetConfiguration("f~i")->Update().get();
+  admin->GetConfiguration("~i")->Update().get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("event updated pid: factory:f~i", "event updated pid: factory:~i"));
+}
+
+TEST_F(AConfigurationEvent, RefersToTheConfigurationAdmin) {
+  cppmicroservices::ServiceReference<ConfigurationAdmin> reference;
+  listener->onEvent = [&](ConfigurationEvent const& event) { reference = event.getReference(); };
+  admin->GetConfiguration("a")->Update().get();
+
+  EXPECT_TRUE(reference == context().GetServiceReference<ConfigurationAdmin>());
+}
+
+TEST_F(AConfigurationEvent, PutsTheExceptionOfAListenerIntoTheFuture) {
+  listener->onEvent = [](ConfigurationEvent const&) { throw std::domain_error("not wanted"); };
+
+  EXPECT_THROW(admin->GetConfiguration("a")->Update().get(), std::domain_error);
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_F(AConfigurationEvent, KeepsNobodyFromTheUpdateWhateverAListenerThrows) {
+  listener->onEvent = [](ConfigurationEvent const&) { throw 5; };
+  registerListener(std::make_shared<RecordingListener>(journal));
+  registerWithPid(std::make_shared<RecordingService>(journal), "f~i");
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+
+  EXPECT_THROW(admin->GetConfiguration("f~i")->SafeUpdate(valued(1))->get(), int);
+  EXPECT_THAT(journal.entries(), ElementsAre("event updated pid: factory:f~i", "event updated pid: factory:f~i",
+                                             "service=1", "factory f~i=1"));
+}
+#endif
+
+}  // namespace spf::test

@@ -1,0 +1,144 @@
+#include <cppmicroservices/FrameworkFactory.h>
+
+#include <stdexcept>
+#include <thread>
+
+#include "ConfigurationAdminFixture.hpp"
+
+namespace spf::test {
+
+using testing::ElementsAre;
+
+class AStoppedConfigurationAdmin : public ConfigurationAdminFixture {
+ protected:
+  void stopBundle() {
+    admin.reset();
+    bundle.Stop();
+  }
+};
+
+TEST_F(AStoppedConfigurationAdmin, OffersItsServiceNoMore) {
+  stopBundle();
+
+  EXPECT_FALSE(context().GetServiceReference<ConfigurationAdmin>());
+}
+
+TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingThread) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  std::thread::id thread;
+  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  registerWithPid(factory, "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+  admin->GetConfiguration("f~never");
+  stopBundle();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
+  EXPECT_EQ(thread, std::this_thread::get_id());
+}
+
+TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
+  registerWithPid(std::make_shared<RecordingService>(journal), "a");
+  admin->GetConfiguration("a")->Update(valued(1)).get();
+  stopBundle();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("service=1", "service="));
+}
+
+TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+  blockDeliveries();
+  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  std::thread stopping([&] { stopBundle(); });
+  unblockDeliveries();
+  stopping.join();
+
+  EXPECT_EQ(queued.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  EXPECT_THAT(journal.entries(), testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1",
+                                                               "blocker blocker~it removed", "factory f~i removed"));
+}
+
+TEST_F(AStoppedConfigurationAdmin, WasStoppedByTheFrameworkInTheSameWay) {
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+  stopFramework();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
+}
+
+TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedByADelivery) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](std::string const&) { framework.Stop(); };
+  registerWithPid(factory, "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+  stopFramework();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
+}
+
+TEST_F(AStoppedConfigurationAdmin, ForgetsEverything) {
+  admin->GetConfiguration("a")->Update(valued(1)).get();
+  stopBundle();
+  bundle.Start();
+  admin = context().GetService(context().GetServiceReference<ConfigurationAdmin>());
+
+  EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
+  EXPECT_EQ(admin->GetConfiguration("a")->GetChangeCount(), 0u);
+  EXPECT_EQ(admin->GetConfiguration("a")->GetInstanceCount(), 1u);
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatAnswerButTellNobody) {
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+  auto const sut = admin->GetConfiguration("f~a");
+  auto const other = admin->GetConfiguration("f~b");
+  sut->Update(valued(1)).get();
+  stopBundle();
+
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+  EXPECT_TRUE(becomesReady(sut->Update(valued(2))));
+  EXPECT_EQ(sut->GetProperties(), valued(2));
+  other->SafeUpdate(valued(3))->get();
+  EXPECT_TRUE(becomesReady(sut->Remove()));
+  EXPECT_THROW(sut->GetPid(), std::runtime_error);
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
+}
+
+TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
+  auto sut = admin->GetConfiguration("a");
+  auto removed = admin->GetConfiguration("b");
+  sut->Update(valued(1)).get();
+  removed->Update(valued(1)).get();
+  removed->Remove();
+  stopFramework();
+  bundle = cppmicroservices::Bundle();
+  framework = cppmicroservices::FrameworkFactory().NewFramework();
+
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+  sut.reset();
+  removed.reset();
+}
+
+TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsService) {
+  auto const held = admin;
+  stopBundle();
+  auto const sut = held->GetConfiguration("a");
+
+  EXPECT_NO_THROW(sut->Update(valued(1)).get());
+  EXPECT_NO_THROW(sut->SafeUpdate(valued(1))->get());
+  EXPECT_THAT(held->ListConfigurations(), ElementsAre(sut));
+}
+
+TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](std::string const&) {
+    bundle.Stop();
+    journal.write("stopped");
+  };
+  registerWithPid(factory, "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed", "stopped"));
+}
+#endif
+
+}  // namespace spf::test

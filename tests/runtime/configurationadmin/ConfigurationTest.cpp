@@ -1,0 +1,226 @@
+#include <set>
+#include <stdexcept>
+
+#include "ConfigurationAdminFixture.hpp"
+
+namespace spf::test {
+
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+
+class AConfigurationAdmin : public ConfigurationAdminFixture {
+ protected:
+  std::vector<std::string> pidsOf(std::string const& filter = {}) {
+    std::vector<std::string> pids;
+    for (auto const& configuration : admin->ListConfigurations(filter)) {
+      pids.push_back(configuration->GetPid());
+    }
+    return pids;
+  }
+};
+
+class AConfiguration : public ConfigurationAdminFixture {};
+
+TEST_F(AConfigurationAdmin, GivesTheSameObjectForAPidAgain) {
+  auto const first = admin->GetConfiguration("a");
+
+  EXPECT_EQ(admin->GetConfiguration("a"), first);
+  EXPECT_EQ(first->GetPid(), "a");
+}
+
+TEST_F(AConfigurationAdmin, DistinguishesPidsThatDifferInCase) {
+  EXPECT_NE(admin->GetConfiguration("a"), admin->GetConfiguration("A"));
+}
+
+TEST_F(AConfigurationAdmin, TakesEmptyTextForAPid) {
+  EXPECT_EQ(admin->GetConfiguration("")->GetPid(), "");
+}
+
+TEST_F(AConfigurationAdmin, TakesWhatStandsBeforeTheFirstTildeForTheFactory) {
+  EXPECT_EQ(admin->GetConfiguration("plain")->GetFactoryPid(), "");
+  EXPECT_EQ(admin->GetConfiguration("f~i")->GetFactoryPid(), "f");
+  EXPECT_EQ(admin->GetConfiguration("f~i~j")->GetFactoryPid(), "f");
+  EXPECT_EQ(admin->GetConfiguration("~i")->GetFactoryPid(), "");
+  EXPECT_EQ(admin->GetFactoryConfiguration("x~y", "z")->GetFactoryPid(), "x");
+}
+
+TEST_F(AConfigurationAdmin, NamesAConfigurationOfAFactoryAfterBoth) {
+  for (std::string const instance : {"i", "", "~", " \n", "\xc3\xa4"}) {
+    EXPECT_EQ(admin->GetFactoryConfiguration("f", instance), admin->GetConfiguration("f~" + instance));
+  }
+}
+
+TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
+  std::set<std::string> pids;
+  for (int i = 0; i < 100; ++i) {
+    auto const configuration = admin->CreateFactoryConfiguration("f");
+    EXPECT_THAT(configuration->GetPid(), testing::ContainsRegex("^f~[0-9A-Za-z]{6}$"));
+    EXPECT_EQ(configuration->GetFactoryPid(), "f");
+    pids.insert(configuration->GetPid());
+  }
+  EXPECT_EQ(pids.size(), 100u);
+}
+
+TEST_F(AConfigurationAdmin, ReportsTheFactoryThatACreatedConfigurationIsFor) {
+  EXPECT_EQ(admin->CreateFactoryConfiguration("x~y")->GetFactoryPid(), "x~y");
+}
+
+TEST_F(AConfigurationAdmin, ListsOnlyWhatWasUpdated) {
+  admin->GetConfiguration("never");
+  admin->GetConfiguration("a")->Update();
+  admin->GetConfiguration("b")->Update(valued(1));
+
+  EXPECT_THAT(pidsOf(), UnorderedElementsAre("a", "b"));
+}
+
+TEST_F(AConfigurationAdmin, ListsNothingThatWasRemoved) {
+  admin->GetConfiguration("a")->Update();
+  admin->GetConfiguration("a")->Remove().get();
+
+  EXPECT_THAT(pidsOf(), ElementsAre());
+}
+
+TEST_F(AConfigurationAdmin, ListsWhatMatchesAFilter) {
+  admin->GetConfiguration("a")->Update(valued(1));
+  admin->GetConfiguration("b")->Update(valued(2));
+
+  EXPECT_THAT(pidsOf("(value=2)"), ElementsAre("b"));
+  EXPECT_THAT(pidsOf("(pid=a)"), ElementsAre("a"));
+  EXPECT_THAT(pidsOf("(value=3)"), ElementsAre());
+}
+
+TEST_F(AConfigurationAdmin, ShowsTheFilterThePidInPlaceOfAPropertyOfThatName) {
+  AnyMap properties;
+  properties["pid"] = std::string("other");
+  admin->GetConfiguration("a")->Update(properties);
+
+  EXPECT_THAT(pidsOf("(pid=a)"), ElementsAre("a"));
+  EXPECT_THAT(pidsOf("(pid=other)"), ElementsAre());
+}
+
+TEST_F(AConfigurationAdmin, ShowsTheFilterNoOtherNameOfThePid) {
+  admin->GetConfiguration("f~a")->Update(valued(1));
+
+  EXPECT_THAT(pidsOf("(|(service.pid=*)(service.factoryPid=*)(factoryPid=*))"), ElementsAre());
+}
+
+TEST_F(AConfigurationAdmin, RefusesABadFilter) {
+  EXPECT_THROW(admin->ListConfigurations("(a=b"), std::invalid_argument);
+}
+
+TEST_F(AConfigurationAdmin, CannotMatchPropertiesWithAnotherSpellingOfThePidsName) {
+  AnyMap properties(AnyMap::ORDERED_MAP);
+  properties["PID"] = 1;
+  admin->GetConfiguration("a")->Update(properties);
+
+  EXPECT_THROW(admin->ListConfigurations("(value=1)"), std::runtime_error);
+}
+
+TEST_F(AConfiguration, HasNoPropertiesAtFirst) {
+  auto const sut = admin->GetConfiguration("a");
+
+  EXPECT_EQ(sut->GetProperties(), AnyMap());
+  EXPECT_EQ(sut->GetChangeCount(), 0u);
+  EXPECT_EQ(sut->GetInstanceCount(), 1u);
+}
+
+TEST_F(AConfiguration, KeepsThePropertiesAsTheyAreGiven) {
+  AnyMap properties(AnyMap::ORDERED_MAP);
+  properties["Key"] = 1;
+  properties["KEY"] = std::vector<Any>{Any(2)};
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(properties);
+
+  EXPECT_EQ(sut->GetProperties(), properties);
+}
+
+TEST_F(AConfiguration, KeepsEmptyValues) {
+  AnyMap properties;
+  properties["empty"] = Any();
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(properties);
+
+  EXPECT_TRUE(sut->GetProperties().at("empty").Empty());
+}
+
+TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+  auto copy = sut->GetProperties();
+  copy["value"] = 2;
+
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+}
+
+TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+  EXPECT_EQ(sut->GetChangeCount(), 1u);
+  sut->Update(valued(1));
+  EXPECT_EQ(sut->GetChangeCount(), 2u);
+  sut->SafeUpdate();
+  EXPECT_EQ(sut->GetChangeCount(), 3u);
+}
+
+TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+  sut->Update();
+
+  EXPECT_EQ(sut->GetProperties(), AnyMap());
+  EXPECT_EQ(admin->GetConfiguration("a"), sut);
+}
+
+TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+  auto const result = sut->UpdateIfDifferent(valued(1));
+  auto const safe = sut->SafeUpdateIfDifferent(valued(1));
+
+  EXPECT_FALSE(result.first);
+  EXPECT_TRUE(becomesReady(result.second));
+  EXPECT_FALSE(safe.first);
+  safe.second->get();
+  EXPECT_EQ(sut->GetChangeCount(), 1u);
+}
+
+TEST_F(AConfiguration, IsNotUpdatedWithNothingAtFirst) {
+  auto const sut = admin->GetConfiguration("a");
+
+  EXPECT_FALSE(sut->UpdateIfDifferent().first);
+  EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
+}
+
+TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+  auto const result = sut->UpdateIfDifferent(valued(2));
+
+  EXPECT_TRUE(result.first);
+  EXPECT_TRUE(becomesReady(result.second));
+  EXPECT_EQ(sut->GetProperties(), valued(2));
+  EXPECT_EQ(sut->GetChangeCount(), 2u);
+}
+
+TEST_F(AConfiguration, TakesCapitalsTypesAndKindsOfMapsForDifferent) {
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(valued(1));
+
+  EXPECT_TRUE(sut->UpdateIfDifferent(AnyMap{{"Value", Any(1)}}).first);
+  EXPECT_TRUE(sut->UpdateIfDifferent(AnyMap{{"Value", Any(1L)}}).first);
+  EXPECT_TRUE(sut->SafeUpdateIfDifferent(AnyMap(AnyMap::ORDERED_MAP, {{"Value", Any(1L)}})).first);
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_F(AConfiguration, TakesAnEmptyValueForDifferentFromEverything) {
+  AnyMap properties;
+  properties["empty"] = Any();
+  auto const sut = admin->GetConfiguration("a");
+  sut->Update(properties);
+
+  EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);
+  EXPECT_TRUE(sut->UpdateIfDifferent(valued(1)).first);
+}
+#endif
+
+}  // namespace spf::test
