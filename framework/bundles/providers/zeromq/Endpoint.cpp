@@ -10,6 +10,10 @@ namespace {
 /// How long a socket may take to report its end.
 constexpr std::chrono::seconds closingTime{2};
 
+/// How long an endpoint waits for one of ours that has its address. A revision can hand an address
+/// from one publisher to another, and nobody orders the two publishers' work.
+constexpr std::chrono::milliseconds patience{500};
+
 /// Peers are other people's processes: what they send has a limit.
 constexpr std::int64_t largestMessage = 16 * 1024 * 1024;
 
@@ -32,6 +36,7 @@ Endpoint::Endpoint(EndpointID id, EndpointDescription description, std::shared_p
 void Endpoint::open(zmq::context_t& context) {
   try {
     state_ = State::opening;
+    deadline_.reset();
     scheme_ = schemeOf(description_.address);
     makeSocket(context);
     attach();
@@ -67,7 +72,7 @@ void Endpoint::onMonitor() {
 }
 
 void Endpoint::onTime(Clock::time_point now) {
-  if (deadline_ && *deadline_ <= now) {
+  if (isClosing() && *deadline_ <= now) {
     becomeClosed();
   }
 }
@@ -85,8 +90,15 @@ void Endpoint::abandon(std::exception_ptr reason) {
   }
 }
 
-bool Endpoint::isReleasing(const std::string& address) const {
-  return state_ == State::closing && description_.address == address;
+bool Endpoint::holds(const std::string& address) const {
+  return state_ != State::waiting && state_ != State::done && description_.address == address;
+}
+
+bool Endpoint::hasPatience(Clock::time_point now) {
+  if (!deadline_) {
+    deadline_ = now + patience;
+  }
+  return now < *deadline_;
 }
 
 void Endpoint::becomeOpen() {

@@ -56,8 +56,13 @@ class Endpoint {
   bool isDone() const noexcept { return state_ == State::done; }
   std::optional<Clock::time_point> deadline() const noexcept { return deadline_; }
 
-  /// Whether the endpoint is giving back an address that another one may want.
-  bool isReleasing(const std::string& address) const;
+  /// Whether the endpoint has the address, and whether it is just giving it back.
+  bool holds(const std::string& address) const;
+  bool isClosing() const noexcept { return state_ == State::closing; }
+
+  /// Whether an endpoint that waits for its address may go on waiting: another one that holds it may
+  /// be about to give it back. From the first question on the patience has a limit.
+  bool hasPatience(Clock::time_point now);
 
   /// What to poll; null when there is none.
   void* socketHandle() noexcept { return socket_ ? socket_->handle() : nullptr; }
@@ -84,7 +89,6 @@ class Endpoint {
   zmq::socket_t& socket() { return *socket_; }
   EndpointListener& listener() { return *listener_; }
   Scheme scheme() const noexcept { return scheme_; }
-  bool isClosing() const noexcept { return state_ == State::closing; }
 
  private:
   void makeSocket(zmq::context_t& context);

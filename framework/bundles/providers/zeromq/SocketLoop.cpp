@@ -117,12 +117,26 @@ SocketLoop::Task SocketLoop::nextTask() {
 }
 
 void SocketLoop::openWaiting() {
-  for (Endpoint* endpoint : endpoints()) {
-    // An address that one of ours is just giving back is free in a moment.
-    if (endpoint->isWaiting() && !isBeingReleased(endpoint->description().address)) {
+  for (const auto& endpoint : connected_) {
+    if (endpoint->isWaiting()) {
       endpoint->open(context_);
     }
   }
+  const auto now = Endpoint::Clock::now();
+  for (const auto& endpoint : bound_) {
+    if (endpoint->isWaiting() && mayBind(*endpoint, now)) {
+      endpoint->open(context_);
+    }
+  }
+}
+
+bool SocketLoop::mayBind(Endpoint& endpoint, Endpoint::Clock::time_point now) const {
+  const auto holder = std::find_if(bound_.begin(), bound_.end(),
+                                   [&](const auto& other) { return other->holds(endpoint.description().address); });
+  if (holder == bound_.end()) {
+    return true;
+  }
+  return !(*holder)->isClosing() && !endpoint.hasPatience(now);
 }
 
 void SocketLoop::poll() {
@@ -169,11 +183,6 @@ void SocketLoop::closeAll() {
   for (Endpoint* endpoint : endpoints()) {
     endpoint->close();
   }
-}
-
-bool SocketLoop::isBeingReleased(const std::string& address) const {
-  return std::any_of(bound_.begin(), bound_.end(),
-                     [&](const auto& endpoint) { return endpoint->isReleasing(address); });
 }
 
 long SocketLoop::pollTimeout() const {

@@ -57,7 +57,7 @@ class SocketLoop {
   void serve(Endpoint& endpoint, bool monitorReadable, bool socketReadable);
   void removeDone();
   void closeAll();
-  bool isBeingReleased(const std::string& address) const;
+  bool mayBind(Endpoint& endpoint, Endpoint::Clock::time_point now) const;
   long pollTimeout() const;
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
   std::vector<Endpoint*> endpoints() const;

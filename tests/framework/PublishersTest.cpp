@@ -1,0 +1,328 @@
+#include <cppmicroservices/AnyMap.h>
+#include <stdlib.h>
+
+#include <filesystem>
+
+#include "support/RunningFramework.hpp"
+
+namespace {
+
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+using frameworktest::Configuration;
+using frameworktest::freeAddress;
+using frameworktest::legacy;
+using frameworktest::RunningFramework;
+using frameworktest::TakenPort;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class APublisher : public testing::Test {
+ protected:
+  std::string waitFor(const std::string& line) { return framework.events().waitFor(line); }
+
+  /// Waits until a configuration of one publisher is published.
+  void publish(const std::string& id, const Configuration& configuration, const std::string& origin) {
+    framework.update(id, configuration);
+    ASSERT_NE(waitFor("published " + origin), "");
+  }
+
+  RunningFramework framework;
+};
+
+TEST_F(APublisher, ReportsItsEndpointAndThenItsServices) {
+  const auto address = freeAddress();
+  publish("weather", Configuration(1).publisher("station").bind(address).service("t", "weather.Temperature"),
+          "station#1");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("bound station#1 " + address, "published station#1"));
+}
+
+TEST_F(APublisher, IsPublishedAtOnceWithoutEndpointsAndServices) {
+  publish("weather", Configuration(1).publisher("station"), "station#1");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("published station#1"));
+}
+
+TEST_F(APublisher, TalksToAnotherOne) {
+  const auto address = freeAddress();
+  framework.update("server", Configuration(1).publisher("station").bind(address));
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  EXPECT_NE(waitFor("bound station#1 " + address), "");
+  EXPECT_NE(waitFor("connected display#1 " + address), "");
+}
+
+TEST_F(APublisher, ConnectsToAPeerThatComesLater) {
+  const auto address = freeAddress();
+  publish("client", Configuration(1).publisher("display").connect(address), "display#1");
+  EXPECT_THAT(framework.events().linesWith("connected"), IsEmpty());
+  framework.update("server", Configuration(1).publisher("station").bind(address));
+  EXPECT_NE(waitFor("connected display#1 " + address), "");
+}
+
+TEST_F(APublisher, PublishesWhateverItsConnectionsDo) {
+  framework.update("client", Configuration(1)
+                                 .publisher("display")
+                                 .connect("tcp://no-such-host.invalid:5555")
+                                 .connect(freeAddress())
+                                 .service("t", "weather.Temperature"));
+  EXPECT_NE(waitFor("published display#1"), "");
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(APublisher, FailsWhenThePortIsTaken) {
+  const TakenPort taken;
+  framework.update("weather", Configuration(1).publisher("station").bind(taken.address()));
+  EXPECT_THAT(waitFor("error station#1"),
+              AllOf(HasSubstr("'station'"), HasSubstr("'" + taken.address() + "'"), HasSubstr("in use")));
+}
+
+TEST_F(APublisher, CannotBindForGoodToAnAddressThatIsNotOfThisMachine) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://192.0.2.1:5555"));
+  EXPECT_THAT(waitFor("error station#1"), HasSubstr("tcp://192.0.2.1:5555"));
+}
+
+TEST_F(APublisher, FailsForAMalformedEndpoint) {
+  for (const auto* endpoint : {"nonsense", "tcp://", "://x", "", "tcp://127.0.0.1", "tcp://127.0.0.1:seventy"}) {
+    const std::string id = std::string("station of ") + endpoint;
+    framework.update(id, Configuration(1).publisher(id).bind(endpoint));
+    EXPECT_THAT(waitFor("error " + id + "#1"), HasSubstr("'" + std::string(endpoint) + "'"));
+  }
+}
+
+TEST_F(APublisher, FailsForAMalformedEndpointToConnectTo) {
+  framework.update("weather", Configuration(1).publisher("display").connect("tcp:/127.0.0.1:1"));
+  EXPECT_THAT(waitFor("error display#1"), AllOf(HasSubstr("malformed"), HasSubstr("'tcp:/127.0.0.1:1'")));
+}
+
+TEST_F(APublisher, FailsForASchemeThatIsNotSupported) {
+  framework.update("weather", Configuration(1).publisher("station").bind("udp://127.0.0.1:5555"));
+  EXPECT_THAT(waitFor("error station#1"), AllOf(HasSubstr("'udp'"), HasSubstr("expected tcp, ipc or inproc")));
+}
+
+TEST_F(APublisher, FailsForAnEndpointThatIsNoText) {
+  framework.update("a", Configuration(1).publisher("number").bind(Any(42)));
+  framework.update("b", Configuration(1).publisher("empty").connect(Any()));
+  framework.update("c", Configuration(1).publisher("list").bind(Any(std::vector<Any>{Any()})));
+  EXPECT_THAT(waitFor("error number#1"), AllOf(HasSubstr("endpointsToBindTo[0], '42'"), HasSubstr("no text")));
+  EXPECT_THAT(waitFor("error empty#1"), HasSubstr("endpointsToConnectTo[0], an empty value"));
+  EXPECT_THAT(waitFor("error list#1"), HasSubstr("endpointsToBindTo[0], a value without a text form"));
+}
+
+TEST_F(APublisher, FailsForAnInterfaceThatNobodyOffers) {
+  framework.update("weather", Configuration(1).publisher("station").service("w", "weather.Wind"));
+  EXPECT_THAT(waitFor("error station#1"), AllOf(HasSubstr("'station'"), HasSubstr("'weather.Wind'")));
+}
+
+TEST_F(APublisher, FailsForABadFilter) {
+  framework.update("a", Configuration(1).publisher("importer").importFilter("(broken"));
+  framework.update("b", Configuration(1).publisher("exporter").exportFilter("(a=b)x"));
+  EXPECT_THAT(waitFor("error importer#1"), HasSubstr("importFilter '(broken'"));
+  EXPECT_THAT(waitFor("error exporter#1"), HasSubstr("exportFilter '(a=b)x'"));
+}
+
+TEST_F(APublisher, FailsForAMappingToAnInterfaceThatIsNotThere) {
+  framework.update("weather", Configuration(1).publisher("station").mapping("ghost"));
+  EXPECT_THAT(waitFor("error station#1"), AllOf(HasSubstr("'station'"), HasSubstr("'ghost'")));
+}
+
+TEST_F(APublisher, ReportsOneErrorForEachRevision) {
+  const TakenPort taken;
+  const auto broken = [&](int count) {
+    return Configuration(count)
+        .publisher("station")
+        .bind("nonsense")
+        .bind(taken.address())
+        .service("w", "weather.Wind");
+  };
+  framework.update("weather", broken(1));
+  EXPECT_NE(waitFor("error station#1"), "");
+  framework.update("weather", broken(2));
+  EXPECT_NE(waitFor("error station#2"), "");
+  framework.remove("weather");
+  EXPECT_NE(waitFor("unpublished station#2"), "");
+  EXPECT_EQ(framework.events().linesWith("error").size(), 2u);
+  EXPECT_THAT(framework.events().linesWith("published"), IsEmpty());
+}
+
+TEST_F(APublisher, RecoversWithARevisionThatIsRight) {
+  framework.update("weather", Configuration(1).publisher("station").bind("nonsense"));
+  EXPECT_NE(waitFor("error station#1"), "");
+  const auto address = freeAddress();
+  publish("weather", Configuration(2).publisher("station").bind(address), "station#2");
+  EXPECT_NE(waitFor("bound station#2 " + address), "");
+}
+
+TEST_F(APublisher, LeavesOthersAloneWhenItFails) {
+  const auto address = freeAddress();
+  framework.update("weather", Configuration(1)
+                                  .publisher("bad")
+                                  .bind("nonsense")
+                                  .publisher("good")
+                                  .bind(address)
+                                  .service("t", "weather.Temperature"));
+  EXPECT_NE(waitFor("error bad#1"), "");
+  EXPECT_NE(waitFor("published good#1"), "");
+  EXPECT_THAT(framework.events().linesWith("error good"), IsEmpty());
+}
+
+TEST_F(APublisher, ReportsTheEndpointsThatARevisionKeepsAnew) {
+  const auto address = freeAddress();
+  publish("server", Configuration(1).publisher("station").bind(address), "station#1");
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  ASSERT_NE(waitFor("connected display#1"), "");
+  publish("server", Configuration(2).publisher("station").bind(address), "station#2");
+  publish("client", Configuration(2).publisher("display").connect(address), "display#2");
+  EXPECT_NE(waitFor("stillBound station#2 " + address), "");
+  EXPECT_NE(waitFor("stillConnected display#2 " + address), "");
+}
+
+TEST_F(APublisher, ReportsNewEndpointsOfARevisionAsNew) {
+  const auto kept = freeAddress();
+  const auto added = freeAddress();
+  publish("weather", Configuration(1).publisher("station").bind(kept), "station#1");
+  publish("weather", Configuration(2).publisher("station").bind(kept).bind(added), "station#2");
+  EXPECT_THAT(framework.events().linesWith("bound"),
+              ElementsAre("bound station#1 " + kept, "bound station#2 " + added));
+  EXPECT_THAT(framework.events().linesWith("stillBound"), ElementsAre("stillBound station#2 " + kept));
+}
+
+TEST_F(APublisher, FreesTheEndpointsThatARevisionDrops) {
+  const auto dropped = freeAddress();
+  publish("weather", Configuration(1).publisher("station").bind(dropped), "station#1");
+  publish("weather", Configuration(2).publisher("station"), "station#2");
+  publish("weather", Configuration(3).publisher("station").bind(dropped), "station#3");
+  EXPECT_NE(waitFor("bound station#3 " + dropped), "");
+}
+
+TEST_F(APublisher, HandsAnEndpointToAnotherOneInOneRevision) {
+  const auto address = freeAddress();
+  for (int count = 1; count < 10; count += 2) {
+    const auto first = std::to_string(count);
+    const auto second = std::to_string(count + 1);
+    framework.update("weather", Configuration(count).publisher("a").bind(address).publisher("b"));
+    ASSERT_NE(waitFor("bound a#" + first), "");
+    framework.update("weather", Configuration(count + 1).publisher("a").publisher("b").bind(address));
+    ASSERT_NE(waitFor("bound b#" + second), "");
+  }
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(APublisher, IsUnpublishedWhenItsConfigurationIsRemoved) {
+  publish("weather", Configuration(3).publisher("station").bind(freeAddress()), "station#3");
+  framework.remove("weather");
+  EXPECT_NE(waitFor("unpublished station#3"), "");
+}
+
+TEST_F(APublisher, GivesItsAddressFreeBeforeItSaysSo) {
+  const auto address = freeAddress();
+  for (int round = 1; round <= 10; ++round) {
+    const auto id = "station" + std::to_string(round);
+    publish(id, Configuration(1).publisher(id).bind(address), id + "#1");
+    framework.remove(id);
+    ASSERT_NE(waitFor("unpublished " + id + "#1"), "");
+  }
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(APublisher, CanBeMadeAnewOnceItIsUnpublished) {
+  const auto address = freeAddress();
+  for (std::size_t round = 1; round <= 5; ++round) {
+    framework.update("weather", Configuration(1).publisher("station").bind(address));
+    ASSERT_TRUE(framework.events().waitFor("published station#1", round));
+    framework.remove("weather");
+    ASSERT_TRUE(framework.events().waitFor("unpublished station#1", round));
+  }
+}
+
+TEST_F(APublisher, IsUnpublishedWhenARevisionLeavesItOut) {
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()).publisher("other"));
+  ASSERT_NE(waitFor("published station#1"), "");
+  framework.update("weather", Configuration(2).publisher("other"));
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  EXPECT_NE(waitFor("published other#2"), "");
+}
+
+TEST_F(APublisher, MayHaveItsIDInTwoConfigurations) {
+  const auto first = freeAddress();
+  const auto second = freeAddress();
+  framework.update("a", Configuration(1).publisher("station").bind(first));
+  framework.update("b", Configuration(5).publisher("station").bind(second));
+  ASSERT_NE(waitFor("published station#1"), "");
+  ASSERT_NE(waitFor("published station#5"), "");
+  framework.remove("b");
+  ASSERT_NE(waitFor("unpublished station#5"), "");
+  framework.update("a", Configuration(2).publisher("station").bind(first));
+  EXPECT_NE(waitFor("stillBound station#2 " + first), "");
+}
+
+TEST_F(APublisher, UsesLocalSockets) {
+  std::string folder = (std::filesystem::temp_directory_path() / "spf-ipc-XXXXXX").native();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const auto address = "ipc://" + folder + "/station";
+  publish("server", Configuration(1).publisher("station").bind(address), "station#1");
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  EXPECT_NE(waitFor("connected display#1"), "");
+  framework.update("thief", Configuration(1).publisher("thief").bind(address));
+  EXPECT_THAT(waitFor("error thief#1"), HasSubstr("in use"));
+  framework.remove("server");
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  std::filesystem::remove_all(folder);
+}
+
+TEST_F(APublisher, UsesSocketsInsideTheProcess) {
+  publish("server", Configuration(1).publisher("station").bind("inproc://station"), "station#1");
+  framework.update("client", Configuration(1).publisher("display").connect("inproc://station"));
+  EXPECT_NE(waitFor("connected display#1 inproc://station"), "");
+  framework.remove("server");
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  publish("next", Configuration(1).publisher("next").bind("inproc://station"), "next#1");
+}
+
+TEST_F(APublisher, UnbindsAWildcardAddress) {
+  publish("weather", Configuration(1).publisher("station").bind("tcp://127.0.0.1:*"), "station#1");
+  EXPECT_NE(waitFor("bound station#1 tcp://127.0.0.1:*"), "");
+  framework.remove("weather");
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+}
+
+TEST_F(APublisher, TreatsAnEndpointThatIsConfiguredTwiceAsOne) {
+  const auto address = freeAddress();
+  publish("weather", Configuration(1).publisher("station").bind(address).bind(address), "station#1");
+  EXPECT_EQ(framework.events().linesWith("bound").size(), 1u);
+}
+
+TEST(ALegacyPublisher, ResolvesDiscoveryNames) {
+  const auto address = freeAddress();
+  RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", address}}));
+  framework.update("server", Configuration(1).publisher("server", legacy).bind("station"));
+  framework.update("client", Configuration(1).publisher("client", legacy).connect("station"));
+  EXPECT_EQ(framework.events().waitFor("bound server#1"), "bound server#1 station");
+  EXPECT_EQ(framework.events().waitFor("connected client#1"), "connected client#1 station");
+}
+
+TEST(ALegacyPublisher, WaitsForAnUnknownNameWithoutAnError) {
+  RunningFramework framework;
+  framework.update("client", Configuration(2).publisher("client", legacy).connect("nobody"));
+  EXPECT_NE(framework.events().waitFor("published client#2"), "");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("published client#2"));
+}
+
+TEST(AnRpcPublisher, TakesADiscoveryName) {
+  const auto address = freeAddress();
+  RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", address}}));
+  framework.update("server", Configuration(1).publisher("server").bind("station"));
+  framework.update("client", Configuration(1).publisher("client").connect(address));
+  EXPECT_NE(framework.events().waitFor("bound server#1 station"), "");
+  EXPECT_NE(framework.events().waitFor("connected client#1"), "");
+}
+
+TEST(AnRpcPublisher, NamesAddressAndDiscoveryNameWhenItCannotBind) {
+  const TakenPort taken;
+  RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", taken.address()}}));
+  framework.update("server", Configuration(1).publisher("server").bind("station"));
+  EXPECT_THAT(framework.events().waitFor("error server#1"), AllOf(HasSubstr(taken.address()), HasSubstr("'station'")));
+}
+
+}  // namespace

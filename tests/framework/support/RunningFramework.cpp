@@ -1,0 +1,103 @@
+#include "RunningFramework.hpp"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/LDAPFilter.h>
+#include <atomic>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <stdexcept>
+
+namespace frameworktest {
+
+using agent::host::services::getFramework;
+using agent::host::services::HostOptions;
+using agent::host::services::installAndStart;
+using agent::spf::frameworklistener::FrameworkListener;
+using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+
+namespace {
+
+constexpr auto factoryPID = "zk.spf.framework";
+constexpr int firstPort = 20000;
+
+HostOptions optionsWith(const AnyMap& discoveryTable) {
+  HostOptions options;
+  options.permissionCheck = false;  // the build tree is whoever's
+  options.frameworkProperties["spf.discovery"] = discoveryTable;
+  return options;
+}
+
+agent::host::filesystem::path directory(const wchar_t* name) {
+  agent::host::filesystem::path path;
+  return path.append(L"bin").append(L"win64").append(L"spf").append(name);
+}
+
+/// The loopback network has an address for every process: ports cannot collide then, whatever runs
+/// at the same time.
+std::string hostOfThisProcess() {
+  const auto pid = static_cast<unsigned int>(getpid());
+  return "127." + std::to_string(1 + ((pid >> 14) & 0x7f)) + "." + std::to_string((pid >> 7) & 0x7f) + "." +
+         std::to_string(1 + (pid & 0x7f));
+}
+
+}  // namespace
+
+RunningFramework::RunningFramework(const AnyMap& discoveryTable) : host_(optionsWith(discoveryTable)) {
+  for (const auto* name : {L"serialisationproviders", L"externalprocessdiscovery", L"providers", L"framework",
+                           L"servicepublishers", L"clients"}) {
+    installAndStart(directory(name));
+  }
+  installAndStart(directory(L"serviceproviders"), cppmicroservices::LDAPFilter("(bundle.activator=false)"));
+  registration_ = context().RegisterService<FrameworkListener>(listener_);
+}
+
+RunningFramework::~RunningFramework() {
+  registration_.Unregister();
+}
+
+cppmicroservices::BundleContext RunningFramework::context() {
+  return getFramework()->GetBundleContext();
+}
+
+cppmicroservices::Bundle RunningFramework::bundle(const std::string& name) {
+  for (const auto& bundle : context().GetBundles()) {
+    if (bundle.GetSymbolicName() == name) {
+      return bundle;
+    }
+  }
+  throw std::runtime_error("no bundle " + name);
+}
+
+void RunningFramework::update(const std::string& id, const Configuration& configuration) {
+  service<ConfigurationAdmin>()->GetFactoryConfiguration(factoryPID, id)->Update(configuration.properties());
+}
+
+void RunningFramework::remove(const std::string& id) {
+  service<ConfigurationAdmin>()->GetFactoryConfiguration(factoryPID, id)->Remove();
+}
+
+std::string freeAddress() {
+  static std::atomic<int> next{firstPort};
+  return "tcp://" + hostOfThisProcess() + ":" + std::to_string(next++);
+}
+
+TakenPort::TakenPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  const auto colon = address_.rfind(':');
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_port = htons(static_cast<std::uint16_t>(std::stoi(address_.substr(colon + 1))));
+  inet_pton(AF_INET, hostOfThisProcess().c_str(), &where.sin_addr);
+  if (bind(socket_, reinterpret_cast<const sockaddr*>(&where), sizeof(where)) != 0 || listen(socket_, 1) != 0) {
+    throw std::runtime_error("cannot take " + address_);
+  }
+}
+
+TakenPort::~TakenPort() {
+  close(socket_);
+}
+
+}  // namespace frameworktest

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceRegistration.h>
+
+#include "Configuration.hpp"
+#include "RecordingListener.hpp"
+#include "agent/host/host.hpp"
+
+namespace frameworktest {
+
+/// A host with the bundles of the build tree, and a listener to what they report.
+class RunningFramework {
+ public:
+  explicit RunningFramework(const cppmicroservices::AnyMap& discoveryTable = {});
+  ~RunningFramework();
+
+  RecordingListener& events() { return *listener_; }
+
+  cppmicroservices::BundleContext context();
+
+  /// The bundle of a symbolic name.
+  cppmicroservices::Bundle bundle(const std::string& name);
+
+  /// Writes a configuration of the framework's; does not wait.
+  void update(const std::string& id, const Configuration& configuration);
+
+  /// Removes a configuration; does not wait.
+  void remove(const std::string& id);
+
+  template <class Service>
+  std::shared_ptr<Service> service() {
+    const auto reference = context().GetServiceReference<Service>();
+    return reference ? context().GetService(reference) : nullptr;
+  }
+
+ private:
+  const agent::host::services::Host host_;
+  const std::shared_ptr<RecordingListener> listener_ = std::make_shared<RecordingListener>();
+  cppmicroservices::ServiceRegistration<agent::spf::frameworklistener::FrameworkListener> registration_;
+};
+
+/// A TCP address on the loopback network that no other test uses at the same time.
+std::string freeAddress();
+
+/// Holds a TCP port of the loopback network as another process would.
+class TakenPort {
+ public:
+  TakenPort();
+  ~TakenPort();
+  TakenPort(const TakenPort&) = delete;
+  TakenPort& operator=(const TakenPort&) = delete;
+
+  const std::string& address() const { return address_; }
+
+ private:
+  const std::string address_ = freeAddress();
+  int socket_;
+};
+
+}  // namespace frameworktest
