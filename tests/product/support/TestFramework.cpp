@@ -8,6 +8,9 @@
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
+#include <cppmicroservices/ServiceEvent.h>
+
+#include "spf/test/Gate.hpp"
 
 namespace spf::test {
 
@@ -94,6 +97,19 @@ std::vector<std::string> TestFramework::configurationIDs() {
 
 std::size_t TestFramework::listeners() {
   return context().GetServiceReferences<listener::FrameworkListener>().size();
+}
+
+bool TestFramework::waitForAListener() {
+  Gate registered;
+  auto bundleContext = context();
+  auto token = bundleContext.AddServiceListener([&](const cppmicroservices::ServiceEvent& event) {
+    if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+      registered.open();
+    }
+  });
+  const bool present = listeners() > 0 || registered.wait();
+  bundleContext.RemoveListener(std::move(token));
+  return present && listeners() > 0;
 }
 
 void TestFramework::deliver(const std::shared_ptr<const listener::FrameworkEvent>& event) {

@@ -53,6 +53,9 @@ class TestFramework {
   /// How many listeners are registered with the framework now.
   std::size_t listeners();
 
+  /// Waits until at least one is. \return false if none is for as long as the tests' patience lasts
+  [[nodiscard]] bool waitForAListener();
+
   /// Hands an event to every registered listener, on the calling thread.
   template <class Event>
   void send(Event event) {

@@ -1,0 +1,149 @@
+#include <thread>
+
+#include "spf/test/Gate.hpp"
+#include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
+#include "support/configurations.hpp"
+#include "support/endpoints.hpp"
+
+namespace spf::test {
+
+using std::chrono::milliseconds;
+using Texts = std::vector<std::string>;
+
+class DiagnosticLogging : public testing::Test {
+ protected:
+  // Everything that can be logged, in one go.
+  void logEverything() {
+    admin_->onCall(nullptr);
+    auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {text("c")}, {text("b")})).build();
+    framework_.sendBound("p", 1, text("b"));
+    framework_.sendConnected("p", 1, text("c"));
+    framework_.sendPublished("p", 1);
+    admin_->onCall([](const std::string& call) {
+      if (call.rfind("Remove", 0) == 0) {
+        throw std::runtime_error("refused");
+      }
+    });
+    static_cast<void>(sut.waitForAllServicesToBeUnpublished(milliseconds(0), "p"));
+  }
+
+  TestFramework framework_;
+  std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
+};
+
+const Texts progressMessages = {"ConfigTracker completeEndpointBind b", "ConfigTracker completeEndpointConnect c",
+                                "ConfigTracker completeAllServicesPublished",
+                                "About to remove spf configuration for x"};
+const char swallowedMessage[] = "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw.";
+
+TEST_F(DiagnosticLogging, WithBitTwoClearAndBitNineSetWritesOnlyThatAnExceptionWasSwallowed) {
+  RecordedLog log(512);
+  logEverything();
+  EXPECT_EQ(log.messages(), Texts{swallowedMessage});
+}
+
+TEST_F(DiagnosticLogging, WithBitTwoSetWritesOneRecordWithLevelChannelAndIDWhenAConfigurationIsRemoved) {
+  RecordedLog log(4);
+  SPFConfigurationBuilder("X").build().reset();
+  EXPECT_EQ(log.records(), std::vector<LogRecord>{progress("About to remove spf configuration for X")});
+}
+
+TEST_F(DiagnosticLogging, WithTheCoreDisabledWritesNothingAndTurnsNoEndpointIntoText) {
+  RecordedLog log(4 | 512);
+  RecordedLog::setCoreEnabled(false);
+  int conversions = 0;
+  const Any endpoint(ObservedEndpoint{"b", [] {}, [&] { ++conversions; }});
+  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {endpoint})).build();
+  framework_.sendBound("p", 1, endpoint);
+  EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
+  logEverything();
+  EXPECT_EQ(conversions, 0);
+  EXPECT_TRUE(log.records().empty());
+}
+
+TEST_F(DiagnosticLogging, WithItsLevelOffTurnsNoEndpointIntoText) {
+  RecordedLog log(~4u);
+  int conversions = 0;
+  const Any endpoint(ObservedEndpoint{"b", [] {}, [&] { ++conversions; }});
+  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {endpoint}, {endpoint})).build();
+  framework_.sendBound("p", 1, endpoint);
+  framework_.sendConnected("p", 1, endpoint);
+  EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
+  EXPECT_EQ(conversions, 0);
+}
+
+TEST_F(DiagnosticLogging, ByManyThreadsForTheFirstTimeMakesOneLoggerAndLosesNothing) {
+  // Each test is a process of its own, so this is the first time.
+  RecordedLog log(4);
+  constexpr int threads = 16;
+  SPFConfigurationBuilder builder("x");
+  for (int i = 0; i < threads; ++i) {
+    builder.addServicePublisher(publisher("p" + std::to_string(i), {}, {Any(i)}));
+  }
+  const auto sut = builder.build();
+  Gate start;
+  std::vector<std::thread> senders;
+  for (int i = 0; i < threads; ++i) {
+    senders.emplace_back([&, i] {
+      ASSERT_TRUE(start.wait());
+      framework_.sendBound("p" + std::to_string(i), 1, Any(i));
+    });
+  }
+  start.open();
+  for (auto& sender : senders) {
+    sender.join();
+  }
+  const auto records = log.records();
+  EXPECT_EQ(records.size(), static_cast<std::size_t>(threads));
+  for (int i = 0; i < threads; ++i) {
+    EXPECT_EQ(
+        std::count(records.begin(), records.end(), progress("ConfigTracker completeEndpointBind " + std::to_string(i))),
+        1);
+  }
+}
+
+TEST_F(DiagnosticLogging, WritesNothingAtAllWhileNoLevelIsEnabled) {
+  RecordedLog log(0);
+  logEverything();
+  EXPECT_TRUE(log.records().empty());
+}
+
+TEST_F(DiagnosticLogging, WithBothLevelsWritesAllFiveMessages) {
+  RecordedLog log(4 | 512);
+  logEverything();
+  auto expected = progressMessages;
+  expected.emplace_back(swallowedMessage);
+  EXPECT_EQ(log.messages(), expected);
+}
+
+TEST_F(DiagnosticLogging, ReadsTheMaskAfreshForEveryMessage) {
+  RecordedLog first(0);
+  SPFConfigurationBuilder("a").build().reset();
+  RecordedLog second(4);
+  SPFConfigurationBuilder("b").build().reset();
+  EXPECT_EQ(first.messages(), Texts{"About to remove spf configuration for b"});
+}
+
+TEST_F(DiagnosticLogging, LetsOutWhatASinkThrowsToTheSenderOfTheEvent) {
+  RecordedLog log(4);
+  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {text("b")})).build();
+  log.onRecord([](const LogRecord&) { throw std::runtime_error("disk full"); });
+  EXPECT_EQ(messageOf([&] { framework_.sendBound("p", 1, text("b")); }), "disk full");
+  log.onRecord(nullptr);
+  EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
+  framework_.sendPublished("p", 1);
+  EXPECT_TRUE(sut.waitForAllServices(milliseconds(0), "p"));
+}
+
+TEST_F(DiagnosticLogging, WritesRecordsWhileAnExceptionIsAlreadyOnItsWay) {
+  RecordedLog log(4);
+  try {
+    const auto sut = SPFConfigurationBuilder("unwound").build();
+    throw std::runtime_error("on its way");
+  } catch (const std::runtime_error&) {
+  }
+  EXPECT_EQ(log.messages(), Texts{"About to remove spf configuration for unwound"});
+}
+
+}  // namespace spf::test

@@ -1,0 +1,230 @@
+#include <future>
+
+#include "spf/test/Gate.hpp"
+#include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
+#include "support/configurations.hpp"
+
+namespace spf::test {
+
+using std::chrono::milliseconds;
+using Texts = std::vector<std::string>;
+
+constexpr milliseconds noWait{0};
+const LogRecord swallowed{512, "agent::spf::frameworksetup",
+                          "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw."};
+
+class Removing : public testing::Test {
+ protected:
+  FrameworkWithConfigurationAdmin framework_;
+  SPFConfiguration sut = SPFConfigurationBuilder("removed").addServicePublisher(publisher("p")).build();
+  RecordedLog log_{4 | 512};
+};
+
+TEST_F(Removing, ByResetWritesOneRecordDeletesTheConfigurationAndEmptiesTheHandleWithoutWaiting) {
+  sut.reset();
+  EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for removed")});
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_TRUE(sut.empty());
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(Removing, WaitsToItsTimeOutWhenConfigurationAdminHasGoneAwayAndLogsNothing) {
+  framework_.stopConfigurationAdmin();
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(milliseconds(5), "p"));
+  EXPECT_TRUE(log_.records().empty());
+  EXPECT_EQ(sut.getConfigurationID(), "");
+}
+
+TEST_F(Removing, StillHearsOfTheUnpublishingWhenConfigurationAdminHasGoneAway) {
+  framework_.stopConfigurationAdmin();
+  auto waiter = std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(waiter.get());
+}
+
+TEST_F(Removing, MakesNoFurtherCallIntoConfigurationAdminWhenTheHandleIsDestroyedAfterwards) {
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  framework_.stopConfigurationAdmin();
+  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
+  sut.reset();
+  EXPECT_TRUE(admin->calls().empty());
+}
+
+TEST_F(Removing, AfterModifyDeletesNothingButStillWaitsForTheUnpublishEvent) {
+  const auto builder = sut.modify();
+  auto waiter = std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(waiter.get());
+  EXPECT_EQ(framework_.configurationIDs(), Texts{"removed"});
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(Removing, DeletesTheConfigurationClearsItsIDAndKeepsTheHandle) {
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_EQ(sut.getConfigurationID(), "");
+  EXPECT_FALSE(sut.empty());
+  EXPECT_EQ(idsOf(sut.getServicePublisherConfigurations()), Texts{"p"});
+  EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for removed")});
+}
+
+TEST_F(Removing, UnregistersTheListenerAfterATimeOutToo) {
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(Removing, RegistersTheListenerAgainThatCompletionUnregistered) {
+  framework_.sendPublished("p", 1);
+  ASSERT_EQ(framework_.listeners(), 0u);
+  auto waiter = std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  ASSERT_TRUE(framework_.waitForAListener());
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(waiter.get());
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(Removing, TwiceFindsAPublisherUnpublishedAtOnce) {
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(log_.records().size(), 1u);
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(Removing, TwiceStillHearsOfTheUnpublishingTheSecondTime) {
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  auto waiter = std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  ASSERT_TRUE(framework_.waitForAListener());
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(waiter.get());
+}
+
+TEST_F(Removing, ThrowsAnErrorThatWasStoredBeforeAndHasWithdrawnByThenButStaysRegistered) {
+  framework_.sendError("p", 1, makeError<std::runtime_error>("port taken"));
+  EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(patience, "p")); }), "port taken");
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_EQ(sut.getConfigurationID(), "");
+  EXPECT_EQ(framework_.listeners(), 1u);
+  sut.reset();
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(Removing, ThrowsOutOfRangeForAnUnknownPublisherAndHasWithdrawnByThen) {
+  EXPECT_THROW(static_cast<void>(sut.waitForAllServicesToBeUnpublished(patience, "q")), std::out_of_range);
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_EQ(sut.getConfigurationID(), "");
+  EXPECT_EQ(framework_.listeners(), 1u);
+}
+
+TEST_F(Removing, ByResetDoesNothingOnAnEmptyHandle) {
+  SPFConfiguration empty;
+  EXPECT_NO_THROW(empty.reset());
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(Removing, InAStoppedFrameworkLogsItsOneMessageAndReturnsFalse) {
+  framework_.stop();
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(log_.records(), std::vector<LogRecord>{swallowed});
+  EXPECT_EQ(sut.getConfigurationID(), "");
+}
+
+TEST_F(Removing, InAStoppedFrameworkLetsOutThatTheListenerCannotBeRegisteredAgain) {
+  framework_.sendPublished("p", 1);
+  framework_.stop();
+  EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(noWait, "p")); }),
+            "The bundle context is no longer valid");
+  EXPECT_EQ(sut.getConfigurationID(), "removed");
+}
+
+TEST_F(Removing, InAStoppedFrameworkIsSilentWhenTheHandleIsDestroyed) {
+  framework_.stop();
+  sut.reset();
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(Removing, WithoutAFrameworkSaysThatThereIsNoneWhenTheListenerHasToBeRegisteredAgain) {
+  framework_.sendPublished("p", 1);
+  framework_.host().setFramework(nullptr);
+  EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(noWait, "p")); }),
+            "Cannot listen for the framework's events: the process has no framework");
+}
+
+class RemovingThroughADouble : public testing::Test {
+ protected:
+  TestFramework framework_;
+  std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
+  SPFConfiguration sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
+  RecordedLog log_{4 | 512};
+};
+
+TEST_F(RemovingThroughADouble, WritesOneRecordAtTheHigherLevelWhenRemoveThrowsThenWaits) {
+  for (const auto* operation : {"Remove", "GetFactoryConfiguration"}) {
+    admin_->onCall([&](const std::string& call) {
+      if (call.rfind(operation, 0) == 0) {
+        framework_.sendUnpublished("p", 9);
+        throw std::runtime_error("refused");
+      }
+    });
+    EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+    ASSERT_FALSE(log_.records().empty());
+    EXPECT_EQ(log_.records().back(), swallowed);
+    EXPECT_EQ(sut.getConfigurationID(), "");
+    admin_->onCall(nullptr);
+    sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
+  }
+}
+
+TEST_F(RemovingThroughADouble, SwallowsAndLogsWhatIsNoStandardExceptionToo) {
+  admin_->onCall([](const std::string&) { throw 42; });
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(log_.records().back(), swallowed);
+}
+
+TEST_F(RemovingThroughADouble, LogsNothingOfItWhenResetSwallows) {
+  admin_->onCall([](const std::string&) { throw std::runtime_error("refused"); });
+  sut.reset();
+  EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for x")});
+  EXPECT_TRUE(sut.empty());
+}
+
+TEST_F(RemovingThroughADouble, RequestsTheDeletionWhenTheListenerIsReadyForTheAnswer) {
+  framework_.sendPublished("p", 1);
+  std::size_t listenersAtRemove = 0;
+  admin_->onCall([&](const std::string& call) {
+    if (call.rfind("Remove", 0) == 0) {
+      listenersAtRemove = framework_.listeners();
+      framework_.sendPublished("p", 1);
+      framework_.sendUnpublished("p", 1);
+    }
+  });
+  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(listenersAtRemove, 1u);
+}
+
+TEST_F(RemovingThroughADouble, LeavesTheListenerRegisteredWhenACompletionComesDuringTheRemoval) {
+  Gate removed;
+  admin_->onCall([&](const std::string& call) {
+    if (call.rfind("Remove", 0) == 0) {
+      removed.open();
+    }
+  });
+  auto waiter = std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  ASSERT_TRUE(removed.wait());
+  framework_.sendPublished("p", 1);
+  EXPECT_EQ(framework_.listeners(), 1u);
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(waiter.get());
+}
+
+TEST(RemovingWithoutConfigurationAdmin, ReturnsFalseAndChangesNothing) {
+  TestFramework framework;
+  auto sut = SPFConfigurationBuilder("nowhere").addServicePublisher(publisher("p")).build();
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(patience, "p"));
+  EXPECT_FALSE(sut.empty());
+  EXPECT_EQ(framework.listeners(), 0u);
+}
+
+}  // namespace spf::test

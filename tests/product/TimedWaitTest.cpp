@@ -1,0 +1,127 @@
+#include <future>
+#include <limits>
+#include <thread>
+
+#include "spf/test/Gate.hpp"
+#include "support/TestFramework.hpp"
+#include "support/configurations.hpp"
+#include "tracking/ConfigTracker.hpp"
+
+namespace spf::test {
+
+using agent::spf::frameworksetup::ConfigTracker;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr auto maximum = milliseconds::max();
+constexpr auto minimum = milliseconds::min();
+
+struct Wait {
+  const char* name;
+  bool (ConfigTracker::*wait)(const milliseconds&);
+  void (*fulfil)(ConfigTracker&);
+};
+
+std::ostream& operator<<(std::ostream& stream, const Wait& wait) {
+  return stream << wait.name;
+}
+
+const Wait waits[] = {
+    {"Endpoints", &ConfigTracker::waitForAllEndpoints, [](ConfigTracker& sut) { sut.completeEndpointBind(text("b")); }},
+    {"Services", &ConfigTracker::waitForAllServices, [](ConfigTracker& sut) { sut.completeAllServicesPublished(); }},
+    {"Unpublishing", &ConfigTracker::waitForAllServicesToBeUnpublished,
+     [](ConfigTracker& sut) { sut.completeAllServicesUnpublished(); }}};
+
+class ATimedWait : public testing::TestWithParam<Wait> {
+ protected:
+  bool wait(const milliseconds& timeout) { return (sut_.*GetParam().wait)(timeout); }
+  void fulfil() { GetParam().fulfil(sut_); }
+
+  ConfigTracker sut_{{text("b")}, {}, true};
+};
+
+INSTANTIATE_TEST_SUITE_P(For, ATimedWait, testing::ValuesIn(waits),
+                         [](const auto& wait) { return std::string(wait.param.name); });
+
+TEST_P(ATimedWait, LooksOnceWhenTheTimeOutIsZeroOrNegative) {
+  for (const auto timeout : {milliseconds(0), milliseconds(-1), minimum}) {
+    EXPECT_FALSE(wait(timeout)) << timeout.count();
+  }
+  fulfil();
+  for (const auto timeout : {milliseconds(0), milliseconds(-1), minimum}) {
+    EXPECT_TRUE(wait(timeout)) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, ReturnsAtOnceForAnyTimeOutWhenTheConditionHolds) {
+  fulfil();
+  for (const auto timeout : {milliseconds(1), milliseconds(1000), maximum}) {
+    EXPECT_TRUE(wait(timeout)) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, LastsAtLeastAsLongAsItsTimeOutWhenTheConditionNeverHolds) {
+  const auto start = steady_clock::now();
+  EXPECT_FALSE(wait(milliseconds(20)));
+  EXPECT_GE(steady_clock::now() - start, milliseconds(20));
+}
+
+TEST_P(ATimedWait, WithATimeOutBeyondTheClockLastsUntilTheConditionHolds) {
+  const auto hundredYears = std::chrono::hours(24) * 36525;
+  // About where milliseconds stop to fit into the clock's nanoseconds, with and without the time now.
+  const milliseconds edge(std::numeric_limits<std::int64_t>::max() / 1000000);
+  for (const auto timeout :
+       {milliseconds(hundredYears), edge - milliseconds(1), edge, edge + milliseconds(1), maximum}) {
+    ConfigTracker sut{{text("b")}, {}, true};
+    Gate entered;
+    auto waiter = std::async(std::launch::async, [&] {
+      entered.open();
+      return (sut.*GetParam().wait)(timeout);
+    });
+    ASSERT_TRUE(entered.wait());
+    GetParam().fulfil(sut);
+    EXPECT_TRUE(waiter.get()) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, OfManyThreadsEndsForAllOfThem) {
+  std::vector<std::future<bool>> waiters;
+  Counter entered;
+  for (int i = 0; i < 8; ++i) {
+    waiters.push_back(std::async(std::launch::async, [&] {
+      entered.add();
+      return wait(patience);
+    }));
+  }
+  ASSERT_TRUE(entered.waitFor(8));
+  fulfil();
+  for (auto& waiter : waiters) {
+    EXPECT_TRUE(waiter.get());
+  }
+}
+
+TEST_P(ATimedWait, ThrowsTheErrorThatComesWhileItWaitsAndOnEveryLaterCall) {
+  Gate entered;
+  auto waiter = std::async(std::launch::async, [&] {
+    entered.open();
+    return wait(patience);
+  });
+  ASSERT_TRUE(entered.wait());
+  sut_.setError(makeError<std::runtime_error>("broken"));
+  EXPECT_EQ(messageOf([&] { waiter.get(); }), "broken");
+  EXPECT_EQ(messageOf([&] { wait(milliseconds(0)); }), "broken");
+  EXPECT_EQ(messageOf([&] { wait(maximum); }), "broken");
+}
+
+TEST_P(ATimedWait, ThrowsTheErrorEvenIfTheConditionHoldsAsWell) {
+  sut_.setError(makeError<std::runtime_error>("broken"));
+  fulfil();
+  EXPECT_EQ(messageOf([&] { wait(milliseconds(0)); }), "broken");
+}
+
+TEST_P(ATimedWait, ThrowsWhatIsNoStandardException) {
+  sut_.setError(std::make_exception_ptr(42));
+  EXPECT_THROW(wait(milliseconds(0)), int);
+}
+
+}  // namespace spf::test

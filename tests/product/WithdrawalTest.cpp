@@ -1,0 +1,57 @@
+#include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
+#include "support/configurations.hpp"
+#include "tracking/removeFromConfigurationAdmin.hpp"
+
+namespace spf::test {
+
+using agent::spf::frameworksetup::removeFromConfigurationAdmin;
+using Texts = std::vector<std::string>;
+
+class Withdrawing : public testing::Test {
+ protected:
+  TestFramework framework_;
+  RecordedLog log_{4 | 512};
+};
+
+TEST_F(Withdrawing, TheEmptyIDCallsNobodyAndLogsNothing) {
+  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
+  removeFromConfigurationAdmin("");
+  EXPECT_TRUE(admin->calls().empty());
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(Withdrawing, WithoutConfigurationAdminLogsNothingAndThrowsNothing) {
+  EXPECT_NO_THROW(removeFromConfigurationAdmin("x"));
+  EXPECT_TRUE(log_.records().empty());
+}
+
+TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationOfThatNameWithoutWaiting) {
+  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
+  log_.onRecord([&](const LogRecord&) { EXPECT_TRUE(admin->calls().empty()); });
+  removeFromConfigurationAdmin("x");
+  EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for x")});
+  EXPECT_EQ(admin->calls(), (Texts{"GetFactoryConfiguration zk.spf.framework x", "Remove zk.spf.framework~x"}));
+}
+
+TEST_F(Withdrawing, LetsOutWhatIsThrownOnItsWay) {
+  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
+  for (const auto* operation : {"GetFactoryConfiguration", "Remove"}) {
+    admin->onCall([operation](const std::string& call) {
+      if (call.rfind(operation, 0) == 0) {
+        throw std::runtime_error(operation);
+      }
+    });
+    EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), operation);
+  }
+  admin->onCall(nullptr);
+  log_.onRecord([](const LogRecord&) { throw std::runtime_error("disk full"); });
+  EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), "disk full");
+}
+
+TEST_F(Withdrawing, InAStoppedFrameworkSaysThatTheContextIsNoLongerValid) {
+  framework_.stop();
+  EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), "The bundle context is no longer valid");
+}
+
+}  // namespace spf::test

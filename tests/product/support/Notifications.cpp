@@ -1,0 +1,32 @@
+#include "Notifications.hpp"
+
+#include <dlfcn.h>
+
+#include <condition_variable>
+
+namespace {
+
+thread_local int notifications = 0;
+
+using NotifyAll = void (*)(std::condition_variable*);
+
+NotifyAll original() {
+  static const auto function = reinterpret_cast<NotifyAll>(dlsym(RTLD_NEXT, "_ZNSt18condition_variable10notify_allEv"));
+  return function;
+}
+
+}  // namespace
+
+// Comes before the standard library's own when the program is linked.
+__attribute__((visibility("default"))) void std::condition_variable::notify_all() noexcept {
+  ++notifications;
+  original()(this);
+}
+
+namespace spf::test {
+
+int notificationsFromThisThread() {
+  return notifications;
+}
+
+}  // namespace spf::test

@@ -1,0 +1,57 @@
+#include "Asking.hpp"
+
+#include <exception>
+#include <memory>
+#include <vector>
+
+#include <cppmicroservices/Any.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+
+#include "agent/host/services.hpp"
+#include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using agent::spf::frameworkinterfaces::PeerDirectory;
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+using cppmicroservices::ref_any_cast;
+
+std::shared_ptr<PeerDirectory> peerDirectory() {
+  auto context = agent::host::services::getFramework()->GetBundleContext();
+  const auto references = context.GetServiceReferences<PeerDirectory>();
+  return references.empty() ? nullptr : context.GetService(references.front());
+}
+
+std::string text(const AnyMap& map, const char* key) {
+  return ref_any_cast<std::string>(map.at(key));
+}
+
+std::string describeAnswer(const AnyMap& answer) {
+  std::string services;
+  for (const auto& entry : ref_any_cast<std::vector<Any>>(answer.at("services"))) {
+    const auto& service = ref_any_cast<AnyMap>(entry);
+    services += (services.empty() ? "" : ", ") + text(service, "uniqueID") + " (" + text(service, "name") + ")";
+  }
+  return text(answer, "publisherID") + " publishes " + (services.empty() ? "nothing" : services);
+}
+
+}  // namespace
+
+std::string askPeer(const std::string& publisherID, const std::string& endpoint, std::chrono::milliseconds timeout) {
+  const auto directory = peerDirectory();
+  if (!directory) {
+    return {};
+  }
+  const auto peer = publisherID + ": the peer at " + endpoint;
+  try {
+    return peer + " answers: " + describeAnswer(directory->ask(publisherID, endpoint, timeout));
+  } catch (const std::exception& exception) {
+    return peer + " does not answer: " + exception.what();
+  }
+}
+
+}  // namespace spfctl

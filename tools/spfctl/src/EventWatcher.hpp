@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Changes.hpp"
+#include "agent/spf/frameworklistener/FrameworkListener.hpp"
+
+namespace spfctl {
+
+/// Hears the framework's events for a set of publishers: wakes the working thread with each one, and
+/// remembers which publishers have unpublished their services. The library's own wait follows one
+/// publisher only, and stops listening when it ends.
+///
+/// Events come on any thread; guards itself.
+class EventWatcher : public agent::spf::frameworklistener::FrameworkListener {
+ public:
+  EventWatcher(Changes& changes, const std::vector<std::string>& publisherIDs);
+
+  void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event) override;
+
+  /// The publishers that have not unpublished their services yet.
+  std::vector<std::string> stillPublished() const;
+
+ private:
+  Changes& changes_;
+  mutable std::mutex mutex_;
+
+  // Guarded by `mutex_`.
+  std::set<std::string> published_;
+};
+
+}  // namespace spfctl

@@ -1,0 +1,220 @@
+#include "JsonDocument.hpp"
+
+#include <algorithm>
+#include <iterator>
+
+#include <nlohmann/json.hpp>
+
+namespace spfctl {
+
+namespace {
+
+// Walks the text for the parser and tells how far it has read, which the parser itself does not.
+class Reading {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const char*;
+  using reference = const char&;
+
+  Reading(const char* position, std::size_t* consumed) : position_(position), consumed_(consumed) {}
+
+  reference operator*() const { return *position_; }
+  Reading& operator++() {
+    ++position_;
+    ++*consumed_;
+    return *this;
+  }
+  Reading operator++(int) {
+    auto before = *this;
+    ++*this;
+    return before;
+  }
+  friend bool operator==(const Reading& left, const Reading& right) { return left.position_ == right.position_; }
+  friend bool operator!=(const Reading& left, const Reading& right) { return !(left == right); }
+
+ private:
+  const char* position_;
+  std::size_t* consumed_;
+};
+
+// An offset and what is wrong there.
+struct Problem {
+  std::size_t offset;
+  std::string message;
+};
+
+// The parser's message without its own idea of the place.
+std::string withoutPlace(const std::string& message) {
+  const auto place = message.find("column ");
+  const auto colon = place == std::string::npos ? place : message.find(": ", place);
+  return colon == std::string::npos ? message : message.substr(colon + 2);
+}
+
+// Builds the value from the parser's events. Its functions answer whether to go on.
+class Builder : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  Builder(const std::string& text, const std::size_t& consumed, JsonValue& root)
+      : text_(text), consumed_(consumed), root_(root) {}
+
+  bool null() override { return scalar(JsonValue::Kind::null, wordBegin()); }
+  bool boolean(bool) override { return scalar(JsonValue::Kind::boolean, wordBegin()); }
+  bool number_integer(number_integer_t) override { return scalar(JsonValue::Kind::number, wordBegin()); }
+  bool number_unsigned(number_unsigned_t) override { return scalar(JsonValue::Kind::number, wordBegin()); }
+  bool number_float(number_float_t, const string_t&) override { return scalar(JsonValue::Kind::number, wordBegin()); }
+  bool binary(binary_t&) override { return false; }
+
+  bool string(string_t& value) override {
+    auto& added = add(JsonValue::Kind::string, stringBegin());
+    added.text = std::move(value);
+    return true;
+  }
+
+  bool start_object(std::size_t) override { return open(JsonValue::Kind::object); }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t) override { return open(JsonValue::Kind::array); }
+  bool end_array() override { return close(); }
+
+  bool key(string_t& key) override {
+    auto& members = open_.back()->members;
+    const auto sameKey = [&](const auto& member) { return member.key == key; };
+    if (std::any_of(members.begin(), members.end(), sameKey)) {
+      return fail(stringBegin(), "the key '" + key + "' is given twice");
+    }
+    members.push_back({std::move(key), stringBegin(), {}});
+    return true;
+  }
+
+  bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
+    return fail(position == 0 ? 0 : position - 1, withoutPlace(error.what()));
+  }
+
+  const std::vector<Problem>& problems() const { return problems_; }
+
+ private:
+  bool fail(std::size_t offset, std::string message) {
+    problems_.push_back({offset, std::move(message)});
+    return false;
+  }
+
+  JsonValue& add(JsonValue::Kind kind, std::size_t offset) {
+    auto& place = open_.empty()                                   ? root_
+                  : open_.back()->kind == JsonValue::Kind::object ? open_.back()->members.back().value
+                                                                  : open_.back()->elements.emplace_back();
+    place.kind = kind;
+    place.offset = offset;
+    return place;
+  }
+
+  bool scalar(JsonValue::Kind kind, std::size_t begin) {
+    add(kind, begin).text = text_.substr(begin, wordEnd(begin) - begin);
+    return true;
+  }
+
+  bool open(JsonValue::Kind kind) {
+    const auto offset = consumed_ - 1;
+    if (open_.size() == JsonDocument::deepest) {
+      return fail(offset, "nested deeper than " + std::to_string(JsonDocument::deepest) + " levels");
+    }
+    open_.push_back(&add(kind, offset));
+    return true;
+  }
+
+  bool close() {
+    open_.pop_back();
+    return true;
+  }
+
+  static bool isPartOfWord(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '+' || character == '-' ||
+           character == '.';
+  }
+
+  // Where the number or literal begins that was just read; the parser may be one character further.
+  std::size_t wordBegin() const {
+    auto position = std::min(consumed_, text_.size());
+    if (position > 0 && !isPartOfWord(text_[position - 1])) {
+      --position;
+    }
+    while (position > 0 && isPartOfWord(text_[position - 1])) {
+      --position;
+    }
+    return position;
+  }
+
+  std::size_t wordEnd(std::size_t begin) const {
+    while (begin < text_.size() && isPartOfWord(text_[begin])) {
+      ++begin;
+    }
+    return begin;
+  }
+
+  // Where the string begins whose closing quote was just read: at the nearest quote before it that
+  // no backslash escapes.
+  std::size_t stringBegin() const {
+    auto position = consumed_ - 1;
+    do {
+      position = text_.rfind('"', position - 1);
+    } while (isEscaped(position));
+    return position;
+  }
+
+  bool isEscaped(std::size_t position) const {
+    const auto lastOther = text_.find_last_not_of('\\', position - 1);
+    const auto backslashes = position - 1 - lastOther;
+    return position > 0 && backslashes % 2 == 1;
+  }
+
+  const std::string& text_;
+  const std::size_t& consumed_;
+  JsonValue& root_;
+  std::vector<JsonValue*> open_;
+  std::vector<Problem> problems_;
+};
+
+bool beginsCharacter(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
+}
+
+}  // namespace
+
+const char* nameOf(JsonValue::Kind kind) {
+  switch (kind) {
+    case JsonValue::Kind::null:
+      return "null";
+    case JsonValue::Kind::boolean:
+      return "a boolean";
+    case JsonValue::Kind::number:
+      return "a number";
+    case JsonValue::Kind::string:
+      return "a string";
+    case JsonValue::Kind::array:
+      return "an array";
+    default:
+      return "an object";
+  }
+}
+
+JsonDocument::JsonDocument(std::string name, std::string text) : name_(std::move(name)), text_(std::move(text)) {
+  std::size_t consumed = 0;
+  Builder builder(text_, consumed, root_);
+  const Reading begin(text_.data(), &consumed);
+  const Reading end(text_.data() + text_.size(), &consumed);
+  const bool strict = true;
+  const bool ignoreComments = true;
+  if (!nlohmann::json::sax_parse(begin, end, &builder, nlohmann::json::input_format_t::json, strict, ignoreComments)) {
+    const auto& problem = builder.problems().front();
+    throw error(problem.offset, problem.message);
+  }
+}
+
+FileError JsonDocument::error(std::size_t offset, const std::string& message) const {
+  const auto place = text_.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text_.size()));
+  const auto line = std::count(text_.begin(), place, '\n') + 1;
+  const auto newline = std::find(std::make_reverse_iterator(place), text_.rend(), '\n');
+  const auto column = std::count_if(newline.base(), place, beginsCharacter) + 1;
+  return FileError(name_ + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message);
+}
+
+}  // namespace spfctl

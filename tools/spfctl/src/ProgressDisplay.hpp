@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "PublisherState.hpp"
+
+namespace spfctl {
+
+/// Says what is outstanding, in one line without the publisher's name.
+std::string describe(const PublisherState& state);
+
+/// Shows where the publishers stand: on a terminal one block that is drawn anew with each change,
+/// elsewhere one line per change.
+class ProgressDisplay {
+ public:
+  /// \param columns  width of the terminal; 0 for a stream that is none
+  ProgressDisplay(std::ostream& stream, std::size_t columns);
+
+  void show(const std::vector<PublisherState>& states);
+
+ private:
+  void redraw(const std::vector<std::string>& lines);
+
+  std::ostream& stream_;
+  const std::size_t columns_;
+  std::map<std::string, std::string> shown_;
+  std::size_t drawnLines_ = 0;
+};
+
+}  // namespace spfctl

@@ -1,0 +1,249 @@
+#include "Run.hpp"
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <ostream>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ServiceRegistration.h>
+
+#include "Asking.hpp"
+#include "ConfigurationFile.hpp"
+#include "EventWatcher.hpp"
+#include "ExitCode.hpp"
+#include "JsonDocument.hpp"
+#include "LogOutput.hpp"
+#include "ProgressDisplay.hpp"
+#include "agent/host/host.hpp"
+#include "agent/spf/frameworksetup/setupFramework.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using agent::spf::frameworklistener::FrameworkListener;
+using agent::spf::frameworksetup::SPFConfiguration;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds withdrawalLimit = std::chrono::seconds(10);
+constexpr milliseconds withdrawalLimitWhenInterrupted = std::chrono::seconds(3);
+constexpr milliseconds answerLimit = std::chrono::seconds(2);
+
+// The library learns of an event no later than this after the tool's own listener was told.
+constexpr milliseconds refreshInterval{50};
+
+steady_clock::time_point after(milliseconds timeout) {
+  const auto now = steady_clock::now();
+  const auto longest = std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - now);
+  return timeout < longest ? now + timeout : steady_clock::time_point::max();
+}
+
+std::vector<std::string> endpointTexts(const std::vector<cppmicroservices::Any>& endpoints) {
+  std::vector<std::string> texts;
+  for (const auto& endpoint : endpoints) {
+    try {
+      texts.push_back(endpoint.ToString());
+    } catch (const std::exception&) {
+      texts.emplace_back("(empty)");
+    }
+  }
+  return texts;
+}
+
+PublisherState stateOf(SPFConfiguration& configuration, const std::string& id) {
+  PublisherState state;
+  state.id = id;
+  const auto [toConnect, toBind] = configuration.listOutstandingEndpoints(id);
+  state.toConnect = endpointTexts(toConnect);
+  state.toBind = endpointTexts(toBind);
+  try {
+    state.servicesPublished = configuration.waitForAllServices(milliseconds::zero(), id);
+  } catch (const std::exception& error) {
+    state.error = error.what();
+  }
+  return state;
+}
+
+// One published configuration, from its publication to its withdrawal. The host has to be there.
+class Session {
+ public:
+  Session(const ConfigurationDescription& description, const Signals& signals, Changes& changes, const Output& output)
+      : description_(description),
+        signals_(signals),
+        changes_(changes),
+        output_(output),
+        display_(output.out, output.columns) {
+    for (const auto& publisher : description.servicePublishers) {
+      publisherIDs_.push_back(publisher.uniqueID);
+    }
+    watcher_ = std::make_shared<EventWatcher>(changes, publisherIDs_);
+    registration_ =
+        agent::host::services::getFramework()->GetBundleContext().RegisterService<FrameworkListener>(watcher_);
+  }
+
+  ~Session() { registration_.Unregister(); }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  int run(const RunOptions& options) {
+    configuration_ = toBuilder(description_).build();
+    waitUntilDecided(after(options.timeout));
+    const bool ready = std::all_of(states_.begin(), states_.end(), [](const auto& state) { return state.ready(); });
+    int code = static_cast<int>(ExitCode::done);
+    if (ready && signals_.received() == 0) {
+      announceReady();
+      stayUntilInterrupted(options.once);
+    } else {
+      code = reportFailure();
+    }
+    return withdraw() || code != 0 ? code : static_cast<int>(ExitCode::failedAtRunTime);
+  }
+
+ private:
+  // Until every publisher is ready or has failed, the time is up, or a signal came.
+  void waitUntilDecided(steady_clock::time_point deadline) {
+    for (;;) {
+      const auto seen = changes_.count();
+      refresh();
+      const bool outstanding =
+          std::any_of(states_.begin(), states_.end(), [](const auto& state) { return state.outstanding(); });
+      if (!outstanding || signals_.received() != 0 || steady_clock::now() >= deadline) {
+        return;
+      }
+      changes_.waitForMoreThan(seen, std::min(deadline, after(refreshInterval)));
+    }
+  }
+
+  void refresh() {
+    states_.clear();
+    for (const auto& id : publisherIDs_) {
+      states_.push_back(stateOf(configuration_, id));
+    }
+    display_.show(states_);
+  }
+
+  void announceReady() {
+    output_.out << "ready: " << configuration_.getConfigurationID() << std::endl;
+    for (const auto& publisher : description_.servicePublishers) {
+      for (const auto& endpoint : publisher.endpointsToConnectTo) {
+        const auto* const text = cppmicroservices::any_cast<std::string>(&endpoint);
+        if (text != nullptr && signals_.received() == 0) {
+          announceAnswer(askPeer(publisher.uniqueID, *text, answerLimit));
+        }
+      }
+    }
+  }
+
+  void announceAnswer(const std::string& answer) {
+    if (!answer.empty()) {
+      output_.out << answer << std::endl;
+    }
+  }
+
+  void stayUntilInterrupted(bool once) {
+    for (auto seen = changes_.count(); !once && signals_.received() == 0; seen = changes_.count()) {
+      changes_.waitForMoreThan(seen, steady_clock::time_point::max());
+    }
+  }
+
+  // The code for what kept the publishers from being ready, after saying so.
+  int reportFailure() {
+    bool failed = false;
+    for (const auto& state : states_) {
+      failed = failed || state.failed();
+      if (!state.ready()) {
+        output_.err << "spfctl: " << (state.failed() ? "refused by the framework: " : "not ready: ") << state.id << ": "
+                    << describe(state) << std::endl;
+      }
+    }
+    if (signals_.received() != 0) {
+      return 128 + signals_.received();
+    }
+    return static_cast<int>(failed ? ExitCode::refusedByFramework : ExitCode::notReadyInTime);
+  }
+
+  // Whether every publisher has unpublished its services by then; says so if not.
+  bool withdraw() {
+    const auto deadline = after(withdrawalLimit);
+    configuration_.reset();
+    auto seen = changes_.count();
+    auto outstanding = watcher_->stillPublished();
+    while (!outstanding.empty() && steady_clock::now() < withdrawalDeadline(deadline)) {
+      changes_.waitForMoreThan(seen, withdrawalDeadline(deadline));
+      seen = changes_.count();
+      outstanding = watcher_->stillPublished();
+    }
+    for (const auto& id : outstanding) {
+      output_.err << "spfctl: not unpublished in time: " << id << std::endl;
+    }
+    if (outstanding.empty()) {
+      output_.out << "withdrawn" << std::endl;
+    }
+    return outstanding.empty();
+  }
+
+  // A signal shortens what is left.
+  steady_clock::time_point withdrawalDeadline(steady_clock::time_point deadline) {
+    if (signals_.received() != 0 && !interruptedDeadline_) {
+      interruptedDeadline_ = after(withdrawalLimitWhenInterrupted);
+    }
+    return interruptedDeadline_ ? std::min(deadline, *interruptedDeadline_) : deadline;
+  }
+
+  const ConfigurationDescription& description_;
+  const Signals& signals_;
+  Changes& changes_;
+  const Output& output_;
+  ProgressDisplay display_;
+  std::vector<std::string> publisherIDs_;
+  std::shared_ptr<EventWatcher> watcher_;
+  cppmicroservices::ServiceRegistration<FrameworkListener> registration_;
+  std::optional<steady_clock::time_point> interruptedDeadline_;
+  SPFConfiguration configuration_;
+  std::vector<PublisherState> states_;
+};
+
+// Reads the file and lets the library check it. Without a host, building publishes nothing.
+ConfigurationDescription readAndCheck(const std::filesystem::path& file) {
+  auto description = readConfigurationFile(file);
+  try {
+    static_cast<void>(toBuilder(description).build());
+  } catch (const std::runtime_error& error) {
+    throw FileError(file.string() + ": " + error.what());
+  }
+  return description;
+}
+
+int runWithHost(const ConfigurationDescription& description, const RunOptions& options, const Signals& signals,
+                Changes& changes, const Output& output) {
+  agent::host::services::HostOptions hostOptions;
+  hostOptions.installationRoot = options.root;
+  const agent::host::services::Host host(std::move(hostOptions));
+  if (options.setup) {
+    agent::spf::frameworksetup::setupFramework();
+  }
+  return Session(description, signals, changes, output).run(options);
+}
+
+}  // namespace
+
+int run(const RunOptions& options, const Signals& signals, Changes& changes, const Output& output) {
+  if (options.logLevels != 0) {
+    showLogRecords(options.logLevels);
+  }
+  try {
+    const auto description = readAndCheck(options.file);
+    return runWithHost(description, options, signals, changes, output);
+  } catch (const FileError& error) {
+    output.err << "spfctl: " << error.what() << std::endl;
+    return static_cast<int>(ExitCode::invalidConfiguration);
+  } catch (const std::exception& error) {
+    output.err << "spfctl: " << error.what() << std::endl;
+    return signals.received() != 0 ? 128 + signals.received() : static_cast<int>(ExitCode::failedAtRunTime);
+  }
+}
+
+}  // namespace spfctl

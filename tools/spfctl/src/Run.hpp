@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+#include <iosfwd>
+
+#include "Changes.hpp"
+#include "CommandLine.hpp"
+#include "Signals.hpp"
+
+namespace spfctl {
+
+/// Where a run writes.
+struct Output {
+  std::ostream& out;
+  std::ostream& err;
+  std::size_t columns;  ///< width of the terminal that `out` is; 0 if it is none
+};
+
+/// Publishes the configuration of a file, waits, stays, withdraws.
+/// \return the process's exit code
+int run(const RunOptions& options, const Signals& signals, Changes& changes, const Output& output);
+
+}  // namespace spfctl

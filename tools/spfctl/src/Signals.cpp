@@ -1,0 +1,49 @@
+#include "Signals.hpp"
+
+#include <unistd.h>
+#include <csignal>
+
+namespace spfctl {
+
+namespace {
+
+// How long withdrawing may take after the first signal; the process has to be gone after five.
+constexpr timespec grace{4, 500000000};
+
+sigset_t awaited() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGINT);
+  sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGUSR1);  // ends the thread
+  return set;
+}
+
+}  // namespace
+
+Signals::Signals(Changes& changes) : changes_(changes) {
+  const auto set = awaited();
+  pthread_sigmask(SIG_BLOCK, &set, nullptr);
+  thread_ = std::thread([this] { listen(); });
+}
+
+Signals::~Signals() {
+  pthread_kill(thread_.native_handle(), SIGUSR1);
+  thread_.join();
+}
+
+void Signals::listen() {
+  const auto set = awaited();
+  int signal = 0;
+  sigwait(&set, &signal);
+  if (signal == SIGUSR1) {
+    return;
+  }
+  received_ = signal;
+  changes_.note();
+  if (sigtimedwait(&set, nullptr, &grace) != SIGUSR1) {
+    _exit(128 + signal);
+  }
+}
+
+}  // namespace spfctl

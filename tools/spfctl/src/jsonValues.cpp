@@ -1,0 +1,80 @@
+#include "jsonValues.hpp"
+
+#include <charconv>
+#include <cstdlib>
+#include <vector>
+
+#include <cppmicroservices/AnyMap.h>
+
+namespace spfctl {
+
+namespace {
+
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+
+Any toNumber(const std::string& text) {
+  int whole = 0;
+  const auto* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data(), end, whole);
+  if (result.ec == std::errc() && result.ptr == end) {
+    return Any(whole);
+  }
+  return Any(std::strtod(text.c_str(), nullptr));
+}
+
+Any toList(const JsonDocument& document, const JsonValue& value) {
+  std::vector<Any> list;
+  list.reserve(value.elements.size());
+  for (const auto& element : value.elements) {
+    list.push_back(toAny(document, element));
+  }
+  return Any(std::move(list));
+}
+
+Any toMap(const JsonDocument& document, const JsonValue& value) {
+  AnyMap map;
+  for (const auto& member : value.members) {
+    if (!map.emplace(member.key, toAny(document, member.value)).second) {
+      throw document.error(member.offset, "the key '" + member.key + "' is given twice; case does not count here");
+    }
+  }
+  return Any(std::move(map));
+}
+
+}  // namespace
+
+Any toAny(const JsonDocument& document, const JsonValue& value) {
+  switch (value.kind) {
+    case JsonValue::Kind::null:
+      return Any();
+    case JsonValue::Kind::boolean:
+      return Any(value.text == "true");
+    case JsonValue::Kind::number:
+      return toNumber(value.text);
+    case JsonValue::Kind::string:
+      return Any(value.text);
+    case JsonValue::Kind::array:
+      return toList(document, value);
+    default:
+      return toMap(document, value);
+  }
+}
+
+boost::property_tree::ptree toTree(const JsonValue& value) {
+  boost::property_tree::ptree tree(value.text);
+  // The tree has no move: each child is put in place empty, then swapped in.
+  const auto append = [&tree](const std::string& key, const JsonValue& child) {
+    auto converted = toTree(child);
+    tree.push_back({key, {}})->second.swap(converted);
+  };
+  for (const auto& element : value.elements) {
+    append("", element);
+  }
+  for (const auto& member : value.members) {
+    append(member.key, member.value);
+  }
+  return tree;
+}
+
+}  // namespace spfctl

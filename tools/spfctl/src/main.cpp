@@ -1,0 +1,37 @@
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "CommandLine.hpp"
+#include "ExitCode.hpp"
+#include "Run.hpp"
+
+namespace {
+
+// Width of the terminal that standard output is; 0 if it is none.
+std::size_t terminalColumns() {
+  winsize size{};
+  if (isatty(STDOUT_FILENO) == 0) {
+    return 0;
+  }
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  spfctl::Changes changes;
+  const spfctl::Signals signals(changes);
+  try {
+    const auto command = spfctl::parseCommandLine({argv + 1, argv + argc});
+    if (const auto* options = std::get_if<spfctl::RunOptions>(&command)) {
+      return spfctl::run(*options, signals, changes, {std::cout, std::cerr, terminalColumns()});
+    }
+    std::cout << spfctl::usage();
+    return static_cast<int>(spfctl::ExitCode::done);
+  } catch (const spfctl::UsageError& error) {
+    std::cerr << error.what() << "\nTry 'spfctl --help'.\n";
+    return static_cast<int>(spfctl::ExitCode::wrongUsage);
+  }
+}
