@@ -46,7 +46,7 @@ List servicesOf(const std::string& publisherID, const Services& services) {
   for (auto mapping = mapped.first; mapping != mapped.second; ++mapping) {
     const auto service = services.byID.find(mapping->second);
     if (service == services.byID.end()) {
-      throw std::runtime_error("publisher '" + publisherID + "': the service interface '" + mapping->second +
+      throw std::runtime_error("the service interface '" + mapping->second +
                                "' that is mapped to it is not in the configuration");
     }
     result.emplace_back(*service->second);
@@ -96,8 +96,9 @@ Revision readRevision(const std::string& pid, const AnyMap& properties) {
     const std::string id = text(entry, "uniqueID");
     try {
       revision.publishers.push_back(readPublisher(pid, id, entry, services, revision.modificationCount));
-    } catch (const std::exception&) {
-      revision.unreadable.push_back({id, std::current_exception()});
+    } catch (const std::exception& error) {
+      revision.unreadable.push_back(
+          {id, std::make_exception_ptr(std::runtime_error("publisher '" + id + "' cannot be read: " + error.what()))});
     }
   }
   return revision;

@@ -34,13 +34,19 @@ class Factory : public ManagedServiceFactory {
   const std::shared_ptr<PublisherManager> manager_;
 };
 
-/// Matches the services whose coming lets a publisher go on.
-std::string neededServices() {
-  const auto isOfClass = [](const std::string& name) {
-    return "(" + cppmicroservices::Constants::OBJECTCLASS + "=" + name + ")";
-  };
-  return "(|" + isOfClass(us_service_interface_iid<Transport>()) + isOfClass(us_service_interface_iid<Discovery>()) +
-         ")";
+/// Lets the publishers go on when a service that they need comes.
+template <class Service>
+cppmicroservices::ListenerToken retryWhenItComes(cppmicroservices::BundleContext& context,
+                                                 const std::shared_ptr<PublisherManager>& manager) {
+  // One listener for each class: a filter that asks for either of two hears only of one of them in
+  // some releases of CppMicroServices.
+  return context.AddServiceListener(
+      [manager](const cppmicroservices::ServiceEvent& event) {
+        if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+          manager->retry();
+        }
+      },
+      "(" + cppmicroservices::Constants::OBJECTCLASS + "=" + us_service_interface_iid<Service>() + ")");
 }
 
 }  // namespace
@@ -49,13 +55,8 @@ class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
-    listener_ = context.AddServiceListener(
-        [manager = manager_](const cppmicroservices::ServiceEvent& event) {
-          if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
-            manager->retry();
-          }
-        },
-        neededServices());
+    transportListener_ = retryWhenItComes<Transport>(context, manager_);
+    discoveryListener_ = retryWhenItComes<Discovery>(context, manager_);
     rpc_ = offer(context, Kind::rpc, "zk.spf.rpcservicepublisher");
     legacy_ = offer(context, Kind::legacy, "zk.spf.legacyservicepublisher");
   }
@@ -63,7 +64,8 @@ class Activator : public cppmicroservices::BundleActivator {
   void Stop(cppmicroservices::BundleContext context) override {
     rpc_.Unregister();
     legacy_.Unregister();
-    context.RemoveListener(std::move(listener_));
+    context.RemoveListener(std::move(transportListener_));
+    context.RemoveListener(std::move(discoveryListener_));
     manager_->stop();
   }
 
@@ -76,7 +78,8 @@ class Activator : public cppmicroservices::BundleActivator {
   }
 
   std::shared_ptr<PublisherManager> manager_;
-  cppmicroservices::ListenerToken listener_;
+  cppmicroservices::ListenerToken transportListener_;
+  cppmicroservices::ListenerToken discoveryListener_;
   Registration rpc_;
   Registration legacy_;
 };

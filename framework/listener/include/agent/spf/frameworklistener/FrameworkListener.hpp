@@ -62,7 +62,9 @@ class [[gnu::visibility("default")]] FrameworkListener {
  public:
   /// Called once for every event. What it throws goes to the sender.
   /// \param event  the record that its `kind` names; never null
-  virtual void handleEvent(std::shared_ptr<const FrameworkEvent> event) { event.reset(); }
+  virtual void handleEvent(std::shared_ptr<const FrameworkEvent> event) {
+    event.reset();
+  }
 
   virtual ~FrameworkListener() = default;
 };

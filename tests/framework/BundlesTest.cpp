@@ -1,0 +1,217 @@
+#include <cppmicroservices/AnyMap.h>
+
+#include "agent/spf/frameworkinterfaces/Discovery.hpp"
+#include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
+#include "agent/spf/frameworkinterfaces/Transport.hpp"
+#include "spf/test/Gate.hpp"
+#include "support/RunningFramework.hpp"
+
+namespace {
+
+using agent::spf::frameworkinterfaces::Discovery;
+using agent::spf::frameworkinterfaces::EndpointListener;
+using agent::spf::frameworkinterfaces::PeerDirectory;
+using agent::spf::frameworkinterfaces::Transport;
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+using frameworktest::Configuration;
+using frameworktest::freeAddress;
+using frameworktest::legacy;
+using frameworktest::RunningFramework;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr std::chrono::seconds longEnough{20};
+
+class APeerDirectory : public testing::Test {
+ protected:
+  AnyMap ask() { return framework.service<PeerDirectory>()->ask("display", address, longEnough); }
+
+  std::string errorOfAsking() {
+    try {
+      ask();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "";
+  }
+
+  /// The names in an answer.
+  std::vector<std::string> servicesOf(const AnyMap& answer) {
+    std::vector<std::string> names;
+    for (const Any& element : cppmicroservices::any_cast<std::vector<Any>>(answer.at("services"))) {
+      names.push_back(cppmicroservices::any_cast<AnyMap>(element).at("name").ToString());
+    }
+    return names;
+  }
+
+  void connect(const Configuration& server) {
+    framework.update("server", server);
+    framework.update("client", Configuration(1).publisher("display").connect(address));
+    ASSERT_NE(framework.events().waitFor("connected display#1"), "");
+  }
+
+  Configuration station() {
+    Configuration configuration(1);
+    configuration.publisher("station").bind(address);
+    return configuration.service("t", "weather.Temperature").service("h", "weather.Humidity");
+  }
+
+  RunningFramework framework;
+  const std::string address = freeAddress();
+};
+
+TEST_F(APeerDirectory, TellsWhatAPeerPublishes) {
+  connect(station());
+  const AnyMap answer = ask();
+  EXPECT_EQ(answer.at("publisherID").ToString(), "station");
+  EXPECT_THAT(servicesOf(answer), testing::UnorderedElementsAre("weather.Temperature", "weather.Humidity"));
+  const auto services = cppmicroservices::any_cast<std::vector<Any>>(answer.at("services"));
+  EXPECT_EQ(cppmicroservices::any_cast<AnyMap>(services.at(0)).count("uniqueID"), 1u);
+}
+
+TEST_F(APeerDirectory, TellsWhatAnExportFilterLetsThrough) {
+  connect(station().exportFilter("(unit=percent)"));
+  EXPECT_THAT(servicesOf(ask()), ElementsAre("weather.Humidity"));
+}
+
+TEST_F(APeerDirectory, FollowsTheRevisionsOfAPeer) {
+  connect(station());
+  framework.update("server", Configuration(2).publisher("station").bind(address));
+  ASSERT_NE(framework.events().waitFor("published station#2"), "");
+  EXPECT_THAT(servicesOf(ask()), IsEmpty());
+}
+
+TEST_F(APeerDirectory, SaysThatAPublisherIsNotConnected) {
+  EXPECT_THAT(errorOfAsking(), AllOf(HasSubstr("'display'"), HasSubstr(address), HasSubstr("not connected")));
+}
+
+TEST_F(APeerDirectory, PassesALegacyPublishersRefusalOn) {
+  connect(Configuration(1).publisher("old", legacy).bind(address));
+  EXPECT_THAT(errorOfAsking(), HasSubstr("answers no questions"));
+}
+
+TEST_F(APeerDirectory, MissesASerialiser) {
+  connect(station());
+  framework.bundle("spf_json_serialiser").Stop();
+  EXPECT_THAT(errorOfAsking(), HasSubstr("no serialiser"));
+}
+
+TEST_F(APeerDirectory, MissesATransport) {
+  framework.bundle("spf_zeromq_transport").Stop();
+  EXPECT_THAT(errorOfAsking(), HasSubstr("no transport"));
+}
+
+TEST_F(APeerDirectory, SaysThatAnAnswerCannotBeRead) {
+  struct Babbler : EndpointListener {
+    void opened() override { isOpened.open(); }
+    void failed(std::exception_ptr) override {}
+    void closed() override {}
+    std::string answer(const std::string&) override { return "{babble"; }
+    spf::test::Gate isOpened;
+  };
+  const auto babbler = std::make_shared<Babbler>();
+  framework.service<Transport>()->bind({"server", address, address}, babbler);
+  EXPECT_TRUE(babbler->isOpened.wait());
+  connect(Configuration(1));
+  EXPECT_THAT(errorOfAsking(), HasSubstr("no JSON"));
+}
+
+TEST_F(APeerDirectory, IsToldWhenAPeerDoesNotKnowTheQuestion) {
+  connect(station());
+  const auto ask = [this](const std::string& request) -> std::string {
+    try {
+      return framework.service<Transport>()->ask("display", address, request, longEnough);
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+  };
+  EXPECT_THAT(ask(R"({"question":"why"})"), HasSubstr("unknown question"));
+  EXPECT_THAT(ask(R"({"question":42})"), HasSubstr("unknown question"));
+  EXPECT_THAT(ask("{}"), HasSubstr("unknown question"));
+  EXPECT_THAT(ask("babble"), HasSubstr("no JSON"));
+}
+
+TEST(TheFramework, TakesUpItsWorkWhenTheTransportComesBack) {
+  RunningFramework framework;
+  const auto address = freeAddress();
+  framework.update("weather", Configuration(1).publisher("station").bind(address));
+  ASSERT_NE(framework.events().waitFor("published station#1"), "");
+  framework.bundle("spf_zeromq_transport").Stop();
+  framework.bundle("spf_zeromq_transport").Start();
+  EXPECT_TRUE(framework.events().waitFor("bound station#1 " + address, 2));
+}
+
+TEST(TheFramework, WaitsForATransportThatComesLate) {
+  RunningFramework framework;
+  framework.bundle("spf_zeromq_transport").Stop();
+  framework.update("a", Configuration(1).publisher("station").bind(freeAddress()));
+  framework.update("b", Configuration(1).publisher("marker"));
+  ASSERT_NE(framework.events().waitFor("published marker#1"), "");
+  EXPECT_THAT(framework.events().linesWith("bound"), IsEmpty());
+  framework.bundle("spf_zeromq_transport").Start();
+  EXPECT_NE(framework.events().waitFor("published station#1"), "");
+}
+
+TEST(TheFramework, WaitsForADiscoveryThatComesLate) {
+  RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", freeAddress()}}));
+  framework.bundle("spf_table_discovery").Stop();
+  framework.update("a", Configuration(1).publisher("station", legacy).bind("station").publisher("marker"));
+  ASSERT_NE(framework.events().waitFor("published marker#1"), "");
+  framework.bundle("spf_table_discovery").Start();
+  EXPECT_NE(framework.events().waitFor("published station#1"), "");
+}
+
+TEST(TheFramework, ClosesItsSocketsWhenThePublishersStop) {
+  RunningFramework framework;
+  const auto address = freeAddress();
+  framework.update("weather", Configuration(1).publisher("station").bind(address));
+  ASSERT_NE(framework.events().waitFor("published station#1"), "");
+  framework.bundle("spf_publishers").Stop();
+  struct Listener : EndpointListener {
+    void opened() override { isOpened.open(); }
+    void failed(std::exception_ptr) override {}
+    void closed() override {}
+    std::string answer(const std::string&) override { return ""; }
+    spf::test::Gate isOpened;
+  };
+  const auto listener = std::make_shared<Listener>();
+  framework.service<Transport>()->bind({"x", address, address}, listener);
+  EXPECT_TRUE(listener->isOpened.wait());
+}
+
+TEST(TheFramework, StopsInAnyOrderWhileEverythingIsOpen) {
+  for (const auto* name : {"spf_controller", "spf_publishers", "spf_zeromq_transport", "spf_json_serialiser"}) {
+    RunningFramework framework;
+    const auto address = freeAddress();
+    framework.update("server", Configuration(1).publisher("station").bind(address));
+    framework.update("client", Configuration(1).publisher("display").connect(address));
+    ASSERT_NE(framework.events().waitFor("connected display#1"), "");
+    framework.bundle(name).Stop();
+  }
+}
+
+TEST(TheFramework, CanBeStoppedWhileItStarts) {
+  for (int round = 0; round < 10; ++round) {
+    RunningFramework framework;
+    const auto address = freeAddress();
+    framework.update("server", Configuration(1).publisher("station").bind(address));
+    framework.update("client", Configuration(1).publisher("display").connect(address));
+  }
+}
+
+TEST(ATableOfDiscoveryNames, AnswersTextsAndLists) {
+  RunningFramework framework(
+      AnyMap(AnyMap::ORDERED_MAP, {{"one", std::string("tcp://a:1")},
+                                   {"two", std::vector<Any>{std::string("tcp://a:1"), 42, std::string("tcp://b:2")}},
+                                   {"none", 42}}));
+  const auto sut = framework.service<Discovery>();
+  EXPECT_THAT(sut->endpointsOf("one"), ElementsAre("tcp://a:1"));
+  EXPECT_THAT(sut->endpointsOf("two"), ElementsAre("tcp://a:1", "tcp://b:2"));
+  EXPECT_THAT(sut->endpointsOf("none"), IsEmpty());
+  EXPECT_THAT(sut->endpointsOf("One"), IsEmpty());
+}
+
+}  // namespace

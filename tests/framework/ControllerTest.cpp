@@ -1,0 +1,281 @@
+#include <cppmicroservices/AnyMap.h>
+
+#include <atomic>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+#include <thread>
+
+#include "agent/spf/frameworkinterfaces/EventSink.hpp"
+#include "spf/test/Gate.hpp"
+#include "support/RunningFramework.hpp"
+
+namespace {
+
+using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworklistener::FrameworkListener;
+using cppmicroservices::Any;
+using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ConfigurationAdmin;
+using cppmicroservices::service::cm::ManagedServiceFactory;
+using frameworktest::Configuration;
+using frameworktest::freeAddress;
+using frameworktest::RecordingListener;
+using frameworktest::RunningFramework;
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+using testing::UnorderedElementsAre;
+
+constexpr auto weatherPID = "zk.spf.framework~weather";
+
+class AController : public testing::Test {
+ protected:
+  std::string waitFor(const std::string& line) { return framework.events().waitFor(line); }
+
+  /// Delivers to the framework's factory what Configuration Admin would deliver late.
+  std::shared_ptr<ManagedServiceFactory> factory(const std::string& pid = "zk.spf.framework") {
+    auto context = framework.context();
+    const auto references = context.GetServiceReferences<ManagedServiceFactory>("(service.pid=" + pid + ")");
+    return context.GetService(references.at(0));
+  }
+
+  /// The properties of the factory configurations that publishers were given.
+  std::vector<AnyMap> given(const std::string& factoryPID) {
+    std::vector<AnyMap> result;
+    for (const auto& configuration : framework.service<ConfigurationAdmin>()->ListConfigurations()) {
+      if (configuration->GetFactoryPid() == factoryPID) {
+        result.push_back(configuration->GetProperties());
+      }
+    }
+    return result;
+  }
+
+  void report(const std::string& publisher) { framework.service<EventSink>()->allServicesPublished({publisher, 1}); }
+
+  RunningFramework framework;
+};
+
+template <class T>
+T at(const AnyMap& map, const char* key) {
+  return cppmicroservices::any_cast<T>(map.at(key));
+}
+
+TEST_F(AController, GivesEachPublisherWhatConcernsIt) {
+  framework.update("weather", Configuration(7)
+                                  .publisher("station")
+                                  .bind("inproc://x")
+                                  .service("t", "weather.Temperature")
+                                  .publisher("other")
+                                  .service("h", "weather.Humidity"));
+  ASSERT_NE(waitFor("published station#7"), "");
+  ASSERT_NE(waitFor("published other#7"), "");
+  const auto publishers = given("zk.spf.rpcservicepublisher");
+  ASSERT_THAT(publishers, SizeIs(2));
+  const auto& station = at<std::string>(publishers[0], "uniqueID") == "station" ? publishers[0] : publishers[1];
+  EXPECT_EQ(at<std::string>(station, "name"), "rpcservicepublisher");
+  EXPECT_EQ(at<int>(station, "modificationCount"), 7);
+  EXPECT_EQ(at<std::vector<Any>>(at<AnyMap>(station, "config"), "endpointsToBindTo").at(0).ToString(), "inproc://x");
+  const auto services = at<std::vector<Any>>(station, "services");
+  ASSERT_THAT(services, SizeIs(1));
+  EXPECT_EQ(at<std::string>(cppmicroservices::any_cast<AnyMap>(services[0]), "name"), "weather.Temperature");
+}
+
+TEST_F(AController, KeepsConfigurationsAndPublishersApartWhateverTheirIDs) {
+  framework.update("a", Configuration(1).publisher("b/c"));
+  framework.update("a/b", Configuration(2).publisher("c"));
+  framework.update("a%2Fb", Configuration(3).publisher("c"));
+  EXPECT_NE(waitFor("published b/c#1"), "");
+  EXPECT_NE(waitFor("published c#2"), "");
+  EXPECT_NE(waitFor("published c#3"), "");
+  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), SizeIs(3));
+}
+
+TEST_F(AController, TakesEveryPublishersConfigurationAwayWithItsOwn) {
+  framework.update("weather", Configuration(1).publisher("a").publisher("b", frameworktest::legacy));
+  ASSERT_NE(waitFor("published a#1"), "");
+  ASSERT_NE(waitFor("published b#1"), "");
+  framework.remove("weather");
+  EXPECT_NE(waitFor("unpublished a#1"), "");
+  EXPECT_NE(waitFor("unpublished b#1"), "");
+  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), IsEmpty());
+  EXPECT_THAT(given("zk.spf.legacyservicepublisher"), IsEmpty());
+}
+
+TEST_F(AController, FollowsAPublisherThatBecomesOneOfTheOtherKind) {
+  framework.update("weather", Configuration(1).publisher("a"));
+  ASSERT_NE(waitFor("published a#1"), "");
+  framework.update("weather", Configuration(2).publisher("a", frameworktest::legacy));
+  EXPECT_NE(waitFor("unpublished a#1"), "");
+  EXPECT_NE(waitFor("published a#2"), "");
+}
+
+TEST_F(AController, IgnoresAnOlderRevisionThatArrivesLate) {
+  framework.update("weather", Configuration(5).publisher("station"));
+  ASSERT_NE(waitFor("published station#5"), "");
+  factory()->Updated(weatherPID, Configuration(4).publisher("station").publisher("old").properties());
+  framework.update("weather", Configuration(6).publisher("station"));
+  ASSERT_NE(waitFor("published station#6"), "");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("published station#5", "published station#6"));
+}
+
+TEST_F(AController, ComparesCountsWithoutTheirSign) {
+  const int last = std::numeric_limits<int>::max();
+  const int next = std::numeric_limits<int>::min();
+  framework.update("weather", Configuration(last).publisher("station"));
+  ASSERT_NE(waitFor("published station#2147483647"), "");
+  framework.update("weather", Configuration(next).publisher("station"));
+  EXPECT_NE(waitFor("published station#2147483648"), "");
+}
+
+TEST_F(AController, TakesALowerCountThatConfigurationAdminHoldsForARestart) {
+  framework.update("weather", Configuration(5).publisher("station").bind(freeAddress()));
+  ASSERT_NE(waitFor("published station#5"), "");
+  framework.update("weather", Configuration(2).publisher("station").bind(freeAddress()));
+  EXPECT_NE(waitFor("unpublished station#5"), "");
+  EXPECT_NE(waitFor("published station#2"), "");
+}
+
+TEST_F(AController, TakesALowerCountAfterARemoval) {
+  framework.update("weather", Configuration(5).publisher("station"));
+  ASSERT_NE(waitFor("published station#5"), "");
+  framework.remove("weather");
+  ASSERT_NE(waitFor("unpublished station#5"), "");
+  framework.update("weather", Configuration(1).publisher("station"));
+  EXPECT_NE(waitFor("published station#1"), "");
+}
+
+TEST_F(AController, KeepsAConfigurationThatIsStillThereWhenARemovalIsToldTwice) {
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
+  ASSERT_NE(waitFor("published station#1"), "");
+  factory()->Removed(weatherPID);
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  EXPECT_TRUE(framework.events().waitFor("published station#1", 2));
+}
+
+TEST_F(AController, ReportsAgainWhenTheSameRevisionIsWrittenAgain) {
+  framework.update("weather", Configuration(1).publisher("station"));
+  ASSERT_NE(waitFor("published station#1"), "");
+  framework.update("weather", Configuration(1).publisher("station"));
+  EXPECT_TRUE(framework.events().waitFor("published station#1", 2));
+}
+
+TEST_F(AController, SurvivesAConfigurationThatItCannotRead) {
+  framework.service<ConfigurationAdmin>()->GetFactoryConfiguration("zk.spf.framework", "bad")->Update(AnyMap());
+  framework.update("weather", Configuration(1).publisher("station"));
+  EXPECT_NE(waitFor("published station#1"), "");
+}
+
+TEST_F(AController, ReportsAPublisherThatItCannotRead) {
+  auto properties = Configuration(3).publisher("station").properties();
+  AnyMap entry(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  entry["uniqueID"] = std::string("broken");
+  auto publishers = at<std::vector<Any>>(properties, "servicePublisherConfigurations");
+  publishers.emplace_back(entry);
+  properties["servicePublisherConfigurations"] = publishers;
+  framework.service<ConfigurationAdmin>()->GetFactoryConfiguration("zk.spf.framework", "weather")->Update(properties);
+  EXPECT_THAT(waitFor("error broken#3"), HasSubstr("'broken'"));
+  EXPECT_NE(waitFor("published station#3"), "");
+}
+
+TEST_F(AController, SendsEventsToEveryListenerEvenIfOneThrows) {
+  struct Thrower : FrameworkListener {
+    void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>) override { throw 42; }
+  };
+  const auto second = std::make_shared<RecordingListener>();
+  auto first = framework.context().RegisterService<FrameworkListener>(std::make_shared<Thrower>(),
+                                                                      {{std::string("service.ranking"), 10}});
+  auto last = framework.context().RegisterService<FrameworkListener>(second);
+  report("x");
+  EXPECT_NE(waitFor("published x#1"), "");
+  EXPECT_NE(second->waitFor("published x#1"), "");
+}
+
+TEST_F(AController, SendsEventsFromAThreadThatMayWaitForConfigurationAdmin) {
+  // Configuration Admin's own thread could not: it would wait for itself.
+  spf::test::Gate waited;
+  framework.events().onEvent = [&](const std::string&) {
+    framework.service<ConfigurationAdmin>()->GetConfiguration("some.pid")->Update(AnyMap()).wait();
+    waited.open();
+  };
+  framework.update("weather", Configuration(1).publisher("station"));
+  EXPECT_TRUE(waited.wait());
+  framework.bundle("spf_controller").Stop();  // no event is under way any more
+  framework.events().onEvent = nullptr;
+}
+
+TEST_F(AController, LetsAListenerUnregisterItselfInAnEvent) {
+  const auto listener = std::make_shared<RecordingListener>();
+  auto registration = framework.context().RegisterService<FrameworkListener>(listener);
+  listener->onEvent = [&](const std::string&) { registration.Unregister(); };
+  report("x");
+  report("y");
+  EXPECT_NE(waitFor("published y#1"), "");
+  EXPECT_THAT(listener->lines(), ElementsAre("published x#1"));
+}
+
+TEST_F(AController, ReturnsFromAReportWhileAListenerIsAtWork) {
+  spf::test::Gate handling;
+  spf::test::Gate mayReturn;
+  framework.events().onEvent = [&](const std::string&) {
+    handling.open();
+    EXPECT_TRUE(mayReturn.wait());
+  };
+  report("x");
+  EXPECT_TRUE(handling.wait());
+  report("y");
+  factory()->Updated(weatherPID, Configuration(1).publisher("station").properties());
+  mayReturn.open();
+  EXPECT_NE(waitFor("published y#1"), "");
+  EXPECT_NE(waitFor("published station#1"), "");
+}
+
+TEST_F(AController, DeliversEventsInTheOrderOfTheReports) {
+  for (int i = 0; i < 100; ++i) {
+    report(std::to_string(i));
+  }
+  ASSERT_NE(waitFor("published 99#1"), "");
+  const auto lines = framework.events().lines();
+  ASSERT_THAT(lines, SizeIs(100));
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(lines[static_cast<std::size_t>(i)], "published " + std::to_string(i) + "#1");
+  }
+}
+
+TEST_F(AController, TakesThePublishersConfigurationsAwayWhenItStops) {
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
+  ASSERT_NE(waitFor("published station#1"), "");
+  framework.bundle("spf_controller").Stop();
+  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), IsEmpty());
+  EXPECT_EQ(framework.service<EventSink>(), nullptr);
+}
+
+TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
+  ASSERT_NE(waitFor("published station#1"), "");
+  framework.bundle("spf_controller").Stop();
+  framework.bundle("spf_controller").Start();
+  EXPECT_TRUE(framework.events().waitFor("published station#1", 2));
+}
+
+TEST_F(AController, TakesConfigurationsFromManyThreads) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, i] {
+      for (int count = 1; count <= 25; ++count) {
+        const auto id = std::to_string(i);
+        framework.update(id, Configuration(count).publisher("p" + id));
+      }
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_NE(waitFor("published p" + std::to_string(i) + "#25"), "");
+  }
+}
+
+}  // namespace
