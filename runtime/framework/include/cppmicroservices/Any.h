@@ -18,7 +18,7 @@ namespace cppmicroservices {
 /// Different objects may be used by different threads.
 class [[gnu::visibility("default")]] Any {
  public:
-  Any() noexcept = default;
+  Any() noexcept {}  // not defaulted, so that there may be a constant empty one
 
   /// Holds a copy of the value, or the value itself if it may be moved.
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
@@ -48,7 +48,11 @@ class [[gnu::visibility("default")]] Any {
   /// type without `==` are never equal.
   template <class T>
   bool operator==(T const& value) const {
-    return Type() == typeid(T) && detail::AnyHandler<T>::equal(address(), &value);
+    if constexpr (std::is_array_v<T>) {
+      return false;
+    } else {
+      return Type() == typeid(T) && detail::AnyHandler<T>::equal(address(), &value);
+    }
   }
 
   /// True if both hold values of one type that compare equal. An empty Any equals nothing, not even
@@ -117,7 +121,7 @@ class [[gnu::visibility("default")]] Any {
   /// Takes over the other one's value; this one has to be empty.
   void take(Any & other) noexcept;
 
-  detail::AnyStorage storage_;
+  detail::AnyStorage storage_ = {};
   detail::AnyOperations const* operations_ = nullptr;
 };
 

@@ -1,0 +1,284 @@
+#include <cppmicroservices/AnyMap.h>
+#include <gmock/gmock.h>
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::any_map;
+using cppmicroservices::AnyMap;
+
+std::vector<std::string> keysOf(AnyMap const& map) {
+  std::vector<std::string> keys;
+  for (auto const& [key, value] : map) {
+    keys.push_back(key);
+  }
+  return keys;
+}
+
+/// For what holds of every type of map.
+class AMap : public testing::TestWithParam<AnyMap::map_type> {
+ protected:
+  AnyMap make(std::initializer_list<AnyMap::value_type> entries = {}) { return AnyMap(GetParam(), entries); }
+};
+
+INSTANTIATE_TEST_SUITE_P(OfEachType, AMap,
+                         testing::Values(AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP,
+                                         AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
+
+TEST_P(AMap, IsEmptyAtFirst) {
+  auto const sut = make();
+
+  EXPECT_EQ(sut.GetType(), GetParam());
+  EXPECT_TRUE(sut.empty());
+  EXPECT_EQ(sut.size(), 0u);
+  EXPECT_TRUE(sut.begin() == sut.end());
+}
+
+TEST_P(AMap, TakesTheFirstOfEntriesWithOneKey) {
+  auto const sut = make({{"k", Any(1)}, {"k", Any(2)}});
+
+  EXPECT_EQ(sut.size(), 1u);
+  EXPECT_EQ(sut.at("k"), 1);
+}
+
+TEST_P(AMap, FindsWhatItHolds) {
+  auto const sut = make({{"k", Any(1)}, {"l", Any(2)}});
+
+  EXPECT_EQ(sut.count("k"), 1u);
+  EXPECT_EQ(sut.count("m"), 0u);
+  EXPECT_EQ(sut.find("l")->second, 2);
+  EXPECT_TRUE(sut.find("m") == sut.end());
+}
+
+TEST_P(AMap, ThrowsForAKeyThatItDoesNotHold) {
+  auto sut = make();
+  auto const& constant = sut;
+
+  EXPECT_THROW(sut.at("k"), std::out_of_range);
+  EXPECT_THROW(constant.at("k"), std::out_of_range);
+}
+
+TEST_P(AMap, AddsAnEmptyValueForANewKey) {
+  auto sut = make();
+  EXPECT_TRUE(sut["k"].Empty());
+  sut["k"] = 1;
+  std::string key = "k";
+  EXPECT_EQ(sut[std::move(key)], 1);
+  EXPECT_EQ(sut.size(), 1u);
+}
+
+TEST_P(AMap, TakesARvalueKeyOnlyForANewEntry) {
+  auto sut = make({{"a key that is long enough to be moved", Any(1)}});
+  std::string known = "a key that is long enough to be moved";
+  sut[std::move(known)] = 2;
+  EXPECT_EQ(known, "a key that is long enough to be moved");
+}
+
+TEST_P(AMap, LeavesAnEntryAsItIsWhenItIsInsertedAgain) {
+  auto sut = make();
+  auto const inserted = sut.insert({"k", Any(1)});
+  auto const again = sut.insert({"k", Any(2)});
+  auto const emplaced = sut.emplace("l", 3);
+  auto const emplacedAgain = sut.emplace(std::string("l"), Any(4));
+
+  EXPECT_TRUE(inserted.second);
+  EXPECT_FALSE(again.second);
+  EXPECT_EQ(again.first->second, 1);
+  EXPECT_TRUE(emplaced.second);
+  EXPECT_FALSE(emplacedAgain.second);
+  EXPECT_EQ(emplacedAgain.first->second, 3);
+  EXPECT_EQ(sut.size(), 2u);
+}
+
+TEST_P(AMap, LetsItsEntriesBeErasedAndCleared) {
+  auto sut = make({{"k", Any(1)}, {"l", Any(2)}});
+  EXPECT_EQ(sut.erase("k"), 1u);
+  EXPECT_EQ(sut.erase("k"), 0u);
+  EXPECT_EQ(sut.size(), 1u);
+  sut.clear();
+  EXPECT_TRUE(sut.empty());
+}
+
+TEST_P(AMap, IsCopiedDeeply) {
+  auto const original = make({{"k", Any(make({{"l", Any(1)}}))}});
+  auto copy = original;
+  cppmicroservices::ref_any_cast<AnyMap>(copy.at("k"))["l"] = 2;
+
+  EXPECT_EQ(original.AtCompoundKey("k.l"), 1);
+  EXPECT_EQ(copy.GetType(), GetParam());
+}
+
+TEST_P(AMap, EqualsOneWithTheSameKeysAndValues) {
+  auto const sut = make({{"k", Any(1)}, {"l", Any(std::string("x"))}});
+
+  EXPECT_TRUE(sut == make({{"l", Any(std::string("x"))}, {"k", Any(1)}}));
+  EXPECT_FALSE(sut != sut);
+  EXPECT_FALSE(sut == make({{"k", Any(1)}}));
+  EXPECT_FALSE(sut == make({{"k", Any(1)}, {"l", Any(std::string("y"))}}));
+  EXPECT_FALSE(sut == make({{"K", Any(1)}, {"l", Any(std::string("x"))}}));
+  EXPECT_TRUE(make() == make());
+}
+
+TEST_P(AMap, NeverEqualsOneOfAnotherType) {
+  for (auto const type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+    EXPECT_EQ(make() == AnyMap(type), type == GetParam());
+  }
+}
+
+TEST_P(AMap, MayBeSwapped) {
+  auto sut = make({{"k", Any(1)}});
+  AnyMap other(AnyMap::ORDERED_MAP, {{"l", Any(2)}, {"m", Any(3)}});
+  std::swap(sut, other);
+
+  EXPECT_EQ(sut.GetType(), AnyMap::ORDERED_MAP);
+  EXPECT_EQ(sut.size(), 2u);
+  EXPECT_EQ(other.at("k"), 1);
+}
+
+TEST_P(AMap, MayBeAssignedAPartOfItself) {
+  auto sut = make({{"k", Any(AnyMap(AnyMap::ORDERED_MAP, {{"l", Any(1)}}))}});
+  sut = AnyMap(cppmicroservices::ref_any_cast<AnyMap>(sut.at("k")));
+  EXPECT_EQ(sut.at("l"), 1);
+}
+
+TEST_P(AMap, MayHoldACopyOfItself) {
+  auto sut = make({{"k", Any(1)}});
+  sut["self"] = sut;
+
+  EXPECT_EQ(sut.AtCompoundKey("self.k"), 1);
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
+  auto sut = make({{"k", Any(1)}});
+  AnyMap const moved(std::move(sut));
+  EXPECT_EQ(moved.size(), 1u);
+  EXPECT_EQ(sut, make());
+  sut["l"] = 2;
+  EXPECT_EQ(sut.at("l"), 2);
+
+  Any const holder(std::move(sut));
+  EXPECT_EQ(sut.size(), 0u);
+  EXPECT_EQ(sut.count("l"), 0u);
+  EXPECT_TRUE(sut.begin() == sut.end());
+  auto const copy = sut;
+  EXPECT_EQ(copy.GetType(), GetParam());
+
+  AnyMap assigned;
+  sut["m"] = 3;
+  assigned = std::move(sut);
+  EXPECT_EQ(assigned.at("m"), 3);
+  EXPECT_EQ(sut, make());
+}
+
+TEST_P(AMap, SurvivesAMoveToItself) {
+  auto sut = make({{"k", Any(1)}});
+  auto& same = sut;
+  sut = std::move(same);
+
+  EXPECT_EQ(sut.at("k"), 1);
+}
+
+TEST_P(AMap, IsComparedWithoutHarmWhenAValueIsEmpty) {
+  auto const sut = make({{"k", Any()}});
+
+  EXPECT_FALSE(sut == AnyMap(sut));
+  EXPECT_FALSE(sut == make({{"k", Any(1)}}));
+  EXPECT_FALSE(make({{"k", Any(1)}}) == sut);
+}
+
+TEST_P(AMap, MayBeAssignedAPartOfItselfDirectly) {
+  auto sut = make({{"k", Any(make({{"l", Any(1)}}))}});
+  sut = cppmicroservices::ref_any_cast<AnyMap>(sut.at("k"));
+  EXPECT_EQ(sut.at("l"), 1);
+
+  sut = make({{"k", Any(make({{"l", Any(2)}}))}});
+  sut = std::move(cppmicroservices::ref_any_cast<AnyMap>(sut.at("k")));
+  EXPECT_EQ(sut.at("l"), 2);
+}
+#endif
+
+TEST(AnAnyMap, IgnoresTheCaseOfKeysUnlessToldOtherwise) {
+  EXPECT_EQ(AnyMap().GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  EXPECT_EQ((AnyMap{{"k", Any(1)}, {"l", Any(2)}}).GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+}
+
+TEST(AnAnyMap, TakesItsTypeFromTheMapItIsMadeOf) {
+  AnyMap::ordered_any_map const ordered{{"k", Any(1)}};
+  AnyMap::unordered_any_map const unordered{{"k", Any(1)}};
+  AnyMap::unordered_any_cimap const caseInsensitive{{"k", Any(1)}};
+
+  EXPECT_EQ(AnyMap(ordered), AnyMap(AnyMap::ORDERED_MAP, {{"k", Any(1)}}));
+  EXPECT_EQ(AnyMap(unordered), AnyMap(AnyMap::UNORDERED_MAP, {{"k", Any(1)}}));
+  EXPECT_EQ(AnyMap(caseInsensitive), AnyMap({{"k", Any(1)}, {"k", Any(2)}}));
+  EXPECT_EQ(AnyMap(AnyMap::ordered_any_map(ordered)).size(), 1u);
+  EXPECT_EQ(AnyMap(AnyMap::unordered_any_map(unordered)).size(), 1u);
+  EXPECT_EQ(AnyMap(AnyMap::unordered_any_cimap(caseInsensitive)).size(), 1u);
+}
+
+TEST(AnAnyMap, IsNotMadeOfItsBase) {
+  EXPECT_FALSE((std::is_constructible_v<AnyMap, any_map const&>));
+}
+
+TEST(AnAnyMap, IsOrderedByBytes) {
+  AnyMap const sut(AnyMap::ORDERED_MAP, {{"a", Any(1)}, {"B", Any(1)}, {"", Any(1)}, {"\xc3\xa4", Any(1)}});
+
+  EXPECT_THAT(keysOf(sut), testing::ElementsAre("", "B", "a", "\xc3\xa4"));
+}
+
+TEST(AnAnyMap, FoldsAsciiLettersInKeysOnly) {
+  AnyMap sut;
+  sut["Key with MORE than eight letters"] = 1;
+  sut["\xc3\xa4"] = 2;
+  sut["[@`{"] = 3;
+  sut[std::string("a\0B", 3)] = 4;
+
+  EXPECT_EQ(sut.count("kEY WITH more THAN EIGHT LETTERS"), 1u);
+  EXPECT_EQ(sut.count("\xc3\x84"), 0u);
+  EXPECT_EQ(sut.count("{`@["), 0u);
+  EXPECT_EQ(sut.count("{``["), 0u);
+  EXPECT_EQ(sut.count(std::string("A\0b", 3)), 1u);
+  EXPECT_EQ(sut.count(std::string("A\0c", 3)), 0u);
+  EXPECT_EQ(sut.count("a"), 0u);
+}
+
+TEST(AnAnyMap, FoldsEveryLetterAtEveryPlace) {
+  for (int c = 0; c < 256; ++c) {
+    for (std::size_t place = 0; place < 17; ++place) {
+      std::string key(17, 'x');
+      key[place] = static_cast<char>(c);
+      AnyMap sut;
+      sut[key] = 1;
+      std::string other = key;
+      other[place] = static_cast<char>(c ^ 0x20);
+      bool const isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+      ASSERT_EQ(sut.count(other), isLetter ? 1u : 0u) << "byte " << c << " at " << place;
+    }
+  }
+}
+
+TEST(AnAnyMap, KeepsTheFirstSpellingOfAKey) {
+  AnyMap sut;
+  sut["Key"] = 1;
+  sut["KEY"] = 2;
+  EXPECT_THAT(keysOf(sut), testing::ElementsAre("Key"));
+  EXPECT_EQ(sut.at("key"), 2);
+  sut.erase("KEY");
+  sut["KEY"] = 3;
+  EXPECT_THAT(keysOf(sut), testing::ElementsAre("KEY"));
+}
+
+TEST(AnAnyMap, TakesTheFirstOfEntriesWhoseKeysDifferInCase) {
+  AnyMap const sut{{"Key", Any(1)}, {"KEY", Any(2)}};
+
+  EXPECT_THAT(keysOf(sut), testing::ElementsAre("Key"));
+  EXPECT_EQ(sut.at("key"), 1);
+}
+
+}  // namespace

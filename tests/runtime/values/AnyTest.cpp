@@ -1,0 +1,272 @@
+#include <cppmicroservices/AnyMap.h>
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+using cppmicroservices::BadAnyCastException;
+using cppmicroservices::ref_any_cast;
+
+enum Plain { first, second };
+
+/// Counts its copies; large enough not to fit into an Any, and without `==`.
+struct Counted {
+  explicit Counted(int& count) : copies(&count) {}
+  Counted(Counted const& other) : copies(other.copies) { ++*copies; }
+  Counted(Counted&&) = default;
+
+  int* copies;
+  char filling[100] = {};
+};
+
+std::ostream& operator<<(std::ostream& out, Counted const&) {
+  return out << "counted";
+}
+
+/// Small, but its move might throw.
+struct Throwing {
+  explicit Throwing(int v) : value(v) {}
+  Throwing(Throwing const& other) : value(other.value) {
+    if (value < 0) {
+      throw 5;
+    }
+  }
+
+  int value;
+};
+
+std::ostream& operator<<(std::ostream& out, Throwing const&) {
+  return out;
+}
+
+TEST(AnAny, IsEmptyAtFirst) {
+  Any const sut;
+
+  EXPECT_TRUE(sut.Empty());
+  EXPECT_TRUE(sut.Type() == typeid(void));
+}
+
+TEST(AnAny, HoldsTheDecayedType) {
+  std::string const text = "x";
+  std::string& reference = const_cast<std::string&>(text);
+
+  EXPECT_TRUE(Any(text).Type() == typeid(std::string));
+  EXPECT_TRUE(Any(reference).Type() == typeid(std::string));
+  EXPECT_TRUE(Any(static_cast<char const*>("x")).Type() == typeid(char const*));
+}
+
+TEST(AnAny, HoldsEverythingThatCanBeCopiedAndStreamed) {
+  EXPECT_EQ(any_cast<Plain>(Any(second)), second);
+  EXPECT_EQ(any_cast<std::string_view>(Any(std::string_view("x"))), "x");
+  EXPECT_EQ(*any_cast<std::shared_ptr<int>>(Any(std::make_shared<int>(5))), 5);
+  EXPECT_EQ(any_cast<std::function<int()>>(Any(std::function<int()>([] { return 5; })))(), 5);
+  EXPECT_EQ(any_cast<std::nullptr_t>(Any(nullptr)), nullptr);
+  EXPECT_EQ(any_cast<std::set<int>>(Any(std::set<int>{1})), std::set<int>{1});
+  EXPECT_EQ(any_cast<std::list<double>>(Any(std::list<double>{1})), std::list<double>{1});
+  EXPECT_EQ((any_cast<std::map<std::string, Any>>(Any(std::map<std::string, Any>{{"k", Any(1)}})).at("k")), 1);
+}
+
+TEST(AnAny, CopiesAnotherOneInsteadOfHoldingIt) {
+  Any original = 5;
+  Any const copy(original);
+  Any assigned;
+  assigned = original;
+
+  EXPECT_EQ(any_cast<int>(copy), 5);
+  EXPECT_EQ(any_cast<int>(assigned), 5);
+}
+
+TEST(AnAny, HasAValueOfItsOwnInEachCopy) {
+  Any const original = std::vector<Any>{Any(1)};
+  Any copy = original;
+  ref_any_cast<std::vector<Any>>(copy).front() = 2;
+
+  EXPECT_EQ(ref_any_cast<std::vector<Any>>(original).front(), 1);
+}
+
+TEST(AnAny, CopiesItsValueOnlyWhenItIsCopied) {
+  int copies = 0;
+  Any sut = Counted(copies);
+  Any moved = std::move(sut);
+  sut = std::move(moved);
+  EXPECT_EQ(copies, 0);
+
+  Any const copy = sut;
+  EXPECT_EQ(copies, 1);
+}
+
+TEST(AnAny, IsEmptyAndUsableAfterAMove) {
+  for (Any sut : {Any(1), Any(std::string(100, 'x')), Any(std::string("x")), Any(AnyMap())}) {
+    Any const moved = std::move(sut);
+    EXPECT_FALSE(moved.Empty());
+    EXPECT_TRUE(sut.Empty());
+    EXPECT_TRUE(sut.Type() == typeid(void));
+    sut = 7;
+    EXPECT_EQ(sut, 7);
+  }
+}
+
+TEST(AnAny, SurvivesAnAssignmentToItself) {
+  Any sut = std::string("text");
+  Any& same = sut;
+  sut = same;
+  EXPECT_EQ(sut, std::string("text"));
+  sut.Swap(same);
+  EXPECT_EQ(sut, std::string("text"));
+}
+
+TEST(AnAny, MayBeAssignedAPartOfItself) {
+  Any sut = std::vector<Any>{Any(std::string("part"))};
+  sut = Any(ref_any_cast<std::vector<Any>>(sut).front());
+  EXPECT_EQ(sut, std::string("part"));
+
+  sut = std::vector<Any>{Any(std::string("part"))};
+  sut = ref_any_cast<std::vector<Any>>(sut).front();
+  EXPECT_EQ(sut, std::string("part"));
+}
+
+TEST(AnAny, ExchangesItsValueWithAnother) {
+  Any left = 1;
+  Any right = std::string("text");
+  left.Swap(right).Swap(left);
+
+  EXPECT_EQ(left, std::string("text"));
+  EXPECT_EQ(right, 1);
+}
+
+TEST(AnAny, KeepsItsValueIfAnAssignmentThrows) {
+  Any sut = 1;
+  Throwing const bad(-1);
+
+  EXPECT_THROW(sut = bad, int);
+  EXPECT_EQ(sut, 1);
+  Any const holder = Throwing(5);
+  EXPECT_EQ(ref_any_cast<Throwing>(holder).value, 5);
+}
+
+TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
+  Any const sut = 1;
+
+  EXPECT_TRUE(sut == 1);
+  EXPECT_FALSE(sut != 1);
+  EXPECT_FALSE(sut == 2);
+  EXPECT_FALSE(sut == 1L);
+  EXPECT_FALSE(sut == 1u);
+  EXPECT_FALSE(sut == true);
+  EXPECT_FALSE(sut == 1.0);
+  EXPECT_TRUE(sut != 1.0);
+}
+
+TEST(AnAny, NeverEqualsALiteral) {
+  EXPECT_FALSE(Any(std::string("x")) == "x");
+  EXPECT_FALSE(Any(static_cast<char const*>("x")) == "x");
+}
+
+TEST(AnAny, ComparesPointersToCharactersAsPointers) {
+  std::string const text = "x";
+  std::string const same = "x";
+
+  EXPECT_TRUE(Any(text.c_str()) == Any(text.c_str()));
+  EXPECT_FALSE(Any(text.c_str()) == Any(same.c_str()));
+}
+
+TEST(AnAny, EqualsAnotherOneWithAnEqualValueOfThatType) {
+  EXPECT_TRUE(Any(1) == Any(1));
+  EXPECT_FALSE(Any(1) == Any(2));
+  EXPECT_TRUE(Any(1) != Any(1L));
+  EXPECT_TRUE(Any(std::vector<Any>{Any(1)}) == Any(std::vector<Any>{Any(1)}));
+  EXPECT_FALSE(Any(std::nan("")) == Any(std::nan("")));
+}
+
+TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
+  int copies = 0;
+  Any const sut = Counted(copies);
+  Any const& same = sut;
+
+  EXPECT_FALSE(sut == same);
+  EXPECT_TRUE(sut != same);
+}
+
+TEST(AnAny, EqualsNothingWhenItIsEmpty) {
+  Any const empty;
+
+  EXPECT_FALSE(empty == 1);
+  EXPECT_FALSE(empty == Any(1));
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
+  Any const empty;
+
+  EXPECT_FALSE(Any(1) == empty);
+  EXPECT_TRUE(Any(1) != empty);
+  EXPECT_FALSE(empty == Any());
+  EXPECT_TRUE(empty != Any());
+  EXPECT_FALSE(Any(std::vector<Any>{Any()}) == Any(std::vector<Any>{Any()}));
+}
+#endif
+
+TEST(ACast, GivesACopyOfTheValue) {
+  Any sut = std::string("text");
+  any_cast<std::string>(sut) += "!";
+
+  EXPECT_EQ(any_cast<std::string>(sut), "text");
+}
+
+TEST(ACast, GivesTheAddressOfTheValue) {
+  Any sut = std::string("text");
+  *any_cast<std::string>(&sut) += "!";
+  Any const& constant = sut;
+
+  EXPECT_EQ(*any_cast<std::string>(&constant), "text!");
+}
+
+TEST(ACast, GivesAReferenceToTheValue) {
+  Any sut = std::string("text");
+  ref_any_cast<std::string>(sut) += "!";
+  Any const& constant = sut;
+
+  EXPECT_EQ(ref_any_cast<std::string>(constant), "text!");
+}
+
+TEST(ACast, GivesNoAddressOfAnotherTypeOrNothing) {
+  Any sut = 1;
+  Any empty;
+
+  EXPECT_EQ(any_cast<long>(&sut), nullptr);
+  EXPECT_EQ(any_cast<int>(&empty), nullptr);
+  EXPECT_EQ(any_cast<int>(static_cast<Any*>(nullptr)), nullptr);
+  EXPECT_EQ(any_cast<int>(static_cast<Any const*>(nullptr)), nullptr);
+}
+
+TEST(ACast, ThrowsWhatNamesBothTypes) {
+  auto const start = std::string("cppmicroservices::BadAnyCastException: ");
+  Any sut = 1;
+
+  EXPECT_THAT([&] { any_cast<double>(sut); },
+              testing::ThrowsMessage<BadAnyCastException>(
+                  start + "any_cast: Failed to convert from cppmicroservices::Any type int to target type double"));
+  EXPECT_THAT(
+      [&] { any_cast<AnyMap>(Any()); },
+      testing::ThrowsMessage<BadAnyCastException>(start + "any_cast: Failed to convert from cppmicroservices::Any type "
+                                                          "void to target type cppmicroservices::AnyMap"));
+  EXPECT_THAT([&] { ref_any_cast<double>(sut); },
+              testing::ThrowsMessage<BadAnyCastException>(
+                  start + "ref_any_cast: Failed to convert from cppmicroservices::Any type int to target type double"));
+  EXPECT_THROW(any_cast<double>(sut), std::bad_cast);
+}
+
+}  // namespace
