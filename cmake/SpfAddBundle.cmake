@@ -21,8 +21,11 @@ function(spf_add_bundle target)
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "spf_add_bundle(${target}): unknown arguments '${arg_UNPARSED_ARGUMENTS}'")
   endif()
-  if(NOT arg_SYMBOLIC_NAME MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
+  # The entry points of a bundle's code end in its name.
+  if(arg_SOURCES AND NOT arg_SYMBOLIC_NAME MATCHES "^[A-Za-z_][A-Za-z0-9_]*$")
     message(FATAL_ERROR "spf_add_bundle(${target}): SYMBOLIC_NAME is '${arg_SYMBOLIC_NAME}'; expected a C identifier")
+  elseif(NOT arg_SYMBOLIC_NAME MATCHES "^[A-Za-z0-9_][A-Za-z0-9_.-]*$")
+    message(FATAL_ERROR "spf_add_bundle(${target}): SYMBOLIC_NAME is '${arg_SYMBOLIC_NAME}'; expected letters, digits, '_', '.', '-'")
   endif()
   get_filename_component(manifest "${arg_MANIFEST}" ABSOLUTE)
   if(NOT arg_MANIFEST OR NOT EXISTS "${manifest}" OR IS_DIRECTORY "${manifest}")
@@ -51,7 +54,9 @@ function(spf_add_bundle target)
   endif()
   add_custom_command(
     OUTPUT "${archive}"
-    COMMAND "${CMAKE_COMMAND}" -E tar cf "${archive}" --format=zip -- "${arg_SYMBOLIC_NAME}/manifest.json"
+    # A fixed time makes equal manifests equal archives.
+    COMMAND "${CMAKE_COMMAND}" -E tar cf "${archive}" --format=zip "--mtime=2000-01-01 00:00:00 UTC" --
+            "${arg_SYMBOLIC_NAME}/manifest.json"
     WORKING_DIRECTORY "${stage}"
     DEPENDS "${stage}/${arg_SYMBOLIC_NAME}/manifest.json"
     COMMENT "Packing bundle ${target}"
@@ -76,8 +81,9 @@ function(spf_add_bundle target)
       INSTALL_RPATH_USE_LINK_PATH ON
       LINK_DEPENDS "${archive}")
     add_custom_command(TARGET ${target} POST_BUILD
-      COMMAND "${CMAKE_COMMAND}" -E cat "${archive}" >> "$<TARGET_FILE:${target}>"
-      COMMENT "Appending the archive of bundle ${target}")
+      COMMAND sh -c "cat \"$1\" >> \"$2\"" append "${archive}" "$<TARGET_FILE:${target}>"
+      COMMENT "Appending the archive of bundle ${target}"
+      VERBATIM)
     set(file "$<TARGET_FILE:${target}>")
   else()
     add_custom_target(${target} ALL DEPENDS "${archive}")
@@ -85,6 +91,9 @@ function(spf_add_bundle target)
   endif()
   set_target_properties(${target} PROPERTIES SPF_BUNDLE_FILE "${file}" SPF_BUNDLE_DIRECTORY "${arg_DIRECTORY}")
 
+  if(arg_DIRECTORY)
+    set_property(GLOBAL APPEND PROPERTY SPF_BUNDLES ${target})
+  endif()
   if(arg_DIRECTORY AND SPF_INSTALL)
     install(FILES "${file}" DESTINATION "${SPF_BUNDLE_ROOT}/${arg_DIRECTORY}"
             PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)

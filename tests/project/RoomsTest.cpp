@@ -1,0 +1,142 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <string>
+#include <vector>
+
+// Reads every include of the project and fails on a door between two rooms that the levels do not
+// have: a room includes only rooms on lower levels, and itself.
+namespace spf::test {
+
+namespace filesystem = std::filesystem;
+
+struct Room {
+  std::string folder;
+  int level;
+  std::vector<std::string> headers;  // how its headers are included
+};
+
+const std::vector<Room> rooms = {
+    {"runtime", 0, {"cppmicroservices/"}},
+    {"host/filesystem", 1, {"agent/host/filesystem.hpp"}},
+    {"host/logging", 1, {"agent/host/logging.hpp", "agent/host/logging_levels.hpp"}},
+    {"host/services", 2, {"agent/host/services.hpp", "agent/host/host.hpp"}},
+    {"framework/listener", 2, {"agent/spf/frameworklistener/"}},
+    {"framework/interfaces", 2, {"agent/spf/frameworkinterfaces/"}},
+    {"include", 3, {"agent/spf/frameworksetup/"}},
+    {"src", 3, {}},
+    {"framework/bundles", 3, {}},
+    {"tools", 4, {}},
+};
+
+bool beginsWith(const std::string& text, const std::string& prefix) {
+  return text.rfind(prefix, 0) == 0;
+}
+
+const Room* roomOfFile(const std::string& file) {
+  const auto found =
+      std::find_if(rooms.begin(), rooms.end(), [&](const Room& room) { return beginsWith(file, room.folder + "/"); });
+  return found == rooms.end() ? nullptr : &*found;
+}
+
+const Room* roomOfHeader(const std::string& header) {
+  for (const auto& room : rooms) {
+    for (const auto& prefix : room.headers) {
+      if (beginsWith(header, prefix)) {
+        return &room;
+      }
+    }
+  }
+  return nullptr;
+}
+
+// The exported headers and the sources behind them are one room.
+std::string nameOf(const Room& room) {
+  return room.folder == "include" ? "src" : room.folder;
+}
+
+bool mayInclude(const Room& from, const Room& to) {
+  if (nameOf(from) == nameOf(to)) {
+    return true;
+  }
+  if (from.folder == "framework/bundles") {
+    return to.folder == "runtime" || to.folder == "framework/listener" || to.folder == "framework/interfaces";
+  }
+  return to.level < from.level;
+}
+
+std::vector<std::string> includesOf(const filesystem::path& file) {
+  static const std::regex directive("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"].*");
+  std::vector<std::string> includes;
+  std::ifstream stream(file);
+  std::smatch match;
+  for (std::string line; std::getline(stream, line);) {
+    if (std::regex_match(line, match, directive)) {
+      includes.push_back(match[1]);
+    }
+  }
+  return includes;
+}
+
+bool isSource(const filesystem::path& file) {
+  const auto extension = file.extension();
+  return extension == ".hpp" || extension == ".cpp" || extension == ".h";
+}
+
+std::vector<std::string> forbiddenDoors(const filesystem::path& root) {
+  std::vector<std::string> doors;
+  for (const auto& room : rooms) {
+    for (const auto& entry : filesystem::recursive_directory_iterator(root / room.folder)) {
+      if (!isSource(entry.path())) {
+        continue;
+      }
+      const auto file = filesystem::relative(entry.path(), root).string();
+      for (const auto& include : includesOf(entry.path())) {
+        const auto* to = roomOfHeader(include);
+        if ((to != nullptr && !mayInclude(*roomOfFile(file), *to)) || include.find("..") != std::string::npos) {
+          doors.push_back(file + " includes " + include);
+        }
+      }
+    }
+  }
+  return doors;
+}
+
+TEST(TheRooms, IncludeOnlyRoomsOnLowerLevels) {
+  EXPECT_EQ(forbiddenDoors(SPF_SOURCE_DIR), std::vector<std::string>());
+}
+
+TEST(TheRooms, OfTheFrameworksBundlesIncludeNoFilesOfOneAnother) {
+  const filesystem::path root = SPF_SOURCE_DIR;
+  for (const auto& entry : filesystem::recursive_directory_iterator(root / "framework/bundles")) {
+    if (!isSource(entry.path())) {
+      continue;
+    }
+    for (const auto& include : includesOf(entry.path())) {
+      const bool foreign = roomOfHeader(include) == nullptr && include.find('/') != std::string::npos &&
+                           filesystem::exists(root / "framework/bundles" / include);
+      EXPECT_FALSE(foreign) << entry.path() << " includes " << include;
+    }
+  }
+}
+
+TEST(TheRooms, HaveADoorThatThisTestWouldFind) {
+  const auto root = filesystem::path(testing::TempDir()) / "rooms";
+  filesystem::create_directories(root / "host/filesystem");
+  for (const auto& room : rooms) {
+    filesystem::create_directories(root / room.folder);
+  }
+  std::ofstream(root / "host/filesystem/upwards.cpp") << "#include \"agent/host/services.hpp\"\n";
+  std::ofstream(root / "framework/bundles/nosy.cpp")
+      << "  #  include <agent/spf/frameworksetup/setupFramework.hpp> // x\n";
+  EXPECT_EQ(
+      forbiddenDoors(root),
+      (std::vector<std::string>{"host/filesystem/upwards.cpp includes agent/host/services.hpp",
+                                "framework/bundles/nosy.cpp includes agent/spf/frameworksetup/setupFramework.hpp"}));
+  filesystem::remove_all(root);
+}
+
+}  // namespace spf::test
