@@ -42,7 +42,8 @@ class US_Framework_EXPORT BundleVersion {
  private:
   friend class BundlePrivate;
 
-  explicit BundleVersion(bool undefined);
+  struct Undefined {};
+  explicit BundleVersion(Undefined);
   BundleVersion& operator=(const BundleVersion& other);
 
   void requireDefined() const;

@@ -38,7 +38,7 @@ unsigned int numberFrom(const std::string& text, const std::string& version) {
 
 }  // namespace
 
-BundleVersion::BundleVersion(bool undefined) : undefined_(undefined) {}
+BundleVersion::BundleVersion(Undefined) : undefined_(true) {}
 
 BundleVersion::BundleVersion(unsigned int majorVersion, unsigned int minorVersion, unsigned int microVersion)
     : major_(majorVersion), minor_(minorVersion), micro_(microVersion) {}
@@ -51,7 +51,7 @@ BundleVersion::BundleVersion(unsigned int majorVersion, unsigned int minorVersio
   }
 }
 
-BundleVersion::BundleVersion(const std::string& version) : BundleVersion(version.empty()) {
+BundleVersion::BundleVersion(const std::string& version) : undefined_(version.empty()) {
   if (undefined_) {
     return;
   }
@@ -69,11 +69,11 @@ BundleVersion::BundleVersion(const BundleVersion& version) = default;
 BundleVersion& BundleVersion::operator=(const BundleVersion& other) = default;
 
 BundleVersion BundleVersion::EmptyVersion() {
-  return BundleVersion(false);
+  return BundleVersion(0, 0, 0);
 }
 
 BundleVersion BundleVersion::UndefinedVersion() {
-  return BundleVersion(true);
+  return BundleVersion(Undefined());
 }
 
 BundleVersion BundleVersion::ParseVersion(const std::string& version) {

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <type_traits>
+
+#include "cppmicroservices/ServiceReference.h"
+
+namespace cppmicroservices {
+
+namespace detail {
+
+/// What a tracker of services of interface S keeps for each: an object of type T. Without a customizer that
+/// can only be the service itself.
+template <class S, class T>
+struct TrackingTypes {
+  using ServiceType = S;
+  using TrackedType = T;
+  using TrackedParamType = T;
+
+  template <class Service>
+  static std::shared_ptr<TrackedParamType> ConvertToTrackedType(const Service& service) {
+    if constexpr (std::is_same_v<S, T>) {
+      return service;
+    } else {
+      throw std::runtime_error("a ServiceTracker whose tracked type is not the service's needs a customizer");
+    }
+  }
+};
+
+/// Of a service as a whole a tracker keeps its interfaces.
+template <>
+struct TrackingTypes<void, void> {
+  using ServiceType = void;
+  using TrackedType = void;
+  using TrackedParamType = const InterfaceMap;
+
+  static std::shared_ptr<TrackedParamType> ConvertToTrackedType(const std::shared_ptr<TrackedParamType>& service) {
+    return service;
+  }
+};
+
+}  // namespace detail
+
+/// Decides what a ServiceTracker keeps for each service. It is called without locks, on the thread that opens
+/// or closes the tracker or changes the service, for different services possibly by several threads at once.
+template <class S, class T = S>
+struct ServiceTrackerCustomizer {
+  using TypeTraits = detail::TrackingTypes<S, T>;
+  using TrackedParamType = typename TypeTraits::TrackedParamType;
+
+  virtual ~ServiceTrackerCustomizer() = default;
+
+  /// \return what is to be kept; null if the service is not to be tracked
+  virtual std::shared_ptr<TrackedParamType> AddingService(const ServiceReference<S>& reference) = 0;
+  /// The service's properties changed.
+  virtual void ModifiedService(const ServiceReference<S>& reference,
+                               const std::shared_ptr<TrackedParamType>& service) = 0;
+  /// The service is no longer tracked.
+  virtual void RemovedService(const ServiceReference<S>& reference,
+                              const std::shared_ptr<TrackedParamType>& service) = 0;
+};
+
+}  // namespace cppmicroservices

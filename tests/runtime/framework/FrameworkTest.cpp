@@ -1,0 +1,345 @@
+#include <cppmicroservices/IllegalStateException.h>
+#include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/ServiceReference.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+
+#include "TestFramework.hpp"
+#include "spf/test/Gate.hpp"
+
+namespace {
+
+using namespace cppmicroservices;
+using namespace spf::test;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Interface {};
+
+class AFramework : public testing::Test {
+ protected:
+  const TemporaryFolder folder;
+  Framework sut = newFramework(folder);
+};
+
+using AStartedFramework = StartedFramework;
+
+TEST_F(AFramework, IsInstalledAtFirst) {
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_INSTALLED);
+  EXPECT_EQ(sut.GetBundleId(), 0);
+  EXPECT_EQ(sut.GetSymbolicName(), "system_bundle");
+  EXPECT_EQ(sut.GetLocation(), "System Bundle");
+  EXPECT_FALSE(sut.GetBundleContext());
+}
+
+TEST_F(AFramework, HasAContextOnceInitialised) {
+  sut.Init();
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_STARTING);
+  EXPECT_TRUE(sut.GetBundleContext());
+}
+
+TEST_F(AFramework, KeepsItsContextFromInitToStart) {
+  sut.Init();
+  const auto context = sut.GetBundleContext();
+  sut.Start();
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_ACTIVE);
+  EXPECT_EQ(sut.GetBundleContext(), context);
+}
+
+TEST_F(AFramework, TellsOnceThatItStarted) {
+  Journal journal;
+  sut.Init();
+  sut.GetBundleContext().AddFrameworkListener([&](const FrameworkEvent& event) {
+    journal.note(event.GetType() == FrameworkEvent::FRAMEWORK_STARTED ? "started" : "other");
+  });
+  sut.Start();
+  sut.Init();
+  sut.Start();
+  EXPECT_THAT(journal.texts(), ElementsAre("started"));
+}
+
+TEST_F(AFramework, CannotBeUninstalled) {
+  EXPECT_EQ(messageOf<std::runtime_error>([&] { sut.Uninstall(); }), "Cannot uninstall a system bundle.");
+}
+
+TEST_F(AFramework, CannotBeWaitedForBeforeItWasStarted) {
+  EXPECT_EQ(sut.WaitForStop(milliseconds::zero()).GetType(), FrameworkEvent::FRAMEWORK_ERROR);
+}
+
+TEST_F(AFramework, StaysInstalledWhenStoppedBeforeItWasStarted) {
+  EXPECT_EQ(stopAndWait(sut).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_INSTALLED);
+}
+
+TEST_F(AFramework, IsResolvedAfterItsStop) {
+  sut.Start();
+  EXPECT_EQ(stopAndWait(sut).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_RESOLVED);
+  EXPECT_EQ(stopAndWait(sut).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+TEST_F(AStartedFramework, TimesOutAWaitWhileItIsActive) {
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(framework.WaitForStop(milliseconds(20)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(20));
+}
+
+TEST_F(AFramework, StartsAgainWithNothingButANewContext) {
+  sut.Start();
+  const auto old = sut.GetBundleContext();
+  auto context = old;
+  (void)context.RegisterService<Interface>(std::make_shared<Interface>());
+  stopAndWait(sut);
+  sut.Start();
+  EXPECT_FALSE(old);
+  EXPECT_TRUE(sut.GetBundleContext());
+  EXPECT_NE(sut.GetBundleContext(), old);
+  EXPECT_FALSE(sut.GetBundleContext().GetServiceReference<Interface>());
+  stopAndWait(sut);
+}
+
+TEST_F(AFramework, HasThePropertiesGivenAndItsOwn) {
+  auto given = configurationWith(folder);
+  given["answer"] = 42;
+  auto framework = FrameworkFactory().NewFramework(given);
+  framework.Init();
+  const auto context = framework.GetBundleContext();
+  EXPECT_EQ(any_cast<int>(context.GetProperty("answer")), 42);
+  EXPECT_TRUE(context.GetProperty("ANSWER").Empty());
+  EXPECT_FALSE(any_cast<bool>(context.GetProperty(Constants::FRAMEWORK_LOG)));
+  EXPECT_EQ(any_cast<std::string>(context.GetProperty(Constants::FRAMEWORK_THREADING_SUPPORT)), "multi");
+  EXPECT_FALSE(any_cast<std::string>(context.GetProperty(Constants::FRAMEWORK_UUID)).empty());
+  EXPECT_EQ(context.GetProperties().GetType(), AnyMap::UNORDERED_MAP);
+  EXPECT_EQ(context.GetProperties().count("answer"), 1u);
+}
+
+TEST_F(AFramework, RefusesAPropertyOfTheWrongType) {
+  EXPECT_THROW(FrameworkFactory().NewFramework(FrameworkConfiguration{{Constants::FRAMEWORK_LOG, 1}}),
+               BadAnyCastException);
+}
+
+TEST_F(AFramework, RunsTheExtraShutdownFunctionWhenWaitedFor) {
+  Counter calls;
+  auto given = configurationWith(folder);
+  given[Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC] = std::function<void(void)>([&] { calls.add(); });
+  auto framework = FrameworkFactory().NewFramework(given);
+  framework.Start();
+  framework.Stop();
+  framework.WaitForStop(milliseconds::zero());
+  EXPECT_EQ(calls.count(), 1);
+}
+
+TEST_F(AFramework, IsApartFromOtherFrameworks) {
+  const TemporaryFolder otherFolder;
+  auto other = newFramework(otherFolder);
+  sut.Start();
+  other.Start();
+  auto first = sut.GetBundleContext().RegisterService<Interface>(std::make_shared<Interface>());
+  EXPECT_FALSE(other.GetBundleContext().GetServiceReference<Interface>());
+  auto second = other.GetBundleContext().RegisterService<Interface>(std::make_shared<Interface>());
+  EXPECT_LT(any_cast<long>(first.GetReference().GetProperty(Constants::SERVICE_ID)),
+            any_cast<long>(second.GetReference().GetProperty(Constants::SERVICE_ID)));
+  EXPECT_NE(sut, other);
+  stopAndWait(sut);
+  EXPECT_EQ(other.GetState(), Bundle::STATE_ACTIVE);
+  stopAndWait(other);
+}
+
+TEST_F(AFramework, IsStoppedWithItsLastHandle) {
+  std::optional<Framework> framework = newFramework(folder);
+  framework->Start();
+  auto context = framework->GetBundleContext();
+  const auto registration = context.RegisterService<Interface>(std::make_shared<Interface>());
+  Bundle held = context.GetBundle();
+  framework.reset();
+  EXPECT_EQ(held.GetState(), Bundle::STATE_ACTIVE);
+  EXPECT_TRUE(context);
+  held = nullptr;
+  EXPECT_THROW(context.GetBundle(), IllegalStateException);
+}
+
+TEST_F(AFramework, LeavesHeldServicesUsableWhenItIsGone) {
+  std::optional<Framework> framework = newFramework(folder);
+  framework->Start();
+  auto context = framework->GetBundleContext();
+  auto registration = context.RegisterService<Interface>(std::make_shared<Interface>());
+  const auto service = context.GetService(registration.GetReference());
+  framework.reset();
+  EXPECT_TRUE(service);
+  EXPECT_NO_THROW(registration.SetProperties({{"key", 1}}));
+  EXPECT_NO_THROW(registration.Unregister());
+}
+
+TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
+  auto registration = context().RegisterService<Interface>(std::make_shared<Interface>());
+  const auto reference = registration.GetReference();
+  stopAndWait(framework);
+  EXPECT_TRUE(reference);
+  EXPECT_NO_THROW(registration.SetProperties({{"key", 1}}));
+  EXPECT_NO_THROW(registration.Unregister());
+  EXPECT_FALSE(reference);
+}
+
+TEST_F(AStartedFramework, TellsOnlyOfItsOwnStopWhenItHasNoBundles) {
+  Journal bundles;
+  Journal services;
+  noteBundleEvents(bundles);
+  context().AddServiceListener([&](const ServiceEvent&) { services.note("event"); });
+  const auto registration = context().RegisterService<Interface>(std::make_shared<Interface>());
+  services.take();
+  stopAndWait(framework);
+  EXPECT_THAT(bundles.texts(), ElementsAre("STOPPING system_bundle"));
+  EXPECT_THAT(services.texts(), IsEmpty());
+}
+
+TEST_F(AStartedFramework, GivesNoDataFileToItsOwnContext) {
+  EXPECT_EQ(context().GetDataFile("file"), "");
+}
+
+TEST_F(AStartedFramework, CanBeMadeFromItsOwnBundleOnly) {
+  EXPECT_EQ(Framework(context().GetBundle()), framework);
+  EXPECT_THROW(Framework{Bundle()}, std::logic_error);
+}
+
+TEST(ADefaultBundle, RefusesEveryCall) {
+  const Bundle sut;
+  EXPECT_FALSE(sut);
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetState(); }), "invalid bundle");
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetHeaders(); }), "invalid bundle");
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { Bundle().Start(); }), "invalid bundle");
+  EXPECT_TRUE(sut == Bundle());
+}
+
+TEST_F(AFramework, SortsBeforeAnInvalidBundle) {
+  EXPECT_TRUE(sut < Bundle());
+  EXPECT_FALSE(Bundle() < sut);
+  EXPECT_FALSE(Bundle() < Bundle());
+}
+
+class AnInvalidContext : public testing::TestWithParam<bool> {
+ protected:
+  AnInvalidContext() {
+    if (GetParam()) {
+      framework.Start();
+      sut = framework.GetBundleContext();
+      stopAndWait(framework);
+    }
+  }
+
+  template <class Call>
+  void expectRefusal(Call&& call) {
+    EXPECT_EQ(messageOf<IllegalStateException>(call), "The bundle context is no longer valid");
+  }
+
+  const TemporaryFolder folder;
+  Framework framework = newFramework(folder);
+  BundleContext sut;
+};
+
+TEST_P(AnInvalidContext, RefusesEveryCall) {
+  EXPECT_FALSE(sut);
+  expectRefusal([&] { sut.GetBundle(); });
+  expectRefusal([&] { sut.GetBundle(0); });
+  expectRefusal([&] { sut.GetBundles(); });
+  expectRefusal([&] { sut.GetBundles("x"); });
+  expectRefusal([&] { sut.GetProperty("x"); });
+  expectRefusal([&] { sut.GetProperties(); });
+  expectRefusal([&] { sut.GetDataFile("x"); });
+  expectRefusal([&] { sut.InstallBundles("x"); });
+  expectRefusal([&] { (void)sut.RegisterService<Interface>(std::make_shared<Interface>()); });
+  expectRefusal([&] { (void)sut.RegisterService(InterfaceMapConstPtr()); });
+  expectRefusal([&] { sut.GetServiceReference<Interface>(); });
+  expectRefusal([&] { sut.GetServiceReferences<Interface>("("); });
+  expectRefusal([&] { sut.AddServiceListener([](const ServiceEvent&) {}, "("); });
+  expectRefusal([&] { sut.AddBundleListener([](const BundleEvent&) {}); });
+  expectRefusal([&] { sut.AddFrameworkListener([](const FrameworkEvent&) {}); });
+  expectRefusal([&] { sut.RemoveListener(ListenerToken()); });
+}
+
+TEST_P(AnInvalidContext, LooksAtTheReferenceFirstWhenAskedForAService) {
+  EXPECT_THROW(sut.GetService(ServiceReference<Interface>()), std::invalid_argument);
+}
+
+INSTANTIATE_TEST_SUITE_P(DefaultOrStopped, AnInvalidContext, testing::Bool());
+
+TEST_F(AStartedFramework, IgnoresWhatFrameworkListenersThrow) {
+  Journal journal;
+  context().AddFrameworkListener([](const FrameworkEvent&) { throw std::runtime_error("listener"); });
+  noteFrameworkEvents(journal);
+  context().AddBundleListener([](const BundleEvent&) { throw 1; });
+  EXPECT_NO_THROW(stopAndWait(framework));
+  EXPECT_THAT(journal.texts(), ElementsAre("ERROR Bundle listener threw an exception"));
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+// Where other implementations are known to hang or to crash.
+
+TEST_F(AStartedFramework, TimesOutAWaitDuringASlowStopAndStopsAllTheSame) {
+  Gate stopping;
+  Gate mayStop;
+  context().AddBundleListener([&](const BundleEvent&) {
+    stopping.open();
+    EXPECT_TRUE(mayStop.wait());
+  });
+  framework.Stop();
+  ASSERT_TRUE(stopping.wait());
+  EXPECT_EQ(framework.GetState(), Bundle::STATE_STOPPING);
+  EXPECT_EQ(framework.WaitForStop(milliseconds(1)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+  EXPECT_EQ(framework.WaitForStop(milliseconds(-1)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+  mayStop.open();
+  EXPECT_EQ(framework.WaitForStop(milliseconds::max()).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+}
+
+TEST_F(AStartedFramework, DoesNotStartWhileItStops) {
+  Gate stopping;
+  Gate mayStop;
+  context().AddBundleListener([&](const BundleEvent&) {
+    stopping.open();
+    EXPECT_TRUE(mayStop.wait());
+  });
+  framework.Stop();
+  ASSERT_TRUE(stopping.wait());
+  EXPECT_THROW(framework.Start(), std::runtime_error);
+  mayStop.open();
+  framework.WaitForStop(milliseconds::zero());
+}
+
+TEST_F(AStartedFramework, CannotBeWaitedForByTheThreadThatStopsIt) {
+  Journal journal;
+  context().AddBundleListener([&](const BundleEvent&) {
+    const auto event = framework.WaitForStop(milliseconds::zero());
+    journal.note(event.GetType() == FrameworkEvent::FRAMEWORK_ERROR ? "error" : "other");
+  });
+  stopAndWait(framework);
+  EXPECT_THAT(journal.texts(), ElementsAre("error"));
+}
+
+TEST_F(AFramework, RefusesEveryCallAfterItWasMovedFrom) {
+  const Framework target(std::move(sut));
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.Init(); }), "invalid bundle");
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.WaitForStop(milliseconds::zero()); }), "invalid bundle");
+}
+
+TEST_F(AFramework, MayLoseItsLastHandleOnTheThreadThatStopsIt) {
+  auto framework = std::make_unique<Framework>(newFramework(folder));
+  const auto gone = std::make_shared<Gate>();
+  framework->Start();
+  auto* const bare = framework.get();
+  framework->GetBundleContext().AddBundleListener([&framework, gone](const BundleEvent&) {
+    framework.reset();
+    gone->open();
+  });
+  bare->Stop();
+  EXPECT_TRUE(gone->wait());
+}
+
+#endif
+
+}  // namespace

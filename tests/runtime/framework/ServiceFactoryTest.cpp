@@ -1,0 +1,236 @@
+#include <cppmicroservices/PrototypeServiceFactory.h>
+#include <cppmicroservices/ServiceFactory.h>
+#include <cppmicroservices/ServiceObjects.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "TestFramework.hpp"
+#include "ZipArchive.hpp"
+#include "spf/test/Gate.hpp"
+
+namespace {
+
+using namespace cppmicroservices;
+using namespace spf::test;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+struct Interface {};
+
+/// Makes what a function gives, and notes the calls.
+template <class Base>
+struct NotingFactory : Base {
+  InterfaceMapConstPtr GetService(const Bundle& bundle, const ServiceRegistrationBase&) override {
+    journal.note("get for " + bundle.GetSymbolicName());
+    return make();
+  }
+  void UngetService(const Bundle& bundle, const ServiceRegistrationBase&, const InterfaceMapConstPtr&) override {
+    journal.note("unget for " + bundle.GetSymbolicName());
+    afterUnget();
+  }
+
+  Journal journal;
+  std::function<InterfaceMapConstPtr()> make = [] {
+    return InterfaceMapConstPtr(MakeInterfaceMap<Interface>(std::make_shared<Interface>()));
+  };
+  std::function<void()> afterUnget = [] {};
+};
+
+class AServiceFactory : public StartedFramework {
+ protected:
+  ServiceRegistration<Interface> add() { return user.RegisterService<Interface>(ToFactory(sut)); }
+
+  /// \return the context of a started bundle without code
+  BundleContext otherBundle() {
+    auto bundle = context().InstallBundles(DATA_ONLY_BUNDLE).at(0);
+    bundle.Start();
+    return bundle.GetBundleContext();
+  }
+
+  const std::shared_ptr<NotingFactory<ServiceFactory>> sut = std::make_shared<NotingFactory<ServiceFactory>>();
+  BundleContext user = context();
+};
+
+TEST_F(AServiceFactory, IsAskedOncePerBundleWhileTheServiceIsHeld) {
+  const auto reference = add().GetReference();
+  auto first = user.GetService(reference);
+  auto second = user.GetService(reference);
+  EXPECT_EQ(first, second);
+  auto other = otherBundle();
+  auto third = other.GetService(reference);
+  EXPECT_NE(first, third);
+  EXPECT_THAT(sut->journal.take(), ElementsAre("get for system_bundle", "get for data.only"));
+  first.reset();
+  EXPECT_THAT(sut->journal.take(), IsEmpty());
+  second.reset();
+  EXPECT_THAT(sut->journal.take(), ElementsAre("unget for system_bundle"));
+  const auto again = user.GetService(reference);
+  EXPECT_THAT(sut->journal.take(), ElementsAre("get for system_bundle"));
+}
+
+TEST_F(AServiceFactory, IsKnownByTheScopeOfItsService) {
+  const auto reference = add().GetReference();
+  EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_BUNDLE);
+  EXPECT_THAT(any_cast<std::vector<std::string>>(reference.GetProperty(Constants::OBJECTCLASS)),
+              testing::UnorderedElementsAre(us_service_interface_iid<Interface>(), "org.cppmicroservices.factory"));
+}
+
+TEST_F(AServiceFactory, GetsItsObjectBackWhenTheServiceIsUnregistered) {
+  auto registration = add();
+  auto held = user.GetService(registration.GetReference());
+  sut->journal.take();
+  registration.Unregister();
+  EXPECT_THAT(sut->journal.take(), ElementsAre("unget for system_bundle"));
+  EXPECT_TRUE(held);
+  held.reset();
+  EXPECT_THAT(sut->journal.take(), IsEmpty());
+}
+
+TEST_F(AServiceFactory, GetsItsObjectBackWhenTheUserIsStopped) {
+  auto other = otherBundle();
+  const auto held = other.GetService(add().GetReference());
+  sut->journal.take();
+  other.GetBundle().Stop();
+  EXPECT_THAT(sut->journal.take(), ElementsAre("unget for data.only"));
+}
+
+TEST_F(AServiceFactory, IsReportedWhenItThrows) {
+  Journal errors;
+  noteFrameworkEvents(errors);
+  sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("no object today"); };
+  const auto reference = add().GetReference();
+  EXPECT_FALSE(user.GetService(reference));
+  ASSERT_EQ(errors.texts().size(), 1u);
+  EXPECT_THAT(errors.texts()[0], HasSubstr("ERROR"));
+}
+
+TEST_F(AServiceFactory, IsReportedAsAServiceException) {
+  Journal types;
+  user.AddFrameworkListener([&](const FrameworkEvent& event) {
+    EXPECT_THROW(std::rethrow_exception(event.GetThrowable()), ServiceException);
+    types.note("service exception");
+  });
+  sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("no object today"); };
+  EXPECT_FALSE(user.GetService(add().GetReference()));
+  EXPECT_THAT(types.texts(), ElementsAre("service exception"));
+}
+
+TEST_F(AServiceFactory, MayBeAskedAgainAfterItThrew) {
+  const auto good = sut->make;
+  sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("not yet"); };
+  const auto reference = add().GetReference();
+  EXPECT_FALSE(user.GetService(reference));
+  sut->make = good;
+  EXPECT_TRUE(user.GetService(reference));
+}
+
+TEST_F(AServiceFactory, IsReportedWhenItGivesNothing) {
+  Journal errors;
+  noteFrameworkEvents(errors);
+  sut->make = [] { return InterfaceMapConstPtr(); };
+  EXPECT_FALSE(user.GetService(add().GetReference()));
+  EXPECT_EQ(errors.texts().size(), 1u);
+}
+
+TEST_F(AServiceFactory, IsRefusedIfItIsNull) {
+  EXPECT_EQ(
+      messageOf<ServiceException>([&] { (void)user.RegisterService<Interface>(std::shared_ptr<ServiceFactory>()); }),
+      "The service factory argument must not be nullptr.");
+}
+
+class APrototypeServiceFactory : public AServiceFactory {
+ protected:
+  const std::shared_ptr<NotingFactory<PrototypeServiceFactory>> prototypes =
+      std::make_shared<NotingFactory<PrototypeServiceFactory>>();
+};
+
+TEST_F(APrototypeServiceFactory, IsAskedForEachObject) {
+  const auto reference = user.RegisterService<Interface>(ToFactory(prototypes)).GetReference();
+  EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_PROTOTYPE);
+  const auto objects = user.GetServiceObjects(reference);
+  auto first = objects.GetService();
+  const auto second = objects.GetService();
+  EXPECT_NE(first, second);
+  first.reset();
+  EXPECT_THAT(prototypes->journal.texts(),
+              ElementsAre("get for system_bundle", "get for system_bundle", "unget for system_bundle"));
+}
+
+TEST_F(APrototypeServiceFactory, IsAskedOncePerBundleWithoutServiceObjects) {
+  const auto reference = user.RegisterService<Interface>(ToFactory(prototypes)).GetReference();
+  EXPECT_EQ(user.GetService(reference), user.GetService(reference));
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+// What others leave open.
+
+TEST_F(AServiceFactory, IsReportedWhenItsObjectLacksAnInterface) {
+  struct Other {};
+  Journal errors;
+  noteFrameworkEvents(errors);
+  sut->make = [] { return InterfaceMapConstPtr(MakeInterfaceMap<Other>(std::make_shared<Other>())); };
+  EXPECT_FALSE(user.GetService(add().GetReference()));
+  EXPECT_THAT(errors.texts(), ElementsAre(HasSubstr("does not implement")));
+}
+
+TEST_F(AServiceFactory, IsReportedWhenItAsksForItsOwnService) {
+  Journal errors;
+  noteFrameworkEvents(errors);
+  const auto reference = add().GetReference();
+  const auto good = sut->make;
+  sut->make = [&] {
+    EXPECT_FALSE(user.GetService(reference));
+    return good();
+  };
+  EXPECT_TRUE(user.GetService(reference));
+  EXPECT_THAT(errors.texts(), ElementsAre(HasSubstr("just making")));
+}
+
+TEST_F(AServiceFactory, IsAskedOnceByThreadsThatNeedItsObjectAtTheSameTime) {
+  Gate making;
+  Gate mayMake;
+  const auto good = sut->make;
+  sut->make = [&] {
+    making.open();
+    EXPECT_TRUE(mayMake.wait());
+    return good();
+  };
+  const auto reference = add().GetReference();
+  std::shared_ptr<Interface> services[2];
+  std::thread first([&] { services[0] = user.GetService(reference); });
+  ASSERT_TRUE(making.wait());
+  std::thread second([&] { services[1] = user.GetService(reference); });
+  mayMake.open();
+  first.join();
+  second.join();
+  EXPECT_TRUE(services[0]);
+  EXPECT_EQ(services[0], services[1]);
+  EXPECT_EQ(sut->journal.texts().size(), 1u);
+}
+
+TEST_F(AServiceFactory, GetsBackWhatItMadeForAServiceThatWentAwayMeanwhile) {
+  auto registration = add();
+  const auto reference = registration.GetReference();
+  const auto good = sut->make;
+  sut->make = [&] {
+    registration.Unregister();
+    return good();
+  };
+  EXPECT_FALSE(user.GetService(reference));
+  EXPECT_THAT(sut->journal.texts(), ElementsAre("get for system_bundle", "unget for system_bundle"));
+}
+
+TEST_F(AServiceFactory, IsReportedWhenItThrowsOnGettingItsObjectBack) {
+  Journal warnings;
+  noteFrameworkEvents(warnings);
+  sut->afterUnget = [] { throw std::runtime_error("keep it"); };
+  EXPECT_TRUE(user.GetService(add().GetReference()));
+  EXPECT_THAT(warnings.texts(), ElementsAre(HasSubstr("keep it")));
+}
+
+#endif
+
+}  // namespace

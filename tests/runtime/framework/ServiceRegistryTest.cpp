@@ -1,0 +1,352 @@
+#include <cppmicroservices/IllegalStateException.h>
+#include <cppmicroservices/LDAPFilter.h>
+#include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/ServiceObjects.h>
+
+#include <memory>
+#include <set>
+
+#include "TestFramework.hpp"
+
+namespace registrytest {
+
+struct Interface {
+  int value = 0;
+};
+struct Other {
+  virtual ~Other() = default;
+};
+struct Named {};
+template <class T>
+struct Holder {};
+struct Both : Interface, Other {};
+
+}  // namespace registrytest
+
+CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(registrytest::Named, "a.name/of its own")
+
+namespace {
+
+using namespace cppmicroservices;
+using namespace spf::test;
+using namespace registrytest;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+struct Local {};
+
+class AServiceRegistry : public StartedFramework {
+ protected:
+  ServiceRegistration<Interface> add(const ServiceProperties& properties = {}) {
+    return sut.RegisterService<Interface>(std::make_shared<Interface>(), properties);
+  }
+
+  std::vector<int> numbersOf(const std::vector<ServiceReference<Interface>>& references) {
+    std::vector<int> numbers;
+    for (const auto& reference : references) {
+      numbers.push_back(any_cast<int>(reference.GetProperty("number")));
+    }
+    return numbers;
+  }
+
+  BundleContext sut = context();
+};
+
+TEST(AnInterfaceId, IsTheNameOfTheType) {
+  EXPECT_EQ(us_service_interface_iid<Interface>(), "registrytest::Interface");
+  EXPECT_EQ(us_service_interface_iid<Holder<Holder<int>>>(), "registrytest::Holder<registrytest::Holder<int> >");
+  EXPECT_EQ(us_service_interface_iid<Local>(), "(anonymous namespace)::Local");
+  EXPECT_EQ(us_service_interface_iid<Named>(), "a.name/of its own");
+  EXPECT_EQ(us_service_interface_iid<void>(), "");
+}
+
+TEST_F(AServiceRegistry, AddsPropertiesOfItsOwn) {
+  const auto reference = sut.RegisterService<Interface, Other>(std::make_shared<Both>()).GetReference();
+  EXPECT_THAT(any_cast<std::vector<std::string>>(reference.GetProperty(Constants::OBJECTCLASS)),
+              UnorderedElementsAre("registrytest::Interface", "registrytest::Other"));
+  EXPECT_GT(any_cast<long>(reference.GetProperty(Constants::SERVICE_ID)), 0);
+  EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_SINGLETON);
+}
+
+TEST_F(AServiceRegistry, FindsAServiceByEachOfItsInterfaces) {
+  const auto both = std::make_shared<Both>();
+  const auto registration = sut.RegisterService<Interface, Other>(both);
+  EXPECT_EQ(sut.GetService(sut.GetServiceReference<Interface>()).get(), both.get());
+  EXPECT_EQ(sut.GetService(sut.GetServiceReference<Other>()).get(), static_cast<Other*>(both.get()));
+  EXPECT_EQ(sut.GetServiceReference<Interface>(), sut.GetServiceReference<Other>());
+  EXPECT_EQ(registration.GetReference<Other>().GetInterfaceId(), "registrytest::Other");
+}
+
+TEST_F(AServiceRegistry, FindsNothingForAnInterfaceNobodyOffers) {
+  EXPECT_FALSE(sut.GetServiceReference<Interface>());
+  EXPECT_THAT(sut.GetServiceReferences<Interface>(), IsEmpty());
+}
+
+TEST_F(AServiceRegistry, DropsTheGlobalScopeOfALookedUpName) {
+  const auto registration = add();
+  EXPECT_TRUE(sut.GetServiceReference("::registrytest::Interface"));
+  EXPECT_FALSE(sut.GetServiceReference("registrytest::interface"));
+}
+
+TEST_F(AServiceRegistry, AnswersTheHighestRankingServiceFirst) {
+  add({{"number", 1}, {Constants::SERVICE_RANKING, 5}});
+  add({{"number", 2}});
+  add({{"number", 3}, {Constants::SERVICE_RANKING, 10}});
+  add({{"number", 4}});
+  add({{"number", 5}, {Constants::SERVICE_RANKING, -1}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(3, 1, 2, 4, 5));
+  EXPECT_EQ(any_cast<int>(sut.GetServiceReference<Interface>().GetProperty("number")), 3);
+}
+
+TEST_F(AServiceRegistry, FollowsARankingThatChanges) {
+  auto first = add({{"number", 1}});
+  add({{"number", 2}});
+  auto third = add({{"number", 3}});
+  third.SetProperties({{"number", 3}, {Constants::SERVICE_RANKING, 1}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(3, 1, 2));
+  first.SetProperties({{"number", 1}, {Constants::SERVICE_RANKING, -1}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(3, 2, 1));
+  first.Unregister();
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(3, 2));
+}
+
+TEST_F(AServiceRegistry, OrdersReferencesByRankingThenByAge) {
+  const auto older = add().GetReference();
+  const auto younger = add().GetReference();
+  const auto ranked = add({{Constants::SERVICE_RANKING, 1}}).GetReference();
+  EXPECT_TRUE(younger < older);
+  EXPECT_TRUE(older < ranked);
+  EXPECT_FALSE(ranked < older);
+  EXPECT_TRUE(ServiceReference<Interface>() < younger);
+}
+
+TEST_F(AServiceRegistry, FiltersByProperties) {
+  add({{"number", 1}, {"colour", std::string("red")}});
+  add({{"number", 2}, {"colour", std::string("blue")}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>("(COLOUR=blue)")), ElementsAre(2));
+  EXPECT_THAT(sut.GetServiceReferences<Interface>("(colour=green)"), IsEmpty());
+}
+
+TEST_F(AServiceRegistry, RefusesABadFilterOnlyIfThereIsSomethingToFilter) {
+  EXPECT_THAT(sut.GetServiceReferences<Interface>("("), IsEmpty());
+  const auto registration = add();
+  EXPECT_THROW(sut.GetServiceReferences<Interface>("("), std::invalid_argument);
+  EXPECT_THROW(sut.GetServiceReferences<Interface>(" "), std::invalid_argument);
+}
+
+TEST_F(AServiceRegistry, ListsAllServicesInTheOrderOfTheirRegistration) {
+  const ServiceReferenceU first = add().GetReference();
+  const ServiceReferenceU second = sut.RegisterService<Other>(std::make_shared<Both>()).GetReference();
+  const ServiceReferenceU third = add({{Constants::SERVICE_RANKING, 9}}).GetReference();
+  EXPECT_THAT(sut.GetServiceReferences(""), ElementsAre(first, second, third));
+}
+
+TEST_F(AServiceRegistry, RefusesNullPointersAndEmptyMaps) {
+  EXPECT_THAT(
+      messageOf<std::invalid_argument>([&] { (void)sut.RegisterService<Interface>(std::shared_ptr<Interface>()); }),
+      HasSubstr("Can't register as null class"));
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { (void)sut.RegisterService(InterfaceMapConstPtr()); }),
+            "Can't register empty InterfaceMap as a service");
+  EXPECT_EQ(
+      messageOf<std::invalid_argument>([&] { (void)sut.RegisterService(std::make_shared<const InterfaceMap>()); }),
+      "Can't register empty InterfaceMap as a service");
+}
+
+TEST_F(AServiceRegistry, RefusesKeysThatDifferOnlyInCase) {
+  EXPECT_THAT(messageOf<std::runtime_error>([&] {
+                add({{"key", 1}, {"KEY", 2}});
+              }),
+              HasSubstr("Properties contain case variants"));
+  EXPECT_THAT(messageOf<std::runtime_error>([&] {
+                add({{"SERVICE.ID", 1}});
+              }),
+              HasSubstr("Properties contain case variants"));
+  EXPECT_FALSE(sut.GetServiceReference<Interface>());
+}
+
+TEST_F(AServiceRegistry, KeepsAGivenServiceIdUntilThePropertiesAreSet) {
+  auto registration = add({{Constants::SERVICE_ID, 123456L}});
+  EXPECT_EQ(any_cast<long>(registration.GetReference().GetProperty(Constants::SERVICE_ID)), 123456L);
+  registration.SetProperties({{Constants::SERVICE_ID, 7L}});
+  EXPECT_NE(any_cast<long>(registration.GetReference().GetProperty(Constants::SERVICE_ID)), 7L);
+}
+
+TEST_F(AServiceRegistry, RefusesARankingThatIsNoIntWhenPropertiesAreSet) {
+  auto registration = add({{"key", 1}});
+  EXPECT_THROW(registration.SetProperties({{Constants::SERVICE_RANKING, 1L}}), std::invalid_argument);
+  EXPECT_EQ(any_cast<int>(registration.GetReference().GetProperty("key")), 1);
+}
+
+TEST_F(AServiceRegistry, ReplacesPropertiesWhenTheyAreSet) {
+  auto registration = add({{"old", 1}});
+  registration.SetProperties({{"new", 2}});
+  const auto reference = registration.GetReference();
+  EXPECT_TRUE(reference.GetProperty("old").Empty());
+  EXPECT_EQ(any_cast<int>(reference.GetProperty("NEW")), 2);
+  EXPECT_THAT(reference.GetPropertyKeys(), UnorderedElementsAre("new", "objectclass", "service.id", "service.scope"));
+}
+
+TEST_F(AServiceRegistry, TakesAnUnregisteredServiceOutOfTheLookUp) {
+  auto registration = add({{"key", 1}});
+  const auto reference = registration.GetReference();
+  EXPECT_EQ(reference.GetBundle(), framework);
+  registration.Unregister();
+  EXPECT_FALSE(sut.GetServiceReference<Interface>());
+  EXPECT_FALSE(reference);
+  EXPECT_FALSE(reference.GetBundle());
+  EXPECT_EQ(any_cast<int>(reference.GetProperty("key")), 1);
+  EXPECT_TRUE(LDAPFilter("(key=1)").Match(reference));
+  EXPECT_EQ(std::hash<ServiceReference<Interface>>()(reference), std::hash<ServiceReference<Interface>>()(reference));
+}
+
+TEST_F(AServiceRegistry, LetsGoOfAnUnregisteredImplementation) {
+  auto implementation = std::make_shared<Interface>();
+  const std::weak_ptr<Interface> watch = implementation;
+  auto registration = sut.RegisterService<Interface>(std::move(implementation));
+  implementation.reset();
+  auto held = sut.GetService(registration.GetReference());
+  registration.Unregister();
+  EXPECT_FALSE(watch.expired());
+  held.reset();
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST_F(AServiceRegistry, KeepsARegistrationTrueAfterUnregister) {
+  auto registration = add();
+  auto copy = registration;
+  registration.Unregister();
+  EXPECT_TRUE(registration);
+  EXPECT_EQ(messageOf<std::logic_error>([&] { copy.Unregister(); }), "Service is unregistered");
+  EXPECT_EQ(messageOf<std::logic_error>([&] { copy.GetReference(); }), "Service is unregistered");
+  EXPECT_EQ(messageOf<std::logic_error>([&] { copy.SetProperties({}); }), "Service is unregistered");
+  registration = nullptr;
+  EXPECT_FALSE(registration);
+  EXPECT_EQ(messageOf<std::logic_error>([&] { registration.Unregister(); }), "ServiceRegistrationBase object invalid");
+}
+
+TEST_F(AServiceRegistry, KeepsAServiceWhoseRegistrationIsGone) {
+  auto registration = add();
+  registration = nullptr;
+  EXPECT_TRUE(sut.GetServiceReference<Interface>());
+}
+
+TEST_F(AServiceRegistry, CountsABundleAsUserWhileItHoldsTheService) {
+  const auto implementation = std::make_shared<Interface>();
+  const auto reference = sut.RegisterService<Interface>(implementation).GetReference();
+  auto first = sut.GetService(reference);
+  auto second = sut.GetService(reference);
+  EXPECT_EQ(first, implementation);
+  EXPECT_EQ(first.use_count(), 1);
+  EXPECT_THAT(reference.GetUsingBundles(), ElementsAre(framework));
+  first.reset();
+  EXPECT_THAT(reference.GetUsingBundles(), ElementsAre(framework));
+  second.reset();
+  EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
+}
+
+TEST_F(AServiceRegistry, RefusesToGetAServiceThatIsNotThere) {
+  const std::string expected = "Default constructed ServiceReference is not a valid input to GetService()";
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetService(ServiceReference<Interface>()); }), expected);
+  auto registration = add();
+  const auto reference = registration.GetReference();
+  registration.Unregister();
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetService(reference); }), expected);
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetServiceObjects(reference); }),
+            "The service reference is invalid");
+}
+
+TEST_F(AServiceRegistry, GivesNoObjectsOfAServiceThatWentAway) {
+  auto registration = add();
+  const auto objects = sut.GetServiceObjects(registration.GetReference());
+  EXPECT_TRUE(objects.GetService());
+  registration.Unregister();
+  EXPECT_FALSE(objects.GetService());
+}
+
+TEST_F(AServiceRegistry, GivesNoObjectsThroughAStoppedContext) {
+  const auto registration = add();
+  const auto objects = sut.GetServiceObjects(registration.GetReference());
+  stopAndWait(framework);
+  EXPECT_THROW(objects.GetService(), IllegalStateException);
+}
+
+TEST_F(AServiceRegistry, GivesAllInterfacesOfAServiceAtOnce) {
+  const auto both = std::make_shared<Both>();
+  const ServiceReferenceU reference = sut.RegisterService<Interface, Other>(both).GetReference();
+  const auto interfaces = sut.GetService(reference);
+  EXPECT_EQ(ExtractInterface<Other>(interfaces).get(), static_cast<Other*>(both.get()));
+  EXPECT_EQ(ExtractInterface(interfaces, "registrytest::Interface").get(), static_cast<Interface*>(both.get()));
+  EXPECT_FALSE(ExtractInterface(interfaces, "nobody"));
+}
+
+TEST_F(AServiceRegistry, KnowsWhichReferenceAServiceCameFrom) {
+  const auto reference = add().GetReference();
+  const auto service = sut.GetService(reference);
+  EXPECT_EQ(ServiceReferenceFromService(service), reference);
+  EXPECT_THROW(ServiceReferenceFromService(std::make_shared<Interface>()), std::runtime_error);
+}
+
+TEST_F(AServiceRegistry, ConvertsReferencesOnlyToInterfacesOfTheService) {
+  const ServiceReferenceU reference = add().GetReference();
+  EXPECT_TRUE(reference.IsConvertibleTo("registrytest::Interface"));
+  EXPECT_FALSE(reference.IsConvertibleTo("registrytest::Other"));
+  EXPECT_TRUE(ServiceReference<Interface>(reference));
+  EXPECT_FALSE(ServiceReference<Other>(reference));
+}
+
+TEST_F(AServiceRegistry, GivesRegistrationsAHashAndAnOrder) {
+  const auto first = add();
+  const auto second = add();
+  EXPECT_TRUE(first == first);
+  EXPECT_FALSE(first == second);
+  EXPECT_NE(first < second, second < first);
+  EXPECT_EQ(std::hash<ServiceRegistrationBase>()(first), std::hash<ServiceRegistrationBase>()(first));
+}
+
+#ifdef SPF_RUNTIME_BUNDLED
+// Where other implementations are known to crash or to lose track.
+
+TEST_F(AServiceRegistry, RefusesPropertiesOfTheWrongTypeBeforeItRegistersAnything) {
+  const ServiceProperties wrong[] = {{{Constants::SERVICE_RANKING, 1L}},
+                                     {{Constants::SERVICE_ID, 1}},
+                                     {{Constants::SERVICE_SCOPE, 1}},
+                                     {{Constants::OBJECTCLASS, std::string("one")}}};
+  for (const auto& properties : wrong) {
+    EXPECT_THROW(add(properties), std::invalid_argument) << properties.begin()->first;
+  }
+  EXPECT_THAT(sut.GetServiceReferences(""), IsEmpty());
+}
+
+TEST_F(AServiceRegistry, KeepsTrackOfAServiceThatClaimsForeignClasses) {
+  auto registration = add({{Constants::OBJECTCLASS, std::vector<std::string>{"foreign"}}});
+  EXPECT_TRUE(sut.GetServiceReference<Interface>());
+  EXPECT_FALSE(sut.GetServiceReference("foreign"));
+  registration.Unregister();
+  EXPECT_FALSE(sut.GetServiceReference<Interface>());
+  const auto next = add();
+  EXPECT_TRUE(sut.GetServiceReference<Interface>());
+}
+
+TEST(ADefaultReference, GivesEmptyAnswers) {
+  const ServiceReferenceU sut;
+  EXPECT_FALSE(sut);
+  EXPECT_TRUE(sut.GetProperty("key").Empty());
+  EXPECT_THAT(sut.GetPropertyKeys(), IsEmpty());
+  EXPECT_THAT(sut.GetUsingBundles(), IsEmpty());
+  EXPECT_FALSE(sut.GetBundle());
+  EXPECT_EQ(sut.GetInterfaceId(), "");
+  EXPECT_FALSE(LDAPFilter("(key=1)").Match(sut));
+}
+
+TEST(ADefaultServiceEvent, HasNoServiceAndNoType) {
+  const ServiceEvent sut;
+  EXPECT_FALSE(sut);
+  EXPECT_FALSE(sut.GetServiceReference());
+  EXPECT_THROW(sut.GetType(), std::logic_error);
+}
+
+#endif
+
+}  // namespace
