@@ -127,7 +127,6 @@ class FilterParser {
       }
     }
     take();
-    value.finish();
     return value;
   }
 

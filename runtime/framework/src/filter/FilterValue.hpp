@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,16 +10,17 @@ namespace cppmicroservices {
 /// What a filter compares a property with: a text in which some stars stand for any text.
 class FilterValue {
  public:
-  void append(char c) { pieces_.back() += c; }
-  void appendWildcard() { pieces_.emplace_back(); }
-  /// To be called once after the last appended character.
-  void finish();
+  void append(char c) { text_ += c; }
+  void appendWildcard() {
+    wildcards_.push_back(text_.size());
+    text_ += '*';
+  }
 
   /// The text, wildcards being `*`.
   std::string const& text() const { return text_; }
 
   /// Whether it is a single wildcard, which asks for presence only.
-  bool isPresence() const { return pieces_.size() == 2 && text_.size() == 1; }
+  bool isPresence() const { return wildcards_.size() == 1 && text_.size() == 1; }
 
   /// Whether the text is an instance of this pattern. Takes time in proportion to the product of
   /// both lengths at worst.
@@ -31,10 +33,12 @@ class FilterValue {
   std::string escaped() const;
 
  private:
-  // What stands before, between and behind the wildcards.
-  std::vector<std::string> pieces_{1};
+  /// What stands before wildcard number i, and behind the one before it or the last one.
+  std::string_view piece(std::size_t i) const;
+
   std::string text_;
-  std::string folded_;
+  // Where in the text.
+  std::vector<std::size_t> wildcards_;
 };
 
 }  // namespace cppmicroservices

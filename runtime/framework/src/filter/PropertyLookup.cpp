@@ -1,9 +1,8 @@
 #include "filter/PropertyLookup.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
-#include <string_view>
-#include <utility>
 #include <vector>
 
 #include "cppmicroservices/AnyMap.h"
@@ -22,16 +21,32 @@ Any const* find(AnyMap const& properties, std::string const& name) {
   return found == properties.end() ? nullptr : &found->second;
 }
 
+Any const* findIgnoringCase(AnyMap const& properties, std::string const& name) {
+  auto const found = std::find_if(properties.begin(), properties.end(),
+                                  [&](auto const& entry) { return ascii::equalIgnoringCase(entry.first, name); });
+  return found == properties.end() ? nullptr : &found->second;
+}
+
+/// Compares every key with every other one.
+void throwForCaseVariant(AnyMap const& properties) {
+  for (auto first = properties.begin(); first != properties.end(); ++first) {
+    for (auto second = first; ++second != properties.end();) {
+      if (ascii::equalIgnoringCase(first->first, second->first)) {
+        throw std::runtime_error("Properties contain case variants of the key: " + first->first);
+      }
+    }
+  }
+}
+
 }  // namespace
 
 PropertyLookup lookupIgnoringCase(AnyMap const& properties) {
   if (hasCaseInsensitiveKeys(properties)) {
     return [&properties](std::string const& name) { return find(properties, name); };
   }
-  return [&properties](std::string const& name) -> Any const* {
-    auto const found = std::find_if(properties.begin(), properties.end(),
-                                    [&](auto const& entry) { return ascii::equalIgnoringCase(entry.first, name); });
-    return found == properties.end() ? nullptr : &found->second;
+  return [&properties](std::string const& name) {
+    auto const* const exact = find(properties, name);
+    return exact ? exact : findIgnoringCase(properties, name);
   };
 }
 
@@ -46,19 +61,14 @@ void requireNoCaseVariants(AnyMap const& properties) {
   if (hasCaseInsensitiveKeys(properties)) {
     return;
   }
-  std::vector<std::pair<std::uint64_t, std::string const*>> keys;
-  keys.reserve(properties.size());
+  std::vector<std::uint64_t> hashes;
+  hashes.reserve(properties.size());
   for (auto const& [key, value] : properties) {
-    keys.emplace_back(ascii::hashIgnoringCase(key), &key);
+    hashes.push_back(ascii::hashIgnoringCase(key));
   }
-  auto const byHash = [](auto const& left, auto const& right) { return left.first < right.first; };
-  std::sort(keys.begin(), keys.end(), byHash);
-  for (auto first = keys.begin(); first != keys.end(); ++first) {
-    for (auto second = first + 1; second != keys.end() && second->first == first->first; ++second) {
-      if (ascii::equalIgnoringCase(*first->second, *second->second)) {
-        throw std::runtime_error("Properties contain case variants of the key: " + *first->second);
-      }
-    }
+  std::sort(hashes.begin(), hashes.end());
+  if (std::adjacent_find(hashes.begin(), hashes.end()) != hashes.end()) {
+    throwForCaseVariant(properties);
   }
 }
 
