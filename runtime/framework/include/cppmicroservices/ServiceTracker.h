@@ -168,7 +168,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   /// Forgets a service until it changes.
   virtual void Remove(const ServiceReference<S>& reference) {
     if (const auto items = open()) {
-      items->untrack(reference);
+      items->untrack(reference, ServiceEvent());
     }
   }
 
@@ -195,7 +195,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   void RemovedService(const ServiceReference<S>&, const std::shared_ptr<TrackedParamType>&) override {}
 
  private:
-  using Items = detail::TrackedItems<ServiceReference<S>, std::shared_ptr<TrackedParamType>>;
+  using Items = detail::TrackedItems<ServiceReference<S>, std::shared_ptr<TrackedParamType>, ServiceEvent>;
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
   ServiceTracker(const BundleContext& context, std::string filter, std::string clazz,
@@ -236,22 +236,24 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     const auto reference = event.GetServiceReference<S>();
     const auto type = event.GetType();
     if (type == ServiceEvent::SERVICE_REGISTERED || type == ServiceEvent::SERVICE_MODIFIED) {
-      items.track(reference);
+      items.track(reference, event);
     } else {
-      items.untrack(reference);
+      items.untrack(reference, event);
     }
   }
 
   typename Items::Calls calls() {
     auto* const customizer = customizer_;
-    return {[customizer](const ServiceReference<S>& reference) {
+    return {[customizer](const ServiceReference<S>& reference, const ServiceEvent&) {
               auto added = customizer->AddingService(reference);
               return added ? std::make_optional(std::move(added)) : std::nullopt;
             },
-            [customizer](const ServiceReference<S>& reference, const std::shared_ptr<TrackedParamType>& service) {
+            [customizer](const ServiceReference<S>& reference, const ServiceEvent&,
+                         const std::shared_ptr<TrackedParamType>& service) {
               customizer->ModifiedService(reference, service);
             },
-            [customizer](const ServiceReference<S>& reference, const std::shared_ptr<TrackedParamType>& service) {
+            [customizer](const ServiceReference<S>& reference, const ServiceEvent&,
+                         const std::shared_ptr<TrackedParamType>& service) {
               customizer->RemovedService(reference, service);
             }};
   }

@@ -21,14 +21,15 @@ namespace cppmicroservices::detail {
 ///
 /// \tparam Item  what is tracked; has a hash and ==
 /// \tparam Value  what is kept for it
-template <class Item, class Value>
+/// \tparam Event  what is passed on to the customizer; a default one if nothing happened to the item itself
+template <class Item, class Value, class Event>
 class TrackedItems {
  public:
   /// The customizer's three calls. They have to stay callable until close() has returned.
   struct Calls {
-    std::function<std::optional<Value>(const Item&)> adding;
-    std::function<void(const Item&, const Value&)> modified;
-    std::function<void(const Item&, const Value&)> removed;
+    std::function<std::optional<Value>(const Item&, const Event&)> adding;
+    std::function<void(const Item&, const Event&, const Value&)> modified;
+    std::function<void(const Item&, const Event&, const Value&)> removed;
   };
 
   explicit TrackedItems(Calls calls) : calls_(std::move(calls)) {}
@@ -36,18 +37,18 @@ class TrackedItems {
   TrackedItems& operator=(const TrackedItems&) = delete;
 
   /// The item is there, or has changed.
-  void track(const Item& item) {
+  void track(const Item& item, const Event& event) {
     Lock lock(mutex_);
-    track(lock, item);
+    track(lock, item, event);
   }
 
   /// The item is gone, or shall be forgotten.
-  void untrack(const Item& item) {
+  void untrack(const Item& item, const Event& event) {
     Lock lock(mutex_);
     const auto beingAdded = adding_.find(item);
     if (beingAdded != adding_.end()) {
       beingAdded->second = false;
-    } else if (!remove(lock, item) && gone_) {
+    } else if (!remove(lock, item, event) && gone_) {
       gone_->push_back(item);
     }
   }
@@ -61,7 +62,7 @@ class TrackedItems {
       for (const Item& item : lookUp()) {
         Lock lock(mutex_);
         if (std::find(gone_->begin(), gone_->end(), item) == gone_->end() && values_.count(item) == 0) {
-          track(lock, item);
+          track(lock, item, Event());
         }
       }
     } catch (...) {
@@ -81,7 +82,7 @@ class TrackedItems {
     std::exception_ptr failure;
     while (!values_.empty()) {
       try {
-        remove(lock, Item(values_.begin()->first));
+        remove(lock, Item(values_.begin()->first), Event());
       } catch (...) {
         failure = failure ? failure : std::current_exception();
       }
@@ -157,7 +158,7 @@ class TrackedItems {
     gone_ = wanted ? std::optional<std::vector<Item>>(std::in_place) : std::nullopt;
   }
 
-  void track(Lock& lock, const Item& item) {
+  void track(Lock& lock, const Item& item, const Event& event) {
     const auto found = values_.find(item);
     if (closed_) {
       return;
@@ -166,17 +167,17 @@ class TrackedItems {
       ++changes_;
       const Value value = found->second;
       const Outside outside(*this, lock);
-      calls_.modified(item, value);
+      calls_.modified(item, event, value);
     } else if (adding_.emplace(item, true).second) {
-      add(lock, item);
+      add(lock, item, event);
     }
   }
 
-  void add(Lock& lock, const Item& item) {
+  void add(Lock& lock, const Item& item, const Event& event) {
     std::optional<Value> value;
     try {
       const Outside outside(*this, lock);
-      value = calls_.adding(item);
+      value = calls_.adding(item, event);
     } catch (...) {
       adding_.erase(item);
       throw;
@@ -190,12 +191,12 @@ class TrackedItems {
     ++changes_;
     changed_.notify_all();
     if (!stillThere || closed_) {
-      remove(lock, item);
+      remove(lock, item, event);
     }
   }
 
   /// \return false if the item was not tracked
-  bool remove(Lock& lock, const Item& item) {
+  bool remove(Lock& lock, const Item& item, const Event& event) {
     const auto found = values_.find(item);
     if (found == values_.end()) {
       return false;
@@ -204,7 +205,7 @@ class TrackedItems {
     values_.erase(found);
     ++changes_;
     const Outside outside(*this, lock);
-    calls_.removed(item, value);
+    calls_.removed(item, event, value);
     return true;
   }
 
