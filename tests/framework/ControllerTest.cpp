@@ -203,7 +203,6 @@ TEST_F(AController, SendsEventsFromAThreadThatMayWaitForConfigurationAdmin) {
   framework.update("weather", Configuration(1).publisher("station"));
   EXPECT_TRUE(waited.wait());
   framework.bundle("spf_controller").Stop();  // no event is under way any more
-  framework.events().onEvent = nullptr;
 }
 
 TEST_F(AController, LetsAListenerUnregisterItselfInAnEvent) {
@@ -230,6 +229,7 @@ TEST_F(AController, ReturnsFromAReportWhileAListenerIsAtWork) {
   mayReturn.open();
   EXPECT_NE(waitFor("published y#1"), "");
   EXPECT_NE(waitFor("published station#1"), "");
+  framework.bundle("spf_controller").Stop();  // no event is under way any more
 }
 
 TEST_F(AController, DeliversEventsInTheOrderOfTheReports) {

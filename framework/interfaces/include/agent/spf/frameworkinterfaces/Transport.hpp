@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 namespace agent::spf::frameworkinterfaces {
