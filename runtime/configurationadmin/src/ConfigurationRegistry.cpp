@@ -162,10 +162,9 @@ std::shared_ptr<Delivery> ConfigurationRegistry::announceLocked(RecordPtr const&
 void ConfigurationRegistry::add(long id, std::string const& pid, std::shared_ptr<ManagedService> const& service) {
   const std::lock_guard<std::mutex> lock(mutex_);
   services_.add(id, pid, revision_, service);
-  for (auto const& [record, properties] : table_.updated()) {
-    if (record->pid == pid) {
-      queue_.post([service, known = properties] { tell(*service, known); });
-    }
+  auto const record = table_.find(pid);
+  if (record && record->changeCount > 0) {
+    queue_.post([service, known = record->properties] { tell(*service, known); });
   }
 }
 

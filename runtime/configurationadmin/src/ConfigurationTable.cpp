@@ -7,8 +7,13 @@
 namespace cppmicroservices::configurationadmin {
 
 RecordPtr ConfigurationTable::obtain(std::string const& pid) {
+  auto record = find(pid);
+  return record ? record : add(pid, factoryPartOf(pid));
+}
+
+RecordPtr ConfigurationTable::find(std::string const& pid) const {
   auto const found = records_.find(pid);
-  return found != records_.end() ? found->second : add(pid, factoryPartOf(pid));
+  return found == records_.end() ? nullptr : found->second;
 }
 
 RecordPtr ConfigurationTable::create(std::string const& factoryPid) {

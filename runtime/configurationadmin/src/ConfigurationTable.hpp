@@ -16,6 +16,9 @@ class ConfigurationTable {
   /// The record of that PID; a new one if there is none.
   RecordPtr obtain(std::string const& pid);
 
+  /// The record of that PID; null if there is none.
+  RecordPtr find(std::string const& pid) const;
+
   /// A new record of that factory, whose PID was never used before.
   RecordPtr create(std::string const& factoryPid);
 

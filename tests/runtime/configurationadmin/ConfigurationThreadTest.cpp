@@ -74,6 +74,7 @@ TEST_F(SeveralThreads, MayRegisterFactoriesWhileOthersUpdate) {
 
   EXPECT_THAT(last.waitFor(2), testing::ElementsAre("factory f~2=" + std::to_string(rounds - 1),
                                                     "factory f~3=" + std::to_string(rounds - 1)));
+  stopFramework();  // which is told to the last journal, too
 }
 
 TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
