@@ -53,7 +53,7 @@ void Controller::update(const std::string& pid, const AnyMap& properties) {
 }
 
 void Controller::apply(const std::string& pid, const AnyMap& properties) {
-  const Revision revision = readRevision(pid, properties);
+  Revision revision = readRevision(pid, properties);
   Applied& applied = applied_[pid];
   applied.modificationCount = revision.modificationCount;
   auto superseded = std::exchange(applied.publishers, {});
@@ -67,7 +67,7 @@ void Controller::apply(const std::string& pid, const AnyMap& properties) {
   for (const Publisher& publisher : revision.publishers) {
     store_.write(publisher);
   }
-  reportUnreadable(revision);
+  reportUnreadable(std::move(revision));
 }
 
 void Controller::withdraw(const std::string& pid) {
@@ -94,9 +94,9 @@ bool Controller::holdsNow(const std::string& pid, std::uint32_t modificationCoun
   return current && modificationCountOf(*current) == modificationCount;
 }
 
-void Controller::reportUnreadable(const Revision& revision) {
-  for (const UnreadablePublisher& publisher : revision.unreadable) {
-    events_->failed({publisher.servicePublisherID, revision.modificationCount}, publisher.error);
+void Controller::reportUnreadable(Revision revision) {
+  for (UnreadablePublisher& publisher : revision.unreadable) {
+    events_->failed({publisher.servicePublisherID, revision.modificationCount}, std::move(publisher.error));
   }
 }
 

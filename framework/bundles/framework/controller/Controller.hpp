@@ -47,7 +47,7 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
   void withdraw(const std::string& pid);
   void withdrawAll();
   bool holdsNow(const std::string& pid, std::uint32_t modificationCount) const;
-  void reportUnreadable(const Revision& revision);
+  void reportUnreadable(Revision revision);
 
   // Synchronised by themselves.
   const std::shared_ptr<EventDispatcher> events_;

@@ -84,7 +84,7 @@ void Endpoint::abandon(std::exception_ptr reason) {
     return;
   }
   if (before == State::waiting || before == State::opening) {
-    swallow([&] { listener_->failed(reason); });
+    swallow([&] { listener_->failed(std::move(reason)); });
   } else {
     swallow([&] { listener_->closed(); });
   }

@@ -266,9 +266,9 @@ void Publisher::fail(const std::string& reason) {
   if (std::exchange(failed_, true)) {
     return;
   }
-  const auto error = std::make_exception_ptr(
+  auto error = std::make_exception_ptr(
       std::runtime_error("publisher '" + revision_->origin.servicePublisherID + "': " + reason));
-  environment_.report([&](EventSink& sink) { sink.failed(revision_->origin, error); });
+  environment_.report([&](EventSink& sink) { sink.failed(revision_->origin, std::move(error)); });
 }
 
 }  // namespace spf::publishers

@@ -43,9 +43,9 @@ void PublisherManager::take(Kind kind, const std::string& pid, const AnyMap& pro
     PublisherRevision revision = readRevision(kind, properties);
     publishers_.try_emplace(pid, environment_, pid).first->second.update(std::move(revision));
   } catch (const std::exception& error) {
-    const auto reason = std::make_exception_ptr(std::runtime_error(
-        "publisher '" + origin.servicePublisherID + "': its configuration cannot be taken: " + error.what()));
-    environment_.report([&](EventSink& sink) { sink.failed(origin, reason); });
+    auto reason = std::make_exception_ptr(std::runtime_error("publisher '" + origin.servicePublisherID +
+                                                             "': its configuration cannot be taken: " + error.what()));
+    environment_.report([&](EventSink& sink) { sink.failed(origin, std::move(reason)); });
   }
 }
 
