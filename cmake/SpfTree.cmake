@@ -7,6 +7,7 @@
 set(SPF_BIN_DIR bin)
 set(SPF_LIB_DIR lib)
 set(SPF_INCLUDE_DIR include)
+set(SPF_RUNTIME_INCLUDE_DIR "${SPF_INCLUDE_DIR}/spf-runtime")
 set(SPF_BUNDLE_ROOT "${SPF_BIN_DIR}/win64/spf")
 set(SPF_PACKAGE_DIR "${SPF_LIB_DIR}/cmake/spf-frameworksetup")
 

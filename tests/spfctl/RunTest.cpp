@@ -1,0 +1,302 @@
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <filesystem>
+
+#include "support/Process.hpp"
+#include "support/Workspace.hpp"
+
+namespace spf::test {
+
+using testing::HasSubstr;
+using Arguments = std::vector<std::string>;
+
+class SpfctlRun : public testing::Test {
+ protected:
+  static std::string publisher(const std::string& id, const std::string& bind, const std::string& connect = "") {
+    return R"({"uniqueID": ")" + id + R"(", "name": "rpcservicepublisher", "endpointsToBindTo": [)" + bind +
+           R"(], "endpointsToConnectTo": [)" + connect + "]}";
+  }
+  static std::string quoted(const std::string& endpoint) { return '"' + endpoint + '"'; }
+
+  // A configuration with these publishers, each of which serves the interface "i" of that name.
+  std::string configuration(const std::vector<std::string>& publishers, const std::string& mappings = "",
+                            const std::string& interfaceName = "weather.Temperature") {
+    std::string list;
+    for (const auto& entry : publishers) {
+      list += (list.empty() ? "" : ",\n") + entry;
+    }
+    return workspace_.write("configuration.json",
+                            R"({"configurationID": "x", "serviceInterfaces": [{"uniqueID": "i", "name": ")" +
+                                interfaceName + R"("}], "servicePublishers": [)" + list + R"(], "serviceMappings": [)" +
+                                mappings + "]}");
+  }
+  static Arguments command(const std::string& file, const Arguments& more = {}) {
+    Arguments arguments = {SPFCTL, "run", file};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+
+  struct Result {
+    int code;
+    std::string out;
+    std::string err;
+  };
+  static Result run(const std::string& file, const Arguments& more = {}) {
+    Process process(command(file, more));
+    const int code = process.wait();
+    return {code, process.out(), process.err()};
+  }
+  // For configurations of which nothing is to be published.
+  Result runText(const std::string& text) { return run(workspace_.write("bad.json", text)); }
+
+  Workspace workspace_;
+};
+
+TEST_F(SpfctlRun, OnceEndsWithZeroWhenEverythingIsReadyAndLeavesNoSocketBehind) {
+  const auto endpoint = freeEndpoint();
+  const auto result = run(configuration({publisher("p", quoted(endpoint))}), {"--once"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("p: ready\nready: x\nwithdrawn\n"));
+  EXPECT_EQ(result.err, "");
+  EXPECT_FALSE(isOpen(endpoint));
+}
+
+TEST_F(SpfctlRun, StaysUntilItIsInterruptedAndThenEndsWithZero) {
+  const auto endpoint = freeEndpoint();
+  for (const auto number : {SIGINT, SIGTERM}) {
+    Process process(command(configuration({publisher("p", quoted(endpoint))})));
+    ASSERT_TRUE(process.waitForOutput("ready: x"));
+    EXPECT_TRUE(isOpen(endpoint));
+    process.signal(number);
+    EXPECT_EQ(process.wait(), 0) << process.err();
+    EXPECT_THAT(process.out(), HasSubstr("withdrawn"));
+    EXPECT_FALSE(isOpen(endpoint));
+  }
+}
+
+TEST_F(SpfctlRun, LetsTwoProcessesConnectAndTellsWhatTheOtherAnswers) {
+  const auto a = freeEndpoint();
+  const auto b = freeEndpoint();
+  const std::string mapping = R"({"serviceInterfaceID": "i", "servicePublisherID": ")";
+  Process first(command(configuration({publisher("first", quoted(a), quoted(b))}, mapping + "first\"}")));
+  ASSERT_TRUE(first.waitForOutput("first: to connect " + b));
+  Process second(command(configuration({publisher("second", quoted(b), quoted(a))}, mapping + "second\"}")));
+  ASSERT_TRUE(first.waitForOutput("the peer at " + b + " answers: second publishes i (weather.Temperature)\n"))
+      << first.out();
+  ASSERT_TRUE(second.waitForOutput("the peer at " + a + " answers: first publishes i (weather.Temperature)\n"))
+      << second.out();
+  for (auto* process : {&first, &second}) {
+    process->signal(SIGINT);
+    EXPECT_EQ(process->wait(), 0) << process->err();
+  }
+}
+
+TEST_F(SpfctlRun, PublishesAConfigurationWithoutPublishersAndOneWithoutAnID) {
+  EXPECT_EQ(run(configuration({}), {"--once"}).code, 0);
+  const auto result = run(workspace_.write("bare.json", "{}"), {"--once"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_NE(result.out, "ready: \nwithdrawn\n");
+}
+
+TEST_F(SpfctlRun, BringsTheFrameworkUpFirstWhenAsked) {
+  const auto result = run(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once", "--setup"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("withdrawn"));
+}
+
+TEST_F(SpfctlRun, ShowsTheLibrarysLogRecordsWhenAsked) {
+  const auto endpoint = freeEndpoint();
+  const auto result = run(configuration({publisher("p", quoted(endpoint))}), {"--once", "--log", "progress"});
+  EXPECT_THAT(result.err,
+              HasSubstr("log agent::spf::frameworksetup 4: ConfigTracker completeEndpointBind " + endpoint + "\n"));
+  EXPECT_THAT(result.err, HasSubstr("4: About to remove spf configuration for x\n"));
+}
+
+TEST_F(SpfctlRun, DrawsABlockOnATerminal) {
+  Process process(command(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once"}),
+                  Process::Stdout::terminal);
+  EXPECT_EQ(process.wait(), 0);
+  EXPECT_THAT(process.out(), HasSubstr("\x1b[2Kp: ready"));
+}
+
+TEST_F(SpfctlRun, EndsWithFourAndListsWhatIsOutstandingWhenAPeerIsUnreachable) {
+  const auto nobody = freeEndpoint();
+  const auto result = run(
+      configuration({publisher("p", quoted(freeEndpoint()), quoted(nobody)), publisher("q", quoted(freeEndpoint()))}),
+      {"--timeout", "700ms"});
+  EXPECT_EQ(result.code, 4);
+  EXPECT_EQ(result.err, "spfctl: not ready: p: to connect " + nobody + "\n");
+  EXPECT_THAT(result.out, HasSubstr("q: ready\n"));
+  EXPECT_THAT(result.out, HasSubstr("withdrawn"));
+}
+
+TEST_F(SpfctlRun, LooksOnceWhenTheTimeOutIsZero) {
+  const auto result =
+      run(configuration({publisher("p", quoted(freeEndpoint()), quoted(freeEndpoint()))}), {"--timeout", "0s"});
+  EXPECT_EQ(result.code, 4);
+  EXPECT_THAT(result.out, HasSubstr("withdrawn"));
+}
+
+TEST_F(SpfctlRun, EndsWithTheSignalsCodeWhenInterruptedBeforeEverythingIsReady) {
+  for (const auto number : {SIGINT, SIGTERM}) {
+    const auto endpoint = freeEndpoint();
+    Process process(command(configuration({publisher("p", quoted(endpoint), quoted(freeEndpoint()))})));
+    ASSERT_TRUE(process.waitForOutput("p: to connect"));
+    process.signal(number);
+    EXPECT_EQ(process.wait(), 128 + number);
+    EXPECT_THAT(process.out(), HasSubstr("withdrawn"));
+    EXPECT_FALSE(isOpen(endpoint));
+  }
+}
+
+TEST_F(SpfctlRun, EndsAtOnceWhenInterruptedAtItsVeryBeginning) {
+  Process process(command(configuration({publisher("p", quoted(freeEndpoint()), quoted(freeEndpoint()))})));
+  process.signal(SIGINT);
+  const int code = process.wait();
+  // Killed by the signal if it came before the process listened for signals.
+  EXPECT_TRUE(code == 130 || code == 1000 + SIGINT) << code;
+}
+
+// One publisher that cannot work and one that can: the framework's error, and the other unaffected.
+class SpfctlRunRefused : public SpfctlRun, public testing::WithParamInterface<std::pair<const char*, const char*>> {};
+
+INSTANTIATE_TEST_SUITE_P(ByTheFramework, SpfctlRunRefused,
+                         testing::Values(std::pair("no endpoint", "no endpoint"),
+                                         std::pair("tcp://127.0.0.1", "tcp://127.0.0.1"),
+                                         std::pair("tcp://127.0.0.1:99999", "tcp://127.0.0.1:99999"),
+                                         std::pair("carrier-pigeon://roof", "carrier-pigeon://roof")));
+
+TEST_P(SpfctlRunRefused, EndsWithFiveAndNamesPublisherAndEndpoint) {
+  const auto result =
+      run(configuration({publisher("bad", quoted(GetParam().first)), publisher("good", quoted(freeEndpoint()))}));
+  EXPECT_EQ(result.code, 5) << result.err;
+  EXPECT_EQ(result.err.rfind("spfctl: refused by the framework: bad: failed: ", 0), 0u) << result.err;
+  EXPECT_THAT(result.err, HasSubstr(GetParam().second));
+  EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
+  EXPECT_THAT(result.out, HasSubstr("withdrawn"));
+}
+
+TEST_P(SpfctlRunRefused, EndsWithFiveForAnEndpointToConnectToAsWell) {
+  const auto result =
+      run(configuration({publisher("bad", "", quoted(GetParam().first)), publisher("good", quoted(freeEndpoint()))}));
+  EXPECT_EQ(result.code, 5) << result.err;
+  EXPECT_THAT(result.err, HasSubstr(GetParam().second));
+  EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
+}
+
+TEST_F(SpfctlRun, EndsWithFiveWhenAPortIsTaken) {
+  const ListeningSocket taken;
+  const auto result =
+      run(configuration({publisher("bad", quoted(taken.endpoint())), publisher("good", quoted(freeEndpoint()))}));
+  EXPECT_EQ(result.code, 5);
+  EXPECT_THAT(result.err, HasSubstr("bad"));
+  EXPECT_THAT(result.err, HasSubstr(taken.endpoint()));
+  EXPECT_THAT(result.err, HasSubstr("in use"));
+  EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
+}
+
+TEST_F(SpfctlRun, EndsWithFiveForEndpointsThatAreNoText) {
+  for (const auto* endpoint : {"7", "true", "null", "[1]", "{\"a\": 1}", "1.5"}) {
+    const auto result = run(configuration({publisher("bad", endpoint), publisher("good", quoted(freeEndpoint()))}));
+    EXPECT_EQ(result.code, 5) << endpoint << result.err;
+    EXPECT_THAT(result.err, HasSubstr("bad: failed: ")) << endpoint;
+    EXPECT_THAT(result.out, HasSubstr("good: ready\n")) << endpoint;
+  }
+}
+
+TEST_F(SpfctlRun, EndsWithFiveAndNamesTheInterfaceThatNobodyOffers) {
+  const auto result =
+      run(configuration({publisher("bad", quoted(freeEndpoint())), publisher("good", quoted(freeEndpoint()))},
+                        R"({"serviceInterfaceID": "i", "servicePublisherID": "bad"})", "no.Such"));
+  EXPECT_EQ(result.code, 5) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("no.Such"));
+  EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
+}
+
+// The next ones publish nothing at all: nothing on standard output, the reason on standard error.
+
+TEST_F(SpfctlRun, EndsWithThreeAndThePlaceOfWhateverIsWrongInTheFile) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"{", ":1:1: "},
+      {"{\"a\": 1}", ":1:2: unknown key 'a'"},
+      {"{\"configurationID\": \"a\", \"configurationID\": \"b\"}", ":1:26: the key 'configurationID' is given twice"},
+      {"{\"configurationID\": 1}", ":1:21: expected a string, found a number"},
+      {"{} /*", ":1:"},
+      {"{\"servicePublishers\": [{\"name\": \"n\"}]}", ":1:24: a service publisher has no 'uniqueID'"},
+      {"{\"servicePublishers\": [{\"uniqueID\": \"p\", \"name\": \"n\"}, {\"uniqueID\": \"p\", \"name\": \"n\"}]}",
+       ":1:55: the uniqueID 'p' is given twice"}};
+  for (const auto& [text, place] : cases) {
+    const auto result = runText(text);
+    EXPECT_EQ(result.code, 3) << text;
+    EXPECT_EQ(result.out, "") << text;
+    EXPECT_THAT(result.err, HasSubstr("bad.json" + std::string(place))) << text;
+  }
+}
+
+TEST_F(SpfctlRun, EndsWithThreeAndTheLibrarysTextForAMappingThatDangles) {
+  const auto file = [this](const char* mapping) { return configuration({publisher("p", "")}, mapping); };
+  auto result = run(file(R"({"serviceInterfaceID": "nobody", "servicePublisherID": "p"})"));
+  EXPECT_EQ(result.code, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServiceInterface Configuration nobody\n"));
+  result = run(file(R"({"serviceInterfaceID": "i", "servicePublisherID": "nobody"})"));
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServicePublisher Configuration nobody\n"));
+}
+
+TEST_F(SpfctlRun, EndsWithThreeForAFileThatIsNotThereAndForADirectory) {
+  auto result = run("/does/not/exist.json");
+  EXPECT_EQ(result.code, 3);
+  EXPECT_EQ(result.err, "spfctl: /does/not/exist.json: cannot be read: No such file or directory\n");
+  result = run(workspace_.path().string());
+  EXPECT_EQ(result.code, 3);
+  EXPECT_THAT(result.err, HasSubstr("is a directory"));
+}
+
+TEST_F(SpfctlRun, EndsWithTwoForAWrongCommandLine) {
+  const auto result = run("file.json", {"--fast"});
+  EXPECT_EQ(result.code, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("unknown option '--fast'"));
+}
+
+TEST_F(SpfctlRun, PrintsItsUsageWhenAsked) {
+  const auto result = run("--help");
+  EXPECT_EQ(result.code, 0);
+  EXPECT_THAT(result.out, HasSubstr("Usage: spfctl run FILE"));
+}
+
+TEST_F(SpfctlRun, EndsWithOneAndNamesTheBundleFileThatIsCutOffOrHasNoManifest) {
+  const auto root = workspace_.path() / "tree";
+  for (const auto* content : {"", "PK\x03\x04 cut off", "no archive at all"}) {
+    const auto file = workspace_.write("tree/bin/win64/spf/providers/broken.so", content);
+    const auto result = run(configuration({publisher("p", "")}), {"--root", root.string()});
+    EXPECT_EQ(result.code, 1) << content;
+    EXPECT_EQ(result.out, "") << content;
+    EXPECT_THAT(result.err, HasSubstr(file)) << content;
+  }
+}
+
+TEST_F(SpfctlRun, EndsWithOneAndNamesTheBundleFileThatWasCutOffInTheMiddle) {
+  const auto root = workspace_.path() / "tree";
+  const auto file = workspace_.write("tree/bin/win64/spf/providers/half.so", "");
+  std::filesystem::copy_file(THROWING_BUNDLE, file, std::filesystem::copy_options::overwrite_existing);
+  std::filesystem::resize_file(file, std::filesystem::file_size(file) - 30);
+  const auto result = run(configuration({publisher("p", "")}), {"--root", root.string()});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_THAT(result.err, HasSubstr(file));
+}
+
+TEST_F(SpfctlRun, EndsWithOneAndNamesFileAndReasonOfABundleWhoseActivatorThrows) {
+  const auto root = workspace_.path() / "tree";
+  const auto file = workspace_.write("tree/bin/win64/spf/providers/throwing.so", "");
+  std::filesystem::copy_file(THROWING_BUNDLE, file, std::filesystem::copy_options::overwrite_existing);
+  const auto result = run(configuration({publisher("p", "")}), {"--root", root.string()});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr(file));
+  EXPECT_THAT(result.err, HasSubstr("the activator refuses"));
+}
+
+}  // namespace spf::test

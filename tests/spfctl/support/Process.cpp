@@ -1,0 +1,111 @@
+#include "Process.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <stdexcept>
+
+#include "spf/test/Gate.hpp"
+
+namespace spf::test {
+
+namespace {
+
+void makeChannel(Process::Stdout kind, int& ours, int& theirs) {
+  int ends[2];
+  if (kind == Process::Stdout::terminal) {
+    const winsize size{24, 80, 0, 0};
+    if (openpty(&ours, &theirs, nullptr, nullptr, &size) != 0) {
+      throw std::runtime_error("cannot open a terminal");
+    }
+  } else if (pipe2(ends, O_CLOEXEC) == 0) {
+    ours = ends[0];
+    theirs = ends[1];
+  } else {
+    throw std::runtime_error("cannot open a pipe");
+  }
+}
+
+}  // namespace
+
+Process::Process(const std::vector<std::string>& command, Stdout kind) {
+  int theirOut = -1;
+  int theirErr = -1;
+  makeChannel(kind, outFd_, theirOut);
+  makeChannel(Stdout::pipe, errFd_, theirErr);
+  std::vector<char*> arguments;
+  for (const auto& argument : command) {
+    arguments.push_back(const_cast<char*>(argument.c_str()));
+  }
+  arguments.push_back(nullptr);
+  pid_ = fork();
+  if (pid_ == 0) {
+    dup2(theirOut, STDOUT_FILENO);
+    dup2(theirErr, STDERR_FILENO);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  close(theirOut);
+  close(theirErr);
+}
+
+Process::~Process() {
+  if (pid_ > 0) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  close(outFd_);
+  close(errFd_);
+}
+
+// Whether there may be more.
+bool Process::readSome() {
+  pollfd channels[] = {{outFd_, POLLIN, 0}, {errFd_, POLLIN, 0}};
+  const auto limit = std::chrono::duration_cast<std::chrono::milliseconds>(patience).count();
+  if (poll(channels, 2, static_cast<int>(limit)) <= 0) {
+    return false;
+  }
+  bool open = false;
+  for (int i = 0; i < 2; ++i) {
+    char buffer[4096];
+    if (channels[i].revents != 0) {
+      const auto count = read(channels[i].fd, buffer, sizeof(buffer));
+      if (count > 0) {
+        (i == 0 ? out_ : err_).append(buffer, static_cast<std::size_t>(count));
+        open = true;
+      }
+    }
+  }
+  return open;
+}
+
+bool Process::waitForOutput(const std::string& text) {
+  while (out_.find(text) == std::string::npos) {
+    if (!readSome()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void Process::signal(int number) {
+  kill(pid_, number);
+}
+
+int Process::wait() {
+  while (readSome()) {
+  }
+  // Its channels are closed now, so it is gone or about to be; or it hangs, and the watchdog ends this.
+  int status = 0;
+  if (waitpid(pid_, &status, 0) != pid_) {
+    return -1;
+  }
+  pid_ = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+}  // namespace spf::test

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace spf::test {
+
+/// A child process whose output is read. It is killed if it is still there at the end.
+class Process {
+ public:
+  enum class Stdout { pipe, terminal };
+
+  explicit Process(const std::vector<std::string>& command, Stdout kind = Stdout::pipe);
+  ~Process();
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  /// Reads until standard output holds the text. \return false if it ends, or nothing comes for as
+  /// long as the tests' patience lasts
+  [[nodiscard]] bool waitForOutput(const std::string& text);
+
+  void signal(int number);
+
+  /// Reads the rest and waits for the end.
+  /// \return the exit code; 1000 and the number of the signal that killed it; -1 if it cannot be waited for
+  int wait();
+
+  const std::string& out() const { return out_; }
+  const std::string& err() const { return err_; }
+
+ private:
+  bool readSome();
+
+  pid_t pid_ = -1;
+  int outFd_ = -1;
+  int errFd_ = -1;
+  std::string out_;
+  std::string err_;
+};
+
+}  // namespace spf::test
