@@ -245,7 +245,8 @@ TEST_F(AServiceTracker, TracksServicesThatComeAndGoOnOtherThreads) {
   EXPECT_TRUE(sut.IsEmpty());
   int balance = 0;
   for (const auto& text : customizer.journal.texts()) {
-    balance += text.rfind("adding", 0) == 0 ? 1 : -1;
+    // A service that is found at the opening may be reported as modified when its registration is heard of.
+    balance += text.rfind("adding", 0) == 0 ? 1 : text.rfind("removed", 0) == 0 ? -1 : 0;
   }
   EXPECT_EQ(balance, 0);
 }
