@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <optional>
 #include <system_error>
+#include <utility>
 
 namespace agent::host::services {
 
@@ -17,16 +17,18 @@ bool hasBundleExtension(const fs::path& path) {
   return extension == ".so" || extension == ".zip";
 }
 
-std::optional<FileIdentity> identifyRegularFile(const fs::path& path) {
+}  // namespace
+
+std::optional<BundleFile> findBundleFile(const fs::path& path) {
   struct stat status {};
-  // A file that goes away while the directory is read is one that is not there.
+  // A file that goes away while its directory is read is one that is not there.
   if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
-  return FileIdentity{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+  const FileIdentity identity{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                              status.st_mtim.tv_nsec};
+  return BundleFile{path, identity, static_cast<fs::perms>(status.st_mode) & fs::perms::mask, false};
 }
-
-}  // namespace
 
 std::vector<BundleFile> listBundleFiles(const fs::path& directory) {
   std::vector<BundleFile> files;
@@ -43,8 +45,9 @@ std::vector<BundleFile> listBundleFiles(const fs::path& directory) {
     if (!hasBundleExtension(entry.path())) {
       continue;
     }
-    if (const auto identity = identifyRegularFile(entry.path())) {
-      files.push_back({entry.path(), *identity});
+    if (auto file = findBundleFile(entry.path())) {
+      file->isLink = entry.is_symlink();
+      files.push_back(std::move(*file));
     }
   }
   std::sort(files.begin(), files.end(),

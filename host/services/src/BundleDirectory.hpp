@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,12 @@ struct FileIdentity {
 struct BundleFile {
   std::filesystem::path path;
   FileIdentity identity;
+  std::filesystem::perms permissions;
+  bool isLink;  ///< the other members but the path are those of the file that it leads to
 };
+
+/// \return nothing when there is no regular file
+std::optional<BundleFile> findBundleFile(const std::filesystem::path& path);
 
 /// The bundle files directly in a directory: regular files that end in `.so` or `.zip`, by name.
 /// \param directory  absolute; its files are named below its canonical form, so that a bundle has

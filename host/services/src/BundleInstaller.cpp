@@ -79,7 +79,11 @@ std::pair<BundleInstaller::Bundles, BundleInstaller::Bundles> BundleInstaller::i
 
 void BundleInstaller::installAndStartFile(const std::filesystem::path& file) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  permissionCheck_.require(file);
+  if (auto found = findBundleFile(file)) {
+    found->isLink = std::filesystem::is_symlink(file);
+    permissionCheck_.requireFolders(file);
+    permissionCheck_.requireFile(*found);
+  }
   for (const Bundle& bundle : installLocation(file)) {
     start(bundle);
   }
@@ -96,8 +100,12 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
   if (closed_) {
     return bundles;
   }
-  for (const BundleFile& file : listBundleFiles(directory)) {
-    permissionCheck_.require(file.path);
+  const auto files = listBundleFiles(directory);
+  if (!files.empty()) {
+    permissionCheck_.requireFolders(files.front().path);
+  }
+  for (const BundleFile& file : files) {
+    permissionCheck_.requireFile(file);
     const Bundles& ofFile = installFile(file);
     bundles.insert(bundles.end(), ofFile.begin(), ofFile.end());
   }

@@ -11,44 +11,52 @@ namespace fs = std::filesystem;
 
 namespace {
 
-void requireOthersMayNotWrite(const fs::path& path, const fs::path& file) {
-  if ((fs::status(path).permissions() & fs::perms::others_write) == fs::perms::none) {
-    return;
+bool othersMayWrite(fs::perms permissions) {
+  return (permissions & fs::perms::others_write) != fs::perms::none;
+}
+
+std::runtime_error refusal(const fs::path& file, const std::string& reason) {
+  return std::runtime_error("Refused bundle file '" + file.native() + "': " + reason);
+}
+
+void requireFolder(const fs::path& folder, const fs::path& file) {
+  if (othersMayWrite(fs::status(folder).permissions())) {
+    throw refusal(file, "others may write the folder '" + folder.native() + "'");
   }
-  const std::string what =
-      path == file ? "others may write the file" : "others may write the folder '" + path.string() + "'";
-  throw std::runtime_error("Refused bundle file '" + file.string() + "': " + what);
 }
 
 }  // namespace
 
 PermissionCheck::PermissionCheck(fs::path root, bool enabled) : root_(std::move(root)), enabled_(enabled) {}
 
-void PermissionCheck::require(const fs::path& file) const {
+void PermissionCheck::requireFolders(const fs::path& file) const {
   if (!enabled_) {
     return;
   }
-  requirePlace(file);
-  if (fs::is_symlink(file)) {
-    requirePlace(fs::canonical(file));
-  }
-}
-
-void PermissionCheck::requirePlace(const fs::path& file) const {
-  requireOthersMayNotWrite(file, file);
   fs::path folder = file.parent_path();
-  requireOthersMayNotWrite(folder, file);
-  if (!isBelowRoot(file)) {
+  requireFolder(folder, file);
+  if (!isBelowRoot(folder)) {
     return;
   }
   while (folder != root_) {
     folder = folder.parent_path();
-    requireOthersMayNotWrite(folder, file);
+    requireFolder(folder, file);
   }
 }
 
-bool PermissionCheck::isBelowRoot(const fs::path& file) const {
-  const fs::path folder = file.parent_path();
+void PermissionCheck::requireFile(const BundleFile& file) const {
+  if (!enabled_) {
+    return;
+  }
+  if (othersMayWrite(file.permissions)) {
+    throw refusal(file.path, "others may write the file");
+  }
+  if (file.isLink) {
+    requireFolders(fs::canonical(file.path));
+  }
+}
+
+bool PermissionCheck::isBelowRoot(const fs::path& folder) const {
   return std::mismatch(root_.begin(), root_.end(), folder.begin(), folder.end()).first == root_.end();
 }
 

@@ -20,11 +20,10 @@ void BoundEndpoint::attach() {
 }
 
 bool BoundEndpoint::detach() {
-  if (scheme() == Scheme::inproc) {
-    return false;
-  }
-  // The address may have been a wildcard: only the one it was resolved to can be unbound.
-  return zmq_unbind(socket().handle(), socket().get(zmq::sockopt::last_endpoint).c_str()) == 0;
+  // The address may have been a wildcard: only the one it was resolved to can be unbound. Without
+  // the unbind the address would be free only some time after the socket was closed.
+  const bool unbound = zmq_unbind(socket().handle(), socket().get(zmq::sockopt::last_endpoint).c_str()) == 0;
+  return unbound && scheme() != Scheme::inproc;
 }
 
 void BoundEndpoint::onEvent(std::uint16_t event) {
