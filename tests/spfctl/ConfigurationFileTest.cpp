@@ -35,7 +35,7 @@ class AConfigurationFile : public testing::Test {
 };
 
 TEST_F(AConfigurationFile, DescribesAConfigurationWithAllItsMembers) {
-  const auto sut = read(R"({
+  const auto sut = read(R"json({
     "configurationID": "weather",
     "serviceInterfaces": [
       { "uniqueID": "temperature", "name": "weather.Temperature",
@@ -48,7 +48,7 @@ TEST_F(AConfigurationFile, DescribesAConfigurationWithAllItsMembers) {
         "endpointsToBindTo": [ "tcp://127.0.0.1:5555" ], "endpointsToConnectTo": [ "c" ],
         "importFilter": "(a=1)", "exportFilter": "(b=2)" } ],
     "serviceMappings": [ { "serviceInterfaceID": "humidity", "servicePublisherID": "station" } ]
-})");
+})json");
   EXPECT_EQ(sut.configurationID, "weather");
 ASSERT_EQ(sut.serviceInterfaces.size(), 2u);
 const auto& temperature = sut.serviceInterfaces[0];
@@ -145,7 +145,7 @@ TEST_F(AConfigurationFile, RefusesIDsAndKeysThatAreGivenTwice) {
                       "\"name\": \"m\"}]}"),
             "f.json:2:1: the uniqueID 'p' is given twice");
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"uniqueID": "p", "name": "n"}, {"uniqueID": "p", "name": "m"}]})"),
-            "f.json:1:55: the uniqueID 'p' is given twice");
+            "f.json:1:56: the uniqueID 'p' is given twice");
   EXPECT_EQ(complaint(R"({"configurationID": "a", "configurationID": "b"})"),
             "f.json:1:26: the key 'configurationID' is given twice");
   EXPECT_EQ(

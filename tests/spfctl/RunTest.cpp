@@ -218,14 +218,14 @@ TEST_F(SpfctlRun, EndsWithFiveAndNamesTheInterfaceThatNobodyOffers) {
 
 TEST_F(SpfctlRun, EndsWithThreeAndThePlaceOfWhateverIsWrongInTheFile) {
   const std::pair<const char*, const char*> cases[] = {
-      {"{", ":1:1: "},
+      {"{", ":1:2: syntax error"},
       {"{\"a\": 1}", ":1:2: unknown key 'a'"},
       {"{\"configurationID\": \"a\", \"configurationID\": \"b\"}", ":1:26: the key 'configurationID' is given twice"},
       {"{\"configurationID\": 1}", ":1:21: expected a string, found a number"},
       {"{} /*", ":1:"},
       {"{\"servicePublishers\": [{\"name\": \"n\"}]}", ":1:24: a service publisher has no 'uniqueID'"},
       {"{\"servicePublishers\": [{\"uniqueID\": \"p\", \"name\": \"n\"}, {\"uniqueID\": \"p\", \"name\": \"n\"}]}",
-       ":1:55: the uniqueID 'p' is given twice"}};
+       ":1:56: the uniqueID 'p' is given twice"}};
   for (const auto& [text, place] : cases) {
     const auto result = runText(text);
     EXPECT_EQ(result.code, 3) << text;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,6 +45,7 @@ Process::Process(const std::vector<std::string>& command, Stdout kind) {
   arguments.push_back(nullptr);
   pid_ = fork();
   if (pid_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(theirOut, STDOUT_FILENO);
     dup2(theirErr, STDERR_FILENO);
     execv(arguments[0], arguments.data());
