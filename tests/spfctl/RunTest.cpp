@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cctype>
 #include <csignal>
 #include <filesystem>
 
@@ -159,29 +161,35 @@ TEST_F(SpfctlRun, EndsAtOnceWhenInterruptedAtItsVeryBeginning) {
 }
 
 // One publisher that cannot work and one that can: the framework's error, and the other unaffected.
-class SpfctlRunRefused : public SpfctlRun, public testing::WithParamInterface<std::pair<const char*, const char*>> {};
+class SpfctlRunRefused : public SpfctlRun, public testing::WithParamInterface<const char*> {};
 
-INSTANTIATE_TEST_SUITE_P(ByTheFramework, SpfctlRunRefused,
-                         testing::Values(std::pair("no endpoint", "no endpoint"),
-                                         std::pair("tcp://127.0.0.1", "tcp://127.0.0.1"),
-                                         std::pair("tcp://127.0.0.1:99999", "tcp://127.0.0.1:99999"),
-                                         std::pair("carrier-pigeon://roof", "carrier-pigeon://roof")));
+const char* const unusableEndpoints[] = {"no endpoint", "tcp://127.0.0.1", "tcp://127.0.0.1:99999",
+                                         "tcp://127.0.0.1:port", "carrier-pigeon://roof"};
+
+INSTANTIATE_TEST_SUITE_P(ByTheFramework, SpfctlRunRefused, testing::ValuesIn(unusableEndpoints),
+                         [](const auto& endpoint) {
+                           std::string name = endpoint.param;
+                           std::replace_if(
+                               name.begin(), name.end(), [](unsigned char byte) { return std::isalnum(byte) == 0; },
+                               '_');
+                           return name;
+                         });
 
 TEST_P(SpfctlRunRefused, EndsWithFiveAndNamesPublisherAndEndpoint) {
   const auto result =
-      run(configuration({publisher("bad", quoted(GetParam().first)), publisher("good", quoted(freeEndpoint()))}));
+      run(configuration({publisher("bad", quoted(GetParam())), publisher("good", quoted(freeEndpoint()))}));
   EXPECT_EQ(result.code, 5) << result.err;
   EXPECT_EQ(result.err.rfind("spfctl: refused by the framework: bad: failed: ", 0), 0u) << result.err;
-  EXPECT_THAT(result.err, HasSubstr(GetParam().second));
+  EXPECT_THAT(result.err, HasSubstr(GetParam()));
   EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
   EXPECT_THAT(result.out, HasSubstr("withdrawn"));
 }
 
 TEST_P(SpfctlRunRefused, EndsWithFiveForAnEndpointToConnectToAsWell) {
   const auto result =
-      run(configuration({publisher("bad", "", quoted(GetParam().first)), publisher("good", quoted(freeEndpoint()))}));
+      run(configuration({publisher("bad", "", quoted(GetParam())), publisher("good", quoted(freeEndpoint()))}));
   EXPECT_EQ(result.code, 5) << result.err;
-  EXPECT_THAT(result.err, HasSubstr(GetParam().second));
+  EXPECT_THAT(result.err, HasSubstr(GetParam()));
   EXPECT_THAT(result.out, HasSubstr("good: ready\n"));
 }
 

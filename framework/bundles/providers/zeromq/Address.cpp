@@ -27,6 +27,17 @@ socklen_t toSocketAddress(const std::string& path, sockaddr_un& address) {
   return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
 }
 
+// ZeroMQ takes a port that is too large modulo 65536: a socket would come up where nobody asked for it.
+void checkPort(const std::string& address) {
+  const auto port = address.substr(address.rfind(':') + 1);
+  const bool wildcard = port == "*" || port == "!";
+  const bool number = !port.empty() && port.size() <= 5 && port.find_first_not_of("0123456789") == std::string::npos;
+  if (!wildcard && (!number || std::stoi(port) > 65535)) {
+    throw std::runtime_error("malformed address '" + address +
+                             "'; expected 'tcp://<host>:<port>' with a port up to 65535");
+  }
+}
+
 }  // namespace
 
 Scheme schemeOf(const std::string& address) {
@@ -36,6 +47,7 @@ Scheme schemeOf(const std::string& address) {
   }
   const std::string scheme = address.substr(0, end);
   if (scheme == "tcp") {
+    checkPort(address);
     return Scheme::tcp;
   }
   if (scheme == "ipc") {

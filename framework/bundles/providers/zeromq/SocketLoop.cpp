@@ -82,6 +82,9 @@ void SocketLoop::run() noexcept {
       // Out of memory, or a signal during the poll: what was not done is tried again.
     }
   }
+  // Here, and not when the last user of a stopped transport lets go of it: the library's own end
+  // must not meet the beginning of a transport that is started meanwhile.
+  context_.close();
 }
 
 bool SocketLoop::isAtItsEnd() const {

@@ -36,8 +36,8 @@ class SocketLoop {
   /// \return false once the loop was stopped; the task is dropped then
   bool post(Task task);
 
-  /// Runs the tasks that were posted, closes every endpoint and waits for that, a few seconds at
-  /// most. May be repeated, by one thread at a time.
+  /// Runs the tasks that were posted, closes every endpoint and then ZeroMQ itself, and waits for
+  /// that, a few seconds at most. May be repeated, by one thread at a time.
   void stop();
 
   void add(std::unique_ptr<BoundEndpoint> endpoint);
@@ -62,8 +62,7 @@ class SocketLoop {
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
   std::vector<Endpoint*> endpoints() const;
 
-  // Constant after construction, or synchronised by itself.
-  zmq::context_t context_{1};
+  // Synchronised by itself.
   Waker waker_;
 
   std::mutex mutex_;
@@ -72,7 +71,8 @@ class SocketLoop {
   std::deque<Task> tasks_;
   bool stopping_ = false;
 
-  // Used by the loop's thread only.
+  // Used by the loop's thread only. The context outlives the endpoints.
+  zmq::context_t context_{1};
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
   std::list<std::unique_ptr<ConnectedEndpoint>> connected_;
   bool ending_ = false;
