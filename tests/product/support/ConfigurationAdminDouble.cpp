@@ -8,12 +8,6 @@ namespace spf::test {
 
 namespace {
 
-std::shared_future<void> done() {
-  std::promise<void> promise;
-  promise.set_value();
-  return promise.get_future().share();
-}
-
 // The library uses GetPid, Update and Remove only; everything else is a failure of the test.
 [[noreturn]] void unexpected(const char* operation) {
   throw std::logic_error(std::string("unexpected call of ") + operation);
@@ -31,12 +25,12 @@ class ConfigurationDouble : public cm::Configuration {
   std::shared_future<void> Update(AnyMap properties) override {
     admin_->note("Update " + pid_);
     admin_->store(pid_, std::move(properties));
-    return done();
+    return admin_->answer();
   }
   std::shared_future<void> Remove() override {
     admin_->note("Remove " + pid_);
     admin_->erase(pid_);
-    return done();
+    return admin_->answer();
   }
 
   std::string GetFactoryPid() const override { unexpected("GetFactoryPid"); }
@@ -87,6 +81,20 @@ void ConfigurationAdminDouble::setNextPid(std::string pid) {
   nextPid_ = std::move(pid);
 }
 
+void ConfigurationAdminDouble::withholdAnswers() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  answersAreWithheld_ = true;
+}
+
+void ConfigurationAdminDouble::answerAll() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  answersAreWithheld_ = false;
+  for (auto& promise : withheldAnswers_) {
+    promise.set_value();
+  }
+  withheldAnswers_.clear();
+}
+
 std::unique_ptr<AnyMap> ConfigurationAdminDouble::properties(const std::string& pid) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = stored_.find(pid);
@@ -114,6 +122,18 @@ void ConfigurationAdminDouble::store(const std::string& pid, AnyMap properties) 
 void ConfigurationAdminDouble::erase(const std::string& pid) {
   const std::lock_guard<std::mutex> lock(mutex_);
   stored_.erase(pid);
+}
+
+std::shared_future<void> ConfigurationAdminDouble::answer() {
+  std::promise<void> promise;
+  auto future = promise.get_future().share();
+  const std::lock_guard<std::mutex> lock(mutex_);
+  if (answersAreWithheld_) {
+    withheldAnswers_.push_back(std::move(promise));
+  } else {
+    promise.set_value();
+  }
+  return future;
 }
 
 std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetConfiguration(const std::string&) {

@@ -37,6 +37,11 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   /// What the next created configuration answers to GetPid.
   void setNextPid(std::string pid);
 
+  /// From now on the futures that Update and Remove return do not become ready, as when the bundle's
+  /// thread is stuck. `answerAll` makes them ready, and ends this.
+  void withholdAnswers();
+  void answerAll();
+
   /// The properties that were written last for a PID; null when there are none.
   std::unique_ptr<AnyMap> properties(const std::string& pid) const;
 
@@ -49,6 +54,7 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   void note(const std::string& call);
   void store(const std::string& pid, AnyMap properties);
   void erase(const std::string& pid);
+  std::shared_future<void> answer();
 
  private:
   mutable std::mutex mutex_;
@@ -56,6 +62,8 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   std::function<void(const std::string&)> onCall_;
   std::string nextPid_ = "zk.spf.framework~generated";
   std::map<std::string, AnyMap> stored_;
+  bool answersAreWithheld_ = false;
+  std::vector<std::promise<void>> withheldAnswers_;
   cppmicroservices::ServiceRegistration<cm::ConfigurationAdmin> registration_;
 };
 
