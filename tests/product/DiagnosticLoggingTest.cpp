@@ -74,7 +74,7 @@ TEST_F(DiagnosticLogging, WithItsLevelOffTurnsNoEndpointIntoText) {
 }
 
 TEST_F(DiagnosticLogging, ByManyThreadsForTheFirstTimeMakesOneLoggerAndLosesNothing) {
-  // Each test is a process of its own, so this is the first time.
+  // The first time, that is, when this test has a process to itself, as it has under ctest.
   RecordedLog log(4);
   constexpr int threads = 16;
   SPFConfigurationBuilder builder("x");
@@ -95,6 +95,7 @@ TEST_F(DiagnosticLogging, ByManyThreadsForTheFirstTimeMakesOneLoggerAndLosesNoth
     sender.join();
   }
   const auto records = log.records();
+  EXPECT_EQ(log.loggers(), 1u);
   EXPECT_EQ(records.size(), static_cast<std::size_t>(threads));
   for (int i = 0; i < threads; ++i) {
     EXPECT_EQ(

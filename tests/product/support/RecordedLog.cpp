@@ -1,8 +1,10 @@
 #include "RecordedLog.hpp"
 
+#include <map>
 #include <mutex>
 #include <ostream>
 
+#include <boost/log/attributes/attribute_value.hpp>
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
@@ -26,9 +28,11 @@ struct RecordedLog::Sink {
                            logging::extract_or_default<std::string>("Channel", view, std::string()),
                            logging::extract_or_default<std::string>("Message", view, std::string())};
     std::function<void(const LogRecord&)> action;
+    const auto channel = view.attribute_values()["Channel"];
     {
       const std::lock_guard<std::mutex> lock(mutex);
       records.push_back(record);
+      channels.emplace(channel.extract<std::string>().get_ptr(), channel);
       action = onRecord;
     }
     if (action) {
@@ -38,6 +42,8 @@ struct RecordedLog::Sink {
 
   mutable std::mutex mutex;
   std::vector<LogRecord> records;
+  // The channels' names by their addresses; kept alive, so that no address comes a second time.
+  std::map<const void*, logging::attribute_value> channels;
   std::function<void(const LogRecord&)> onRecord;
 };
 
@@ -71,6 +77,11 @@ RecordedLog::~RecordedLog() {
 std::vector<LogRecord> RecordedLog::records() const {
   const std::lock_guard<std::mutex> lock(sink_->mutex);
   return sink_->records;
+}
+
+std::size_t RecordedLog::loggers() const {
+  const std::lock_guard<std::mutex> lock(sink_->mutex);
+  return sink_->channels.size();
 }
 
 std::vector<std::string> RecordedLog::messages() const {

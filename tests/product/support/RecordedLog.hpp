@@ -19,7 +19,7 @@ inline bool operator==(const LogRecord& left, const LogRecord& right) {
 }
 std::ostream& operator<<(std::ostream& stream, const LogRecord& record);
 
-/// What `channel` writes at these levels while this object lives. Sets the process-wide mask, and
+/// What all channels write at these levels while this object lives. Sets the process-wide mask, and
 /// clears it at the end.
 class RecordedLog {
  public:
@@ -30,6 +30,9 @@ class RecordedLog {
 
   std::vector<LogRecord> records() const;
   std::vector<std::string> messages() const;
+
+  /// How many loggers wrote the records: each has an object of its own for its channel's name.
+  std::size_t loggers() const;
 
   /// Called by the sink for every record, on the thread that writes it; may throw.
   void onRecord(std::function<void(const LogRecord&)> action);
