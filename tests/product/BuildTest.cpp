@@ -96,6 +96,19 @@ TEST(BuildingWithoutConfigurationAdmin, ASecondTimeYieldsAConfigurationWhoseIDIs
   EXPECT_FALSE(second.empty());
 }
 
+TEST(BuildingThroughAConfigurationAdminThatGeneratesNoName, ASecondTimeYieldsAConfigurationWhoseIDIsEmpty) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  admin->setNextPid("zk.spf.framework");
+  SPFConfigurationBuilder sut("built");
+  const auto first = sut.build();
+  const auto second = sut.build();
+  EXPECT_EQ(first.getConfigurationID(), "built");
+  EXPECT_EQ(second.getConfigurationID(), "");
+  EXPECT_TRUE(admin->properties("zk.spf.framework~built"));
+  EXPECT_TRUE(admin->properties("zk.spf.framework"));
+}
+
 TEST(BuildingWhenPublishingFails, LosesTheIDAndKeepsTheEntries) {
   TestFramework framework;
   const auto admin = ConfigurationAdminDouble::registerWith(framework);
@@ -110,7 +123,7 @@ TEST(BuildingWhenPublishingFails, LosesTheIDAndKeepsTheEntries) {
   EXPECT_EQ(configuration.getServicePublisherConfigurations().size(), 1u);
 }
 
-TEST(BuildingASeededBuilderWhenPublishingFails, LeavesItSeededButWithoutAnIDToWithdraw) {
+TEST(BuildingASeededBuilderWhenPublishingFails, LeavesNothingForTheDroppedBuilderToWithdraw) {
   TestFramework framework;
   const auto admin = ConfigurationAdminDouble::registerWith(framework);
   auto configuration = SPFConfigurationBuilder("built").build();

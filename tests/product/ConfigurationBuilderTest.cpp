@@ -1,5 +1,6 @@
 #include <type_traits>
 
+#include "support/ConfigurationAdminDouble.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -76,7 +77,18 @@ TEST_F(ABuilder, KeepsASingleMappingWhenItIsAddedTwiceAndRemovesIt) {
   sut.removeServiceMapping("a", "p");
   EXPECT_EQ(interfacesOf("p"), Texts{});
   EXPECT_EQ(mappingsIn(*framework_.configuration(configuration_.getConfigurationID())), Pairs{});
-  EXPECT_NO_THROW(sut.removeServiceMapping("a", "p"));
+}
+
+TEST_F(ABuilder, KeepsTheOtherMappingsWhenAMappingIsRemovedAndWhenItIsRemovedOnceMore) {
+  sut.addServiceInterface(serviceInterface("a")).addServiceInterface(serviceInterface("b"));
+  sut.addServicePublisher(publisher("p")).addServicePublisher(publisher("q"));
+  sut.addServiceMapping("a", "p").addServiceMapping("a", "q").addServiceMapping("b", "p");
+  for (int i = 0; i < 2; ++i) {
+    sut.removeServiceMapping("a", "p");
+    published();
+    EXPECT_EQ(mappingsIn(*framework_.configuration(configuration_.getConfigurationID())),
+              (Pairs{{"a", "q"}, {"b", "p"}}));
+  }
 }
 
 TEST_F(ABuilder, RemovesAnInterfaceWithItsMappingsOnly) {
@@ -141,9 +153,6 @@ TEST_F(ABuilder, IsEmptyAndUsableAfterItWasMovedFrom) {
   sut.addServiceInterface(serviceInterface("i"));
   SPFConfigurationBuilder other(std::move(sut));
 
-  const auto emptied = sut.build();
-  EXPECT_TRUE(emptied.getServiceInterfaceConfigurations().empty());
-  EXPECT_NE(emptied.getConfigurationID(), "built");
   sut.addServiceInterface(serviceInterface("j"));
   EXPECT_EQ(idsOf(sut.build().getServiceInterfaceConfigurations()), Texts{"j"});
 
@@ -158,7 +167,9 @@ TEST_F(ABuilder, IsEmptyAndUsableAfterItWasMoveAssignedFrom) {
   other.addServicePublisher(publisher("p"));
   other = std::move(sut);
 
-  EXPECT_TRUE(sut.build().getServiceInterfaceConfigurations().empty());
+  sut.addServiceInterface(serviceInterface("j"));
+  EXPECT_EQ(idsOf(sut.build().getServiceInterfaceConfigurations()), Texts{"j"});
+
   const auto moved = other.build();
   EXPECT_EQ(moved.getConfigurationID(), "built");
   EXPECT_EQ(idsOf(moved.getServiceInterfaceConfigurations()), Texts{"i"});
@@ -181,9 +192,56 @@ TEST_F(ABuilder, WithdrawsTheConfigurationOfASeededBuilderThatItIsMovedOver) {
   EXPECT_FALSE(framework_.configuration("built"));
 }
 
-TEST_F(ABuilder, HasTheEmptyIDByDefault) {
+TEST_F(ABuilder, ByDefaultTakesTheIDThatConfigurationAdminGenerates) {
   const auto configuration = SPFConfigurationBuilder().build();
   EXPECT_EQ(framework_.configurationIDs(), Texts{configuration.getConfigurationID()});
+}
+
+// What a builder asks of Configuration Admin shows whether its ID is the empty one.
+class ABuilderWithTheEmptyID : public testing::Test {
+ protected:
+  // Builds the second revision of a configuration with an interface, a publisher and a mapping.
+  static SPFConfigurationBuilder filled() {
+    auto first = SPFConfigurationBuilder("filled").build();
+    auto seeded = first.modify();
+    seeded.addServiceInterface(serviceInterface("i")).addServicePublisher(publisher("p")).addServiceMapping("i", "p");
+    return seeded;
+  }
+
+  void expectsEmptyConfigurationWithGeneratedID(SPFConfigurationBuilder& sut) {
+    admin_->clearCalls();
+    const auto built = sut.build();
+    ASSERT_FALSE(admin_->calls().empty());
+    EXPECT_EQ(admin_->calls().front(), "CreateFactoryConfiguration zk.spf.framework");
+    const auto properties = admin_->properties("zk.spf.framework~generated");
+    ASSERT_TRUE(properties);
+    EXPECT_TRUE(asList(properties->at("serviceConfigurations")).empty());
+    EXPECT_TRUE(asList(properties->at("servicePublisherConfigurations")).empty());
+    EXPECT_TRUE(asList(properties->at("servicePublisherMappings")).empty());
+    EXPECT_EQ(asInt(properties->at("modificationCount")), 1);
+  }
+
+  TestFramework framework_;
+  std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
+};
+
+TEST_F(ABuilderWithTheEmptyID, IsTheDefaultOne) {
+  SPFConfigurationBuilder sut;
+  expectsEmptyConfigurationWithGeneratedID(sut);
+}
+
+TEST_F(ABuilderWithTheEmptyID, IsWhatIsLeftOfOneThatWasMovedFrom) {
+  auto sut = filled();
+  const SPFConfigurationBuilder other(std::move(sut));
+  expectsEmptyConfigurationWithGeneratedID(sut);
+}
+
+TEST_F(ABuilderWithTheEmptyID, IsWhatIsLeftOfOneThatWasMoveAssignedFrom) {
+  auto sut = filled();
+  SPFConfigurationBuilder other("other");
+  other.addServicePublisher(publisher("q"));
+  other = std::move(sut);
+  expectsEmptyConfigurationWithGeneratedID(sut);
 }
 
 TEST_F(ABuilder, TellsNobodyOfItsEdits) {

@@ -1,5 +1,6 @@
 #include <type_traits>
 
+#include "support/ConfigurationAdminDouble.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
 
@@ -50,6 +51,14 @@ TEST_F(AConfigurationHandle, IsEmptyByDefaultWithEmptyListsAndModifiesIntoABuild
   const auto built = sut.modify().build();
   EXPECT_EQ(framework_.configurationIDs(), Texts{built.getConfigurationID()});
   EXPECT_EQ(asInt(framework_.configuration(built.getConfigurationID())->at("modificationCount")), 1);
+}
+
+TEST(AnEmptyConfigurationHandle, ModifiesIntoABuilderThatAsksForAGeneratedID) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  const auto built = SPFConfiguration().modify().build();
+  ASSERT_FALSE(admin->calls().empty());
+  EXPECT_EQ(admin->calls().front(), "CreateFactoryConfiguration zk.spf.framework");
 }
 
 TEST_F(AConfigurationHandle, KeepsItsEntriesButNotItsIdentityAfterModify) {

@@ -50,10 +50,12 @@ TEST_F(EncodedProperties, HaveNoMappingForAnInterfaceToAllPublishersWhenThereIsN
 
 TEST_F(EncodedProperties, HoldAPairThatIsBothImpliedAndExplicitOnceInTheExplicitPart) {
   sut.addServiceInterfaceToAllServicePublishers(serviceInterface("I"))
+      .addServiceInterface(serviceInterface("A"))
       .addServicePublisher(publisher("P1"))
       .addServicePublisher(publisher("P2"))
-      .addServiceMapping("I", "P2");
-  EXPECT_EQ(mappingsIn(published()), (Pairs{{"I", "P1"}, {"I", "P2"}}));
+      .addServiceMapping("I", "P2")
+      .addServiceMapping("A", "P1");
+  EXPECT_EQ(mappingsIn(published()), (Pairs{{"I", "P1"}, {"A", "P1"}, {"I", "P2"}}));
 }
 
 TEST_F(EncodedProperties, HoldExplicitMappingsInAscendingOrder) {
