@@ -4,6 +4,7 @@
 
 #include "spf/test/Gate.hpp"
 #include "support/TestFramework.hpp"
+#include "support/TimedWaits.hpp"
 #include "support/configurations.hpp"
 #include "tracking/ConfigTracker.hpp"
 
@@ -35,6 +36,12 @@ const Wait waits[] = {
 class ATimedWait : public testing::TestWithParam<Wait> {
  protected:
   bool wait(const milliseconds& timeout) { return (sut_.*GetParam().wait)(timeout); }
+  // How many waits on a condition a wait with this time-out takes.
+  int timedWaits(const milliseconds& timeout) {
+    const int before = timedWaitsFromThisThread();
+    wait(timeout);
+    return timedWaitsFromThisThread() - before;
+  }
   void fulfil() { GetParam().fulfil(sut_); }
 
   ConfigTracker sut_{{text("b")}, {}, true};
@@ -50,6 +57,17 @@ TEST_P(ATimedWait, LooksOnceWhenTheTimeOutIsZeroOrNegative) {
   fulfil();
   for (const auto timeout : {milliseconds(0), milliseconds(-1), minimum}) {
     EXPECT_TRUE(wait(timeout)) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, DoesNotBlockForATimeOutOfZeroOrLessOrAConditionThatHolds) {
+  EXPECT_GT(timedWaits(milliseconds(1)), 0);
+  for (const auto timeout : {milliseconds(0), milliseconds(-1), minimum}) {
+    EXPECT_EQ(timedWaits(timeout), 0) << timeout.count();
+  }
+  fulfil();
+  for (const auto timeout : {minimum, milliseconds(0), milliseconds(1000), maximum}) {
+    EXPECT_EQ(timedWaits(timeout), 0) << timeout.count();
   }
 }
 
@@ -79,6 +97,7 @@ TEST_P(ATimedWait, WithATimeOutBeyondTheClockLastsUntilTheConditionHolds) {
       return (sut.*GetParam().wait)(timeout);
     });
     ASSERT_TRUE(entered.wait());
+    EXPECT_EQ(waiter.wait_for(milliseconds(20)), std::future_status::timeout) << timeout.count();
     GetParam().fulfil(sut);
     EXPECT_TRUE(waiter.get()) << timeout.count();
   }
