@@ -121,6 +121,35 @@ TEST_F(InstallAndStart, LeavesOutFilesThatWentAway) {
   EXPECT_TRUE(isActive(both[1]));
 }
 
+TEST_F(InstallAndStart, KeepsTheBundleOfAFileThatWasReplaced) {
+  const auto file = tree.addAs("bin", BUNDLE_ALPHA, "some.zip");
+  const auto first = installAndStart(path(L"bin"));
+  std::filesystem::remove(file);
+  tree.addAs("bin", BUNDLE_BETA, "some.zip");
+  const auto again = installAndStart(path(L"bin"));
+  EXPECT_EQ(again, first);
+  EXPECT_THAT(names(again), ElementsAre("hosttest_alpha"));
+}
+
+TEST_F(InstallAndStart, NamesADirectoryThatCannotBeLookedAt) {
+  std::filesystem::create_symlink("loop", tree.root() / "loop");
+  EXPECT_THAT(errorOf(L"loop"), HasSubstr((tree.root() / "loop").native()));
+  EXPECT_THAT(errorOf(std::wstring(300, L'x')), HasSubstr("xxx"));
+}
+
+TEST_F(InstallAndStart, FindsNoBundlesThroughALinkThatLeadsNowhere) {
+  std::filesystem::create_symlink("nowhere", tree.root() / "link");
+  EXPECT_THAT(installAndStart(path(L"link")), IsEmpty());
+}
+
+TEST_F(InstallAndStart, FindsTheSameBundlesHoweverTheDirectoryIsSpelled) {
+  tree.add("bin", BUNDLE_ALPHA);
+  const auto first = installAndStart(path(L"bin"));
+  for (const wchar_t* spelling : {L"bin/", L"bin//", L".//bin", L"bin/.", L"bin/../bin"}) {
+    EXPECT_EQ(installAndStart(path(spelling)), first) << std::filesystem::path(spelling);
+  }
+}
+
 TEST_F(InstallAndStart, InstallsAgainWhatSomebodyUninstalled) {
   tree.add("bin", BUNDLE_ALPHA);
   auto bundles = installAndStart(path(L"bin"));

@@ -81,6 +81,39 @@ TEST_F(BundleFilesThatOthersMayWrite, AreRefusedAfterTheyWereInstalled) {
   EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
 }
 
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForAFolderThatBecameWritableLater) {
+  const Host host(options);
+  installAndStart(path(L"bin/spf"));
+  letWrite(tree.root() / "bin");
+  EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedBehindALinkThatAFolderBecameLater) {
+  const Host host(options);
+  installAndStart(path(L"bin/spf"));
+  fs::create_directory(tree.root() / "shared");
+  letWrite(tree.root() / "shared");
+  fs::rename(tree.root() / "bin", tree.root() / "shared/bin");
+  fs::create_directory_symlink("shared/bin", tree.root() / "bin");
+  EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheFolderOfALinkToTheirs) {
+  fs::create_directory(tree.root() / "shared");
+  fs::create_directory_symlink(tree.root() / "bin/spf", tree.root() / "shared/link");
+  letWrite(tree.root() / "shared");
+  EXPECT_THAT(errorOfInstalling(L"shared/link"), HasSubstr("folder '" + (tree.root() / "shared").native() + "'"));
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForEveryPlaceThatLinksLeadThrough) {
+  fs::create_directory(tree.root() / "shared");
+  fs::create_symlink(tree.add("elsewhere", BUNDLE_BETA), tree.root() / "shared/beta.zip");
+  fs::create_symlink("../../shared/beta.zip", tree.root() / "bin/spf/beta.zip");
+  EXPECT_EQ(errorOfInstalling(), "");
+  letWrite(tree.root() / "shared");
+  EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + (tree.root() / "shared").native() + "'"));
+}
+
 TEST_F(BundleFilesThatOthersMayWrite, AreTakenWhenTheCheckIsOff) {
   letWrite(file);
   letWrite(tree.root());

@@ -35,8 +35,7 @@ struct BundleFile {
 std::optional<BundleFile> findBundleFile(const std::filesystem::path& path);
 
 /// The bundle files directly in a directory: regular files that end in `.so` or `.zip`, by name.
-/// \param directory  absolute; its files are named below its canonical form, so that a bundle has
-///                   one location however the directory was spelled
+/// \param directory  absolute
 /// \return empty when the directory does not exist
 /// \throws std::filesystem::filesystem_error when it cannot be read
 std::vector<BundleFile> listBundleFiles(const std::filesystem::path& directory);

@@ -77,14 +77,10 @@ std::pair<BundleInstaller::Bundles, BundleInstaller::Bundles> BundleInstaller::i
   return {std::move(bundles), std::move(started)};
 }
 
-void BundleInstaller::installAndStartFile(const std::filesystem::path& file) {
+void BundleInstaller::installAndStartFile(const BundleFile& file) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  if (auto found = findBundleFile(file)) {
-    found->isLink = std::filesystem::is_symlink(file);
-    permissionCheck_.requireFolders(file);
-    permissionCheck_.requireFile(*found);
-  }
-  for (const Bundle& bundle : installLocation(file)) {
+  permissionCheck_.requireFileAndFolders(file);
+  for (const Bundle& bundle : installLocation(file.path)) {
     start(bundle);
   }
 }
@@ -100,11 +96,12 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
   if (closed_) {
     return bundles;
   }
-  const auto files = listBundleFiles(directory);
-  if (!files.empty()) {
-    permissionCheck_.requireFolders(files.front().path);
+  const auto folder = findBundleFolder(directory, permissionCheck_.root());
+  if (!folder) {
+    return bundles;
   }
-  for (const BundleFile& file : files) {
+  for (const BundleFile& file : listBundleFiles(folder->path)) {
+    permissionCheck_.requireFolder(*folder, file.path);
     permissionCheck_.requireFile(file);
     const Bundles& ofFile = installFile(file);
     bundles.insert(bundles.end(), ofFile.begin(), ofFile.end());

@@ -43,8 +43,9 @@ class BundleInstaller {
                                               const cppmicroservices::LDAPFilter& filter);
 
   /// Installs and starts the bundles of one file.
-  /// \param file  absolute
-  void installAndStartFile(const std::filesystem::path& file);
+  /// \param file  its path is absolute
+  /// \throws std::runtime_error naming the file and the reason
+  void installAndStartFile(const BundleFile& file);
 
   /// Waits for the call that is running; later ones install nothing.
   void close();

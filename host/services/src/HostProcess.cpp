@@ -1,6 +1,7 @@
 #include "HostProcess.hpp"
 
 #include <chrono>
+#include <stdexcept>
 #include <string>
 
 #include <cppmicroservices/Constants.h>
@@ -15,8 +16,19 @@ namespace fs = std::filesystem;
 
 namespace {
 
+/// Absolute first: a path of which nothing exists yet stays relative otherwise.
 fs::path rootOf(const HostOptions& options) {
-  return fs::weakly_canonical(options.installationRoot.empty() ? defaultInstallationRoot() : options.installationRoot);
+  const fs::path root = fs::weakly_canonical(
+      fs::absolute(options.installationRoot.empty() ? defaultInstallationRoot() : options.installationRoot));
+  return root.has_filename() ? root : root.parent_path();
+}
+
+BundleFile configurationAdminFile(const fs::path& given) {
+  const fs::path path = given.empty() ? defaultConfigurationAdminBundle() : fs::absolute(given);
+  if (auto file = findBundleFile(path)) {
+    return *file;
+  }
+  throw std::runtime_error("No Configuration Admin bundle: '" + path.native() + "' is no regular file");
 }
 
 std::shared_ptr<cppmicroservices::Framework> makeFramework(const HostOptions& options,
@@ -34,8 +46,9 @@ std::shared_ptr<cppmicroservices::Framework> makeFramework(const HostOptions& op
 
 HostProcess::HostProcess(const HostOptions& options)
     : root_(rootOf(options)),
+      permissionCheck_(root_, options.permissionCheck),
       framework_(makeFramework(options, storage_)),
-      installer_(framework_, PermissionCheck(root_, options.permissionCheck)) {}
+      installer_(framework_, permissionCheck_) {}
 
 HostProcess::~HostProcess() {
   stop();
@@ -43,9 +56,12 @@ HostProcess::~HostProcess() {
 
 void HostProcess::start(const fs::path& configurationAdminBundle) {
   framework_->Start();
-  const fs::path bundle =
-      configurationAdminBundle.empty() ? defaultConfigurationAdminBundle() : fs::absolute(configurationAdminBundle);
-  loadCompanionOf(bundle);
+  const BundleFile bundle = configurationAdminFile(configurationAdminBundle);
+  permissionCheck_.requireFileAndFolders(bundle);
+  if (const auto companion = findCompanionOf(bundle)) {
+    permissionCheck_.requireFileAndFolders(*companion);
+    loadCompanion(*companion);
+  }
   installer_.installAndStartFile(bundle);
 }
 

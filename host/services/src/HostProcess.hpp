@@ -7,6 +7,7 @@
 #include <cppmicroservices/Framework.h>
 
 #include "BundleInstaller.hpp"
+#include "PermissionCheck.hpp"
 #include "TemporaryFolder.hpp"
 #include "agent/host/host.hpp"
 
@@ -27,7 +28,8 @@ class HostProcess {
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;
 
-  /// Starts the framework and Configuration Admin.
+  /// Starts the framework and Configuration Admin. No code of the bundle, nor of what it needs,
+  /// runs before its permissions were checked.
   /// \param configurationAdminBundle  the bundle's file; empty: the one found by default
   /// \throws std::runtime_error naming the file and the reason
   void start(const std::filesystem::path& configurationAdminBundle);
@@ -43,6 +45,7 @@ class HostProcess {
  private:
   // Constant after construction. The storage outlives the framework that uses it.
   const std::filesystem::path root_;
+  const PermissionCheck permissionCheck_;
   std::optional<TemporaryFolder> storage_;
   const std::shared_ptr<cppmicroservices::Framework> framework_;
 

@@ -59,13 +59,13 @@ fs::path defaultConfigurationAdminBundle() {
                            "' exists");
 }
 
-void loadCompanionOf(const fs::path& configurationAdminBundle) {
-  const fs::path companion = configurationAdminBundle.parent_path() / companionFile;
-  if (!fs::exists(companion)) {
-    return;
-  }
-  if (dlopen(companion.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
-    throw std::runtime_error("Cannot load '" + companion.string() + "': " + dlerror());
+std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle) {
+  return findBundleFile(configurationAdminBundle.path.parent_path() / companionFile);
+}
+
+void loadCompanion(const BundleFile& companion) {
+  if (dlopen(companion.path.c_str(), RTLD_NOW | RTLD_LOCAL) == nullptr) {
+    throw std::runtime_error("Cannot load '" + companion.path.string() + "': " + dlerror());
   }
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
+
+#include "BundleDirectory.hpp"
 
 namespace agent::host::services {
 
@@ -11,9 +14,12 @@ std::filesystem::path defaultInstallationRoot();
 /// \throws std::runtime_error naming the places looked at when there is none
 std::filesystem::path defaultConfigurationAdminBundle();
 
-/// Loads the library that Configuration Admin needs and cannot find by itself, if the bundle has
-/// such a companion in its folder. It stays loaded: so does the bundle.
+/// The library that Configuration Admin needs and cannot find by itself, if the bundle has such a
+/// companion in its folder.
+std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle);
+
+/// Loads the companion, and so runs its code. It stays loaded: so does the bundle.
 /// \throws std::runtime_error with the loader's reason
-void loadCompanionOf(const std::filesystem::path& configurationAdminBundle);
+void loadCompanion(const BundleFile& companion);
 
 }  // namespace agent::host::services

@@ -1,6 +1,5 @@
 #include "PermissionCheck.hpp"
 
-#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,31 +15,16 @@ bool othersMayWrite(fs::perms permissions) {
 }
 
 std::runtime_error refusal(const fs::path& file, const std::string& reason) {
-  return std::runtime_error("Refused bundle file '" + file.native() + "': " + reason);
-}
-
-void requireFolder(const fs::path& folder, const fs::path& file) {
-  if (othersMayWrite(fs::status(folder).permissions())) {
-    throw refusal(file, "others may write the folder '" + folder.native() + "'");
-  }
+  return std::runtime_error("Refused file '" + file.native() + "': " + reason);
 }
 
 }  // namespace
 
 PermissionCheck::PermissionCheck(fs::path root, bool enabled) : root_(std::move(root)), enabled_(enabled) {}
 
-void PermissionCheck::requireFolders(const fs::path& file) const {
-  if (!enabled_) {
-    return;
-  }
-  fs::path folder = file.parent_path();
-  requireFolder(folder, file);
-  if (!isBelowRoot(folder)) {
-    return;
-  }
-  while (folder != root_) {
-    folder = folder.parent_path();
-    requireFolder(folder, file);
+void PermissionCheck::requireFolder(const BundleFolder& folder, const fs::path& file) const {
+  if (enabled_ && folder.writable) {
+    throw refusal(file, "others may write the folder '" + folder.writable->native() + "'");
   }
 }
 
@@ -51,13 +35,29 @@ void PermissionCheck::requireFile(const BundleFile& file) const {
   if (othersMayWrite(file.permissions)) {
     throw refusal(file.path, "others may write the file");
   }
-  if (file.isLink) {
-    requireFolders(fs::canonical(file.path));
+  if (!file.isLink) {
+    return;
+  }
+  // This ends: it goes on only from folders where nobody else can lay the next link.
+  for (fs::path place = file.path; fs::is_symlink(place);) {
+    place = place.parent_path() / fs::read_symlink(place);
+    requireFoldersOf(place);
   }
 }
 
-bool PermissionCheck::isBelowRoot(const fs::path& folder) const {
-  return std::mismatch(root_.begin(), root_.end(), folder.begin(), folder.end()).first == root_.end();
+void PermissionCheck::requireFileAndFolders(const BundleFile& file) const {
+  if (enabled_) {
+    requireFoldersOf(file.path);
+    requireFile(file);
+  }
+}
+
+void PermissionCheck::requireFoldersOf(const fs::path& file) const {
+  const auto folder = findBundleFolder(file.parent_path(), root_);
+  if (!folder) {
+    throw refusal(file, "its folder went away");
+  }
+  requireFolder(*folder, file);
 }
 
 }  // namespace agent::host::services

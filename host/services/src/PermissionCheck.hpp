@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "BundleDirectory.hpp"
+#include "BundleFolder.hpp"
 
 namespace agent::host::services {
 
@@ -11,21 +12,28 @@ namespace agent::host::services {
 /// A value that never changes; any thread may use it.
 class PermissionCheck {
  public:
-  /// \param root     folder whose content is judged up to and including the root itself; canonical
+  /// \param root     folder whose content is judged up to and including the root itself; absolute,
+  ///                 normalised and without a separator at its end
   /// \param enabled  false: everything is accepted
   PermissionCheck(std::filesystem::path root, bool enabled);
 
-  /// Looks at a file's folder and at those above it.
-  /// \param file  absolute
+  /// Judges the folders that were found for a file.
   /// \throws std::runtime_error naming the file and the folder that others may write
-  void requireFolders(const std::filesystem::path& file) const;
+  void requireFolder(const BundleFolder& folder, const std::filesystem::path& file) const;
 
-  /// Looks at the file itself, and at the place that a symbolic link leads to.
+  /// Judges the file itself, and every place that a symbolic link leads through.
   /// \throws std::runtime_error naming the file, or its folder, that others may write
   void requireFile(const BundleFile& file) const;
 
+  /// Finds the folders of a file, and judges them and the file.
+  /// \param file  its path is absolute
+  /// \throws std::runtime_error naming the file and what of it others may write
+  void requireFileAndFolders(const BundleFile& file) const;
+
+  const std::filesystem::path& root() const noexcept { return root_; }
+
  private:
-  bool isBelowRoot(const std::filesystem::path& folder) const;
+  void requireFoldersOf(const std::filesystem::path& file) const;
 
   const std::filesystem::path root_;
   const bool enabled_;

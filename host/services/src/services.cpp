@@ -1,9 +1,5 @@
 #include "agent/host/services.hpp"
 
-#include <cppmicroservices/Bundle.h>
-#include <cppmicroservices/Framework.h>
-#include <cppmicroservices/LDAPFilter.h>
-
 #include "HostProcess.hpp"
 #include "HostSlot.hpp"
 

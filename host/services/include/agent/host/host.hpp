@@ -13,7 +13,8 @@ namespace agent::host::services {
 
 /// What a host process may set; the defaults suit an installed tree and a build tree alike.
 struct HostOptions {
-  /// Folder that relative bundle directories are resolved against.
+  /// Folder that relative bundle directories are resolved against; it need not exist yet. A relative
+  /// one is below the current directory of the moment when the host is made.
   /// Empty: the folder above the one that this library was loaded from.
   std::filesystem::path installationRoot;
 
@@ -28,7 +29,9 @@ struct HostOptions {
   /// Whether bundle files that others may write are refused. "Others may write" means the mode bit
   /// for others (o+w) of the file, or of a folder between the installation root and the file, the
   /// root included; that the group may write does not count. Outside the root the file and its own
-  /// folder are looked at. What a symbolic link leads to is judged like the link's own place.
+  /// folder are looked at. What a symbolic link leads to is judged like the link's own place. The
+  /// Configuration Admin bundle, and a library that it needs from its folder, are judged alike, and
+  /// before any of them is loaded.
   bool permissionCheck = true;
 };
 
@@ -55,7 +58,8 @@ class [[gnu::visibility("default")]] Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  /// The folder that relative bundle directories are resolved against, absolute.
+  /// The folder that relative bundle directories are resolved against: absolute, normalised and
+  /// without a separator at its end.
   [[nodiscard]] const std::filesystem::path& installationRoot() const noexcept;
 
  private:

@@ -4,13 +4,11 @@
 #include <utility>
 #include <vector>
 
-#include "agent/host/filesystem.hpp"
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/LDAPFilter.h>
 
-namespace cppmicroservices {
-class Bundle;
-class Framework;
-class LDAPFilter;
-}  // namespace cppmicroservices
+#include "agent/host/filesystem.hpp"
 
 namespace agent::host::services {
 
@@ -25,6 +23,10 @@ namespace agent::host::services {
 /// A bundle file is a regular `*.so` or `*.zip` directly in the directory. Repeating the call costs
 /// next to nothing when nothing changed and picks up new files. Concurrent calls are serialised;
 /// an activator may call it again from its own thread of control.
+///
+/// A bundle file that is replaced on disk is not loaded again while its bundle is installed: the
+/// call answers the bundle that it had, with the old code and the old manifest. It takes a new
+/// `Host` to load the new file, and for code that the process cannot unload a new process.
 ///
 /// \param directory  resolved against the host's installation root when it is relative
 /// \return the directory's bundles; empty when the directory does not exist or there is no `Host`
