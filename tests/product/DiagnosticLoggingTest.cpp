@@ -1,6 +1,7 @@
 #include <thread>
 
 #include "spf/test/Gate.hpp"
+#include "support/AllocationHook.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
@@ -87,6 +88,8 @@ TEST_F(DiagnosticLogging, ByManyThreadsForTheFirstTimeMakesOneLoggerAndLosesNoth
   for (int i = 0; i < threads; ++i) {
     senders.emplace_back([&, i] {
       ASSERT_TRUE(start.wait());
+      // Lets the others overtake in the middle of whatever takes memory, such as making a logger.
+      const AllocationHook hook([](int, std::size_t) { std::this_thread::yield(); });
       framework_.sendBound("p" + std::to_string(i), 1, Any(i));
     });
   }
