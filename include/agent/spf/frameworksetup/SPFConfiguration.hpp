@@ -25,9 +25,10 @@ class SPFConfigurationImpl;
 /// hand an ID on. A configuration that is withdrawn and published anew under the same ID at once may
 /// be lost by the runtime: wait for the services to be unpublished first.
 ///
-/// One thread at a time may use a handle, and nobody may destroy, reset or move it while another
-/// thread waits on it; different handles are independent. Handles must be gone before `main`
-/// returns, since the runtime's own statics are destroyed after it.
+/// On one handle, `waitForAllEndpoints`, `waitForAllServices` and `listOutstandingEndpoints` may run
+/// at the same time, on any number of threads. Everything else, `waitForAllServicesToBeUnpublished`
+/// included, must overlap with nothing on the same handle. Different handles are independent. Handles
+/// must be gone before `main` returns, since the runtime's own statics are destroyed after it.
 class [[gnu::visibility("default")]] SPFConfiguration {
  public:
   /// An empty handle.
@@ -74,8 +75,8 @@ class [[gnu::visibility("default")]] SPFConfiguration {
 
   /// Blocks until the publisher has bound and connected all its endpoints, or the time is up.
   ///
-  /// Any number of threads may wait. Zero or negative time-outs look once and do not block; very
-  /// large ones wait without a practical limit.
+  /// Any number of threads may wait, for endpoints and for services. Zero or negative time-outs look
+  /// once and do not block; very large ones wait without a practical limit.
   /// \param timeout             in milliseconds, measured on the steady clock
   /// \param servicePublisherID  `uniqueID` of a publisher of this configuration
   /// \return true when all endpoints are up; false when the time is up, for an empty handle, and when
@@ -93,11 +94,13 @@ class [[gnu::visibility("default")]] SPFConfiguration {
   /// Withdraws the whole configuration, then blocks until the named publisher has unpublished its
   /// services, or the time is up.
   ///
-  /// The configuration loses its ID whatever comes of it; failures to withdraw are logged and
-  /// dropped. When the wait ends, the events of the other publishers are no longer followed.
-  /// Parameters, result and exceptions as above; a framework error that the publisher reported
-  /// earlier is thrown here as well, after the withdrawal. What registering for the framework's
-  /// events throws comes before it, and nothing is withdrawn then.
+  /// The configuration loses its ID, whether withdrawing succeeds or not; failures to withdraw are
+  /// logged and dropped. When the wait ends, the events of the other publishers are no longer followed.
+  /// Parameters, result and exceptions as above, but nothing else may use the handle meanwhile. A
+  /// framework error that the publisher reported earlier is thrown here as well, after the withdrawal.
+  /// What registering for the framework's events throws comes before it, and nothing is withdrawn
+  /// then. When a log sink throws while a failure to withdraw is logged, that goes out at once:
+  /// nothing is waited for, the configuration keeps its ID, and the call may be repeated.
   [[nodiscard]] bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
                                                        const std::string& servicePublisherID);
 

@@ -21,11 +21,12 @@ struct SPFServicePublisherConfiguration {
   std::string name;
 
   /// Endpoints that the publisher connects to, in the caller's order. Usually each holds a
-  /// `std::string`; any value is handed on untouched. An endpoint that is empty or whose type has no
+  /// `std::string`; any value is handed on untouched. An endpoint that is empty, that is a list
+  /// or map (`std::vector<Any>`, `AnyMap`) holding an empty value at any depth, or whose type has no
   /// `==` never counts as connected.
   std::vector<cppmicroservices::Any> endpointsToConnectTo;
 
-  /// Endpoints that the publisher binds to; as above.
+  /// Endpoints that the publisher binds to; all as above.
   std::vector<cppmicroservices::Any> endpointsToBindTo;
 
   /// Filter text for what the publisher imports; may be empty.
