@@ -17,6 +17,9 @@ namespace spfctl {
 /// remembers which publishers have unpublished their services. The library's own wait follows one
 /// publisher only, and stops listening when it ends.
 ///
+/// A configuration that is withdrawn at once may never reach the framework, and then its publishers
+/// never report anything.
+///
 /// Events come on any thread; guards itself.
 class EventWatcher : public agent::spf::frameworklistener::FrameworkListener {
  public:
@@ -24,14 +27,20 @@ class EventWatcher : public agent::spf::frameworklistener::FrameworkListener {
 
   void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event) override;
 
-  /// The publishers that have not unpublished their services yet.
+  /// The publishers that have reported something, but not yet that their services are unpublished.
   std::vector<std::string> stillPublished() const;
 
+  /// Whether there are publishers that have reported nothing at all.
+  bool someAreSilent() const;
+
  private:
+  void note(const std::string& publisherID, bool unpublished);
+
   Changes& changes_;
   mutable std::mutex mutex_;
 
   // Guarded by `mutex_`.
+  std::set<std::string> silent_;
   std::set<std::string> published_;
 };
 

@@ -30,6 +30,7 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds withdrawalLimit = std::chrono::seconds(10);
 constexpr milliseconds withdrawalLimitWhenInterrupted = std::chrono::seconds(3);
+constexpr milliseconds silenceLimit = std::chrono::seconds(1);
 constexpr milliseconds answerLimit = std::chrono::seconds(2);
 
 // The library learns of an event no later than this after the tool's own listener was told.
@@ -168,14 +169,16 @@ class Session {
   // Whether every publisher has unpublished its services by then; says so if not.
   bool withdraw() {
     const auto deadline = after(withdrawalLimit);
+    const auto silenceEnds = after(silenceLimit);
     configuration_.reset();
-    auto seen = changes_.count();
-    auto outstanding = watcher_->stillPublished();
-    while (!outstanding.empty() && steady_clock::now() < withdrawalDeadline(deadline)) {
-      changes_.waitForMoreThan(seen, withdrawalDeadline(deadline));
-      seen = changes_.count();
-      outstanding = watcher_->stillPublished();
+    for (auto seen = changes_.count(); !withdrawn(silenceEnds); seen = changes_.count()) {
+      const auto limit = withdrawalDeadline(deadline);
+      if (steady_clock::now() >= limit) {
+        break;
+      }
+      changes_.waitForMoreThan(seen, watcher_->stillPublished().empty() ? std::min(limit, silenceEnds) : limit);
     }
+    const auto outstanding = watcher_->stillPublished();
     for (const auto& id : outstanding) {
       output_.err << "spfctl: not unpublished in time: " << id << std::endl;
     }
@@ -183,6 +186,11 @@ class Session {
       output_.out << "withdrawn" << std::endl;
     }
     return outstanding.empty();
+  }
+
+  // Publishers that stay silent were never told of the configuration before it was gone.
+  bool withdrawn(steady_clock::time_point silenceEnds) const {
+    return watcher_->stillPublished().empty() && (!watcher_->someAreSilent() || steady_clock::now() >= silenceEnds);
   }
 
   // A signal shortens what is left.
