@@ -181,6 +181,14 @@ TEST_F(AConfigurationHandle, WithdrawsItsConfigurationWhenItIsDestroyed) {
   EXPECT_TRUE(framework_.configurationIDs().empty());
 }
 
+TEST_F(AConfigurationHandle, OfAnIDThatAnotherHandleHasAsWellWithdrawsTheConfigurationForBoth) {
+  auto first = SPFConfigurationBuilder("shared").build();
+  const auto second = SPFConfigurationBuilder("shared").build();
+  first.reset();
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+  EXPECT_EQ(second.getConfigurationID(), "shared");
+}
+
 TEST_F(AConfigurationHandle, DropsWhatWithdrawingThrowsWhenItIsDestroyed) {
   auto sut = std::make_unique<SPFConfiguration>(SPFConfigurationBuilder("throwing").build());
   framework_.host().onGetFramework([] { throw 42; });
