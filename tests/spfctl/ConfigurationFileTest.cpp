@@ -50,26 +50,26 @@ TEST_F(AConfigurationFile, DescribesAConfigurationWithAllItsMembers) {
     "serviceMappings": [ { "serviceInterfaceID": "humidity", "servicePublisherID": "station" } ]
 })json");
   EXPECT_EQ(sut.configurationID, "weather");
-ASSERT_EQ(sut.serviceInterfaces.size(), 2u);
-const auto& temperature = sut.serviceInterfaces[0];
-EXPECT_EQ(temperature.record.uniqueID, "temperature");
-EXPECT_EQ(temperature.record.name, "weather.Temperature");
-EXPECT_TRUE(temperature.toAllServicePublishers);
-const auto& tree = temperature.record.requestedProperties;
-EXPECT_EQ(tree.get<std::string>("unit"), "celsius");
-EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::site"), "north");
-EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::a.b"), "nested");
-EXPECT_FALSE(sut.serviceInterfaces[1].toAllServicePublishers);
-ASSERT_EQ(sut.servicePublishers.size(), 1u);
-const auto& publisher = sut.servicePublishers[0];
-EXPECT_EQ(publisher.uniqueID, "station");
-EXPECT_EQ(publisher.name, "rpcservicepublisher");
-EXPECT_EQ(any_cast<std::string>(publisher.endpointsToBindTo.at(0)), "tcp://127.0.0.1:5555");
-EXPECT_EQ(any_cast<std::string>(publisher.endpointsToConnectTo.at(0)), "c");
-EXPECT_EQ(publisher.importFilter, "(a=1)");
-EXPECT_EQ(publisher.exportFilter, "(b=2)");
-ASSERT_EQ(sut.serviceMappings.size(), 1u);
-EXPECT_EQ(sut.serviceMappings[0], (std::pair<std::string, std::string>("humidity", "station")));
+  ASSERT_EQ(sut.serviceInterfaces.size(), 2u);
+  const auto& temperature = sut.serviceInterfaces[0];
+  EXPECT_EQ(temperature.record.uniqueID, "temperature");
+  EXPECT_EQ(temperature.record.name, "weather.Temperature");
+  EXPECT_TRUE(temperature.toAllServicePublishers);
+  const auto& tree = temperature.record.requestedProperties;
+  EXPECT_EQ(tree.get<std::string>("unit"), "celsius");
+  EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::site"), "north");
+  EXPECT_EQ(tree.get<std::string>("spf::requiredServiceProperty::a.b"), "nested");
+  EXPECT_FALSE(sut.serviceInterfaces[1].toAllServicePublishers);
+  ASSERT_EQ(sut.servicePublishers.size(), 1u);
+  const auto& publisher = sut.servicePublishers[0];
+  EXPECT_EQ(publisher.uniqueID, "station");
+  EXPECT_EQ(publisher.name, "rpcservicepublisher");
+  EXPECT_EQ(any_cast<std::string>(publisher.endpointsToBindTo.at(0)), "tcp://127.0.0.1:5555");
+  EXPECT_EQ(any_cast<std::string>(publisher.endpointsToConnectTo.at(0)), "c");
+  EXPECT_EQ(publisher.importFilter, "(a=1)");
+  EXPECT_EQ(publisher.exportFilter, "(b=2)");
+  ASSERT_EQ(sut.serviceMappings.size(), 1u);
+  EXPECT_EQ(sut.serviceMappings[0], (std::pair<std::string, std::string>("humidity", "station")));
 }
 
 TEST_F(AConfigurationFile, MayLeaveEverythingOut) {
