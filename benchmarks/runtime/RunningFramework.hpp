@@ -1,0 +1,47 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ServiceRegistration.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
+namespace spf::benchmarks {
+
+namespace cm = cppmicroservices::service::cm;
+
+/// The services that a benchmark registers and looks up.
+struct Station {
+  virtual ~Station() = default;
+};
+
+/// A started framework with its storage in a temporary folder; stops with this object.
+class RunningFramework {
+ public:
+  RunningFramework();
+  ~RunningFramework();
+  RunningFramework(const RunningFramework&) = delete;
+  RunningFramework& operator=(const RunningFramework&) = delete;
+
+  cppmicroservices::BundleContext context() const { return framework_.GetBundleContext(); }
+
+  /// Registers so many stations, each with its number as the property "index".
+  void registerStations(int count);
+
+  /// Installs and starts Configuration Admin, and gives its service.
+  std::shared_ptr<cm::ConfigurationAdmin> startConfigurationAdmin();
+
+  /// Returns when everything has stopped. May be called before the destructor.
+  void stop();
+
+ private:
+  std::string storage_;
+  cppmicroservices::Framework framework_;
+  std::vector<cppmicroservices::ServiceRegistration<Station>> stations_;
+};
+
+}  // namespace spf::benchmarks
