@@ -35,7 +35,6 @@ char shortEscape(char byte) {
 std::string escapeKey(const std::string& key) {
   static constexpr char digits[] = "0123456789ABCDEF";
   std::string escaped;
-  escaped.reserve(key.size());
   for (const char byte : key) {
     const auto code = static_cast<unsigned char>(byte);
     if (const char letter = shortEscape(byte)) {
