@@ -100,14 +100,15 @@ std::size_t TestFramework::listeners() {
 }
 
 bool TestFramework::waitForAListener() {
-  Gate registered;
+  // Shared with the listener, which may still be running when it was removed.
+  const auto registered = std::make_shared<Gate>();
   auto bundleContext = context();
-  auto token = bundleContext.AddServiceListener([&](const cppmicroservices::ServiceEvent& event) {
+  auto token = bundleContext.AddServiceListener([registered](const cppmicroservices::ServiceEvent& event) {
     if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
-      registered.open();
+      registered->open();
     }
   });
-  const bool present = listeners() > 0 || registered.wait();
+  const bool present = listeners() > 0 || registered->wait();
   bundleContext.RemoveListener(std::move(token));
   return present && listeners() > 0;
 }

@@ -24,10 +24,8 @@ void loadCompanion() {
 }  // namespace
 
 void Journal::write(std::string entry) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    entries_.push_back(std::move(entry));
-  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  entries_.push_back(std::move(entry));
   written_.notify_all();
 }
 

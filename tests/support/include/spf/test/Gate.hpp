@@ -9,14 +9,13 @@ namespace spf::test {
 /// How long a test waits for something that has to happen before it calls that a failure.
 inline constexpr std::chrono::seconds patience{30};
 
-/// A door that starts closed and is opened once. Any thread may wait for it.
+/// A door that starts closed and is opened once. Any thread may wait for it, and may destroy it as soon
+/// as its wait is over: that is why `open` notifies under the lock.
 class Gate {
  public:
   void open() {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      open_ = true;
-    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    open_ = true;
     opened_.notify_all();
   }
 
@@ -37,14 +36,12 @@ class Gate {
   bool open_ = false;
 };
 
-/// Counts events; threads wait until there were at least so many.
+/// Counts events; threads wait until there were at least so many. May be destroyed as soon as that is so.
 class Counter {
  public:
   void add() {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      ++count_;
-    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++count_;
     changed_.notify_all();
   }
 
