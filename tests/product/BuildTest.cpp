@@ -109,32 +109,4 @@ TEST(BuildingThroughAConfigurationAdminThatGeneratesNoName, ASecondTimeYieldsACo
   EXPECT_TRUE(admin->properties("zk.spf.framework"));
 }
 
-TEST(BuildingWhenPublishingFails, LosesTheIDAndKeepsTheEntries) {
-  TestFramework framework;
-  const auto admin = ConfigurationAdminDouble::registerWith(framework);
-  SPFConfigurationBuilder sut("built");
-  sut.addServicePublisher(publisher("p"));
-  framework.host().onInstallation([](const Installation&) { throw std::runtime_error("no disk"); });
-  EXPECT_EQ(messageOf([&] { static_cast<void>(sut.build()); }), "no disk");
-
-  framework.host().onInstallation(nullptr);
-  const auto configuration = sut.build();
-  EXPECT_EQ(configuration.getConfigurationID(), "generated");
-  EXPECT_EQ(configuration.getServicePublisherConfigurations().size(), 1u);
-}
-
-TEST(BuildingASeededBuilderWhenPublishingFails, LeavesNothingForTheDroppedBuilderToWithdraw) {
-  TestFramework framework;
-  const auto admin = ConfigurationAdminDouble::registerWith(framework);
-  auto configuration = SPFConfigurationBuilder("built").build();
-  {
-    auto builder = configuration.modify();
-    framework.host().onInstallation([](const Installation&) { throw std::runtime_error("no disk"); });
-    EXPECT_THROW(static_cast<void>(builder.build()), std::runtime_error);
-    admin->clearCalls();
-  }
-  EXPECT_TRUE(admin->calls().empty());
-  EXPECT_TRUE(admin->properties("zk.spf.framework~built"));
-}
-
 }  // namespace spf::test

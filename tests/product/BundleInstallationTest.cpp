@@ -45,17 +45,4 @@ TEST(InstallingTheFrameworksBundles, IsRepeatedInFullByASecondPublication) {
   }
 }
 
-TEST(InstallingTheFrameworksBundles, StopsAtTheDirectoryThatThrowsAndTheCallerOfThePublicationGetsIt) {
-  TestFramework framework;
-  const auto admin = ConfigurationAdminDouble::registerWith(framework);
-  framework.host().onInstallation([](const Installation& installation) {
-    if (installation.directory == L"bin/win64/spf/providers") {
-      throw std::runtime_error("broken bundle");
-    }
-  });
-  EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("x").build()); }), "broken bundle");
-  EXPECT_EQ(framework.host().installations().size(), 3u);
-  EXPECT_TRUE(admin->calls().empty());
-}
-
 }  // namespace spf::test

@@ -189,22 +189,4 @@ TEST_F(AConfigurationHandle, OfAnIDThatAnotherHandleHasAsWellWithdrawsTheConfigu
   EXPECT_EQ(second.getConfigurationID(), "shared");
 }
 
-TEST_F(AConfigurationHandle, DropsWhatWithdrawingThrowsWhenItIsDestroyed) {
-  auto sut = std::make_unique<SPFConfiguration>(SPFConfigurationBuilder("throwing").build());
-  framework_.host().onGetFramework([] { throw 42; });
-  EXPECT_NO_THROW(sut.reset());
-  framework_.host().onGetFramework(nullptr);
-  EXPECT_EQ(framework_.configurationIDs(), Texts{"throwing"});
-}
-
-TEST_F(AConfigurationHandle, DropsWhatWithdrawingThrowsWhenABuilderMadeByModifyIsDropped) {
-  auto sut = SPFConfigurationBuilder("throwing").build();
-  {
-    auto builder = sut.modify();
-    framework_.host().onGetFramework([] { throw std::runtime_error("gone"); });
-  }
-  framework_.host().onGetFramework(nullptr);
-  EXPECT_EQ(framework_.configurationIDs(), Texts{"throwing"});
-}
-
 }  // namespace spf::test

@@ -129,17 +129,6 @@ TEST_F(DiagnosticLogging, ReadsTheMaskAfreshForEveryMessage) {
   EXPECT_EQ(first.messages(), Texts{"About to remove spf configuration for b"});
 }
 
-TEST_F(DiagnosticLogging, LetsOutWhatASinkThrowsToTheSenderOfTheEvent) {
-  RecordedLog log(4);
-  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {text("b")})).build();
-  log.onRecord([](const LogRecord&) { throw std::runtime_error("disk full"); });
-  EXPECT_EQ(messageOf([&] { framework_.sendBound("p", 1, text("b")); }), "disk full");
-  log.onRecord(nullptr);
-  EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
-  framework_.sendPublished("p", 1);
-  EXPECT_TRUE(sut.waitForAllServices(milliseconds(0), "p"));
-}
-
 TEST_F(DiagnosticLogging, WritesRecordsWhileAnExceptionIsAlreadyOnItsWay) {
   RecordedLog log(4);
   try {

@@ -166,56 +166,6 @@ class RemovingThroughADouble : public testing::Test {
   RecordedLog log_{4 | 512};
 };
 
-TEST_F(RemovingThroughADouble, WritesOneRecordAtTheHigherLevelWhenRemoveThrowsThenWaits) {
-  std::vector<LogRecord> expected;
-  for (const auto* operation : {"Remove", "GetFactoryConfiguration"}) {
-    admin_->onCall([&](const std::string& call) {
-      if (call.rfind(operation, 0) == 0) {
-        framework_.sendUnpublished("p", 9);
-        throw std::runtime_error("refused");
-      }
-    });
-    EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
-    expected.insert(expected.end(), {progress("About to remove spf configuration for x"), swallowed});
-    EXPECT_EQ(log_.records(), expected) << operation;
-    EXPECT_EQ(sut.getConfigurationID(), "");
-    admin_->onCall(nullptr);
-    sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
-  }
-}
-
-TEST_F(RemovingThroughADouble, SwallowsAndLogsWhatIsNoStandardExceptionToo) {
-  admin_->onCall([](const std::string&) { throw 42; });
-  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
-  EXPECT_EQ(log_.records(), (std::vector<LogRecord>{progress("About to remove spf configuration for x"), swallowed}));
-}
-
-TEST_F(RemovingThroughADouble, LetsOutWhatASinkThrowsAtTheHigherLevelKeepsTheIDAndCanBeRepeated) {
-  admin_->onCall([](const std::string&) { throw std::runtime_error("refused"); });
-  log_.onRecord([](const LogRecord& record) {
-    if (record.severity == swallowed.severity) {
-      throw std::runtime_error("disk full");
-    }
-  });
-  EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(patience, "p")); }), "disk full");
-  EXPECT_EQ(sut.getConfigurationID(), "x");
-  EXPECT_TRUE(admin_->properties("zk.spf.framework~x"));
-
-  log_.onRecord(nullptr);
-  admin_->onCall(nullptr);
-  framework_.sendUnpublished("p", 1);
-  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
-  EXPECT_EQ(sut.getConfigurationID(), "");
-  EXPECT_FALSE(admin_->properties("zk.spf.framework~x"));
-}
-
-TEST_F(RemovingThroughADouble, LogsNothingOfItWhenResetSwallows) {
-  admin_->onCall([](const std::string&) { throw std::runtime_error("refused"); });
-  sut.reset();
-  EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for x")});
-  EXPECT_TRUE(sut.empty());
-}
-
 TEST_F(RemovingThroughADouble, RequestsTheDeletionWhenTheListenerIsReadyForTheAnswer) {
   framework_.sendPublished("p", 1);
   std::size_t listenersAtRemove = 0;

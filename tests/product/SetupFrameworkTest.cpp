@@ -67,12 +67,6 @@ TEST_F(SettingUpTheFramework, FollowsNoEventsAfterwards) {
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
-TEST_F(SettingUpTheFramework, LetsOutWhatInstallingThrowsAndPublishesNothing) {
-  framework_.host().onInstallation([](const Installation&) { throw std::runtime_error("no disk"); });
-  EXPECT_EQ(messageOf([] { setupFramework(); }), "no disk");
-  EXPECT_TRUE(framework_.configurationIDs().empty());
-}
-
 TEST_F(SettingUpTheFramework, MayBeDoneByManyThreadsAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {

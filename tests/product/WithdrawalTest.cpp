@@ -34,21 +34,6 @@ TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationOfThatNameWithoutW
   EXPECT_EQ(admin->calls(), (Texts{"GetFactoryConfiguration zk.spf.framework x", "Remove zk.spf.framework~x"}));
 }
 
-TEST_F(Withdrawing, LetsOutWhatIsThrownOnItsWay) {
-  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
-  for (const auto* operation : {"GetFactoryConfiguration", "Remove"}) {
-    admin->onCall([operation](const std::string& call) {
-      if (call.rfind(operation, 0) == 0) {
-        throw std::runtime_error(operation);
-      }
-    });
-    EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), operation);
-  }
-  admin->onCall(nullptr);
-  log_.onRecord([](const LogRecord&) { throw std::runtime_error("disk full"); });
-  EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), "disk full");
-}
-
 TEST_F(Withdrawing, InAStoppedFrameworkSaysThatTheContextIsNoLongerValid) {
   framework_.stop();
   EXPECT_EQ(messageOf([] { removeFromConfigurationAdmin("x"); }), "The bundle context is no longer valid");

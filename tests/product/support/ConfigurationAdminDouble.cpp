@@ -95,6 +95,16 @@ void ConfigurationAdminDouble::answerAll() {
   withheldAnswers_.clear();
 }
 
+void ConfigurationAdminDouble::answerWithoutFutures() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  answersHaveNoFutures_ = true;
+}
+
+void ConfigurationAdminDouble::answerNoConfigurations() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  answersNoConfigurations_ = true;
+}
+
 std::unique_ptr<AnyMap> ConfigurationAdminDouble::properties(const std::string& pid) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = stored_.find(pid);
@@ -128,12 +138,22 @@ std::shared_future<void> ConfigurationAdminDouble::answer() {
   std::promise<void> promise;
   auto future = promise.get_future().share();
   const std::lock_guard<std::mutex> lock(mutex_);
+  if (answersHaveNoFutures_) {
+    return {};
+  }
   if (answersAreWithheld_) {
     withheldAnswers_.push_back(std::move(promise));
   } else {
     promise.set_value();
   }
   return future;
+}
+
+std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::configuration(const std::string& pid) {
+  if (answersNoConfigurations_) {
+    return nullptr;
+  }
+  return std::make_shared<ConfigurationDouble>(shared_from_this(), pid);
 }
 
 std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetConfiguration(const std::string&) {
@@ -143,13 +163,14 @@ std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetConfiguration(co
 std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::CreateFactoryConfiguration(const std::string& factoryPid) {
   note("CreateFactoryConfiguration " + factoryPid);
   const std::lock_guard<std::mutex> lock(mutex_);
-  return std::make_shared<ConfigurationDouble>(shared_from_this(), nextPid_);
+  return configuration(nextPid_);
 }
 
 std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetFactoryConfiguration(const std::string& factoryPid,
                                                                                      const std::string& instanceName) {
   note("GetFactoryConfiguration " + factoryPid + " " + instanceName);
-  return std::make_shared<ConfigurationDouble>(shared_from_this(), factoryPid + "~" + instanceName);
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return configuration(factoryPid + "~" + instanceName);
 }
 
 std::vector<std::shared_ptr<cm::Configuration>> ConfigurationAdminDouble::ListConfigurations(const std::string&) {

@@ -42,6 +42,13 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   void withholdAnswers();
   void answerAll();
 
+  /// From now on Update and Remove return futures without a state, as when the bundle was stopped
+  /// under somebody who still holds its service.
+  void answerWithoutFutures();
+
+  /// From now on asking for a configuration gives none.
+  void answerNoConfigurations();
+
   /// The properties that were written last for a PID; null when there are none.
   std::unique_ptr<AnyMap> properties(const std::string& pid) const;
 
@@ -57,12 +64,16 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   std::shared_future<void> answer();
 
  private:
+  std::shared_ptr<cm::Configuration> configuration(const std::string& pid);
+
   mutable std::mutex mutex_;
   std::vector<std::string> calls_;
   std::function<void(const std::string&)> onCall_;
   std::string nextPid_ = "zk.spf.framework~generated";
   std::map<std::string, AnyMap> stored_;
   bool answersAreWithheld_ = false;
+  bool answersHaveNoFutures_ = false;
+  bool answersNoConfigurations_ = false;
   std::vector<std::promise<void>> withheldAnswers_;
   cppmicroservices::ServiceRegistration<cm::ConfigurationAdmin> registration_;
 };

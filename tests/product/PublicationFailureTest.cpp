@@ -1,0 +1,254 @@
+#include <cppmicroservices/ServiceFactory.h>
+
+#include "agent/spf/frameworksetup/setupFramework.hpp"
+#include "spf/test/Gate.hpp"
+#include "support/FailingCollaborators.hpp"
+#include "support/configurations.hpp"
+
+namespace spf::test {
+
+using agent::spf::frameworksetup::setupFramework;
+using std::chrono::milliseconds;
+using Texts = std::vector<std::string>;
+
+constexpr milliseconds noWait{0};
+
+const Call callsOfEveryPublication[] = {{"installAndStart", 1}, {"installAndStart", 2}, {"installAndStart", 3},
+                                        {"installAndStart", 4}, {"installAndStart", 5}, {"installAndStart", 6},
+                                        {"installAndStart", 7}, {"getFramework", 1},    {"GetServiceReferences", 1},
+                                        {"GetService", 1},      {"getFramework", 2},    {"RegisterService", 1},
+                                        {"Update", 1}};
+const Call callsUnderAGivenID[] = {{"GetFactoryConfiguration"}};
+const Call callsUnderAGeneratedID[] = {{"CreateFactoryConfiguration"}, {"GetPid"}};
+
+class APublicationThatFails : public testing::TestWithParam<Call> {
+ protected:
+  static SPFConfigurationBuilder filled(const std::string& id) {
+    SPFConfigurationBuilder builder(id);
+    builder.addServicePublisher(publisher("p", {}, {text("b")}));
+    return builder;
+  }
+  static std::size_t expectedInstallations() {
+    return GetParam().name == std::string("installAndStart") ? GetParam().number : 7;
+  }
+  // Builds with the call failing, and looks at what no failing publication may do.
+  static void failsToBuild(FailingCollaborators& with, Thrown thrown, SPFConfigurationBuilder& sut) {
+    const auto listeners = with.framework.listeners();
+    const auto installations = with.framework.host().installations().size();
+    EXPECT_EQ(with.outcomeOf({GetParam()}, thrown, [&] { static_cast<void>(sut.build()); }), textOf(thrown));
+    EXPECT_EQ(with.framework.host().installations().size() - installations, expectedInstallations());
+    EXPECT_EQ(with.framework.listeners(), listeners);
+    EXPECT_EQ(with.calls("Remove"), 0);
+    EXPECT_TRUE(with.log.records().empty());
+  }
+  // Builds once more, follows the configuration to its end and withdraws it.
+  static void succeedsAtASecondTry(FailingCollaborators& with, SPFConfigurationBuilder& sut, int count) {
+    auto configuration = sut.build();
+    EXPECT_EQ(configuration.getConfigurationID(), "generated");
+    EXPECT_EQ(asInt(with.admin->properties("zk.spf.framework~generated")->at("modificationCount")), count);
+    with.framework.sendBound("p", count, text("b"));
+    EXPECT_TRUE(configuration.waitForAllEndpoints(noWait, "p"));
+    configuration.reset();
+    EXPECT_FALSE(with.admin->properties("zk.spf.framework~generated"));
+  }
+};
+
+class AFirstRevisionThatFails : public APublicationThatFails {};
+
+INSTANTIATE_TEST_SUITE_P(At, AFirstRevisionThatFails, testing::ValuesIn(callsOfEveryPublication),
+                         [](const auto& call) { return nameOf(call.param); });
+INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, AFirstRevisionThatFails, testing::ValuesIn(callsUnderAGivenID),
+                         [](const auto& call) { return nameOf(call.param); });
+
+TEST_P(AFirstRevisionThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsUnderAGeneratedIDAtASecondTry) {
+  forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
+    auto sut = filled("given");
+    failsToBuild(with, thrown, sut);
+    EXPECT_FALSE(with.admin->properties("zk.spf.framework~given"));
+    succeedsAtASecondTry(with, sut, 1);
+  });
+}
+
+class AFirstRevisionUnderAGeneratedIDThatFails : public APublicationThatFails {};
+
+INSTANTIATE_TEST_SUITE_P(At, AFirstRevisionUnderAGeneratedIDThatFails, testing::ValuesIn(callsUnderAGeneratedID),
+                         [](const auto& call) { return nameOf(call.param); });
+INSTANTIATE_TEST_SUITE_P(AtTheEndAt, AFirstRevisionUnderAGeneratedIDThatFails,
+                         testing::Values(Call{"RegisterService"}, Call{"Update"}),
+                         [](const auto& call) { return nameOf(call.param); });
+
+TEST_P(AFirstRevisionUnderAGeneratedIDThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsAtASecondTry) {
+  forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
+    auto sut = filled("");
+    failsToBuild(with, thrown, sut);
+    EXPECT_FALSE(with.admin->properties("zk.spf.framework~generated"));
+    succeedsAtASecondTry(with, sut, 1);
+  });
+}
+
+class ANextRevisionThatFails : public APublicationThatFails {};
+
+INSTANTIATE_TEST_SUITE_P(At, ANextRevisionThatFails, testing::ValuesIn(callsOfEveryPublication),
+                         [](const auto& call) { return nameOf(call.param); });
+INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, ANextRevisionThatFails, testing::ValuesIn(callsUnderAGivenID),
+                         [](const auto& call) { return nameOf(call.param); });
+
+TEST_P(ANextRevisionThatFails, LeavesTheFirstOnePublishedAndFollowedAndItsDroppedBuilderWithdrawsNothing) {
+  forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
+    auto first = filled("given").build();
+    {
+      auto sut = first.modify();
+      failsToBuild(with, thrown, sut);
+    }
+    EXPECT_EQ(with.calls("Remove"), 0);
+    EXPECT_EQ(asInt(with.admin->properties("zk.spf.framework~given")->at("modificationCount")), 1);
+    EXPECT_EQ(first.getConfigurationID(), "");
+    EXPECT_EQ(idsOf(first.getServicePublisherConfigurations()), Texts{"p"});
+    with.framework.sendPublished("p", 1);
+    EXPECT_TRUE(first.waitForAllServices(noWait, "p"));
+  });
+}
+
+TEST_P(ANextRevisionThatFails, SucceedsUnderAGeneratedIDWithTheSameCountAtASecondTry) {
+  forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
+    auto first = filled("given").build();
+    auto sut = first.modify();
+    failsToBuild(with, thrown, sut);
+    succeedsAtASecondTry(with, sut, 2);
+    EXPECT_TRUE(with.admin->properties("zk.spf.framework~given"));
+  });
+}
+
+class ASetupThatFails : public APublicationThatFails {};
+
+INSTANTIATE_TEST_SUITE_P(At, ASetupThatFails, testing::ValuesIn(callsOfEveryPublication),
+                         [](const auto& call) { return nameOf(call.param); });
+INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, ASetupThatFails, testing::ValuesIn(callsUnderAGivenID),
+                         [](const auto& call) { return nameOf(call.param); });
+
+TEST_P(ASetupThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsAtASecondTry) {
+  forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
+    EXPECT_EQ(with.outcomeOf({GetParam()}, thrown, [] { setupFramework(); }), textOf(thrown));
+    EXPECT_EQ(with.framework.host().installations().size(), expectedInstallations());
+    EXPECT_EQ(with.framework.listeners(), 0u);
+    EXPECT_FALSE(with.admin->properties("zk.spf.framework~LegacySetupFramework"));
+
+    setupFramework();
+    EXPECT_EQ(asInt(with.admin->properties("zk.spf.framework~LegacySetupFramework")->at("modificationCount")), 2);
+    EXPECT_EQ(with.calls("Remove"), 0);
+    EXPECT_TRUE(with.log.records().empty());
+  });
+}
+
+// The tables above are complete as long as these are all the calls.
+class CallsOfAPublication : public testing::Test {
+ protected:
+  static Texts sevenInstallationsAnd(Texts others) {
+    Texts all(7, "installAndStart");
+    all.insert(all.end(), others.begin(), others.end());
+    return all;
+  }
+  // Of building alone: the configuration is withdrawn later.
+  Texts callsOfBuilding(const std::string& id) {
+    return with_.callsOf([&] { configuration_ = SPFConfigurationBuilder(id).build(); });
+  }
+
+  FailingCollaborators with_;
+  SPFConfiguration configuration_;
+};
+
+TEST_F(CallsOfAPublication, UnderAGivenIDAreThese) {
+  EXPECT_EQ(callsOfBuilding("given"),
+            sevenInstallationsAnd({"getFramework", "GetServiceReferences", "GetService", "GetFactoryConfiguration",
+                                   "getFramework", "RegisterService", "Update"}));
+}
+
+TEST_F(CallsOfAPublication, UnderAGeneratedIDAreThese) {
+  EXPECT_EQ(callsOfBuilding(""),
+            sevenInstallationsAnd({"getFramework", "GetServiceReferences", "GetService", "CreateFactoryConfiguration",
+                                   "GetPid", "getFramework", "RegisterService", "Update"}));
+}
+
+TEST_F(CallsOfAPublication, EndWithTheLookUpWhenThereIsNoConfigurationAdmin) {
+  with_.admin->unregister();
+  EXPECT_EQ(callsOfBuilding("given"), sevenInstallationsAnd({"getFramework", "GetServiceReferences"}));
+  EXPECT_EQ(configuration_.getConfigurationID(), "");
+}
+
+// Collaborators that answer nothing instead of throwing.
+class APublicationThatIsAnsweredNothing : public testing::Test {
+ protected:
+  struct Factory : cppmicroservices::ServiceFactory {
+    explicit Factory(bool throwing) : throws(throwing) {}
+    cppmicroservices::InterfaceMapConstPtr GetService(const cppmicroservices::Bundle&,
+                                                      const cppmicroservices::ServiceRegistrationBase&) override {
+      if (throws) {
+        throw std::runtime_error("no service today");
+      }
+      return nullptr;
+    }
+    void UngetService(const cppmicroservices::Bundle&, const cppmicroservices::ServiceRegistrationBase&,
+                      const cppmicroservices::InterfaceMapConstPtr&) override {}
+
+    const bool throws;
+  };
+
+  void expectsNothingToBePublished() {
+    SPFConfiguration sut;
+    EXPECT_NO_THROW(sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build());
+    EXPECT_FALSE(sut.empty());
+    EXPECT_EQ(sut.getConfigurationID(), "");
+    EXPECT_EQ(with_.framework.listeners(), 0u);
+    EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(patience, "p"));
+    sut.reset();
+    EXPECT_TRUE(with_.admin->calls().empty());
+    EXPECT_TRUE(with_.log.records().empty());
+  }
+
+  FailingCollaborators with_;
+};
+
+TEST_F(APublicationThatIsAnsweredNothing, ForTheFrameworkPublishesNothingWithoutAWord) {
+  auto& host = with_.framework.host();
+  const std::shared_ptr<cppmicroservices::Framework> framework(&with_.framework.framework(), [](const void*) {});
+  host.setFramework(nullptr);
+  EXPECT_EQ(messageOf([] { setupFramework(); }), "nothing thrown");
+  const auto sut = SPFConfigurationBuilder("x").build();
+  EXPECT_EQ(sut.getConfigurationID(), "");
+  host.setFramework(framework);
+  EXPECT_EQ(with_.framework.listeners(), 0u);
+  EXPECT_TRUE(with_.admin->calls().empty());
+}
+
+TEST_F(APublicationThatIsAnsweredNothing, ForTheFrameworkWhenItWantsToListenSaysThatThereIsNone) {
+  with_.admin->onCall([this](const std::string&) { with_.framework.host().setFramework(nullptr); });
+  EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("x").build()); }),
+            "Cannot listen for the framework's events: the process has no framework");
+  EXPECT_FALSE(with_.admin->properties("zk.spf.framework~x"));
+}
+
+TEST_F(APublicationThatIsAnsweredNothing, ForTheServiceByAFactoryPublishesNothingWithoutAWord) {
+  with_.admin->unregister();
+  for (const bool throws : {false, true}) {
+    auto registration = with_.framework.context().RegisterService<cm::ConfigurationAdmin>(
+        std::shared_ptr<cppmicroservices::ServiceFactory>(std::make_shared<Factory>(throws)));
+    expectsNothingToBePublished();
+    registration.Unregister();
+  }
+}
+
+TEST_F(APublicationThatIsAnsweredNothing, ForTheUpdatesResultIsCompleteAllTheSame) {
+  with_.admin->answerWithoutFutures();
+  const auto sut = SPFConfigurationBuilder("x").build();
+  EXPECT_EQ(sut.getConfigurationID(), "x");
+  EXPECT_TRUE(with_.admin->properties("zk.spf.framework~x"));
+}
+
+TEST(APublicationInAStoppedFramework, SaysThatTheBundleContextIsNoLongerValid) {
+  FrameworkWithConfigurationAdmin framework;
+  framework.stop();
+  EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("late").build()); }),
+            "The bundle context is no longer valid");
+}
+
+}  // namespace spf::test

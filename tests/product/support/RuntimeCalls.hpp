@@ -1,0 +1,24 @@
+#pragma once
+
+#include <functional>
+
+namespace spf::test {
+
+/// While it lives, runs an action before each of the calls that the library makes of the runtime's
+/// service registry on this thread: "GetServiceReferences", "GetService" (of one service's objects),
+/// "RegisterService" and "Unregister". What the action throws comes out of the call, which has done
+/// nothing then. The test executable defines these functions itself and passes them on.
+class RuntimeCalls {
+ public:
+  explicit RuntimeCalls(std::function<void(const char*)> action);
+  ~RuntimeCalls();
+  RuntimeCalls(const RuntimeCalls&) = delete;
+  RuntimeCalls& operator=(const RuntimeCalls&) = delete;
+
+  void calling(const char* name) const { action_(name); }
+
+ private:
+  const std::function<void(const char*)> action_;
+};
+
+}  // namespace spf::test
