@@ -1,5 +1,7 @@
 #include "publish/SPFConfigurationImpl.hpp"
 
+#include <stdexcept>
+
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 
 #include "publish/configurationIdentity.hpp"
@@ -48,13 +50,15 @@ void SPFConfigurationImpl::publishToConfigurationAdmin() {
 }
 
 std::shared_ptr<Configuration> SPFConfigurationImpl::obtainConfiguration(ConfigurationAdmin& configurationAdmin) {
-  if (!configurationID.empty()) {
-    return configurationAdmin.GetFactoryConfiguration(frameworkFactoryPID, configurationID);
+  const bool named = !configurationID.empty();
+  auto configuration = named ? configurationAdmin.GetFactoryConfiguration(frameworkFactoryPID, configurationID)
+                             : configurationAdmin.CreateFactoryConfiguration(frameworkFactoryPID);
+  if (!configuration) {
+    throw std::runtime_error("Cannot publish: Configuration Admin answered no configuration");
   }
-  auto configuration = configurationAdmin.CreateFactoryConfiguration(frameworkFactoryPID);
-  const auto pid = configuration->GetPid();
-  if (pid.size() > instanceNameOffset) {
-    configurationID = pid.substr(instanceNameOffset);
+  if (!named) {
+    const auto pid = configuration->GetPid();
+    configurationID = pid.size() > instanceNameOffset ? pid.substr(instanceNameOffset) : std::string();
   }
   return configuration;
 }

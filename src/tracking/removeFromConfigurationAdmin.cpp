@@ -17,7 +17,9 @@ void removeFromConfigurationAdmin(const std::string& configurationID) {
     return;
   }
   logProgress("About to remove spf configuration for ", configurationID);
-  configurationAdmin->GetFactoryConfiguration(frameworkFactoryPID, configurationID)->Remove();
+  if (const auto configuration = configurationAdmin->GetFactoryConfiguration(frameworkFactoryPID, configurationID)) {
+    configuration->Remove();
+  }
 }
 
 }  // namespace agent::spf::frameworksetup

@@ -237,6 +237,15 @@ TEST_F(APublicationThatIsAnsweredNothing, ForTheServiceByAFactoryPublishesNothin
   }
 }
 
+TEST_F(APublicationThatIsAnsweredNothing, ForTheConfigurationSaysSoAndTracksNothing) {
+  with_.admin->answerNoConfigurations();
+  for (const auto* id : {"x", ""}) {
+    EXPECT_EQ(messageOf([id] { static_cast<void>(SPFConfigurationBuilder(id).build()); }),
+              "Cannot publish: Configuration Admin answered no configuration");
+    EXPECT_EQ(with_.framework.listeners(), 0u);
+  }
+}
+
 TEST_F(APublicationThatIsAnsweredNothing, ForTheUpdatesResultIsCompleteAllTheSame) {
   with_.admin->answerWithoutFutures();
   const auto sut = SPFConfigurationBuilder("x").build();

@@ -98,6 +98,14 @@ TEST_P(AWithdrawalThatFailsOn, IsSilentAboutAListenerThatCannotBeUnregisteredWhi
   });
 }
 
+TEST_P(AWithdrawalThatFailsOn, IsSilentWhenConfigurationAdminHasNoConfigurationToRemove) {
+  FailingCollaborators with;
+  auto sut = owner();
+  with.admin->answerNoConfigurations();
+  EXPECT_EQ(outcome(with, {}, Thrown::standardException, sut), nothing);
+  EXPECT_EQ(with.log.messages(), Texts{removing});
+}
+
 TEST_P(AWithdrawalThatFailsOn, TouchesNothingWhenThereIsNoFrameworkAnyMore) {
   FailingCollaborators with;
   auto sut = owner();
@@ -215,6 +223,15 @@ TEST_F(AnUnpublishWait, HearsOfTheUnpublishingAfterAFirstTryThatCouldNotRegister
   ASSERT_TRUE(with.framework.waitForAListener());
   with.framework.sendUnpublished("p", 1);
   EXPECT_TRUE(waiter.get());
+}
+
+TEST_F(AnUnpublishWait, LogsNothingWhenConfigurationAdminHasNoConfigurationToRemove) {
+  FailingCollaborators with;
+  auto sut = unpublished(with);
+  with.admin->answerNoConfigurations();
+  waitFor(sut)();
+  EXPECT_EQ(with.log.messages(), Texts{removing});
+  EXPECT_EQ(sut.getConfigurationID(), "");
 }
 
 TEST_F(AnUnpublishWait, AndAResetTakeRemovalsWhoseResultIsNoFuture) {
