@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
 #include <boost/functional/hash.hpp>
 #include <boost/multi_index/composite_key.hpp>
@@ -66,7 +67,7 @@ inline auto serviceInterfacesToAllServicePublishers(const ServiceInterfaces& ser
 
 inline bool isMapped(const ServiceMappings& serviceMappings, const std::string& serviceInterfaceID,
                      const std::string& servicePublisherID) {
-  return serviceMappings.find(boost::make_tuple(serviceInterfaceID, servicePublisherID)) != serviceMappings.end();
+  return serviceMappings.find(std::tie(serviceInterfaceID, servicePublisherID)) != serviceMappings.end();
 }
 
 }  // namespace agent::spf::frameworksetup

@@ -1,5 +1,6 @@
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 
+#include <tuple>
 #include <utility>
 
 #include "model/SPFConfigurationBuilderImpl.hpp"
@@ -150,7 +151,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServicePublisherAny(
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::removeServiceInterface(const std::string& uniqueID) {
   impl_->serviceInterfaces.erase(uniqueID);
-  const auto mapped = impl_->serviceMappings.equal_range(boost::make_tuple(uniqueID));
+  const auto mapped = impl_->serviceMappings.equal_range(std::tie(uniqueID));
   impl_->serviceMappings.erase(mapped.first, mapped.second);
   return *this;
 }
@@ -163,7 +164,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::removeServicePublisher(const s
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::removeServiceMapping(const std::string& serviceInterfaceID,
                                                                        const std::string& servicePublisherID) {
-  const auto mapping = impl_->serviceMappings.find(boost::make_tuple(serviceInterfaceID, servicePublisherID));
+  const auto mapping = impl_->serviceMappings.find(std::tie(serviceInterfaceID, servicePublisherID));
   if (mapping != impl_->serviceMappings.end()) {
     impl_->serviceMappings.erase(mapping);
   }

@@ -12,6 +12,7 @@ namespace spf::test {
 
 /// Fails the calling thread's allocations, one in each round: the first one of an operation in the
 /// first round, the second one in the second round, until the operation has no allocation left to fail.
+/// How many there were is recorded with the test's result.
 class FailingAllocations {
  public:
   /// \param round  prepares, calls `run` once, and checks what `run` left behind
@@ -22,6 +23,7 @@ class FailingAllocations {
       failing.failed_ = false;
       round(failing);
     } while (failing.failed_ && !testing::Test::HasFailure());
+    testing::Test::RecordProperty("allocations", failing.number_ - 1);
     EXPECT_GT(failing.number_, 1) << "the operation allocates nothing";
   }
 
@@ -50,5 +52,13 @@ class FailingAllocations {
   int number_ = 0;
   bool failed_ = false;
 };
+
+/// How often an operation allocates on the calling thread.
+template <class Operation>
+int allocationsOf(Operation operation) {
+  const AllocationHook hook([](int, std::size_t) {});
+  operation();
+  return hook.count();
+}
 
 }  // namespace spf::test
