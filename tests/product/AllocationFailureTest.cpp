@@ -1,13 +1,26 @@
 #include <optional>
 
+#include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
+#include "agent/spf/frameworksetup/setupFramework.hpp"
+#include "spf/test/Gate.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
 #include "support/endpoints.hpp"
 #include "support/failingAllocations.hpp"
 
 namespace spf::test {
 
+namespace {
+
+using agent::spf::frameworklistener::FrameworkListener;
+using agent::spf::frameworklistener::ServicesEvent;
+using agent::spf::frameworksetup::addRequiredRuntimeServiceProperties;
+using agent::spf::frameworksetup::setupFramework;
+using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
+
+constexpr milliseconds noWait{0};
 
 // Too long to be stored without an allocation.
 const std::string longName = "a name that does not fit into the text itself, so that copying it takes memory";
@@ -98,73 +111,6 @@ TEST_F(AnAllocationFailure, LeavesTheHandleAsItWasWhenItWasToBeModified) {
   EXPECT_EQ(calls("Remove"), 1);
 }
 
-TEST_F(AnAllocationFailure, AddsNoInterfaceThatWasToBeAdded) {
-  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
-    auto sut = filled("sut");
-    const bool threw = failing.run([&] { sut.addServiceInterface("new", longName, treeWith("new")); });
-    EXPECT_EQ(threw, failing.failed());
-    EXPECT_EQ(sortedIDsOf(sut.build().getServiceInterfaceConfigurations()), threw ? Texts{"i"} : (Texts{"i", "new"}));
-  });
-}
-
-TEST_F(AnAllocationFailure, LeavesAnInterfaceAsItWasThatWasToBeReplacedAndMarked) {
-  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
-    auto sut = filled("sut");
-    const bool threw = failing.run(
-        [&] { sut.addServiceInterfaceToAllServicePublishers("i", "new name, longer than sixteen", treeWith("new")); });
-    EXPECT_EQ(threw, failing.failed());
-    const auto configuration = sut.build();
-    const auto entries = configuration.getServiceInterfaceConfigurations();
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].name == longName, threw);
-    EXPECT_EQ(entries[0].requestedProperties.get<std::string>("level.unit"), threw ? "old" : "new");
-    EXPECT_EQ(configuration.getServiceInterfaceConfigurationsForServicePublisher("another").empty(), threw);
-  });
-}
-
-TEST_F(AnAllocationFailure, AddsNoPublisherThatWasToBeAdded) {
-  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
-    auto sut = filled("sut");
-    const bool threw =
-        failing.run([&] { sut.addServicePublisher("new", longName, {"connect"}, {"bind"}, longName, longName); });
-    EXPECT_EQ(threw, failing.failed());
-    EXPECT_EQ(sortedIDsOf(sut.build().getServicePublisherConfigurations()), threw ? Texts{"p"} : (Texts{"new", "p"}));
-  });
-}
-
-TEST_F(AnAllocationFailure, LeavesAPublisherAsItWasThatWasToBeReplaced) {
-  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
-    auto sut = filled("sut");
-    const bool threw =
-        failing.run([&] { sut.addServicePublisher("p", longName, {"connect"}, {"bind"}, longName, longName); });
-    EXPECT_EQ(threw, failing.failed());
-    const auto entries = sut.build().getServicePublisherConfigurations();
-    ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].name, threw ? "rpcservicepublisher" : longName);
-    EXPECT_EQ(texts(entries[0].endpointsToConnectTo), Texts{threw ? "c" : "connect"});
-    EXPECT_EQ(texts(entries[0].endpointsToBindTo), Texts{threw ? "b" : "bind"});
-    EXPECT_EQ(entries[0].importFilter, threw ? "" : longName);
-  });
-}
-
-// The mapping comes first: a round that fails behind it leaves a mapping of an unknown interface.
-TEST_F(AnAllocationFailure, KeepsTheMappingWhenTheMappedInterfaceCannotBeAdded) {
-  bool mapped = false;
-  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
-    SPFConfigurationBuilder sut("sut");
-    sut.addServicePublisher(publisher("p"));
-    failing.run([&] { sut.addServiceInterfaceToServicePublisher("p", "i", longName, treeWith("new")); });
-    const auto outcome = messageOf([&] { static_cast<void>(sut.build()); });
-    if (failing.failed()) {
-      const bool dangles = outcome == "ServiceMapping references an unknown ServiceInterface Configuration i";
-      EXPECT_EQ(outcome == "nothing thrown", !dangles);
-      EXPECT_TRUE(dangles || !mapped);
-      mapped = mapped || dangles;
-    }
-  });
-  EXPECT_TRUE(mapped);
-}
-
 // A runtime may keep a listener registered whose registration it reports as failed, and then what the
 // listener holds; nothing else is to be left of a configuration that was not built.
 TEST_F(AnAllocationFailure, ComesOutOfBuildingAndLeavesNothingOfTheConfiguration) {
@@ -188,5 +134,230 @@ TEST_F(AnAllocationFailure, ComesOutOfBuildingAndLeavesNothingOfTheConfiguration
   });
   EXPECT_NO_THROW(framework_.sendPublished("p", 1));
 }
+
+TEST_F(AnAllocationFailure, ComesOutOfMakingABuilder) {
+  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
+    const bool threw = failing.run([] { const SPFConfigurationBuilder sut(longName); });
+    EXPECT_EQ(threw, failing.failed());
+  });
+}
+
+TEST_F(AnAllocationFailure, ComesOutOfBuildingOnceMoreAndTheNextTrySucceeds) {
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto sut = filled("first");
+    const auto first = sut.build();
+    SPFConfiguration second;
+    failing.run([&] { second = sut.build(); });
+    expectsFilled(sut.build(), "generated");
+    EXPECT_TRUE(admin_->properties("zk.spf.framework~first"));
+  });
+}
+
+// The ID is lost or not, depending on how far building came; the configuration is there in any case.
+TEST_F(AnAllocationFailure, LeavesTheFirstRevisionFollowedWhenTheNextOneWasToBeBuilt) {
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto first = filled("revised").build();
+    auto sut = first.modify();
+    SPFConfiguration next;
+    const bool threw = failing.run([&] { next = sut.build(); });
+    EXPECT_EQ(calls("Remove"), 0);
+    EXPECT_TRUE(admin_->properties("zk.spf.framework~revised"));
+    framework_.sendPublished("p", 2);
+    EXPECT_TRUE(first.waitForAllServices(noWait, "p"));
+    EXPECT_EQ(next.waitForAllServices(noWait, "p"), !threw);
+    EXPECT_FALSE(sut.build().getConfigurationID().empty());
+    next.reset();
+    admin_->clearCalls();
+  });
+}
+
+TEST_F(AnAllocationFailure, ComesOutOfSettingUpTheFrameworkAndTheNextTrySucceeds) {
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    admin_->erase("zk.spf.framework~LegacySetupFramework");
+    failing.run([] { setupFramework(); });
+    setupFramework();
+    const auto properties = admin_->properties("zk.spf.framework~LegacySetupFramework");
+    ASSERT_TRUE(properties);
+    EXPECT_EQ(asInt(properties->at("modificationCount")), 2);
+    EXPECT_EQ(calls("Remove"), 0);
+  });
+}
+
+TEST_F(AnAllocationFailure, KeepsTheOtherPropertiesWhenARequiredOneWasToBeAdded) {
+  FailingAllocations::inEveryRound([](FailingAllocations& failing) {
+    auto sut = treeWith("old");
+    addRequiredRuntimeServiceProperties(sut, "present", "old");
+    const auto add = [&] {
+      addRequiredRuntimeServiceProperties(sut, "present", longName);
+      addRequiredRuntimeServiceProperties(sut, "a.b", longName);
+    };
+    failing.run(add);
+    EXPECT_EQ(sut.get<std::string>("level.unit"), "old");
+    const auto present = sut.get<std::string>("spf::requiredServiceProperty::present");
+    EXPECT_TRUE(present == "old" || present == longName) << present;
+    add();
+    EXPECT_EQ(sut.size(), 3u);
+    EXPECT_EQ(sut.get<std::string>("spf::requiredServiceProperty::present"), longName);
+    EXPECT_EQ(sut.get<std::string>("spf::requiredServiceProperty::a.b"), longName);
+  });
+}
+
+// What a handle tells of its configuration.
+struct Reading {
+  const char* name;
+  Texts (*read)(SPFConfiguration&);
+};
+
+void PrintTo(const Reading& reading, std::ostream* stream) {
+  *stream << reading.name;
+}
+
+const Reading readings[] = {
+    {"TheID", [](SPFConfiguration& sut) { return Texts{sut.getConfigurationID()}; }},
+    {"TheInterfaces", [](SPFConfiguration& sut) { return idsOf(sut.getServiceInterfaceConfigurations()); }},
+    {"ThePublishers", [](SPFConfiguration& sut) { return idsOf(sut.getServicePublisherConfigurations()); }},
+    {"TheInterfacesOfAPublisher",
+     [](SPFConfiguration& sut) { return idsOf(sut.getServiceInterfaceConfigurationsForServicePublisher("p")); }},
+    {"TheOutstandingEndpoints", [](SPFConfiguration& sut) {
+       const auto [connect, bind] = sut.listOutstandingEndpoints("p");
+       return Texts{texts(connect).at(0), texts(bind).at(0)};
+     }}};
+
+class AReadingThatRunsOutOfMemory : public AnAllocationFailure, public testing::WithParamInterface<Reading> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, AReadingThatRunsOutOfMemory, testing::ValuesIn(readings),
+                         [](const auto& reading) { return std::string(reading.param.name); });
+
+TEST_P(AReadingThatRunsOutOfMemory, ChangesNothing) {
+  auto sut = SPFConfigurationBuilder(longName)
+                 .addServiceInterface("i", longName, treeWith("old"))
+                 .addServiceInterfaceToAllServicePublishers("j", longName, {})
+                 .addServicePublisher(publisher("p", {Any(longName)}, {Any(longName)}))
+                 .addServiceMapping("i", "p")
+                 .build();
+  const auto expected = GetParam().read(sut);
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    const bool threw = failing.run([&] { GetParam().read(sut); });
+    EXPECT_EQ(threw, failing.failed());
+    EXPECT_EQ(GetParam().read(sut), expected);
+  });
+}
+
+// Waits whose condition holds, and those that find an error.
+TEST_F(AnAllocationFailure, CannotHappenToAWaitThatHasSomethingToWaitFor) {
+  auto sut = filled("ready").build();
+  framework_.sendPublished("p", 1);
+  framework_.sendBound("p", 1, text("b"));
+  framework_.sendConnected("p", 1, text("c"));
+  auto other = SPFConfigurationBuilder("broken").addServicePublisher(publisher("q")).build();
+  framework_.sendError("q", 1, std::make_exception_ptr(42));
+  const std::string ready = "p";
+  const std::string broken = "q";
+  EXPECT_EQ(allocationsOf([&] {
+              EXPECT_TRUE(sut.waitForAllEndpoints(patience, ready));
+              EXPECT_TRUE(sut.waitForAllServices(patience, ready));
+              EXPECT_THROW(static_cast<void>(other.waitForAllEndpoints(patience, broken)), int);
+              EXPECT_THROW(static_cast<void>(other.waitForAllServices(patience, broken)), int);
+            }),
+            0);
+}
+
+TEST_F(AnAllocationFailure, OfAWaitForAnUnknownPublisherIsAllThatComesOutOfIt) {
+  auto sut = filled("waiting").build();
+  const std::string unknown = longName;
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    EXPECT_TRUE(failing.run([&] { static_cast<void>(sut.waitForAllServices(patience, unknown)); }));
+  });
+}
+
+// The publisher has unpublished its services, so that the wait has to register its listener anew, and
+// ends at once. What fails inside it leaves the ID until the configuration is withdrawn.
+TEST_F(AnAllocationFailure, LeavesAnUnpublishWaitRepeatable) {
+  const RecordedLog log(4 | 512);
+  const std::string id = "p";
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto sut = filled("x").build();
+    framework_.sendUnpublished("p", 1);
+    bool unpublished = false;
+    const bool threw = failing.run([&] { unpublished = sut.waitForAllServicesToBeUnpublished(patience, id); });
+    EXPECT_NE(unpublished, threw);
+    if (sut.getConfigurationID() == "x") {
+      EXPECT_TRUE(threw);
+      EXPECT_TRUE(admin_->properties("zk.spf.framework~x"));
+    }
+    EXPECT_TRUE(threw || sut.getConfigurationID().empty());
+    EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(patience, id));
+    EXPECT_EQ(sut.getConfigurationID(), "");
+  });
+}
+
+// Ways of letting go of the configuration "x", all of which withdraw it in silence.
+struct LettingGo {
+  const char* name;
+  void (*letGo)(std::unique_ptr<SPFConfiguration>& handle, std::unique_ptr<SPFConfigurationBuilder>& seeded);
+};
+
+void PrintTo(const LettingGo& way, std::ostream* stream) {
+  *stream << way.name;
+}
+
+const LettingGo lettingGo[] = {{"ResettingTheHandle", [](auto& handle, auto&) { handle->reset(); }},
+                               {"DestroyingTheHandle", [](auto& handle, auto&) { handle.reset(); }},
+                               {"MovingOverTheHandle", [](auto& handle, auto&) { *handle = SPFConfiguration(); }},
+                               {"DestroyingTheBuilder", [](auto&, auto& seeded) { seeded.reset(); }}};
+
+class LettingGoOutOfMemory : public AnAllocationFailure, public testing::WithParamInterface<LettingGo> {};
+
+INSTANTIATE_TEST_SUITE_P(By, LettingGoOutOfMemory, testing::ValuesIn(lettingGo),
+                         [](const auto& way) { return std::string(way.param.name); });
+
+TEST_P(LettingGoOutOfMemory, IsSilentLeavesTheConfigurationWithdrawnOrThereAndNothingElseBehind) {
+  const bool ofTheBuilder = GetParam().name == std::string("DestroyingTheBuilder");
+  const RecordedLog log(4 | 512);
+  const auto token = std::make_shared<int>();
+  const Any endpoint(ObservedEndpoint{"b", [token] {}});
+  bool wasThere = false;
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto copies = token.use_count();
+    const auto listeners = framework_.listeners();
+    auto handle = std::make_unique<SPFConfiguration>(
+        SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {endpoint})).build());
+    auto seeded = ofTheBuilder ? std::make_unique<SPFConfigurationBuilder>(handle->modify()) : nullptr;
+    admin_->clearCalls();
+    EXPECT_FALSE(failing.run([&] { GetParam().letGo(handle, seeded); }));
+    const bool there = admin_->properties("zk.spf.framework~x") != nullptr;
+    wasThere = wasThere || there;
+    EXPECT_EQ(calls("Remove") == 1, !there);
+    EXPECT_TRUE(!there || failing.failed());
+    admin_->erase("zk.spf.framework~x");
+    handle.reset();
+    // A listener that could not be unregistered stays, and hears harmlessly from then on.
+    const auto kept = framework_.listeners() - listeners;
+    EXPECT_LE(kept, failing.failed() && !there ? 1u : 0u);
+    EXPECT_LE(token.use_count(), copies + static_cast<long>(kept));
+  });
+  EXPECT_TRUE(wasThere);
+  EXPECT_NO_THROW(framework_.sendPublished("p", 1));
+}
+
+// As the framework reports it, to a listener that it looked up before.
+TEST_F(AnAllocationFailure, OfTheReportThatCompletesThePublisherLosesNothing) {
+  const RecordedLog log(4 | 512);
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
+    auto context = framework_.context();
+    const auto listener = context.GetService(context.GetServiceReference<FrameworkListener>());
+    const auto published = std::make_shared<ServicesEvent>(ServicesEvent{{0}, ServicesEvent::allPublished, "p", 1});
+    failing.run([&] { listener->handleEvent(published); });
+    if (framework_.listeners() > 0) {
+      EXPECT_TRUE(failing.failed());
+      EXPECT_NO_THROW(listener->handleEvent(published));
+    }
+    EXPECT_TRUE(sut.waitForAllServices(noWait, "p"));
+    EXPECT_EQ(framework_.listeners(), 0u);
+  });
+}
+
+}  // namespace
 
 }  // namespace spf::test

@@ -4,6 +4,8 @@
 
 namespace spf::test {
 
+namespace {
+
 using std::chrono::milliseconds;
 
 constexpr milliseconds noWait{0};
@@ -123,5 +125,7 @@ TEST_P(AReportThatFails, ChangesNothingInConfigurationAdminAndTheConfigurationIs
   EXPECT_FALSE(with.admin->properties("zk.spf.framework~x"));
   EXPECT_EQ(with.framework.listeners(), 0u);
 }
+
+}  // namespace
 
 }  // namespace spf::test

@@ -7,6 +7,8 @@
 
 namespace spf::test {
 
+namespace {
+
 using agent::spf::frameworksetup::setupFramework;
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
@@ -259,5 +261,7 @@ TEST(APublicationInAStoppedFramework, SaysThatTheBundleContextIsNoLongerValid) {
   EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("late").build()); }),
             "The bundle context is no longer valid");
 }
+
+}  // namespace
 
 }  // namespace spf::test

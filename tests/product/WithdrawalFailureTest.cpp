@@ -6,6 +6,8 @@
 
 namespace spf::test {
 
+namespace {
+
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
@@ -242,5 +244,7 @@ TEST_F(AnUnpublishWait, AndAResetTakeRemovalsWhoseResultIsNoFuture) {
   published().reset();
   EXPECT_FALSE(isPublished(with));
 }
+
+}  // namespace
 
 }  // namespace spf::test

@@ -125,8 +125,7 @@ void ConfigurationAdminDouble::note(const std::string& call) {
 
 void ConfigurationAdminDouble::store(const std::string& pid, AnyMap properties) {
   const std::lock_guard<std::mutex> lock(mutex_);
-  stored_.erase(pid);
-  stored_.emplace(pid, std::move(properties));
+  stored_.insert_or_assign(pid, std::move(properties));
 }
 
 void ConfigurationAdminDouble::erase(const std::string& pid) {
