@@ -91,17 +91,10 @@ TEST_F(EncodedProperties, ListEntriesInTheOrderInWhichTheHandleListsThem) {
   for (const auto* id : {"one", "two", "three", "four", "five"}) {
     sut.addServiceInterface(serviceInterface(id)).addServicePublisher(publisher(id));
   }
-  std::vector<std::string> interfaces;
-  std::vector<std::string> publishers;
   const auto& properties = published();
-  for (const auto& entry : asList(properties.at("serviceConfigurations"))) {
-    interfaces.push_back(asText(asMap(entry).at("uniqueID")));
-  }
-  for (const auto& entry : asList(properties.at("servicePublisherConfigurations"))) {
-    publishers.push_back(asText(asMap(entry).at("uniqueID")));
-  }
-  EXPECT_EQ(interfaces, idsOf(configuration_.getServiceInterfaceConfigurations()));
-  EXPECT_EQ(publishers, idsOf(configuration_.getServicePublisherConfigurations()));
+  EXPECT_EQ(idsIn(properties, "serviceConfigurations"), idsOf(configuration_.getServiceInterfaceConfigurations()));
+  EXPECT_EQ(idsIn(properties, "servicePublisherConfigurations"),
+            idsOf(configuration_.getServicePublisherConfigurations()));
 }
 
 TEST_F(EncodedProperties, GiveEveryInterfaceTheVersionMajorOne) {

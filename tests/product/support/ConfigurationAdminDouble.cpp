@@ -111,6 +111,15 @@ std::unique_ptr<AnyMap> ConfigurationAdminDouble::properties(const std::string& 
   return found == stored_.end() ? nullptr : std::make_unique<AnyMap>(found->second);
 }
 
+std::vector<std::string> ConfigurationAdminDouble::pids() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  std::vector<std::string> pids;
+  for (const auto& entry : stored_) {
+    pids.push_back(entry.first);
+  }
+  return pids;
+}
+
 void ConfigurationAdminDouble::note(const std::string& call) {
   std::function<void(const std::string&)> action;
   {

@@ -52,6 +52,9 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   /// The properties that were written last for a PID; null when there are none.
   std::unique_ptr<AnyMap> properties(const std::string& pid) const;
 
+  /// The PIDs that properties are held for, in ascending order.
+  std::vector<std::string> pids() const;
+
   std::shared_ptr<cm::Configuration> GetConfiguration(const std::string& pid) override;
   std::shared_ptr<cm::Configuration> CreateFactoryConfiguration(const std::string& factoryPid) override;
   std::shared_ptr<cm::Configuration> GetFactoryConfiguration(const std::string& factoryPid,

@@ -65,6 +65,15 @@ inline Pairs mappingsIn(const AnyMap& properties) {
   return pairs;
 }
 
+/// The IDs of the entries in one of the lists of a configuration's properties, in their order.
+inline std::vector<std::string> idsIn(const AnyMap& properties, const char* list) {
+  std::vector<std::string> ids;
+  for (const auto& entry : asList(properties.at(list))) {
+    ids.push_back(asText(asMap(entry).at("uniqueID")));
+  }
+  return ids;
+}
+
 /// The entry with that uniqueID in one of the lists of a configuration's properties.
 inline const AnyMap& entryIn(const AnyMap& properties, const char* list, const std::string& uniqueID) {
   for (const auto& entry : asList(properties.at(list))) {
