@@ -76,6 +76,10 @@ ConfigurationAdminFixture::ConfigurationAdminFixture()
     : framework(cppmicroservices::FrameworkFactory().NewFramework()) {
   loadCompanion();
   framework.Start();
+  startConfigurationAdmin();
+}
+
+void ConfigurationAdminFixture::startConfigurationAdmin() {
   bundle = context().InstallBundles(bundleFile).at(0);
   bundle.Start();
   admin = context().GetService(context().GetServiceReference<ConfigurationAdmin>());

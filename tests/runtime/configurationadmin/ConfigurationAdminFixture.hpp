@@ -122,6 +122,9 @@ class ConfigurationAdminFixture : public testing::Test {
 
   void stopFramework();
 
+  /// In a framework that was started again.
+  void startConfigurationAdmin();
+
   cppmicroservices::Framework framework;
   cppmicroservices::Bundle bundle;
   std::shared_ptr<ConfigurationAdmin> admin;

@@ -1,3 +1,4 @@
+#include <map>
 #include <stdexcept>
 #include <thread>
 
@@ -75,6 +76,69 @@ TEST_F(SeveralThreads, MayRegisterFactoriesWhileOthersUpdate) {
   EXPECT_THAT(last.waitFor(2), testing::ElementsAre("factory f~2=" + std::to_string(rounds - 1),
                                                     "factory f~3=" + std::to_string(rounds - 1)));
   stopFramework();  // which is told to the last journal, too
+}
+
+/// Knows the last value that it was told of each PID.
+class LatestValues : public ManagedServiceFactory {
+ public:
+  void Updated(std::string const& pid, AnyMap const& properties) override { note(pid, textOf(properties)); }
+  void Removed(std::string const& pid) override { note(pid, "removed"); }
+
+  bool waitFor(std::string const& pid, std::string const& text) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, patience, [&] { return latest_[pid] == text; });
+  }
+
+ private:
+  void note(std::string const& pid, std::string const& text) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    latest_[pid] = text;
+    changed_.notify_all();
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::map<std::string, std::string> latest_;
+};
+
+TEST_F(SeveralThreads, SeeTheLastStateOfAnIDDeliveredHoweverOftenTheyRemoveAndMakeItAnew) {
+  auto const factory = std::make_shared<LatestValues>();
+  registerWithPid(factory, "f");
+  constexpr int bursts = 100;
+  constexpr int cyclesPerBurst = 25;  // of each of four threads: 10,000 in all
+  for (int burst = 0; burst < bursts; ++burst) {
+    run([&](int thread) {
+      for (int cycle = 0; cycle < cyclesPerBurst; ++cycle) {
+        try {
+          admin->GetConfiguration("f~i")->Remove();
+          admin->GetConfiguration("f~i")->Update(valued(thread * cyclesPerBurst + cycle));
+        } catch (std::runtime_error const&) {
+          // Somebody else has removed the object in between.
+        }
+      }
+    });
+    // Whoever came last has updated what nobody removed afterwards, unless it was removed under him.
+    admin->GetConfiguration("f~i")->Update(valued(1000 + burst));
+    ASSERT_TRUE(factory->waitFor("f~i", "=" + std::to_string(1000 + burst))) << "in burst " << burst;
+  }
+}
+
+TEST_F(SeveralThreads, MayRemoveAndMakeIDsOfTheirOwnAnewAtOnce) {
+  auto const factory = std::make_shared<LatestValues>();
+  registerWithPid(factory, "f");
+  constexpr int cycles = 2500;  // of each of four threads: 10,000 in all
+  run([&](int thread) {
+    auto const pid = "f~" + std::to_string(thread);
+    for (int cycle = 0; cycle < cycles; ++cycle) {
+      admin->GetConfiguration(pid)->Update(valued(cycle));
+      admin->GetConfiguration(pid)->Remove();
+      admin->GetConfiguration(pid)->Update(valued(-cycle));
+      if (cycle % 10 == 0) {
+        ASSERT_TRUE(factory->waitFor(pid, "=" + std::to_string(-cycle))) << pid << " in cycle " << cycle;
+      }
+    }
+    EXPECT_TRUE(factory->waitFor(pid, "=" + std::to_string(1 - cycles)));
+  });
 }
 
 TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {

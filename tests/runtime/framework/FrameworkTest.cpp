@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <thread>
 
 #include "TestFramework.hpp"
@@ -281,15 +282,24 @@ TEST_F(AStartedFramework, IgnoresWhatFrameworkListenersThrow) {
 #ifdef SPF_RUNTIME_BUNDLED
 // Where other implementations are known to hang or to crash.
 
-TEST_F(AStartedFramework, TimesOutAWaitDuringASlowStopAndStopsAllTheSame) {
+/// A framework whose stop goes on only when the test lets it.
+class ASlowlyStoppingFramework : public StartedFramework {
+ protected:
+  void beginToStop() {
+    context().AddBundleListener([this](const BundleEvent&) {
+      stopping.open();
+      EXPECT_TRUE(mayStop.wait());
+    });
+    framework.Stop();
+    ASSERT_TRUE(stopping.wait());
+  }
+
   Gate stopping;
   Gate mayStop;
-  context().AddBundleListener([&](const BundleEvent&) {
-    stopping.open();
-    EXPECT_TRUE(mayStop.wait());
-  });
-  framework.Stop();
-  ASSERT_TRUE(stopping.wait());
+};
+
+TEST_F(ASlowlyStoppingFramework, TimesOutAWaitAndStopsAllTheSame) {
+  beginToStop();
   EXPECT_EQ(framework.GetState(), Bundle::STATE_STOPPING);
   EXPECT_EQ(framework.WaitForStop(milliseconds(1)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
   EXPECT_EQ(framework.WaitForStop(milliseconds(-1)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
@@ -297,18 +307,43 @@ TEST_F(AStartedFramework, TimesOutAWaitDuringASlowStopAndStopsAllTheSame) {
   EXPECT_EQ(framework.WaitForStop(milliseconds::max()).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
-TEST_F(AStartedFramework, DoesNotStartWhileItStops) {
-  Gate stopping;
-  Gate mayStop;
-  context().AddBundleListener([&](const BundleEvent&) {
-    stopping.open();
-    EXPECT_TRUE(mayStop.wait());
-  });
-  framework.Stop();
-  ASSERT_TRUE(stopping.wait());
+TEST_F(ASlowlyStoppingFramework, DoesNotStartMeanwhile) {
+  beginToStop();
   EXPECT_THROW(framework.Start(), std::runtime_error);
   mayStop.open();
   framework.WaitForStop(milliseconds::zero());
+}
+
+/// A log that opens a gate when it is told of a wait.
+class ObservedLog : public std::stringbuf {
+ public:
+  Gate wait;
+
+ protected:
+  int sync() override {
+    if (str().find("waits") != std::string::npos) {
+      wait.open();
+    }
+    return 0;
+  }
+};
+
+TEST_F(AFramework, SaysOnItsLogWhatAStopOfSecondsWaitsFor) {
+  ObservedLog log;
+  std::ostream stream(&log);
+  auto configuration = configurationWith(folder);
+  configuration.emplace(Constants::FRAMEWORK_LOG, true);
+  auto slow = FrameworkFactory().NewFramework(std::move(configuration), &stream);
+  slow.Start();
+  Gate mayStop;
+  slow.GetBundleContext().AddBundleListener([&](const BundleEvent&) { EXPECT_TRUE(mayStop.wait()); });
+  slow.Stop();
+  std::thread waiting([&] { slow.WaitForStop(milliseconds::zero()); });
+  EXPECT_TRUE(log.wait.wait());
+  mayStop.open();
+  waiting.join();
+  EXPECT_THAT(log.str(), testing::HasSubstr("INFO The framework's stop still waits for this bundle to stop from"));
+  EXPECT_THAT(log.str(), testing::HasSubstr("system_bundle"));
 }
 
 TEST_F(AStartedFramework, CannotBeWaitedForByTheThreadThatStopsIt) {

@@ -12,6 +12,18 @@ namespace cppmicroservices {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
+/// How long a stop may take before whoever waits for it says on the log what it waits for, and says it again.
+constexpr std::chrono::seconds noticePeriod(2);
+
+/// Zero stands for no limit.
+Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
+  const auto now = Clock::now();
+  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
+  return timeout == timeout.zero() || timeout > longest ? Clock::time_point::max() : now + timeout;
+}
+
 /// Joins a thread that is about to end; lets it go if it is the calling one.
 void release(std::thread thread) {
   if (!thread.joinable()) {
@@ -112,6 +124,10 @@ void FrameworkLifecycle::runStop() {
 }
 
 void FrameworkLifecycle::stopBundle(const std::shared_ptr<BundlePrivate>& bundle) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stoppingBundle_ = bundle;
+  }
   try {
     framework_.bundleLifecycle.stopForGood(bundle);
   } catch (...) {
@@ -130,6 +146,7 @@ void FrameworkLifecycle::finishStop() {
     const std::lock_guard<std::mutex> lock(mutex_);
     system.state = Bundle::STATE_RESOLVED;
     stoppingOn_ = std::thread::id();
+    stoppingBundle_.reset();
     ++stops_;
   }
   changed_.notify_all();
@@ -137,13 +154,22 @@ void FrameworkLifecycle::finishStop() {
 
 bool FrameworkLifecycle::awaitStop(Lock& lock, std::chrono::milliseconds timeout) {
   const auto happened = [this, before = stops_] { return stops_ != before; };
-  if (timeout == std::chrono::milliseconds::zero()) {
-    changed_.wait(lock, happened);
-    return true;
+  const auto deadline = deadlineAfter(timeout);
+  while (!changed_.wait_until(lock, std::min(deadline, Clock::now() + noticePeriod), happened)) {
+    if (Clock::now() >= deadline) {
+      return false;
+    }
+    noticeSlowStop(lock);
   }
-  const auto now = std::chrono::steady_clock::now();
-  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(now.max() - now);
-  return changed_.wait_until(lock, now + std::min(timeout, longest), happened);
+  return true;
+}
+
+void FrameworkLifecycle::noticeSlowStop(Lock& lock) {
+  const auto bundle = stoppingBundle_ ? stoppingBundle_ : framework_.systemBundle();
+  lock.unlock();
+  framework_.log(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handleOf(bundle),
+                                "The framework's stop still waits for this bundle to stop"));
+  lock.lock();
 }
 
 FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout) {

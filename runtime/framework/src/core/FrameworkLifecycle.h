@@ -41,6 +41,7 @@ class FrameworkLifecycle {
   void finishStop();
   bool stopped() const;
   bool awaitStop(Lock& lock, std::chrono::milliseconds timeout);
+  void noticeSlowStop(Lock& lock);
   FrameworkEvent answer(FrameworkEvent::Type type, const std::string& message = std::string()) const;
 
   FrameworkCore& framework_;
@@ -50,6 +51,7 @@ class FrameworkLifecycle {
   // guarded by mutex_, as is every change of the system bundle's state
   std::thread stopThread_;
   std::thread::id stoppingOn_;
+  std::shared_ptr<BundlePrivate> stoppingBundle_;
   std::uint64_t stops_ = 0;  // how often the framework came to a stop
 };
 
