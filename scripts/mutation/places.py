@@ -154,7 +154,7 @@ def token_places(source):
         if token.kind == "number":
             yield Place("constant changed", token.begin, token.end, str(int(token.text, 0) + 1))
         elif token.kind == "string":
-            yield Place("constant changed", token.begin, token.end, token.text[:-1] + '~"')
+            yield Place("constant changed", token.begin, token.end, token.text.replace('"', '"~', 1))
         elif token.kind == "char":
             yield Place("constant changed", token.begin, token.end, "'~'")
         elif token.text in ("true", "false"):

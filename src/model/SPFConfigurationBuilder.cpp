@@ -16,16 +16,15 @@ std::unique_ptr<SPFConfigurationBuilderImpl> freshImplementation() {
   return std::make_unique<SPFConfigurationBuilderImpl>(std::string());
 }
 
-// The property tree has no move, so records are swapped into place: that copies nothing and cannot
-// fail, where an exception inside a container's modify() would erase the entry.
+// Swap everything but the ID, which is the same. The property tree has no move, so records are swapped
+// into place: that copies nothing and cannot fail, where an exception inside a container's modify()
+// would erase the entry.
 void swapRecords(SPFServiceInterfaceConfiguration& left, SPFServiceInterfaceConfiguration& right) noexcept {
-  left.uniqueID.swap(right.uniqueID);
   left.name.swap(right.name);
   left.requestedProperties.swap(right.requestedProperties);
 }
 
 void swapRecords(SPFServicePublisherConfiguration& left, SPFServicePublisherConfiguration& right) noexcept {
-  left.uniqueID.swap(right.uniqueID);
   left.name.swap(right.name);
   left.endpointsToConnectTo.swap(right.endpointsToConnectTo);
   left.endpointsToBindTo.swap(right.endpointsToBindTo);
