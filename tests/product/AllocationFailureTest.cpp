@@ -340,6 +340,20 @@ TEST_P(LettingGoOutOfMemory, IsSilentLeavesTheConfigurationWithdrawnOrThereAndNo
   EXPECT_NO_THROW(framework_.sendPublished("p", 1));
 }
 
+// The builder is withdrawn from when the other one takes its place, and not before.
+TEST_F(AnAllocationFailure, LeavesABuilderMadeByModifyAsItWasOverWhichAnotherWasToBeMoved) {
+  FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    auto configuration = filled("x").build();
+    auto sut = configuration.modify();
+    SPFConfigurationBuilder other;
+    if (failing.run([&] { sut = std::move(other); })) {
+      EXPECT_TRUE(admin_->properties("zk.spf.framework~x"));
+      expectsFilled(sut.build(), "x");
+    }
+    admin_->erase("zk.spf.framework~x");
+  });
+}
+
 // As the framework reports it, to a listener that it looked up before.
 TEST_F(AnAllocationFailure, OfTheReportThatCompletesThePublisherLosesNothing) {
   const RecordedLog log(4 | 512);

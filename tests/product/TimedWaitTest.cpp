@@ -1,8 +1,10 @@
 #include <future>
 #include <limits>
+#include <system_error>
 #include <thread>
 
 #include "spf/test/Gate.hpp"
+#include "support/MutexFailure.hpp"
 #include "support/TestFramework.hpp"
 #include "support/TimedWaits.hpp"
 #include "support/configurations.hpp"
@@ -141,6 +143,81 @@ TEST_P(ATimedWait, ThrowsTheErrorEvenIfTheConditionHoldsAsWell) {
 TEST_P(ATimedWait, ThrowsWhatIsNoStandardException) {
   sut_.setError(std::make_exception_ptr(42));
   EXPECT_THROW(wait(milliseconds(0)), int);
+}
+
+// The report comes when the wait has begun and before it can look again, which is when its time is up.
+TEST_P(ATimedWait, ReturnsTrueWhenTheConditionComesTrueAsTheTimeRunsOut) {
+  const ScriptedTimedWaits scripted([this] {
+    fulfil();
+    return ScriptedTimedWaits::End::timeOut;
+  });
+  EXPECT_TRUE(wait(milliseconds(1)));
+}
+
+TEST_P(ATimedWait, ThrowsTheErrorThatComesAsTheTimeRunsOut) {
+  const ScriptedTimedWaits scripted([this] {
+    sut_.setError(makeError<std::runtime_error>("broken"));
+    return ScriptedTimedWaits::End::timeOut;
+  });
+  EXPECT_EQ(messageOf([&] { wait(milliseconds(1)); }), "broken");
+}
+
+TEST_P(ATimedWait, LastsAsLongAsItsTimeOutHoweverOftenItIsWokenUpForNothing) {
+  int wakeUps = 0;
+  const ScriptedTimedWaits scripted([&] {
+    ++wakeUps;
+    return ScriptedTimedWaits::End::wakeUp;
+  });
+  const auto start = steady_clock::now();
+  EXPECT_FALSE(wait(milliseconds(5)));
+  EXPECT_GE(steady_clock::now() - start, milliseconds(5));
+  EXPECT_GT(wakeUps, 0);
+}
+
+TEST_P(ATimedWait, GoesOnUntilTheConditionHoldsWhenItIsWokenUpForNothing) {
+  int wakeUps = 0;
+  const ScriptedTimedWaits scripted([&] {
+    if (++wakeUps == 5) {
+      fulfil();
+    }
+    return ScriptedTimedWaits::End::wakeUp;
+  });
+  EXPECT_TRUE(wait(patience));
+  EXPECT_EQ(wakeUps, 5);
+}
+
+TEST_P(ATimedWait, ReturnsFalseWhenItsOwnTimeIsUpAndLetsAnotherGoOn) {
+  Gate entered;
+  auto other = std::async(std::launch::async, [&] {
+    entered.open();
+    return wait(patience);
+  });
+  ASSERT_TRUE(entered.wait());
+  EXPECT_FALSE(wait(milliseconds(1)));
+  fulfil();
+  EXPECT_TRUE(other.get());
+}
+
+TEST_P(ATimedWait, ThrowsASystemErrorWhenItsMutexCannotBeLocked) {
+  for (const auto timeout : {milliseconds(0), milliseconds(1), maximum}) {
+    const auto refusedWait = [&] {
+      const MutexFailure failure;
+      wait(timeout);
+    };
+    EXPECT_THROW(refusedWait(), std::system_error) << timeout.count();
+  }
+  fulfil();
+  EXPECT_TRUE(wait(milliseconds(0)));
+}
+
+TEST(TheListOfOutstandingEndpoints, ThrowsASystemErrorWhenItsMutexCannotBeLocked) {
+  ConfigTracker sut{{text("b")}, {}, true};
+  const auto refusedListing = [&] {
+    const MutexFailure failure;
+    sut.listOutstandingEndpoints();
+  };
+  EXPECT_THROW(refusedListing(), std::system_error);
+  EXPECT_EQ(sut.listOutstandingEndpoints().second.size(), 1u);
 }
 
 }  // namespace spf::test

@@ -1,11 +1,16 @@
 #include "TimedWaits.hpp"
 
 #include <dlfcn.h>
-#include <pthread.h>
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+#include <utility>
 
 namespace {
 
 thread_local int timedWaits = 0;
+thread_local spf::test::ScriptedTimedWaits* scripted = nullptr;
 
 using ClockWait = int (*)(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*);
 
@@ -18,13 +23,34 @@ extern "C" __attribute__((visibility("default"))) int pthread_cond_clockwait(pth
                                                                              const timespec* deadline) {
   static const auto original = reinterpret_cast<ClockWait>(dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
   ++timedWaits;
-  return original(condition, mutex, clock, deadline);
+  return scripted != nullptr ? scripted->wait(mutex, *deadline) : original(condition, mutex, clock, deadline);
 }
 
 namespace spf::test {
 
 int timedWaitsFromThisThread() {
   return timedWaits;
+}
+
+ScriptedTimedWaits::ScriptedTimedWaits(std::function<End()> script) : script_(std::move(script)) {
+  scripted = this;
+}
+
+ScriptedTimedWaits::~ScriptedTimedWaits() {
+  scripted = nullptr;
+}
+
+int ScriptedTimedWaits::wait(pthread_mutex_t* mutex, const timespec& deadline) const {
+  using std::chrono::steady_clock;
+  const auto end =
+      steady_clock::time_point(std::chrono::seconds(deadline.tv_sec) + std::chrono::nanoseconds(deadline.tv_nsec));
+  pthread_mutex_unlock(mutex);
+  const bool timeOut = script_() == End::timeOut;
+  while (timeOut && steady_clock::now() < end) {
+    std::this_thread::yield();
+  }
+  pthread_mutex_lock(mutex);
+  return timeOut ? ETIMEDOUT : 0;
 }
 
 }  // namespace spf::test

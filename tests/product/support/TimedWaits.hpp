@@ -1,9 +1,31 @@
 #pragma once
 
+#include <pthread.h>
+
+#include <functional>
+
 namespace spf::test {
 
 /// How many waits with a limit on a condition the calling thread has begun so far. The test executable
 /// defines the C library's functions for them itself, counts, and passes the calls on.
 int timedWaitsFromThisThread();
+
+/// While it lives, the waits with a limit that its thread begins do not wait: at each of them happens
+/// what the test says, with the mutex unlocked, and then it ends: when its time is up if the script
+/// answers that, and otherwise at once.
+class ScriptedTimedWaits {
+ public:
+  enum class End { wakeUp, timeOut };
+
+  explicit ScriptedTimedWaits(std::function<End()> script);
+  ~ScriptedTimedWaits();
+  ScriptedTimedWaits(const ScriptedTimedWaits&) = delete;
+  ScriptedTimedWaits& operator=(const ScriptedTimedWaits&) = delete;
+
+  int wait(pthread_mutex_t* mutex, const timespec& deadline) const;
+
+ private:
+  const std::function<End()> script_;
+};
 
 }  // namespace spf::test

@@ -1,0 +1,29 @@
+#include "MutexFailure.hpp"
+
+#include <pthread.h>
+
+#include <cerrno>
+
+namespace {
+
+thread_local bool refusing = false;
+
+}  // namespace
+
+// Names that the linker's option --wrap makes.
+extern "C" int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+extern "C" int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  return refusing ? EAGAIN : __real_pthread_mutex_lock(mutex);
+}
+
+namespace spf::test {
+
+MutexFailure::MutexFailure() {
+  refusing = true;
+}
+
+MutexFailure::~MutexFailure() {
+  refusing = false;
+}
+
+}  // namespace spf::test
