@@ -126,14 +126,4 @@ TEST_F(PublicationThroughADouble, ListensBeforeTheFrameworkCanHearOfIt) {
   EXPECT_EQ(listenersAtUpdate, 1u);
 }
 
-TEST_F(PublicationThroughADouble, HearsAnEventThatComesBetweenRegistrationAndUpdate) {
-  admin_->onCall([&](const std::string& call) {
-    if (call.rfind("Update", 0) == 0) {
-      framework_.sendPublished("p", 1);
-    }
-  });
-  auto configuration = SPFConfigurationBuilder("given").addServicePublisher(publisher("p")).build();
-  EXPECT_TRUE(configuration.waitForAllServices(std::chrono::milliseconds(0), "p"));
-}
-
 }  // namespace spf::test

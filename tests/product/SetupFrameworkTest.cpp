@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "spf/test/Gate.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
@@ -77,6 +78,28 @@ TEST_F(SettingUpTheFramework, MayBeDoneByManyThreadsAtOnce) {
   }
   EXPECT_EQ(framework_.host().installations().size(), 56u);
   EXPECT_EQ(framework_.configurationIDs(), Texts{"LegacySetupFramework"});
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(SettingUpTheFramework, OnOneThreadWaitsForNoOther) {
+  framework_.stopConfigurationAdmin();
+  const auto admin = ConfigurationAdminDouble::registerWith(framework_);
+  constexpr int atOnce = 4;
+  Counter writing;
+  admin->onCall([&](const std::string& call) {
+    if (call.rfind("Update", 0) == 0) {
+      writing.add();
+      EXPECT_TRUE(writing.waitFor(atOnce));
+    }
+  });
+  std::vector<std::thread> threads;
+  for (int i = 0; i < atOnce; ++i) {
+    threads.emplace_back([] { setupFramework(); });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(asInt(admin->properties("zk.spf.framework~LegacySetupFramework")->at("modificationCount")), 2);
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 

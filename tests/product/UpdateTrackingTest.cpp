@@ -170,6 +170,33 @@ TEST_F(UpdateTrackingWithALateCompletion, DoesNotTakeTheListenerAwayFromUnderThe
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
+TEST_F(UpdateTrackingWithALateCompletion, DoesNotTakeTheListenerAwayFromUnderASecondUnpublishWait) {
+  auto sut = builder().build();
+  auto report = reportUpToTheCallback();
+  EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  EXPECT_EQ(framework_.listeners(), 0u);
+  auto unpublished =
+      std::async(std::launch::async, [&] { return sut.waitForAllServicesToBeUnpublished(patience, "p"); });
+  ASSERT_TRUE(framework_.waitForAListener());
+
+  goOn_.open();
+  report.get();
+  EXPECT_EQ(framework_.listeners(), 1u);
+  framework_.sendUnpublished("p", 1);
+  EXPECT_TRUE(unpublished.get());
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+TEST_F(UpdateTrackingWithALateCompletion, LeavesTheListenerOfTheNextRevisionAlone) {
+  auto sut = builder().build();
+  auto report = reportUpToTheCallback();
+  sut = sut.modify().build();
+  goOn_.open();
+  EXPECT_NO_THROW(report.get());
+  EXPECT_EQ(framework_.listeners(), 1u);
+  EXPECT_FALSE(sut.waitForAllServices(noWait, "p"));
+}
+
 TEST_F(UpdateTrackingWithALateCompletion, IsHarmlessWhenTheHandleIsDestroyedFirst) {
   auto sut = builder().build();
   auto report = reportUpToTheCallback();
