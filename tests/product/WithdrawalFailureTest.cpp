@@ -183,7 +183,7 @@ TEST_F(AnUnpublishWait, LogsThatWithdrawingThrewClearsTheIDAndWaitsAllTheSame) {
       EXPECT_TRUE(isPublished(with));
       EXPECT_EQ(sut.getConfigurationID(), "");
       EXPECT_EQ(with.framework.listeners(), 0u);
-      EXPECT_EQ(with.log.messages(), logged);
+      ASSERT_EQ(with.log.messages(), logged);
       EXPECT_EQ(with.log.records().back().severity, 512u);
 
       sut.reset();
