@@ -147,6 +147,30 @@ TEST_F(AConvertedPropertyTree, NestsAsDeepAsTheTree) {
   EXPECT_EQ(asText(map->at("n")), "leaf");
 }
 
+TEST_F(AConvertedPropertyTree, HasAsManyEntriesAsTheTreeIsWide) {
+  constexpr int width = 100000;
+  ptree tree;
+  for (int number = 0; number < width; ++number) {
+    tree.push_back({"key " + std::to_string(number), ptree(std::to_string(number))});
+  }
+  const auto& map = converted(tree);
+  EXPECT_EQ(map.size(), static_cast<std::size_t>(width));
+  for (const int number : {0, 1, width / 2, width - 1}) {
+    EXPECT_EQ(asText(map.at("KEY " + std::to_string(number))), std::to_string(number));
+  }
+}
+
+TEST_F(AConvertedPropertyTree, HasAllBytesInOneKey) {
+  std::string key;
+  for (int code = 0; code < 256; ++code) {
+    key += static_cast<char>(code);
+  }
+  const auto published = keyFor(key);
+  EXPECT_EQ(published.size(), 256u + 5 * 27 + 5 + 3);
+  EXPECT_EQ(published.substr(0, 12), "\\u0000\\u0001");
+  EXPECT_EQ(published.back(), '\xFF');
+}
+
 TEST_F(AConvertedPropertyTree, ReplacesAMapByATextUnderAnEqualKeyAndTheOtherWayRound) {
   ptree nested;
   nested.put("inner", "1");

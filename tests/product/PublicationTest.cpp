@@ -97,6 +97,26 @@ TEST_F(PublicationThroughADouble, TakesTheOneCharacterBehindTheSeparatorForTheID
   EXPECT_EQ(SPFConfigurationBuilder().build().getConfigurationID(), "1");
 }
 
+TEST_F(PublicationThroughADouble, IsWithdrawnByWhatStandsBehindTheSeparatorOrNotAtAll) {
+  const std::pair<std::string, std::string> cases[] = {{"", ""},
+                                                       {"zk.spf.framework", ""},
+                                                       {"zk.spf.framework~", ""},
+                                                       {"zk.spf.framework~1", "1"},
+                                                       {"zk.spf.framework~a~b", "a~b"},
+                                                       {"another.factory.entirely~1", "ntirely~1"}};
+  for (const auto& [pid, id] : cases) {
+    admin_->setNextPid(pid);
+    auto configuration = SPFConfigurationBuilder().build();
+    EXPECT_EQ(configuration.getConfigurationID(), id) << pid;
+    admin_->clearCalls();
+    configuration.reset();
+    EXPECT_EQ(admin_->calls(),
+              id.empty() ? Texts{}
+                         : (Texts{"GetFactoryConfiguration zk.spf.framework " + id, "Remove zk.spf.framework~" + id}))
+        << pid;
+  }
+}
+
 TEST_F(PublicationThroughADouble, CreatesAsksForThePidAndWritesForTheEmptyID) {
   const auto configuration = SPFConfigurationBuilder().build();
   EXPECT_EQ(admin_->calls(), (Texts{"CreateFactoryConfiguration zk.spf.framework", "GetPid zk.spf.framework~generated",

@@ -88,10 +88,13 @@ TEST_P(ATimedWait, LastsAtLeastAsLongAsItsTimeOutWhenTheConditionNeverHolds) {
 
 TEST_P(ATimedWait, WithATimeOutBeyondTheClockLastsUntilTheConditionHolds) {
   const auto hundredYears = std::chrono::hours(24) * 36525;
-  // About where milliseconds stop to fit into the clock's nanoseconds, with and without the time now.
+  // Where milliseconds stop to fit into the clock's nanoseconds, and about where their sum with the time
+  // now does.
   const milliseconds edge(std::numeric_limits<std::int64_t>::max() / 1000000);
-  for (const auto timeout :
-       {milliseconds(hundredYears), edge - milliseconds(1), edge, edge + milliseconds(1), maximum}) {
+  const auto edgeNow = std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - steady_clock::now());
+  const milliseconds one(1);
+  for (const auto timeout : {milliseconds(hundredYears), edgeNow - one * 100, edgeNow - one, edgeNow, edgeNow + one,
+                             edge - one, edge, edge + one, maximum - one, maximum}) {
     ConfigTracker sut{{text("b")}, {}, true};
     Gate entered;
     auto waiter = std::async(std::launch::async, [&] {

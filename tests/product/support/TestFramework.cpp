@@ -95,7 +95,7 @@ std::vector<std::string> TestFramework::configurationIDs() {
   return ids;
 }
 
-std::size_t TestFramework::listeners() {
+std::size_t TestFramework::listeners() const {
   return context().GetServiceReferences<listener::FrameworkListener>().size();
 }
 

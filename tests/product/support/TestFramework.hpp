@@ -31,7 +31,7 @@ class TestFramework {
   TestFramework& operator=(const TestFramework&) = delete;
 
   HostDouble& host() { return host_; }
-  cppmicroservices::BundleContext context() { return framework_->GetBundleContext(); }
+  cppmicroservices::BundleContext context() const { return framework_->GetBundleContext(); }
   cppmicroservices::Framework& framework() { return *framework_; }
 
   /// Installs and starts the runtime's own Configuration Admin.
@@ -51,7 +51,7 @@ class TestFramework {
   std::vector<std::string> configurationIDs();
 
   /// How many listeners are registered with the framework now.
-  std::size_t listeners();
+  std::size_t listeners() const;
 
   /// Waits until at least one is. \return false if none is for as long as the tests' patience lasts
   [[nodiscard]] bool waitForAListener();
