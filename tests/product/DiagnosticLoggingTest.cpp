@@ -50,17 +50,19 @@ TEST_F(DiagnosticLogging, WithBitTwoSetWritesOneRecordWithLevelChannelAndIDWhenA
   EXPECT_EQ(log.records(), std::vector<LogRecord>{progress("About to remove spf configuration for X")});
 }
 
-TEST_F(DiagnosticLogging, WithTheCoreDisabledWritesNothingAndTurnsNoEndpointIntoText) {
-  RecordedLog log(4 | 512);
-  RecordedLog::setCoreEnabled(false);
-  int conversions = 0;
-  const Any endpoint(ObservedEndpoint{"b", [] {}, [&] { ++conversions; }});
-  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {endpoint})).build();
-  framework_.sendBound("p", 1, endpoint);
-  EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
-  logEverything();
-  EXPECT_EQ(conversions, 0);
-  EXPECT_TRUE(log.records().empty());
+TEST_F(DiagnosticLogging, WithoutARecordWritesNothingAndTurnsNoEndpointIntoText) {
+  for (const auto withholdRecords : {+[] { RecordedLog::setCoreEnabled(false); }, &RecordedLog::declineRecords}) {
+    RecordedLog log(4 | 512);
+    withholdRecords();
+    int conversions = 0;
+    const Any endpoint(ObservedEndpoint{"b", [] {}, [&] { ++conversions; }});
+    auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {}, {endpoint})).build();
+    framework_.sendBound("p", 1, endpoint);
+    EXPECT_TRUE(sut.waitForAllEndpoints(milliseconds(0), "p"));
+    logEverything();
+    EXPECT_EQ(conversions, 0);
+    EXPECT_TRUE(log.records().empty());
+  }
 }
 
 TEST_F(DiagnosticLogging, WithItsLevelOffTurnsNoEndpointIntoText) {

@@ -1,7 +1,9 @@
 #include "tracking/FrameworkSetupListener.hpp"
 
+#include "support/MutexFailure.hpp"
 #include "support/TestFramework.hpp"
 #include "support/configurations.hpp"
+#include "tracking/SPFConfigurationUpdateTracker.hpp"
 
 namespace spf::test {
 
@@ -10,6 +12,7 @@ using agent::spf::frameworklistener::ErrorEvent;
 using agent::spf::frameworklistener::FrameworkEvent;
 using agent::spf::frameworklistener::ServicesEvent;
 using agent::spf::frameworksetup::FrameworkSetupListener;
+using agent::spf::frameworksetup::SPFConfigurationUpdateTracker;
 using std::chrono::milliseconds;
 
 class AFrameworkSetupListener : public testing::Test {
@@ -240,12 +243,21 @@ TEST_F(AFrameworkSetupListener, WithoutACallbackThrowsWhenEveryPublisherIsComple
   EXPECT_THROW(services(sut, 0, "p"), std::bad_function_call);
 }
 
-TEST_F(AFrameworkSetupListener, DoesNotKnowPublishersOfOtherConfigurations) {
+TEST_F(AFrameworkSetupListener, DoesNotKnowPublishersOfOtherConfigurationsAndLocksNothingToSaySo) {
   const auto sut = listener({publisherEntry("p", "rpcservicepublisher")});
+  const MutexFailure failure;
   EXPECT_THROW(sut->waitForAllEndpoints(milliseconds(0), "q"), std::out_of_range);
   EXPECT_THROW(sut->waitForAllServices(milliseconds(0), "q"), std::out_of_range);
   EXPECT_THROW(sut->waitForAllServicesToBeUnpublished(milliseconds(0), "q"), std::out_of_range);
   EXPECT_THROW(sut->listOutstandingEndpoints("q"), std::out_of_range);
+}
+
+TEST_F(AFrameworkSetupListener, IsNotRegisteredWhenItCannotBeMade) {
+  TestFramework framework;
+  EXPECT_THROW(SPFConfigurationUpdateTracker::create(AnyMap({{"modificationCount", Any(1)}})), std::out_of_range);
+  EXPECT_THROW(SPFConfigurationUpdateTracker::create(properties({text("no map")})),
+               cppmicroservices::BadAnyCastException);
+  EXPECT_EQ(framework.listeners(), 0u);
 }
 
 TEST(TheBaseOfAllListeners, DoesNothingWithAnEvent) {

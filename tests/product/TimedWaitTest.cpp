@@ -5,6 +5,7 @@
 
 #include "spf/test/Gate.hpp"
 #include "support/MutexFailure.hpp"
+#include "support/RecordedLog.hpp"
 #include "support/TestFramework.hpp"
 #include "support/TimedWaits.hpp"
 #include "support/configurations.hpp"
@@ -80,10 +81,12 @@ TEST_P(ATimedWait, ReturnsAtOnceForAnyTimeOutWhenTheConditionHolds) {
   }
 }
 
-TEST_P(ATimedWait, LastsAtLeastAsLongAsItsTimeOutWhenTheConditionNeverHolds) {
+TEST_P(ATimedWait, LastsAtLeastAsLongAsItsTimeOutAndLogsNothingWhenTheConditionNeverHolds) {
+  const RecordedLog log(~0u);
   const auto start = steady_clock::now();
   EXPECT_FALSE(wait(milliseconds(20)));
   EXPECT_GE(steady_clock::now() - start, milliseconds(20));
+  EXPECT_TRUE(log.records().empty());
 }
 
 TEST_P(ATimedWait, WithATimeOutBeyondTheClockLastsUntilTheConditionHolds) {

@@ -72,6 +72,7 @@ RecordedLog::RecordedLog(std::uint32_t levels) : sink_(std::make_shared<Sink>())
 RecordedLog::~RecordedLog() {
   agent::host::logging::set_enabled_levels(0);
   setCoreEnabled(true);
+  logging::core::get()->reset_filter();
 }
 
 std::vector<LogRecord> RecordedLog::records() const {
@@ -99,6 +100,10 @@ void RecordedLog::onRecord(std::function<void(const LogRecord&)> action) {
 
 void RecordedLog::setCoreEnabled(bool enabled) {
   logging::core::get()->set_logging_enabled(enabled);
+}
+
+void RecordedLog::declineRecords() {
+  logging::core::get()->set_filter([](const logging::attribute_value_set&) { return false; });
 }
 
 }  // namespace spf::test

@@ -40,6 +40,9 @@ class RecordedLog {
   /// Switches the log's core off and on.
   static void setCoreEnabled(bool enabled);
 
+  /// Lets the log's core decline every record, as a filter of the host's does, until this object ends.
+  static void declineRecords();
+
   struct Sink;
 
  private:

@@ -36,6 +36,17 @@ void loadNeighbour(const std::filesystem::path& bundle, const char* name) {
   }
 }
 
+// Null when another thread has unregistered it since it was looked up.
+std::shared_ptr<listener::FrameworkListener> serviceOf(
+    cppmicroservices::BundleContext& context,
+    const cppmicroservices::ServiceReference<listener::FrameworkListener>& reference) {
+  try {
+    return context.GetService(reference);
+  } catch (const std::invalid_argument&) {
+    return nullptr;
+  }
+}
+
 }  // namespace
 
 TestFramework::TestFramework() : storage_(temporaryFolder()) {
@@ -116,7 +127,7 @@ bool TestFramework::waitForAListener() {
 void TestFramework::deliver(const std::shared_ptr<const listener::FrameworkEvent>& event) {
   auto bundleContext = context();
   for (const auto& reference : bundleContext.GetServiceReferences<listener::FrameworkListener>()) {
-    if (const auto service = bundleContext.GetService(reference)) {
+    if (const auto service = serviceOf(bundleContext, reference)) {
       service->handleEvent(event);
     }
   }
