@@ -1,5 +1,7 @@
 #include <future>
 
+#include <cppmicroservices/ServiceEvent.h>
+
 #include "spf/test/Gate.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/RecordedLog.hpp"
@@ -89,6 +91,21 @@ TEST_F(Removing, RegistersTheListenerAgainThatCompletionUnregistered) {
   framework_.sendUnpublished("p", 1);
   EXPECT_TRUE(waiter.get());
   EXPECT_EQ(framework_.listeners(), 0u);
+}
+
+// The service listener runs with the registration's mutex locked: a callback would lock that once more.
+TEST_F(Removing, CallsNothingBackForACompletionThatIsReportedFromInsideTheRegistration) {
+  framework_.sendPublished("p", 1);
+  ASSERT_EQ(framework_.listeners(), 0u);
+  auto context = framework_.context();
+  auto token = context.AddServiceListener([&](const cppmicroservices::ServiceEvent& event) {
+    if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+      framework_.sendPublished("p", 1);
+      framework_.sendUnpublished("p", 1);
+    }
+  });
+  EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
+  context.RemoveListener(std::move(token));
 }
 
 TEST_F(Removing, TwiceFindsAPublisherUnpublishedAtOnce) {
