@@ -10,9 +10,10 @@ thread_local bool refusing = false;
 
 }  // namespace
 
-// Names that the linker's option --wrap makes.
+// Names that the linker's option --wrap makes. Visible, because the linker refuses a hidden one when a
+// shared library defines the function that is wrapped, as a sanitizer's does.
 extern "C" int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
-extern "C" int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+extern "C" __attribute__((visibility("default"))) int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
   return refusing ? EAGAIN : __real_pthread_mutex_lock(mutex);
 }
 
