@@ -2,6 +2,7 @@
 #include <future>
 
 #include "Work.hpp"
+#include "setup/diagnosticLog.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/TestFramework.hpp"
 #include "support/endpoints.hpp"
@@ -62,7 +63,11 @@ std::vector<EventPointer> foreignEvents(const Any& endpoint) {
           std::make_shared<FrameworkEvent>(FrameworkEvent{99})};
 }
 
-class TheWorkOfAnEvent : public testing::TestWithParam<int> {};
+class TheWorkOfAnEvent : public testing::TestWithParam<int> {
+ protected:
+  // Makes the logger, which the first report of a process would otherwise do.
+  static void SetUpTestSuite() { agent::spf::frameworksetup::logProgress(""); }
+};
 
 INSTANTIATE_TEST_SUITE_P(AtScale, TheWorkOfAnEvent, testing::Values(1, 10, 100), testing::PrintToStringParamName());
 
