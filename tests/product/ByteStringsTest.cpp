@@ -51,10 +51,10 @@ class AnyByteString : public testing::TestWithParam<ByteString> {
         .addServiceMapping(text_, text_);
     return sut;
   }
-  const std::string idOf(const SPFConfiguration& configuration) const {
+  std::string idOf(const SPFConfiguration& configuration) const {
     return text_.empty() ? configuration.getConfigurationID() : text_;
   }
-  std::string complaintOf(SPFConfigurationBuilder& sut) const {
+  static std::string complaintOf(SPFConfigurationBuilder& sut) {
     return messageOf([&] { static_cast<void>(sut.build()); });
   }
   // As much of a message as its C string shows.

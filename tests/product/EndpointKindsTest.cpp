@@ -74,7 +74,6 @@ List allKinds() {
   return list;
 }
 
-// As text that does not ask for the text of an own type inside, which only tells types apart.
 std::vector<std::string> typesOf(const List& list) {
   std::vector<std::string> types;
   for (const auto& endpoint : list) {

@@ -135,7 +135,6 @@ TEST(AnEventThatIsNotForAListener, PassesWhileOtherEventsHoldTheLocksOfTheListen
       });
   ASSERT_TRUE(comparing.wait());
   ASSERT_TRUE(allocating.wait());
-  // But for those whose change is unknown: only the tracker knows that they change nothing.
   auto foreign = std::async(std::launch::async, [&, events = foreignEvents(observed)] {
     for (const auto& event : events) {
       sut->handleEvent(event);
