@@ -1,7 +1,6 @@
 #pragma once
 
 #include <string>
-#include <tuple>
 
 #include <boost/functional/hash.hpp>
 #include <boost/multi_index/composite_key.hpp>
@@ -59,15 +58,5 @@ using ServiceMappings = boost::multi_index_container<
             boost::multi_index::member<ServiceMapping, std::string, &ServiceMapping::servicePublisherID>>>,
         boost::multi_index::ordered_non_unique<
             boost::multi_index::member<ServiceMapping, std::string, &ServiceMapping::servicePublisherID>>>>;
-
-/// The interfaces that go to every publisher, as one range of index 1.
-inline auto serviceInterfacesToAllServicePublishers(const ServiceInterfaces& serviceInterfaces) {
-  return serviceInterfaces.get<1>().equal_range(true);
-}
-
-inline bool isMapped(const ServiceMappings& serviceMappings, const std::string& serviceInterfaceID,
-                     const std::string& servicePublisherID) {
-  return serviceMappings.find(std::tie(serviceInterfaceID, servicePublisherID)) != serviceMappings.end();
-}
 
 }  // namespace agent::spf::frameworksetup

@@ -42,12 +42,13 @@ const std::string SPFConfiguration::getConfigurationID() const {
 }
 
 std::vector<SPFServiceInterfaceConfiguration> SPFConfiguration::getServiceInterfaceConfigurations() const {
+  if (!impl_) {
+    return {};
+  }
   std::vector<SPFServiceInterfaceConfiguration> result;
-  if (impl_) {
-    result.reserve(impl_->serviceInterfaces.size());
-    for (const auto& entry : impl_->serviceInterfaces) {
-      result.push_back(entry.configuration);
-    }
+  result.reserve(impl_->serviceInterfaces.size());
+  for (const auto& entry : impl_->serviceInterfaces) {
+    result.push_back(entry.configuration);
   }
   return result;
 }
@@ -61,12 +62,12 @@ std::vector<SPFServicePublisherConfiguration> SPFConfiguration::getServicePublis
 
 std::vector<SPFServiceInterfaceConfiguration> SPFConfiguration::getServiceInterfaceConfigurationsForServicePublisher(
     const std::string& servicePublisherID) const {
-  std::vector<SPFServiceInterfaceConfiguration> result;
   if (!impl_) {
-    return result;
+    return {};
   }
+  std::vector<SPFServiceInterfaceConfiguration> result;
   auto mapped = mappedServiceInterfaceIDs(impl_->serviceMappings, servicePublisherID);
-  const auto toAll = serviceInterfacesToAllServicePublishers(impl_->serviceInterfaces);
+  const auto toAll = impl_->serviceInterfaces.get<1>().equal_range(true);
   for (auto entry = toAll.first; entry != toAll.second; ++entry) {
     result.push_back(entry->configuration);
     mapped.erase(entry->configuration.uniqueID);

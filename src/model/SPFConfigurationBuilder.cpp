@@ -39,13 +39,17 @@ SPFServiceInterfaceConfiguration serviceInterfaceRecord(std::string&& uniqueID, 
   return record;
 }
 
-// Finds the interface's entry, or makes one that only has its ID and the mark.
-ServiceInterfaces::iterator entryOf(ServiceInterfaces& entries, const std::string& uniqueID, bool markWhenNew) {
-  const auto found = entries.find(uniqueID);
-  if (found != entries.end()) {
-    return found;
+// Adds the interface, or replaces the one of its ID, and marks it if asked to. A new entry first gets
+// nothing but its ID: the rest is swapped in.
+void put(SPFServiceInterfaceConfiguration& serviceInterface, bool toAllServicePublishers, ServiceInterfaces& entries) {
+  auto position = entries.find(serviceInterface.uniqueID);
+  if (position == entries.end()) {
+    position = entries.insert({{std::move(serviceInterface.uniqueID), {}, {}}, toAllServicePublishers}).first;
   }
-  return entries.insert(ServiceInterfaceEntry{{uniqueID, {}, {}}, markWhenNew}).first;
+  entries.modify(position, [&](ServiceInterfaceEntry& entry) {
+    swapRecords(entry.configuration, serviceInterface);
+    entry.toAllServicePublishers = entry.toAllServicePublishers || toAllServicePublishers;
+  });
 }
 
 }  // namespace
@@ -73,9 +77,7 @@ SPFConfigurationBuilder::~SPFConfigurationBuilder() = default;
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterface(
     SPFServiceInterfaceConfiguration serviceInterface) {
-  auto& entries = impl_->serviceInterfaces;
-  entries.modify(entryOf(entries, serviceInterface.uniqueID, false),
-                 [&](ServiceInterfaceEntry& entry) { swapRecords(entry.configuration, serviceInterface); });
+  put(serviceInterface, false, impl_->serviceInterfaces);
   return *this;
 }
 
@@ -86,11 +88,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterface(std::strin
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServicePublishers(
     SPFServiceInterfaceConfiguration serviceInterface) {
-  auto& entries = impl_->serviceInterfaces;
-  entries.modify(entryOf(entries, serviceInterface.uniqueID, true), [&](ServiceInterfaceEntry& entry) {
-    swapRecords(entry.configuration, serviceInterface);
-    entry.toAllServicePublishers = true;
-  });
+  put(serviceInterface, true, impl_->serviceInterfaces);
   return *this;
 }
 
@@ -103,7 +101,8 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServic
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePublisher(
     const std::string& servicePublisherID, SPFServiceInterfaceConfiguration serviceInterface) {
   addServiceMapping(serviceInterface.uniqueID, servicePublisherID);
-  return addServiceInterface(std::move(serviceInterface));
+  put(serviceInterface, false, impl_->serviceInterfaces);
+  return *this;
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePublisher(

@@ -17,13 +17,8 @@ SPFConfigurationBuilderImpl::SPFConfigurationBuilderImpl(std::uint32_t count, co
       serviceMappings(mappings) {}
 
 SPFConfigurationBuilderImpl::~SPFConfigurationBuilderImpl() {
-  if (!seededFromConfiguration) {
-    return;
-  }
-  try {
-    removeFromConfigurationAdmin(configurationID);
-  } catch (...) {
-    // A destructor has nobody to tell.
+  if (seededFromConfiguration) {
+    removeFromConfigurationAdminQuietly(configurationID);
   }
 }
 

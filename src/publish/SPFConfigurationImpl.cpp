@@ -17,6 +17,17 @@ namespace agent::spf::frameworksetup {
 using cppmicroservices::service::cm::Configuration;
 using cppmicroservices::service::cm::ConfigurationAdmin;
 
+namespace {
+
+std::shared_ptr<Configuration> required(std::shared_ptr<Configuration> configuration) {
+  if (!configuration) {
+    throw std::runtime_error("Cannot publish: Configuration Admin answered no configuration");
+  }
+  return configuration;
+}
+
+}  // namespace
+
 SPFConfigurationImpl::SPFConfigurationImpl(std::string id, std::uint32_t count, ServiceInterfaces interfaces,
                                            ServicePublishers publishers, ServiceMappings mappings)
     : configurationID(std::move(id)),
@@ -28,11 +39,7 @@ SPFConfigurationImpl::SPFConfigurationImpl(std::string id, std::uint32_t count, 
 }
 
 SPFConfigurationImpl::~SPFConfigurationImpl() {
-  try {
-    removeFromConfigurationAdmin(configurationID);
-  } catch (...) {
-    // A destructor has nobody to tell.
-  }
+  removeFromConfigurationAdminQuietly(configurationID);
 }
 
 void SPFConfigurationImpl::publishToConfigurationAdmin() {
@@ -50,15 +57,13 @@ void SPFConfigurationImpl::publishToConfigurationAdmin() {
 }
 
 std::shared_ptr<Configuration> SPFConfigurationImpl::obtainConfiguration(ConfigurationAdmin& configurationAdmin) {
-  const bool named = !configurationID.empty();
-  auto configuration = named ? configurationAdmin.GetFactoryConfiguration(frameworkFactoryPID, configurationID)
-                             : configurationAdmin.CreateFactoryConfiguration(frameworkFactoryPID);
-  if (!configuration) {
-    throw std::runtime_error("Cannot publish: Configuration Admin answered no configuration");
+  if (!configurationID.empty()) {
+    return required(configurationAdmin.GetFactoryConfiguration(frameworkFactoryPID, configurationID));
   }
-  if (!named) {
-    const auto pid = configuration->GetPid();
-    configurationID = pid.size() > instanceNameOffset ? pid.substr(instanceNameOffset) : std::string();
+  auto configuration = required(configurationAdmin.CreateFactoryConfiguration(frameworkFactoryPID));
+  const auto pid = configuration->GetPid();
+  if (pid.size() > instanceNameOffset) {
+    configurationID = pid.substr(instanceNameOffset);
   }
   return configuration;
 }

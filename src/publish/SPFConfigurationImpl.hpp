@@ -28,7 +28,8 @@ class SPFConfigurationImpl {
   /// Publishes the configuration as its last step.
   /// \param id     instance name in Configuration Admin; the empty one gets a generated name
   /// \param count  revision that this one follows
-  /// Whatever a collaborator throws comes out unchanged, and nothing is taken back then.
+  /// Whatever a collaborator throws comes out unchanged; a Configuration Admin that answers no
+  /// configuration is a std::runtime_error. Nothing is taken back then.
   SPFConfigurationImpl(std::string id, std::uint32_t count, ServiceInterfaces interfaces, ServicePublishers publishers,
                        ServiceMappings mappings);
 

@@ -8,6 +8,6 @@ namespace agent::spf::frameworksetup {
 inline constexpr const char* frameworkFactoryPID = "zk.spf.framework";
 
 /// Length of what stands before the instance name in a PID: the factory PID and one separator.
-inline constexpr std::string::size_type instanceNameOffset = 17;
+inline constexpr std::string::size_type instanceNameOffset = std::char_traits<char>::length(frameworkFactoryPID) + 1;
 
 }  // namespace agent::spf::frameworksetup

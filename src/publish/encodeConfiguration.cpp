@@ -1,6 +1,7 @@
 #include "publish/encodeConfiguration.hpp"
 
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -73,6 +74,11 @@ List encodeServiceInterfaces(const ServiceInterfaces& serviceInterfaces) {
   return list;
 }
 
+bool isMapped(const ServiceMappings& serviceMappings, const std::string& serviceInterfaceID,
+              const std::string& servicePublisherID) {
+  return serviceMappings.find(std::tie(serviceInterfaceID, servicePublisherID)) != serviceMappings.end();
+}
+
 void appendImplicitMappings(List& list, const ServiceInterfaces& serviceInterfaces,
                             const ServicePublishers& servicePublishers, const ServiceMappings& serviceMappings) {
   for (const auto& entry : serviceInterfaces) {
@@ -98,13 +104,15 @@ void appendExplicitMappings(List& list, const ServiceMappings& serviceMappings) 
 
 AnyMap encodeConfiguration(std::uint32_t modificationCount, const ServiceInterfaces& serviceInterfaces,
                            const ServicePublishers& servicePublishers, const ServiceMappings& serviceMappings) {
+  auto publishers = encodePublishers(servicePublishers);
+  auto interfaces = encodeServiceInterfaces(serviceInterfaces);
   List mappings;
   appendImplicitMappings(mappings, serviceInterfaces, servicePublishers, serviceMappings);
   appendExplicitMappings(mappings, serviceMappings);
 
   auto properties = emptyProperties();
-  place(properties, "serviceConfigurations", encodeServiceInterfaces(serviceInterfaces));
-  place(properties, "servicePublisherConfigurations", encodePublishers(servicePublishers));
+  place(properties, "serviceConfigurations", std::move(interfaces));
+  place(properties, "servicePublisherConfigurations", std::move(publishers));
   place(properties, "servicePublisherMappings", std::move(mappings));
   place(properties, "modificationCount", static_cast<int>(modificationCount));
   return properties;

@@ -22,4 +22,12 @@ void removeFromConfigurationAdmin(const std::string& configurationID) {
   }
 }
 
+void removeFromConfigurationAdminQuietly(const std::string& configurationID) noexcept {
+  try {
+    removeFromConfigurationAdmin(configurationID);
+  } catch (...) {
+    // A destructor has nobody to tell.
+  }
+}
+
 }  // namespace agent::spf::frameworksetup

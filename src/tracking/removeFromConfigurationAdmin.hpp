@@ -9,4 +9,7 @@ namespace agent::spf::frameworksetup {
 /// throws comes out unchanged.
 void removeFromConfigurationAdmin(const std::string& configurationID);
 
+/// The same for destructors: what is thrown is dropped.
+void removeFromConfigurationAdminQuietly(const std::string& configurationID) noexcept;
+
 }  // namespace agent::spf::frameworksetup

@@ -39,6 +39,8 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   /// Takes the contents over; `other` becomes an empty builder with the empty ID, ready for use.
   /// \throws std::bad_alloc, with both builders unchanged
   SPFConfigurationBuilder(SPFConfigurationBuilder && other);
+
+  /// The same. What this builder held is dropped, and with it the configuration whose identity it owned.
   SPFConfigurationBuilder& operator=(SPFConfigurationBuilder&& other);
 
   ~SPFConfigurationBuilder();
@@ -106,7 +108,8 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   /// \return the handle that owns the published configuration
   /// \throws std::runtime_error when a mapping names an interface or publisher that the builder does
   ///         not have; the builder is unchanged then and can be repaired
-  /// \throws whatever publishing throws; the builder has lost its ID then
+  /// \throws std::runtime_error when Configuration Admin answers no configuration, and whatever else
+  ///         publishing throws; the builder has lost its ID then
   [[nodiscard]] SPFConfiguration build();
 
  private:
