@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "publish/properties.hpp"
+#include "publish/propertyKeys.hpp"
 #include "publish/ptreeToAnyMap.hpp"
 
 namespace agent::spf::frameworksetup {
@@ -22,8 +23,8 @@ std::string factoryPID(const std::string& publisherName) {
 
 AnyMap encodePublisherConfig(const SPFServicePublisherConfiguration& publisher) {
   auto config = emptyProperties();
-  place(config, "endpointsToConnectTo", publisher.endpointsToConnectTo);
-  place(config, "endpointsToBindTo", publisher.endpointsToBindTo);
+  place(config, endpointsToConnectToKey, publisher.endpointsToConnectTo);
+  place(config, endpointsToBindToKey, publisher.endpointsToBindTo);
   place(config, "importFilter", publisher.importFilter);
   place(config, "exportFilter", publisher.exportFilter);
   return config;
@@ -31,10 +32,10 @@ AnyMap encodePublisherConfig(const SPFServicePublisherConfiguration& publisher) 
 
 AnyMap encodePublisher(const SPFServicePublisherConfiguration& publisher) {
   auto entry = emptyProperties();
-  place(entry, "name", publisher.name);
-  place(entry, "uniqueID", publisher.uniqueID);
+  place(entry, nameKey, publisher.name);
+  place(entry, uniqueIDKey, publisher.uniqueID);
   place(entry, "factoryPID", factoryPID(publisher.name));
-  place(entry, "config", encodePublisherConfig(publisher));
+  place(entry, configKey, encodePublisherConfig(publisher));
   return entry;
 }
 
@@ -42,8 +43,8 @@ AnyMap encodeServiceInterface(const SPFServiceInterfaceConfiguration& serviceInt
   auto version = emptyProperties();
   place(version, "major", 1);
   auto entry = emptyProperties();
-  place(entry, "name", serviceInterface.name);
-  place(entry, "uniqueID", serviceInterface.uniqueID);
+  place(entry, nameKey, serviceInterface.name);
+  place(entry, uniqueIDKey, serviceInterface.uniqueID);
   place(entry, "version", std::move(version));
   place(entry, "requestedProperties", ptreeToAnyMap(serviceInterface.requestedProperties));
   return entry;
@@ -112,9 +113,9 @@ AnyMap encodeConfiguration(std::uint32_t modificationCount, const ServiceInterfa
 
   auto properties = emptyProperties();
   place(properties, "serviceConfigurations", std::move(interfaces));
-  place(properties, "servicePublisherConfigurations", std::move(publishers));
+  place(properties, servicePublisherConfigurationsKey, std::move(publishers));
   place(properties, "servicePublisherMappings", std::move(mappings));
-  place(properties, "modificationCount", static_cast<int>(modificationCount));
+  place(properties, modificationCountKey, static_cast<int>(modificationCount));
   return properties;
 }
 

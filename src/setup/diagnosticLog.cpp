@@ -1,5 +1,7 @@
 #include "setup/diagnosticLog.hpp"
 
+#include <cstdint>
+
 #include <cppmicroservices/Any.h>
 #include <boost/log/sources/record_ostream.hpp>
 #include <boost/log/sources/severity_feature.hpp>
@@ -21,7 +23,8 @@ Logger& diagnosticLogger() {
 }
 
 // The gate comes first: a disabled level costs one read and one test. `compose` runs only when a
-// record was opened, and the record is pushed only when `compose` did not throw.
+// record was opened. The pump pushes the record when it goes at the end of the statement, unless
+// `compose` threw.
 template <class Compose>
 void write(std::uint32_t level, const Compose& compose) {
   auto& logger = diagnosticLogger();

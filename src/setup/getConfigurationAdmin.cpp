@@ -23,6 +23,7 @@ std::shared_ptr<ConfigurationAdmin> getConfigurationAdmin(const cppmicroservices
   if (references.empty()) {
     return nullptr;
   }
+  // The framework may have been stopped meanwhile.
   if (!context) {
     throw std::runtime_error("The bundle context is no longer valid");
   }

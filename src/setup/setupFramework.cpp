@@ -1,5 +1,7 @@
 #include "agent/spf/frameworksetup/setupFramework.hpp"
 
+#include <utility>
+
 #include "model/endpointList.hpp"
 #include "publish/SPFConfigurationImpl.hpp"
 

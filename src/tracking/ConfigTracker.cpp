@@ -42,7 +42,7 @@ std::chrono::steady_clock::time_point deadlineAfter(const std::chrono::milliseco
 
 ConfigTracker::ConfigTracker(std::vector<Any>&& toBind, std::vector<Any>&& toConnect, bool isRpc)
     : endpointsToBindTo(std::move(toBind)), endpointsToConnectTo(std::move(toConnect)), isRpcServicePublisher(isRpc) {
-  equal.reserve(std::max(endpointsToBindTo.size(), endpointsToConnectTo.size()));
+  marks.reserve(std::max(endpointsToBindTo.size(), endpointsToConnectTo.size()));
 }
 
 bool ConfigTracker::completeEndpointBind(const Any& endpoint) {
@@ -73,14 +73,14 @@ bool ConfigTracker::removeEqual(std::vector<Any>& outstanding, const Any& endpoi
   if (holdsEmptyValue(endpoint)) {
     return false;
   }
-  equal.clear();
+  marks.clear();
   bool found = false;
   for (const auto& candidate : outstanding) {
-    equal.push_back(!holdsEmptyValue(candidate) && candidate == endpoint);
-    found = found || equal.back();
+    marks.push_back(!holdsEmptyValue(candidate) && candidate == endpoint);
+    found = found || marks.back();
   }
   if (found) {
-    auto mark = equal.begin();
+    auto mark = marks.begin();
     outstanding.erase(std::remove_if(outstanding.begin(), outstanding.end(), [&](const Any&) { return *mark++; }),
                       outstanding.end());
   }

@@ -71,9 +71,9 @@ class ConfigTracker {
   bool allServicesPublished = false;
   bool allServicesUnpublished = false;
   std::exception_ptr error;
-  // One mark for each element of the list that is searched. Has its memory from the start, so that an
-  // event needs none.
-  std::vector<bool> equal;
+  // Which elements of the list that is searched equal the endpoint. Has its memory from the start, so
+  // that an event needs none.
+  std::vector<bool> marks;
 };
 
 }  // namespace agent::spf::frameworksetup

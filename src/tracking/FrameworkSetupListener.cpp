@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <tuple>
 
+#include "publish/propertyKeys.hpp"
+
 namespace agent::spf::frameworksetup {
 
 using cppmicroservices::Any;
@@ -25,11 +27,12 @@ List endpoints(const AnyMap& config, const char* key, bool tracked) {
 }
 
 void addTracker(std::unordered_map<std::string, ConfigTracker>& trackers, const AnyMap& publisher) {
-  const auto& config = ref_any_cast<AnyMap>(publisher.at("config"));
-  const bool isRpc = rpcServicePublisherNames.count(ref_any_cast<std::string>(publisher.at("name"))) != 0;
-  auto toBind = endpoints(config, "endpointsToBindTo", isRpc);
-  auto toConnect = endpoints(config, "endpointsToConnectTo", isRpc);
-  trackers.emplace(std::piecewise_construct, std::forward_as_tuple(ref_any_cast<std::string>(publisher.at("uniqueID"))),
+  const auto& config = ref_any_cast<AnyMap>(publisher.at(configKey));
+  const bool isRpc = rpcServicePublisherNames.count(ref_any_cast<std::string>(publisher.at(nameKey))) != 0;
+  auto toBind = endpoints(config, endpointsToBindToKey, isRpc);
+  auto toConnect = endpoints(config, endpointsToConnectToKey, isRpc);
+  trackers.emplace(std::piecewise_construct,
+                   std::forward_as_tuple(ref_any_cast<std::string>(publisher.at(uniqueIDKey))),
                    std::forward_as_tuple(std::move(toBind), std::move(toConnect), isRpc));
 }
 
@@ -37,8 +40,8 @@ void addTracker(std::unordered_map<std::string, ConfigTracker>& trackers, const 
 
 FrameworkSetupListener::FrameworkSetupListener(std::function<void()>&& callback, const AnyMap& properties)
     : allCompleteCallback(std::move(callback)),
-      modificationCount(ref_any_cast<int>(properties.at("modificationCount"))) {
-  for (const auto& publisher : ref_any_cast<List>(properties.at("servicePublisherConfigurations"))) {
+      modificationCount(ref_any_cast<int>(properties.at(modificationCountKey))) {
+  for (const auto& publisher : ref_any_cast<List>(properties.at(servicePublisherConfigurationsKey))) {
     addTracker(configTrackers, ref_any_cast<AnyMap>(publisher));
   }
 }

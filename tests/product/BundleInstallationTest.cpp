@@ -1,3 +1,4 @@
+#include "support/ConcatenationCalls.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/configurations.hpp"
 
@@ -29,6 +30,21 @@ TEST(InstallingTheFrameworksBundles, HandsOverRelativePathsThatCarryTheFlagOfANe
   for (const auto& call : framework.host().installations()) {
     EXPECT_EQ(call.directory.rfind(L"bin/win64/spf/", 0), 0u);
     EXPECT_TRUE(call.flag);
+  }
+}
+
+TEST(InstallingTheFrameworksBundles, MakesAllPathsThroughTheHostsConcatenationBeforeItInstallsAnything) {
+  TestFramework framework;
+  std::vector<std::size_t> concatenationsAtInstallation;
+  const ConcatenationCalls concatenations;
+  framework.host().onInstallation(
+      [&](const Installation&) { concatenationsAtInstallation.push_back(concatenations.calls().size()); });
+  const auto configuration = SPFConfigurationBuilder("x").build();
+  // Three make the common root, one more each of the seven directories.
+  EXPECT_EQ(concatenationsAtInstallation, std::vector<std::size_t>(7, 10));
+  for (const auto& [component, flag] : concatenations.calls()) {
+    EXPECT_TRUE(flag);
+    EXPECT_FALSE(component.empty());
   }
 }
 

@@ -1,5 +1,6 @@
 #include "tracking/ConfigTracker.hpp"
 
+#include <future>
 #include <thread>
 
 #include "spf/test/Gate.hpp"
@@ -27,6 +28,17 @@ class APublisherTracker : public testing::Test {
     const int before = notificationsFromThisThread();
     operation();
     return notificationsFromThisThread() - before;
+  }
+  // How often an operation notifies at a moment when another thread can look at the tracker.
+  template <class Operation>
+  static int looksAtNotifications(ConfigTracker& tracker, Operation operation) {
+    int looks = 0;
+    const NotificationHook hook([&] {
+      const auto look = std::async(std::launch::async, [&] { tracker.listOutstandingEndpoints(); });
+      looks += look.wait_for(patience) == std::future_status::ready ? 1 : 0;
+    });
+    operation();
+    return looks;
   }
   static Texts toConnect(ConfigTracker& tracker) { return texts(tracker.listOutstandingEndpoints().first); }
   static Texts toBind(ConfigTracker& tracker) { return texts(tracker.listOutstandingEndpoints().second); }
@@ -151,6 +163,34 @@ TEST_F(APublisherTracker, NotifiesOnceWhenTheServicesAreUnpublishedTwiceAndLogsN
             1);
   EXPECT_TRUE(log_.messages().empty());
   EXPECT_TRUE(sut->waitForAllServicesToBeUnpublished(milliseconds(0)));
+}
+
+TEST_F(APublisherTracker, NotifiesWhenOthersCanLookAtItAgain) {
+  const std::pair<const char*, void (*)(ConfigTracker&)> reports[] = {
+      {"bound",
+       [](ConfigTracker& sut) {
+         sut.completeEndpointConnect(text("c"));
+         sut.completeEndpointBind(text("b"));
+       }},
+      {"connected",
+       [](ConfigTracker& sut) {
+         sut.completeEndpointBind(text("b"));
+         sut.completeEndpointConnect(text("c"));
+       }},
+      {"published", [](ConfigTracker& sut) { sut.completeAllServicesPublished(); }},
+      {"unpublished", [](ConfigTracker& sut) { sut.completeAllServicesUnpublished(); }},
+      {"failed", [](ConfigTracker& sut) { sut.setError(makeError<std::runtime_error>("broken")); }}};
+  for (const auto& [name, report] : reports) {
+    const auto sut = tracker({text("b")}, {text("c")});
+    EXPECT_EQ(looksAtNotifications(*sut, [&, report = report] { report(*sut); }), 1) << name;
+  }
+}
+
+TEST_F(APublisherTracker, NotifiesWhenOthersCanLookAtItAgainAlsoIfLoggingThrew) {
+  const auto sut = tracker({text("b")}, {});
+  log_.onRecord([](const LogRecord&) { throw std::runtime_error("disk full"); });
+  const auto report = [&] { EXPECT_THROW(sut->completeEndpointBind(text("b")), std::runtime_error); };
+  EXPECT_EQ(looksAtNotifications(*sut, report), 1);
 }
 
 TEST_F(APublisherTracker, KeepsTheFirstOfTwoErrors) {

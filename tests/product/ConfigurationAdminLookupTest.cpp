@@ -51,6 +51,21 @@ TEST(LookingUpConfigurationAdmin, LooksAnewEachTime) {
   EXPECT_EQ(getConfigurationAdmin(), nullptr);
 }
 
+TEST(LookingUpConfigurationAdmin, KeepsTheServiceAliveAndNothingElse) {
+  TestFramework framework;
+  auto admin = ConfigurationAdminDouble::registerWith(framework);
+  const auto holders = framework.pointer().use_count();
+  auto found = getConfigurationAdmin();
+  EXPECT_EQ(framework.pointer().use_count(), holders);
+
+  const std::weak_ptr<ConfigurationAdminDouble> alive = admin;
+  admin->unregister();
+  admin.reset();
+  EXPECT_FALSE(alive.expired());
+  found.reset();
+  EXPECT_TRUE(alive.expired());
+}
+
 TEST(LookingUpConfigurationAdmin, SaysThatTheContextOfAStoppedFrameworkIsNoLongerValid) {
   FrameworkWithConfigurationAdmin framework;
   framework.stop();

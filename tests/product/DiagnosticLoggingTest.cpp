@@ -1,5 +1,6 @@
 #include <thread>
 
+#include "agent/spf/frameworksetup/setupFramework.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/AllocationHook.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
@@ -115,12 +116,63 @@ TEST_F(DiagnosticLogging, WritesNothingAtAllWhileNoLevelIsEnabled) {
   EXPECT_TRUE(log.records().empty());
 }
 
-TEST_F(DiagnosticLogging, WithBothLevelsWritesAllFiveMessages) {
-  RecordedLog log(4 | 512);
+TEST_F(DiagnosticLogging, WithEveryLevelEnabledWritesTheFiveMessagesAndNothingElse) {
+  RecordedLog log(~0u);
   logEverything();
-  auto expected = progressMessages;
-  expected.emplace_back(swallowedMessage);
-  EXPECT_EQ(log.messages(), expected);
+  std::vector<LogRecord> expected;
+  for (const auto& message : progressMessages) {
+    expected.push_back(progress(message));
+  }
+  expected.push_back({512, "agent::spf::frameworksetup", swallowedMessage});
+  EXPECT_EQ(log.records(), expected);
+}
+
+TEST_F(DiagnosticLogging, WithEveryLevelEnabledWritesNothingForAnythingElse) {
+  RecordedLog log(~0u);
+  SPFConfigurationBuilder dangling("y");
+  dangling.addServiceMapping("nobody", "p");
+  EXPECT_THROW(static_cast<void>(dangling.build()), std::runtime_error);
+  auto sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p", {text("c")})).build();
+  sut = sut.modify().addServiceInterfaceToAllServicePublishers(serviceInterface("a")).build();
+  EXPECT_FALSE(sut.waitForAllEndpoints(milliseconds(0), "p"));
+  EXPECT_FALSE(sut.waitForAllServices(milliseconds(1), "p"));
+  EXPECT_THROW(static_cast<void>(sut.listOutstandingEndpoints("q")), std::out_of_range);
+  framework_.sendBound("p", 2, text("stranger"));
+  framework_.sendError("p", 2, makeError<std::runtime_error>("broken"));
+  framework_.sendUnpublished("p", 2);
+  agent::spf::frameworksetup::setupFramework();
+  EXPECT_EQ(log.records(), std::vector<LogRecord>());
+}
+
+TEST_F(DiagnosticLogging, ByManyThreadsAtBothLevelsGivesEachMessageItsOwnLevel) {
+  RecordedLog log(4 | 512);
+  admin_->onCall([](const std::string& call) {
+    if (call.rfind("Remove", 0) == 0) {
+      throw std::runtime_error("refused");
+    }
+  });
+  constexpr int threads = 4;
+  constexpr int rounds = 100;
+  Gate start;
+  std::vector<std::thread> removers;
+  for (int i = 0; i < threads; ++i) {
+    removers.emplace_back([&, id = "x" + std::to_string(i)] {
+      ASSERT_TRUE(start.wait());
+      for (int round = 0; round < rounds; ++round) {
+        auto sut = SPFConfigurationBuilder(id).addServicePublisher(publisher("p")).build();
+        static_cast<void>(sut.waitForAllServicesToBeUnpublished(milliseconds(0), "p"));
+      }
+    });
+  }
+  start.open();
+  for (auto& remover : removers) {
+    remover.join();
+  }
+  const auto records = log.records();
+  EXPECT_EQ(records.size(), 2u * threads * rounds);
+  for (const auto& record : records) {
+    EXPECT_EQ(record.severity, record.message == swallowedMessage ? 512u : 4u) << record;
+  }
 }
 
 TEST_F(DiagnosticLogging, ReadsTheMaskAfreshForEveryMessage) {

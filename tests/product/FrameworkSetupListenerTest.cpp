@@ -1,5 +1,8 @@
 #include "tracking/FrameworkSetupListener.hpp"
 
+#include <cstring>
+#include <iterator>
+
 #include "support/MutexFailure.hpp"
 #include "support/TestFramework.hpp"
 #include "support/configurations.hpp"
@@ -230,6 +233,62 @@ TEST_F(AFrameworkSetupListener, CannotBeMadeFromPropertiesOfAWrongType) {
     wrong[key] = Any(1);
     EXPECT_THROW(listener({Any(wrong)}), BadAnyCastException) << key;
   }
+  for (const auto* key : {"endpointsToBindTo", "endpointsToConnectTo"}) {
+    auto wrong = asMap(entry);
+    auto config = asMap(wrong.at("config"));
+    config[key] = text("no list");
+    wrong["config"] = Any(config);
+    EXPECT_THROW(listener({Any(wrong)}), BadAnyCastException) << key;
+  }
+}
+
+TEST_F(AFrameworkSetupListener, NeedsAConfigOfPublishersThatItDoesNotTrackToo) {
+  auto entry = asMap(publisherEntry("p", "other"));
+  entry["config"] = Any(1);
+  EXPECT_THROW(listener({Any(entry)}), cppmicroservices::BadAnyCastException);
+  entry.erase("config");
+  EXPECT_THROW(listener({Any(entry)}), std::out_of_range);
+}
+
+// Of two faults the one that is met first decides: a value of a wrong type, or a key that is missing.
+TEST_F(AFrameworkSetupListener, ReadsThePropertiesOfAPublisherInTheirOrder) {
+  const auto faulty = [](const std::string& wrong, const std::string& missing) {
+    auto config = asMap(asMap(publisherEntry("p", "rpcservicepublisher")).at("config"));
+    auto entry = asMap(publisherEntry("p", "rpcservicepublisher"));
+    for (auto* map : {&config, &entry}) {
+      map->erase(missing);
+      if (map->count(wrong) != 0) {
+        (*map)[wrong] = Any(1);
+      }
+    }
+    if (wrong != "config" && missing != "config") {
+      entry["config"] = Any(config);
+    }
+    return properties({Any(entry)});
+  };
+  const char* const keys[] = {"config", "name", "endpointsToBindTo", "endpointsToConnectTo", "uniqueID"};
+  for (std::size_t later = 1; later < std::size(keys); ++later) {
+    const auto* earlier = keys[later - 1];
+    EXPECT_THROW(listener(faulty(earlier, keys[later])), cppmicroservices::BadAnyCastException) << earlier;
+    EXPECT_THROW(listener(faulty(keys[later], earlier)), std::out_of_range) << earlier;
+  }
+}
+
+TEST_F(AFrameworkSetupListener, ReadsTheCountBeforeThePublishers) {
+  auto map = properties({}, 1);
+  map["modificationCount"] = text("one");
+  map.erase("servicePublisherConfigurations");
+  EXPECT_THROW(listener(map), cppmicroservices::BadAnyCastException);
+  map.erase("modificationCount");
+  map["servicePublisherConfigurations"] = text("none");
+  EXPECT_THROW(listener(map), std::out_of_range);
+}
+
+TEST_F(AFrameworkSetupListener, TakesTheCallbackOverWithoutCopyingIt) {
+  const auto token = std::make_shared<int>();
+  std::function<void()> callback = [token] {};
+  const FrameworkSetupListener sut(std::move(callback), properties({}));
+  EXPECT_EQ(token.use_count(), 2);
 }
 
 TEST_F(AFrameworkSetupListener, LetsOutWhatTheCallbackThrows) {
@@ -265,6 +324,15 @@ TEST(TheBaseOfAllListeners, DoesNothingWithAnEvent) {
   const auto event = std::make_shared<FrameworkEvent>(FrameworkEvent{0});
   sut.handleEvent(event);
   EXPECT_EQ(event.use_count(), 1);
+}
+
+// The framework was built separately: the slots of the virtual functions are part of what it calls.
+TEST(TheBaseOfAllListeners, HandlesEventsInItsFirstSlot) {
+  const auto handleEvent = &agent::spf::frameworklistener::FrameworkListener::handleEvent;
+  std::ptrdiff_t word = 0;
+  std::memcpy(&word, &handleEvent, sizeof word);
+  // It holds the offset of the slot, with the lowest bit as a mark on some platforms.
+  EXPECT_EQ(word / static_cast<std::ptrdiff_t>(sizeof(void*)), 0);
 }
 
 }  // namespace spf::test

@@ -262,6 +262,9 @@ TEST_F(Interleaving, OfACompletionThatTakesTheListenerAwayAndARemovalRegistersIt
     }
   });
   auto removal = begunOnAnotherThread([&] { EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(patience, "p")); });
+  // It never gets further while the listener is being taken away, however long one looks.
+  EXPECT_EQ(removal.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+  EXPECT_FALSE(removed.isOpen());
   place_.letGo();
   report.get();
   ASSERT_TRUE(removed.wait());

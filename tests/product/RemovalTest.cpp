@@ -20,7 +20,7 @@ class Removing : public testing::Test {
  protected:
   FrameworkWithConfigurationAdmin framework_;
   SPFConfiguration sut = SPFConfigurationBuilder("removed").addServicePublisher(publisher("p")).build();
-  RecordedLog log_{4 | 512};
+  RecordedLog log_{~0u};
 };
 
 TEST_F(Removing, ByResetWritesOneRecordDeletesTheConfigurationAndEmptiesTheHandleWithoutWaiting) {
@@ -180,7 +180,7 @@ class RemovingThroughADouble : public testing::Test {
   TestFramework framework_;
   std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
   SPFConfiguration sut = SPFConfigurationBuilder("x").addServicePublisher(publisher("p")).build();
-  RecordedLog log_{4 | 512};
+  RecordedLog log_{~0u};
 };
 
 TEST_F(RemovingThroughADouble, RequestsTheDeletionWhenTheListenerIsReadyForTheAnswer) {

@@ -44,7 +44,7 @@ TEST_F(SettingUpTheFramework, ConnectsToTheTwoDiscoveryServicesInAscendingOrderA
 }
 
 TEST_F(SettingUpTheFramework, LogsNothingAndRemovesNothing) {
-  RecordedLog log(4 | 512);
+  RecordedLog log(~0u);
   setupFramework();
   EXPECT_TRUE(log.records().empty());
   EXPECT_TRUE(framework_.configuration("LegacySetupFramework"));

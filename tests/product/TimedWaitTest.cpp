@@ -1,5 +1,6 @@
 #include <future>
 #include <limits>
+#include <optional>
 #include <system_error>
 #include <thread>
 
@@ -46,6 +47,16 @@ class ATimedWait : public testing::TestWithParam<Wait> {
     return timedWaitsFromThisThread() - before;
   }
   void fulfil() { GetParam().fulfil(sut_); }
+  // Until when a wait with this time-out asks to wait.
+  static steady_clock::time_point deadlineOf(const milliseconds& timeout) {
+    ConfigTracker sut{{text("b")}, {}, true};
+    const ScriptedTimedWaits scripted([&] {
+      GetParam().fulfil(sut);
+      return ScriptedTimedWaits::End::wakeUp;
+    });
+    EXPECT_TRUE((sut.*GetParam().wait)(timeout));
+    return scripted.deadline();
+  }
 
   ConfigTracker sut_{{text("b")}, {}, true};
 };
@@ -109,6 +120,35 @@ TEST_P(ATimedWait, WithATimeOutBeyondTheClockLastsUntilTheConditionHolds) {
     GetParam().fulfil(sut);
     EXPECT_TRUE(waiter.get()) << timeout.count();
   }
+}
+
+TEST_P(ATimedWait, AsksForTheTimeNowPlusItsTimeOut) {
+  const milliseconds hundredYears = std::chrono::hours(24) * 36525;
+  for (const auto timeout : {milliseconds(1), milliseconds(20), milliseconds(86400000), hundredYears}) {
+    const auto earliest = steady_clock::now() + timeout;
+    const auto deadline = deadlineOf(timeout);
+    EXPECT_GE(deadline, earliest) << timeout.count();
+    EXPECT_LE(deadline, steady_clock::now() + timeout) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, AsksForTheEndOfTheClockWhenItsTimeOutReachesBeyondIt) {
+  const auto left = std::chrono::duration_cast<milliseconds>(steady_clock::time_point::max() - steady_clock::now());
+  for (const auto timeout : {left + milliseconds(1), maximum - milliseconds(1), maximum}) {
+    EXPECT_EQ(deadlineOf(timeout), steady_clock::time_point::max()) << timeout.count();
+  }
+}
+
+TEST_P(ATimedWait, MeasuresItsTimeFromWhenItHasTheLock) {
+  std::optional<steady_clock::time_point> firstLocking;
+  // Lets the clock go on before the mutex is locked: a time that was read before is older.
+  const LockingHook hook([&] {
+    const auto begin = steady_clock::now();
+    while (!firstLocking || *firstLocking == begin) {
+      firstLocking = steady_clock::now();
+    }
+  });
+  EXPECT_GE(deadlineOf(milliseconds(20)), *firstLocking + milliseconds(20));
 }
 
 TEST_P(ATimedWait, OfManyThreadsEndsForAllOfThem) {

@@ -42,6 +42,15 @@ TEST_F(UpdateTracking, RegistersOneListenerPerPublicationAndUnregistersItWhenEve
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
+TEST_F(UpdateTracking, RegistersTheListenerUnderItsTypesNameAndWithNoPropertiesOfItsOwn) {
+  auto sut = builder().build();
+  const auto references = framework_.context().GetServiceReferences("agent::spf::frameworklistener::FrameworkListener");
+  ASSERT_EQ(references.size(), 1u);
+  auto keys = references.front().GetPropertyKeys();
+  std::sort(keys.begin(), keys.end());
+  EXPECT_EQ(keys, (std::vector<std::string>{"objectclass", "service.id", "service.scope"}));
+}
+
 TEST_F(UpdateTracking, EndsWithTheHandle) {
   auto sut = builder().build();
   EXPECT_EQ(framework_.listeners(), 1u);

@@ -180,10 +180,14 @@ TEST_F(Waiting, OfManyThreadsOnSeveralPublishersEndsWithTheEventsOfManyThreads) 
 
 TEST(WaitingWithoutConfigurationAdmin, ReturnsFalseAndListsNothingForAnyPublisher) {
   TestFramework framework;
-  auto sut = SPFConfigurationBuilder("nowhere").addServicePublisher(publisher("p", {text("c")})).build();
+  auto sut = SPFConfigurationBuilder("nowhere").addServicePublisher(publisher("p", {text("c")}, {text("b")})).build();
   EXPECT_FALSE(sut.waitForAllEndpoints(patience, "p"));
   EXPECT_FALSE(sut.waitForAllServices(patience, "unknown"));
-  EXPECT_TRUE(sut.listOutstandingEndpoints("p").first.empty());
+  for (const auto* id : {"p", "unknown"}) {
+    const auto [toConnect, toBind] = sut.listOutstandingEndpoints(id);
+    EXPECT_TRUE(toConnect.empty()) << id;
+    EXPECT_TRUE(toBind.empty()) << id;
+  }
 }
 
 }  // namespace spf::test

@@ -11,7 +11,7 @@ using Texts = std::vector<std::string>;
 class Withdrawing : public testing::Test {
  protected:
   TestFramework framework_;
-  RecordedLog log_{4 | 512};
+  RecordedLog log_{~0u};
 };
 
 TEST_F(Withdrawing, TheEmptyIDCallsNobodyAndLogsNothing) {

@@ -112,6 +112,20 @@ TEST_P(TheWorkOfAnEvent, IsOneLookUpAndNothingElseForAListenerThatItIsNotFor) {
 
 // One thread holds the publisher's lock while it compares, another one the lock of the completed
 // publishers while it allocates.
+TEST(AMessageWhoseLevelIsOff, TakesNoMemory) {
+  using namespace agent::spf::frameworksetup;
+  logProgress("");
+  const std::string longValue(5000, 'x');
+  const Any endpoint(longValue);
+  const auto work = workOf([&] {
+    logProgress("message");
+    logProgress("message", longValue);
+    logProgress("message", endpoint);
+    logSwallowedException("message");
+  });
+  EXPECT_EQ(work.allocations, 0);
+}
+
 TEST(AnEventThatIsNotForAListener, PassesWhileOtherEventsHoldTheLocksOfTheListener) {
   Gate comparing;
   Gate allocating;

@@ -41,7 +41,7 @@ class FailingCollaborators {
 
   TestFramework framework;
   const std::shared_ptr<ConfigurationAdminDouble> admin = ConfigurationAdminDouble::registerWith(framework);
-  RecordedLog log{4 | 512};
+  RecordedLog log{~0u};
 
   /// Runs an operation on this thread while these calls throw. That they were reached is expected.
   /// \return what came out of the operation

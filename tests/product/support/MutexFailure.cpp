@@ -3,10 +3,12 @@
 #include <pthread.h>
 
 #include <cerrno>
+#include <utility>
 
 namespace {
 
 thread_local bool refusing = false;
+thread_local spf::test::LockingHook* hook = nullptr;
 
 }  // namespace
 
@@ -14,6 +16,9 @@ thread_local bool refusing = false;
 // shared library defines the function that is wrapped, as a sanitizer's does.
 extern "C" int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
 extern "C" __attribute__((visibility("default"))) int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+  if (hook != nullptr) {
+    hook->locking();
+  }
   return refusing ? EAGAIN : __real_pthread_mutex_lock(mutex);
 }
 
@@ -25,6 +30,14 @@ MutexFailure::MutexFailure() {
 
 MutexFailure::~MutexFailure() {
   refusing = false;
+}
+
+LockingHook::LockingHook(std::function<void()> action) : action_(std::move(action)) {
+  hook = this;
+}
+
+LockingHook::~LockingHook() {
+  hook = nullptr;
 }
 
 }  // namespace spf::test

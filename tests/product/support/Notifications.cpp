@@ -3,10 +3,12 @@
 #include <dlfcn.h>
 
 #include <condition_variable>
+#include <utility>
 
 namespace {
 
 thread_local int notifications = 0;
+thread_local spf::test::NotificationHook* hook = nullptr;
 
 using NotifyAll = void (*)(std::condition_variable*);
 
@@ -20,6 +22,9 @@ NotifyAll original() {
 // Comes before the standard library's own when the program is linked.
 __attribute__((visibility("default"))) void std::condition_variable::notify_all() noexcept {
   ++notifications;
+  if (hook != nullptr) {
+    hook->notifying();
+  }
   original()(this);
 }
 
@@ -27,6 +32,14 @@ namespace spf::test {
 
 int notificationsFromThisThread() {
   return notifications;
+}
+
+NotificationHook::NotificationHook(std::function<void()> action) : action_(std::move(action)) {
+  hook = this;
+}
+
+NotificationHook::~NotificationHook() {
+  hook = nullptr;
 }
 
 }  // namespace spf::test

@@ -33,6 +33,8 @@ class TestFramework {
   HostDouble& host() { return host_; }
   cppmicroservices::BundleContext context() const { return framework_->GetBundleContext(); }
   cppmicroservices::Framework& framework() { return *framework_; }
+  /// The pointer that `getFramework` hands out copies of.
+  const std::shared_ptr<cppmicroservices::Framework>& pointer() const { return framework_; }
 
   /// Installs and starts the runtime's own Configuration Admin.
   void startConfigurationAdmin();

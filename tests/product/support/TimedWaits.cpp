@@ -40,13 +40,13 @@ ScriptedTimedWaits::~ScriptedTimedWaits() {
   scripted = nullptr;
 }
 
-int ScriptedTimedWaits::wait(pthread_mutex_t* mutex, const timespec& deadline) const {
+int ScriptedTimedWaits::wait(pthread_mutex_t* mutex, const timespec& deadline) {
   using std::chrono::steady_clock;
-  const auto end =
+  deadline_ =
       steady_clock::time_point(std::chrono::seconds(deadline.tv_sec) + std::chrono::nanoseconds(deadline.tv_nsec));
   pthread_mutex_unlock(mutex);
   const bool timeOut = script_() == End::timeOut;
-  while (timeOut && steady_clock::now() < end) {
+  while (timeOut && steady_clock::now() < deadline_) {
     std::this_thread::yield();
   }
   pthread_mutex_lock(mutex);

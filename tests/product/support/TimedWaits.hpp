@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 
+#include <chrono>
 #include <functional>
 
 namespace spf::test {
@@ -22,10 +23,14 @@ class ScriptedTimedWaits {
   ScriptedTimedWaits(const ScriptedTimedWaits&) = delete;
   ScriptedTimedWaits& operator=(const ScriptedTimedWaits&) = delete;
 
-  int wait(pthread_mutex_t* mutex, const timespec& deadline) const;
+  int wait(pthread_mutex_t* mutex, const timespec& deadline);
+
+  /// Until when the last of them was to wait.
+  std::chrono::steady_clock::time_point deadline() const { return deadline_; }
 
  private:
   const std::function<End()> script_;
+  std::chrono::steady_clock::time_point deadline_;
 };
 
 }  // namespace spf::test
