@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <cppmicroservices/ServiceFactory.h>
 
 #include "agent/spf/frameworksetup/setupFramework.hpp"
@@ -142,14 +144,15 @@ TEST_P(ASetupThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsAtASeco
   });
 }
 
+Texts sevenInstallationsAnd(const Texts& others) {
+  Texts all(7, "installAndStart");
+  all.insert(all.end(), others.begin(), others.end());
+  return all;
+}
+
 // The tables above are complete as long as these are all the calls.
 class CallsOfAPublication : public testing::Test {
  protected:
-  static Texts sevenInstallationsAnd(Texts others) {
-    Texts all(7, "installAndStart");
-    all.insert(all.end(), others.begin(), others.end());
-    return all;
-  }
   // Of building alone: the configuration is withdrawn later.
   Texts callsOfBuilding(const std::string& id) {
     return with_.callsOf([&] { configuration_ = SPFConfigurationBuilder(id).build(); });
@@ -175,6 +178,91 @@ TEST_F(CallsOfAPublication, EndWithTheLookUpWhenThereIsNoConfigurationAdmin) {
   with_.admin->unregister();
   EXPECT_EQ(callsOfBuilding("given"), sevenInstallationsAnd({"getFramework", "GetServiceReferences"}));
   EXPECT_EQ(configuration_.getConfigurationID(), "");
+}
+
+// An endpoint that tells of every copy that is made of it.
+class ToldEndpoint {
+ public:
+  explicit ToldEndpoint(FailingCollaborators& with) : with_(with) {}
+  ToldEndpoint(const ToldEndpoint& other) : with_(other.with_) { with_.called("copy"); }
+  ToldEndpoint& operator=(const ToldEndpoint&) = delete;
+
+ private:
+  FailingCollaborators& with_;
+};
+
+std::ostream& operator<<(std::ostream& stream, const ToldEndpoint&) {
+  return stream << "told";
+}
+
+// The entries are copied for the configuration, encoded as properties, and read from there to track them.
+class TheCopiesOfAPublication : public testing::Test {
+ protected:
+  static SPFConfigurationBuilder filled(FailingCollaborators& with) {
+    SPFConfigurationBuilder builder("given");
+    builder.addServicePublisher(publisher("p", {Any(ToldEndpoint(with))}, {Any(ToldEndpoint(with))}));
+    return builder;
+  }
+  static Texts callsOfBuilding() {
+    FailingCollaborators with;
+    auto builder = filled(with);
+    SPFConfiguration configuration;
+    return with.callsOf([&] { configuration = builder.build(); });
+  }
+  // How many copies there are at each step is up to the step.
+  static Texts withoutRepeatedCopies(Texts calls) {
+    const auto repeated = [](const std::string& left, const std::string& right) {
+      return left == "copy" && right == "copy";
+    };
+    calls.erase(std::unique(calls.begin(), calls.end(), repeated), calls.end());
+    return calls;
+  }
+  // The calls up to the copy of that number.
+  static Texts upToCopy(int number, const Texts& calls) {
+    auto end = calls.begin();
+    for (; number > 0; --number) {
+      end = std::find(end, calls.end(), "copy") + 1;
+    }
+    return {calls.begin(), end};
+  }
+};
+
+TEST_F(TheCopiesOfAPublication, AreMadeBeforeTheBundlesBeforeTheLookUpAndBeforeTheRegistration) {
+  auto expected =
+      sevenInstallationsAnd({"copy", "getFramework", "GetServiceReferences", "GetService", "GetFactoryConfiguration",
+                             "copy", "getFramework", "RegisterService", "Update"});
+  expected.insert(expected.begin(), "copy");
+  EXPECT_EQ(withoutRepeatedCopies(callsOfBuilding()), expected);
+}
+
+TEST_F(TheCopiesOfAPublication, EndItThereWhenTheyFailAndCostTheBuildersIDOnlyOnceTheBundlesAreInstalled) {
+  const auto undisturbed = callsOfBuilding();
+  const auto copies = static_cast<int>(std::count(undisturbed.begin(), undisturbed.end(), "copy"));
+  for (int copy = 1; copy <= copies; ++copy) {
+    SCOPED_TRACE(copy);
+    FailingCollaborators with;
+    auto sut = filled(with);
+    EXPECT_EQ(with.outcomeOf({{"copy", copy}}, Thrown::standardException, [&] { static_cast<void>(sut.build()); }),
+              textOf(Thrown::standardException));
+    EXPECT_EQ(with.callsSoFar(), upToCopy(copy, undisturbed));
+    EXPECT_EQ(with.framework.listeners(), 0u);
+    EXPECT_EQ(with.calls("Remove"), 0);
+    const bool installed = !with.framework.host().installations().empty();
+    EXPECT_EQ(sut.build().getConfigurationID(), installed ? "generated" : "given");
+  }
+}
+
+TEST_F(TheCopiesOfAPublication, LeaveABuilderMadeByModifyTheOwnerOfItsConfigurationWhenTheFirstOneFails) {
+  FailingCollaborators with;
+  auto first = filled(with).build();
+  {
+    auto sut = first.modify();
+    EXPECT_EQ(with.outcomeOf({{"copy"}}, Thrown::standardException, [&] { static_cast<void>(sut.build()); }),
+              textOf(Thrown::standardException));
+    EXPECT_EQ(with.calls("Remove"), 0);
+  }
+  EXPECT_EQ(with.calls("Remove"), 1);
+  EXPECT_FALSE(with.admin->properties("zk.spf.framework~given"));
 }
 
 // Collaborators that answer nothing instead of throwing.

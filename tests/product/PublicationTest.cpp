@@ -1,3 +1,5 @@
+#include <cppmicroservices/ServiceFactory.h>
+
 #include "agent/spf/frameworksetup/setupFramework.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/configurations.hpp"
@@ -133,6 +135,39 @@ TEST_F(PublicationThroughADouble, InstallsTheBundlesBeforeItTouchesConfiguration
   framework_.host().onInstallation([&](const Installation&) { EXPECT_TRUE(admin_->calls().empty()); });
   const auto configuration = SPFConfigurationBuilder("given").build();
   EXPECT_EQ(framework_.host().installations().size(), 7u);
+}
+
+// Lends the double out, and tells when it gets it back.
+class Lender : public cppmicroservices::ServiceFactory {
+ public:
+  Lender(std::shared_ptr<cm::ConfigurationAdmin> admin, std::function<void()> onReturn)
+      : admin_(std::move(admin)), onReturn_(std::move(onReturn)) {}
+
+  cppmicroservices::InterfaceMapConstPtr GetService(const cppmicroservices::Bundle&,
+                                                    const cppmicroservices::ServiceRegistrationBase&) override {
+    return cppmicroservices::MakeInterfaceMap<cm::ConfigurationAdmin>(admin_);
+  }
+  void UngetService(const cppmicroservices::Bundle&, const cppmicroservices::ServiceRegistrationBase&,
+                    const cppmicroservices::InterfaceMapConstPtr&) override {
+    onReturn_();
+  }
+
+ private:
+  const std::shared_ptr<cm::ConfigurationAdmin> admin_;
+  const std::function<void()> onReturn_;
+};
+
+TEST_F(PublicationThroughADouble, LetsGoOfTheFutureTheConfigurationAndConfigurationAdminInThisOrderBeforeItReturns) {
+  Texts released;
+  admin_->onRelease([&](const char* what) { released.emplace_back(what); });
+  admin_->unregister();
+  auto registration =
+      framework_.context().RegisterService<cm::ConfigurationAdmin>(std::shared_ptr<cppmicroservices::ServiceFactory>(
+          std::make_shared<Lender>(admin_, [&] { released.emplace_back("ConfigurationAdmin"); })));
+
+  const auto configuration = SPFConfigurationBuilder("given").addServicePublisher(publisher("p")).build();
+  EXPECT_EQ(released, (Texts{"future", "Configuration", "ConfigurationAdmin"}));
+  registration.Unregister();
 }
 
 TEST_F(PublicationThroughADouble, ListensBeforeTheFrameworkCanHearOfIt) {

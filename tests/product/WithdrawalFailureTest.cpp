@@ -64,6 +64,17 @@ class AWithdrawalThatFailsOn : public testing::TestWithParam<LettingGo> {
 INSTANTIATE_TEST_SUITE_P(, AWithdrawalThatFailsOn, testing::ValuesIn(lettingGo),
                          [](const auto& way) { return std::string(way.param.name); });
 
+// The table below is complete as long as these are all the calls.
+TEST_P(AWithdrawalThatFailsOn, MakesTheseCallsWhenNothingFails) {
+  FailingCollaborators with;
+  auto sut = owner();
+  Texts expected{"getFramework", "GetServiceReferences", "GetService", "log 4", "GetFactoryConfiguration", "Remove"};
+  if (!GetParam().ofABuilder) {
+    expected.emplace_back("Unregister");
+  }
+  EXPECT_EQ(with.callsOf([&] { GetParam().letGo(sut); }), expected);
+}
+
 TEST_P(AWithdrawalThatFailsOn, IsSilentLeavesTheConfigurationThereAndEndsTheTracking) {
   const std::pair<Call, Texts> cases[] = {{{"getFramework"}, {}},
                                           {{"GetServiceReferences"}, {}},

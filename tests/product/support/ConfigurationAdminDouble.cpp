@@ -15,8 +15,8 @@ namespace {
 
 class ConfigurationDouble : public cm::Configuration {
  public:
-  ConfigurationDouble(std::shared_ptr<ConfigurationAdminDouble> admin, std::string pid)
-      : admin_(std::move(admin)), pid_(std::move(pid)) {}
+  ConfigurationDouble(std::shared_ptr<ConfigurationAdminDouble> admin, std::string pid, std::shared_ptr<void> lent)
+      : admin_(std::move(admin)), pid_(std::move(pid)), lent_(std::move(lent)) {}
 
   std::string GetPid() const override {
     admin_->note("GetPid " + pid_);
@@ -47,6 +47,7 @@ class ConfigurationDouble : public cm::Configuration {
  private:
   const std::shared_ptr<ConfigurationAdminDouble> admin_;
   const std::string pid_;
+  const std::shared_ptr<void> lent_;
 };
 
 }  // namespace
@@ -105,6 +106,11 @@ void ConfigurationAdminDouble::answerNoConfigurations() {
   answersNoConfigurations_ = true;
 }
 
+void ConfigurationAdminDouble::onRelease(std::function<void(const char*)> action) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  onRelease_ = std::move(action);
+}
+
 std::unique_ptr<AnyMap> ConfigurationAdminDouble::properties(const std::string& pid) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = stored_.find(pid);
@@ -149,6 +155,10 @@ std::shared_future<void> ConfigurationAdminDouble::answer() {
   if (answersHaveNoFutures_) {
     return {};
   }
+  if (onRelease_) {
+    // Its task never runs; the future keeps what the task holds.
+    return std::async(std::launch::deferred, [held = lent("future")] {}).share();
+  }
   if (answersAreWithheld_) {
     withheldAnswers_.push_back(std::move(promise));
   } else {
@@ -161,7 +171,11 @@ std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::configuration(const
   if (answersNoConfigurations_) {
     return nullptr;
   }
-  return std::make_shared<ConfigurationDouble>(shared_from_this(), pid);
+  return std::make_shared<ConfigurationDouble>(shared_from_this(), pid, lent("Configuration"));
+}
+
+std::shared_ptr<void> ConfigurationAdminDouble::lent(const char* what) const {
+  return onRelease_ ? std::shared_ptr<void>(nullptr, [action = onRelease_, what](void*) { action(what); }) : nullptr;
 }
 
 std::shared_ptr<cm::Configuration> ConfigurationAdminDouble::GetConfiguration(const std::string&) {

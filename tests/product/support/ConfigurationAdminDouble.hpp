@@ -49,6 +49,10 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
   /// From now on asking for a configuration gives none.
   void answerNoConfigurations();
 
+  /// Called when the library lets go of what it was handed from now on, with "Configuration" or, for
+  /// what Update and Remove returned, "future".
+  void onRelease(std::function<void(const char*)> action);
+
   /// The properties that were written last for a PID; null when there are none.
   std::unique_ptr<AnyMap> properties(const std::string& pid) const;
 
@@ -68,10 +72,12 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
 
  private:
   std::shared_ptr<cm::Configuration> configuration(const std::string& pid);
+  std::shared_ptr<void> lent(const char* what) const;
 
   mutable std::mutex mutex_;
   std::vector<std::string> calls_;
   std::function<void(const std::string&)> onCall_;
+  std::function<void(const char*)> onRelease_;
   std::string nextPid_ = "zk.spf.framework~generated";
   std::map<std::string, AnyMap> stored_;
   bool answersAreWithheld_ = false;

@@ -50,6 +50,9 @@ class FailingCollaborators {
   /// The names of the calls of an operation that nothing disturbs, in their order.
   std::vector<std::string> callsOf(const std::function<void()>& operation);
 
+  /// The same of the last operation, up to the call that threw, if one did.
+  const std::vector<std::string>& callsSoFar() const { return calls_; }
+
   /// How often Configuration Admin was called that way since it was made or its calls were cleared.
   int calls(const std::string& name) const;
 
