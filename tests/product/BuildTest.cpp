@@ -1,4 +1,5 @@
 #include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -53,6 +54,35 @@ TEST_F(Building, TouchesNothingWhenValidationFails) {
   EXPECT_THROW(static_cast<void>(sut.build()), std::runtime_error);
   EXPECT_TRUE(framework_.host().installations().empty());
   EXPECT_TRUE(framework_.configurationIDs().empty());
+}
+
+TEST_F(Building, LogsNothingWhenValidationFails) {
+  const RecordedLog log(~0u);
+  sut.addServiceMapping("i", "p");
+  EXPECT_THROW(static_cast<void>(sut.build()), std::runtime_error);
+  EXPECT_TRUE(log.records().empty());
+}
+
+TEST_F(Building, LeavesABuilderMadeByModifyTheOwnerOfItsConfigurationWhenValidationFails) {
+  auto first = sut.build();
+  {
+    auto seeded = first.modify();
+    seeded.addServiceMapping("i", "p");
+    EXPECT_THROW(static_cast<void>(seeded.build()), std::runtime_error);
+    EXPECT_EQ(framework_.configurationIDs(), std::vector<std::string>{"built"});
+  }
+  EXPECT_TRUE(framework_.configurationIDs().empty());
+}
+
+TEST_F(Building, SucceedsAsTheNextRevisionAfterABuilderMadeByModifyWasRepaired) {
+  auto first = sut.build();
+  auto seeded = first.modify();
+  seeded.addServiceMapping("i", "p");
+  EXPECT_THROW(static_cast<void>(seeded.build()), std::runtime_error);
+  const auto second = seeded.removeServiceMapping("i", "p").build();
+  EXPECT_EQ(second.getConfigurationID(), "built");
+  EXPECT_EQ(framework_.configurationIDs(), std::vector<std::string>{"built"});
+  EXPECT_EQ(asInt(framework_.configuration("built")->at("modificationCount")), 2);
 }
 
 TEST_F(Building, AnEmptyBuilderGivesAConfigurationWithoutEntriesItsIDAndTheCountOne) {

@@ -13,6 +13,14 @@ static_assert(std::is_nothrow_move_constructible_v<SPFConfiguration>);
 static_assert(std::is_nothrow_move_assignable_v<SPFConfiguration>);
 static_assert(std::is_nothrow_destructible_v<SPFConfiguration>);
 
+// It is a pointer to its implementation, which only the builder may put in.
+using SPFConfigurationImpl = agent::spf::frameworksetup::SPFConfigurationImpl;
+static_assert(sizeof(SPFConfiguration) == sizeof(std::unique_ptr<SPFConfigurationImpl>));
+static_assert(!std::is_constructible_v<SPFConfiguration, std::unique_ptr<SPFConfigurationImpl>>);
+
+static_assert(
+    std::is_same_v<decltype(std::declval<const SPFConfiguration&>().getConfigurationID()), const std::string>);
+
 class AConfigurationHandle : public testing::Test {
  protected:
   using Texts = std::vector<std::string>;
@@ -62,11 +70,17 @@ TEST(AnEmptyConfigurationHandle, ModifiesIntoABuilderThatAsksForAGeneratedID) {
 }
 
 TEST_F(AConfigurationHandle, KeepsItsEntriesButNotItsIdentityAfterModify) {
-  auto sut = SPFConfigurationBuilder("passed-on").addServicePublisher(publisher("p")).build();
+  auto sut = SPFConfigurationBuilder("passed-on")
+                 .addServiceInterfaceToAllServicePublishers(serviceInterface("marked"))
+                 .addServiceInterfaceToServicePublisher("p", serviceInterface("mapped"))
+                 .addServicePublisher(publisher("p"))
+                 .build();
   auto builder = sut.modify();
   EXPECT_FALSE(sut.empty());
   EXPECT_EQ(sut.getConfigurationID(), "");
   EXPECT_EQ(idsOf(sut.getServicePublisherConfigurations()), Texts{"p"});
+  EXPECT_EQ(sortedIDsOf(sut.getServiceInterfaceConfigurations()), (Texts{"mapped", "marked"}));
+  EXPECT_EQ(idsOf(sut.getServiceInterfaceConfigurationsForServicePublisher("p")), (Texts{"marked", "mapped"}));
   EXPECT_EQ(builder.build().getConfigurationID(), "passed-on");
 }
 
@@ -106,6 +120,36 @@ TEST_F(AConfigurationHandle, ListsThoseForAllInTheOrderInWhichTheyWereAdded) {
                        .addServiceInterface(serviceInterface("m", "renamed"))
                        .build();
   EXPECT_EQ(idsOf(sut.getServiceInterfaceConfigurationsForServicePublisher("p")), (Texts{"m", "z", "a"}));
+}
+
+// An entry whose mark changes goes behind those that have the same mark, unless it stands next to them:
+// then it keeps its place.
+TEST_F(AConfigurationHandle, ListsThoseForAllInTheOrderOfTheirIndexAlsoInTheNextRevision) {
+  SPFConfigurationBuilder builder("marking");
+  const auto listed = [&] {
+    auto sut = builder.build();
+    const auto ids = idsOf(sut.getServiceInterfaceConfigurationsForServicePublisher("p"));
+    sut = sut.modify().build();
+    EXPECT_EQ(idsOf(sut.getServiceInterfaceConfigurationsForServicePublisher("p")), ids) << "after modify()";
+    return ids;
+  };
+  builder.addServiceInterface(serviceInterface("a")).addServiceInterface(serviceInterface("unmarked"));
+  for (const auto* id : {"b", "c", "a"}) {
+    builder.addServiceInterfaceToAllServicePublishers(serviceInterface(id));
+  }
+  EXPECT_EQ(listed(), (Texts{"b", "c", "a"}));
+
+  builder.addServiceInterfaceToAllServicePublishers(serviceInterface("b", "marked again"));
+  EXPECT_EQ(listed(), (Texts{"b", "c", "a"}));
+
+  builder.undoMappingOfServiceInterfaceToAllServicePublishers("c");
+  EXPECT_EQ(listed(), (Texts{"b", "a"}));
+
+  builder.addServiceInterfaceToAllServicePublishers(serviceInterface("c"));
+  EXPECT_EQ(listed(), (Texts{"c", "b", "a"}));
+
+  builder.addServiceInterfaceToAllServicePublishers(serviceInterface("unmarked"));
+  EXPECT_EQ(listed(), (Texts{"unmarked", "c", "b", "a"}));
 }
 
 TEST_F(AConfigurationHandle, OfAConfigurationWithoutEntriesIsNotEmptyAndHasEmptyLists) {
@@ -163,6 +207,24 @@ TEST_F(AConfigurationHandle, WithdrawsWhatItHeldWhenAnotherIsMovedOverIt) {
   EXPECT_TRUE(second.empty());
   EXPECT_EQ(first.getConfigurationID(), "second");
   EXPECT_EQ(framework_.configurationIDs(), Texts{"second"});
+}
+
+TEST(AConfigurationHandleThatAnotherIsMovedOver, HoldsTheOthersConfigurationAlreadyWhenItsOwnIsWithdrawn) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  auto sut = SPFConfigurationBuilder("first").build();
+  auto other = SPFConfigurationBuilder("second").build();
+  std::string heldAtRemoval;
+  admin->onCall([&](const std::string& call) {
+    if (call == "Remove zk.spf.framework~first") {
+      EXPECT_TRUE(other.empty());
+      ASSERT_FALSE(sut.empty());
+      heldAtRemoval = sut.getConfigurationID();
+    }
+  });
+  sut = std::move(other);
+  EXPECT_EQ(heldAtRemoval, "second");
+  admin->onCall(nullptr);
 }
 
 TEST_F(AConfigurationHandle, SurvivesItsOwnMoveAssignment) {

@@ -197,6 +197,20 @@ TEST_F(RemovingThroughADouble, RequestsTheDeletionWhenTheListenerIsReadyForTheAn
   EXPECT_EQ(listenersAtRemove, 1u);
 }
 
+TEST_F(RemovingThroughADouble, ByResetRequestsTheDeletionWithTheHandleEmptyAndTheListenerStillThere) {
+  int removals = 0;
+  admin_->onCall([&](const std::string& call) {
+    if (call.rfind("Remove", 0) == 0) {
+      ++removals;
+      EXPECT_TRUE(sut.empty());
+      EXPECT_EQ(framework_.listeners(), 1u);
+    }
+  });
+  sut.reset();
+  EXPECT_EQ(removals, 1);
+  EXPECT_EQ(framework_.listeners(), 0u);
+}
+
 TEST_F(RemovingThroughADouble, LeavesTheListenerRegisteredWhenACompletionComesDuringTheRemoval) {
   Gate removed;
   admin_->onCall([&](const std::string& call) {
