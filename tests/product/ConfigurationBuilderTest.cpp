@@ -1,6 +1,7 @@
 #include <type_traits>
 
 #include "support/ConfigurationAdminDouble.hpp"
+#include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -9,6 +10,14 @@ static_assert(!std::is_copy_constructible_v<SPFConfigurationBuilder>);
 static_assert(!std::is_copy_assignable_v<SPFConfigurationBuilder>);
 static_assert(std::is_move_constructible_v<SPFConfigurationBuilder>);
 static_assert(std::is_move_assignable_v<SPFConfigurationBuilder>);
+
+// A text is a builder with that ID.
+static_assert(std::is_convertible_v<std::string, SPFConfigurationBuilder>);
+
+// It is a pointer to its implementation, which only a handle may put in.
+using SPFConfigurationBuilderImpl = agent::spf::frameworksetup::SPFConfigurationBuilderImpl;
+static_assert(sizeof(SPFConfigurationBuilder) == sizeof(std::unique_ptr<SPFConfigurationBuilderImpl>));
+static_assert(!std::is_constructible_v<SPFConfigurationBuilder, std::unique_ptr<SPFConfigurationBuilderImpl>>);
 
 class ABuilder : public testing::Test {
  protected:
@@ -32,6 +41,21 @@ TEST_F(ABuilder, KeepsOneEntryWithTheSecondNameWhenAnInterfaceIsAddedTwice) {
   const auto interfaces = published().getServiceInterfaceConfigurations();
   ASSERT_EQ(interfaces.size(), 1u);
   EXPECT_EQ(interfaces[0].name, "second");
+}
+
+TEST_F(ABuilder, KeepsThePlacesOfTheEntriesThatItReplaces) {
+  constexpr int number = 50;
+  for (int i = 0; i < number; ++i) {
+    sut.addServiceInterface(serviceInterface(std::to_string(i))).addServicePublisher(publisher(std::to_string(i)));
+  }
+  const auto first = sut.build();
+  for (int i = 0; i < number; i += 3) {
+    const auto id = std::to_string(i);
+    sut.addServiceInterface(serviceInterface(id, "replaced")).addServicePublisher(publisher(id, {text("replaced")}));
+  }
+  const auto second = sut.build();
+  EXPECT_EQ(idsOf(second.getServiceInterfaceConfigurations()), idsOf(first.getServiceInterfaceConfigurations()));
+  EXPECT_EQ(idsOf(second.getServicePublisherConfigurations()), idsOf(first.getServicePublisherConfigurations()));
 }
 
 TEST_F(ABuilder, KeepsTheMarkForAllPublishersWhenTheInterfaceIsReplaced) {
@@ -244,11 +268,69 @@ TEST_F(ABuilderWithTheEmptyID, IsWhatIsLeftOfOneThatWasMoveAssignedFrom) {
   expectsEmptyConfigurationWithGeneratedID(sut);
 }
 
-TEST_F(ABuilder, TellsNobodyOfItsEdits) {
-  sut.addServiceInterface(serviceInterface("i")).addServicePublisher(publisher("p")).addServiceMapping("i", "p");
-  EXPECT_TRUE(framework_.host().installations().empty());
-  EXPECT_TRUE(framework_.configurationIDs().empty());
-  EXPECT_EQ(framework_.listeners(), 0u);
+// An edit of the entries "i" and "p"; returns the address of what it returned.
+struct EditOfABuilder {
+  const char* name;
+  SPFConfigurationBuilder* (*edit)(SPFConfigurationBuilder& sut);
+};
+
+void PrintTo(const EditOfABuilder& edit, std::ostream* stream) {
+  *stream << edit.name;
+}
+
+const EditOfABuilder edits[] = {
+    {"AddingAnInterface", [](auto& sut) { return &sut.addServiceInterface(serviceInterface("i")); }},
+    {"AddingAnInterfaceByItsMembers", [](auto& sut) { return &sut.addServiceInterface("i", "n", {}); }},
+    {"AddingAnInterfaceForAll",
+     [](auto& sut) { return &sut.addServiceInterfaceToAllServicePublishers(serviceInterface("i")); }},
+    {"AddingAnInterfaceForAllByItsMembers",
+     [](auto& sut) { return &sut.addServiceInterfaceToAllServicePublishers("i", "n", {}); }},
+    {"AddingAnInterfaceForOne",
+     [](auto& sut) { return &sut.addServiceInterfaceToServicePublisher("p", serviceInterface("i")); }},
+    {"AddingAnInterfaceForOneByItsMembers",
+     [](auto& sut) { return &sut.addServiceInterfaceToServicePublisher("p", "i", "n", {}); }},
+    {"AddingAMapping", [](auto& sut) { return &sut.addServiceMapping("i", "p"); }},
+    {"AddingAPublisher", [](auto& sut) { return &sut.addServicePublisher(publisher("p")); }},
+    {"AddingAPublisherByItsMembers",
+     [](auto& sut) { return &sut.addServicePublisher("p", "n", {"c"}, {"b"}, "", ""); }},
+    {"AddingAPublisherOfAnyEndpoints",
+     [](auto& sut) { return &sut.addServicePublisherAny("p", "n", {text("c")}, {Any(1)}, "", ""); }},
+    {"RemovingAnInterface", [](auto& sut) { return &sut.removeServiceInterface("i"); }},
+    {"RemovingAPublisher", [](auto& sut) { return &sut.removeServicePublisher("p"); }},
+    {"RemovingAMapping", [](auto& sut) { return &sut.removeServiceMapping("i", "p"); }},
+    {"UndoingAMarkForAll", [](auto& sut) { return &sut.undoMappingOfServiceInterfaceToAllServicePublishers("i"); }}};
+
+class AnEditOfABuilder : public testing::TestWithParam<EditOfABuilder> {
+ protected:
+  // One without the entries and one with them.
+  static std::vector<SPFConfigurationBuilder> builders() {
+    std::vector<SPFConfigurationBuilder> builders(2);
+    builders.back()
+        .addServiceInterfaceToAllServicePublishers(serviceInterface("i"))
+        .addServicePublisher(publisher("p"))
+        .addServiceMapping("i", "p");
+    return builders;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(By, AnEditOfABuilder, testing::ValuesIn(edits),
+                         [](const auto& edit) { return std::string(edit.param.name); });
+
+TEST_P(AnEditOfABuilder, ReturnsTheBuilderItself) {
+  for (auto& sut : builders()) {
+    EXPECT_EQ(GetParam().edit(sut), &sut);
+  }
+}
+
+TEST_P(AnEditOfABuilder, CallsNobodyAndLogsNothing) {
+  TestFramework framework;
+  framework.host().onGetFramework([] { ADD_FAILURE() << "getFramework was called"; });
+  framework.host().onInstallation([](const Installation&) { ADD_FAILURE() << "installAndStart was called"; });
+  const RecordedLog log(~0u);
+  for (auto& sut : builders()) {
+    GetParam().edit(sut);
+  }
+  EXPECT_TRUE(log.records().empty());
 }
 
 }  // namespace spf::test

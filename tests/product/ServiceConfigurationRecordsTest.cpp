@@ -6,6 +6,19 @@ namespace spf::test {
 
 static_assert(std::is_aggregate_v<SPFServiceInterfaceConfiguration>);
 static_assert(std::is_aggregate_v<SPFServicePublisherConfiguration>);
+static_assert(!std::is_polymorphic_v<SPFServiceInterfaceConfiguration>);
+static_assert(!std::is_polymorphic_v<SPFServicePublisherConfiguration>);
+
+// What is compared is the identity, never a record.
+template <class Record, class = void>
+constexpr bool canBeCompared = false;
+template <class Record>
+constexpr bool canBeCompared<Record, std::void_t<decltype(std::declval<Record>() == std::declval<Record>())>> = true;
+static_assert(canBeCompared<std::string>);
+static_assert(!canBeCompared<SPFServiceInterfaceConfiguration>);
+static_assert(!canBeCompared<SPFServicePublisherConfiguration>);
+
+using Texts = std::vector<std::string>;
 
 class ServiceConfigurationRecords : public testing::Test {
  protected:
@@ -27,6 +40,21 @@ TEST_F(ServiceConfigurationRecords, AreFilledInTheOrderOfTheirMembers) {
   EXPECT_EQ(texts(publisher.endpointsToBindTo), std::vector<std::string>{"b"});
   EXPECT_EQ(publisher.importFilter, "import");
   EXPECT_EQ(publisher.exportFilter, "export");
+}
+
+TEST_F(ServiceConfigurationRecords, HaveTheseMembersAndNoOthers) {
+  auto [interfaceID, interfaceName, requestedProperties] = SPFServiceInterfaceConfiguration();
+  static_assert(std::is_same_v<decltype(interfaceID), std::string>);
+  static_assert(std::is_same_v<decltype(interfaceName), std::string>);
+  static_assert(std::is_same_v<decltype(requestedProperties), boost::property_tree::ptree>);
+
+  auto [publisherID, publisherName, connect, bind, importFilter, exportFilter] = SPFServicePublisherConfiguration();
+  static_assert(std::is_same_v<decltype(publisherID), std::string>);
+  static_assert(std::is_same_v<decltype(publisherName), std::string>);
+  static_assert(std::is_same_v<decltype(connect), List>);
+  static_assert(std::is_same_v<decltype(bind), List>);
+  static_assert(std::is_same_v<decltype(importFilter), std::string>);
+  static_assert(std::is_same_v<decltype(exportFilter), std::string>);
 }
 
 TEST_F(ServiceConfigurationRecords, MayHaveTheEmptyIdentity) {
@@ -61,12 +89,21 @@ TEST_F(ServiceConfigurationRecords, ThatShareTheirIdentityAreOneEntryAndTheLater
   EXPECT_EQ(publishers[0].exportFilter, "d");
 }
 
-TEST_F(ServiceConfigurationRecords, DifferByTheCaseOfTheirIdentity) {
-  const auto configuration = SPFConfigurationBuilder("case")
-                                 .addServiceInterface("i", "lower", {})
-                                 .addServiceInterface("I", "upper", {})
-                                 .build();
-  EXPECT_EQ(sortedIDsOf(configuration.getServiceInterfaceConfigurations()), (std::vector<std::string>{"I", "i"}));
+TEST_F(ServiceConfigurationRecords, AndTheirMappingsDifferByTheCaseOfTheirIdentityAndByWhatStandsBehindANul) {
+  const std::pair<std::string, std::string> cases[] = {{"P", "p"}, {std::string("a\0b", 3), std::string("a\0c", 3)}};
+  for (const auto& [one, other] : cases) {
+    SPFConfigurationBuilder builder("differing");
+    for (const auto& id : {one, other}) {
+      builder.addServiceInterface(serviceInterface(id)).addServicePublisher(publisher(id)).addServiceMapping(id, id);
+    }
+    const auto configuration = builder.build();
+    const Texts both{one, other};
+    EXPECT_EQ(sortedIDsOf(configuration.getServiceInterfaceConfigurations()), both);
+    EXPECT_EQ(sortedIDsOf(configuration.getServicePublisherConfigurations()), both);
+    EXPECT_EQ(idsOf(configuration.getServiceInterfaceConfigurationsForServicePublisher(one)), Texts{one});
+    EXPECT_EQ(idsOf(configuration.getServiceInterfaceConfigurationsForServicePublisher(other)), Texts{other});
+    EXPECT_EQ(mappingsIn(*framework_.configuration("differing")), (Pairs{{one, one}, {other, other}}));
+  }
 }
 
 TEST_F(ServiceConfigurationRecords, CarryEndpointsOfASetInAscendingOrderAsText) {
