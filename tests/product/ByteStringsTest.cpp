@@ -1,3 +1,4 @@
+#include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/canonicalText.hpp"
 #include "support/configurations.hpp"
@@ -100,6 +101,19 @@ TEST_P(AnyByteString, AsAPublishersNameIsThatOfThePublisherForRemoteCalls) {
   const auto& entry = entryIn(*properties, "servicePublisherConfigurations", "p");
   EXPECT_EQ(asText(entry.at("name")), text_);
   EXPECT_EQ(asText(entry.at("factoryPID")), "zk.spf.rpcservicepublisher");
+}
+
+TEST_P(AnyByteString, IsTheValueOfARequiredPropertyUnchanged) {
+  const std::string key = "spf::requiredServiceProperty::name";
+  boost::property_tree::ptree tree;
+  agent::spf::frameworksetup::addRequiredRuntimeServiceProperties(tree, "name", text_);
+  ASSERT_EQ(tree.count(key), 1u);
+  EXPECT_EQ(tree.find(key)->second.data(), text_);
+
+  const auto sut = SPFConfigurationBuilder("required").addServiceInterface("i", "n", tree).build();
+  const auto properties = framework_.configuration("required");
+  const auto& entry = entryIn(*properties, "serviceConfigurations", "i");
+  EXPECT_EQ(asText(asMap(entry.at("requestedProperties")).at(key)), text_);
 }
 
 TEST_P(AnyByteString, StandsAtTheEndOfTheMessageForAnUnknownInterface) {

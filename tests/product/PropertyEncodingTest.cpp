@@ -122,6 +122,17 @@ TEST_F(EncodedProperties, AreFoundWhateverTheCaseOfTheKey) {
   EXPECT_EQ(asText(asMap(asList(properties.at("SERVICEPUBLISHERMAPPINGS")).at(0)).at("SERVICEID")), "i");
 }
 
+TEST_F(EncodedProperties, OfAConfigurationWithEntriesAreThreeListsAndTheCountAndNothingElse) {
+  sut.addServiceInterface(serviceInterface("i")).addServicePublisher(publisher("p")).addServiceMapping("i", "p");
+  sut.addServiceInterfaceToAllServicePublishers(serviceInterface("j"));
+  const auto& properties = published();
+  EXPECT_EQ(properties.size(), 4u);
+  EXPECT_EQ(asList(properties.at("serviceConfigurations")).size(), 2u);
+  EXPECT_EQ(asList(properties.at("servicePublisherConfigurations")).size(), 1u);
+  EXPECT_EQ(asList(properties.at("servicePublisherMappings")).size(), 2u);
+  EXPECT_EQ(asInt(properties.at("modificationCount")), 1);
+}
+
 TEST_F(EncodedProperties, HoldAllOfAnInterfaceAndNothingElse) {
   boost::property_tree::ptree tree;
   tree.put("unit", "celsius");

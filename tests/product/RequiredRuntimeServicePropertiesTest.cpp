@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <future>
+
 #include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
+#include "spf/test/Gate.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -116,6 +119,43 @@ TEST(ARequiredRuntimeServiceProperty, GoesToTheFirstOfSeveralNodesWithItsKey) {
   ASSERT_EQ(tree.size(), 2u);
   EXPECT_EQ(tree.front().second.data(), "changed");
   EXPECT_EQ(tree.back().second.data(), "2");
+}
+
+TEST(ARequiredRuntimeServiceProperty, IsTheLastChildOfTheFirstOfSeveralNodesThatItIsNestedIn) {
+  ptree twin;
+  twin.push_back({"child", ptree("1")});
+  ptree tree;
+  tree.push_back({prefix + "twin", twin});
+  tree.push_back({prefix + "twin", twin});
+  tree.push_back({"other", ptree()});
+  auto expected = tree;
+  expected.front().second.push_back({"added", ptree("2")});
+  addRequiredRuntimeServiceProperties(tree, "twin.added", "2");
+  EXPECT_EQ(tree, expected);
+}
+
+// Each test has a process of its own under CTest: nobody has called the function there before.
+TEST(ARequiredRuntimeServiceProperty, IsWrittenByManyThreadsAtOnceIntoTreesOfTheirOwn) {
+  constexpr int number = 8;
+  Counter ready;
+  Gate go;
+  std::vector<std::future<ptree>> writers;
+  for (int i = 0; i < number; ++i) {
+    writers.push_back(std::async(std::launch::async, [&, value = std::to_string(i)] {
+      ptree tree;
+      ready.add();
+      EXPECT_TRUE(go.wait());
+      addRequiredRuntimeServiceProperties(tree, "site", value);
+      return tree;
+    }));
+  }
+  EXPECT_TRUE(ready.waitFor(number));
+  go.open();
+  for (int i = 0; i < number; ++i) {
+    ptree expected;
+    expected.push_back({prefix + "site", ptree(std::to_string(i))});
+    EXPECT_EQ(writers[i].get(), expected);
+  }
 }
 
 }  // namespace spf::test
