@@ -144,6 +144,93 @@ int copiesOfTexts(std::size_t size, Operation operation) {
   return copies;
 }
 
+// Texts of that size in everything that an adding call takes by value.
+struct MovedTexts {
+  explicit MovedTexts(std::size_t size)
+      : id(size, 't'),
+        name(size, 't'),
+        importFilter(size, 't'),
+        exportFilter(size, 't'),
+        endpointsToConnectTo{Any(std::string(size, 't'))},
+        endpointsToBindTo{Any(std::string(size, 't'))} {}
+
+  std::string id;
+  std::string name;
+  std::string importFilter;
+  std::string exportFilter;
+  List endpointsToConnectTo;
+  List endpointsToBindTo;
+};
+
+struct Addition {
+  const char* name;
+  void (*add)(SPFConfigurationBuilder& sut, MovedTexts&& texts);
+  // Of the interface's ID, for the mapping.
+  int copies = 0;
+};
+
+void PrintTo(const Addition& addition, std::ostream* stream) {
+  *stream << addition.name;
+}
+
+SPFServiceInterfaceConfiguration interfaceOf(MovedTexts&& texts) {
+  return {std::move(texts.id), std::move(texts.name), {}};
+}
+
+const Addition additions[] = {
+    {"AnInterface", [](auto& sut, MovedTexts&& texts) { sut.addServiceInterface(interfaceOf(std::move(texts))); }},
+    {"AnInterfaceByItsMembers",
+     [](auto& sut, MovedTexts&& texts) { sut.addServiceInterface(std::move(texts.id), std::move(texts.name), {}); }},
+    {"AnInterfaceForAll",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServiceInterfaceToAllServicePublishers(interfaceOf(std::move(texts)));
+     }},
+    {"AnInterfaceForAllByItsMembers",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServiceInterfaceToAllServicePublishers(std::move(texts.id), std::move(texts.name), {});
+     }},
+    {"AnInterfaceForOne",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServiceInterfaceToServicePublisher("p", interfaceOf(std::move(texts)));
+     },
+     1},
+    {"AnInterfaceForOneByItsMembers",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServiceInterfaceToServicePublisher("p", std::move(texts.id), std::move(texts.name), {});
+     },
+     1},
+    {"APublisher",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServicePublisher({std::move(texts.id), std::move(texts.name), std::move(texts.endpointsToConnectTo),
+                                std::move(texts.endpointsToBindTo), std::move(texts.importFilter),
+                                std::move(texts.exportFilter)});
+     }},
+    {"APublisherByItsMembers",
+     [](auto& sut, MovedTexts&& texts) {
+       sut.addServicePublisher(std::move(texts.id), std::move(texts.name), {}, {}, std::move(texts.importFilter),
+                               std::move(texts.exportFilter));
+     }},
+    {"APublisherOfAnyEndpoints", [](auto& sut, MovedTexts&& texts) {
+       sut.addServicePublisherAny(std::move(texts.id), std::move(texts.name), std::move(texts.endpointsToConnectTo),
+                                  std::move(texts.endpointsToBindTo), std::move(texts.importFilter),
+                                  std::move(texts.exportFilter));
+     }}};
+
+class AddingTo : public testing::TestWithParam<Addition> {};
+
+INSTANTIATE_TEST_SUITE_P(ABuilder, AddingTo, testing::ValuesIn(additions),
+                         [](const auto& addition) { return std::string(addition.param.name); });
+
+// The second time, the entry is there and gets replaced, and a mapping that is there is made and dropped.
+TEST_P(AddingTo, CopiesNoTextThatIsMovedIn) {
+  constexpr std::size_t size = 5002;
+  SPFConfigurationBuilder sut;
+  for (int i = 0; i < 2; ++i) {
+    MovedTexts texts(size);
+    EXPECT_EQ(copiesOfTexts(size, [&] { GetParam().add(sut, std::move(texts)); }), GetParam().copies);
+  }
+}
+
 class TheCopies : public testing::TestWithParam<int> {
  protected:
   // No list and no table has an odd size.
