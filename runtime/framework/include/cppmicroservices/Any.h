@@ -89,13 +89,17 @@ class [[gnu::visibility("default")]] Any {
   /// \param indent     blanks before the outermost elements
   std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
 
+  /// The value as it is written in C++, with `AnyVector` for vectors, lists and sets; `null` if empty. Keys are not
+  /// escaped. The parameters are those of ToJSON().
+  std::string ToCPP(bool prettyPrint = false) const;
+  std::string ToCPP(std::uint8_t increment, std::int32_t indent) const;
+
  private:
   template <class T>
   friend T* any_cast(Any*);
   template <class T>
   friend T* unsafe_any_cast(Any*);
-  friend void detail::printAnyText(std::ostream & out, Any const& value);
-  friend void detail::printAnyJson(std::ostream & out, Any const& value, detail::JsonLayout layout);
+  friend struct detail::AnyPrinter<Any>;
 
   template <class T>
   void emplace(T && value) {

@@ -234,7 +234,8 @@ namespace detail {
 template <>
 struct [[gnu::visibility("default")]] AnyPrinter<AnyMap> {
   static void text(std::ostream & out, AnyMap const& map);
-  static void json(std::ostream & out, AnyMap const& map, JsonLayout layout);
+  static void json(std::ostream & out, AnyMap const& map, Layout layout);
+  static void cpp(std::ostream & out, AnyMap const& map, Layout layout);
 };
 
 }  // namespace detail

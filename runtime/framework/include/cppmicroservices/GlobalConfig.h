@@ -5,14 +5,21 @@
 #define US_VERSION_MAJOR 3
 #define US_VERSION_MINOR 8
 #define US_VERSION_PATCH 0
+#define US_VERSION 3.8.0
 #define US_VERSION_STR "3.8.0"
 #define CppMicroServices_VERSION_MAJOR US_VERSION_MAJOR
 #define CppMicroServices_VERSION_MINOR US_VERSION_MINOR
 #define CppMicroServices_VERSION_PATCH US_VERSION_PATCH
+#define CppMicroServices_VERSION US_VERSION
 #define CppMicroServices_VERSION_STR US_VERSION_STR
 
 #define US_BUILD_SHARED_LIBS
 #define US_ENABLE_THREADING_SUPPORT
+#define US_HAVE_VISIBILITY_ATTRIBUTE
+#define US_HAVE_CXXABI_H
+#define US_HAVE_THREAD_LOCAL
+#define US_HAVE_REGEX
+#define US_LITTLE_ENDIAN
 #define US_PLATFORM_POSIX
 #define US_PLATFORM_LINUX
 
@@ -30,6 +37,9 @@
 #define US_MSVC_PUSH_DISABLE_WARNING(warning)
 #define US_MSVC_POP_WARNING
 #define US_MSVC_DISABLE_WARNING(warning)
+
+#define US_FUTURE_READY std::future_status::ready
+#define US_FUTURE_TIMEOUT std::future_status::timeout
 
 #define US_STR_(x) #x
 #define US_STR(x) US_STR_(x)

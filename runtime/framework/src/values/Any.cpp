@@ -52,7 +52,7 @@ bool Any::operator==(Any const& other) const {
 
 std::string Any::ToString() const {
   std::ostringstream out;
-  detail::printAnyText(out, *this);
+  detail::AnyPrinter<Any>::text(out, *this);
   return out.str();
 }
 
@@ -67,7 +67,18 @@ std::string Any::ToJSON(bool prettyPrint) const {
 
 std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
   std::ostringstream out;
-  detail::printAnyJson(out, *this, {increment, indent});
+  detail::AnyPrinter<Any>::json(out, *this, {increment, indent});
+  return out.str();
+}
+
+std::string Any::ToCPP(bool prettyPrint) const {
+  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  return ToCPP(increment, increment);
+}
+
+std::string Any::ToCPP(std::uint8_t increment, std::int32_t indent) const {
+  std::ostringstream out;
+  detail::AnyPrinter<Any>::cpp(out, *this, {increment, indent});
   return out.str();
 }
 

@@ -4,7 +4,9 @@
 
 #include "cppmicroservices/AnyMap.h"
 
-namespace cppmicroservices::detail {
+namespace cppmicroservices {
+
+namespace detail {
 
 namespace {
 
@@ -43,12 +45,6 @@ void printCharacter(std::ostream& out, char c) {
 
 }  // namespace
 
-void breakLine(std::ostream& out, JsonLayout layout) {
-  if (layout.increment > 0) {
-    out << '\n' << std::string(layout.indent > 0 ? static_cast<std::size_t>(layout.indent) : 0, ' ');
-  }
-}
-
 void printQuoted(std::ostream& out, std::string const& text) {
   out << '"';
   for (char const c : text) {
@@ -57,14 +53,14 @@ void printQuoted(std::ostream& out, std::string const& text) {
   out << '"';
 }
 
-void printAnyText(std::ostream& out, Any const& value) {
+void AnyPrinter<Any>::text(std::ostream& out, Any const& value) {
   if (value.Empty()) {
     throw std::logic_error("empty any");
   }
   value.operations_->text(out, value.address());
 }
 
-void printAnyJson(std::ostream& out, Any const& value, JsonLayout layout) {
+void AnyPrinter<Any>::json(std::ostream& out, Any const& value, Layout layout) {
   if (value.Empty()) {
     out << "null";
   } else {
@@ -72,12 +68,35 @@ void printAnyJson(std::ostream& out, Any const& value, JsonLayout layout) {
   }
 }
 
+void AnyPrinter<Any>::cpp(std::ostream& out, Any const& value, Layout layout) {
+  if (value.Empty()) {
+    out << "null";
+  } else {
+    value.operations_->cpp(out, value.address(), layout);
+  }
+}
+
 void AnyPrinter<AnyMap>::text(std::ostream& out, AnyMap const& map) {
   AnyMapPrinter<AnyMap>::text(out, map);
 }
 
-void AnyPrinter<AnyMap>::json(std::ostream& out, AnyMap const& map, JsonLayout layout) {
+void AnyPrinter<AnyMap>::json(std::ostream& out, AnyMap const& map, Layout layout) {
   AnyMapPrinter<AnyMap>::json(out, map, layout);
 }
 
-}  // namespace cppmicroservices::detail
+// The entries of this kind of map are indented once more than those of others.
+void AnyPrinter<AnyMap>::cpp(std::ostream& out, AnyMap const& map, Layout layout) {
+  static constexpr char const* types[] = {"ORDERED_MAP", "UNORDERED_MAP", "UNORDERED_MAP_CASEINSENSITIVE_KEYS"};
+  AnyMapPrinter<AnyMap>::cpp(out, map, types[map.GetType()], layout.nested(), layout.outer());
+}
+
+}  // namespace detail
+
+std::ostream& newline_and_indent(std::ostream& out, std::uint8_t increment, std::int32_t indent) {
+  if (increment > 0) {
+    out << '\n' << std::string(indent > 0 ? static_cast<std::size_t>(indent) : 0, ' ');
+  }
+  return out;
+}
+
+}  // namespace cppmicroservices

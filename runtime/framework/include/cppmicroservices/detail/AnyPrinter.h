@@ -14,96 +14,139 @@ namespace cppmicroservices {
 
 class Any;
 
+/// How many digits floating point numbers are shown with.
+constexpr int DOUBLE_PRECISION = 12;
+
+/// Shows a value as Any::ToString does. Whoever wants another text for a type of his own overloads this and the
+/// two functions below next to the type.
+template <class T>
+std::ostream& any_value_to_string(std::ostream& out, T const& value);
+
+/// Shows a value as Any::ToJSON does.
+/// \param increment  blanks that are added for each level; 0 for everything on one line
+/// \param indent     blanks in front of what is inside the value
+template <class T>
+std::ostream& any_value_to_json(std::ostream& out, T const& value, std::uint8_t increment = 0, std::int32_t indent = 0);
+
+/// Shows a value as Any::ToCPP does.
+template <class T>
+std::ostream& any_value_to_cpp(std::ostream& out, T const& value, std::uint8_t increment = 0, std::int32_t indent = 0);
+
+/// Begins a line with that many blanks, unless the increment is 0, which means everything on one line.
+[[gnu::visibility("default")]] std::ostream& newline_and_indent(std::ostream& out, std::uint8_t increment,
+                                                                std::int32_t indent);
+
+template <class T>
+std::ostream& stream_floating_point(std::ostream& out, T const& value) {
+  auto const before = out.precision(DOUBLE_PRECISION);
+  out << value;
+  out.precision(before);
+  return out;
+}
+
 namespace detail {
 
-/// Where the next line of a JSON text starts. An increment of zero means everything on one line.
-struct JsonLayout {
+/// Where the next line starts. An increment of zero means everything on one line.
+struct Layout {
   std::uint8_t increment = 0;
   std::int32_t indent = 0;
 
-  JsonLayout nested() const { return {increment, indent + increment}; }
-  JsonLayout outer() const { return {increment, indent - increment}; }
+  Layout nested() const { return {increment, indent + increment}; }
+  Layout outer() const { return {increment, indent - increment}; }
+  void breakLine(std::ostream& out) const { newline_and_indent(out, increment, indent); }
 };
 
-[[gnu::visibility("default")]] void breakLine(std::ostream& out, JsonLayout layout);
-[[gnu::visibility("default")]] void printAnyText(std::ostream& out, Any const& value);
-[[gnu::visibility("default")]] void printAnyJson(std::ostream& out, Any const& value, JsonLayout layout);
 [[gnu::visibility("default")]] void printQuoted(std::ostream& out, std::string const& text);
 
-template <class T>
-void printFloating(std::ostream& out, T value) {
-  auto const before = out.precision(12);
-  out << value;
-  out.precision(before);
-}
-
-/// How a value is shown as text and as JSON. This general form is for everything that can only be
-/// streamed; containers and the types with a form of their own in JSON have specialisations.
+/// How a value is shown as text, as JSON and as C++. This general form is for everything that can only be
+/// streamed; containers and the types with a form of their own have specialisations.
 template <class T>
 struct AnyPrinter {
   static void text(std::ostream& out, T const& value) {
     if constexpr (std::is_floating_point_v<T>) {
-      printFloating(out, value);
+      stream_floating_point(out, value);
     } else {
       out << value;
     }
   }
-  static void json(std::ostream& out, T const& value, JsonLayout) {
+  static void json(std::ostream& out, T const& value, Layout) {
     if constexpr (std::is_same_v<T, bool>) {
       out << (value ? "true" : "false");
     } else {
       text(out, value);
     }
   }
+  static void cpp(std::ostream& out, T const& value, Layout layout) { json(out, value, layout); }
 };
 
 template <>
 struct AnyPrinter<std::string> {
   static void text(std::ostream& out, std::string const& value) { out << value; }
-  static void json(std::ostream& out, std::string const& value, JsonLayout) { printQuoted(out, value); }
+  static void json(std::ostream& out, std::string const& value, Layout) { printQuoted(out, value); }
+  static void cpp(std::ostream& out, std::string const& value, Layout) {
+    out << "std::string(";
+    printQuoted(out, value);
+    out << ')';
+  }
 };
 
+/// Shows what an Any holds; an empty one is `null`, and has no text.
 template <>
-struct AnyPrinter<Any> {
-  static void text(std::ostream& out, Any const& value) { printAnyText(out, value); }
-  static void json(std::ostream& out, Any const& value, JsonLayout layout) { printAnyJson(out, value, layout); }
+struct [[gnu::visibility("default")]] AnyPrinter<Any> {
+  static void text(std::ostream & out, Any const& value);
+  static void json(std::ostream & out, Any const& value, Layout layout);
+  static void cpp(std::ostream & out, Any const& value, Layout layout);
 };
 
 /// A function has nothing to show.
 template <class Signature>
 struct AnyPrinter<std::function<Signature>> {
   static void text(std::ostream&, std::function<Signature> const&) {}
-  static void json(std::ostream&, std::function<Signature> const&, JsonLayout) {}
+  static void json(std::ostream&, std::function<Signature> const&, Layout) {}
+  static void cpp(std::ostream&, std::function<Signature> const&, Layout) {}
 };
 
 template <class Sequence>
 struct AnySequencePrinter {
-  using Element = AnyPrinter<typename Sequence::value_type>;
-
   static void text(std::ostream& out, Sequence const& sequence) {
     char const* separator = "";
     out << '[';
     for (auto const& element : sequence) {
       out << separator;
-      Element::text(out, element);
+      any_value_to_string(out, element);
       separator = ",";
     }
     out << ']';
   }
 
-  static void json(std::ostream& out, Sequence const& sequence, JsonLayout layout) {
+  static void json(std::ostream& out, Sequence const& sequence, Layout layout) {
+    auto const inner = layout.nested();
+    print(out, sequence, layout, "[", "]",
+          [&](auto const& element) { any_value_to_json(out, element, inner.increment, inner.indent); });
+  }
+
+  static void cpp(std::ostream& out, Sequence const& sequence, Layout layout) {
+    auto const inner = layout.nested();
+    print(out, sequence, layout, "AnyVector {{", "}}",
+          [&](auto const& element) { any_value_to_cpp(out, element, inner.increment, inner.indent); });
+  }
+
+ private:
+  template <class Print>
+  static void print(std::ostream& out, Sequence const& sequence, Layout layout, char const* begin, char const* end,
+                    Print printElement) {
     char const* separator = "";
-    out << '[';
+    out << begin;
     for (auto const& element : sequence) {
       out << separator;
-      breakLine(out, layout);
-      Element::json(out, element, layout.nested());
+      layout.breakLine(out);
+      printElement(element);
       separator = ",";
     }
     if (!sequence.empty()) {
-      breakLine(out, layout.outer());
+      layout.outer().breakLine(out);
     }
-    out << ']';
+    out << end;
   }
 };
 
@@ -125,7 +168,7 @@ struct AnyMapPrinter {
     for (auto const& [key, value] : map) {
       out << separator << key << " : ";
       if constexpr (holdsAny) {
-        printAnyText(out, value);
+        AnyPrinter<Any>::text(out, value);
       } else {
         out << value;
       }
@@ -134,24 +177,56 @@ struct AnyMapPrinter {
     out << '}';
   }
 
-  static void json(std::ostream& out, Map const& map, JsonLayout layout) {
-    char const* separator = "";
+  static void json(std::ostream& out, Map const& map, Layout layout) {
     out << '{';
-    for (auto const& [key, value] : map) {
-      out << separator;
-      breakLine(out, layout);
+    printEntries(out, map, layout, [&](auto const& key, auto const& value) {
       out << '"' << key << "\" : ";
       if constexpr (holdsAny) {
-        printAnyJson(out, value, layout.nested());
+        AnyPrinter<Any>::json(out, value, layout.nested());
       } else {
         out << value;
       }
-      separator = ", ";
-    }
+    });
     if (!map.empty()) {
-      breakLine(out, layout.outer());
+      layout.outer().breakLine(out);
     }
     out << '}';
+  }
+
+  static void cpp(std::ostream& out, Map const& map, Layout layout) {
+    cpp(out, map, "ORDERED_MAP", layout, layout.outer());
+  }
+
+  /// \param type  the kind of map
+  /// \param inside  where the entries start
+  /// \param outside  where the end of the map does
+  static void cpp(std::ostream& out, Map const& map, char const* type, Layout inside, Layout outside) {
+    out << "AnyMap { " << type << ", {";
+    printEntries(out, map, inside, [&](auto const& key, auto const& value) {
+      out << "{\"" << key << "\" , ";
+      if constexpr (holdsAny) {
+        AnyPrinter<Any>::cpp(out, value, inside.nested());
+      } else {
+        out << value;
+      }
+      out << '}';
+    });
+    if (!map.empty()) {
+      outside.breakLine(out);
+    }
+    out << "}}";
+  }
+
+ private:
+  template <class Print>
+  static void printEntries(std::ostream& out, Map const& map, Layout layout, Print printEntry) {
+    char const* separator = "";
+    for (auto const& [key, value] : map) {
+      out << separator;
+      layout.breakLine(out);
+      printEntry(key, value);
+      separator = ", ";
+    }
   }
 };
 
@@ -159,4 +234,23 @@ template <class K, class V>
 struct AnyPrinter<std::map<K, V>> : AnyMapPrinter<std::map<K, V>> {};
 
 }  // namespace detail
+
+template <class T>
+std::ostream& any_value_to_string(std::ostream& out, T const& value) {
+  detail::AnyPrinter<T>::text(out, value);
+  return out;
+}
+
+template <class T>
+std::ostream& any_value_to_json(std::ostream& out, T const& value, std::uint8_t increment, std::int32_t indent) {
+  detail::AnyPrinter<T>::json(out, value, {increment, indent});
+  return out;
+}
+
+template <class T>
+std::ostream& any_value_to_cpp(std::ostream& out, T const& value, std::uint8_t increment, std::int32_t indent) {
+  detail::AnyPrinter<T>::cpp(out, value, {increment, indent});
+  return out;
+}
+
 }  // namespace cppmicroservices

@@ -42,7 +42,8 @@ struct AnyOperations {
   void (*destroy)(AnyStorage& storage);
   bool (*equal)(void const* left, void const* right);
   void (*text)(std::ostream& out, void const* value);
-  void (*json)(std::ostream& out, void const* value, JsonLayout layout);
+  void (*json)(std::ostream& out, void const* value, Layout layout);
+  void (*cpp)(std::ostream& out, void const* value, Layout layout);
 };
 
 template <class T>
@@ -94,10 +95,15 @@ struct AnyHandler {
     }
   }
 
-  static void text(std::ostream& out, void const* value) { AnyPrinter<T>::text(out, *static_cast<T const*>(value)); }
+  // Called by their plain names, so that a type's own overloads are found.
+  static void text(std::ostream& out, void const* value) { any_value_to_string(out, *static_cast<T const*>(value)); }
 
-  static void json(std::ostream& out, void const* value, JsonLayout layout) {
-    AnyPrinter<T>::json(out, *static_cast<T const*>(value), layout);
+  static void json(std::ostream& out, void const* value, Layout layout) {
+    any_value_to_json(out, *static_cast<T const*>(value), layout.increment, layout.indent);
+  }
+
+  static void cpp(std::ostream& out, void const* value, Layout layout) {
+    any_value_to_cpp(out, *static_cast<T const*>(value), layout.increment, layout.indent);
   }
 
   static constexpr AnyOperations operations{&typeid(T),
@@ -107,7 +113,8 @@ struct AnyHandler {
                                             isStoredAsBytes<T> ? nullptr : &destroy,
                                             &equal,
                                             &text,
-                                            &json};
+                                            &json,
+                                            &cpp};
 };
 
 }  // namespace cppmicroservices::detail

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "cppmicroservices/GlobalConfig.h"
+
+/// Marks what crosses libraries.
+#define US_cm_EXPORT US_ABI_EXPORT
