@@ -96,7 +96,8 @@ class US_Framework_EXPORT Bundle {
   /// Starts the bundle and returns when its activator did. Starting an active bundle does nothing. While
   /// another thread starts, stops or uninstalls the bundle, this waits for it.
   /// On the framework itself: initialises it, if need be, and makes it active.
-  /// \throws SharedLibraryException if the library cannot be loaded
+  /// \throws SharedLibraryException if the library cannot be loaded, or as SecurityException if a bundle listener
+  ///         throws that
   /// \throws std::runtime_error naming bundle, location and reason if entry points are missing, the
   ///         activator throws, the framework was stopped, or the bundle is just being started, stopped or
   ///         uninstalled by this very thread; the bundle then is as before, and none of its services stay

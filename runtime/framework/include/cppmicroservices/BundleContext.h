@@ -32,8 +32,9 @@ struct HandleAccess;
 /// Every method but the comparisons throws IllegalStateException if the context is default constructed or no
 /// longer valid. Listeners are called without any lock held, on the thread that caused the event, and may call
 /// everything; the order among listeners is not specified. What they throw is swallowed and reported to the
-/// framework listeners as FRAMEWORK_ERROR. A listener added during an event does not see that event, one
-/// removed during it is not called any more, but a call that already runs is not waited for.
+/// framework listeners as FRAMEWORK_ERROR; a SecurityException or SharedLibraryException of a bundle listener also
+/// goes out to who installs, starts, stops or uninstalls the bundle. A listener added during an event does not see that
+/// event, one removed during it is not called any more, but a call that already runs is not waited for.
 class US_Framework_EXPORT BundleContext {
  public:
   BundleContext();
@@ -140,6 +141,39 @@ class US_Framework_EXPORT BundleContext {
   /// Removes a listener of any kind. A token that names none is fine.
   void RemoveListener(ListenerToken token);
 
+  // Superseded by tokens. They remove what was added through this context: all listeners that are the same function,
+  // the same method of the same object, or a callable object of the same type. Other objects cannot be compared.
+  US_DEPRECATED void RemoveServiceListener(const ServiceListener& listener) { remove(listener); }
+  US_DEPRECATED void RemoveBundleListener(const BundleListener& listener) { remove(listener); }
+  US_DEPRECATED void RemoveFrameworkListener(const FrameworkListener& listener) { remove(listener); }
+
+  /// The receiver has to live until the listener is removed.
+  template <class R>
+  US_DEPRECATED ListenerToken AddServiceListener(R* receiver, void (R::*callback)(const ServiceEvent&),
+                                                 const std::string& filter = std::string()) {
+    return AddServiceListener(ServiceListener(detail::ListenerMethod<ServiceEvent>(receiver, callback)), filter);
+  }
+  template <class R>
+  US_DEPRECATED void RemoveServiceListener(R* receiver, void (R::*callback)(const ServiceEvent&)) {
+    remove(ServiceListener(detail::ListenerMethod<ServiceEvent>(receiver, callback)));
+  }
+  template <class R>
+  US_DEPRECATED ListenerToken AddBundleListener(R* receiver, void (R::*callback)(const BundleEvent&)) {
+    return AddBundleListener(BundleListener(detail::ListenerMethod<BundleEvent>(receiver, callback)));
+  }
+  template <class R>
+  US_DEPRECATED void RemoveBundleListener(R* receiver, void (R::*callback)(const BundleEvent&)) {
+    remove(BundleListener(detail::ListenerMethod<BundleEvent>(receiver, callback)));
+  }
+  template <class R>
+  US_DEPRECATED ListenerToken AddFrameworkListener(R* receiver, void (R::*callback)(const FrameworkEvent&)) {
+    return AddFrameworkListener(FrameworkListener(detail::ListenerMethod<FrameworkEvent>(receiver, callback)));
+  }
+  template <class R>
+  US_DEPRECATED void RemoveFrameworkListener(R* receiver, void (R::*callback)(const FrameworkEvent&)) {
+    remove(FrameworkListener(detail::ListenerMethod<FrameworkEvent>(receiver, callback)));
+  }
+
  private:
   friend struct detail::HandleAccess;
 
@@ -153,6 +187,10 @@ class US_Framework_EXPORT BundleContext {
     }
     return id;
   }
+
+  void remove(const ServiceListener& listener);
+  void remove(const BundleListener& listener);
+  void remove(const FrameworkListener& listener);
 
   std::shared_ptr<BundleContextPrivate> context_;
 };

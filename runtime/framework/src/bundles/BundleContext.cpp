@@ -160,4 +160,16 @@ void BundleContext::RemoveListener(ListenerToken token) {
   require(context_).framework->listeners.remove(token);
 }
 
+void BundleContext::remove(const ServiceListener& listener) {
+  require(context_).framework->listeners.remove(*context_, listener);
+}
+
+void BundleContext::remove(const BundleListener& listener) {
+  require(context_).framework->listeners.remove(*context_, listener);
+}
+
+void BundleContext::remove(const FrameworkListener& listener) {
+  require(context_).framework->listeners.remove(*context_, listener);
+}
+
 }  // namespace cppmicroservices

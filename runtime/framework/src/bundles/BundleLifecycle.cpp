@@ -9,6 +9,7 @@
 
 #include "bundles/BundleContextPrivate.h"
 #include "bundles/BundlePrivate.h"
+#include "core/Attempt.h"
 #include "core/ExceptionText.h"
 #include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
@@ -46,12 +47,12 @@ void BundleLifecycle::start(const BundlePointer& bundle) {
   }
   if (bundle->state == Bundle::STATE_INSTALLED) {
     bundle->state = Bundle::STATE_RESOLVED;
-    framework_.listeners.bundleChanged(BundleEvent::BUNDLE_RESOLVED, bundle);
+    framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_RESOLVED, bundle);
   }
   bundle->state = Bundle::STATE_STARTING;
   bundle->openContext();
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTING, bundle);
   try {
+    framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTING, bundle);
     if (wantsActivator(bundle)) {
       validate(bundle);
       runActivator(bundle);
@@ -61,7 +62,16 @@ void BundleLifecycle::start(const BundlePointer& bundle) {
     throw;
   }
   bundle->state = Bundle::STATE_ACTIVE;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTED, bundle);
+  tellStarted(bundle);
+}
+
+void BundleLifecycle::tellStarted(const BundlePointer& bundle) {
+  std::exception_ptr refusal;
+  attempt(refusal, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTED, bundle); });
+  if (refusal && bundle->state == Bundle::STATE_ACTIVE) {
+    attempt(refusal, [&] { stopActive(bundle); });
+  }
+  rethrowIfAny(refusal);
 }
 
 bool BundleLifecycle::wantsActivator(const BundlePointer& bundle) {
@@ -129,13 +139,13 @@ void BundleLifecycle::runActivator(const BundlePointer& bundle) {
 
 void BundleLifecycle::startFailed(const BundlePointer& bundle) {
   bundle->state = Bundle::STATE_STOPPING;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle);
+  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPING, bundle);
   if (const auto code = codeOf(*bundle)) {
     code->activator.reset();
   }
   withdraw(bundle);
   bundle->state = Bundle::STATE_RESOLVED;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle);
+  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPED, bundle);
 }
 
 void BundleLifecycle::stop(const BundlePointer& bundle) {
@@ -152,36 +162,24 @@ void BundleLifecycle::stop(const BundlePointer& bundle) {
 void BundleLifecycle::stopForGood(const BundlePointer& bundle) {
   const BundleOperations::Scope operation(operations_, *bundle, "stopped with its framework");
   std::exception_ptr failure;
-  try {
-    if (bundle->state == Bundle::STATE_ACTIVE) {
-      stopActive(bundle);
-    }
-  } catch (...) {
-    failure = std::current_exception();
+  if (bundle->state == Bundle::STATE_ACTIVE) {
+    attempt(failure, [&] { stopActive(bundle); });
   }
   if (bundle->state != Bundle::STATE_UNINSTALLED) {
     bundle->state = Bundle::STATE_INSTALLED;
   }
-  if (failure) {
-    std::rethrow_exception(failure);
-  }
+  rethrowIfAny(failure);
 }
 
 void BundleLifecycle::stopActive(const BundlePointer& bundle) {
   bundle->state = Bundle::STATE_STOPPING;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle);
   std::exception_ptr failure;
-  try {
-    stopActivator(bundle);
-  } catch (...) {
-    failure = std::current_exception();
-  }
+  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle); });
+  attempt(failure, [&] { stopActivator(bundle); });
   withdraw(bundle);
   bundle->state = Bundle::STATE_RESOLVED;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle);
-  if (failure) {
-    std::rethrow_exception(failure);
-  }
+  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle); });
+  rethrowIfAny(failure);
 }
 
 void BundleLifecycle::stopActivator(const BundlePointer& bundle) {
@@ -237,13 +235,15 @@ void BundleLifecycle::uninstall(const BundlePointer& bundle) {
   }
   const bool wasInstalled = framework_.bundles.remove(*bundle);
   bundle->state = Bundle::STATE_INSTALLED;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNRESOLVED, bundle);
+  std::exception_ptr failure;
+  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNRESOLVED, bundle); });
   if (wasInstalled) {
     removeData(bundle);
   }
   bundle->touch();
   bundle->state = Bundle::STATE_UNINSTALLED;
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNINSTALLED, bundle);
+  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNINSTALLED, bundle); });
+  rethrowIfAny(failure);
 }
 
 void BundleLifecycle::removeData(const BundlePointer& bundle) {

@@ -42,6 +42,7 @@ class BundleLifecycle {
   void validate(const BundlePointer& bundle);
   void runActivator(const BundlePointer& bundle);
   BundleLibrary load(const BundlePointer& bundle);
+  void tellStarted(const BundlePointer& bundle);
   void startFailed(const BundlePointer& bundle);
   void stopActive(const BundlePointer& bundle);
   void stopActivator(const BundlePointer& bundle);

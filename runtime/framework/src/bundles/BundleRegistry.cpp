@@ -6,6 +6,7 @@
 
 #include "bundles/BundleArchive.h"
 #include "bundles/ManifestReader.h"
+#include "core/Attempt.h"
 #include "core/ExceptionText.h"
 #include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
@@ -70,10 +71,27 @@ BundleRegistry::Bundles BundleRegistry::install(const std::shared_ptr<BundlePriv
     installed = create(location, manifests.empty() ? manifestsIn(location) : manifests);
     add(installed);
   }
-  for (const auto& bundle : installed) {
-    framework_.listeners.bundleInstalled(bundle, origin);
-  }
+  tellInstalled(installed, origin);
   return installed;
+}
+
+void BundleRegistry::tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin) {
+  std::exception_ptr refusal;
+  for (const auto& bundle : bundles) {
+    attempt(refusal, [&] { framework_.listeners.bundleInstalled(bundle, origin); });
+  }
+  if (!refusal) {
+    return;
+  }
+  for (const auto& bundle : bundles) {
+    attempt(refusal, [&] { framework_.bundleLifecycle.uninstall(bundle); });
+  }
+  try {
+    std::rethrow_exception(refusal);
+  } catch (...) {
+    throw std::runtime_error("Failed to install bundle library at " + bundles.front()->location + ": " +
+                             currentExceptionText());
+  }
 }
 
 BundleRegistry::Bundles BundleRegistry::create(const std::string& location, const AnyMap& manifests) {

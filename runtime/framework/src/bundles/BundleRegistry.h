@@ -39,6 +39,7 @@ class BundleRegistry {
   std::filesystem::path dataFolder(const BundlePrivate& bundle) const;
 
  private:
+  void tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin);
   Bundles create(const std::string& location, const AnyMap& manifests);
   BundleDescription describe(const std::string& location, const std::string& name, AnyMap headers) const;
   void requireNew(const BundleDescription& description, const Bundles& alreadyMade) const;

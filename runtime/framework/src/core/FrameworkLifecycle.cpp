@@ -113,7 +113,7 @@ void FrameworkLifecycle::runStop() {
   {
     const std::lock_guard<std::mutex> begun(mutex_);  // stop() has noted this thread now
   }
-  framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
+  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
   const auto bundles = framework_.bundles.all();
   for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
     if ((*bundle)->id != 0) {
