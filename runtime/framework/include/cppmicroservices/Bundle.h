@@ -18,6 +18,7 @@ namespace cppmicroservices {
 
 class BundleContext;
 class BundlePrivate;
+class BundleResource;
 class FrameworkLease;
 
 template <class S>
@@ -78,6 +79,25 @@ class US_Framework_EXPORT Bundle {
   BundleVersion GetVersion() const;
   /// \return the manifest; keys compare without regard to case. Lives as long as a handle to the bundle.
   const AnyMap& GetHeaders() const;
+
+  /// Looks a file or folder up in the archive in the bundle's file, which is read when the first one is asked for.
+  /// Needs the header BundleResource.h.
+  /// \param path  from the bundle's own folder, with or without '/' in front; that of a folder ends in '/'. If no
+  ///        name is the same to the letter, one that differs in case is found.
+  /// \return an invalid resource if there is none, and always for a framework
+  /// \throws std::runtime_error if the file is gone or holds no readable archive, std::logic_error if the bundle
+  ///         is uninstalled
+  BundleResource GetResource(const std::string& path) const;
+
+  /// Finds files and folders by name.
+  /// \param path  the folder to look in
+  /// \param filePattern  what the names contain, with `*` for any text; an empty one means all
+  /// \param recurse  whether to look in its folders too
+  /// \return sorted by name in each folder; what is in a folder comes before the folder
+  /// \throws as GetResource
+  std::vector<BundleResource> FindResources(const std::string& path, const std::string& filePattern,
+                                            bool recurse) const;
+
   /// \return when the bundle was installed or uninstalled
   TimeStamp GetLastModified() const;
   std::vector<ServiceReferenceU> GetRegisteredServices() const;

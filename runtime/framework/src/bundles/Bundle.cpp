@@ -2,16 +2,58 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
 #include <tuple>
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
+#include "bundles/ResourceTree.h"
 #include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/BundleContext.h"
+#include "cppmicroservices/BundleResource.h"
 
 namespace cppmicroservices {
+
+namespace {
+
+/// \return whether the parts of the pattern between its stars are all in the name, in this order
+bool contains(std::string_view name, std::string_view pattern) {
+  while (!pattern.empty()) {
+    const auto part = pattern.substr(0, pattern.find('*'));
+    const auto found = name.find(part);
+    if (found == std::string_view::npos) {
+      return false;
+    }
+    name.remove_prefix(found + part.size());
+    pattern.remove_prefix(std::min(part.size() + 1, pattern.size()));
+  }
+  return true;
+}
+
+void collect(const ResourceNode& folder, const std::string& pattern, bool recurse,
+             std::vector<const ResourceNode*>& found) {
+  for (const auto& [name, child] : folder.children) {
+    if (recurse) {
+      collect(*child, pattern, recurse, found);
+    }
+    if (contains(name, pattern)) {
+      found.push_back(child);
+    }
+  }
+}
+
+/// \return null for a framework
+std::shared_ptr<const ResourceTree> resourcesOf(const BundlePrivate& bundle) {
+  if (bundle.state == Bundle::STATE_UNINSTALLED) {
+    throw std::logic_error(bundle.described() + " is uninstalled");
+  }
+  return bundle.resources();
+}
+
+}  // namespace
 
 Bundle::Bundle() = default;
 Bundle::Bundle(const Bundle& other) = default;
@@ -85,6 +127,26 @@ BundleVersion Bundle::GetVersion() const {
 
 const AnyMap& Bundle::GetHeaders() const {
   return valid()->headers;
+}
+
+BundleResource Bundle::GetResource(const std::string& path) const {
+  auto tree = resourcesOf(*valid());
+  const auto* const node = tree ? tree->find(path) : nullptr;
+  return node ? detail::HandleAccess::resource(std::move(tree), node) : BundleResource();
+}
+
+std::vector<BundleResource> Bundle::FindResources(const std::string& path, const std::string& filePattern,
+                                                  bool recurse) const {
+  const auto tree = resourcesOf(*valid());
+  std::vector<const ResourceNode*> found;
+  if (const auto* const folder = tree ? tree->find(path + '/') : nullptr) {
+    collect(*folder, filePattern, recurse, found);
+  }
+  std::vector<BundleResource> resources;
+  for (const auto* const node : found) {
+    resources.push_back(detail::HandleAccess::resource(tree, node));
+  }
+  return resources;
 }
 
 Bundle::TimeStamp Bundle::GetLastModified() const {

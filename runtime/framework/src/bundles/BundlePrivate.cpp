@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "bundles/BundleContextPrivate.h"
+#include "bundles/ResourceTree.h"
 #include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
 
@@ -54,6 +55,17 @@ void BundlePrivate::closeContext() {
   if (closed) {
     closed->invalidate();
   }
+}
+
+std::shared_ptr<const ResourceTree> BundlePrivate::resources() const {
+  if (id == 0) {
+    return nullptr;
+  }
+  const std::lock_guard<std::mutex> lock(resourcesMutex_);
+  if (!resources_) {
+    resources_ = std::make_shared<const ResourceTree>(location, symbolicName);
+  }
+  return resources_;
 }
 
 std::string BundlePrivate::described() const {

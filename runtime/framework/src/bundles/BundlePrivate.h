@@ -14,6 +14,7 @@ namespace cppmicroservices {
 
 class BundleContextPrivate;
 class FrameworkCore;
+class ResourceTree;
 
 /// What a bundle is made from.
 struct BundleDescription {
@@ -41,6 +42,11 @@ class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
   /// Makes the context invalid and lets go of it.
   void closeContext();
 
+  /// \return the files and folders in the bundle's archive, which is looked at when this is first called; null
+  ///         for the system bundle
+  /// \throws std::runtime_error if the bundle's file is gone or holds no readable archive
+  std::shared_ptr<const ResourceTree> resources() const;
+
   /// \return "Bundle <name> (location=<location>)", as messages begin
   std::string described() const;
 
@@ -64,6 +70,9 @@ class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
 
   mutable std::mutex mutex_;
   std::shared_ptr<BundleContextPrivate> context_;  // guarded by mutex_
+
+  mutable std::mutex resourcesMutex_;                      // the file is read under it, but nobody is called
+  mutable std::shared_ptr<const ResourceTree> resources_;  // guarded by resourcesMutex_
 };
 
 }  // namespace cppmicroservices

@@ -5,6 +5,7 @@
 
 #include "cppmicroservices/Bundle.h"
 #include "cppmicroservices/BundleContext.h"
+#include "cppmicroservices/BundleResource.h"
 #include "cppmicroservices/ListenerToken.h"
 #include "cppmicroservices/ServiceReference.h"
 #include "cppmicroservices/ServiceRegistration.h"
@@ -21,6 +22,10 @@ struct HandleAccess {
 
   static BundleContext context(std::shared_ptr<BundleContextPrivate> state) { return BundleContext(std::move(state)); }
   static const std::shared_ptr<BundleContextPrivate>& stateOf(const BundleContext& context) { return context.context_; }
+
+  static BundleResource resource(std::shared_ptr<const ResourceTree> tree, const ResourceNode* node) {
+    return BundleResource(std::move(tree), node);
+  }
 
   static ServiceReferenceBase reference(std::shared_ptr<ServiceRecord> record, const std::string* interfaceId) {
     return ServiceReferenceBase(std::move(record), interfaceId);

@@ -6,17 +6,25 @@
 
 namespace spf::test {
 
-/// Builds zip archives byte by byte, the broken ones as well as the good ones. Nothing is compressed.
+/// Builds zip archives byte by byte, the broken ones as well as the good ones. Nothing but bombs is compressed.
 class ZipArchive {
  public:
   ZipArchive& add(const std::string& name, const std::string& content) {
-    entries_.push_back({name, content, static_cast<std::uint32_t>(content.size())});
-    return *this;
+    return addClaiming(name, content, static_cast<std::uint32_t>(content.size()));
   }
 
   /// Adds an entry that claims to be of another size than it is.
   ZipArchive& addClaiming(const std::string& name, const std::string& content, std::uint32_t size) {
-    entries_.push_back({name, content, size});
+    entries_.push_back({name, content, stored, size, size});
+    return *this;
+  }
+
+  /// Adds an entry of zeros that are compressed to next to nothing.
+  /// \param claimed  how many the entry says that there are
+  /// \param size  how many there are at least
+  ZipArchive& addBomb(const std::string& name, std::uint32_t claimed, std::size_t size) {
+    const auto content = zerosDeflated(size);
+    entries_.push_back({name, content, deflated, static_cast<std::uint32_t>(content.size()), claimed});
     return *this;
   }
 
@@ -40,8 +48,32 @@ class ZipArchive {
   struct Entry {
     std::string name;
     std::string content;
+    std::uint32_t method;
+    std::uint32_t compressedSize;
     std::uint32_t size;
   };
+
+  static constexpr std::uint32_t stored = 0;
+  static constexpr std::uint32_t deflated = 8;
+
+  /// One block with fixed codes: a zero, and how often to repeat 258 of them.
+  static std::string zerosDeflated(std::size_t size) {
+    std::string bytes;
+    std::size_t bits = 0;
+    const auto append = [&](const char* digits) {
+      for (; *digits != '\0'; ++digits, ++bits) {
+        bytes.resize(bits / 8 + 1);
+        bytes.back() = static_cast<char>(bytes.back() | (*digits - '0') << bits % 8);
+      }
+    };
+    append("110");       // the last block, fixed codes
+    append("00110000");  // a zero
+    for (std::size_t made = 1; made < size; made += 258) {
+      append("1100010100000");  // 258 bytes more, from one byte back
+    }
+    append("0000000");  // the end
+    return bytes;
+  }
 
   static std::string number(std::uint32_t value, int count) {
     std::string bytes;
@@ -64,9 +96,9 @@ class ZipArchive {
 
   /// What a local header and the directory say about an entry in the same words.
   static std::string description(const Entry& entry) {
-    return number(0, 2) + number(0, 2) + number(0, 2) + number(0x21, 2) + number(checksum(entry.content), 4) +
-           number(entry.size, 4) + number(entry.size, 4) + number(static_cast<std::uint32_t>(entry.name.size()), 2) +
-           number(0, 2);
+    return number(0, 2) + number(entry.method, 2) + number(0, 2) + number(0x21, 2) +
+           number(checksum(entry.content), 4) + number(entry.compressedSize, 4) + number(entry.size, 4) +
+           number(static_cast<std::uint32_t>(entry.name.size()), 2) + number(0, 2);
   }
 
   std::vector<Entry> entries_;

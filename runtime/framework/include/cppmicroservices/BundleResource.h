@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "cppmicroservices/FrameworkExport.h"
+
+namespace cppmicroservices {
+
+class BundleResourceStream;
+class ResourceTree;
+struct ResourceNode;
+
+namespace detail {
+struct HandleAccess;
+}
+
+/// A file or folder in a bundle's archive: see Bundle::GetResource. A value: copies are cheap, it never
+/// changes, and it can be used also after the bundle was uninstalled, as long as the bundle file is there. A
+/// default constructed one is invalid and answers with zero and empty values.
+///
+/// Paths begin in the bundle's own folder, and with '/'; those of folders end in '/' as well.
+class US_Framework_EXPORT BundleResource {
+ public:
+  BundleResource();
+  BundleResource(const BundleResource& resource);
+  BundleResource& operator=(const BundleResource& resource) = default;
+  ~BundleResource() = default;
+
+  /// Orders by path.
+  bool operator<(const BundleResource& resource) const;
+  /// \return whether both are the same resource of the same bundle file, or both invalid
+  bool operator==(const BundleResource& resource) const;
+  bool operator!=(const BundleResource& resource) const;
+
+  bool IsValid() const;
+  explicit operator bool() const;
+
+  /// \return "file.tar.gz" for "/folder/file.tar.gz"; "" for a folder
+  std::string GetName() const;
+  /// \return "/folder/"
+  std::string GetPath() const;
+  /// \return "/folder/file.tar.gz"
+  std::string GetResourcePath() const;
+  /// \return the name up to its first dot: "file"
+  std::string GetBaseName() const;
+  /// \return the name up to its last dot: "file.tar"
+  std::string GetCompleteBaseName() const;
+  /// \return what is behind the last dot: "gz"
+  std::string GetSuffix() const;
+  /// \return what is behind the first dot: "tar.gz"
+  std::string GetCompleteSuffix() const;
+
+  bool IsDir() const;
+  /// \return true also for an invalid resource
+  bool IsFile() const;
+
+  /// \return the names of what is in the folder, sorted; those of folders end in '/'
+  std::vector<std::string> GetChildren() const;
+  std::vector<BundleResource> GetChildResources() const;
+
+  /// \return the size of the content in bytes, as the archive gives it; the largest int if it is larger
+  int GetSize() const;
+  int GetCompressedSize() const;
+  /// \return when the file was changed before it was packed, in seconds since 1970
+  time_t GetLastModified() const;
+  uint32_t GetCrc32() const;
+
+ private:
+  friend class BundleResourceStream;
+  friend struct detail::HandleAccess;
+  friend struct std::hash<BundleResource>;
+
+  BundleResource(std::shared_ptr<const ResourceTree> tree, const ResourceNode* node);
+
+  std::size_t Hash() const;
+  std::string content() const;
+
+  std::shared_ptr<const ResourceTree> tree_;
+  const ResourceNode* node_ = nullptr;  // of the tree
+};
+
+US_Framework_EXPORT std::ostream& operator<<(std::ostream& out, const BundleResource& resource);
+
+}  // namespace cppmicroservices
+
+US_HASH_FUNCTION_BEGIN(cppmicroservices::BundleResource)
+return arg.Hash();
+US_HASH_FUNCTION_END
