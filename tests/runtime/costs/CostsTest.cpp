@@ -1,0 +1,121 @@
+#include <cppmicroservices/ServiceReference.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "AllocationHook.hpp"
+#include "TestFramework.hpp"
+
+namespace spf::test {
+
+namespace {
+
+using namespace cppmicroservices;
+
+struct Wanted {
+  virtual ~Wanted() = default;
+};
+struct Other {
+  virtual ~Other() = default;
+};
+
+/// How many allocations the call makes on this thread.
+template <class Call>
+int allocationsOf(Call&& call) {
+  const AllocationHook hook([](int, std::size_t) {});
+  call();
+  return hook.count();
+}
+
+class ALookUp : public StartedFramework {
+ protected:
+  template <class Service>
+  void offer(int count) {
+    for (int i = 0; i < count; ++i) {
+      static_cast<void>(
+          context().RegisterService<Service>(std::make_shared<Service>(), ServiceProperties{{"index", i}}));
+    }
+  }
+
+  int costOfAll() {
+    auto bundleContext = context();
+    return allocationsOf([&] { bundleContext.GetServiceReferences<Wanted>(); });
+  }
+  int costOfMatching() {
+    auto bundleContext = context();
+    return allocationsOf([&] { bundleContext.GetServiceReferences<Wanted>("(index=0)"); });
+  }
+  int costOfBest() {
+    auto bundleContext = context();
+    return allocationsOf([&] { bundleContext.GetServiceReference<Wanted>(); });
+  }
+};
+
+TEST_F(ALookUp, CostsTheSameHoweverManyServicesOfOtherInterfacesThereAre) {
+  offer<Wanted>(10);
+  const auto all = costOfAll();
+  const auto matching = costOfMatching();
+  const auto best = costOfBest();
+  offer<Other>(1000);
+  EXPECT_EQ(costOfAll(), all);
+  EXPECT_EQ(costOfMatching(), matching);
+  EXPECT_EQ(costOfBest(), best);
+}
+
+TEST_F(ALookUp, CostsNoMoreThanItsAnswerIsLonger) {
+  offer<Wanted>(100);
+  const auto all = costOfAll();
+  offer<Wanted>(900);
+  EXPECT_LE(costOfAll(), 10 * all);
+}
+
+TEST_F(ALookUp, LooksAtEachServiceOfTheInterfaceOnceIfThereIsAFilter) {
+  offer<Wanted>(100);
+  const auto matching = costOfMatching();
+  offer<Wanted>(900);
+  EXPECT_LE(costOfMatching(), 10 * matching);
+}
+
+TEST_F(ALookUp, OfTheBestServiceCostsTheSameHoweverManyThereAre) {
+  offer<Wanted>(1);
+  const auto best = costOfBest();
+  offer<Wanted>(999);
+  EXPECT_EQ(costOfBest(), best);
+}
+
+class AnUpdate : public StartedFramework {
+ protected:
+  AnUpdate() {
+    auto bundles = context().InstallBundles(SPF_CONFIGURATION_ADMIN_FILE);
+    bundles.at(0).Start();
+    const auto reference = context().GetServiceReference<service::cm::ConfigurationAdmin>();
+    sut = context().GetService(reference)->GetConfiguration("pid");
+  }
+
+  /// The allocations of an update with so many entries, all but the making of the map.
+  int costWith(int entries) {
+    AnyMap properties(AnyMap::UNORDERED_MAP);
+    for (int i = 0; i < entries; ++i) {
+      properties["a key that is too long to be kept in place " + std::to_string(i)] = std::string(100, 'x');
+    }
+    std::shared_future<void> done;
+    const auto cost = allocationsOf([&] { done = sut->Update(std::move(properties)); });
+    done.wait();
+    return cost;
+  }
+
+  std::shared_ptr<service::cm::Configuration> sut;
+};
+
+TEST_F(AnUpdate, MovesItsMapAndCopiesNothing) {
+  costWith(1);
+  // The queue of deliveries may grow by a block once in a while.
+  EXPECT_LE(costWith(1000), costWith(1) + 2);
+}
+
+}  // namespace
+
+}  // namespace spf::test
