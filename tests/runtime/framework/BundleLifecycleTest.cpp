@@ -2,15 +2,13 @@
 #include <cppmicroservices/SecurityException.h>
 #include <cppmicroservices/ServiceEvent.h>
 #include <cppmicroservices/ServiceObjects.h>
-#include <cppmicroservices/SharedLibraryException.h>
 #include <dlfcn.h>
 
 #include <functional>
 #include <memory>
 #include <thread>
 
-#include "Script.hpp"
-#include "TestFramework.hpp"
+#include "ScriptedBundle.hpp"
 #include "ZipArchive.hpp"
 #include "spf/test/Gate.hpp"
 
@@ -23,33 +21,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-struct FunctionScript : Script {
-  explicit FunctionScript(std::function<void(const std::string&, BundleContext)> body) : body_(std::move(body)) {}
-  void run(const std::string& step, BundleContext context) override { body_(step, context); }
-
- private:
-  const std::function<void(const std::string&, BundleContext)> body_;
-};
-
-class ABundle : public StartedFramework {
- protected:
-  ~ABundle() override { sut = nullptr; }
-
-  /// Has the bundle run the function at each step.
-  void script(std::function<void(const std::string&, BundleContext)> body) {
-    (void)context().RegisterService<Script>(std::make_shared<FunctionScript>(std::move(body)));
-  }
-
-  void scriptThrowingIn(const std::string& where) {
-    script([where](const std::string& step, BundleContext) {
-      if (step == where) {
-        throw std::runtime_error("thrown in " + where);
-      }
-    });
-  }
-
-  Bundle sut = context().InstallBundles(SCRIPTED_BUNDLE).at(0);
-};
+class ABundle : public ScriptedBundle {};
 
 TEST_F(ABundle, GoesThroughItsStates) {
   Journal journal;
@@ -137,12 +109,6 @@ TEST_F(ABundle, IsNotStartedWhenItsActivatorThrows) {
   EXPECT_FALSE(sut.GetBundleContext());
 }
 
-TEST_F(ABundle, IsNotStartedWhenItsConstructorThrows) {
-  scriptThrowingIn("construct");
-  EXPECT_THAT(messageOf<std::runtime_error>([&] { sut.Start(); }), HasSubstr("start failed: thrown in construct"));
-  EXPECT_EQ(sut.GetState(), Bundle::STATE_RESOLVED);
-}
-
 TEST_F(ABundle, ReportsExceptionsOfAnyType) {
   script([](const std::string& step, BundleContext) {
     if (step == "start") {
@@ -214,12 +180,6 @@ TEST_F(ABundle, LooksUpSymbolsOnlyWhileItIsActive) {
   dlclose(program);
 }
 
-TEST_F(ABundle, IsNotStartedWithoutEntryPoints) {
-  auto bundle = context().InstallBundles(NO_ACTIVATOR_BUNDLE).at(0);
-  EXPECT_THAT(messageOf<std::runtime_error>([&] { bundle.Start(); }), HasSubstr("activator constructor not found"));
-  EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
-}
-
 class ABundleOfText : public ABundle {
  protected:
   Bundle install(const std::string& activator) {
@@ -229,18 +189,6 @@ class ABundleOfText : public ABundle {
         .at(0);
   }
 };
-
-TEST_F(ABundleOfText, CannotBeLoadedAsALibrary) {
-  auto bundle = install("true");
-  try {
-    bundle.Start();
-    FAIL() << "nothing was thrown";
-  } catch (const SharedLibraryException& error) {
-    EXPECT_EQ(error.GetBundle(), bundle);
-    EXPECT_THAT(error.what(), HasSubstr("text.zip"));
-  }
-  EXPECT_EQ(bundle.GetState(), Bundle::STATE_RESOLVED);
-}
 
 TEST_F(ABundleOfText, IsStartedWithoutItsLibraryIfItHasNoActivator) {
   auto bundle = install("false");

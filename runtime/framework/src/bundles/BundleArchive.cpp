@@ -1,8 +1,12 @@
 #include "bundles/BundleArchive.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "bundles/ArchiveReader.h"
 
@@ -11,19 +15,33 @@ namespace cppmicroservices {
 namespace {
 
 constexpr std::uint64_t largestManifest = 4 * 1024 * 1024;
+constexpr std::uint64_t largestManifests = 16 * 1024 * 1024;
+
+bool isManifest(const std::filesystem::path& name) {
+  return std::distance(name.begin(), name.end()) == 2 && name.filename() == "manifest.json";
+}
+
+/// Keeps an archive with manifests of many bundles from filling the memory.
+void requireModestManifests(const ArchiveReader& archive, const std::vector<ArchiveEntry>& entries) {
+  std::uint64_t size = 0;
+  for (const auto& entry : entries) {
+    size += isManifest(entry.name) ? std::min(entry.size, largestManifest) : 0;
+  }
+  if (size > largestManifests) {
+    archive.refuseLayout("its manifests are larger than " + std::to_string(largestManifests) + " bytes together");
+  }
+}
 
 /// Takes in one entry of the archive.
 void look(const ArchiveReader& archive, const ArchiveEntry& entry, std::set<std::string>& directories,
           std::map<std::string, std::string>& manifests) {
   const std::filesystem::path name = entry.name;
-  const auto parts = std::distance(name.begin(), name.end());
-  if (parts < 2) {
+  if (std::distance(name.begin(), name.end()) < 2) {
     archive.refuseLayout("the entry '" + entry.name + "' is not in the directory of a bundle");
   }
   const auto directory = name.begin()->string();
   directories.insert(directory);
-  if (parts == 2 && name.filename() == "manifest.json" &&
-      !manifests.emplace(directory, archive.read(entry, largestManifest)).second) {
+  if (isManifest(name) && !manifests.emplace(directory, archive.read(entry, largestManifest)).second) {
     archive.refuseLayout("there are two manifests of the bundle " + directory);
   }
 }
@@ -32,9 +50,11 @@ void look(const ArchiveReader& archive, const ArchiveEntry& entry, std::set<std:
 
 std::map<std::string, std::string> readManifests(const std::string& location) {
   const ArchiveReader archive(location);
+  const auto entries = archive.entries();
+  requireModestManifests(archive, entries);
   std::set<std::string> directories;
   std::map<std::string, std::string> manifests;
-  for (const auto& entry : archive.entries()) {
+  for (const auto& entry : entries) {
     look(archive, entry, directories, manifests);
   }
   if (directories.empty()) {

@@ -29,6 +29,11 @@ void* load(const std::string& location, int options) {
   return library;
 }
 
+/// Takes the library away again if it turns out to be none of a bundle.
+struct Unload {
+  void operator()(void* library) const { dlclose(library); }
+};
+
 template <class Function>
 Function find(void* library, const char* prefix, const BundlePrivate& bundle) {
   return reinterpret_cast<Function>(dlsym(library, (prefix + bundle.symbolicName).c_str()));
@@ -37,16 +42,17 @@ Function find(void* library, const char* prefix, const BundlePrivate& bundle) {
 }  // namespace
 
 BundleLibrary::BundleLibrary(const BundlePrivate& bundle, int loadOptions) {
-  void* const library = load(bundle.location, loadOptions);
-  setContext_ = find<decltype(setContext_)>(library, US_STR(US_SET_CTX_PREFIX), bundle);
-  create_ = find<decltype(create_)>(library, US_STR(US_CREATE_ACTIVATOR_PREFIX), bundle);
-  destroy_ = find<decltype(destroy_)>(library, US_STR(US_DESTROY_ACTIVATOR_PREFIX), bundle);
+  std::unique_ptr<void, Unload> library(load(bundle.location, loadOptions));
+  setContext_ = find<decltype(setContext_)>(library.get(), US_STR(US_SET_CTX_PREFIX), bundle);
+  create_ = find<decltype(create_)>(library.get(), US_STR(US_CREATE_ACTIVATOR_PREFIX), bundle);
+  destroy_ = find<decltype(destroy_)>(library.get(), US_STR(US_DESTROY_ACTIVATOR_PREFIX), bundle);
   if (!create_) {
     throw std::runtime_error(bundle.described() + " activator constructor not found");
   }
   if (!destroy_) {
     throw std::runtime_error(bundle.described() + " activator destructor not found");
   }
+  static_cast<void>(library.release());
 }
 
 void BundleLibrary::setContext(BundleContextPrivate* context) const {

@@ -10,7 +10,7 @@ class BundlePrivate;
 struct BundleActivator;
 
 /// The code of one bundle: its library's entry points, which end in the bundle's symbolic name. The
-/// library is never unloaded, since objects whose code it holds may outlive everything.
+/// library is never unloaded once its code may have run, since objects whose code it holds may outlive everything.
 class BundleLibrary {
  public:
   using Activator = std::unique_ptr<BundleActivator, void (*)(BundleActivator*)>;
