@@ -148,7 +148,9 @@ TEST_P(ATimedWait, MeasuresItsTimeFromWhenItHasTheLock) {
       firstLocking = steady_clock::now();
     }
   });
-  EXPECT_GE(deadlineOf(milliseconds(20)), *firstLocking + milliseconds(20));
+  const auto deadline = deadlineOf(milliseconds(20));
+  ASSERT_TRUE(firstLocking.has_value());
+  EXPECT_GE(deadline, *firstLocking + milliseconds(20));
 }
 
 TEST_P(ATimedWait, OfManyThreadsEndsForAllOfThem) {
