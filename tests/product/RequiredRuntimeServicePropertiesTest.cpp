@@ -137,24 +137,30 @@ TEST(ARequiredRuntimeServiceProperty, IsTheLastChildOfTheFirstOfSeveralNodesThat
 // Each test has a process of its own under CTest: nobody has called the function there before.
 TEST(ARequiredRuntimeServiceProperty, IsWrittenByManyThreadsAtOnceIntoTreesOfTheirOwn) {
   constexpr int number = 8;
+  constexpr int properties = 500;
+  const auto nameOf = [](int thread, int property) { return std::to_string(thread) + "-" + std::to_string(property); };
   Counter ready;
   Gate go;
   std::vector<std::future<ptree>> writers;
-  for (int i = 0; i < number; ++i) {
-    writers.push_back(std::async(std::launch::async, [&, value = std::to_string(i)] {
+  for (int thread = 0; thread < number; ++thread) {
+    writers.push_back(std::async(std::launch::async, [&, thread] {
       ptree tree;
       ready.add();
       EXPECT_TRUE(go.wait());
-      addRequiredRuntimeServiceProperties(tree, "site", value);
+      for (int property = 0; property < properties; ++property) {
+        addRequiredRuntimeServiceProperties(tree, nameOf(thread, property), nameOf(thread, property));
+      }
       return tree;
     }));
   }
   EXPECT_TRUE(ready.waitFor(number));
   go.open();
-  for (int i = 0; i < number; ++i) {
+  for (int thread = 0; thread < number; ++thread) {
     ptree expected;
-    expected.push_back({prefix + "site", ptree(std::to_string(i))});
-    EXPECT_EQ(writers[i].get(), expected);
+    for (int property = 0; property < properties; ++property) {
+      expected.push_back({prefix + nameOf(thread, property), ptree(nameOf(thread, property))});
+    }
+    EXPECT_TRUE(writers[thread].get() == expected) << thread;
   }
 }
 
