@@ -159,6 +159,39 @@ TEST_F(ABuilder, StoresTheEndpointsOfASetInAscendingOrder) {
   EXPECT_EQ(texts(published().getServicePublisherConfigurations().at(0).endpointsToConnectTo), (Texts{"a", "z"}));
 }
 
+TEST_F(ABuilder, PutsEveryArgumentIntoItsMemberOfAPublisher) {
+  sut.addServicePublisher("1", "name", {"connect"}, {"bind"}, "import", "export")
+      .addServicePublisherAny("2", "name", {text("connect")}, {text("bind")}, "import", "export")
+      .addServicePublisher({"3", "name", {text("connect")}, {text("bind")}, "import", "export"});
+  const auto publishers = published().getServicePublisherConfigurations();
+  EXPECT_EQ(sortedIDsOf(publishers), (Texts{"1", "2", "3"}));
+  for (const auto& publisher : publishers) {
+    EXPECT_EQ(publisher.name, "name");
+    EXPECT_EQ(texts(publisher.endpointsToConnectTo), Texts{"connect"});
+    EXPECT_EQ(texts(publisher.endpointsToBindTo), Texts{"bind"});
+    EXPECT_EQ(publisher.importFilter, "import");
+    EXPECT_EQ(publisher.exportFilter, "export");
+  }
+}
+
+TEST_F(ABuilder, PutsEveryArgumentIntoItsMemberOfAnInterface) {
+  boost::property_tree::ptree properties;
+  properties.put("key", "value");
+  sut.addServiceInterface("1", "name", properties)
+      .addServiceInterfaceToAllServicePublishers("2", "name", properties)
+      .addServiceInterfaceToServicePublisher("p", "3", "name", properties)
+      .addServiceInterface({"4", "name", properties})
+      .addServiceInterfaceToAllServicePublishers({"5", "name", properties})
+      .addServiceInterfaceToServicePublisher("p", {"6", "name", properties})
+      .addServicePublisher(publisher("p"));
+  const auto interfaces = published().getServiceInterfaceConfigurations();
+  EXPECT_EQ(sortedIDsOf(interfaces), (Texts{"1", "2", "3", "4", "5", "6"}));
+  for (const auto& serviceInterface : interfaces) {
+    EXPECT_EQ(serviceInterface.name, "name");
+    EXPECT_EQ(serviceInterface.requestedProperties, properties);
+  }
+}
+
 TEST_F(ABuilder, MapsAnInterfaceToAPublisherThatIsNotThereYet) {
   sut.addServiceInterfaceToServicePublisher("p", serviceInterface("i"));
   sut.addServiceInterfaceToServicePublisher("p", "j", "name", {});
