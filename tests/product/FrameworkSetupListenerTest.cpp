@@ -1,8 +1,11 @@
 #include "tracking/FrameworkSetupListener.hpp"
 
 #include <cstring>
+#include <future>
 #include <iterator>
+#include <vector>
 
+#include "spf/test/Gate.hpp"
 #include "support/MutexFailure.hpp"
 #include "support/TestFramework.hpp"
 #include "support/configurations.hpp"
@@ -316,6 +319,27 @@ TEST_F(AFrameworkSetupListener, IsNotRegisteredWhenItCannotBeMade) {
   EXPECT_THROW(SPFConfigurationUpdateTracker::create(AnyMap({{"modificationCount", Any(1)}})), std::out_of_range);
   EXPECT_THROW(SPFConfigurationUpdateTracker::create(properties({text("no map")})),
                cppmicroservices::BadAnyCastException);
+  EXPECT_EQ(framework.listeners(), 0u);
+}
+
+TEST_F(AFrameworkSetupListener, IsRegisteredAndUnregisteredByManyRemovalsAtOnceAndIsGoneWithTheLast) {
+  TestFramework framework;
+  const auto sut = SPFConfigurationUpdateTracker::create(properties({publisherEntry("p", "rpcservicepublisher")}));
+  Gate start;
+  std::vector<std::future<void>> removals;
+  for (int i = 0; i < 4; ++i) {
+    removals.push_back(std::async(std::launch::async, [&] {
+      ASSERT_TRUE(start.wait());
+      for (int round = 0; round < 200; ++round) {
+        sut->prepareForRemoval();
+        EXPECT_FALSE(sut->waitForAllServicesToBeUnpublished(milliseconds(0), "p"));
+      }
+    }));
+  }
+  start.open();
+  for (auto& removal : removals) {
+    EXPECT_NO_THROW(removal.get());
+  }
   EXPECT_EQ(framework.listeners(), 0u);
 }
 

@@ -66,7 +66,7 @@ TEST_F(SpfctlRun, OnceEndsWithZeroWhenEverythingIsReadyAndLeavesNoSocketBehind) 
 
 TEST_F(SpfctlRun, StaysUntilItIsInterruptedAndThenEndsWithZero) {
   const auto endpoint = freeEndpoint();
-  for (const auto number : {SIGINT, SIGTERM}) {
+  for (const auto number : {SIGINT, SIGTERM, SIGHUP}) {
     Process process(command(configuration({publisher("p", quoted(endpoint))})));
     ASSERT_TRUE(process.waitForOutput("ready: x"));
     EXPECT_TRUE(isOpen(endpoint));
@@ -141,7 +141,7 @@ TEST_F(SpfctlRun, LooksOnceWhenTheTimeOutIsZero) {
 }
 
 TEST_F(SpfctlRun, EndsWithTheSignalsCodeWhenInterruptedBeforeEverythingIsReady) {
-  for (const auto number : {SIGINT, SIGTERM}) {
+  for (const auto number : {SIGINT, SIGTERM, SIGHUP}) {
     const auto endpoint = freeEndpoint();
     Process process(command(configuration({publisher("p", quoted(endpoint), quoted(freeEndpoint()))})));
     ASSERT_TRUE(process.waitForOutput("p: to connect"));

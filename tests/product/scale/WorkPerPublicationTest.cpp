@@ -287,6 +287,14 @@ TEST_P(TheCopies, ThatModifyMakesAreThoseOfTheBuilder) {
   EXPECT_EQ(copies([&] { modified = std::make_unique<SPFConfigurationBuilder>(sut.modify()); }), 3);
 }
 
+TEST_P(TheCopies, ThatAListMakesAreThoseThatItHolds) {
+  const auto sut = builderWith(true, true, true).build();
+  std::vector<SPFServiceInterfaceConfiguration> interfaces;
+  std::vector<SPFServicePublisherConfiguration> publishers;
+  EXPECT_EQ(copies([&] { interfaces = sut.getServiceInterfaceConfigurations(); }), 1);
+  EXPECT_EQ(copies([&] { publishers = sut.getServicePublisherConfigurations(); }), 2);
+}
+
 TEST_P(TheCopies, ThatMovingAndWithdrawingMakeAreNone) {
   auto sut = builderWith(true, true, true).build();
   auto builder = builderWith(true, true, true);

@@ -15,6 +15,7 @@ sigset_t awaited() {
   sigemptyset(&set);
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
+  sigaddset(&set, SIGHUP);   // the terminal was closed
   sigaddset(&set, SIGUSR1);  // ends the thread
   return set;
 }
