@@ -1,8 +1,10 @@
 #include <cppmicroservices/AnyMap.h>
 #include <gmock/gmock.h>
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -60,8 +62,11 @@ TEST_P(AMap, ThrowsForAKeyThatItDoesNotHold) {
   auto sut = make();
   auto const& constant = sut;
 
-  EXPECT_THROW(sut.at("k"), std::out_of_range);
-  EXPECT_THROW(constant.at("k"), std::out_of_range);
+  auto const says =
+      testing::ThrowsMessage<std::out_of_range>(GetParam() == AnyMap::ORDERED_MAP ? "map::at" : "unordered_map::at");
+
+  EXPECT_THAT([&] { sut.at("k"); }, says);
+  EXPECT_THAT([&] { constant.at("k"); }, says);
 }
 
 TEST_P(AMap, AddsAnEmptyValueForANewKey) {
@@ -78,6 +83,9 @@ TEST_P(AMap, TakesARvalueKeyOnlyForANewEntry) {
   std::string known = "a key that is long enough to be moved";
   sut[std::move(known)] = 2;
   EXPECT_EQ(known, "a key that is long enough to be moved");
+  std::string unknown = "a new key that is long enough to be moved";
+  sut[std::move(unknown)] = 3;
+  EXPECT_EQ(unknown, "");
 }
 
 TEST_P(AMap, LeavesAnEntryAsItIsWhenItIsInsertedAgain) {
@@ -154,6 +162,15 @@ TEST_P(AMap, MayHoldACopyOfItself) {
   EXPECT_EQ(sut.AtCompoundKey("self.k"), 1);
 }
 
+TEST_P(AMap, KnowsItsTypeAndMayBeMovedAndAssignedAfterAMove) {
+  auto sut = make({{"k", Any(1)}});
+  AnyMap const moved(std::move(sut));
+  EXPECT_EQ(sut.GetType(), GetParam());
+  AnyMap const again(std::move(sut));
+  sut = moved;
+  EXPECT_EQ(sut, moved);
+}
+
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
   auto sut = make({{"k", Any(1)}});
@@ -220,6 +237,31 @@ TEST(AnAnyMap, TakesItsTypeFromTheMapItIsMadeOf) {
   EXPECT_EQ(AnyMap(AnyMap::ordered_any_map(ordered)).size(), 1u);
   EXPECT_EQ(AnyMap(AnyMap::unordered_any_map(unordered)).size(), 1u);
   EXPECT_EQ(AnyMap(AnyMap::unordered_any_cimap(caseInsensitive)).size(), 1u);
+}
+
+TEST(AnAnyMap, NumbersItsTypes) {
+  static_assert(std::is_same_v<std::underlying_type_t<AnyMap::map_type>, std::uint8_t>);
+  EXPECT_EQ(AnyMap::ORDERED_MAP, 0);
+  EXPECT_EQ(AnyMap::UNORDERED_MAP, 1);
+  EXPECT_EQ(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS, 2);
+}
+
+template <class Map>
+using Subscribed = decltype(std::declval<Map>()[std::declval<std::string const&>()]);
+template <class Map>
+using ComparedFromItsEnd = decltype(std::declval<Map&>().end() != std::declval<Map&>().find(std::string()));
+template <class Map>
+using ComparedToItsEnd = decltype(std::declval<Map&>().find(std::string()) != std::declval<Map&>().end());
+
+template <template <class...> class Use, class Map, class = void>
+inline constexpr bool allows = false;
+template <template <class...> class Use, class Map>
+inline constexpr bool allows<Use, Map, std::void_t<Use<Map>>> = true;
+
+TEST(AnAnyMap, GivesOnlyConstantAccessWhereItFinds) {
+  static_assert(std::is_same_v<decltype(std::declval<AnyMap&>().find("")), AnyMap::const_iterator>);
+  static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, AnyMap const&>);
+  static_assert(allows<ComparedToItsEnd, AnyMap> && !allows<ComparedFromItsEnd, AnyMap>);
 }
 
 TEST(AnAnyMap, IsNotMadeOfItsBase) {

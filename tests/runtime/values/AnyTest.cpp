@@ -124,6 +124,8 @@ TEST(AnAny, SurvivesAnAssignmentToItself) {
   Any& same = sut;
   sut = same;
   EXPECT_EQ(sut, std::string("text"));
+  sut = std::move(same);
+  EXPECT_EQ(sut, std::string("text"));
   sut.Swap(same);
   EXPECT_EQ(sut, std::string("text"));
 }
@@ -198,6 +200,7 @@ TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
 
   EXPECT_FALSE(sut == same);
   EXPECT_TRUE(sut != same);
+  EXPECT_FALSE(sut == ref_any_cast<Counted>(sut));
 }
 
 TEST(AnAny, EqualsNothingWhenItIsEmpty) {

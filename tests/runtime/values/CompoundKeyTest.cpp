@@ -60,6 +60,19 @@ TEST_F(ACompoundKey, HasToBeThere) {
   }
 }
 
+TEST_F(ACompoundKey, SaysWhereItFailed) {
+  auto const says = [](std::string const& start) {
+    return testing::ThrowsMessage<std::out_of_range>(testing::StartsWith(start));
+  };
+  AnyMap const ordered(AnyMap::ORDERED_MAP);
+
+  EXPECT_THAT([&] { map.AtCompoundKey("map.missing"); }, says("unordered_map::at"));
+  EXPECT_THAT([&] { ordered.AtCompoundKey("missing"); }, says("map::at"));
+  EXPECT_THAT([&] { map.AtCompoundKey("list.3"); }, says("vector::_M_range_check"));
+  EXPECT_THAT([&] { map.AtCompoundKey("list.-4"); }, says("vector::_M_range_check"));
+  EXPECT_THAT([&] { map.AtCompoundKey("list.99999999999"); }, says("stoi"));
+}
+
 TEST_F(ACompoundKey, NeedsANumberForAVector) {
   EXPECT_THAT([&] { map.AtCompoundKey("list.x"); }, testing::ThrowsMessage<std::invalid_argument>("stoi"));
   EXPECT_THROW(map.AtCompoundKey("list."), std::invalid_argument);

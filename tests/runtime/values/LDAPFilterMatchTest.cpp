@@ -138,6 +138,17 @@ TEST(AString, IsOrderedByBytes) {
   EXPECT_TRUE(matchesText("(p>=z)", "\xc3\xa4"));
 }
 
+TEST(AString, MatchesTheWildcardsOwnByteAsAWildcard) {
+  EXPECT_TRUE(matchesText("(p=a\x7f)", "abc"));
+  EXPECT_TRUE(matchesText("(p=a\\\x7f)", "abc"));
+  EXPECT_TRUE(matches("(p=\x7f)", Any(5)));
+  EXPECT_TRUE(matchesText("(p~=a\x7f)", "A\x7f"));
+  EXPECT_FALSE(matchesText("(p~=a\x7f)", "abc"));
+  EXPECT_TRUE(matchesText("(p<=a*)", "a~"));
+  EXPECT_FALSE(matchesText("(p>=a*)", "a~"));
+  EXPECT_TRUE(matchesText("(p>=a*)", "a\x7f"));
+}
+
 TEST(AString, MayBeAPointerOrACharacter) {
   EXPECT_TRUE(matches("(p=te*)", Any(static_cast<char const*>("text"))));
   EXPECT_TRUE(matches("(p=x)", Any('x')));
@@ -206,6 +217,7 @@ TEST(AnIntegerOfFewBytes, CutsTheNumberToItsSize) {
   EXPECT_TRUE(matches("(p=65541)", Any(static_cast<unsigned short>(5))));
   EXPECT_TRUE(matches("(p=-1)", Any(std::numeric_limits<unsigned int>::max())));
   EXPECT_FALSE(matches("(p>=-1)", Any(5u)));
+  EXPECT_FALSE(matches("(p<=99999999999)", Any(2000000000)));
 }
 
 TEST(AFloatingPointNumber, IsComparedAsANumber) {

@@ -74,6 +74,8 @@ TEST(AFilter, EscapesWhatIsSpecialInAValue) {
 TEST(AFilter, KnowsNoOtherEscapesThanABackslash) {
   EXPECT_EQ(normalised("(a=b\\c)"), "(a=bc)");
   EXPECT_EQ(normalised("(a=\\28)"), "(a=28)");
+  EXPECT_EQ(normalised("(a=\x7f)"), "(a=*)");
+  EXPECT_EQ(normalised("(a=\\\x7f)"), "(a=*)");
 }
 
 TEST(AFilter, EqualsOneWithTheSameText) {

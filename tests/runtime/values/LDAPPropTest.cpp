@@ -92,6 +92,7 @@ TEST_F(AnExpression, IsCombinedInPairs) {
   EXPECT_EQ(textOf(a && b), "(&(a=1)(b=2))");
   EXPECT_EQ(textOf(a || b), "(|(a=1)(b=2))");
   EXPECT_EQ(textOf(a && b && a), "(&(&(a=1)(b=2))(a=1))");
+  EXPECT_EQ(textOf(::operator||(::operator&&(a, b), a)), "(|(&(a=1)(b=2))(a=1))");
 }
 
 TEST_F(AnExpression, IsLeftOutIfItIsNull) {

@@ -120,11 +120,7 @@ class FilterParser {
       char const c = take();
       open += c == '(' ? 1 : 0;
       open -= c == ')' ? 1 : 0;
-      if (c == '*') {
-        value.appendWildcard();
-      } else {
-        value.append(c == '\\' ? take() : c);
-      }
+      value.append(c == '*' ? FilterValue::wildcard : c == '\\' ? take() : c);
     }
     take();
     return value;

@@ -34,29 +34,27 @@ std::string fold(std::string_view text) {
 
 }  // namespace
 
-std::string_view FilterValue::piece(std::size_t i) const {
-  auto const begin = i == 0 ? 0 : wildcards_[i - 1] + 1;
-  auto const end = i < wildcards_.size() ? wildcards_[i] : text_.size();
-  return std::string_view(text_).substr(begin, end - begin);
-}
-
 // The leftmost place for each piece leaves the most room for the next ones, so nothing is ever tried twice.
 bool FilterValue::matches(std::string_view text) const {
-  if (wildcards_.empty()) {
-    return text == text_;
+  std::string_view pattern = text_;
+  auto length = pattern.find(wildcard);
+  if (length == std::string_view::npos) {
+    return text == pattern;
   }
-  if (!startsWith(text, piece(0))) {
+  if (!startsWith(text, pattern.substr(0, length))) {
     return false;
   }
-  text.remove_prefix(piece(0).size());
-  for (std::size_t i = 1; i < wildcards_.size(); ++i) {
-    auto const found = text.find(piece(i));
+  text.remove_prefix(length);
+  pattern.remove_prefix(length + 1);
+  for (length = pattern.find(wildcard); length != std::string_view::npos; length = pattern.find(wildcard)) {
+    auto const found = text.find(pattern.substr(0, length));
     if (found == std::string_view::npos) {
       return false;
     }
-    text.remove_prefix(found + piece(i).size());
+    text.remove_prefix(found + length);
+    pattern.remove_prefix(length + 1);
   }
-  return endsWith(text, piece(wildcards_.size()));
+  return endsWith(text, pattern);
 }
 
 bool FilterValue::isApproximately(std::string_view text) const {
@@ -65,14 +63,11 @@ bool FilterValue::isApproximately(std::string_view text) const {
 
 std::string FilterValue::escaped() const {
   std::string result;
-  for (std::size_t i = 0; i <= wildcards_.size(); ++i) {
-    result.append(i > 0 ? 1 : 0, '*');
-    for (char const c : piece(i)) {
-      if (isSpecial(c)) {
-        result += '\\';
-      }
-      result += c;
+  for (char const c : text_) {
+    if (isSpecial(c)) {
+      result += '\\';
     }
+    result += c == wildcard ? '*' : c;
   }
   return result;
 }

@@ -1,44 +1,37 @@
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace cppmicroservices {
 
-/// What a filter compares a property with: a text in which some stars stand for any text.
+/// What a filter compares a property with: a text in which one byte stands for any text.
 class FilterValue {
  public:
-  void append(char c) { text_ += c; }
-  void appendWildcard() {
-    wildcards_.push_back(text_.size());
-    text_ += '*';
-  }
+  /// Written as a star in a filter. The byte itself means the same there, even behind a backslash, and every
+  /// comparison but that for equality takes it as it is.
+  static constexpr char wildcard = '\x7f';
 
-  /// The text, wildcards being `*`.
+  void append(char c) { text_ += c; }
+
+  /// The text with its wildcards.
   std::string const& text() const { return text_; }
 
   /// Whether it is a single wildcard, which asks for presence only.
-  bool isPresence() const { return wildcards_.size() == 1 && text_.size() == 1; }
+  bool isPresence() const { return text_.size() == 1 && text_.front() == wildcard; }
 
   /// Whether the text is an instance of this pattern. Takes time in proportion to the product of
   /// both lengths at worst.
   bool matches(std::string_view text) const;
 
-  /// Whether both are the same but for blanks and the case of ASCII letters; wildcards are plain stars.
+  /// Whether both are the same but for blanks and the case of ASCII letters.
   bool isApproximately(std::string_view text) const;
 
   /// The value as it stands in a filter, special characters escaped.
   std::string escaped() const;
 
  private:
-  /// What stands before wildcard number i, and behind the one before it or the last one.
-  std::string_view piece(std::size_t i) const;
-
   std::string text_;
-  // Where in the text.
-  std::vector<std::size_t> wildcards_;
 };
 
 }  // namespace cppmicroservices
