@@ -1,0 +1,54 @@
+// What the compiler has to refuse, with the type that it has to complain about, and what it has to take; see
+// CheckRefusals.cmake.
+#include <cppmicroservices/AnyMap.h>
+
+#include <array>
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace cppmicroservices;
+
+enum class Scoped { value };
+struct Incomparable {};
+std::ostream& operator<<(std::ostream& out, Incomparable) {
+  return out;
+}
+
+[[maybe_unused]] void accepted(AnyMap& map) {
+  map["text"] = std::string("text");
+  map["text"] = std::string_view("text");
+  map["text"] = static_cast<char const*>("text");
+  map["value"] = Incomparable();
+  map["map"] = std::map<std::string, Any>();
+  map["pointer"] = std::shared_ptr<int>();
+  static_cast<void>(map["text"] == "text");
+}
+
+#ifdef SPF_REFUSED
+[[maybe_unused]] void refused(AnyMap& map) {
+  Any const literal("1234");                             // refused: char [5]
+  map["text"] = "12345";                                 // refused: char [6]
+  AnyMap const listed{{"key", "123"}, {"lock", "123"}};  // refused: char [4]
+  map["enum"] = Scoped::value;                           // refused: ::Scoped
+  map["optional"] = std::optional<int>();                // refused: std::optional<int>
+  map["pair"] = std::pair<int, int>();                   // refused: std::pair<int, int>
+  map["array"] = std::array<int, 2>();                   // refused: std::array<int, 2>
+  map["time"] = std::chrono::seconds(1);                 // refused: std::chrono::duration<
+  map["owner"] = std::unique_ptr<int>();                 // refused: std::unique_ptr<int>
+  map["map"] = std::unordered_map<std::string, Any>();   // refused: = std::unordered_map<
+  map["map"] = std::map<int, std::vector<int>>();        // refused: std::vector<int>
+  map["list"] = std::vector<Incomparable>();             // refused: ::Incomparable>
+  static_cast<void>(any_cast<long&>(map["value"]));      // refused: long int&
+}
+#endif
+
+}  // namespace
