@@ -116,6 +116,8 @@ const BadFile badFiles[] = {
      "Failed to install bundle library at"},
     {"WhoseManifestIsAList", [] { return fileWithManifest(R"(["bundle.symbolic_name", "b"])"); },
      "Failed to install bundle library at"},
+    {"WithAnEmptySymbolicName", [] { return fileWithManifest(R"({"bundle.symbolic_name": ""})"); },
+     "bundle.symbolic_name"},
     {"WithoutSymbolicName", [] { return fileWithManifest("{}"); }, "bundle.symbolic_name"},
     {"OfABadVersion", [] { return fileWithManifest(R"({"bundle.symbolic_name": "b", "bundle.version": "one"})"); },
      "bundle.version"},

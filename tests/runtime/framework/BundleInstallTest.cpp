@@ -172,6 +172,43 @@ TEST_F(AnInstallingFramework, TellsOfEachInstalledBundle) {
   EXPECT_THAT(journal.texts(), ElementsAre("INSTALLED one", "INSTALLED two"));
 }
 
+TEST_F(AnInstallingFramework, RefusesAnotherSpellingOfALocation) {
+  const auto path = folder.write("same.zip", archiveOf("same").bytes());
+  context().InstallBundles(path);
+  EXPECT_THAT(messageOf<std::runtime_error>([&] { context().InstallBundles(folder / "./same.zip"); }),
+              HasSubstr("already installed"));
+}
+
+TEST_F(AnInstallingFramework, NeedsTheFileAlsoForTheCallersManifest) {
+  const auto path = folder / "missing";
+  AnyMap headers(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  headers["bundle.symbolic_name"] = std::string("given");
+  AnyMap manifests(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  manifests["given"] = headers;
+  EXPECT_EQ(messageOf<std::runtime_error>([&] { context().InstallBundles(path, manifests); }),
+            path + " does not exist");
+}
+
+TEST_F(AnInstallingFramework, UsesUpTheIdsOfBundlesThatItRefuses) {
+  EXPECT_THROW(install("text"), std::runtime_error);
+  EXPECT_THROW(install(ZipArchive().add("manifest.json", "{}").bytes()), std::runtime_error);
+  EXPECT_EQ(install(archiveOf("a").bytes()).at(0).GetBundleId(), 1);
+  EXPECT_THROW(install(ZipArchive().add("b/manifest.json", "{").bytes()), std::runtime_error);
+  EXPECT_EQ(install(archiveOf("c").bytes()).at(0).GetBundleId(), 3);
+  EXPECT_THROW(install(archiveOf("a").bytes()), std::runtime_error);
+  EXPECT_EQ(install(archiveOf("d").bytes()).at(0).GetBundleId(), 5);
+  auto badAndGood = ZipArchive().add("bad/manifest.json", "{}");
+  EXPECT_THROW(install(badAndGood.add("good/manifest.json", manifest("good")).bytes()), std::runtime_error);
+  EXPECT_EQ(install(archiveOf("e").bytes()).at(0).GetBundleId(), 8);
+}
+
+TEST_F(AnInstallingFramework, ListsBundlesOfOneLocationById) {
+  auto archive = archiveOf("zeta");
+  const auto bundles = install(archive.add("alpha/manifest.json", manifest("alpha")).bytes());
+  EXPECT_THAT(context().GetBundles(), ElementsAre(bundles[0], bundles[1], framework));
+  EXPECT_LT(bundles[0].GetBundleId(), bundles[1].GetBundleId());
+}
+
 TEST_F(AnInstallingFramework, ListsBundlesByLocation) {
   const auto second = folder.write("second.zip", archiveOf("second").bytes());
   const auto first = folder.write("first.zip", archiveOf("first").bytes());

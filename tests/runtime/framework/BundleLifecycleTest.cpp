@@ -100,6 +100,30 @@ TEST_F(ABundle, LeavesHeldServicesUsableWhenItStops) {
   EXPECT_NO_THROW(probe->contextOfTheCode());
 }
 
+TEST_F(ABundle, LeavesItsLibraryLoadedWhenItStops) {
+  sut.Start();
+  sut.Uninstall();
+  void* const library = dlopen(SCRIPTED_BUNDLE, RTLD_LAZY | RTLD_NOLOAD);
+  EXPECT_TRUE(library);
+  dlclose(library);
+}
+
+TEST_F(ABundle, EqualsWhatHasItsIdInItsFramework) {
+  const TemporaryFolder otherFolder;
+  auto other = newFramework(otherFolder);
+  other.Start();
+  const auto foreign = other.GetBundleContext().InstallBundles(SCRIPTED_BUNDLE).at(0);
+  EXPECT_EQ(foreign.GetBundleId(), sut.GetBundleId());
+  EXPECT_NE(foreign, sut);
+  EXPECT_TRUE(framework < sut && sut < other && other < foreign);
+  EXPECT_EQ(std::hash<Bundle>()(foreign), std::hash<std::string>()("scripted"));
+  stopAndWait(other);
+
+  stopAndWait(framework);
+  framework.Start();
+  EXPECT_EQ(context().InstallBundles(SCRIPTED_BUNDLE).at(0), sut);
+}
+
 TEST_F(ABundle, IsNotStartedWhenItsActivatorThrows) {
   scriptThrowingIn("start");
   EXPECT_EQ(messageOf<std::runtime_error>([&] { sut.Start(); }),
@@ -182,8 +206,9 @@ TEST_F(ABundle, LooksUpSymbolsOnlyWhileItIsActive) {
 
 class ABundleOfText : public ABundle {
  protected:
-  Bundle install(const std::string& activator) {
-    const auto manifest = R"({"bundle.symbolic_name": "text", "bundle.activator": )" + activator + "}";
+  /// \param header  of the activator, with a comma in front
+  Bundle install(const std::string& header) {
+    const auto manifest = R"({"bundle.symbolic_name": "text")" + header + "}";
     return context()
         .InstallBundles(folder.write("text.zip", ZipArchive().add("text/manifest.json", manifest).bytes()))
         .at(0);
@@ -191,15 +216,21 @@ class ABundleOfText : public ABundle {
 };
 
 TEST_F(ABundleOfText, IsStartedWithoutItsLibraryIfItHasNoActivator) {
-  auto bundle = install("false");
-  EXPECT_NO_THROW(bundle.Start());
-  EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+  Journal journal;
+  noteFrameworkEvents(journal);
+  for (const auto* const header : {"", R"(, "bundle.activator": false)", R"(, "bundle.activator": null)"}) {
+    auto bundle = install(header);
+    EXPECT_NO_THROW(bundle.Start());
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+    bundle.Uninstall();
+  }
+  EXPECT_THAT(journal.texts(), IsEmpty());
 }
 
 TEST_F(ABundleOfText, IsStartedWithAWarningIfItsHeaderIsNoBool) {
   Journal journal;
   noteFrameworkEvents(journal);
-  auto bundle = install("\"true\"");
+  auto bundle = install(R"(, "bundle.activator": "true")");
   EXPECT_NO_THROW(bundle.Start());
   EXPECT_THAT(journal.texts(), ElementsAre(HasSubstr("WARNING")));
 }
@@ -227,17 +258,20 @@ TEST_F(ABundle, IsReportedWhenItFailsToStopWithItsFramework) {
 TEST_F(ABundle, IsStoppedInReverseOrderOfLocations) {
   const auto manifest = [](const std::string& name) { return R"({"bundle.symbolic_name": ")" + name + "\"}"; };
   for (const std::string name : {"b", "c", "a"}) {
-    context()
-        .InstallBundles(folder.write(name + ".zip", ZipArchive().add(name + "/manifest.json", manifest(name)).bytes()))
-        .at(0)
-        .Start();
+    auto archive = ZipArchive().add(name + "/manifest.json", manifest(name));
+    if (name == "b") {
+      archive.add("b2/manifest.json", manifest("b2"));
+    }
+    for (auto& bundle : context().InstallBundles(folder.write(name + ".zip", archive.bytes()))) {
+      bundle.Start();
+    }
   }
   sut.Uninstall();
   Journal journal;
   noteBundleEvents(journal);
   stopAndWait(framework);
-  EXPECT_THAT(journal.texts(), ElementsAre("STOPPING system_bundle", "STOPPING c", "STOPPED c", "STOPPING b",
-                                           "STOPPED b", "STOPPING a", "STOPPED a"));
+  EXPECT_THAT(journal.texts(), ElementsAre("STOPPING system_bundle", "STOPPING c", "STOPPED c", "STOPPING b2",
+                                           "STOPPED b2", "STOPPING b", "STOPPED b", "STOPPING a", "STOPPED a"));
 }
 
 TEST_F(ABundle, IsRefusedByTheValidationFunction) {
@@ -371,11 +405,11 @@ TEST_F(ABundle, LeavesNothingBehindThatItRegistersOnceItIsStopped) {
 TEST_F(ABundle, OfATimeBeforeARestartIsLeftAlone) {
   stopAndWait(framework);
   framework.Start();
-  const auto successor = context().InstallBundles(SCRIPTED_BUNDLE).at(0);
-  EXPECT_NE(successor, sut);
+  auto successor = context().InstallBundles(SCRIPTED_BUNDLE).at(0);
   EXPECT_THROW(sut.Start(), std::runtime_error);
   sut.Uninstall();
-  EXPECT_EQ(context().GetBundle(1), successor);
+  successor.Start();
+  EXPECT_EQ(context().GetBundle(1).GetState(), Bundle::STATE_ACTIVE);
 }
 
 #endif

@@ -1,5 +1,7 @@
+#include <cppmicroservices/BundleResource.h>
 #include <cppmicroservices/IllegalStateException.h>
 #include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/ServiceObjects.h>
 #include <cppmicroservices/ServiceReference.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,6 +12,7 @@
 #include <optional>
 #include <sstream>
 #include <thread>
+#include <type_traits>
 
 #include "TestFramework.hpp"
 #include "spf/test/Gate.hpp"
@@ -71,12 +74,33 @@ TEST_F(AFramework, CannotBeUninstalled) {
 }
 
 TEST_F(AFramework, CannotBeWaitedForBeforeItWasStarted) {
-  EXPECT_EQ(sut.WaitForStop(milliseconds::zero()).GetType(), FrameworkEvent::FRAMEWORK_ERROR);
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(sut.WaitForStop(milliseconds::zero()).GetType(), FrameworkEvent::FRAMEWORK_ERROR);
+  }
 }
 
 TEST_F(AFramework, StaysInstalledWhenStoppedBeforeItWasStarted) {
-  EXPECT_EQ(stopAndWait(sut).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
-  EXPECT_EQ(sut.GetState(), Bundle::STATE_INSTALLED);
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_EQ(stopAndWait(sut).GetType(), FrameworkEvent::FRAMEWORK_STOPPED);
+    EXPECT_EQ(sut.GetState(), Bundle::STATE_INSTALLED);
+  }
+}
+
+TEST_F(AStartedFramework, IsStoppedByAThreadOfItsOwn) {
+  Gate stopping;
+  Gate mayStop;
+  std::thread::id stopper;
+  context().AddBundleListener([&](const BundleEvent&) {
+    stopper = std::this_thread::get_id();
+    stopping.open();
+    EXPECT_TRUE(mayStop.wait());
+  });
+  framework.Stop();
+  ASSERT_TRUE(stopping.wait());
+  EXPECT_EQ(framework.GetState(), Bundle::STATE_STOPPING);
+  mayStop.open();
+  framework.WaitForStop(milliseconds::zero());
+  EXPECT_NE(stopper, std::this_thread::get_id());
 }
 
 TEST_F(AFramework, IsResolvedAfterItsStop) {
@@ -106,6 +130,30 @@ TEST_F(AFramework, StartsAgainWithNothingButANewContext) {
   stopAndWait(sut);
 }
 
+TEST_F(AFramework, HasNoBundlesAndCountsThemFromOneWhenItIsStartedAgain) {
+  sut.Start();
+  sut.GetBundleContext().InstallBundles(DATA_ONLY_BUNDLE);
+  stopAndWait(sut);
+  sut.Start();
+  auto context = sut.GetBundleContext();
+  EXPECT_THAT(context.GetBundles(), ElementsAre(sut));
+  EXPECT_EQ(context.InstallBundles(DATA_ONLY_BUNDLE).at(0).GetBundleId(), 1);
+  stopAndWait(sut);
+}
+
+TEST_F(AFramework, HasPropertiesThatNobodyGave) {
+  auto framework = FrameworkFactory().NewFramework();
+  framework.Init();
+  const auto context = framework.GetBundleContext();
+  const auto text = [&](const std::string& key) { return any_cast<std::string>(context.GetProperty(key)); };
+  EXPECT_EQ(text(Constants::FRAMEWORK_STORAGE), "fwdir");
+  EXPECT_EQ(text(Constants::FRAMEWORK_UUID).size(), 32u);
+  EXPECT_NE(text(Constants::FRAMEWORK_VENDOR), "");
+  EXPECT_NE(text(Constants::FRAMEWORK_VERSION), "");
+  EXPECT_EQ(text(Constants::FRAMEWORK_WORKING_DIR), std::filesystem::current_path().string());
+  EXPECT_NE(any_cast<int>(context.GetProperty(Constants::LIBRARY_LOAD_OPTIONS)), 0);
+}
+
 TEST_F(AFramework, HasThePropertiesGivenAndItsOwn) {
   auto given = configurationWith(folder);
   given["answer"] = 42;
@@ -122,8 +170,9 @@ TEST_F(AFramework, HasThePropertiesGivenAndItsOwn) {
 }
 
 TEST_F(AFramework, RefusesAPropertyOfTheWrongType) {
-  EXPECT_THROW(FrameworkFactory().NewFramework(FrameworkConfiguration{{Constants::FRAMEWORK_LOG, 1}}),
-               BadAnyCastException);
+  for (const auto& key : {Constants::FRAMEWORK_LOG, Constants::FRAMEWORK_WORKING_DIR}) {
+    EXPECT_THROW(FrameworkFactory().NewFramework(FrameworkConfiguration{{key, 1}}), BadAnyCastException) << key;
+  }
 }
 
 TEST_F(AFramework, RunsTheExtraShutdownFunctionWhenWaitedFor) {
@@ -159,10 +208,14 @@ TEST_F(AFramework, IsStoppedWithItsLastHandle) {
   auto context = framework->GetBundleContext();
   const auto registration = context.RegisterService<Interface>(std::make_shared<Interface>());
   Bundle held = context.GetBundle();
+  Journal journal;
+  context.AddBundleListener([journal](const BundleEvent&) { journal.note("stopping"); });
   framework.reset();
   EXPECT_EQ(held.GetState(), Bundle::STATE_ACTIVE);
   EXPECT_TRUE(context);
+  EXPECT_THAT(journal.texts(), IsEmpty());
   held = nullptr;
+  EXPECT_THAT(journal.texts(), ElementsAre("stopping"));
   EXPECT_THROW(context.GetBundle(), IllegalStateException);
 }
 
@@ -186,6 +239,7 @@ TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
   EXPECT_NO_THROW(registration.SetProperties({{"key", 1}}));
   EXPECT_NO_THROW(registration.Unregister());
   EXPECT_FALSE(reference);
+  EXPECT_THROW(registration.Unregister(), std::logic_error);
 }
 
 TEST_F(AStartedFramework, TellsOnlyOfItsOwnStopWhenItHasNoBundles) {
@@ -212,10 +266,32 @@ TEST_F(AStartedFramework, CanBeMadeFromItsOwnBundleOnly) {
 TEST(ADefaultBundle, RefusesEveryCall) {
   const Bundle sut;
   EXPECT_FALSE(sut);
-  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetState(); }), "invalid bundle");
-  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetHeaders(); }), "invalid bundle");
-  EXPECT_EQ(messageOf<std::invalid_argument>([&] { Bundle().Start(); }), "invalid bundle");
+  const std::function<void()> calls[] = {[&] { sut.GetState(); },
+                                         [&] { sut.GetBundleContext(); },
+                                         [&] { sut.GetBundleId(); },
+                                         [&] { sut.GetLocation(); },
+                                         [&] { sut.GetSymbolicName(); },
+                                         [&] { sut.GetVersion(); },
+                                         [&] { sut.GetHeaders(); },
+                                         [&] { sut.GetRegisteredServices(); },
+                                         [&] { sut.GetServicesInUse(); },
+                                         [&] { sut.GetResource("x"); },
+                                         [&] { sut.FindResources("", "*", true); },
+                                         [&] { sut.GetLastModified(); },
+                                         [&] { Bundle(sut).Start(); },
+                                         [&] { Bundle(sut).Stop(); },
+                                         [&] { Bundle(sut).Uninstall(); }};
+  for (const auto& call : calls) {
+    EXPECT_EQ(messageOf<std::invalid_argument>(call), "invalid bundle") << "call " << &call - calls;
+  }
   EXPECT_TRUE(sut == Bundle());
+}
+
+TEST_F(AFramework, RefusesEveryCallToItsBundleAfterItWasMovedFrom) {
+  const Framework target(std::move(sut));
+  EXPECT_FALSE(sut);
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetState(); }), "invalid bundle");
+  EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.Start(); }), "invalid bundle");
 }
 
 TEST_F(AFramework, SortsBeforeAnInvalidBundle) {
@@ -227,10 +303,13 @@ TEST_F(AFramework, SortsBeforeAnInvalidBundle) {
 class AnInvalidContext : public testing::TestWithParam<bool> {
  protected:
   AnInvalidContext() {
+    framework.Start();
+    auto context = framework.GetBundleContext();
+    reference = context.RegisterService<Interface>(std::make_shared<Interface>()).GetReference();
     if (GetParam()) {
-      framework.Start();
-      sut = framework.GetBundleContext();
+      token = context.AddBundleListener([](const BundleEvent&) {});
       stopAndWait(framework);
+      sut = context;
     }
   }
 
@@ -242,7 +321,11 @@ class AnInvalidContext : public testing::TestWithParam<bool> {
   const TemporaryFolder folder;
   Framework framework = newFramework(folder);
   BundleContext sut;
+  ServiceReference<Interface> reference;  // of a service that is registered
+  ListenerToken token;
 };
+
+static_assert(std::is_final_v<IllegalStateException> && std::is_base_of_v<std::runtime_error, IllegalStateException>);
 
 TEST_P(AnInvalidContext, RefusesEveryCall) {
   EXPECT_FALSE(sut);
@@ -262,10 +345,26 @@ TEST_P(AnInvalidContext, RefusesEveryCall) {
   expectRefusal([&] { sut.AddBundleListener([](const BundleEvent&) {}); });
   expectRefusal([&] { sut.AddFrameworkListener([](const FrameworkEvent&) {}); });
   expectRefusal([&] { sut.RemoveListener(ListenerToken()); });
+  expectRefusal([&] { sut.RemoveListener(std::move(token)); });
+  ASSERT_TRUE(reference);
+  expectRefusal([&] { sut.GetService(reference); });
 }
 
 TEST_P(AnInvalidContext, LooksAtTheReferenceFirstWhenAskedForAService) {
   EXPECT_THROW(sut.GetService(ServiceReference<Interface>()), std::invalid_argument);
+}
+
+TEST_P(AnInvalidContext, GivesAccessToServiceObjectsOnlyIfItWasValidOnce) {
+  const bool wasValid = GetParam();
+  if (wasValid) {
+    EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetServiceObjects(ServiceReference<Interface>()); }),
+              "The service reference is invalid");
+    const auto objects = sut.GetServiceObjects(reference);
+    expectRefusal([&] { objects.GetService(); });
+  } else {
+    expectRefusal([&] { sut.GetServiceObjects(ServiceReference<Interface>()); });
+    expectRefusal([&] { sut.GetServiceObjects(reference); });
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(DefaultOrStopped, AnInvalidContext, testing::Bool());

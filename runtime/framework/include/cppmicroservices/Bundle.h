@@ -61,7 +61,7 @@ class US_Framework_EXPORT Bundle {
   virtual ~Bundle();
 
   explicit operator bool() const;
-  /// Handles are equal when they mean the same bundle of the same framework, or none.
+  /// Handles are equal when framework and bundle ID are the same, or both mean no bundle.
   bool operator==(const Bundle& other) const;
   bool operator!=(const Bundle& other) const;
   /// Orders by framework, then by bundle ID; handles to no bundle come last.

@@ -80,7 +80,10 @@ Bundle::operator bool() const {
 }
 
 bool Bundle::operator==(const Bundle& other) const {
-  return bundle_ == other.bundle_;
+  if (!bundle_ || !other.bundle_) {
+    return bundle_ == other.bundle_;
+  }
+  return bundle_->frameworkId == other.bundle_->frameworkId && bundle_->id == other.bundle_->id;
 }
 
 bool Bundle::operator!=(const Bundle& other) const {

@@ -39,9 +39,9 @@ void requireSymbolicName(const AnyMap& headers, const std::string& name, const s
   }
 }
 
-AnyMap manifestsIn(const std::string& location) {
+AnyMap parsed(const std::map<std::string, std::string>& texts, const std::string& location) {
   AnyMap manifests(AnyMap::ORDERED_MAP);
-  for (const auto& [name, text] : readManifests(location)) {
+  for (const auto& [name, text] : texts) {
     try {
       manifests.emplace(name, readManifest(text));
     } catch (...) {
@@ -65,10 +65,7 @@ BundleRegistry::Bundles BundleRegistry::install(const std::shared_ptr<BundlePriv
     if (!installed.empty()) {
       return installed;
     }
-    if (!manifests.empty() && !std::filesystem::exists(location)) {
-      throw std::runtime_error(location + " does not exist");
-    }
-    installed = create(location, manifests.empty() ? manifestsIn(location) : manifests);
+    installed = manifests.empty() ? createFromFile(location) : createFrom(manifests, location);
     add(installed);
   }
   tellInstalled(installed, origin);
@@ -94,16 +91,35 @@ void BundleRegistry::tellInstalled(const Bundles& bundles, const std::shared_ptr
   }
 }
 
-BundleRegistry::Bundles BundleRegistry::create(const std::string& location, const AnyMap& manifests) {
+BundleRegistry::Bundles BundleRegistry::createFromFile(const std::string& location) {
+  const auto texts = readManifests(location);
+  const auto firstId = useUpIds(texts.size());
+  return create(location, parsed(texts, location), firstId);
+}
+
+BundleRegistry::Bundles BundleRegistry::createFrom(const AnyMap& manifests, const std::string& location) {
+  if (!std::filesystem::exists(location)) {
+    throw std::runtime_error(location + " does not exist");
+  }
+  return create(location, manifests, useUpIds(manifests.size()));
+}
+
+long BundleRegistry::useUpIds(std::size_t count) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto first = lastId_ + 1;
+  lastId_ += static_cast<long>(count);
+  return first;
+}
+
+BundleRegistry::Bundles BundleRegistry::create(const std::string& location, const AnyMap& manifests, long firstId) {
   std::map<std::string, Any> sorted(manifests.begin(), manifests.end());
   Bundles bundles;
   try {
     for (const auto& [name, headers] : sorted) {
       auto description = describe(location, name, any_cast<AnyMap>(headers));
       requireNew(description, bundles);
-      const std::lock_guard<std::mutex> lock(mutex_);
-      bundles.push_back(
-          std::make_shared<BundlePrivate>(framework_.shared_from_this(), ++lastId_, std::move(description)));
+      const auto id = firstId + static_cast<long>(bundles.size());
+      bundles.push_back(std::make_shared<BundlePrivate>(framework_.shared_from_this(), id, std::move(description)));
     }
   } catch (...) {
     throw std::runtime_error("Failed to install bundle library at " + location + ": " + currentExceptionText());

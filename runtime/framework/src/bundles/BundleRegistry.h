@@ -40,7 +40,11 @@ class BundleRegistry {
 
  private:
   void tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin);
-  Bundles create(const std::string& location, const AnyMap& manifests);
+  Bundles createFromFile(const std::string& location);
+  Bundles createFrom(const AnyMap& manifests, const std::string& location);
+  /// IDs are used up even if the installation fails afterwards.
+  long useUpIds(std::size_t count);
+  Bundles create(const std::string& location, const AnyMap& manifests, long firstId);
   BundleDescription describe(const std::string& location, const std::string& name, AnyMap headers) const;
   void requireNew(const BundleDescription& description, const Bundles& alreadyMade) const;
   void add(const Bundles& bundles);
