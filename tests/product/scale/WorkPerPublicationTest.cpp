@@ -126,6 +126,17 @@ TEST_P(EncodingEach, TakesTheSameAllocationsHoweverManyThereAre) {
   }
 }
 
+class EncodingTheListOf : public EncodingEach {};
+
+INSTANTIATE_TEST_SUITE_P(Piece, EncodingTheListOf, testing::Values(pieces[0], pieces[1]),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// A list that grew would allocate more than once, and more seldom the longer it is.
+TEST_P(EncodingTheListOf, TakesItsMemoryAtOnce) {
+  EXPECT_EQ(workFor(1000).allocations - workFor(100).allocations,
+            10 * (workFor(100).allocations - workFor(10).allocations));
+}
+
 TEST(EncodingEndpoints, CopiesEachOnceAndComparesNone) {
   for (const int number : {10, 100, 1000}) {
     const auto entries = manyEndpoints(number);
