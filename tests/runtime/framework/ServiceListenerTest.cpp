@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "TestFramework.hpp"
+#include "spf/test/Gate.hpp"
 
 namespace listenertest {
 
@@ -100,6 +101,22 @@ TEST_F(AServiceListener, FindsTheServiceStillUsableWhenItIsUnregistered) {
   EXPECT_FALSE(reference);
 }
 
+TEST_F(AServiceListener, KeepsNoOtherThreadThatUnregistersTheServiceWaiting) {
+  Gate hearing;
+  Gate mayReturn;
+  auto registration = add();
+  sut.AddServiceListener([&](const ServiceEvent&) {
+    hearing.open();
+    EXPECT_TRUE(mayReturn.wait());
+  });
+  std::thread first([copy = registration]() mutable { copy.Unregister(); });
+  ASSERT_TRUE(hearing.wait());
+  EXPECT_NO_THROW(registration.Unregister());
+  mayReturn.open();
+  first.join();
+  EXPECT_THROW(registration.Unregister(), std::logic_error);
+}
+
 TEST_F(AServiceListener, MayRegisterServicesAndListenersItself) {
   std::optional<ServiceRegistration<Interface>> inner;
   sut.AddServiceListener([&](const ServiceEvent&) {
@@ -150,9 +167,13 @@ TEST_F(AServiceListener, MayRemoveItself) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AServiceListener, IsNotAmongThoseThatADefaultTokenRemoves) {
+TEST_F(AServiceListener, IsNotAmongThoseThatADefaultOrMovedTokenRemoves) {
   sut.AddServiceListener(noting(journal));
   sut.RemoveListener(ListenerToken());
+  auto token = sut.AddServiceListener([](const ServiceEvent&) {});
+  const auto moved = std::move(token);
+  sut.RemoveListener(std::move(token));
+  EXPECT_TRUE(moved);
   add();
   EXPECT_THAT(journal.texts(), ElementsAre("REGISTERED"));
 }

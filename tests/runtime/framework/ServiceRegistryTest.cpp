@@ -17,6 +17,9 @@ struct Other {
   virtual ~Other() = default;
 };
 struct Named {};
+inline namespace v1 {
+struct Versioned {};
+}  // namespace v1
 template <class T>
 struct Holder {};
 struct Both : Interface, Other {};
@@ -59,6 +62,7 @@ TEST(AnInterfaceId, IsTheNameOfTheType) {
   EXPECT_EQ(us_service_interface_iid<Holder<Holder<int>>>(), "registrytest::Holder<registrytest::Holder<int> >");
   EXPECT_EQ(us_service_interface_iid<Local>(), "(anonymous namespace)::Local");
   EXPECT_EQ(us_service_interface_iid<Named>(), "a.name/of its own");
+  EXPECT_EQ(us_service_interface_iid<Versioned>(), "registrytest::v1::Versioned");
   EXPECT_EQ(us_service_interface_iid<void>(), "");
 }
 
@@ -143,6 +147,24 @@ TEST_F(AServiceRegistry, ListsAllServicesInTheOrderOfTheirRegistration) {
   EXPECT_THAT(sut.GetServiceReferences(""), ElementsAre(first, second, third));
 }
 
+TEST_F(AServiceRegistry, RefusesABadFilterForAllServicesInAnyCase) {
+  EXPECT_THROW(sut.GetServiceReferences("", "("), std::invalid_argument);
+}
+
+TEST_F(AServiceRegistry, ListsServicesByRankingIfTheFilterFixesTheirClass) {
+  const ServiceReferenceU first = add({{"key", 1}}).GetReference();
+  const ServiceReferenceU second = add({{"key", 1}, {Constants::SERVICE_RANKING, 9}}).GetReference();
+  const ServiceReferenceU other = sut.RegisterService<Other>(std::make_shared<Both>()).GetReference();
+  const std::string fixed = "(objectClass=registrytest::Interface)";
+  for (const auto& filter : {fixed, "(&(key=1)" + fixed + ")", "(|" + fixed + fixed + ")"}) {
+    EXPECT_THAT(sut.GetServiceReferences("", filter), ElementsAre(second, first)) << filter;
+  }
+  const std::string loose = "(objectClass=registrytest::Interf*)";
+  for (const auto& filter : {loose, "(!(!" + fixed + "))", "(|" + fixed + "(key=1))"}) {
+    EXPECT_THAT(sut.GetServiceReferences("", filter), ElementsAre(first, second)) << filter;
+  }
+}
+
 TEST_F(AServiceRegistry, RefusesNullPointersAndEmptyMaps) {
   EXPECT_THAT(
       messageOf<std::invalid_argument>([&] { (void)sut.RegisterService<Interface>(std::shared_ptr<Interface>()); }),
@@ -166,16 +188,30 @@ TEST_F(AServiceRegistry, RefusesKeysThatDifferOnlyInCase) {
   EXPECT_FALSE(sut.GetServiceReference<Interface>());
 }
 
-TEST_F(AServiceRegistry, KeepsAGivenServiceIdUntilThePropertiesAreSet) {
-  auto registration = add({{Constants::SERVICE_ID, 123456L}});
-  EXPECT_EQ(any_cast<long>(registration.GetReference().GetProperty(Constants::SERVICE_ID)), 123456L);
-  registration.SetProperties({{Constants::SERVICE_ID, 7L}});
-  EXPECT_NE(any_cast<long>(registration.GetReference().GetProperty(Constants::SERVICE_ID)), 7L);
+TEST_F(AServiceRegistry, KeepsGivenPropertiesThatAreItsOwnUntilThePropertiesAreSet) {
+  const std::vector<std::string> classes{"registrytest::Interface", "another"};
+  const ServiceProperties given{{Constants::SERVICE_ID, 123456L},
+                                {Constants::SERVICE_SCOPE, Constants::SCOPE_PROTOTYPE},
+                                {Constants::OBJECTCLASS, classes}};
+  auto registration = add(given);
+  const auto reference = registration.GetReference();
+  EXPECT_EQ(reference.GetProperty(Constants::SERVICE_ID), 123456L);
+  EXPECT_EQ(reference.GetProperty(Constants::SERVICE_SCOPE), Constants::SCOPE_PROTOTYPE);
+  EXPECT_EQ(reference.GetProperty(Constants::OBJECTCLASS), classes);
+
+  auto other = sut.RegisterService<Other>(std::make_shared<Other>());
+  other.SetProperties(given);
+  EXPECT_NE(other.GetReference().GetProperty(Constants::SERVICE_ID), 123456L);
+  EXPECT_EQ(other.GetReference().GetProperty(Constants::SERVICE_SCOPE), Constants::SCOPE_SINGLETON);
+  EXPECT_EQ(other.GetReference().GetProperty(Constants::OBJECTCLASS), std::vector<std::string>{"registrytest::Other"});
 }
 
 TEST_F(AServiceRegistry, RefusesARankingThatIsNoIntWhenPropertiesAreSet) {
   auto registration = add({{"key", 1}});
-  EXPECT_THROW(registration.SetProperties({{Constants::SERVICE_RANKING, 1L}}), std::invalid_argument);
+  EXPECT_THAT(messageOf<std::invalid_argument>([&] {
+                registration.SetProperties({{Constants::SERVICE_RANKING, 1L}});
+              }),
+              testing::StartsWith("SERVICE_RANKING property has unexpected value type. "));
   EXPECT_EQ(any_cast<int>(registration.GetReference().GetProperty("key")), 1);
 }
 
@@ -197,6 +233,9 @@ TEST_F(AServiceRegistry, TakesAnUnregisteredServiceOutOfTheLookUp) {
   EXPECT_FALSE(reference);
   EXPECT_FALSE(reference.GetBundle());
   EXPECT_EQ(any_cast<int>(reference.GetProperty("key")), 1);
+  EXPECT_THAT(reference.GetPropertyKeys(), UnorderedElementsAre("key", "objectclass", "service.id", "service.scope"));
+  EXPECT_TRUE(reference.GetProperty("missing").Empty());
+  EXPECT_TRUE(reference == ServiceReference<Interface>(reference));
   EXPECT_TRUE(LDAPFilter("(key=1)").Match(reference));
   EXPECT_EQ(std::hash<ServiceReference<Interface>>()(reference), std::hash<ServiceReference<Interface>>()(reference));
 }
@@ -295,6 +334,13 @@ TEST_F(AServiceRegistry, ConvertsReferencesOnlyToInterfacesOfTheService) {
   EXPECT_TRUE(ServiceReference<Interface>(reference));
   EXPECT_FALSE(ServiceReference<Other>(reference));
 }
+
+template <class T, class = void>
+inline constexpr bool canBeUnequal = false;
+template <class T>
+inline constexpr bool canBeUnequal<T, std::void_t<decltype(std::declval<const T&>() != std::declval<const T&>())>> =
+    true;
+static_assert(!canBeUnequal<ServiceReference<Interface>> && !canBeUnequal<ServiceRegistration<Interface>>);
 
 TEST_F(AServiceRegistry, GivesRegistrationsAHashAndAnOrder) {
   const auto first = add();

@@ -90,10 +90,10 @@ class US_Framework_EXPORT BundleContext {
     return RegisterService(InterfaceMapConstPtr(MakeInterfaceMap<I1, Interfaces...>(factory)), properties);
   }
 
-  /// \param clazz  an interface ID; an empty one means all services, in the order of their registration
+  /// \param clazz  an interface ID; an empty one means all services
   /// \param filter  an LDAP filter over the properties; an empty one matches all
-  /// \return the services, highest ranking first, with equal rankings the oldest first
-  /// \throws std::invalid_argument for a bad filter, if there is any service of that interface
+  /// \return highest ranking first, then the oldest; without clazz as registered, unless the filter fixes objectclass
+  /// \throws std::invalid_argument for a bad filter, if there is any service of that interface or clazz is empty
   std::vector<ServiceReferenceU> GetServiceReferences(const std::string& clazz,
                                                       const std::string& filter = std::string());
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "values/AsciiCase.hpp"
+
 namespace cppmicroservices {
 
 namespace {
@@ -40,6 +42,21 @@ bool FilterExpression::matches(PropertyLookup const& lookup) const {
   }
   auto const* property = lookup(attribute);
   return property && compares(*property, relation, value);
+}
+
+bool FilterExpression::fixes(std::string const& name) const {
+  auto const operandFixes = [&](FilterExpression const& operand) { return operand.fixes(name); };
+  switch (kind) {
+    case Kind::all:
+      return std::any_of(operands.begin(), operands.end(), operandFixes);
+    case Kind::any:
+      return std::all_of(operands.begin(), operands.end(), operandFixes);
+    case Kind::none:
+      return false;
+    case Kind::comparison:
+      break;
+  }
+  return relation == Relation::equal && !value.hasWildcards() && ascii::equalIgnoringCase(attribute, name);
 }
 
 void FilterExpression::print(std::string& text) const {

@@ -16,6 +16,9 @@ struct FilterExpression {
   /// Whether the properties that the look-up finds match.
   bool matches(PropertyLookup const& lookup) const;
 
+  /// Whether it only matches where that attribute, in any spelling, equals one of some texts without wildcards.
+  bool fixes(std::string const& name) const;
+
   /// Appends the expression without the blanks that mean nothing.
   void print(std::string& text) const;
 

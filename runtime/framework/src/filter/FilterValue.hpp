@@ -17,6 +17,8 @@ class FilterValue {
   /// The text with its wildcards.
   std::string const& text() const { return text_; }
 
+  bool hasWildcards() const { return text_.find(wildcard) != std::string::npos; }
+
   /// Whether it is a single wildcard, which asks for presence only.
   bool isPresence() const { return text_.size() == 1 && text_.front() == wildcard; }
 

@@ -14,11 +14,12 @@ void insert(AnyMap& properties, const std::string& key, const Any& value) {
   }
 }
 
-void requireType(const AnyMap& properties, const std::string& key, const std::type_info& type, const char* typeName) {
+/// \param name  what the message calls the property
+void requireType(const AnyMap& properties, const std::string& key, const std::type_info& type, const char* name,
+                 const char* typeName) {
   const auto found = properties.find(key);
   if (found != properties.end() && found->second.Type() != type) {
-    throw std::invalid_argument("the service property " + key +
-                                " has unexpected value type. Expected type: " + typeName);
+    throw std::invalid_argument(std::string(name) + " property has unexpected value type. Expected type: " + typeName);
   }
 }
 
@@ -31,10 +32,11 @@ AnyMap ownProperties(const ServiceIdentity& identity) {
 }
 
 void requireTypes(const AnyMap& properties) {
-  requireType(properties, Constants::SERVICE_RANKING, typeid(int), "int");
-  requireType(properties, Constants::SERVICE_ID, typeid(long), "long");
-  requireType(properties, Constants::SERVICE_SCOPE, typeid(std::string), "std::string");
-  requireType(properties, Constants::OBJECTCLASS, typeid(std::vector<std::string>), "std::vector<std::string>");
+  requireType(properties, Constants::SERVICE_RANKING, typeid(int), "SERVICE_RANKING", "int");
+  requireType(properties, Constants::SERVICE_ID, typeid(long), "SERVICE_ID", "long");
+  requireType(properties, Constants::SERVICE_SCOPE, typeid(std::string), "SERVICE_SCOPE", "std::string");
+  requireType(properties, Constants::OBJECTCLASS, typeid(std::vector<std::string>), "OBJECTCLASS",
+              "std::vector<std::string>");
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/PrototypeServiceFactory.h"
+#include "filter/FilterParser.hpp"
 
 namespace cppmicroservices {
 
@@ -37,6 +38,11 @@ std::string scopeOf(const InterfaceMap& service) {
   const auto factory = std::static_pointer_cast<ServiceFactory>(found->second);
   return std::dynamic_pointer_cast<PrototypeServiceFactory>(factory) ? Constants::SCOPE_PROTOTYPE
                                                                      : Constants::SCOPE_BUNDLE;
+}
+
+void keepMatching(ServiceRegistry::Leftovers& records, const LDAPFilter& filter) {
+  const auto differs = [&](const ServiceRegistry::Record& record) { return !filter.Match(*record->properties()); };
+  records.erase(std::remove_if(records.begin(), records.end(), differs), records.end());
 }
 
 void requireImplementations(const InterfaceMapConstPtr& service) {
@@ -167,17 +173,21 @@ ServiceRegistry::Leftovers ServiceRegistry::candidates(const std::string& clazz)
 
 std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, const std::string& filter) const {
   const auto name = withoutGlobalScope(clazz);
-  const auto records = candidates(name);
-  std::vector<ServiceReferenceU> found;
-  if (records.empty()) {
-    return found;
+  auto records = candidates(name);
+  if (records.empty() && !name.empty()) {
+    return {};
   }
-  found.reserve(filter.empty() ? records.size() : 0);
-  const auto expression = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
-  for (const auto& record : records) {
-    if (filter.empty() || expression.Match(*record->properties())) {
-      found.emplace_back(detail::HandleAccess::reference(record, record->findClass(name)));
+  if (!filter.empty()) {
+    keepMatching(records, LDAPFilter(filter));
+    if (name.empty() && parseFilter(filter).fixes(Constants::OBJECTCLASS)) {
+      const std::lock_guard<std::mutex> lock(mutex_);  // rankings must not change meanwhile
+      std::sort(records.begin(), records.end(), earlier);
     }
+  }
+  std::vector<ServiceReferenceU> found;
+  found.reserve(records.size());
+  for (const auto& record : records) {
+    found.emplace_back(detail::HandleAccess::reference(record, record->findClass(name)));
   }
   return found;
 }
