@@ -38,8 +38,11 @@ TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
   addFactory("x");
   addFactory("x~y", "never");
   admin->GetFactoryConfiguration("x~y", "z")->Update(valued(1)).get();
-
   EXPECT_THAT(journal.entries(), ElementsAre("factory x~y~z=1"));
+
+  auto const created = admin->CreateFactoryConfiguration("x~y");
+  created->Update(valued(2)).get();
+  EXPECT_EQ(journal.entries().back(), "factory " + created->GetPid() + "=2");
 }
 
 TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
@@ -130,6 +133,36 @@ TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
   registerWithPid(factory, "f");
 
   EXPECT_THAT(journal.waitFor(2), ElementsAre("factory f~a=1", "factory f~a=1"));
+}
+
+TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
+  auto const sut = admin->GetConfiguration("f~i");
+  sut->Update(valued(1)).get();
+  blockDeliveries();
+  addFactory();
+  auto const last = sut->Update(valued(2));
+  unblockDeliveries();
+  last.get();
+
+  EXPECT_THAT(journal.waitFor(3),
+              testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "factory f~i=2"));
+}
+
+TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](std::string const&) {
+    blocked.open();
+    EXPECT_TRUE(unblocked.wait());
+  };
+  auto registration = registerWithPid(factory, "f");
+  auto const running = admin->GetConfiguration("f~i")->Update(valued(1));
+  ASSERT_TRUE(blocked.wait());
+  registration.Unregister();
+  EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+  unblockDeliveries();
+  running.get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
 }
 
 TEST_F(ADelivery, BringsALateServiceItsConfiguration) {

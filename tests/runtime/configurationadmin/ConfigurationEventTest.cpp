@@ -6,6 +6,9 @@ namespace spf::test {
 
 using testing::ElementsAre;
 
+static_assert(static_cast<int>(ConfigurationEventType::CM_UPDATED) == 1);
+static_assert(static_cast<int>(ConfigurationEventType::CM_DELETED) == 2);
+
 class AConfigurationEvent : public ConfigurationAdminFixture {
  protected:
   AConfigurationEvent() : listener(std::make_shared<RecordingListener>(journal)) { registerListener(listener); }

@@ -1,5 +1,7 @@
+#include <ostream>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "ConfigurationAdminFixture.hpp"
 
@@ -20,6 +22,13 @@ class AConfigurationAdmin : public ConfigurationAdminFixture {
 };
 
 class AConfiguration : public ConfigurationAdminFixture {};
+
+TEST_F(AConfigurationAdmin, IsABundleWithAnActivatorThatOffersOneService) {
+  EXPECT_EQ(bundle.GetSymbolicName(), "configuration_admin");
+  EXPECT_EQ(bundle.GetHeaders().at("bundle.activator"), true);
+  EXPECT_THAT(context().GetServiceReference<ConfigurationAdmin>().GetPropertyKeys(),
+              UnorderedElementsAre("objectclass", "service.id", "service.scope"));
+}
 
 TEST_F(AConfigurationAdmin, GivesTheSameObjectForAPidAgain) {
   auto const first = admin->GetConfiguration("a");
@@ -113,7 +122,8 @@ TEST_F(AConfigurationAdmin, CannotMatchPropertiesWithAnotherSpellingOfThePidsNam
   properties["PID"] = 1;
   admin->GetConfiguration("a")->Update(properties);
 
-  EXPECT_THROW(admin->ListConfigurations("(value=1)"), std::runtime_error);
+  EXPECT_THAT([&] { admin->ListConfigurations("(value=1)"); },
+              testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("case variants")));
 }
 
 TEST_F(AConfiguration, HasNoPropertiesAtFirst) {
@@ -211,7 +221,27 @@ TEST_F(AConfiguration, TakesCapitalsTypesAndKindsOfMapsForDifferent) {
   EXPECT_TRUE(sut->SafeUpdateIfDifferent(AnyMap(AnyMap::ORDERED_MAP, {{"Value", Any(1L)}})).first);
 }
 
+struct Incomparable {};
+std::ostream& operator<<(std::ostream& out, Incomparable) {
+  return out;
+}
+
+TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
+  auto const sut = admin->GetConfiguration("a");
+  AnyMap const properties{{"value", Any(Incomparable())}};
+  sut->Update(properties);
+
+  EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);
+}
+
 #ifdef SPF_RUNTIME_BUNDLED
+TEST_F(AConfiguration, LeavesAnEmptyMapWhereItTookThePropertiesFrom) {
+  auto properties = valued(1);
+  admin->GetConfiguration("a")->Update(std::move(properties));
+
+  EXPECT_EQ(properties, AnyMap());
+}
+
 TEST_F(AConfiguration, TakesAnEmptyValueForDifferentFromEverything) {
   AnyMap properties;
   properties["empty"] = Any();
