@@ -305,7 +305,8 @@ class AnInvalidContext : public testing::TestWithParam<bool> {
   AnInvalidContext() {
     framework.Start();
     auto context = framework.GetBundleContext();
-    reference = context.RegisterService<Interface>(std::make_shared<Interface>()).GetReference();
+    registration = context.RegisterService<Interface>(std::make_shared<Interface>());
+    reference = registration.GetReference();
     if (GetParam()) {
       token = context.AddBundleListener([](const BundleEvent&) {});
       stopAndWait(framework);
@@ -321,7 +322,9 @@ class AnInvalidContext : public testing::TestWithParam<bool> {
   const TemporaryFolder folder;
   Framework framework = newFramework(folder);
   BundleContext sut;
-  ServiceReference<Interface> reference;  // of a service that is registered
+  // Of the framework's own bundle, whose services outlive a stop for whoever holds them.
+  ServiceRegistration<Interface> registration;
+  ServiceReference<Interface> reference;
   ListenerToken token;
 };
 

@@ -28,8 +28,6 @@ TEST(TheConstants, AreTheNamesThatAreInUse) {
   EXPECT_EQ(BUNDLE_VENDOR, "bundle.vendor");
   EXPECT_EQ(BUNDLE_DOCURL, "bundle.doc_url");
   EXPECT_EQ(BUNDLE_CONTACTADDRESS, "bundle.contact_address");
-  EXPECT_EQ(BUNDLE_LOCALIZATION, "bundle.localization");
-  EXPECT_EQ(BUNDLE_LOCALIZATION_DEFAULT_BASENAME, "US-INF/l10n/bundle");
   EXPECT_EQ(BUNDLE_ACTIVATIONPOLICY, "bundle.activation_policy");
   EXPECT_EQ(ACTIVATION_LAZY, "lazy");
   EXPECT_EQ(BUNDLE_MANIFESTVERSION, "bundle.manifest_version");
