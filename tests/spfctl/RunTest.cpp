@@ -152,6 +152,16 @@ TEST_F(SpfctlRun, EndsWithTheSignalsCodeWhenInterruptedBeforeEverythingIsReady) 
   }
 }
 
+TEST_F(SpfctlRun, OutlivesItsTerminalWhenItIsStartedByNohup) {
+  auto arguments = command(configuration({publisher("p", quoted(freeEndpoint()), quoted(freeEndpoint()))}));
+  arguments.insert(arguments.begin(), "/usr/bin/nohup");
+  Process process(arguments);
+  ASSERT_TRUE(process.waitForOutput("p: to connect"));
+  process.signal(SIGHUP);
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 128 + SIGTERM);
+}
+
 TEST_F(SpfctlRun, EndsAtOnceWhenInterruptedAtItsVeryBeginning) {
   Process process(command(configuration({publisher("p", quoted(freeEndpoint()), quoted(freeEndpoint()))})));
   process.signal(SIGINT);

@@ -46,6 +46,7 @@ Process::Process(const std::vector<std::string>& command, Stdout kind) {
   pid_ = fork();
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::signal(SIGHUP, SIG_DFL);  // nohup, which may run the tests, would be inherited
     dup2(theirOut, STDOUT_FILENO);
     dup2(theirErr, STDERR_FILENO);
     execv(arguments[0], arguments.data());

@@ -177,7 +177,7 @@ has to bind and connect, and stays until it is interrupted; then withdraws it.
   -h, --help        show this text
 
 Exit codes: 0 done; 1 failure at run time; 2 wrong usage; 3 configuration file unreadable or
-invalid; 4 not ready in time; 5 refused by the framework; 130, 143 interrupted before
+invalid; 4 not ready in time; 5 refused by the framework; 129, 130, 143 interrupted before
 everything was ready.
 )";
 }

@@ -15,8 +15,12 @@ sigset_t awaited() {
   sigemptyset(&set);
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
-  sigaddset(&set, SIGHUP);   // the terminal was closed
   sigaddset(&set, SIGUSR1);  // ends the thread
+  // The terminal was closed; nohup sees to it that this is ignored, but a blocked signal comes all the same.
+  struct sigaction hangUp {};
+  if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+    sigaddset(&set, SIGHUP);
+  }
   return set;
 }
 

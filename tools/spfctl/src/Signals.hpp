@@ -7,7 +7,7 @@
 
 namespace spfctl {
 
-/// Hears SIGINT, SIGTERM and SIGHUP on a thread of its own, so that they interrupt nothing.
+/// Hears SIGINT, SIGTERM and, unless it is ignored, SIGHUP on a thread of its own, so that they interrupt nothing.
 ///
 /// Has to be made before any other thread, which all inherit that these signals are blocked. The
 /// first signal is noted, and the work has some seconds to come to its end; after that, or with a
