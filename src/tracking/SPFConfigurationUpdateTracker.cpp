@@ -36,8 +36,8 @@ std::shared_ptr<SPFConfigurationUpdateTracker> SPFConfigurationUpdateTracker::cr
 }
 
 void SPFConfigurationUpdateTracker::enable(const AnyMap& properties) {
-  std::function<void()> allCompleteCallback = [weak =
-                                                   std::weak_ptr<SPFConfigurationUpdateTracker>(shared_from_this())] {
+  std::weak_ptr<SPFConfigurationUpdateTracker> weak = shared_from_this();
+  std::function<void()> allCompleteCallback = [weak = std::move(weak)] {
     if (const auto tracker = weak.lock()) {
       tracker->unregisterCompletedListener();
     }

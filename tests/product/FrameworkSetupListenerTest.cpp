@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "spf/test/Gate.hpp"
-#include "support/MutexFailure.hpp"
+#include "support/Locking.hpp"
 #include "support/TestFramework.hpp"
 #include "support/configurations.hpp"
 #include "tracking/SPFConfigurationUpdateTracker.hpp"

@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "spf/test/Gate.hpp"
-#include "support/MutexFailure.hpp"
+#include "support/Locking.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/TestFramework.hpp"
 #include "support/TimedWaits.hpp"

@@ -32,7 +32,8 @@ Function* original(const char* symbol) {
 
 }  // namespace
 
-RuntimeCalls::RuntimeCalls(std::function<void(const char*)> action) : action_(std::move(action)) {
+RuntimeCalls::RuntimeCalls(std::function<void(const char*)> action, std::function<void()> afterLookUp)
+    : action_(std::move(action)), afterLookUp_(std::move(afterLookUp)) {
   current = this;
 }
 
@@ -55,7 +56,11 @@ std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::st
       "_ZN16cppmicroservices13BundleContext20GetServiceReferences"
       "ERKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEES8_");
   calling("GetServiceReferences");
-  return function(this, clazz, filter);
+  auto references = function(this, clazz, filter);
+  if (spf::test::current != nullptr) {
+    spf::test::current->lookedUp();
+  }
+  return references;
 }
 
 ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& service,

@@ -1,4 +1,4 @@
-#include "MutexFailure.hpp"
+#include "Locking.hpp"
 
 #include <pthread.h>
 
