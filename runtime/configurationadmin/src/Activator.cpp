@@ -38,16 +38,17 @@ ServiceWatcher<Service> watch(BundleContext const& context, std::shared_ptr<Conf
 class Running {
  public:
   explicit Running(BundleContext context)
-      : registration_(
-            context.RegisterService<ConfigurationAdmin>(std::make_shared<ConfigurationAdminService>(registry_))),
+      : registration_(context.RegisterService<ConfigurationAdmin>(service_)),
         listeners_(watch<ConfigurationListener>(withSource(context), registry_)),
         services_(watch<ManagedService>(context, registry_)),
         factories_(watch<ManagedServiceFactory>(context, registry_)),
         manifests_(context, registry_) {}
 
+  // The configurations are taken away by whoever is the last to let go of the service: here, as a rule.
   void stop() {
     registration_.Unregister();
     manifests_.close();
+    service_.reset();
     registry_->finish();
     listeners_.close();
     services_.close();
@@ -62,6 +63,7 @@ class Running {
   }
 
   const std::shared_ptr<ConfigurationRegistry> registry_ = std::make_shared<ConfigurationRegistry>();
+  std::shared_ptr<ConfigurationAdmin> service_ = std::make_shared<ConfigurationAdminService>(registry_);
   ServiceRegistration<ConfigurationAdmin> registration_;
   ServiceWatcher<ConfigurationListener> listeners_;
   ServiceWatcher<ManagedService> services_;

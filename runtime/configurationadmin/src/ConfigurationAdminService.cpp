@@ -20,6 +20,14 @@ bool matches(ConfigurationState const& state, LDAPFilter const& filter) {
 ConfigurationAdminService::ConfigurationAdminService(std::shared_ptr<ConfigurationRegistry> registry)
     : registry_(std::move(registry)) {}
 
+ConfigurationAdminService::~ConfigurationAdminService() {
+  try {
+    registry_->takeAllAway();
+  } catch (...) {
+    // Out of memory. There is nobody left who could be told, and the services come to no harm.
+  }
+}
+
 ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::GetConfiguration(std::string const& pid) {
   return registry_->obtain(pid);
 }

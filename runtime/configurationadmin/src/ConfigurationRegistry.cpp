@@ -242,6 +242,10 @@ void ConfigurationRegistry::takeAway(ConfigurationRecord const& record) const {
 
 void ConfigurationRegistry::finish() {
   queue_.finish();
+}
+
+void ConfigurationRegistry::takeAllAway() {
+  queue_.settle();
   for (auto const& state : updated()) {
     takeAway(*state.record);
   }

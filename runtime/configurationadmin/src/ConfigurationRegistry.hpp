@@ -52,9 +52,11 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   void add(long id, std::shared_ptr<service::cm::ConfigurationListener> const& listener);
   void remove(long id);
 
-  /// Tells what is still to be told, then takes every configuration away from the services that know of it,
-  /// on the calling thread. Later changes are told to nobody.
+  /// Tells what is still to be told, and later changes to nobody. They have no futures, see DeliveryQueue.
   void finish();
+  /// Does the same, then takes every configuration away from the services that know of it, on the calling thread.
+  /// The futures of later changes are ready.
+  void takeAllAway();
 
  private:
   struct Audience {

@@ -1,5 +1,6 @@
 #include "DeliveryQueue.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
@@ -14,10 +15,22 @@ using Clock = std::chrono::steady_clock;
 
 class Delivery {
  public:
-  explicit Delivery(DeliveryQueue::Work work) : work_(std::move(work)), result_(promise_.get_future()) {}
+  explicit Delivery(DeliveryQueue::Work work) : work_(std::move(work)), future_(promise_.get_future()) {}
 
-  std::shared_future<void> const& result() const { return result_; }
-  bool isDone() const { return result_.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }
+  /// Not valid if it was refused.
+  std::shared_future<void> const& future() const { return future_; }
+  /// Nothing has to be waited for.
+  bool isDone() const {
+    return !future_.valid() || future_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  }
+
+  /// \throws std::future_error  if it was refused
+  std::shared_future<void> const& result() const {
+    if (!future_.valid()) {
+      throw std::future_error(std::future_errc::no_state);
+    }
+    return future_;
+  }
 
   /// What the work holds is released before anybody learns that it is done.
   void run() {
@@ -41,6 +54,12 @@ class Delivery {
     promise_.set_value();
   }
 
+  /// Neither run nor done. To be called before anybody else knows of it.
+  void refuse() {
+    work_ = nullptr;
+    future_ = {};
+  }
+
   // On the queue's thread only:
 
   /// Takes a future that needs to be asked in order to become ready, which is done after the work.
@@ -57,7 +76,7 @@ class Delivery {
 
   DeliveryQueue::Work work_;
   std::promise<void> promise_;
-  const std::shared_future<void> result_;
+  std::shared_future<void> future_;
   // Only touched on the queue's thread.
   std::shared_future<void> unsettled_;
 };
@@ -65,10 +84,12 @@ class Delivery {
 /// What the queue shares with its thread and with the futures, which may outlive it.
 class DeliveryQueue::State {
  public:
+  enum class Phase { open, finished, settled };
+
   bool push(std::shared_ptr<Delivery> const& delivery) {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (closed_) {
+      if (phase_ != Phase::open) {
         return false;
       }
       pending_.push_back(delivery);
@@ -77,12 +98,17 @@ class DeliveryQueue::State {
     return true;
   }
 
-  void close() {
+  void close(Phase phase) {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
-      closed_ = true;
+      phase_ = std::max(phase_, phase);
     }
-    changed_.notify_one();
+    changed_.notify_all();
+  }
+
+  bool isSettled() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return phase_ == Phase::settled;
   }
 
   /// The body of the queue's thread.
@@ -94,6 +120,15 @@ class DeliveryQueue::State {
     while (auto const next = waitForNext()) {
       next->run();
     }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ended_ = true;
+    changed_.notify_all();
+  }
+
+  /// Returns when the queue's thread is about to return from run().
+  void waitForEnd() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait(lock, [this] { return ended_; });
   }
 
   bool isOwnThread() const {
@@ -135,7 +170,7 @@ class DeliveryQueue::State {
  private:
   std::shared_ptr<Delivery> waitForNext() {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait(lock, [this] { return closed_ || !pending_.empty(); });
+    changed_.wait(lock, [this] { return phase_ != Phase::open || !pending_.empty(); });
     return popFront();
   }
 
@@ -157,8 +192,9 @@ class DeliveryQueue::State {
   std::condition_variable changed_;
   // Guarded by mutex_:
   std::deque<std::shared_ptr<Delivery>> pending_;
-  bool closed_ = false;
+  Phase phase_ = Phase::open;
   std::thread::id own_;
+  bool ended_ = false;
 };
 
 namespace {
@@ -198,20 +234,25 @@ class ReadyFuture : public ThreadpoolSafeFuture {
 DeliveryQueue::DeliveryQueue() : state_(std::make_shared<State>()), thread_([state = state_] { state->run(); }) {}
 
 DeliveryQueue::~DeliveryQueue() {
-  finish();
+  settle();
+  if (state_->isOwnThread()) {
+    thread_.detach();  // it ends when the work that is running returns
+  } else {
+    thread_.join();
+  }
 }
 
 std::shared_ptr<Delivery> DeliveryQueue::post(Work work) {
   auto delivery = std::make_shared<Delivery>(std::move(work));
   if (!state_->push(delivery)) {
-    delivery->drop();
+    state_->isSettled() ? delivery->drop() : delivery->refuse();
   }
   return delivery;
 }
 
 std::shared_future<void> DeliveryQueue::futureOf(std::shared_ptr<Delivery> const& delivery) const {
   if (!state_->isOwnThread() || delivery->isDone()) {
-    return delivery->result();
+    return delivery->future();
   }
   // A deferred function is the only thing that a plain std::future runs on the thread that waits for it.
   auto const ask = [state = state_, delivery] {
@@ -231,16 +272,21 @@ std::shared_ptr<ThreadpoolSafeFuture> DeliveryQueue::safeFutureOf(std::shared_pt
 }
 
 void DeliveryQueue::finish() {
-  state_->close();
-  if (!thread_.joinable()) {
-    return;
-  }
+  state_->close(State::Phase::finished);
+  waitForTheLast();
+}
+
+void DeliveryQueue::settle() {
+  state_->close(State::Phase::settled);
+  waitForTheLast();
+}
+
+void DeliveryQueue::waitForTheLast() {
   if (state_->isOwnThread()) {
     while (state_->runNext()) {
     }
-    thread_.detach();  // it ends when the work that is running returns
   } else {
-    thread_.join();
+    state_->waitForEnd();
   }
 }
 

@@ -18,12 +18,12 @@ class DeliveryQueue {
   using Work = std::function<void()>;
 
   DeliveryQueue();
-  /// As finish().
+  /// As settle().
   ~DeliveryQueue();
   DeliveryQueue(DeliveryQueue const&) = delete;
   DeliveryQueue& operator=(DeliveryQueue const&) = delete;
 
-  /// Never runs the work itself, nor waits for it. After finish() the work is dropped, and counts as done.
+  /// Never runs the work itself, nor waits for it. After finish() or settle() the work is dropped.
   std::shared_ptr<Delivery> post(Work work);
 
   /// What is ready when the work is done, and holds the exception that the work threw.
@@ -38,10 +38,17 @@ class DeliveryQueue {
   std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(std::shared_ptr<Delivery> const& delivery) const;
 
   /// Takes no more work, and returns when all of it is done, on the queue's own thread all but the running one.
+  /// What is posted from now on has no result: its future is not valid, and asking one that is safe throws
+  /// std::future_error.
   void finish();
+
+  /// As finish(), or after it, but what is posted from now on counts as done.
+  void settle();
 
  private:
   class State;
+
+  void waitForTheLast();
 
   const std::shared_ptr<State> state_;
   std::thread thread_;

@@ -86,6 +86,42 @@ TEST_F(AStoppedConfigurationAdmin, ForgetsEverything) {
   EXPECT_EQ(admin->GetConfiguration("a")->GetInstanceCount(), 1u);
 }
 
+TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesNothing) {
+  auto const held = admin;
+  stopBundle();
+  auto const sut = held->GetConfiguration("a");
+  auto const other = held->GetConfiguration("b");
+
+  EXPECT_FALSE(sut->Update(valued(1)).valid());
+  EXPECT_THROW(sut->SafeUpdate(valued(2))->get(), std::future_error);
+  EXPECT_EQ(sut->GetProperties(), valued(2));
+  EXPECT_FALSE(other->UpdateIfDifferent(valued(3)).second.valid());
+  EXPECT_TRUE(becomesReady(other->UpdateIfDifferent(valued(3)).second));
+  EXPECT_FALSE(other->Remove().valid());
+  EXPECT_THAT(held->ListConfigurations(), ElementsAre(sut));
+}
+
+TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServiceAnyMore) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  std::thread::id thread;
+  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  registerWithPid(factory, "f");
+  auto held = admin;
+  held->GetConfiguration("f~a")->Update(valued(1)).get();
+  stopBundle();
+  held->GetConfiguration("f~b")->Update(valued(2));
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1"));
+
+  std::thread::id releasing;
+  std::thread([&] {
+    releasing = std::this_thread::get_id();
+    held.reset();
+  }).join();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed", "factory f~b removed"));
+  EXPECT_EQ(thread, releasing);
+}
+
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatAnswerButTellNobody) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
@@ -118,20 +154,10 @@ TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
   removed.reset();
 }
 
-TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsService) {
-  auto const held = admin;
-  stopBundle();
-  auto const sut = held->GetConfiguration("a");
-
-  EXPECT_NO_THROW(sut->Update(valued(1)).get());
-  EXPECT_NO_THROW(sut->SafeUpdate(valued(1))->get());
-  EXPECT_THAT(held->ListConfigurations(), ElementsAre(sut));
-}
-
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {
   auto const factory = std::make_shared<RecordingFactory>(journal);
   factory->onUpdated = [&](std::string const&) {
-    bundle.Stop();
+    stopBundle();
     journal.write("stopped");
   };
   registerWithPid(factory, "f");

@@ -1,3 +1,5 @@
+#include <cppmicroservices/ServiceEvent.h>
+
 #include <map>
 #include <stdexcept>
 #include <thread>
@@ -13,7 +15,7 @@ class SeveralThreads : public ConfigurationAdminFixture {
  protected:
   static void run(std::function<void(int thread)> const& work) {
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < threadCount; ++i) {
       threads.emplace_back(work, i);
     }
     for (auto& thread : threads) {
@@ -21,6 +23,7 @@ class SeveralThreads : public ConfigurationAdminFixture {
     }
   }
 
+  static constexpr int threadCount = 4;
   static constexpr int rounds = 200;
 };
 
@@ -146,6 +149,7 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
   auto const sut = admin->GetConfiguration("f~i");
   run([&](int thread) {
     if (thread == 0) {
+      admin.reset();
       bundle.Stop();
       return;
     }
@@ -156,6 +160,54 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
 
   auto const entries = journal.entries();
   EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
+}
+
+TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
+  registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
+  auto const sut = admin->GetConfiguration("f~i");
+  std::vector<std::shared_ptr<ConfigurationAdmin>> held(threadCount, admin);
+  admin.reset();
+  run([&](int thread) {
+    if (thread == 0) {
+      held[0].reset();
+      bundle.Stop();
+      return;
+    }
+    for (int i = 0; i < rounds; ++i) {
+      auto const future = sut->Update(valued(i));
+      if (future.valid()) {
+        future.get();
+      }
+    }
+    held[static_cast<std::size_t>(thread)].reset();
+  });
+
+  auto const entries = journal.entries();
+  EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
+}
+
+TEST_F(SeveralThreads, MayStopTheBundleWhileADeliveryLetsGoOfItsService) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  auto held = admin;
+  Gate stopping;
+  factory->onUpdated = [&](std::string const&) {
+    EXPECT_TRUE(stopping.wait());
+    held.reset();
+  };
+  registerWithPid(factory, "f");
+  context().AddServiceListener(
+      [&](cppmicroservices::ServiceEvent const& event) {
+        if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_UNREGISTERING) {
+          stopping.open();
+        }
+      },
+      "(objectclass=" + us_service_interface_iid<ConfigurationAdmin>() + ")");
+  auto const delivered = admin->GetConfiguration("f~i")->Update(valued(1));
+  admin.reset();
+  bundle.Stop();
+
+  EXPECT_TRUE(becomesReady(delivered));
+  EXPECT_THAT(journal.entries(), testing::ElementsAre("factory f~i=1", "factory f~i removed"));
 }
 
 #endif
