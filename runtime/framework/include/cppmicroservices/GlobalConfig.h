@@ -19,7 +19,11 @@
 #define US_HAVE_CXXABI_H
 #define US_HAVE_THREAD_LOCAL
 #define US_HAVE_REGEX
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+#define US_BIG_ENDIAN
+#else
 #define US_LITTLE_ENDIAN
+#endif
 #define US_PLATFORM_POSIX
 #define US_PLATFORM_LINUX
 
