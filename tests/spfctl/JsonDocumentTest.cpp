@@ -83,6 +83,11 @@ TEST_F(AJsonDocument, NamesThePlaceOfBrokenTextAndWhatWasExpected) {
   EXPECT_NE(complaint("{\"a\": tru}").find("f.json:1:"), std::string::npos);
 }
 
+TEST_F(AJsonDocument, RefusesANumberThatIsTooBigWhereItBegins) {
+  EXPECT_EQ(complaint("[1, 1e999, 2]"), "f.json:1:5: number overflow parsing '1e999'");
+  EXPECT_EQ(complaint("-1e999"), "f.json:1:1: number overflow parsing '-1e999'");
+}
+
 TEST_F(AJsonDocument, RefusesACommentThatIsNeverClosed) {
   const auto message = complaint("{} /* open");
   EXPECT_EQ(message.find("f.json:1:"), 0u) << message;

@@ -285,6 +285,13 @@ TEST_F(SpfctlRun, PrintsItsUsageWhenAsked) {
   EXPECT_THAT(result.out, HasSubstr("Usage: spfctl run FILE"));
 }
 
+TEST_F(SpfctlRun, WarnsOfARootThatHoldsNoBundle) {
+  const auto result = run(configuration({publisher("p", "")}), {"--root", workspace_.path(), "--timeout", "0s"});
+  EXPECT_EQ(result.code, 4);
+  EXPECT_THAT(result.err, HasSubstr("spfctl: warning: no bundle of the framework in \"" +
+                                    (workspace_.path() / "bin/win64/spf").string() + "\"\n"));
+}
+
 TEST_F(SpfctlRun, EndsWithOneAndNamesTheBundleFileThatIsCutOffOrHasNoManifest) {
   const auto root = workspace_.path() / "tree";
   for (const auto* content : {"", "PK\x03\x04 cut off", "no archive at all"}) {

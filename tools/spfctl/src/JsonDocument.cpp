@@ -45,11 +45,14 @@ struct Problem {
   std::string message;
 };
 
-// The parser's message without its own idea of the place.
-std::string withoutPlace(const std::string& message) {
+// The parser's message without the name that it gives the error, "[json.exception.<kind>.<number>] ", and
+// without its own idea of the place.
+std::string withoutNameAndPlace(const std::string& message) {
   const auto place = message.find("column ");
   const auto colon = place == std::string::npos ? place : message.find(": ", place);
-  return colon == std::string::npos ? message : message.substr(colon + 2);
+  const auto name = message.find("] ");
+  const auto end = colon == std::string::npos ? name : colon;
+  return end == std::string::npos ? message : message.substr(end + 2);
 }
 
 // Builds the value from the parser's events. Its functions answer whether to go on.
@@ -87,7 +90,9 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   }
 
   bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
-    return fail(position == 0 ? 0 : position - 1, withoutPlace(error.what()));
+    const bool isTooBigNumber = dynamic_cast<const nlohmann::json::out_of_range*>(&error) != nullptr;
+    const auto readSoFar = position == 0 ? 0 : position - 1;
+    return fail(isTooBigNumber ? wordBegin() : readSoFar, withoutNameAndPlace(error.what()));
   }
 
   const std::vector<Problem>& problems() const { return problems_; }

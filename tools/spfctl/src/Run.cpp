@@ -54,6 +54,10 @@ std::vector<std::string> endpointTexts(const std::vector<cppmicroservices::Any>&
   return texts;
 }
 
+std::size_t bundleCount() {
+  return agent::host::services::getFramework()->GetBundleContext().GetBundles().size();
+}
+
 PublisherState stateOf(SPFConfiguration& configuration, const std::string& id) {
   PublisherState state;
   state.id = id;
@@ -89,8 +93,10 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
+  void publish() { configuration_ = toBuilder(description_).build(); }
+
+  /// To be called after publish().
   int run(const RunOptions& options) {
-    configuration_ = toBuilder(description_).build();
     waitUntilDecided(after(options.timeout));
     const bool ready = std::all_of(states_.begin(), states_.end(), [](const auto& state) { return state.ready(); });
     int code = static_cast<int>(ExitCode::done);
@@ -230,10 +236,18 @@ int runWithHost(const ConfigurationDescription& description, const RunOptions& o
   agent::host::services::HostOptions hostOptions;
   hostOptions.installationRoot = options.root;
   const agent::host::services::Host host(std::move(hostOptions));
+  const auto bundlesOfHost = bundleCount();
   if (options.setup) {
     agent::spf::frameworksetup::setupFramework();
   }
-  return Session(description, signals, changes, output).run(options);
+  Session session(description, signals, changes, output);
+  session.publish();
+  if (bundleCount() == bundlesOfHost) {
+    // Not an error: the framework's services may come some other way. But a mistyped root looks like this.
+    output.err << "spfctl: warning: no bundle of the framework in " << host.installationRoot() / "bin/win64/spf"
+               << std::endl;
+  }
+  return session.run(options);
 }
 
 }  // namespace
