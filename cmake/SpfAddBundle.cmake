@@ -7,8 +7,8 @@
 #   [LINK_LIBRARIES <target>...])  what the code links, besides CppMicroServices
 #
 # Makes a CppMicroServices bundle: a shared library with a zip archive appended that holds
-# <name>/manifest.json. The archive is appended after linking, so a bundle must never be stripped
-# afterwards; the install rule copies the file as it is.
+# <name>/manifest.json. The target's property SPF_BUNDLE_FILE names the file. The archive is appended
+# after linking, so a bundle must never be stripped afterwards; the install rule copies the file as it is.
 include_guard()
 
 set(SPF_BUNDLE_INIT_TEMPLATE "${CMAKE_CURRENT_LIST_DIR}/SpfBundleInit.cpp.in")

@@ -15,8 +15,9 @@ using Arguments = std::vector<std::string>;
 
 class SpfctlRun : public testing::Test {
  protected:
-  static std::string publisher(const std::string& id, const std::string& bind, const std::string& connect = "") {
-    return R"({"uniqueID": ")" + id + R"(", "name": "rpcservicepublisher", "endpointsToBindTo": [)" + bind +
+  static std::string publisher(const std::string& id, const std::string& bind, const std::string& connect = "",
+                               const std::string& name = "rpcservicepublisher") {
+    return R"({"uniqueID": ")" + id + R"(", "name": ")" + name + R"(", "endpointsToBindTo": [)" + bind +
            R"(], "endpointsToConnectTo": [)" + connect + "]}";
   }
   static std::string quoted(const std::string& endpoint) { return '"' + endpoint + '"'; }
@@ -92,6 +93,14 @@ TEST_F(SpfctlRun, LetsTwoProcessesConnectAndTellsWhatTheOtherAnswers) {
     process->signal(SIGINT);
     EXPECT_EQ(process->wait(), 0) << process->err();
   }
+}
+
+TEST_F(SpfctlRun, TellsWhyAPeerGivesNoAnswer) {
+  const auto endpoint = freeEndpoint();
+  const auto silent = publisher("silent", quoted(endpoint), "", "legacyservicepublisher");
+  const auto result = run(configuration({silent, publisher("curious", "", quoted(endpoint))}), {"--once"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("no answer: publisher 'curious', endpoint '" + endpoint + "': "));
 }
 
 TEST_F(SpfctlRun, PublishesAConfigurationWithoutPublishersAndOneWithoutAnID) {

@@ -46,11 +46,11 @@ std::string askPeer(const std::string& publisherID, const std::string& endpoint,
   if (!directory) {
     return {};
   }
-  const auto peer = publisherID + ": the peer at " + endpoint;
   try {
-    return peer + " answers: " + describeAnswer(directory->ask(publisherID, endpoint, timeout));
+    return publisherID + ": the peer at " + endpoint +
+           " answers: " + describeAnswer(directory->ask(publisherID, endpoint, timeout));
   } catch (const std::exception& exception) {
-    return peer + " does not answer: " + exception.what();
+    return std::string("no answer: ") + exception.what();
   }
 }
 

@@ -27,6 +27,12 @@ std::shared_ptr<Service> require(const cppmicroservices::BundleContext& context,
   return service;
 }
 
+AnyMap whatDoYouPublish() {
+  AnyMap request(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  request[questions::question] = std::string(questions::whatDoYouPublish);
+  return request;
+}
+
 }  // namespace
 
 TransportPeerDirectory::TransportPeerDirectory(cppmicroservices::BundleContext context)
@@ -34,17 +40,19 @@ TransportPeerDirectory::TransportPeerDirectory(cppmicroservices::BundleContext c
 
 AnyMap TransportPeerDirectory::ask(const std::string& servicePublisherID, const std::string& endpoint,
                                    std::chrono::milliseconds timeout) {
-  const std::string who = "publisher '" + servicePublisherID + "' cannot ask '" + endpoint + "': ";
-  try {
-    const auto serialiser = require<Serialiser>(context_, "serialiser");
-    const auto transport = require<Transport>(context_, "transport");
-    AnyMap request(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    request[questions::question] = std::string(questions::whatDoYouPublish);
-    return serialiser->deserialise(
-        transport->ask(servicePublisherID, endpoint, serialiser->serialise(request), timeout));
-  } catch (const std::exception& error) {
-    throw std::runtime_error(who + error.what());
-  }
+  const auto naming = [&](const auto& step) {
+    try {
+      return step();
+    } catch (const std::exception& error) {
+      throw std::runtime_error("publisher '" + servicePublisherID + "', endpoint '" + endpoint + "': " + error.what());
+    }
+  };
+  const auto serialiser = naming([&] { return require<Serialiser>(context_, "serialiser"); });
+  const auto transport = naming([&] { return require<Transport>(context_, "transport"); });
+  const auto request = naming([&] { return serialiser->serialise(whatDoYouPublish()); });
+  // Names both by itself.
+  const auto answer = transport->ask(servicePublisherID, endpoint, request, timeout);
+  return naming([&] { return serialiser->deserialise(answer); });
 }
 
 }  // namespace spf::peers
