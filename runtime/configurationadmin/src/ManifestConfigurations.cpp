@@ -1,5 +1,6 @@
 #include "ManifestConfigurations.hpp"
 
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -20,25 +21,52 @@ T valueOf(AnyMap const& map, std::string const& key) {
   return value ? *value : T();
 }
 
-std::vector<ConfigurationPtr> configure(ConfigurationRegistry& registry, AnyMap const& headers) {
-  std::vector<ConfigurationPtr> made;
+/// A configuration as the manifest wants it, and its change count since.
+struct Made {
+  ConfigurationPtr configuration;
+  unsigned long changeCount;
+};
+
+/// \return none if the configuration was there and equal: it is not the manifest's then
+/// \throws std::runtime_error  if somebody else removes it meanwhile
+std::optional<Made> make(ConfigurationRegistry& registry, std::string const& pid, AnyMap properties) {
+  auto configuration = registry.obtain(pid);
+  if (configuration->GetChangeCount() == 0) {
+    configuration->Update(std::move(properties));
+  } else if (!configuration->UpdateIfDifferent(std::move(properties)).first) {
+    return std::nullopt;
+  }
+  auto const changeCount = configuration->GetChangeCount();
+  return Made{std::move(configuration), changeCount};
+}
+
+std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& headers) {
+  std::vector<Made> made;
   for (auto const& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
     auto const* wanted = any_cast<AnyMap>(&entry);
     auto const pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
-    if (!pid.empty()) {
-      auto configuration = registry.obtain(pid);
-      configuration->Update(valueOf<AnyMap>(*wanted, "properties"));
-      made.push_back(std::move(configuration));
+    if (pid.empty()) {
+      continue;
+    }
+    try {
+      if (auto one = make(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
+        made.push_back(std::move(*one));
+      }
+    } catch (std::runtime_error const&) {
+      // It is the one's who has removed it.
     }
   }
   return made;
 }
 
-// Somebody else may have removed it before.
-void removeQuietly(ConfigurationPtr const& configuration) {
+/// Unless somebody else has changed or removed it since.
+void removeUnchanged(Made const& made) {
   try {
-    configuration->Remove();
+    if (made.configuration->GetChangeCount() == made.changeCount) {
+      made.configuration->Remove();
+    }
   } catch (std::runtime_error const&) {
+    // It is removed.
   }
 }
 
@@ -66,8 +94,8 @@ class ManifestConfigurations::State {
  private:
   void remove(Bundle const& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (auto const& configuration : made_[bundle.GetBundleId()]) {
-      removeQuietly(configuration);
+    for (auto const& made : made_[bundle.GetBundleId()]) {
+      removeUnchanged(made);
     }
     made_.erase(bundle.GetBundleId());
   }
@@ -78,7 +106,7 @@ class ManifestConfigurations::State {
   // telling of the changes is done by another thread.
   std::mutex mutex_;
   // Guarded by mutex_:
-  std::map<long, std::vector<ConfigurationPtr>> made_;
+  std::map<long, std::vector<Made>> made_;
 };
 
 ManifestConfigurations::ManifestConfigurations(BundleContext const& context,

@@ -7,22 +7,30 @@ namespace cppmicroservices::configurationadmin {
 
 namespace {
 
-std::optional<std::string> textOf(Any const& value) {
+/// A PID is a text, and not an empty one.
+std::optional<std::string> pidIn(Any const& value) {
   auto const* text = any_cast<std::string>(&value);
-  return text ? std::optional<std::string>(*text) : std::nullopt;
+  return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+std::optional<std::string> nestedPidIn(Any const& value, std::string const& key) {
+  auto const* map = any_cast<AnyMap>(&value);
+  return map ? pidIn(map->AtCompoundKey(key, Any())) : std::nullopt;
 }
 
 }  // namespace
 
 std::optional<std::string> servicePidOf(ServiceReferenceBase const& reference) {
-  for (auto const& name : {Constants::SERVICE_PID, std::string("component.name")}) {
-    if (auto pid = textOf(reference.GetProperty(name))) {
-      return pid;
-    }
+  if (auto pid = nestedPidIn(reference.GetProperty("service"), "pid")) {
+    return pid;
   }
-  auto const service = reference.GetProperty("service");
-  auto const* nested = any_cast<AnyMap>(&service);
-  return nested ? textOf(nested->AtCompoundKey("pid", Any())) : std::nullopt;
+  if (auto pid = nestedPidIn(reference.GetProperty("component"), "name")) {
+    return pid;
+  }
+  if (auto pid = pidIn(reference.GetProperty(Constants::SERVICE_PID))) {
+    return pid;
+  }
+  return pidIn(reference.GetProperty("component.name"));
 }
 
 }  // namespace cppmicroservices::configurationadmin

@@ -1,5 +1,8 @@
+#include <algorithm>
+#include <atomic>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 #include "ConfigurationAdminFixture.hpp"
 
@@ -14,6 +17,9 @@ class ADelivery : public ConfigurationAdminFixture {
     registerWithPid(factory, pid);
     return factory;
   }
+
+  /// What was queued before is delivered then, unless a runtime keeps no order between configurations.
+  void waitForWhatIsQueued() { admin->GetConfiguration("of nobody")->Update().get(); }
 };
 
 TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
@@ -48,7 +54,10 @@ TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
 TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
   addFactory("");
   admin->GetConfiguration("plain")->Update(valued(1)).get();
+  EXPECT_EQ(admin->GetFactoryConfiguration("", "i")->GetPid(), "~i");
   admin->GetConfiguration("~i")->Update(valued(1)).get();
+  addFactory("", "late");
+  waitForWhatIsQueued();
 
   EXPECT_THAT(journal.entries(), ElementsAre());
 }
@@ -100,6 +109,31 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
   EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0", "factory f~i=1"));
 }
 
+TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
+  auto const factory = addFactory();
+  std::atomic<int> running{0};
+  std::atomic<int> most{0};
+  factory->onUpdated = [&](std::string const&) {
+    most = std::max(most.load(), ++running);
+    std::this_thread::yield();
+    --running;
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this, sut = admin->GetConfiguration("f~" + std::to_string(i))] {
+      for (int round = 0; round < 100; ++round) {
+        sut->Update(valued(round));
+      }
+      sut->Update(valued(100)).get();
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+
+  EXPECT_EQ(most, 1);
+}
+
 TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
   addFactory();
   blockDeliveries();
@@ -118,10 +152,31 @@ TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
   for (auto const* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
     admin->GetConfiguration(pid)->Update(valued(1)).get();
   }
-  admin->GetConfiguration("f~never");
+  admin->GetConfiguration("f~aa");
   addFactory();
+  journal.waitFor(3);
+  waitForWhatIsQueued();
 
-  EXPECT_THAT(journal.waitFor(3), ElementsAre("factory f~a=1", "factory f~b=1", "factory f~c=1"));
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~b=1", "factory f~c=1"));
+}
+
+TEST_F(ADelivery, BringsNothingToALateServiceWhoseConfigurationWasNeverUpdated) {
+  auto const sut = admin->GetConfiguration("a");
+  registerWithPid(std::make_shared<RecordingService>(journal), "a");
+  waitForWhatIsQueued();
+
+  EXPECT_THAT(journal.entries(), ElementsAre());
+}
+
+TEST_F(ADelivery, ToLateReceiversIsNotMadeByTheThreadThatRegistersThem) {
+  admin->GetConfiguration("f~i")->Update(valued(1)).get();
+  blockDeliveries();
+  addFactory();
+  registerWithPid(std::make_shared<RecordingService>(journal), "f~i");
+  EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0"));
+  unblockDeliveries();
+
+  EXPECT_THAT(journal.waitFor(3), testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "service=1"));
 }
 
 TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {

@@ -12,6 +12,12 @@ class APid : public ConfigurationAdminFixture {
     admin->GetConfiguration("f~i")->Update(valued(1)).get();
     return journal.entries();
   }
+
+  static AnyMap map(std::string const& key, std::string const& value) {
+    AnyMap result;
+    result[key] = value;
+    return result;
+  }
 };
 
 TEST_F(APid, MayStandInAServicePidOfAnySpelling) {
@@ -23,9 +29,42 @@ TEST_F(APid, MayBeTheNameOfAComponent) {
 }
 
 TEST_F(APid, MayStandInANestedMap) {
-  AnyMap nested;
-  nested["pid"] = std::string("f");
-  EXPECT_THAT(toldWith({{"service", nested}}), ElementsAre("factory f~i=1"));
+  EXPECT_THAT(toldWith({{"service", map("pid", "f")}}), ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, MayBeTheNameInANestedComponent) {
+  EXPECT_THAT(toldWith({{"component", map("name", "f")}}), ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, IsThatOfTheNestedServiceBeforeAnyOther) {
+  EXPECT_THAT(toldWith({{"service", map("pid", "f")},
+                        {"component", map("name", "g")},
+                        {"service.pid", std::string("g")},
+                        {"component.name", std::string("g")}}),
+              ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, IsThatOfTheNestedComponentBeforeThoseThatAreNotNested) {
+  EXPECT_THAT(
+      toldWith(
+          {{"component", map("name", "f")}, {"service.pid", std::string("g")}, {"component.name", std::string("g")}}),
+      ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, IsThatOfTheServiceBeforeTheNameOfTheComponent) {
+  EXPECT_THAT(toldWith({{"service.pid", std::string("f")}, {"component.name", std::string("g")}}),
+              ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, IsLookedForFurtherWhereOneIsEmpty) {
+  EXPECT_THAT(toldWith({{"service.pid", std::string()}, {"component.name", std::string("f")}}),
+              ElementsAre("factory f~i=1"));
+}
+
+TEST_F(APid, CannotBeEmpty) {
+  registerWithPid(std::make_shared<RecordingService>(journal), "");
+  admin->GetConfiguration("")->Update(valued(1)).get();
+  EXPECT_THAT(toldWith({{"service.pid", std::string()}}), ElementsAre());
 }
 
 TEST_F(APid, CannotStandInAFactoryPid) {

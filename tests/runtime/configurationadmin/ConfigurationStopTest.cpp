@@ -1,3 +1,4 @@
+#include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
 
 #include <stdexcept>
@@ -152,6 +153,20 @@ TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
   EXPECT_EQ(sut->GetProperties(), valued(1));
   sut.reset();
   removed.reset();
+}
+
+TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhenItsTimeIsUp) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](std::string const&) {
+    framework.Stop();
+    EXPECT_EQ(framework.WaitForStop(std::chrono::milliseconds(20)).GetType(),
+              cppmicroservices::FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+  };
+  registerWithPid(factory, "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+  stopFramework();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {

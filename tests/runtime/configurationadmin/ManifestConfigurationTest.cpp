@@ -47,6 +47,34 @@ TEST_F(AManifest, HasItsConfigurationsIfTheBundleWasActiveFirst) {
   EXPECT_EQ(admin->GetConfiguration("from.manifest")->GetProperties(), valued(1));
 }
 
+TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
+  auto const sut = admin->GetConfiguration("from.manifest");
+  sut->Update(valued(1)).get();
+  configured.Start();
+
+  EXPECT_EQ(sut->GetChangeCount(), 1u);
+  configured.Stop();
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+}
+
+TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
+  auto const sut = admin->GetConfiguration("from.manifest");
+  sut->Update(valued(2)).get();
+  configured.Start();
+
+  EXPECT_EQ(sut->GetChangeCount(), 2u);
+  EXPECT_EQ(sut->GetProperties(), valued(1));
+}
+
+TEST_F(AManifest, LeavesAConfigurationThatSomebodyElseHasChangedSince) {
+  configured.Start();
+  auto const sut = admin->GetConfiguration("from.manifest");
+  sut->Update(valued(2)).get();
+  configured.Stop();
+
+  EXPECT_EQ(sut->GetProperties(), valued(2));
+}
+
 TEST_F(AManifest, MayHaveLostAConfigurationToSomebodyElse) {
   configured.Start();
   admin->GetConfiguration("from.manifest")->Remove();
