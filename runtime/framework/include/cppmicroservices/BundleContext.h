@@ -92,9 +92,8 @@ class US_Framework_EXPORT BundleContext {
 
   /// \param clazz  an interface ID; an empty one means all services
   /// \param filter  an LDAP filter over the properties; an empty one matches all
-  /// \return highest ranking first, then lowest service ID; without clazz as registered, unless the filter fixes
-  /// objectclass \throws std::invalid_argument for a bad filter, if there is any service of that interface or clazz is
-  /// empty
+  /// \return highest ranking first, then lowest ID; without clazz as registered, unless the filter fixes objectclass
+  /// \throws std::invalid_argument for a bad filter, if there is any service of that interface or clazz is empty
   std::vector<ServiceReferenceU> GetServiceReferences(const std::string& clazz,
                                                       const std::string& filter = std::string());
 
@@ -104,8 +103,7 @@ class US_Framework_EXPORT BundleContext {
     return std::vector<ServiceReference<S>>(found.begin(), found.end());
   }
 
-  /// \return the service with the highest ranking, the one of those with the lowest service ID; a reference to none if
-  /// there is none
+  /// \return the service with the highest ranking, of those with the lowest ID; a reference to none if there is none
   ServiceReferenceU GetServiceReference(const std::string& clazz);
 
   template <class S>
