@@ -126,6 +126,8 @@ const BadFile badFiles[] = {
 
 INSTANTIATE_TEST_SUITE_P(OnEitherRuntime, AFile, testing::ValuesIn(badFiles), nameOf);
 
+static_assert(std::is_base_of_v<std::system_error, SharedLibraryException>);
+
 /// Of a bundle with an activator.
 class AFileWithoutCode : public ABadFile {
  protected:

@@ -164,6 +164,24 @@ TEST_F(AnInstallingFramework, TakesTheCallersManifestInPlaceOfTheFiles) {
   EXPECT_EQ(bundles[0].GetVersion().ToString(), "3.0.0");
 }
 
+TEST_F(AnInstallingFramework, LooksForABundlesCodeUnderItsNameAndNotUnderItsHeader) {
+  const auto installCode = [&](const std::string& name, const std::string& header) {
+    AnyMap headers;
+    headers[Constants::BUNDLE_SYMBOLICNAME] = header;
+    headers[Constants::BUNDLE_ACTIVATOR] = true;
+    AnyMap manifests;
+    manifests[name] = headers;
+    return context().InstallBundles(SCRIPTED_BUNDLE, manifests).at(0);
+  };
+  auto good = installCode("scripted", "other");
+  EXPECT_EQ(good.GetSymbolicName(), "scripted");
+  good.Start();
+  EXPECT_EQ(good.GetRegisteredServices().size(), 1u);
+  good.Uninstall();
+  auto bad = installCode("other", "scripted");
+  EXPECT_THAT(messageOf<std::runtime_error>([&] { bad.Start(); }), HasSubstr("activator constructor not found"));
+}
+
 TEST_F(AnInstallingFramework, TellsOfEachInstalledBundle) {
   Journal journal;
   noteBundleEvents(journal);

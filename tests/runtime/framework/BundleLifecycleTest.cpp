@@ -72,6 +72,50 @@ TEST_F(ABundle, FindsItsContextFromItsCodeWhileItIsActive) {
   EXPECT_FALSE(sut.GetBundleContext());
 }
 
+TEST_F(ABundle, FindsItsContextFromItsCodeWhileItsActivatorIsStopped) {
+  Journal journal;
+  script([&](const std::string& step, BundleContext given) {
+    if (step == "stop") {
+      auto mine = context();
+      const auto found = mine.GetService(mine.GetServiceReference<ContextProbe>())->contextOfTheCode();
+      EXPECT_TRUE(found);
+      EXPECT_EQ(found, given);
+      EXPECT_EQ(found, sut.GetBundleContext());
+      journal.note(step);
+    }
+  });
+  sut.Start();
+  sut.Stop();
+  EXPECT_THAT(journal.texts(), ElementsAre("stop"));
+}
+
+TEST_F(ABundle, HearsOfServicesWhileItsActivatorIsStoppedAndNotAfterwards) {
+  Journal heard;
+  const auto offer = [&](const std::string& when) {
+    (void)context().RegisterService<std::string>(std::make_shared<std::string>(), {{"when", when}});
+  };
+  script([&](const std::string& step, BundleContext) {
+    if (step == "stop") {
+      offer("in the activator");
+    }
+  });
+  sut.Start();
+  sut.GetBundleContext().AddServiceListener([heard](const ServiceEvent& event) {
+    heard.note(event.GetServiceReference().GetProperty("when").ToStringNoExcept());
+  });
+  Counter goingAway;
+  context().AddServiceListener([&](const ServiceEvent& event) {
+    if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) {
+      goingAway.add();
+      offer("when its services go");
+    }
+  });
+  sut.Stop();
+  offer("after its stop");
+  EXPECT_EQ(goingAway.count(), 1);
+  EXPECT_THAT(heard.texts(), ElementsAre("in the activator"));
+}
+
 TEST_F(ABundle, LosesItsServicesAndListenersWhenItStops) {
   sut.Start();
   auto bundleContext = sut.GetBundleContext();

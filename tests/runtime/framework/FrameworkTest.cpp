@@ -13,6 +13,7 @@
 #include <sstream>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include "TestFramework.hpp"
 #include "spf/test/Gate.hpp"
@@ -25,7 +26,9 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Interface {};
+struct Interface {
+  int value = 0;
+};
 
 class AFramework : public testing::Test {
  protected:
@@ -175,15 +178,52 @@ TEST_F(AFramework, RefusesAPropertyOfTheWrongType) {
   }
 }
 
-TEST_F(AFramework, RunsTheExtraShutdownFunctionWhenWaitedFor) {
-  Counter calls;
-  auto given = configurationWith(folder);
-  given[Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC] = std::function<void(void)>([&] { calls.add(); });
-  auto framework = FrameworkFactory().NewFramework(given);
+/// Notes the thread of each call.
+class AnExtraShutdownFunction : public testing::Test {
+ protected:
+  FrameworkConfiguration configuration() {
+    auto given = configurationWith(folder);
+    given[Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC] =
+        std::function<void(void)>([this] { calls.push_back(std::this_thread::get_id()); });
+    return given;
+  }
+
+  const TemporaryFolder folder;
+  std::vector<std::thread::id> calls;
+  const std::thread::id here = std::this_thread::get_id();
+  Framework framework = FrameworkFactory().NewFramework(configuration());
+};
+
+/// \return false if the framework did not come to that state for as long as the tests' patience lasts
+bool comesTo(Bundle::State state, const Framework& framework) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  while (framework.GetState() != state && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::yield();
+  }
+  return framework.GetState() == state;
+}
+
+TEST_F(AnExtraShutdownFunction, IsCalledByEachWaitOnItsThreadAndNotByTheStop) {
   framework.Start();
   framework.Stop();
+  ASSERT_TRUE(comesTo(Bundle::STATE_RESOLVED, framework));
+  EXPECT_THAT(calls, IsEmpty());
   framework.WaitForStop(milliseconds::zero());
-  EXPECT_EQ(calls.count(), 1);
+  EXPECT_THAT(calls, ElementsAre(here));
+  framework.WaitForStop(milliseconds::zero());
+  EXPECT_THAT(calls, ElementsAre(here, here));
+}
+
+TEST_F(AnExtraShutdownFunction, IsNotCalledByAWaitThatTimesOut) {
+  framework.Start();
+  framework.WaitForStop(milliseconds(1));
+  EXPECT_THAT(calls, IsEmpty());
+  stopAndWait(framework);
+}
+
+TEST_F(AnExtraShutdownFunction, IsCalledAlsoWhenTheFrameworkWasNeverStarted) {
+  EXPECT_EQ(framework.WaitForStop(milliseconds::zero()).GetType(), FrameworkEvent::FRAMEWORK_ERROR);
+  EXPECT_THAT(calls, ElementsAre(here));
 }
 
 TEST_F(AFramework, IsApartFromOtherFrameworks) {
@@ -223,12 +263,18 @@ TEST_F(AFramework, LeavesHeldServicesUsableWhenItIsGone) {
   std::optional<Framework> framework = newFramework(folder);
   framework->Start();
   auto context = framework->GetBundleContext();
-  auto registration = context.RegisterService<Interface>(std::make_shared<Interface>());
-  const auto service = context.GetService(registration.GetReference());
+  auto implementation = std::make_shared<Interface>(Interface{42});
+  const std::weak_ptr<Interface> watch = implementation;
+  auto registration = context.RegisterService<Interface>(std::move(implementation));
+  implementation.reset();
+  auto service = context.GetService(registration.GetReference());
   framework.reset();
-  EXPECT_TRUE(service);
+  ASSERT_FALSE(watch.expired());
+  EXPECT_EQ(service->value, 42);
   EXPECT_NO_THROW(registration.SetProperties({{"key", 1}}));
   EXPECT_NO_THROW(registration.Unregister());
+  service.reset();
+  EXPECT_TRUE(watch.expired());
 }
 
 TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
@@ -240,6 +286,25 @@ TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
   EXPECT_NO_THROW(registration.Unregister());
   EXPECT_FALSE(reference);
   EXPECT_THROW(registration.Unregister(), std::logic_error);
+}
+
+TEST_F(AStartedFramework, EndsTheServicesOfItsOwnContextWhenItIsStartedAgain) {
+  const auto reference = context().RegisterService<Interface>(std::make_shared<Interface>()).GetReference();
+  stopAndWait(framework);
+  framework.Start();
+  EXPECT_FALSE(reference);
+}
+
+TEST_F(AFramework, EndsTheServicesOfItsOwnContextWithItsLastHandle) {
+  std::optional<Framework> framework = newFramework(folder);
+  framework->Start();
+  const auto registration = framework->GetBundleContext().RegisterService<Interface>(std::make_shared<Interface>());
+  const auto reference = registration.GetReference();
+  Bundle held = *framework;
+  framework.reset();
+  EXPECT_TRUE(reference);
+  held = nullptr;
+  EXPECT_FALSE(reference);
 }
 
 TEST_F(AStartedFramework, TellsOnlyOfItsOwnStopWhenItHasNoBundles) {

@@ -116,6 +116,40 @@ TEST_F(AServiceRegistry, FollowsARankingThatChanges) {
   EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(3, 2));
 }
 
+TEST_F(AServiceRegistry, OrdersServicesOfOneRankingByTheIdInTheirProperties) {
+  const auto late = add({{"number", 1}, {Constants::SERVICE_ID, 1000000002L}}).GetReference();
+  const auto own = add({{"number", 2}}).GetReference();
+  const auto middle = add({{"number", 3}, {Constants::SERVICE_ID, 1000000001L}}).GetReference();
+  add({{"number", 4}, {Constants::SERVICE_ID, -1L}, {Constants::SERVICE_RANKING, -1}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(2, 3, 1, 4));
+  EXPECT_TRUE(late < middle);
+  EXPECT_TRUE(middle < own);
+  auto first = add({{"number", 5}, {Constants::SERVICE_ID, -2L}});
+  EXPECT_EQ(sut.GetServiceReference<Interface>(), first.GetReference());
+  first.Unregister();
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(2, 3, 1, 4));
+}
+
+TEST_F(AServiceRegistry, OrdersServicesOfOneGivenIdByAge) {
+  std::vector<ServiceRegistration<Interface>> registrations;
+  for (int number = 1; number <= 3; ++number) {
+    registrations.push_back(add({{"number", number}, {Constants::SERVICE_ID, 1000000000L}}));
+  }
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(1, 2, 3));
+  registrations[1].Unregister();
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(1, 3));
+}
+
+TEST_F(AServiceRegistry, KeepsAGivenIdWhenPropertiesAreSet) {
+  auto given = add({{"number", 1}, {Constants::SERVICE_ID, 1000000000L}});
+  const auto own = add({{"number", 2}});
+  given.SetProperties({{"number", 3}, {Constants::SERVICE_ID, 1L}});
+  EXPECT_EQ(given.GetReference().GetProperty(Constants::SERVICE_ID), 1000000000L);
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(2, 3));
+  given.SetProperties({{"number", 4}, {Constants::SERVICE_RANKING, 1}});
+  EXPECT_THAT(numbersOf(sut.GetServiceReferences<Interface>()), ElementsAre(4, 2));
+}
+
 TEST_F(AServiceRegistry, OrdersReferencesByRankingThenByAge) {
   const auto older = add().GetReference();
   const auto younger = add().GetReference();
@@ -263,6 +297,10 @@ TEST_F(AServiceRegistry, KeepsARegistrationTrueAfterUnregister) {
   registration = nullptr;
   EXPECT_FALSE(registration);
   EXPECT_EQ(messageOf<std::logic_error>([&] { registration.Unregister(); }), "ServiceRegistrationBase object invalid");
+}
+
+TEST(ADefaultRegistration, IsFalse) {
+  EXPECT_FALSE(ServiceRegistration<Interface>());
 }
 
 TEST_F(AServiceRegistry, KeepsAServiceWhoseRegistrationIsGone) {

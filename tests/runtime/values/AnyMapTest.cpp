@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -252,6 +253,19 @@ template <class Map>
 using ComparedFromItsEnd = decltype(std::declval<Map&>().end() != std::declval<Map&>().find(std::string()));
 template <class Map>
 using ComparedToItsEnd = decltype(std::declval<Map&>().find(std::string()) != std::declval<Map&>().end());
+template <class Map>
+using InsertedOrAssigned = decltype(std::declval<Map&>().insert_or_assign(std::string(), Any()));
+template <class Map>
+using AskedWhetherItContains = decltype(std::declval<Map&>().contains(std::string()));
+template <class Map>
+using SwappedByItsOwn = decltype(std::declval<Map&>().swap(std::declval<Map&>()));
+template <class Map>
+using FilledFromARange =
+    decltype(std::declval<Map&>().insert(std::declval<Map&>().begin(), std::declval<Map&>().end()));
+template <class Map>
+using ErasedAtAPlace = decltype(std::declval<Map&>().erase(std::declval<Map&>().begin()));
+template <class Map>
+using ReadBackwards = decltype(std::declval<Map&>().rbegin());
 
 template <template <class...> class Use, class Map, class = void>
 inline constexpr bool allows = false;
@@ -262,6 +276,16 @@ TEST(AnAnyMap, GivesOnlyConstantAccessWhereItFinds) {
   static_assert(std::is_same_v<decltype(std::declval<AnyMap&>().find("")), AnyMap::const_iterator>);
   static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, AnyMap const&>);
   static_assert(allows<ComparedToItsEnd, AnyMap> && !allows<ComparedFromItsEnd, AnyMap>);
+}
+
+TEST(AnAnyMap, LacksWhatOnlyStandardMapsHave) {
+  using StandardMap = std::map<std::string, Any>;
+  static_assert(allows<InsertedOrAssigned, StandardMap> && !allows<InsertedOrAssigned, AnyMap>);
+  static_assert(allows<SwappedByItsOwn, StandardMap> && !allows<SwappedByItsOwn, AnyMap>);
+  static_assert(allows<FilledFromARange, StandardMap> && !allows<FilledFromARange, AnyMap>);
+  static_assert(allows<ErasedAtAPlace, StandardMap> && !allows<ErasedAtAPlace, AnyMap>);
+  static_assert(allows<ReadBackwards, StandardMap> && !allows<ReadBackwards, AnyMap>);
+  static_assert(!allows<AskedWhetherItContains, AnyMap>);
 }
 
 TEST(AnAnyMap, IsNotMadeOfItsBase) {

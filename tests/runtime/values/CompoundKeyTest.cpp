@@ -19,6 +19,7 @@ class ACompoundKey : public testing::Test {
     map["list"] =
         std::vector<Any>{Any(10), Any(AnyMap{{"key", Any(11)}, {"l", Any(1)}}), Any(std::vector<Any>{Any(1), Any(2)})};
     map["map.key"] = 77;
+    map["lonely.key"] = 78;
     map["standard"] = std::map<std::string, Any>{{"key", Any(1)}};
     map["empty"] = Any();
   }
@@ -58,6 +59,12 @@ TEST_F(ACompoundKey, HasToBeThere) {
                                 "list.2.5", "list.99999999999", "list.1."}) {
     EXPECT_THROW(map.AtCompoundKey(key), std::out_of_range) << key;
   }
+}
+
+TEST_F(ACompoundKey, IsNeverThatOfAnEntryWithADotInItsKey) {
+  EXPECT_EQ(map.at("lonely.key"), 78);
+  EXPECT_THROW(map.AtCompoundKey("lonely.key"), std::out_of_range);
+  EXPECT_EQ(orNone("lonely.key"), none);
 }
 
 TEST_F(ACompoundKey, SaysWhereItFailed) {

@@ -231,6 +231,16 @@ TEST(AFloatingPointNumber, IsComparedAsANumber) {
   EXPECT_FALSE(matches("(p<=1e400)", Any(0.0)));
 }
 
+TEST(AFloatingPointNumber, IsComparedWithAnyNumberOfItsRangeHoweverSmall) {
+  for (Any const& zero : {Any(0.0), Any(0.0f)}) {
+    EXPECT_TRUE(matches("(p<=1e-310)", zero));
+    EXPECT_TRUE(matches("(p>=-1e-310)", zero));
+    EXPECT_FALSE(matches("(p>=1e-310)", zero));
+    EXPECT_FALSE(matches("(p<=1e-400)", zero));
+    EXPECT_FALSE(matches("(p>=-1e400)", zero));
+  }
+}
+
 TEST(AFloatingPointNumber, EqualsWhatIsWithinItsPrecisionAtOne) {
   EXPECT_TRUE(matches("(p=0.3)", Any(0.1 + 0.2)));
   EXPECT_FALSE(matches("(p=0.30000001)", Any(0.3)));

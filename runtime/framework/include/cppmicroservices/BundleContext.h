@@ -92,7 +92,7 @@ class US_Framework_EXPORT BundleContext {
 
   /// \param clazz  an interface ID; an empty one means all services
   /// \param filter  an LDAP filter over the properties; an empty one matches all
-  /// \return highest ranking first, then the oldest; without clazz as registered, unless the filter fixes objectclass
+  /// \return highest ranking first, then lowest ID; without clazz as registered, unless the filter fixes objectclass
   /// \throws std::invalid_argument for a bad filter, if there is any service of that interface or clazz is empty
   std::vector<ServiceReferenceU> GetServiceReferences(const std::string& clazz,
                                                       const std::string& filter = std::string());
@@ -103,7 +103,7 @@ class US_Framework_EXPORT BundleContext {
     return std::vector<ServiceReference<S>>(found.begin(), found.end());
   }
 
-  /// \return the service with the highest ranking, the oldest of those; a reference to none if there is none
+  /// \return the service with the highest ranking, of those with the lowest ID; a reference to none if there is none
   ServiceReferenceU GetServiceReference(const std::string& clazz);
 
   template <class S>

@@ -135,7 +135,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return references;
   }
 
-  /// \return the service with the highest ranking, the oldest of those
+  /// \return the service with the highest ranking, of those with the lowest ID
   /// \throws ServiceException if there is none
   virtual ServiceReference<S> GetServiceReference() const {
     const auto reference = bestReference();

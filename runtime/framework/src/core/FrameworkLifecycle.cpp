@@ -174,14 +174,13 @@ void FrameworkLifecycle::noticeSlowStop(Lock& lock) {
 
 FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout) {
   std::thread ended;
+  bool neverStarted = false;
   {
     Lock lock(mutex_);
     if (stoppingOn_ == std::this_thread::get_id()) {
       return answer(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
     }
-    if (stopped() && stops_ == 0) {
-      return answer(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started");
-    }
+    neverStarted = stopped() && stops_ == 0;
     if (!stopped() && !awaitStop(lock, timeout)) {
       return answer(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
     }
@@ -193,7 +192,8 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
   if (const auto& extraShutdown = framework_.properties.extraShutdown()) {
     extraShutdown();
   }
-  return answer(FrameworkEvent::FRAMEWORK_STOPPED);
+  return neverStarted ? answer(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started")
+                      : answer(FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
 FrameworkEvent FrameworkLifecycle::answer(FrameworkEvent::Type type, const std::string& message) const {

@@ -39,13 +39,22 @@ bool compareBool(bool property, Relation relation, FilterValue const& value) {
          ascii::equalIgnoringCase(value.text(), word.substr(0, value.text().size()));
 }
 
+/// Whether the number is only too small for full precision, which counts as out of range like an overflow does.
+bool isDenormal(long /*number*/) {
+  return false;
+}
+bool isDenormal(double number) {
+  return number != 0 && std::isfinite(number);
+}
+
 /// The number at the text's beginning, whatever follows it; none if there is no number, or it is out of range.
 template <class Number, class Parse>
 std::optional<Number> numberIn(std::string const& text, Parse parse) {
   char* end = nullptr;
   errno = 0;
   Number const number = parse(text.c_str(), &end);
-  return end == text.c_str() || errno != 0 ? std::nullopt : std::optional<Number>(number);
+  bool const isInRange = errno == 0 || isDenormal(number);
+  return end != text.c_str() && isInRange ? std::optional<Number>(number) : std::nullopt;
 }
 
 template <class T>

@@ -1,5 +1,6 @@
 #include "services/ServicePropertyRules.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "cppmicroservices/Constants.h"
@@ -56,12 +57,14 @@ std::shared_ptr<const AnyMap> propertiesForRegistration(const ServiceProperties&
   return properties;
 }
 
-std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given, const ServiceIdentity& identity) {
-  const auto own = ownProperties(identity);
-  auto properties = std::make_shared<AnyMap>(own);
+std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given, const AnyMap& before) {
+  const auto fixed = {&Constants::OBJECTCLASS, &Constants::SERVICE_ID, &Constants::SERVICE_SCOPE};
+  auto properties = std::make_shared<AnyMap>(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  for (const auto* const key : fixed) {
+    properties->emplace(*key, before.at(*key));
+  }
   for (const auto& [key, value] : given) {
-    const auto fixed = own.find(key);
-    if (fixed == own.end() || fixed->first != key) {
+    if (std::none_of(fixed.begin(), fixed.end(), [&name = key](const auto* own) { return *own == name; })) {
       insert(*properties, key, value);
     }
   }
@@ -72,6 +75,10 @@ std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given
 int rankingIn(const AnyMap& properties) {
   const auto found = properties.find(Constants::SERVICE_RANKING);
   return found == properties.end() ? 0 : any_cast<int>(found->second);
+}
+
+long idIn(const AnyMap& properties) {
+  return any_cast<long>(properties.at(Constants::SERVICE_ID));
 }
 
 }  // namespace cppmicroservices

@@ -23,11 +23,16 @@ struct ServiceIdentity {
 std::shared_ptr<const AnyMap> propertiesForRegistration(const ServiceProperties& given,
                                                         const ServiceIdentity& identity);
 
-/// The properties of a registered service after a change: those given, but the framework's own as they are.
+/// The properties of a registered service after a change: those given, but those of the framework's own names
+/// as they were at the registration.
+/// \param before  what the service has now
 /// \throws as above
-std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given, const ServiceIdentity& identity);
+std::shared_ptr<const AnyMap> propertiesForChange(const ServiceProperties& given, const AnyMap& before);
 
 /// \return the property service.ranking; 0 if there is none
 int rankingIn(const AnyMap& properties);
+
+/// \return the property service.id of a service
+long idIn(const AnyMap& properties);
 
 }  // namespace cppmicroservices

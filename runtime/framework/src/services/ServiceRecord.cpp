@@ -17,6 +17,7 @@ ServiceRecord::ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdenti
       bundle(std::move(owner)),
       identity(std::move(serviceIdentity)),
       classes(identity.classes),
+      listedId(idIn(*properties)),
       ranking(rankingIn(*properties)),
       service_(std::move(service)),
       properties_(std::move(properties)) {}
@@ -175,7 +176,10 @@ void ServiceRecord::end() {
 bool comesBefore(const ServiceRecord& left, const ServiceRecord& right) {
   const int leftRanking = left.ranking;
   const int rightRanking = right.ranking;
-  return leftRanking != rightRanking ? leftRanking > rightRanking : left.identity.id < right.identity.id;
+  if (leftRanking != rightRanking) {
+    return leftRanking > rightRanking;
+  }
+  return left.listedId != right.listedId ? left.listedId < right.listedId : left.identity.id < right.identity.id;
 }
 
 }  // namespace cppmicroservices

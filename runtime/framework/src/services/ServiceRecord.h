@@ -59,6 +59,7 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   const std::shared_ptr<BundlePrivate> bundle;
   const ServiceIdentity identity;
   const std::vector<std::string>& classes;
+  const long listedId;  // the property, which is not the identity's if whoever registered the service gave one
 
   // synchronised by itself; changed under the registry's lock
   std::atomic<int> ranking;
@@ -84,7 +85,7 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   std::vector<UseEntry> uses_;
 };
 
-/// Orders services as they are found: higher ranking first, then lower ID.
+/// Orders services as they are found: higher ranking first, then lower listed ID, then age.
 bool comesBefore(const ServiceRecord& left, const ServiceRecord& right);
 
 }  // namespace cppmicroservices

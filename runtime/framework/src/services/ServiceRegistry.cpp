@@ -121,7 +121,7 @@ void ServiceRegistry::removeFromIndex(const Record& record) {
 }
 
 void ServiceRegistry::setProperties(const Record& record, const ServiceProperties& given) {
-  const auto after = propertiesForChange(given, record->identity);
+  const auto after = propertiesForChange(given, *record->properties());
   ServiceRecord::Properties before;
   {
     const std::lock_guard<std::mutex> lock(mutex_);

@@ -23,6 +23,14 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   return out;
 }
 
+/// Its operator is seen by nobody else, so that the compiler names it only when it is refused.
+struct Uncopyable {
+  Uncopyable() = default;
+  Uncopyable(Uncopyable&&) = default;
+  Uncopyable(Uncopyable const&) = delete;
+  friend std::ostream& operator<<(std::ostream& out, Uncopyable const&) { return out; }
+};
+
 [[maybe_unused]] void accepted(AnyMap& map) {
   map["text"] = std::string("text");
   map["text"] = std::string_view("text");
@@ -44,6 +52,7 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   map["array"] = std::array<int, 2>();                   // refused: std::array<int, 2>
   map["time"] = std::chrono::seconds(1);                 // refused: std::chrono::duration<
   map["owner"] = std::unique_ptr<int>();                 // refused: std::unique_ptr<int>
+  map["single"] = Uncopyable();                          // refused: ::Uncopyable
   map["map"] = std::unordered_map<std::string, Any>();   // refused: = std::unordered_map<
   map["map"] = std::map<int, std::vector<int>>();        // refused: std::vector<int>
   map["list"] = std::vector<Incomparable>();             // refused: ::Incomparable>
