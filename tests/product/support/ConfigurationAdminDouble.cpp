@@ -55,6 +55,12 @@ class ConfigurationDouble : public cm::Configuration {
 std::shared_ptr<ConfigurationAdminDouble> ConfigurationAdminDouble::registerWith(TestFramework& framework) {
   auto admin = std::make_shared<ConfigurationAdminDouble>();
   admin->registration_ = framework.context().RegisterService<cm::ConfigurationAdmin>(admin);
+  // A registration keeps its service, also beyond the framework in some runtimes, and this service keeps it.
+  framework.atEnd([weak = std::weak_ptr<ConfigurationAdminDouble>(admin)] {
+    if (const auto left = weak.lock()) {
+      left->registration_ = nullptr;
+    }
+  });
   return admin;
 }
 

@@ -61,6 +61,9 @@ TestFramework::TestFramework() : storage_(temporaryFolder()) {
 TestFramework::~TestFramework() {
   configurationAdmin_ = {};
   stop();
+  for (const auto& action : endings_) {
+    action();
+  }
   host_.setFramework(nullptr);
   framework_.reset();
   std::error_code ignored;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -45,6 +46,9 @@ class TestFramework {
   /// Stops the framework and waits for it.
   void stop();
 
+  /// Has something done when the test is over and the framework has stopped.
+  void atEnd(std::function<void()> action) { endings_.push_back(std::move(action)); }
+
   /// The properties that the runtime's Configuration Admin holds for "zk.spf.framework" and this
   /// instance name; null when it holds none.
   std::unique_ptr<AnyMap> configuration(const std::string& id);
@@ -76,6 +80,7 @@ class TestFramework {
   std::string storage_;
   std::shared_ptr<cppmicroservices::Framework> framework_;
   cppmicroservices::Bundle configurationAdmin_;
+  std::vector<std::function<void()>> endings_;
 };
 
 /// A running framework with the runtime's own Configuration Admin.
