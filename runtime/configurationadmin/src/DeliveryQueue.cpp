@@ -162,7 +162,7 @@ class DeliveryQueue::State {
     if (isOwnThread()) {
       while (!delivery.isDone() && Clock::now() < deadline && runNext()) {
       }
-      return delivery.isDone() ? std::future_status::ready : std::future_status::timeout;
+      return delivery.result().wait_for(std::chrono::seconds(0));
     }
     return delivery.result().wait_until(deadline);
   }
@@ -245,7 +245,11 @@ DeliveryQueue::~DeliveryQueue() {
 std::shared_ptr<Delivery> DeliveryQueue::post(Work work) {
   auto delivery = std::make_shared<Delivery>(std::move(work));
   if (!state_->push(delivery)) {
-    state_->isSettled() ? delivery->drop() : delivery->refuse();
+    if (state_->isSettled()) {
+      delivery->drop();
+    } else {
+      delivery->refuse();
+    }
   }
   return delivery;
 }

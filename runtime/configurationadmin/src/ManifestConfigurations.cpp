@@ -53,20 +53,20 @@ std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& heade
         made.push_back(std::move(*one));
       }
     } catch (std::runtime_error const&) {
-      // It is the one's who has removed it.
+      // Whoever has removed it meanwhile wants it gone.
     }
   }
   return made;
 }
 
-/// Unless somebody else has changed or removed it since.
+/// Leaves what somebody else has changed since.
 void removeUnchanged(Made const& made) {
   try {
     if (made.configuration->GetChangeCount() == made.changeCount) {
       made.configuration->Remove();
     }
   } catch (std::runtime_error const&) {
-    // It is removed.
+    // Somebody else has removed it.
   }
 }
 

@@ -95,6 +95,8 @@ TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesN
 
   EXPECT_FALSE(sut->Update(valued(1)).valid());
   EXPECT_THROW(sut->SafeUpdate(valued(2))->get(), std::future_error);
+  EXPECT_THROW(sut->SafeUpdate(valued(2))->wait(), std::future_error);
+  EXPECT_THROW(sut->SafeUpdate(valued(2))->wait_for(0), std::future_error);
   EXPECT_EQ(sut->GetProperties(), valued(2));
   EXPECT_FALSE(other->UpdateIfDifferent(valued(3)).second.valid());
   EXPECT_TRUE(becomesReady(other->UpdateIfDifferent(valued(3)).second));
@@ -167,6 +169,23 @@ TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhen
   stopFramework();
 
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
+}
+
+TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStoppedIt) {
+  auto const factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](std::string const&) {
+    auto const held = std::move(admin);
+    bundle.Stop();
+    auto const late = held->GetConfiguration("late");
+    EXPECT_FALSE(late->Update(valued(2)).valid());
+    EXPECT_THROW(late->SafeUpdate(valued(3))->wait(), std::future_error);
+    EXPECT_THROW(late->SafeUpdate(valued(4))->wait_for(0), std::future_error);
+    journal.write("refused");
+  };
+  registerWithPid(factory, "f");
+  admin->GetConfiguration("f~a")->Update(valued(1)).get();
+
+  EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "refused", "factory f~a removed"));
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {
