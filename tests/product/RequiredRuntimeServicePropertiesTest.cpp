@@ -78,15 +78,42 @@ TEST(ARequiredRuntimeServiceProperty, WrittenBelowOneWithDataLeavesANodeWithBoth
   EXPECT_EQ(asText(map.at(prefix + "a")), "data");
 }
 
-TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedEmptyKeyEachTime) {
+TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedEmptyKeyWhileTheNodeBeforeTheDotIsMissing) {
   ptree tree;
-  addRequiredRuntimeServiceProperties(tree, "a.", "first");
-  addRequiredRuntimeServiceProperties(tree, "a.", "second");
+  addRequiredRuntimeServiceProperties(tree, "a.", "1");
   ASSERT_EQ(tree.size(), 1u);
   EXPECT_EQ(tree.front().second.data(), "");
   ASSERT_EQ(tree.front().second.size(), 1u);
   EXPECT_EQ(tree.front().second.front().first, "");
-  EXPECT_EQ(tree.front().second.front().second.data(), "second");
+  EXPECT_EQ(tree.front().second.front().second.data(), "1");
+}
+
+TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNodeBeforeTheDotWhereThatExists) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "a", "0");
+  addRequiredRuntimeServiceProperties(tree, "a.", "1");
+  ptree expected;
+  expected.push_back({prefix + "a", ptree("1")});
+  EXPECT_EQ(tree, expected);
+}
+
+TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotKeepsTheNestedEmptyKeyWhenItIsWrittenAgain) {
+  for (const std::string name : {"a.", "a.b."}) {
+    ptree tree;
+    addRequiredRuntimeServiceProperties(tree, name, "1");
+    addRequiredRuntimeServiceProperties(tree, name, "2");
+    const auto& node = name == "a." ? tree.front().second : tree.front().second.front().second;
+    EXPECT_EQ(node.data(), "2") << name;
+    ASSERT_EQ(node.size(), 1u) << name;
+    EXPECT_EQ(node.front().second.data(), "1") << name;
+  }
+}
+
+TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedNodeBeforeTheDotWhereThatExists) {
+  ptree tree;
+  addRequiredRuntimeServiceProperties(tree, "a.b", "1");
+  addRequiredRuntimeServiceProperties(tree, "a.b.", "2");
+  EXPECT_EQ(tree.front().second.get_child("b"), ptree("2"));
 }
 
 TEST(ARequiredRuntimeServiceProperty, OfDotsOnlyNestsEmptyKeys) {

@@ -9,8 +9,9 @@ namespace agent::spf::frameworksetup {
 /// Writes one property that a service has to have at run time into a tree of requested properties.
 ///
 /// The property's key is "spf::requiredServiceProperty::" followed by the name. A dot in the name
-/// opens a new level of the tree; so does one at its end, where the key of the new level is empty.
-/// An existing node at that place gets the value as its data and keeps its children and position.
+/// separates two levels of the tree. A dot that ends the name stands for the node before it where that
+/// node exists, and for a new level with an empty key where it does not. An existing node gets the value
+/// as its data and keeps its children and position.
 ///
 /// \param properties  changed in place; used by one thread at a time
 /// \param name        any text
