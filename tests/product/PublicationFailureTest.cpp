@@ -5,7 +5,6 @@
 #include "agent/spf/frameworksetup/setupFramework.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/FailingCollaborators.hpp"
-#include "support/RuntimeCalls.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -349,21 +348,6 @@ TEST(APublicationInAStoppedFramework, SaysThatTheBundleContextIsNoLongerValid) {
   framework.stop();
   EXPECT_EQ(messageOf([] { static_cast<void>(SPFConfigurationBuilder("late").build()); }),
             "The bundle context is no longer valid");
-}
-
-TEST(APublicationInAFramework, ThatStopsBehindTheLookUpSaysSoAndAsksForNoService) {
-  FrameworkWithConfigurationAdmin framework;
-  bool askedForAService = false;
-  const RuntimeCalls calls(
-      [&](const std::string& name) { askedForAService = askedForAService || name == "GetService"; },
-      [&] { framework.stop(); });
-  try {
-    static_cast<void>(SPFConfigurationBuilder("late").build());
-    ADD_FAILURE() << "nothing was thrown";
-  } catch (const std::runtime_error& error) {
-    EXPECT_STREQ(error.what(), "The bundle context is no longer valid");
-  }
-  EXPECT_FALSE(askedForAService);
 }
 
 }  // namespace

@@ -68,6 +68,10 @@ void ConfigurationAdminDouble::unregister() {
   registration_.Unregister();
 }
 
+void ConfigurationAdminDouble::registerAgain(TestFramework& framework) {
+  registration_ = framework.context().RegisterService<cm::ConfigurationAdmin>(shared_from_this());
+}
+
 std::vector<std::string> ConfigurationAdminDouble::calls() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return calls_;

@@ -27,6 +27,9 @@ class ConfigurationAdminDouble : public cm::ConfigurationAdmin,
 
   void unregister();
 
+  /// Registers the service once more, after `unregister`.
+  void registerAgain(TestFramework& framework);
+
   /// The calls so far: "CreateFactoryConfiguration zk.spf.framework", "Update zk.spf.framework~a" ...
   std::vector<std::string> calls() const;
   void clearCalls();

@@ -32,8 +32,11 @@ Function* original(const char* symbol) {
 
 }  // namespace
 
-RuntimeCalls::RuntimeCalls(std::function<void(const char*)> action, std::function<void()> afterLookUp)
-    : action_(std::move(action)), afterLookUp_(std::move(afterLookUp)) {
+RuntimeCalls::RuntimeCalls(std::function<void(const char*)> action, std::function<void()> afterLookUp,
+                           std::function<void()> beforeValidityTest)
+    : action_(std::move(action)),
+      afterLookUp_(std::move(afterLookUp)),
+      beforeValidityTest_(std::move(beforeValidityTest)) {
   current = this;
 }
 
@@ -72,6 +75,15 @@ ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& 
       "St4hashIS8_ESt8equal_toIS8_ESaISt4pairIKS8_S9_EEEERKS2_IS8_NS_3AnyESB_SD_SaISE_ISF_SN_EEE");
   calling("RegisterService");
   return function(this, service, properties);
+}
+
+ServiceReferenceBase::operator bool() const {
+  using Function = bool(const ServiceReferenceBase*);
+  static const auto function = original<Function>("_ZNK16cppmicroservices20ServiceReferenceBasecvbEv");
+  if (spf::test::current != nullptr) {
+    spf::test::current->testingValidity();
+  }
+  return function(this);
 }
 
 std::shared_ptr<void> ServiceObjectsBase::GetService() const {
