@@ -1,5 +1,6 @@
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
 
+#include <iterator>
 #include <set>
 
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
@@ -65,9 +66,11 @@ std::vector<SPFServiceInterfaceConfiguration> SPFConfiguration::getServiceInterf
   if (!impl_) {
     return {};
   }
-  std::vector<SPFServiceInterfaceConfiguration> result;
   auto mapped = mappedServiceInterfaceIDs(impl_->serviceMappings, servicePublisherID);
   const auto toAll = impl_->serviceInterfaces.get<1>().equal_range(true);
+  std::vector<SPFServiceInterfaceConfiguration> result;
+  // Room for all, since a list that grows copies its records: property trees have no move.
+  result.reserve(static_cast<std::size_t>(std::distance(toAll.first, toAll.second)) + mapped.size());
   for (auto entry = toAll.first; entry != toAll.second; ++entry) {
     result.push_back(entry->configuration);
     mapped.erase(entry->configuration.uniqueID);

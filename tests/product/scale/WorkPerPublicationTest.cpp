@@ -306,6 +306,27 @@ TEST_P(TheCopies, ThatAListMakesAreThoseThatItHolds) {
   EXPECT_EQ(copies([&] { publishers = sut.getServicePublisherConfigurations(); }), 2);
 }
 
+TEST_P(TheCopies, ThatTheListOfAPublishersInterfacesMakesAreThoseThatItHolds) {
+  const auto interfacesOf = [](const SPFConfiguration& sut, const char* publisherID) {
+    return sut.getServiceInterfaceConfigurationsForServicePublisher(publisherID);
+  };
+  auto mapped = builderWith(true, true, true);
+  auto forAll = builderWith(true, true, true);
+  for (int number = 0; number < GetParam(); ++number) {
+    const auto id = std::to_string(number);
+    ptree tree;
+    tree.put("level.value", text_);
+    mapped.addServiceMapping(id, "0");
+    forAll.addServiceInterfaceToAllServicePublishers(id, "n", tree);
+  }
+  for (auto* builder : {&mapped, &forAll}) {
+    const auto sut = builder->build();
+    std::vector<SPFServiceInterfaceConfiguration> interfaces;
+    EXPECT_EQ(copies([&] { interfaces = interfacesOf(sut, "0"); }), 1);
+    EXPECT_EQ(static_cast<int>(interfaces.size()), GetParam());
+  }
+}
+
 TEST_P(TheCopies, ThatMovingAndWithdrawingMakeAreNone) {
   auto sut = builderWith(true, true, true).build();
   auto builder = builderWith(true, true, true);
