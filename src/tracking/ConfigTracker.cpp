@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "setup/diagnosticLog.hpp"
+#include "tracking/deadlineAfter.hpp"
 #include "tracking/endpointEquality.hpp"
 
 namespace agent::spf::frameworksetup {
@@ -29,14 +30,6 @@ class NotifyAtEnd {
  private:
   std::condition_variable& condition_;
 };
-
-// Saturates: neither the conversion to the clock's unit nor the sum overflows.
-std::chrono::steady_clock::time_point deadlineAfter(const std::chrono::milliseconds& timeout) {
-  using Clock = std::chrono::steady_clock;
-  const auto now = Clock::now();
-  const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
-  return timeout < longest ? now + timeout : Clock::time_point::max();
-}
 
 }  // namespace
 
@@ -136,7 +129,9 @@ bool ConfigTracker::wait(const std::chrono::milliseconds& timeout, Condition con
   std::unique_lock<std::mutex> lock(mutex);
   // A timed wait whose time is already up still costs a system call, so looking once does without.
   const bool inTime =
-      timeout > timeout.zero() ? stateChanged.wait_until(lock, deadlineAfter(timeout), decided) : decided();
+      timeout > timeout.zero()
+          ? stateChanged.wait_until(lock, deadlineAfter(std::chrono::steady_clock::now(), timeout), decided)
+          : decided();
   if (inTime && error) {
     std::rethrow_exception(error);
   }
