@@ -1,3 +1,6 @@
+#include <thread>
+
+#include "spf/test/Gate.hpp"
 #include "support/ConcatenationCalls.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
 #include "support/configurations.hpp"
@@ -46,6 +49,25 @@ TEST(InstallingTheFrameworksBundles, MakesAllPathsThroughTheHostsConcatenationBe
     EXPECT_TRUE(flag);
     EXPECT_FALSE(component.empty());
   }
+}
+
+TEST(InstallingTheFrameworksBundles, OnOneThreadWaitsForNoOther) {
+  TestFramework framework;
+  constexpr int atOnce = 2;
+  Counter arrived;
+  // Nobody passes a directory before the other one has come to it as well.
+  framework.host().onInstallation([&](const Installation&) {
+    arrived.add();
+    EXPECT_TRUE(arrived.waitFor((arrived.count() + atOnce - 1) / atOnce * atOnce));
+  });
+  std::vector<std::thread> installers;
+  for (int i = 0; i < atOnce; ++i) {
+    installers.emplace_back([] { static_cast<void>(SPFConfigurationBuilder("x").build()); });
+  }
+  for (auto& installer : installers) {
+    installer.join();
+  }
+  EXPECT_EQ(arrived.count(), 7 * atOnce);
 }
 
 TEST(InstallingTheFrameworksBundles, IsRepeatedInFullByASecondPublication) {

@@ -4,6 +4,7 @@
 #include <thread>
 
 #include "spf/test/Gate.hpp"
+#include "support/Locking.hpp"
 #include "support/Notifications.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/TestFramework.hpp"
@@ -202,6 +203,30 @@ TEST_F(APublisherTracker, KeepsTheFirstOfTwoErrors) {
             1);
   EXPECT_EQ(messageOf([&] { sut->waitForAllEndpoints(milliseconds(0)); }), "first");
   EXPECT_TRUE(log_.messages().empty());
+}
+
+// What a report decides, it decides with the mutex locked: what happens right behind that is too late.
+TEST_F(APublisherTracker, HasStoredAnErrorByTheTimeOthersCanLookAtItAgain) {
+  const auto sut = tracker({}, {});
+  {
+    const UnlockingHook completesThePublisher([&] { sut->completeAllServicesPublished(); });
+    sut->setError(makeError<std::runtime_error>("broken"));
+  }
+  EXPECT_EQ(messageOf([&] { sut->waitForAllServices(milliseconds(0)); }), "broken");
+}
+
+TEST_F(APublisherTracker, LetsGoOfAnErrorThatItRefusesWhenOthersCanLookAtItAgain) {
+  struct Refused {
+    std::shared_ptr<void> last;
+  };
+  const auto sut = tracker({}, {});
+  sut->completeAllServicesPublished();
+  bool looked = false;
+  sut->setError(std::make_exception_ptr(Refused{std::shared_ptr<void>(nullptr, [&](void*) {
+    const auto look = std::async(std::launch::async, [&] { sut->listOutstandingEndpoints(); });
+    looked = look.wait_for(patience) == std::future_status::ready;
+  })}));
+  EXPECT_TRUE(looked);
 }
 
 TEST_F(APublisherTracker, StoresNothingForAnErrorWithoutException) {

@@ -294,6 +294,20 @@ TEST_F(AFrameworkSetupListener, TakesTheCallbackOverWithoutCopyingIt) {
   EXPECT_EQ(token.use_count(), 2);
 }
 
+TEST_F(AFrameworkSetupListener, CallsBackWithNoLockOfItsOwnHeld) {
+  FrameworkSetupListener* listening = nullptr;
+  bool prepared = false;
+  FrameworkSetupListener sut(
+      [&] {
+        const auto removal = std::async(std::launch::async, [&] { listening->setRemovalInProgress(); });
+        prepared = removal.wait_for(patience) == std::future_status::ready;
+      },
+      properties({publisherEntry("p", "rpcservicepublisher")}));
+  listening = &sut;
+  services(sut, 0, "p");
+  EXPECT_TRUE(prepared);
+}
+
 TEST_F(AFrameworkSetupListener, LetsOutWhatTheCallbackThrows) {
   FrameworkSetupListener sut([] { throw std::logic_error("already unregistered"); },
                              properties({publisherEntry("p", "rpcservicepublisher")}));

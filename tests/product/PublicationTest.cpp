@@ -2,6 +2,7 @@
 
 #include "agent/spf/frameworksetup/setupFramework.hpp"
 #include "support/ConfigurationAdminDouble.hpp"
+#include "support/Lending.hpp"
 #include "support/configurations.hpp"
 
 namespace spf::test {
@@ -137,37 +138,11 @@ TEST_F(PublicationThroughADouble, InstallsTheBundlesBeforeItTouchesConfiguration
   EXPECT_EQ(framework_.host().installations().size(), 7u);
 }
 
-// Lends the double out, and tells when it gets it back.
-class Lender : public cppmicroservices::ServiceFactory {
- public:
-  Lender(std::shared_ptr<cm::ConfigurationAdmin> admin, std::function<void()> onReturn)
-      : admin_(std::move(admin)), onReturn_(std::move(onReturn)) {}
-
-  cppmicroservices::InterfaceMapConstPtr GetService(const cppmicroservices::Bundle&,
-                                                    const cppmicroservices::ServiceRegistrationBase&) override {
-    return cppmicroservices::MakeInterfaceMap<cm::ConfigurationAdmin>(admin_);
-  }
-  void UngetService(const cppmicroservices::Bundle&, const cppmicroservices::ServiceRegistrationBase&,
-                    const cppmicroservices::InterfaceMapConstPtr&) override {
-    onReturn_();
-  }
-
- private:
-  const std::shared_ptr<cm::ConfigurationAdmin> admin_;
-  const std::function<void()> onReturn_;
-};
-
 TEST_F(PublicationThroughADouble, LetsGoOfTheFutureTheConfigurationAndConfigurationAdminInThisOrderBeforeItReturns) {
   Texts released;
-  admin_->onRelease([&](const char* what) { released.emplace_back(what); });
-  admin_->unregister();
-  auto registration =
-      framework_.context().RegisterService<cm::ConfigurationAdmin>(std::shared_ptr<cppmicroservices::ServiceFactory>(
-          std::make_shared<Lender>(admin_, [&] { released.emplace_back("ConfigurationAdmin"); })));
-
+  const Lending lending(framework_, admin_, [&](const char* what) { released.emplace_back(what); });
   const auto configuration = SPFConfigurationBuilder("given").addServicePublisher(publisher("p")).build();
   EXPECT_EQ(released, (Texts{"future", "Configuration", "ConfigurationAdmin"}));
-  registration.Unregister();
 }
 
 TEST_F(PublicationThroughADouble, ListensBeforeTheFrameworkCanHearOfIt) {

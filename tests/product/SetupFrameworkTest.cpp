@@ -103,6 +103,25 @@ TEST_F(SettingUpTheFramework, OnOneThreadWaitsForNoOther) {
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
+TEST(SettingUpThroughAConfigurationAdminThatNeverAnswers, ReturnsAllTheSame) {
+  TestFramework framework;
+  const auto admin = ConfigurationAdminDouble::registerWith(framework);
+  admin->withholdAnswers();
+  setupFramework();
+  EXPECT_EQ(admin->pids(), Texts{"zk.spf.framework~LegacySetupFramework"});
+  EXPECT_EQ(framework.listeners(), 0u);
+  admin->answerAll();
+}
+
+TEST(SettingUpWithoutConfigurationAdmin, InstallsTheBundlesPublishesNothingAndThrowsNothing) {
+  TestFramework framework;
+  RecordedLog log(~0u);
+  EXPECT_NO_THROW(setupFramework());
+  EXPECT_EQ(framework.host().installations().size(), 7u);
+  EXPECT_EQ(framework.listeners(), 0u);
+  EXPECT_TRUE(log.records().empty());
+}
+
 TEST(SettingUpWithoutAFramework, PublishesNothingAndThrowsNothing) {
   HostDouble host;
   EXPECT_NO_THROW(setupFramework());

@@ -1,4 +1,5 @@
 #include "support/ConfigurationAdminDouble.hpp"
+#include "support/Lending.hpp"
 #include "support/RecordedLog.hpp"
 #include "support/configurations.hpp"
 #include "tracking/removeFromConfigurationAdmin.hpp"
@@ -32,6 +33,14 @@ TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationOfThatNameWithoutW
   removeFromConfigurationAdmin("x");
   EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for x")});
   EXPECT_EQ(admin->calls(), (Texts{"GetFactoryConfiguration zk.spf.framework x", "Remove zk.spf.framework~x"}));
+}
+
+TEST_F(Withdrawing, LetsGoOfTheFutureTheConfigurationAndConfigurationAdminInThisOrderBeforeItReturns) {
+  Texts released;
+  const Lending lending(framework_, ConfigurationAdminDouble::registerWith(framework_),
+                        [&](const char* what) { released.emplace_back(what); });
+  removeFromConfigurationAdmin("x");
+  EXPECT_EQ(released, (Texts{"future", "Configuration", "ConfigurationAdmin"}));
 }
 
 TEST_F(Withdrawing, InAStoppedFrameworkSaysThatTheContextIsNoLongerValid) {

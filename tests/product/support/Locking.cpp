@@ -9,6 +9,7 @@ namespace {
 
 thread_local bool refusing = false;
 thread_local spf::test::LockingHook* hook = nullptr;
+thread_local spf::test::UnlockingHook* unlockingHook = nullptr;
 
 }  // namespace
 
@@ -20,6 +21,15 @@ extern "C" __attribute__((visibility("default"))) int __wrap_pthread_mutex_lock(
     hook->locking();
   }
   return refusing ? EAGAIN : __real_pthread_mutex_lock(mutex);
+}
+
+extern "C" int __real_pthread_mutex_unlock(pthread_mutex_t* mutex);
+extern "C" __attribute__((visibility("default"))) int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
+  const int result = __real_pthread_mutex_unlock(mutex);
+  if (unlockingHook != nullptr) {
+    unlockingHook->unlocked();
+  }
+  return result;
 }
 
 namespace spf::test {
@@ -38,6 +48,22 @@ LockingHook::LockingHook(std::function<void()> action) : action_(std::move(actio
 
 LockingHook::~LockingHook() {
   hook = nullptr;
+}
+
+UnlockingHook::UnlockingHook(std::function<void()> action) : action_(std::move(action)) {
+  unlockingHook = this;
+}
+
+UnlockingHook::~UnlockingHook() {
+  unlockingHook = nullptr;
+}
+
+void UnlockingHook::unlocked() {
+  if (!running_) {
+    running_ = true;
+    action_();
+    running_ = false;
+  }
 }
 
 }  // namespace spf::test

@@ -28,4 +28,19 @@ class LockingHook {
   const std::function<void()> action_;
 };
 
+/// While it lives, an action runs on this thread after each such unlocking, but not inside of itself.
+class UnlockingHook {
+ public:
+  explicit UnlockingHook(std::function<void()> action);
+  ~UnlockingHook();
+  UnlockingHook(const UnlockingHook&) = delete;
+  UnlockingHook& operator=(const UnlockingHook&) = delete;
+
+  void unlocked();
+
+ private:
+  const std::function<void()> action_;
+  bool running_ = false;
+};
+
 }  // namespace spf::test
