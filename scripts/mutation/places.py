@@ -6,7 +6,7 @@ none around template brackets).
 
     >>> text = 'bool f(int a) {\\n  if (a < 3) {\\n    g(a, 1);\\n  }\\n  return h(a);\\n}\\n'
     >>> for place in places(text):
-    ...     print(place.kind, '|', text[place.begin:place.end], '->', place.replacement)
+    ...     if place.kind != 'lock added': print(place.kind, '|', text[place.begin:place.end], '->', place.replacement)
     condition negated | a < 3 -> !(a < 3)
     comparison off by one | < -> <=
     constant changed | 3 -> 4
@@ -15,7 +15,19 @@ none around template brackets).
     constant changed | 1 -> 2
     result negated | h(a) -> !(h(a))
     >>> [p.kind for p in places('void f() {\\n  const std::lock_guard<std::mutex> lock(m);\\n  c.notify_all();\\n}\\n')]
-    ['lock dropped', 'notification dropped', 'notification to one']
+    ['lock added', 'call moved out of a lock', 'call moved out of a lock', 'call moved out of a lock', 'lock dropped', 'notification dropped', 'notification to one']
+    >>> def replaced(kind, text):
+    ...     return [' '.join((text[:p.begin] + p.replacement + text[p.end:]).split()) for p in places(text) if p.kind == kind]
+    >>> replaced('call moved into a lock', 'void f() {\\n  {\\n    const std::lock_guard<std::mutex> lock(m);\\n  }\\n  g();\\n}\\n')
+    ['void f() { { const std::lock_guard<std::mutex> lock(m); g(); }}']
+    >>> replaced('call moved into a lock', 'void f() {\\n  g();\\n  const std::lock_guard<std::mutex> lock(m);\\n}\\n')
+    ['void f() { const std::lock_guard<std::mutex> lock(m); g(); }']
+    >>> replaced('releases swapped', 'void f() {\\n  const auto a = g();\\n  const auto b = a->h();\\n}\\n')
+    ['void f() { std::shared_ptr<const void> later; const auto a = g(); const auto b = a->h(); later = b; }']
+    >>> replaced('releases swapped', 'class A {\\n  int f();\\n  B b;\\n\\n  // Why.\\n  C c;\\n};\\n')
+    ['class A { int f(); C c; B b; };']
+    >>> replaced('static leaked', 'void f() {\\n  static const A a("b");\\n}\\n')
+    ['void f() { static const A& a = *new A("b"); }']
 """
 
 import re
@@ -35,6 +47,9 @@ COMPARISONS = {"<": "<=", "<=": "<", ">": ">=", ">=": ">", "==": "!=", "!=": "==
 JUNCTIONS = {"&&": "||", "||": "&&"}
 BRACKETS = {"(": ")", "[": "]", "{": "}"}
 HEADED = {"if", "while", "for", "switch", "catch"}
+TRIVIAL = {"bool", "int", "uint32_t", "mutex", "&"}
+LOCKS = {"lock_guard", "unique_lock"}
+ADDED_LOCK = "static std::mutex addedMutex; const std::lock_guard<std::mutex> addedLock(addedMutex);"
 # A statement that begins so declares something or cannot go.
 NO_ACTION = {"const", "using", "auto", "static", "constexpr", "class", "struct", "return", "template", "std", "throw"}
 
@@ -128,6 +143,48 @@ class Source:
                 ends_label = token.text == ":" and self.tokens[first].text in ("case", "default")
                 if token.text in (";", "else", "do") or ends_head or ends_block or ends_label:
                     first = index + 1
+
+    def items(self, body):
+        """Index ranges of what stands directly in a body: statements, and whole blocks with their heads."""
+        first = body + 1
+        for index in range(body + 1, self.tokens[body].match):
+            token = self.tokens[index]
+            ends_block = token.text == "}" and token.match in self.bodies and self.tokens[index + 1].text not in ("else", "catch", ")", ";", ",")
+            if token.outer == body and (token.text == ";" or ends_block):
+                yield first, index
+                first = index + 1
+
+    def is_function(self, body):
+        """Whether the body is that of a function outside of unnamed namespaces and of other functions."""
+        if self.in_body(body) or self.tokens[body - 1].text == "]":
+            return False
+        outer = self.tokens[body].outer
+        while outer >= 0:
+            if self.tokens[outer - 1].text in ("namespace", "struct", "class"):
+                return False
+            outer = self.tokens[outer].outer
+        head = self._head(body)
+        return bool(head) and any(token.text == "(" for token in head)
+
+    def is_trivial(self, member):
+        """Whether nothing happens when the member is released."""
+        return bool(TRIVIAL & {token.text for token in self.tokens[member[0] : member[0] + 5]})
+
+    def members(self):
+        """Runs of index ranges of the data members that follow one another in a class."""
+        for index, token in enumerate(self.tokens):
+            if token.text == "{" and index not in self.bodies and {"class", "struct"} & {t.text for t in self._head(index)}:
+                run, first = [], index + 1
+                for last in range(index + 1, token.match):
+                    if self.tokens[last].outer == index and self.tokens[last].text in (";", ":", "}") and self.tokens[last - 1].text != ":" and self.tokens[last + 1].text != ":":
+                        words = {t.text for t in self.tokens[first:last]}
+                        if self.tokens[last].text == ";" and last > first + 1 and not words & {"(", "using", "friend", "static", "class", "struct"}:
+                            run.append((first, last))
+                        elif self.tokens[last].text != ":":
+                            yield run
+                            run = []
+                        first = last + 1
+                yield run
 
     def arguments(self, bracket):
         """Text ranges of what the commas directly inside the bracket separate."""
@@ -227,6 +284,80 @@ def statement_places(source):
         previous = None
 
 
+def is_lock(tokens):
+    return bool(LOCKS & {token.text for token in tokens}) and tokens[-1].text == ";"
+
+
+def lock_places(source):
+    """Changes of what happens inside of a lock's scope, which ends with its block."""
+    text, tokens = source.text, source.tokens
+    for body in sorted(source.bodies):
+        items = list(source.items(body))
+        spans = [(tokens[first].begin, tokens[last].end) for first, last in items]
+        for number, (first, last) in enumerate(items):
+            begin, end = spans[number]
+            before, behind = spans[:number], spans[number + 1 :]
+            if is_lock(tokens[first : last + 1]):
+                lock = text[begin:end]
+                if before:
+                    moved = text[slice(*before[-1])]
+                    yield Place("call moved into a lock", before[-1][0], end, f"{lock} {moved}")
+                yield Place("call moved out of a lock", begin, end, f"{{ {lock} }}")
+                if behind:
+                    moved = text[slice(*behind[0])]
+                    yield Place("call moved out of a lock", begin, behind[0][1], f"{moved} {lock}")
+                    kept = text[begin : behind[-1][0]]
+                    yield Place("call moved out of a lock", begin, behind[-1][1], f"{{ {kept} }} {text[slice(*behind[-1])]}")
+            elif tokens[first].text == "{" and behind and is_lock(tokens[first + 1 : next(source.items(first))[1] + 1]):
+                rest = text[end : tokens[tokens[body].match].begin]
+                inside = text[begin : end - 1]
+                yield Place("call moved into a lock", begin, end + len(rest), f"{inside}{rest}}}")
+        if source.is_function(body):
+            yield Place("lock added", tokens[body].begin, tokens[body].end, f"{{ {ADDED_LOCK}")
+
+
+def release_places(source):
+    """Changes of the order in which things are released, which is the reverse one of their declarations."""
+    text, tokens = source.text, source.tokens
+    for body in sorted(source.bodies):
+        declared = []
+        for first, last in source.items(body):
+            words = [token.text for token in tokens[first : last + 1]]
+            if words[:2] == ["if", "("] and words[2:4] == ["const", "auto"]:
+                name = next(w for w in words[4:] if w not in ("*", "&"))
+                opening = next(i for i in range(first, last) if i in source.bodies)
+                position = tokens[opening].end
+            elif words[:2] == ["const", "auto"] and words[2] not in ("*", "&", "["):
+                name, position = words[2], tokens[last].end
+            else:
+                continue
+            if declared:
+                begin = declared[-1]
+                yield Place("releases swapped", begin, position, f"std::shared_ptr<const void> later; {text[begin:position]} later = {name};")
+            declared.append(tokens[first].begin)
+    for run in source.members():
+        for one, other in zip(run, run[1:]):
+            if source.is_trivial(one) or source.is_trivial(other):
+                continue
+            begin, end = tokens[one[0]].begin, tokens[other[1]].end
+            one, other = (text[tokens[first].begin : tokens[last].end] for first, last in (one, other))
+            yield Place("releases swapped", begin, end, f"{other} {one}")
+
+
+def static_places(source):
+    """Statics that are never destroyed."""
+    text, tokens = source.text, source.tokens
+    for first, last in source.statements():
+        words = [token.text for token in tokens[first:last]]
+        if words[:1] != ["static"] or "(" not in words and "=" not in words:
+            continue
+        split = next(i for i in range(first, last) if tokens[i].text in ("(", "{", "="))
+        kind = text[tokens[first + 1].begin : tokens[split - 1].begin].strip()
+        value = text[tokens[split].begin : tokens[last].begin].lstrip("= ") if tokens[split].text == "=" else text[tokens[split].begin + 1 : tokens[tokens[split].match].begin]
+        made = kind.removeprefix("const ")
+        yield Place("static leaked", tokens[first].begin, tokens[last].end, f"static {kind}& {tokens[split - 1].text} = *new {made}({value});")
+
+
 def argument_places(source):
     text, tokens = source.text, source.tokens
     for index, token in enumerate(tokens):
@@ -241,12 +372,15 @@ def argument_places(source):
                 yield Place("neighbours swapped", left[0], right[1], other + text[left[1] : right[0]] + one)
 
 
+SEARCHES = (token_places, condition_places, statement_places, lock_places, release_places, static_places, argument_places)
+
+
 def places(text):
     """All places of the text, in its order."""
     source = Source(text)
     found = {
         place
-        for search in (token_places, condition_places, statement_places, argument_places)
+        for search in SEARCHES
         for place in search(source)
     }
     return sorted(found, key=lambda place: (place.begin, -place.end, place.kind))
