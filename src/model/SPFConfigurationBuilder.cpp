@@ -16,15 +16,15 @@ std::unique_ptr<SPFConfigurationBuilderImpl> freshImplementation() {
   return std::make_unique<SPFConfigurationBuilderImpl>(std::string());
 }
 
-// Swap everything but the ID, which is the same. The property tree has no move, so records are swapped
-// into place: that copies nothing and cannot fail, where an exception inside a container's modify()
-// would erase the entry.
-void swapRecords(SPFServiceInterfaceConfiguration& left, SPFServiceInterfaceConfiguration& right) noexcept {
+// The ID is the same on both sides. The property tree has no move, so records are swapped into place:
+// that copies nothing and cannot fail, where an exception inside a container's modify() would erase the
+// entry.
+void swapAllButID(SPFServiceInterfaceConfiguration& left, SPFServiceInterfaceConfiguration& right) noexcept {
   left.name.swap(right.name);
   left.requestedProperties.swap(right.requestedProperties);
 }
 
-void swapRecords(SPFServicePublisherConfiguration& left, SPFServicePublisherConfiguration& right) noexcept {
+void swapAllButID(SPFServicePublisherConfiguration& left, SPFServicePublisherConfiguration& right) noexcept {
   left.name.swap(right.name);
   left.endpointsToConnectTo.swap(right.endpointsToConnectTo);
   left.endpointsToBindTo.swap(right.endpointsToBindTo);
@@ -32,22 +32,25 @@ void swapRecords(SPFServicePublisherConfiguration& left, SPFServicePublisherConf
   left.exportFilter.swap(right.exportFilter);
 }
 
-SPFServiceInterfaceConfiguration serviceInterfaceRecord(std::string&& uniqueID, std::string&& name,
-                                                        boost::property_tree::ptree& requestedProperties) {
+SPFServiceInterfaceConfiguration makeServiceInterface(std::string&& uniqueID, std::string&& name,
+                                                      boost::property_tree::ptree&& requestedProperties) {
   SPFServiceInterfaceConfiguration record{std::move(uniqueID), std::move(name), {}};
   record.requestedProperties.swap(requestedProperties);
   return record;
 }
 
-// Adds the interface, or replaces the one of its ID, and marks it if asked to. A new entry first gets
-// nothing but its ID: the rest is swapped in.
-void put(SPFServiceInterfaceConfiguration& serviceInterface, bool toAllServicePublishers, ServiceInterfaces& entries) {
+enum class Marking { unchanged, toAllServicePublishers };
+
+// Adds the interface, or replaces the one with its ID. A new entry first gets nothing but its ID: the rest
+// is swapped in.
+void addOrReplace(ServiceInterfaces& entries, SPFServiceInterfaceConfiguration&& serviceInterface, Marking marking) {
+  const bool toAllServicePublishers = marking == Marking::toAllServicePublishers;
   auto position = entries.find(serviceInterface.uniqueID);
   if (position == entries.end()) {
     position = entries.insert({{std::move(serviceInterface.uniqueID), {}, {}}, toAllServicePublishers}).first;
   }
   entries.modify(position, [&](ServiceInterfaceEntry& entry) {
-    swapRecords(entry.configuration, serviceInterface);
+    swapAllButID(entry.configuration, serviceInterface);
     entry.toAllServicePublishers = entry.toAllServicePublishers || toAllServicePublishers;
   });
 }
@@ -77,31 +80,32 @@ SPFConfigurationBuilder::~SPFConfigurationBuilder() = default;
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterface(
     SPFServiceInterfaceConfiguration serviceInterface) {
-  put(serviceInterface, false, impl_->serviceInterfaces);
+  addOrReplace(impl_->serviceInterfaces, std::move(serviceInterface), Marking::unchanged);
   return *this;
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterface(std::string uniqueID, std::string name,
                                                                       boost::property_tree::ptree requestedProperties) {
-  return addServiceInterface(serviceInterfaceRecord(std::move(uniqueID), std::move(name), requestedProperties));
+  return addServiceInterface(
+      makeServiceInterface(std::move(uniqueID), std::move(name), std::move(requestedProperties)));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServicePublishers(
     SPFServiceInterfaceConfiguration serviceInterface) {
-  put(serviceInterface, true, impl_->serviceInterfaces);
+  addOrReplace(impl_->serviceInterfaces, std::move(serviceInterface), Marking::toAllServicePublishers);
   return *this;
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToAllServicePublishers(
     std::string uniqueID, std::string name, boost::property_tree::ptree requestedProperties) {
   return addServiceInterfaceToAllServicePublishers(
-      serviceInterfaceRecord(std::move(uniqueID), std::move(name), requestedProperties));
+      makeServiceInterface(std::move(uniqueID), std::move(name), std::move(requestedProperties)));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePublisher(
     const std::string& servicePublisherID, SPFServiceInterfaceConfiguration serviceInterface) {
   addServiceMapping(serviceInterface.uniqueID, servicePublisherID);
-  put(serviceInterface, false, impl_->serviceInterfaces);
+  addOrReplace(impl_->serviceInterfaces, std::move(serviceInterface), Marking::unchanged);
   return *this;
 }
 
@@ -109,7 +113,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceInterfaceToServicePu
     const std::string& servicePublisherID, std::string uniqueID, std::string name,
     boost::property_tree::ptree requestedProperties) {
   return addServiceInterfaceToServicePublisher(
-      servicePublisherID, serviceInterfaceRecord(std::move(uniqueID), std::move(name), requestedProperties));
+      servicePublisherID, makeServiceInterface(std::move(uniqueID), std::move(name), std::move(requestedProperties)));
 }
 
 SPFConfigurationBuilder& SPFConfigurationBuilder::addServiceMapping(const std::string& serviceInterfaceID,
@@ -126,7 +130,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServicePublisher(
     publishers.insert(std::move(servicePublisher));
   } else {
     publishers.modify(found,
-                      [&](SPFServicePublisherConfiguration& present) { swapRecords(present, servicePublisher); });
+                      [&](SPFServicePublisherConfiguration& present) { swapAllButID(present, servicePublisher); });
   }
   return *this;
 }

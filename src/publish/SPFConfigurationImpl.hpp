@@ -4,12 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
-#include <cppmicroservices/Any.h>
-
 #include "model/ConfigurationEntries.hpp"
+#include "tracking/OutstandingEndpoints.hpp"
 
 namespace cppmicroservices::service::cm {
 class Configuration;
@@ -43,8 +41,7 @@ class SPFConfigurationImpl {
   bool waitForAllServices(const std::chrono::milliseconds& timeout, const std::string& servicePublisherID);
   bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
                                          const std::string& servicePublisherID);
-  std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>> listOutstandingEndpoints(
-      const std::string& servicePublisherID);
+  OutstandingEndpoints listOutstandingEndpoints(const std::string& servicePublisherID);
 
   /// Empty when the configuration is published nowhere, or when somebody else owns its identity.
   std::string configurationID;

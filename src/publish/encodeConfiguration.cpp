@@ -5,8 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "publish/properties.hpp"
+#include "model/servicePublisherNames.hpp"
 #include "publish/propertyKeys.hpp"
+#include "publish/propertyMap.hpp"
 #include "publish/ptreeToAnyMap.hpp"
 
 namespace agent::spf::frameworksetup {
@@ -18,42 +19,42 @@ using cppmicroservices::AnyMap;
 using List = std::vector<Any>;
 
 std::string factoryPID(const std::string& publisherName) {
-  return publisherName == "legacyservicepublisher" ? "zk.spf.legacyservicepublisher" : "zk.spf.rpcservicepublisher";
+  return publisherName == legacyServicePublisherName ? "zk.spf.legacyservicepublisher" : "zk.spf.rpcservicepublisher";
 }
 
 AnyMap encodePublisherConfig(const SPFServicePublisherConfiguration& publisher) {
-  auto config = emptyProperties();
-  place(config, endpointsToConnectToKey, publisher.endpointsToConnectTo);
-  place(config, endpointsToBindToKey, publisher.endpointsToBindTo);
-  place(config, "importFilter", publisher.importFilter);
-  place(config, "exportFilter", publisher.exportFilter);
+  auto config = makePropertyMap();
+  setProperty(config, endpointsToConnectToKey, publisher.endpointsToConnectTo);
+  setProperty(config, endpointsToBindToKey, publisher.endpointsToBindTo);
+  setProperty(config, "importFilter", publisher.importFilter);
+  setProperty(config, "exportFilter", publisher.exportFilter);
   return config;
 }
 
 AnyMap encodePublisher(const SPFServicePublisherConfiguration& publisher) {
-  auto entry = emptyProperties();
-  place(entry, nameKey, publisher.name);
-  place(entry, uniqueIDKey, publisher.uniqueID);
-  place(entry, "factoryPID", factoryPID(publisher.name));
-  place(entry, configKey, encodePublisherConfig(publisher));
+  auto entry = makePropertyMap();
+  setProperty(entry, nameKey, publisher.name);
+  setProperty(entry, uniqueIDKey, publisher.uniqueID);
+  setProperty(entry, "factoryPID", factoryPID(publisher.name));
+  setProperty(entry, configKey, encodePublisherConfig(publisher));
   return entry;
 }
 
 AnyMap encodeServiceInterface(const SPFServiceInterfaceConfiguration& serviceInterface) {
-  auto version = emptyProperties();
-  place(version, "major", 1);
-  auto entry = emptyProperties();
-  place(entry, nameKey, serviceInterface.name);
-  place(entry, uniqueIDKey, serviceInterface.uniqueID);
-  place(entry, "version", std::move(version));
-  place(entry, "requestedProperties", ptreeToAnyMap(serviceInterface.requestedProperties));
+  auto version = makePropertyMap();
+  setProperty(version, "major", 1);
+  auto entry = makePropertyMap();
+  setProperty(entry, nameKey, serviceInterface.name);
+  setProperty(entry, uniqueIDKey, serviceInterface.uniqueID);
+  setProperty(entry, "version", std::move(version));
+  setProperty(entry, "requestedProperties", ptreeToAnyMap(serviceInterface.requestedProperties));
   return entry;
 }
 
 AnyMap encodeMapping(const std::string& serviceInterfaceID, const std::string& servicePublisherID) {
-  auto entry = emptyProperties();
-  place(entry, "serviceID", serviceInterfaceID);
-  place(entry, "publisherID", servicePublisherID);
+  auto entry = makePropertyMap();
+  setProperty(entry, "serviceID", serviceInterfaceID);
+  setProperty(entry, "publisherID", servicePublisherID);
   return entry;
 }
 
@@ -111,11 +112,11 @@ AnyMap encodeConfiguration(std::uint32_t modificationCount, const ServiceInterfa
   appendImplicitMappings(mappings, serviceInterfaces, servicePublishers, serviceMappings);
   appendExplicitMappings(mappings, serviceMappings);
 
-  auto properties = emptyProperties();
-  place(properties, "serviceConfigurations", std::move(interfaces));
-  place(properties, servicePublisherConfigurationsKey, std::move(publishers));
-  place(properties, "servicePublisherMappings", std::move(mappings));
-  place(properties, modificationCountKey, static_cast<int>(modificationCount));
+  auto properties = makePropertyMap();
+  setProperty(properties, "serviceConfigurations", std::move(interfaces));
+  setProperty(properties, servicePublisherConfigurationsKey, std::move(publishers));
+  setProperty(properties, "servicePublisherMappings", std::move(mappings));
+  setProperty(properties, modificationCountKey, static_cast<int>(modificationCount));
   return properties;
 }
 

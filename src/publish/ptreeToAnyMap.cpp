@@ -4,7 +4,7 @@
 
 #include <boost/property_tree/ptree.hpp>
 
-#include "publish/properties.hpp"
+#include "publish/propertyMap.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -61,9 +61,9 @@ cppmicroservices::Any toAny(const boost::property_tree::ptree& tree) {
 }  // namespace
 
 cppmicroservices::AnyMap ptreeToAnyMap(const boost::property_tree::ptree& tree) {
-  auto map = emptyProperties();
+  auto map = makePropertyMap();
   for (const auto& child : tree) {
-    place(map, escapeKey(child.first), toAny(child.second));
+    setProperty(map, escapeKey(child.first), toAny(child.second));
   }
   return map;
 }

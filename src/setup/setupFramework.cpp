@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "model/endpointList.hpp"
+#include "model/servicePublisherNames.hpp"
 #include "publish/SPFConfigurationImpl.hpp"
 
 namespace agent::spf::frameworksetup {
@@ -13,7 +14,7 @@ void setupFramework() {
   ServiceMappings serviceMappings;
   auto endpointsToBindTo = endpointList({});
   auto endpointsToConnectTo = endpointList({"zephraConnectorDiscovery", "quintafexServiceHostDiscovery"});
-  servicePublishers.insert({"LegacySetupFramework", "legacyservicepublisher", std::move(endpointsToConnectTo),
+  servicePublishers.insert({"LegacySetupFramework", legacyServicePublisherName, std::move(endpointsToConnectTo),
                             std::move(endpointsToBindTo), "", ""});
 
   SPFConfigurationImpl configuration("LegacySetupFramework", 1, std::move(serviceInterfaces),

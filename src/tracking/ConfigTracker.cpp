@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "setup/diagnosticLog.hpp"
+#include "tracking/EndpointEquality.hpp"
 #include "tracking/deadlineAfter.hpp"
-#include "tracking/endpointEquality.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -63,13 +63,11 @@ bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, const Any& e
 
 // All comparisons come first: one that throws leaves the list as it was.
 bool ConfigTracker::removeEqual(std::vector<Any>& outstanding, const Any& endpoint) {
-  if (holdsEmptyValue(endpoint)) {
-    return false;
-  }
+  const EndpointEquality isEqual(endpoint);
   marks.clear();
   bool found = false;
   for (const auto& candidate : outstanding) {
-    marks.push_back(!holdsEmptyValue(candidate) && candidate == endpoint);
+    marks.push_back(isEqual(candidate));
     found = found || marks.back();
   }
   if (found) {
@@ -138,7 +136,7 @@ bool ConfigTracker::wait(const std::chrono::milliseconds& timeout, Condition con
   return inTime;
 }
 
-std::pair<std::vector<Any>, std::vector<Any>> ConfigTracker::listOutstandingEndpoints() {
+OutstandingEndpoints ConfigTracker::listOutstandingEndpoints() {
   const std::lock_guard<std::mutex> lock(mutex);
   return {endpointsToConnectTo, endpointsToBindTo};
 }

@@ -4,10 +4,11 @@
 #include <condition_variable>
 #include <exception>
 #include <mutex>
-#include <utility>
 #include <vector>
 
 #include <cppmicroservices/Any.h>
+
+#include "tracking/OutstandingEndpoints.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -48,7 +49,7 @@ class ConfigTracker {
   bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout);
 
   /// Copies of the outstanding endpoints; first those to be connected, second those to be bound.
-  std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>> listOutstandingEndpoints();
+  OutstandingEndpoints listOutstandingEndpoints();
 
  private:
   bool completeEndpoint(std::vector<cppmicroservices::Any>& outstanding, const cppmicroservices::Any& endpoint,

@@ -133,7 +133,7 @@ bool FrameworkSetupListener::waitForAllServicesToBeUnpublished(const std::chrono
   return configTrackers.at(servicePublisherID).waitForAllServicesToBeUnpublished(timeout);
 }
 
-std::pair<List, List> FrameworkSetupListener::listOutstandingEndpoints(const std::string& servicePublisherID) {
+OutstandingEndpoints FrameworkSetupListener::listOutstandingEndpoints(const std::string& servicePublisherID) {
   return configTrackers.at(servicePublisherID).listOutstandingEndpoints();
 }
 

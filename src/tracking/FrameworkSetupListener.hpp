@@ -6,7 +6,6 @@
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
-#include <utility>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
@@ -45,8 +44,7 @@ class FrameworkSetupListener : public frameworklistener::FrameworkListener {
   bool waitForAllServices(const std::chrono::milliseconds& timeout, const std::string& servicePublisherID);
   bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
                                          const std::string& servicePublisherID);
-  std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>> listOutstandingEndpoints(
-      const std::string& servicePublisherID);
+  OutstandingEndpoints listOutstandingEndpoints(const std::string& servicePublisherID);
 
  private:
   template <class Event>

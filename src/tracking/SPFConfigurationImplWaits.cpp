@@ -31,8 +31,7 @@ bool SPFConfigurationImpl::waitForAllServicesToBeUnpublished(const std::chrono::
   return updateTracker->waitForAllServicesToBeUnpublished(timeout, servicePublisherID);
 }
 
-std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>>
-SPFConfigurationImpl::listOutstandingEndpoints(const std::string& servicePublisherID) {
+OutstandingEndpoints SPFConfigurationImpl::listOutstandingEndpoints(const std::string& servicePublisherID) {
   if (!updateTracker) {
     return {};
   }

@@ -39,7 +39,7 @@ void SPFConfigurationUpdateTracker::enable(const AnyMap& properties) {
   std::weak_ptr<SPFConfigurationUpdateTracker> weak = shared_from_this();
   std::function<void()> allCompleteCallback = [weak = std::move(weak)] {
     if (const auto tracker = weak.lock()) {
-      tracker->unregisterCompletedListener();
+      tracker->unregisterAfterCompletion();
     }
   };
   listener = std::make_shared<FrameworkSetupListener>(std::move(allCompleteCallback), properties);
@@ -62,7 +62,7 @@ void SPFConfigurationUpdateTracker::unregisterListener() {
 
 // A completion that was on its way when a removal was prepared must not take the listener away: the
 // unpublish events that the removal brings would be missed.
-void SPFConfigurationUpdateTracker::unregisterCompletedListener() {
+void SPFConfigurationUpdateTracker::unregisterAfterCompletion() {
   const std::lock_guard<std::mutex> lock(registrationMutex);
   if (!removalPrepared) {
     unregister(lock);
@@ -102,8 +102,7 @@ bool SPFConfigurationUpdateTracker::waitForAllServicesToBeUnpublished(const std:
   return unpublished;
 }
 
-std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>>
-SPFConfigurationUpdateTracker::listOutstandingEndpoints(const std::string& servicePublisherID) {
+OutstandingEndpoints SPFConfigurationUpdateTracker::listOutstandingEndpoints(const std::string& servicePublisherID) {
   return listener->listOutstandingEndpoints(servicePublisherID);
 }
 

@@ -4,13 +4,13 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/ServiceRegistration.h>
 
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
+#include "tracking/OutstandingEndpoints.hpp"
 
 namespace agent::spf::frameworksetup {
 
@@ -44,8 +44,7 @@ class SPFConfigurationUpdateTracker : public std::enable_shared_from_this<SPFCon
   /// As the listener does them; see there.
   bool waitForAllEndpoints(const std::chrono::milliseconds& timeout, const std::string& servicePublisherID);
   bool waitForAllServices(const std::chrono::milliseconds& timeout, const std::string& servicePublisherID);
-  std::pair<std::vector<cppmicroservices::Any>, std::vector<cppmicroservices::Any>> listOutstandingEndpoints(
-      const std::string& servicePublisherID);
+  OutstandingEndpoints listOutstandingEndpoints(const std::string& servicePublisherID);
 
   /// The same, and unregisters the listener unless the wait throws.
   bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
@@ -56,7 +55,7 @@ class SPFConfigurationUpdateTracker : public std::enable_shared_from_this<SPFCon
 
   SPFConfigurationUpdateTracker() = default;
   void enable(const cppmicroservices::AnyMap& properties);
-  void unregisterCompletedListener();
+  void unregisterAfterCompletion();
   void unregister(const std::lock_guard<std::mutex>& lockedRegistration);
 
   // Constant once `enable` is done; guards itself.

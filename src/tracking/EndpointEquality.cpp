@@ -1,4 +1,4 @@
-#include "tracking/endpointEquality.hpp"
+#include "tracking/EndpointEquality.hpp"
 
 #include <algorithm>
 #include <vector>
@@ -9,6 +9,8 @@ namespace agent::spf::frameworksetup {
 
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
+
+namespace {
 
 bool holdsEmptyValue(const Any& value) {
   if (value.Empty()) {
@@ -25,6 +27,15 @@ bool holdsEmptyValue(const Any& value) {
     }
   }
   return false;
+}
+
+}  // namespace
+
+EndpointEquality::EndpointEquality(const Any& endpoint)
+    : endpoint_(endpoint), isComparable_(!holdsEmptyValue(endpoint)) {}
+
+bool EndpointEquality::operator()(const Any& candidate) const {
+  return isComparable_ && !holdsEmptyValue(candidate) && candidate == endpoint_;
 }
 
 }  // namespace agent::spf::frameworksetup
