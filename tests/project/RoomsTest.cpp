@@ -1,17 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <regex>
 #include <string>
 #include <vector>
+
+#include "Includes.hpp"
 
 // Reads every include of the project and fails on a door between two rooms that the levels do not
 // have: a room includes only rooms on lower levels, and itself.
 namespace spf::test {
-
-namespace filesystem = std::filesystem;
 
 struct Room {
   std::string folder;
@@ -66,24 +64,6 @@ bool mayInclude(const Room& from, const Room& to) {
     return to.folder == "runtime" || to.folder == "framework/listener" || to.folder == "framework/interfaces";
   }
   return to.level < from.level;
-}
-
-std::vector<std::string> includesOf(const filesystem::path& file) {
-  static const std::regex directive("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"].*");
-  std::vector<std::string> includes;
-  std::ifstream stream(file);
-  std::smatch match;
-  for (std::string line; std::getline(stream, line);) {
-    if (std::regex_match(line, match, directive)) {
-      includes.push_back(match[1]);
-    }
-  }
-  return includes;
-}
-
-bool isSource(const filesystem::path& file) {
-  const auto extension = file.extension();
-  return extension == ".hpp" || extension == ".cpp" || extension == ".h";
 }
 
 std::vector<std::string> forbiddenDoors(const filesystem::path& root) {
