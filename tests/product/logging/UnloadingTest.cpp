@@ -1,5 +1,9 @@
 #include <dlfcn.h>
 
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
 #include <string>
 
 #include <boost/config.hpp>
@@ -9,6 +13,10 @@
 #include "support/RecordedLog.hpp"
 
 namespace {
+
+// The prefix of required properties has this many characters, and one more that ends it.
+constexpr std::size_t prefixLength = 30;
+std::atomic<int> prefixesHeld = 0;
 
 int attributeSetsDestroyed = 0;
 
@@ -33,6 +41,30 @@ __attribute__((visibility("default"))) attribute_set::~attribute_set() {
 
 BOOST_LOG_CLOSE_NAMESPACE
 }  // namespace boost
+
+// Counts the blocks of the prefix's size. Each notes its own size in front of it.
+void* operator new(std::size_t size) {
+  constexpr std::size_t note = alignof(std::max_align_t);
+  auto* const block = static_cast<char*>(std::malloc(size + note));
+  if (block == nullptr) {
+    throw std::bad_alloc();
+  }
+  *reinterpret_cast<std::size_t*>(block) = size;
+  prefixesHeld += size == prefixLength + 1 ? 1 : 0;
+  return block + note;
+}
+
+void operator delete(void* pointer) noexcept {
+  if (pointer != nullptr) {
+    auto* const block = static_cast<char*>(pointer) - alignof(std::max_align_t);
+    prefixesHeld -= *reinterpret_cast<std::size_t*>(block) == prefixLength + 1 ? 1 : 0;
+    std::free(block);
+  }
+}
+
+void operator delete(void* pointer, std::size_t) noexcept {
+  operator delete(pointer);
+}
 
 namespace spf::test {
 
@@ -64,6 +96,17 @@ TEST_F(UnloadingTheLibrary, DestroysItsLogger) {
   dlclose(plugin);
   EXPECT_FALSE(isLoaded());
   EXPECT_EQ(attributeSetsDestroyed, before + 1);
+}
+
+TEST_F(UnloadingTheLibrary, DestroysThePrefixOfRequiredProperties) {
+  void* const plugin = dlopen(SPF_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(plugin, nullptr) << dlerror();
+  const int before = prefixesHeld.load();
+  reinterpret_cast<void (*)()>(dlsym(plugin, "writeARequiredProperty"))();
+  EXPECT_EQ(prefixesHeld.load(), before + 1);
+  dlclose(plugin);
+  EXPECT_FALSE(isLoaded());
+  EXPECT_EQ(prefixesHeld.load(), before);
 }
 
 }  // namespace spf::test
