@@ -70,6 +70,10 @@ function(spf_add_bundle target)
     target_compile_features(${target} PRIVATE cxx_std_17)
     target_compile_definitions(${target} PRIVATE US_BUNDLE_NAME=${arg_SYMBOLIC_NAME})
     target_link_libraries(${target} PRIVATE spf::cppmicroservices ${arg_LINK_LIBRARIES})
+    # Not in the installed package: the flags of other people's bundles are their own.
+    if(COMMAND spf_harden)
+      spf_harden(${target})
+    endif()
     set_target_properties(${target} PROPERTIES
       CXX_EXTENSIONS OFF
       CXX_VISIBILITY_PRESET hidden

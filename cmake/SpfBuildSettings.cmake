@@ -25,7 +25,31 @@ if(PROJECT_IS_TOP_LEVEL)
   endif()
 endif()
 
-# Language level, warnings and hidden visibility for one target of ours.
+# The configurations that harden what they build. _FORTIFY_SOURCE works in optimised code only, and sanitizers check the
+# same calls themselves.
+set(SPF_HARDENED_CONFIGURATIONS)
+foreach(configuration IN ITEMS Release RelWithDebInfo MinSizeRel)
+  string(TOUPPER ${configuration} upper)
+  if("${CMAKE_CXX_FLAGS_${upper}}" MATCHES "-O([1-9sgz]|fast)" AND NOT SPF_SANITIZE
+     AND NOT "${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_${upper}}" MATCHES "-fsanitize=")
+    list(APPEND SPF_HARDENED_CONFIGURATIONS ${configuration})
+  endif()
+endforeach()
+list(JOIN SPF_HARDENED_CONFIGURATIONS "," SPF_HARDENED_CONFIGURATIONS)
+
+# Stack protector, checked calls of the C library, and read-only relocations for one target of ours in release builds.
+function(spf_harden target)
+  if(NOT SPF_HARDENED_CONFIGURATIONS)
+    return()
+  endif()
+  set(hardened "$<CONFIG:${SPF_HARDENED_CONFIGURATIONS}>")
+  # Undefined first: some compilers define it by themselves.
+  target_compile_options(${target} PRIVATE
+    "$<${hardened}:-fstack-protector-strong;-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>")
+  target_link_options(${target} PRIVATE "$<${hardened}:LINKER:-z,relro,-z,now,-z,noexecstack>")
+endfunction()
+
+# Language level, warnings, hidden visibility and hardening for one target of ours.
 function(spf_target_defaults target)
   target_compile_features(${target} PUBLIC cxx_std_17)
   set_target_properties(${target} PROPERTIES
@@ -38,4 +62,5 @@ function(spf_target_defaults target)
     INSTALL_RPATH_USE_LINK_PATH ON)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
     $<$<BOOL:${SPF_WARNINGS_AS_ERRORS}>:-Werror>)
+  spf_harden(${target})
 endfunction()

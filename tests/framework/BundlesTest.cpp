@@ -90,8 +90,8 @@ TEST_F(APeerDirectory, SaysThatAPublisherIsNotConnected) {
 
 TEST_F(APeerDirectory, PassesALegacyPublishersRefusalOn) {
   connect(Configuration(1).publisher("old", legacy).bind(address));
-  EXPECT_EQ(errorOfAsking(), "publisher 'display', endpoint '" + address +
-                                 "': the peer refuses: this endpoint answers no questions");
+  EXPECT_EQ(errorOfAsking(),
+            "publisher 'display', endpoint '" + address + "': the peer refuses: this endpoint answers no questions");
 }
 
 TEST_F(APeerDirectory, MissesASerialiser) {
@@ -105,20 +105,58 @@ TEST_F(APeerDirectory, MissesATransport) {
   EXPECT_THAT(errorOfAsking(), HasSubstr("no transport"));
 }
 
-TEST_F(APeerDirectory, SaysThatAnAnswerCannotBeRead) {
-  struct Babbler : EndpointListener {
-    void opened() override { isOpened.open(); }
-    void failed(std::exception_ptr) override {}
-    void closed() override {}
-    std::string answer(const std::string&) override { return "{babble"; }
-    spf::test::Gate isOpened;
-  };
-  const auto babbler = std::make_shared<Babbler>();
-  framework.service<Transport>()->bind({"server", address, address}, babbler);
-  EXPECT_TRUE(babbler->isOpened.wait());
-  connect(Configuration(1));
-  EXPECT_THAT(errorOfAsking(), HasSubstr("no JSON"));
+/// A peer that answers every question with the same text.
+class Babbler : public EndpointListener {
+ public:
+  explicit Babbler(std::string text) : text_(std::move(text)) {}
+
+  void opened() override { isOpened.open(); }
+  void failed(std::exception_ptr) override {}
+  void closed() override {}
+  std::string answer(const std::string&) override { return text_; }
+
+  spf::test::Gate isOpened;
+
+ private:
+  const std::string text_;
+};
+
+struct BadAnswer {
+  const char* description;
+  const char* text;
+  const char* complaint;
+};
+
+void PrintTo(const BadAnswer& answer, std::ostream* out) {
+  *out << answer.description;
 }
+
+class ABadAnswer : public APeerDirectory, public testing::WithParamInterface<BadAnswer> {};
+
+TEST_P(ABadAnswer, IsRefusedWithTheEndpointAndTheReason) {
+  const auto babbler = std::make_shared<Babbler>(GetParam().text);
+  framework.service<Transport>()->bind({"server", address, address}, babbler);
+  ASSERT_TRUE(babbler->isOpened.wait());
+  connect(Configuration(1));
+  EXPECT_THAT(errorOfAsking(),
+              AllOf(HasSubstr("publisher 'display', endpoint '" + address + "': "), HasSubstr(GetParam().complaint)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    OfAPeer, ABadAnswer,
+    testing::Values(
+        BadAnswer{"NoJson", "{babble", "no JSON"}, BadAnswer{"Nothing", "{}", "has no text 'publisherID'"},
+        BadAnswer{"NoPublisher", R"({"services":[]})", "has no text 'publisherID'"},
+        BadAnswer{"ANumberForAPublisher", R"({"publisherID":1,"services":[]})", "has no text 'publisherID'"},
+        BadAnswer{"NoServices", R"({"publisherID":"p"})", "has no list 'services'"},
+        BadAnswer{"ATextForServices", R"({"publisherID":"p","services":"s"})", "has no list 'services'"},
+        BadAnswer{"ATextForAService", R"({"publisherID":"p","services":["s"]})", "has no map in services[0]"},
+        BadAnswer{"AServiceWithoutAnID", R"({"publisherID":"p","services":[{"name":"n"}]})",
+                  "has no text 'uniqueID' in services[0]"},
+        BadAnswer{"AServiceWithoutAName",
+                  R"({"publisherID":"p","services":[{"uniqueID":"a","name":"n"},{"uniqueID":"b","name":null}]})",
+                  "has no text 'name' in services[1]"}),
+    [](const testing::TestParamInfo<BadAnswer>& answer) { return std::string(answer.param.description); });
 
 TEST_F(APeerDirectory, IsToldWhenAPeerDoesNotKnowTheQuestion) {
   connect(station());

@@ -252,6 +252,104 @@ TEST_F(AController, TakesThePublishersConfigurationsAwayWhenItStops) {
   EXPECT_EQ(framework.service<EventSink>(), nullptr);
 }
 
+TEST_F(AController, ReportsWhatItWithdrawsBeforeItHasStopped) {
+  framework.update("weather",
+                   Configuration(1).publisher("station").bind(freeAddress()).publisher("other", frameworktest::legacy));
+  ASSERT_NE(waitFor("published station#1"), "");
+  ASSERT_NE(waitFor("published other#1"), "");
+  framework.bundle("spf_controller").Stop();
+  EXPECT_THAT(framework.events().linesWith("unpublished"),
+              UnorderedElementsAre("unpublished station#1", "unpublished other#1"));
+}
+
+TEST_F(AController, StopsThoughThePublishersAreGone) {
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
+  ASSERT_NE(waitFor("published station#1"), "");
+  framework.bundle("spf_publishers").Stop();
+  framework.bundle("spf_controller").Stop();
+  EXPECT_THAT(framework.events().linesWith("unpublished"), IsEmpty());
+}
+
+TEST_F(AController, StopsThoughAPublisherNeverReports) {
+  struct SilentFactory : ManagedServiceFactory {
+    void Updated(const std::string&, const AnyMap&) override { isUpdated.open(); }
+    void Removed(const std::string&) override {}
+    spf::test::Gate isUpdated;
+  };
+  framework.bundle("spf_publishers").Stop();
+  const auto silent = std::make_shared<SilentFactory>();
+  auto registration = framework.context().RegisterService<ManagedServiceFactory>(
+      silent, {{std::string("service.pid"), std::string("zk.spf.rpcservicepublisher")}});
+  framework.update("weather", Configuration(1).publisher("station"));
+  ASSERT_TRUE(silent->isUpdated.wait());
+  framework.bundle("spf_controller").Stop();
+  EXPECT_EQ(framework.bundle("spf_controller").GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
+}
+
+/// What a listener does to the controller from inside an event.
+class AListener : public AController {
+ protected:
+  /// Acts on the first event.
+  void onFirstEvent(const std::function<void(cppmicroservices::Bundle)>& act) {
+    framework.events().onEvent = [this, act, first = true](const std::string&) mutable {
+      if (std::exchange(first, false)) {
+        act(framework.bundle("spf_controller"));
+        isDone.open();
+      }
+    };
+  }
+
+  void publishTwo() {
+    framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()).publisher("other"));
+  }
+
+  spf::test::Gate isDone;
+};
+
+TEST_F(AListener, MayStopTheController) {
+  onFirstEvent([](cppmicroservices::Bundle controller) { controller.Stop(); });
+  publishTwo();
+  EXPECT_TRUE(isDone.wait());
+  EXPECT_EQ(framework.bundle("spf_controller").GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
+}
+
+TEST_F(AListener, IsToldWhatWasReportedDuringItsStopOfTheController) {
+  publishTwo();
+  ASSERT_NE(waitFor("published station#1"), "");
+  ASSERT_NE(waitFor("published other#1"), "");
+  struct Stopper : FrameworkListener {
+    explicit Stopper(cppmicroservices::Bundle controller) : controller_(std::move(controller)) {}
+    void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>) override {
+      controller_.Stop();
+    }
+    cppmicroservices::Bundle controller_;
+  };
+  auto stopper = framework.context().RegisterService<FrameworkListener>(
+      std::make_shared<Stopper>(framework.bundle("spf_controller")));
+  report("x");
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  EXPECT_NE(waitFor("unpublished other#1"), "");
+  stopper.Unregister();
+}
+
+TEST_F(AListener, MayUninstallTheController) {
+  onFirstEvent([](cppmicroservices::Bundle controller) { controller.Uninstall(); });
+  publishTwo();
+  EXPECT_TRUE(isDone.wait());
+  EXPECT_THROW(framework.bundle("spf_controller"), std::runtime_error);
+}
+
+TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
+  onFirstEvent([](cppmicroservices::Bundle controller) {
+    controller.Stop();
+    controller.Start();
+  });
+  publishTwo();
+  EXPECT_TRUE(isDone.wait());
+  EXPECT_NE(waitFor("published station#1"), "");
+  EXPECT_NE(waitFor("published other#1"), "");
+}
+
 TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#1"), "");

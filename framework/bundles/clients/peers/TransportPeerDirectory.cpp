@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
@@ -13,6 +14,8 @@ namespace spf::peers {
 using agent::spf::frameworkinterfaces::findService;
 using agent::spf::frameworkinterfaces::Serialiser;
 using agent::spf::frameworkinterfaces::Transport;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
 namespace questions = agent::spf::frameworkinterfaces::questions;
 
@@ -25,6 +28,32 @@ std::shared_ptr<Service> require(const cppmicroservices::BundleContext& context,
     throw std::runtime_error(std::string("no ") + what + " is installed");
   }
   return service;
+}
+
+void requireText(const AnyMap& map, const char* key, const std::string& where) {
+  const auto entry = map.find(key);
+  if (entry == map.end() || any_cast<std::string>(&entry->second) == nullptr) {
+    throw std::runtime_error("the peer's answer has no text '" + std::string(key) + "'" + where);
+  }
+}
+
+/// \throws std::runtime_error saying what is wrong, unless the answer is as PeerDirectory promises it
+void requireWhatWasAsked(const AnyMap& answer) {
+  requireText(answer, questions::publisherID, "");
+  const auto entry = answer.find(questions::services);
+  const auto* services = entry == answer.end() ? nullptr : any_cast<std::vector<Any>>(&entry->second);
+  if (services == nullptr) {
+    throw std::runtime_error("the peer's answer has no list '" + std::string(questions::services) + "'");
+  }
+  for (std::size_t position = 0; position < services->size(); ++position) {
+    const std::string where = std::string(" in ") + questions::services + "[" + std::to_string(position) + "]";
+    const auto* service = any_cast<AnyMap>(&(*services)[position]);
+    if (service == nullptr) {
+      throw std::runtime_error("the peer's answer has no map" + where);
+    }
+    requireText(*service, questions::uniqueID, where);
+    requireText(*service, questions::name, where);
+  }
 }
 
 AnyMap whatDoYouPublish() {
@@ -51,8 +80,12 @@ AnyMap TransportPeerDirectory::ask(const std::string& servicePublisherID, const 
   const auto transport = naming([&] { return require<Transport>(context_, "transport"); });
   const auto request = naming([&] { return serialiser->serialise(whatDoYouPublish()); });
   // Names both by itself.
-  const auto answer = transport->ask(servicePublisherID, endpoint, request, timeout);
-  return naming([&] { return serialiser->deserialise(answer); });
+  const auto text = transport->ask(servicePublisherID, endpoint, request, timeout);
+  return naming([&] {
+    AnyMap answer = serialiser->deserialise(text);
+    requireWhatWasAsked(answer);
+    return answer;
+  });
 }
 
 }  // namespace spf::peers

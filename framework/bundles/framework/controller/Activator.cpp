@@ -1,3 +1,4 @@
+#include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
 
@@ -15,7 +16,8 @@ using cppmicroservices::service::cm::ManagedServiceFactory;
 class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
-    dispatcher_ = std::make_shared<EventDispatcher>(context);
+    // The framework's context: events may still be under way when this bundle has stopped.
+    dispatcher_ = std::make_shared<EventDispatcher>(context.GetBundle(0).GetBundleContext());
     controller_ = std::make_shared<Controller>(context, dispatcher_);
     // The sink first: publishers report as soon as the controller has a configuration.
     sink_ = context.RegisterService<EventSink>(dispatcher_);

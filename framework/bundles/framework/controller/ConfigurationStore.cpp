@@ -1,6 +1,8 @@
 #include "ConfigurationStore.hpp"
 
+#include <algorithm>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <stdexcept>
 
 #include "agent/spf/frameworkinterfaces/findService.hpp"
@@ -8,8 +10,11 @@
 namespace spf::controller {
 
 using agent::spf::frameworkinterfaces::findService;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
 using cppmicroservices::service::cm::ConfigurationAdmin;
+using cppmicroservices::service::cm::ManagedServiceFactory;
 
 namespace {
 
@@ -40,10 +45,10 @@ void ConfigurationStore::write(const Publisher& publisher) {
   }
 }
 
-void ConfigurationStore::remove(const PublisherKey& key) {
+bool ConfigurationStore::remove(const PublisherKey& key) {
   const auto admin = findService<ConfigurationAdmin>(context_);
   if (!admin) {
-    return;
+    return false;
   }
   try {
     const auto removal = admin->GetFactoryConfiguration(key.factoryPID, key.instance)->Remove();
@@ -53,11 +58,8 @@ void ConfigurationStore::remove(const PublisherKey& key) {
   } catch (const std::runtime_error&) {
     // Somebody else has removed it.
   }
-  if (removals_.size() > manyRemovals) {
-    for (auto removal = removals_.begin(); removal != removals_.end();) {
-      removal = isReady(removal->second) ? removals_.erase(removal) : std::next(removal);
-    }
-  }
+  forgetDelivered();
+  return hasFactory(key.factoryPID);
 }
 
 std::optional<AnyMap> ConfigurationStore::find(const std::string& pid) const {
@@ -95,6 +97,25 @@ bool ConfigurationStore::awaitRemoval(const std::string& pid) {
   }
   removals_.erase(removal);
   return true;
+}
+
+void ConfigurationStore::forgetDelivered() {
+  if (removals_.size() <= manyRemovals) {
+    return;
+  }
+  for (auto removal = removals_.begin(); removal != removals_.end();) {
+    removal = isReady(removal->second) ? removals_.erase(removal) : std::next(removal);
+  }
+}
+
+bool ConfigurationStore::hasFactory(const std::string& factoryPID) const {
+  auto context = context_;
+  const auto factories = context.GetServiceReferences<ManagedServiceFactory>();
+  return std::any_of(factories.begin(), factories.end(), [&](const auto& factory) {
+    const Any pid = factory.GetProperty("service.pid");
+    const auto* text = any_cast<std::string>(&pid);
+    return text != nullptr && *text == factoryPID;
+  });
 }
 
 bool ConfigurationStore::tryWrite(const Publisher& publisher) {

@@ -30,7 +30,8 @@ class ConfigurationStore {
   void write(const Publisher& publisher);
 
   /// Removes a publisher's factory configuration without waiting for the delivery.
-  void remove(const PublisherKey& key);
+  /// \return whether a service is there now that the removal can be delivered to
+  bool remove(const PublisherKey& key);
 
   /// What Configuration Admin holds now under a PID.
   std::optional<cppmicroservices::AnyMap> find(const std::string& pid) const;
@@ -41,6 +42,8 @@ class ConfigurationStore {
  private:
   bool awaitRemoval(const std::string& pid);
   bool tryWrite(const Publisher& publisher);
+  bool hasFactory(const std::string& factoryPID) const;
+  void forgetDelivered();
 
   const cppmicroservices::BundleContext context_;
   const StopSignal& stop_;

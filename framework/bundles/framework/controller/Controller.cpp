@@ -8,13 +8,13 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-/// How long a stop may wait until the publishers have been told.
+/// How long a stop may wait until the removals were delivered.
 constexpr std::chrono::seconds withdrawalTime{5};
 
 }  // namespace
 
 Controller::Controller(cppmicroservices::BundleContext context, std::shared_ptr<EventDispatcher> events)
-    : events_(std::move(events)), store_(std::move(context), stop_) {}
+    : events_(std::move(events)), withdrawals_(events_->withdrawals()), store_(std::move(context), stop_) {}
 
 void Controller::Updated(const std::string& pid, const AnyMap& properties) {
   executor_.post([this, pid, properties] {
@@ -58,11 +58,11 @@ void Controller::apply(const std::string& pid, const AnyMap& properties) {
   applied.modificationCount = revision.modificationCount;
   auto superseded = std::exchange(applied.publishers, {});
   for (const Publisher& publisher : revision.publishers) {
-    applied.publishers.insert(publisher.key);
+    applied.publishers.emplace(publisher.key, publisher.servicePublisherID);
     superseded.erase(publisher.key);
   }
-  for (const PublisherKey& key : superseded) {
-    store_.remove(key);
+  for (const auto& [key, publisherID] : superseded) {
+    remove(key, publisherID);
   }
   for (const Publisher& publisher : revision.publishers) {
     store_.write(publisher);
@@ -75,8 +75,8 @@ void Controller::withdraw(const std::string& pid) {
   if (applied == applied_.end()) {
     return;
   }
-  for (const PublisherKey& key : applied->second.publishers) {
-    store_.remove(key);
+  for (const auto& [key, publisherID] : applied->second.publishers) {
+    remove(key, publisherID);
   }
   applied_.erase(applied);
 }
@@ -87,6 +87,14 @@ void Controller::withdrawAll() {
     withdraw(pid);
   }
   store_.awaitRemovals(std::chrono::steady_clock::now() + withdrawalTime);
+  withdrawals_.await();
+}
+
+void Controller::remove(const PublisherKey& key, const std::string& publisherID) {
+  withdrawals_.expect(publisherID);
+  if (!store_.remove(key)) {
+    withdrawals_.cancel(publisherID);
+  }
 }
 
 bool Controller::holdsNow(const std::string& pid, std::uint32_t modificationCount) const {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <map>
-#include <set>
 #include <string>
 
 #include <cppmicroservices/AnyMap.h>
@@ -12,6 +11,7 @@
 #include "EventDispatcher.hpp"
 #include "Revision.hpp"
 #include "StopSignal.hpp"
+#include "Withdrawals.hpp"
 #include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 
 namespace spf::controller {
@@ -31,26 +31,28 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
   void Updated(const std::string& pid, const cppmicroservices::AnyMap& properties) override;
   void Removed(const std::string& pid) override;
 
-  /// Takes every publisher's configuration away and ends the thread. Waits some seconds at most.
-  /// May be repeated.
+  /// Removes every publisher's configuration, waits some seconds at most until the publishers have
+  /// reported the end of their services, and ends the thread. May be repeated.
   void stop();
 
  private:
   /// What was done for one configuration.
   struct Applied {
     std::uint32_t modificationCount;
-    std::set<PublisherKey> publishers;
+    std::map<PublisherKey, std::string> publishers;  ///< with their IDs
   };
 
   void update(const std::string& pid, const cppmicroservices::AnyMap& properties);
   void apply(const std::string& pid, const cppmicroservices::AnyMap& properties);
   void withdraw(const std::string& pid);
   void withdrawAll();
+  void remove(const PublisherKey& key, const std::string& publisherID);
   bool holdsNow(const std::string& pid, std::uint32_t modificationCount) const;
   void reportUnreadable(Revision revision);
 
   // Synchronised by themselves.
   const std::shared_ptr<EventDispatcher> events_;
+  Withdrawals& withdrawals_;
   StopSignal stop_;
 
   // Used by the executor's tasks only.

@@ -4,6 +4,7 @@
 
 namespace spf::controller {
 
+using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworklistener::EndpointEvent;
 using agent::spf::frameworklistener::ErrorEvent;
 using agent::spf::frameworklistener::FrameworkEvent;
@@ -27,34 +28,51 @@ std::shared_ptr<const FrameworkEvent> servicesEvent(const Origin& origin, std::u
 
 }  // namespace
 
-EventDispatcher::EventDispatcher(cppmicroservices::BundleContext context) : context_(std::move(context)) {}
+EventDispatcher::EventDispatcher(cppmicroservices::BundleContext context)
+    : context_(std::move(context)), executor_(std::make_shared<SerialExecutor>()) {}
 
 void EventDispatcher::endpointBound(const Origin& origin, const Any& endpoint, bool kept) {
+  withdrawals_.noteReport(origin.servicePublisherID);
   post(endpointEvent(origin, endpoint, kept ? EndpointEvent::stillBound : EndpointEvent::bound));
 }
 
 void EventDispatcher::endpointConnected(const Origin& origin, const Any& endpoint, bool kept) {
+  withdrawals_.noteReport(origin.servicePublisherID);
   post(endpointEvent(origin, endpoint, kept ? EndpointEvent::stillConnected : EndpointEvent::connected));
 }
 
 void EventDispatcher::allServicesPublished(const Origin& origin) {
+  withdrawals_.noteReport(origin.servicePublisherID);
   post(servicesEvent(origin, ServicesEvent::allPublished));
 }
 
 void EventDispatcher::allServicesUnpublished(const Origin& origin) {
   post(servicesEvent(origin, ServicesEvent::allUnpublished));
+  // Last: whoever waits for the report may stop the dispatcher at once.
+  withdrawals_.noteUnpublished(origin.servicePublisherID);
 }
 
 void EventDispatcher::failed(const Origin& origin, std::exception_ptr error) {
+  withdrawals_.noteReport(origin.servicePublisherID);
   post(std::make_shared<ErrorEvent>(
       ErrorEvent{{FrameworkEvent::error}, std::move(error), origin.servicePublisherID, origin.modificationCount}));
 }
 
 void EventDispatcher::post(std::shared_ptr<const FrameworkEvent> event) {
-  executor_.post([this, event = std::move(event)] { deliver(event); });
+  executor_->post([self = shared_from_this(), event = std::move(event)] { self->deliver(event); });
 }
 
-void EventDispatcher::deliver(const std::shared_ptr<const FrameworkEvent>& event) const {
+void EventDispatcher::stop() {
+  if (deliveringThread_ != std::this_thread::get_id()) {
+    executor_->stop();
+    return;
+  }
+  // The executor's thread cannot wait for itself, so another one waits for it.
+  std::thread([executor = executor_] { executor->stop(); }).detach();
+}
+
+void EventDispatcher::deliver(const std::shared_ptr<const FrameworkEvent>& event) {
+  deliveringThread_ = std::this_thread::get_id();
   auto context = context_;
   for (const auto& reference : context.GetServiceReferences<FrameworkListener>()) {
     try {

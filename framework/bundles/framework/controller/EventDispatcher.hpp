@@ -1,9 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include <cppmicroservices/BundleContext.h>
 
+#include "Withdrawals.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
@@ -12,8 +15,10 @@ namespace spf::controller {
 
 /// Sends every report to all FrameworkListener services there are at that time, from a thread of
 /// its own, one after the other. A listener that throws keeps no other from the event.
-class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink {
+class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
+                        public std::enable_shared_from_this<EventDispatcher> {
  public:
+  /// \param context  where listeners are looked up; valid for as long as events may be delivered
   explicit EventDispatcher(cppmicroservices::BundleContext context);
 
   void endpointBound(const Origin& origin, const cppmicroservices::Any& endpoint, bool kept) override;
@@ -22,15 +27,24 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink {
   void allServicesUnpublished(const Origin& origin) override;
   void failed(const Origin& origin, std::exception_ptr error) override;
 
-  /// Delivers what was reported, then refuses more. Waits for listeners that are at work.
-  void stop() { executor_.stop(); }
+  /// What the reports say about publishers that are being withdrawn.
+  Withdrawals& withdrawals() noexcept { return withdrawals_; }
+
+  /// Delivers what was reported, then refuses more. Waits for listeners that are at work, unless a listener
+  /// calls it in an event: then it returns at once, and the rest is delivered after that event.
+  void stop();
 
  private:
   void post(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event);
-  void deliver(const std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>& event) const;
+  void deliver(const std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>& event);
 
+  // Constant after construction.
   const cppmicroservices::BundleContext context_;
-  agent::spf::frameworkinterfaces::SerialExecutor executor_;
+  const std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor_;
+
+  // Synchronised by themselves.
+  Withdrawals withdrawals_;
+  std::atomic<std::thread::id> deliveringThread_{};
 };
 
 }  // namespace spf::controller

@@ -78,7 +78,7 @@ Publisher readPublisher(const std::string& pid, const std::string& id, const Any
   properties["config"] = ref_any_cast<AnyMap>(entry.at("config"));
   properties["services"] = servicesOf(id, services);
   properties["modificationCount"] = static_cast<int>(modificationCount);
-  return {{text(entry, "factoryPID"), instanceName(pid, id)}, std::move(properties)};
+  return {{text(entry, "factoryPID"), instanceName(pid, id)}, id, std::move(properties)};
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ struct PublisherKey {
 /// What one service publisher is given.
 struct Publisher {
   PublisherKey key;
+  std::string servicePublisherID;
   cppmicroservices::AnyMap properties;
 };
 

@@ -11,7 +11,9 @@ namespace agent::spf::frameworkinterfaces {
 /// Where a service publisher reports what became of a revision of its configuration.
 ///
 /// Any thread may call it, several at once, with or without locks: reports are queued and reach the
-/// framework's listeners from a thread of the sink's own, in the order of the calls.
+/// framework's listeners from a thread of the sink's own, in the order of the calls. The sink is unregistered
+/// only after the publishers that its bundle has withdrawn reported the end of their services, or some
+/// seconds later.
 class [[gnu::visibility("default")]] EventSink {
  public:
   /// Which publisher, and which revision of its configuration it acted on.

@@ -22,7 +22,8 @@ class [[gnu::visibility("default")]] PeerDirectory {
   /// \return `publisherID` (text) of the peer, and `services`: a list of maps with `uniqueID` and
   ///         `name` (texts)
   /// \throws std::runtime_error naming publisher, endpoint and reason: not connected, no answer in
-  ///         time, an answer that cannot be read, the peer's refusal, or a missing transport or serialiser
+  ///         time, an answer that cannot be read or lacks any of this, the peer's refusal, or a missing transport or
+  ///         serialiser
   virtual cppmicroservices::AnyMap ask(const std::string& servicePublisherID, const std::string& endpoint,
                                        std::chrono::milliseconds timeout) = 0;
 };

@@ -54,6 +54,12 @@ struct EndpointEvent : FrameworkEvent {
 /// configurations, from any thread and from several at once; a listener guards itself. A listener
 /// can be inside `handleEvent` while it is unregistered: unregistration does not wait for it.
 ///
+/// From inside `handleEvent` a listener may register and unregister services (itself too), publish and withdraw
+/// configurations, wait for Configuration Admin, and start, stop and uninstall any bundle, that of the sender
+/// included. A sender that is stopped in its own event delivers what is still to be delivered after that event
+/// has returned. A listener must not wait there for another event, for another thread that stops the
+/// sender, or for the end of the framework: all of these wait for the listener.
+///
 /// For those who send: report from a thread of your own, hold no lock meanwhile, and never report
 /// from inside a service registration, an unregistration or a Configuration Admin callback. A
 /// listener may register and unregister services in answer to an event, which runs service
