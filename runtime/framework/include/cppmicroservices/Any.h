@@ -1,10 +1,21 @@
 #pragma once
 
+// More than this header needs: programs rely on getting these with it.
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <functional>
+#include <iomanip>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
 #include "cppmicroservices/detail/AnyStorage.h"
 
