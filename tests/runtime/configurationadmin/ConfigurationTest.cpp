@@ -26,6 +26,7 @@ class AConfiguration : public ConfigurationAdminFixture {};
 TEST_F(AConfigurationAdmin, IsABundleWithAnActivatorThatOffersOneService) {
   EXPECT_EQ(bundle.GetSymbolicName(), "configuration_admin");
   EXPECT_EQ(bundle.GetHeaders().at("bundle.activator"), true);
+  EXPECT_EQ(bundle.GetVersion(), cppmicroservices::BundleVersion(1, 3, 15));
   EXPECT_THAT(context().GetServiceReference<ConfigurationAdmin>().GetPropertyKeys(),
               UnorderedElementsAre("objectclass", "service.id", "service.scope"));
 }

@@ -186,6 +186,25 @@ TEST_F(ABadLibrary, WithoutEntryPointsIsNotStarted) {
   expectNotStarted(NO_ACTIVATOR_BUNDLE, "activator constructor not found");
 }
 
+class AnActivatorThatLacksSomethingOfTheSystem : public ScriptedBundle {};
+
+TEST_F(AnActivatorThatLacksSomethingOfTheSystem, EndsTheStartAsALibraryThatCannotBeLoadedDoes) {
+  script([](const std::string& step, BundleContext) {
+    if (step == "start") {
+      throw std::system_error(std::make_error_code(std::errc::permission_denied), "no socket");
+    }
+  });
+  try {
+    sut.Start();
+    FAIL() << "nothing was thrown";
+  } catch (const SharedLibraryException& error) {
+    EXPECT_EQ(error.code(), std::errc::permission_denied);
+    EXPECT_THAT(error.what(), HasSubstr("no socket"));
+    EXPECT_EQ(error.GetBundle(), sut);
+  }
+  EXPECT_EQ(sut.GetState(), Bundle::STATE_RESOLVED);
+}
+
 /// Throws in one step of its life.
 class ABadActivator : public ScriptedBundle {
  protected:

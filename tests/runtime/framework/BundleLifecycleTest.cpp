@@ -214,6 +214,8 @@ TEST_F(ABundle, RefusesEverythingThatChangesItOnceUninstalled) {
   EXPECT_THROW(sut.Start(), std::logic_error);
   EXPECT_THROW(sut.Stop(), std::logic_error);
   EXPECT_THROW(sut.Uninstall(), std::logic_error);
+  EXPECT_THROW(sut.GetRegisteredServices(), std::logic_error);
+  EXPECT_THROW(sut.GetServicesInUse(), std::logic_error);
   EXPECT_EQ(sut.GetSymbolicName(), "scripted");
   EXPECT_EQ(sut.GetHeaders().count("vendor"), 1u);
   EXPECT_FALSE(sut.GetBundleContext());
@@ -338,6 +340,26 @@ TEST_F(ABundle, ListsWhatItRegisteredAndWhatItUses) {
   ASSERT_EQ(sut.GetServicesInUse().size(), 1u);
   EXPECT_EQ(sut.GetServicesInUse()[0], context().GetServiceReference<Script>());
 }
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+TEST_F(ABundle, HasPropertiesWhoseMapsAreOrdered) {
+  const auto vendor = any_cast<std::map<std::string, Any>>(sut.GetProperties().at("vendor"));
+  EXPECT_EQ(any_cast<std::string>(vendor.at("Name")), "tests");
+  EXPECT_EQ((any_cast<std::map<std::string, Any>>(sut.GetProperty("vendor"))).size(), 2u);
+  EXPECT_THAT(sut.GetPropertyKeys(),
+              ElementsAre("bundle.activator", "bundle.symbolic_name", "bundle.version", "vendor"));
+}
+
+TEST_F(ABundle, HasThePropertiesOfItsFrameworkToo) {
+  EXPECT_EQ(any_cast<std::string>(sut.GetProperty(Constants::FRAMEWORK_STORAGE)), folder / "storage");
+  EXPECT_EQ(any_cast<std::string>(sut.GetProperty(Constants::BUNDLE_VERSION)), "1.2.3");
+  EXPECT_TRUE(sut.GetProperty("Bundle.Version").Empty());
+  EXPECT_TRUE(sut.GetProperty("no such property").Empty());
+}
+
+#pragma GCC diagnostic pop
 
 TEST_F(ABundle, IsStartedOnceByThreadsThatStartItAtTheSameTime) {
   Counter starts;

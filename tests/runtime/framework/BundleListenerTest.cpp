@@ -77,6 +77,16 @@ TEST_F(ABundleListener, CannotKeepABundleFromBeingUninstalled) {
   EXPECT_EQ(context().GetBundles().size(), 1u);
 }
 
+TEST(ABundleEventType, IsPrintedByItsName) {
+  const auto text = [](BundleEvent::Type type) {
+    std::ostringstream out;
+    out << type;
+    return out.str();
+  };
+  EXPECT_EQ(text(BundleEvent::BUNDLE_LAZY_ACTIVATION), "LAZY_ACTIVATION");
+  EXPECT_EQ(text(BundleEvent::BUNDLE_UPDATED), "Unknown bundle event type (8)");
+}
+
 #ifdef SPF_RUNTIME_BUNDLED
 // Where other implementations leave the bundle between two states.
 

@@ -75,6 +75,15 @@ TEST_F(ABundleTracker, TellsItsCustomizerOfEachStep) {
                           "removed data.only"));
 }
 
+TEST_F(ABundleTracker, HearsOnceThatABundleIsUninstalled) {
+  const auto customizer = std::make_shared<NotingCustomizer>();
+  const auto there = BundleTracker<>::CreateStateMask(Bundle::STATE_INSTALLED, Bundle::STATE_RESOLVED);
+  BundleTracker<std::string> sut(context(), there, customizer);
+  sut.Open();
+  bundle.Uninstall();
+  EXPECT_THAT(customizer->journal.texts(), ElementsAre("adding data.only", "removed data.only UNINSTALLED"));
+}
+
 TEST_F(ABundleTracker, ForgetsABundleOnRequest) {
   bundle.Start();
   BundleTracker<> sut(context(), running);

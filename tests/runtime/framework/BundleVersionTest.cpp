@@ -21,6 +21,17 @@ TEST(ABundleVersion, MayLeaveOutItsLastNumbers) {
   EXPECT_EQ(BundleVersion(std::string("7.1")).ToString(), "7.1.0");
 }
 
+TEST(ABundleVersion, ReadsTheNumberThatEachPartBeginsWith) {
+  const auto text = [](const char* version) { return BundleVersion(std::string(version)).ToString(); };
+  EXPECT_EQ(text("0.0.1_qa0_"), "0.0.1");
+  EXPECT_EQ(text("1.0.0-rc1"), "1.0.0");
+  EXPECT_EQ(text("1.2beta"), "1.2.0");
+  EXPECT_EQ(text("1.2beta.3"), "1.2.3");
+  EXPECT_EQ(text(" 1.\t2. 3 "), "1.2.3");
+  EXPECT_EQ(text("1.2."), "1.2.0");
+  EXPECT_EQ(text("1.2.3.q."), "1.2.3.q");
+}
+
 TEST(ABundleVersion, IsUndefinedForAnEmptyText) {
   const BundleVersion sut{std::string()};
   EXPECT_TRUE(sut.IsUndefined());
@@ -29,7 +40,7 @@ TEST(ABundleVersion, IsUndefinedForAnEmptyText) {
 }
 
 TEST(ABundleVersion, RefusesAnythingElse) {
-  for (const auto* text : {"x", "1.x", "1.2.3.q.5", "1.2.3.q u"}) {
+  for (const auto* text : {"x", ".", " ", "1.x", "1..", "1.2.99999999999", "1.2.3.q.5", "1.2.3.q u"}) {
     EXPECT_THROW(BundleVersion{std::string(text)}, std::invalid_argument) << text;
   }
 }

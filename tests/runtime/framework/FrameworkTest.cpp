@@ -172,6 +172,49 @@ TEST_F(AFramework, HasThePropertiesGivenAndItsOwn) {
   EXPECT_EQ(context.GetProperties().count("answer"), 1u);
 }
 
+TEST_F(AFramework, TakesTheDefaultForLoadOptionsOfTheWrongType) {
+  auto framework =
+      FrameworkFactory().NewFramework(FrameworkConfiguration{{Constants::LIBRARY_LOAD_OPTIONS, std::string("lazy")}});
+  framework.Start();
+  auto defaults = FrameworkFactory().NewFramework();
+  defaults.Init();
+  EXPECT_EQ(any_cast<int>(framework.GetBundleContext().GetProperty(Constants::LIBRARY_LOAD_OPTIONS)),
+            any_cast<int>(defaults.GetBundleContext().GetProperty(Constants::LIBRARY_LOAD_OPTIONS)));
+  framework.GetBundleContext().InstallBundles(SCRIPTED_BUNDLE).at(0).Start();
+  stopAndWait(framework);
+}
+
+TEST_F(AFramework, TakesTheDefaultForAStorageOfTheWrongType) {
+  auto framework = FrameworkFactory().NewFramework(
+      FrameworkConfiguration{{Constants::FRAMEWORK_STORAGE, 5}, {Constants::FRAMEWORK_WORKING_DIR, folder / ""}});
+  framework.Start();
+  auto bundle = framework.GetBundleContext().InstallBundles(DATA_ONLY_BUNDLE).at(0);
+  bundle.Start();
+  EXPECT_THAT(bundle.GetBundleContext().GetDataFile("file"), testing::StartsWith(folder / "fwdir"));
+  stopAndWait(framework);
+}
+
+TEST_F(AFramework, HasTheHeadersOfABundle) {
+  const auto& headers = sut.GetHeaders();
+  const auto text = [&](const std::string& key) { return any_cast<std::string>(headers.at(key)); };
+  EXPECT_EQ(text(Constants::BUNDLE_SYMBOLICNAME), "system_bundle");
+  EXPECT_EQ(text(Constants::BUNDLE_NAME), "System Bundle");
+  EXPECT_EQ(text(Constants::BUNDLE_VERSION), sut.GetVersion().ToString());
+  EXPECT_EQ(text(Constants::BUNDLE_MANIFESTVERSION), "2");
+  EXPECT_NE(text(Constants::BUNDLE_DESCRIPTION), "");
+  EXPECT_NE(text(Constants::BUNDLE_VENDOR), "");
+  EXPECT_EQ(headers.count("Bundle.Name"), 1u);
+}
+
+TEST_F(AStartedFramework, MakesItsContextEqualToTheInvalidOneWhenItStops) {
+  const auto before = context();
+  EXPECT_EQ(before, context());
+  EXPECT_NE(before, BundleContext());
+  stopAndWait(framework);
+  EXPECT_EQ(before, context());
+  EXPECT_EQ(before, BundleContext());
+}
+
 TEST_F(AFramework, RefusesAPropertyOfTheWrongType) {
   for (const auto& key : {Constants::FRAMEWORK_LOG, Constants::FRAMEWORK_WORKING_DIR}) {
     EXPECT_THROW(FrameworkFactory().NewFramework(FrameworkConfiguration{{key, 1}}), BadAnyCastException) << key;
@@ -325,7 +368,9 @@ TEST_F(AStartedFramework, GivesNoDataFileToItsOwnContext) {
 
 TEST_F(AStartedFramework, CanBeMadeFromItsOwnBundleOnly) {
   EXPECT_EQ(Framework(context().GetBundle()), framework);
-  EXPECT_THROW(Framework{Bundle()}, std::logic_error);
+  EXPECT_THROW(Framework{Bundle()}, std::invalid_argument);
+  const auto other = context().InstallBundles(DATA_ONLY_BUNDLE).at(0);
+  EXPECT_THROW(Framework{other}, std::logic_error);
 }
 
 TEST(ADefaultBundle, RefusesEveryCall) {
@@ -444,6 +489,18 @@ TEST_F(AStartedFramework, IgnoresWhatFrameworkListenersThrow) {
   context().AddBundleListener([](const BundleEvent&) { throw 1; });
   EXPECT_NO_THROW(stopAndWait(framework));
   EXPECT_THAT(journal.texts(), ElementsAre("ERROR Bundle listener threw an exception"));
+}
+
+TEST_F(AFramework, LogsWhatFrameworkListenersThrow) {
+  std::ostringstream log;
+  auto given = configurationWith(folder);
+  given[Constants::FRAMEWORK_LOG] = true;
+  auto framework = FrameworkFactory().NewFramework(given, &log);
+  framework.Init();
+  framework.GetBundleContext().AddFrameworkListener([](const FrameworkEvent&) { throw std::runtime_error("no time"); });
+  framework.Start();
+  stopAndWait(framework);
+  EXPECT_THAT(log.str(), testing::HasSubstr("A Framework Listener threw an exception: no time"));
 }
 
 #ifdef SPF_RUNTIME_BUNDLED

@@ -39,8 +39,31 @@ struct NotingFactory : Base {
   std::function<void()> afterUnget = [] {};
 };
 
+/// \return kind and text of the exception that an event carries
+std::string describe(const std::exception_ptr& throwable) {
+  try {
+    std::rethrow_exception(throwable);
+  } catch (const ServiceException& error) {
+    const bool thrown = error.GetType() == ServiceException::FACTORY_EXCEPTION;
+    return (thrown ? "factory exception: " : "factory error: ") + std::string(error.what());
+  } catch (const std::logic_error& error) {
+    return "logic error: " + std::string(error.what());
+  }
+}
+
 class AServiceFactory : public StartedFramework {
  protected:
+  /// \return where all framework events will be noted as "ERROR bundle: factory exception: text"
+  Journal noteReports() {
+    const Journal journal;
+    context().AddFrameworkListener([journal](const FrameworkEvent& event) {
+      std::ostringstream text;
+      text << event.GetType() << " " << event.GetBundle().GetSymbolicName() << ": " << describe(event.GetThrowable());
+      journal.note(text.str());
+    });
+    return journal;
+  }
+
   ServiceRegistration<Interface> add() { return user.RegisterService<Interface>(ToFactory(sut)); }
 
   /// \return the context of a started bundle without code
@@ -107,15 +130,36 @@ TEST_F(AServiceFactory, IsReportedWhenItThrows) {
   EXPECT_THAT(errors.texts()[0], HasSubstr("ERROR"));
 }
 
-TEST_F(AServiceFactory, IsReportedAsAServiceException) {
-  Journal types;
-  user.AddFrameworkListener([&](const FrameworkEvent& event) {
-    EXPECT_THROW(std::rethrow_exception(event.GetThrowable()), ServiceException);
-    types.note("service exception");
-  });
+TEST_F(AServiceFactory, IsReportedWithItsOwnTextWhenItThrows) {
+  const auto heard = noteReports();
   sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("no object today"); };
   EXPECT_FALSE(user.GetService(add().GetReference()));
-  EXPECT_THAT(types.texts(), ElementsAre("service exception"));
+  EXPECT_THAT(heard.texts(), ElementsAre("ERROR system_bundle: factory exception: no object today"));
+}
+
+TEST_F(AServiceFactory, IsReportedForTheBundleThatAsked) {
+  auto other = otherBundle();
+  const auto heard = noteReports();
+  sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("no object today"); };
+  EXPECT_FALSE(other.GetService(add().GetReference()));
+  EXPECT_THAT(heard.texts(), ElementsAre("ERROR data.only: factory exception: no object today"));
+}
+
+TEST_F(AServiceFactory, IsWarnedOfWhenItsObjectLacksAnInterface) {
+  struct Other {};
+  auto other = otherBundle();
+  const auto heard = noteReports();
+  sut->make = [] { return InterfaceMapConstPtr(MakeInterfaceMap<Other>(std::make_shared<Other>())); };
+  EXPECT_FALSE(other.GetService(add().GetReference()));
+  EXPECT_THAT(heard.texts(), ElementsAre(testing::StartsWith("WARNING data.only: logic error:")));
+}
+
+TEST_F(AServiceFactory, IsReportedWhenItThrowsOnGettingItsObjectBack) {
+  auto other = otherBundle();
+  const auto heard = noteReports();
+  sut->afterUnget = [] { throw std::runtime_error("keep it"); };
+  EXPECT_TRUE(other.GetService(add().GetReference()));
+  EXPECT_THAT(heard.texts(), ElementsAre("ERROR data.only: factory exception: keep it"));
 }
 
 TEST_F(AServiceFactory, MayBeAskedAgainAfterItThrew) {
@@ -128,11 +172,11 @@ TEST_F(AServiceFactory, MayBeAskedAgainAfterItThrew) {
 }
 
 TEST_F(AServiceFactory, IsReportedWhenItGivesNothing) {
-  Journal errors;
-  noteFrameworkEvents(errors);
+  auto other = otherBundle();
+  const auto heard = noteReports();
   sut->make = [] { return InterfaceMapConstPtr(); };
-  EXPECT_FALSE(user.GetService(add().GetReference()));
-  EXPECT_EQ(errors.texts().size(), 1u);
+  EXPECT_FALSE(other.GetService(add().GetReference()));
+  EXPECT_THAT(heard.texts(), ElementsAre(testing::StartsWith("ERROR data.only: factory error:")));
 }
 
 TEST_F(AServiceFactory, IsRefusedIfItIsNull) {
@@ -166,15 +210,6 @@ TEST_F(APrototypeServiceFactory, IsAskedOncePerBundleWithoutServiceObjects) {
 
 #ifdef SPF_RUNTIME_BUNDLED
 // What others leave open.
-
-TEST_F(AServiceFactory, IsReportedWhenItsObjectLacksAnInterface) {
-  struct Other {};
-  Journal errors;
-  noteFrameworkEvents(errors);
-  sut->make = [] { return InterfaceMapConstPtr(MakeInterfaceMap<Other>(std::make_shared<Other>())); };
-  EXPECT_FALSE(user.GetService(add().GetReference()));
-  EXPECT_THAT(errors.texts(), ElementsAre(HasSubstr("does not implement")));
-}
 
 TEST_F(AServiceFactory, IsReportedWhenItAsksForItsOwnService) {
   Journal errors;
@@ -221,14 +256,6 @@ TEST_F(AServiceFactory, GetsBackWhatItMadeForAServiceThatWentAwayMeanwhile) {
   };
   EXPECT_FALSE(user.GetService(reference));
   EXPECT_THAT(sut->journal.texts(), ElementsAre("get for system_bundle", "unget for system_bundle"));
-}
-
-TEST_F(AServiceFactory, IsReportedWhenItThrowsOnGettingItsObjectBack) {
-  Journal warnings;
-  noteFrameworkEvents(warnings);
-  sut->afterUnget = [] { throw std::runtime_error("keep it"); };
-  EXPECT_TRUE(user.GetService(add().GetReference()));
-  EXPECT_THAT(warnings.texts(), ElementsAre(HasSubstr("keep it")));
 }
 
 #endif

@@ -299,6 +299,20 @@ TEST_F(AServiceRegistry, KeepsARegistrationTrueAfterUnregister) {
   EXPECT_EQ(messageOf<std::logic_error>([&] { registration.Unregister(); }), "ServiceRegistrationBase object invalid");
 }
 
+TEST_F(AServiceRegistry, PrintsAReferenceToNoServiceAsInvalid) {
+  const auto text = [](const ServiceReferenceBase& reference) {
+    std::ostringstream out;
+    out << reference;
+    return out.str();
+  };
+  auto registration = add();
+  const auto reference = registration.GetReference();
+  EXPECT_THAT(text(reference), testing::StartsWith("Reference for service object registered from "));
+  registration.Unregister();
+  EXPECT_EQ(text(reference), "Invalid service reference");
+  EXPECT_EQ(text(ServiceReferenceU()), "Invalid service reference");
+}
+
 TEST(ADefaultRegistration, IsFalse) {
   EXPECT_FALSE(ServiceRegistration<Interface>());
 }

@@ -15,6 +15,8 @@ struct Interface {
   int value = 0;
 };
 
+struct Other {};
+
 }  // namespace trackertest
 
 namespace {
@@ -24,6 +26,7 @@ using namespace spf::test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using trackertest::Interface;
+using trackertest::Other;
 
 /// Makes a text of each service and notes what becomes of it.
 struct NotingCustomizer : ServiceTrackerCustomizer<Interface, std::string> {
@@ -121,6 +124,39 @@ TEST_F(AServiceTracker, TracksOneServiceByItsReference) {
   EXPECT_TRUE(sut.GetService(first.GetReference()));
   EXPECT_FALSE(sut.GetService(second.GetReference()));
   first.Unregister();
+  EXPECT_TRUE(sut.IsEmpty());
+}
+
+TEST_F(AServiceTracker, LeavesOutServicesThatMatchItsFilterWithoutItsInterface) {
+  NotingCustomizer customizer;
+  ServiceTracker<Interface, std::string> sut(context(), LDAPFilter("(name=*)"), &customizer);
+  auto early = context().RegisterService<Other>(std::make_shared<Other>(), {{"name", std::string("early other")}});
+  const auto wanted = add("wanted");
+  sut.Open();
+  auto late = context().RegisterService<Other>(std::make_shared<Other>(), {{"name", std::string("late other")}});
+  late.SetProperties({{"name", std::string("another")}});
+  early.Unregister();
+  late.Unregister();
+  EXPECT_EQ(sut.Size(), 1);
+  EXPECT_EQ(sut.GetTrackingCount(), 1);
+  EXPECT_THAT(customizer.journal.texts(), ElementsAre("adding wanted"));
+}
+
+TEST_F(AServiceTracker, KeepsTheInterfaceOfTheReferenceThatItTracks) {
+  const ServiceReferenceU reference = add("one").GetReference();
+  ASSERT_EQ(reference.GetInterfaceId(), us_service_interface_iid<Interface>());
+  ServiceTracker<void> sut(context(), reference);
+  sut.Open();
+  EXPECT_EQ(sut.GetServiceReference().GetInterfaceId(), us_service_interface_iid<Interface>());
+  EXPECT_TRUE(sut.GetService(reference));
+}
+
+TEST_F(AServiceTracker, TracksNothingByAReferenceToAServiceThatIsGone) {
+  auto registration = add("one");
+  const auto reference = registration.GetReference();
+  registration.Unregister();
+  ServiceTracker<Interface> sut(context(), reference);
+  sut.Open();
   EXPECT_TRUE(sut.IsEmpty());
 }
 

@@ -22,14 +22,18 @@ using cppmicroservices::ref_any_cast;
 
 enum Plain { first, second };
 
-/// Counts its copies; large enough not to fit into an Any, and without `==`.
-struct Counted {
-  explicit Counted(int& count) : copies(&count) {}
-  Counted(Counted const& other) : copies(other.copies) { ++*copies; }
-  Counted(Counted&&) = default;
+struct Transfers {
+  int copies = 0;
+  int moves = 0;
+};
 
-  int* copies;
-  char filling[100] = {};
+/// Counts its copies and moves; without `==`.
+struct Counted {
+  explicit Counted(Transfers& count) : transfers(&count) {}
+  Counted(Counted const& other) : transfers(other.transfers) { ++transfers->copies; }
+  Counted(Counted&& other) noexcept : transfers(other.transfers) { ++transfers->moves; }
+
+  Transfers* transfers;
 };
 
 std::ostream& operator<<(std::ostream& out, Counted const&) {
@@ -98,14 +102,54 @@ TEST(AnAny, HasAValueOfItsOwnInEachCopy) {
 }
 
 TEST(AnAny, CopiesItsValueOnlyWhenItIsCopied) {
-  int copies = 0;
-  Any sut = Counted(copies);
+  Transfers transfers;
+  Any sut = Counted(transfers);
   Any moved = std::move(sut);
   sut = std::move(moved);
-  EXPECT_EQ(copies, 0);
+  EXPECT_EQ(transfers.copies, 0);
 
   Any const copy = sut;
-  EXPECT_EQ(copies, 1);
+  EXPECT_EQ(transfers.copies, 1);
+}
+
+TEST(AnAny, LeavesItsValueAloneWhenItIsMoved) {
+  Transfers transfers;
+  Any sut = Counted(transfers);
+  transfers = Transfers();
+  Any moved = std::move(sut);
+  sut = std::move(moved);
+  Any other = 1;
+  sut.Swap(other);
+  std::swap(sut, other);
+  std::vector<Any> growing;
+  growing.push_back(std::move(sut));
+  growing.resize(100);
+
+  EXPECT_EQ(transfers.copies, 0);
+  EXPECT_EQ(transfers.moves, 0);
+}
+
+/// \return whether a move leaves the value where it was
+template <class T>
+bool staysWhenMoved(T value) {
+  Any sut = std::move(value);
+  auto const* const before = any_cast<T>(&sut);
+  Any const constructed = std::move(sut);
+  Any assigned;
+  assigned = Any(constructed);
+  auto const* const assignedBefore = any_cast<T>(&assigned);
+  sut = std::move(assigned);
+  return any_cast<T>(&constructed) == before && any_cast<T>(&sut) == assignedBefore;
+}
+
+TEST(AnAny, LeavesItsValueWhereItWasWhenItIsMoved) {
+  EXPECT_TRUE(staysWhenMoved(true));
+  EXPECT_TRUE(staysWhenMoved(5));
+  EXPECT_TRUE(staysWhenMoved(0.5));
+  EXPECT_TRUE(staysWhenMoved(std::string("short")));
+  EXPECT_TRUE(staysWhenMoved(std::string(100, 'x')));
+  EXPECT_TRUE(staysWhenMoved(std::vector<Any>{Any(1)}));
+  EXPECT_TRUE(staysWhenMoved(AnyMap{{"key", Any(1)}}));
 }
 
 TEST(AnAny, IsEmptyAndUsableAfterAMove) {
@@ -194,8 +238,8 @@ TEST(AnAny, EqualsAnotherOneWithAnEqualValueOfThatType) {
 }
 
 TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
-  int copies = 0;
-  Any const sut = Counted(copies);
+  Transfers transfers;
+  Any const sut = Counted(transfers);
   Any const& same = sut;
 
   EXPECT_FALSE(sut == same);

@@ -1,12 +1,23 @@
 #pragma once
 
+// More than this header needs: programs rely on getting these with it.
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <functional>
+#include <iomanip>
+#include <list>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
 #include <utility>
+#include <vector>
 
-#include "cppmicroservices/detail/AnyStorage.h"
+#include "cppmicroservices/detail/AnyContent.h"
 
 namespace cppmicroservices {
 
@@ -14,7 +25,7 @@ namespace cppmicroservices {
 ///
 /// The held type is the decayed type of what was given; it is never converted, so that only a cast
 /// to that very type finds the value. Copies are deep; a moved-from Any is empty and can be used
-/// again. Small values live inside the Any, so a pointer into one does not outlive a move.
+/// again. A move neither copies nor moves the held value: pointers to it stay good.
 /// Different objects may be used by different threads.
 class [[gnu::visibility("default")]] Any {
  public:
@@ -22,27 +33,35 @@ class [[gnu::visibility("default")]] Any {
 
   /// Holds a copy of the value, or the value itself if it may be moved.
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
-  Any(T && value) {
-    emplace(std::forward<T>(value));
-  }
+  Any(T && value) : content_(contentOf(std::forward<T>(value))) {}
 
-  Any(Any const& other);
-  Any(Any && other) noexcept {
-    take(other);
-  }
+  Any(Any const& other) : content_(other.content_ ? other.content_->operations->copy(*other.content_) : nullptr) {}
+  Any(Any && other) noexcept : content_(std::exchange(other.content_, nullptr)) {}
   ~Any() {
-    reset();
+    if (content_) {
+      content_->operations->destroy(content_);
+    }
   }
 
-  Any& operator=(Any const& other);
-  Any& operator=(Any&& other) noexcept;
+  // What is assigned may be part of the value that goes, so that one goes last.
+  Any& operator=(Any const& other) {
+    Any copy(other);
+    return Swap(copy);
+  }
+  Any& operator=(Any&& other) noexcept {
+    Any taken(std::move(other));
+    return Swap(taken);
+  }
 
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
   Any& operator=(T&& value) {
     return *this = Any(std::forward<T>(value));
   }
 
-  Any& Swap(Any & other) noexcept;
+  Any& Swap(Any & other) noexcept {
+    std::swap(content_, other.content_);
+    return *this;
+  }
 
   /// True if a value of exactly that type is held and compares equal by its own `==`. Values of a
   /// type without `==` are never equal.
@@ -51,7 +70,7 @@ class [[gnu::visibility("default")]] Any {
     if constexpr (std::is_array_v<T>) {
       return false;
     } else {
-      return Type() == typeid(T) && detail::AnyHandler<T>::equal(address(), &value);
+      return Type() == typeid(T) && detail::AnyHolder<T>::equal(detail::AnyHolder<T>::from(*content_).value, value);
     }
   }
 
@@ -65,12 +84,12 @@ class [[gnu::visibility("default")]] Any {
   }
 
   bool Empty() const noexcept {
-    return operations_ == nullptr;
+    return content_ == nullptr;
   }
 
   /// The held type, `typeid(void)` if there is none.
   std::type_info const& Type() const noexcept {
-    return operations_ ? *operations_->type : typeid(void);
+    return content_ ? *content_->operations->type : typeid(void);
   }
 
   /// The value as text: strings as they are, `bool` as 1 or 0, floating point numbers with twelve
@@ -102,31 +121,15 @@ class [[gnu::visibility("default")]] Any {
   friend struct detail::AnyPrinter<Any>;
 
   template <class T>
-  void emplace(T && value) {
+  static detail::AnyContent* contentOf(T && value) {
     using Held = std::decay_t<T>;
     static_assert(!std::is_array_v<std::remove_reference_t<T>>,
                   "an Any cannot hold an array; a string literal has to be made a std::string first");
     static_assert(std::is_copy_constructible_v<Held>, "an Any can only hold what can be copied");
-    detail::AnyHandler<Held>::create(storage_, std::forward<T>(value));
-    operations_ = &detail::AnyHandler<Held>::operations;
+    return new detail::AnyHolder<Held>(std::forward<T>(value));
   }
 
-  void const* address() const {
-    return operations_->isInline ? storage_.small : storage_.large;
-  }
-
-  void reset() noexcept {
-    if (operations_ && operations_->destroy) {
-      operations_->destroy(storage_);
-    }
-    operations_ = nullptr;
-  }
-
-  /// Takes over the other one's value; this one has to be empty.
-  void take(Any & other) noexcept;
-
-  detail::AnyStorage storage_ = {};
-  detail::AnyOperations const* operations_ = nullptr;
+  detail::AnyContent* content_ = nullptr;  // owned
 };
 
 /// A cast to a type that is not the held one.
@@ -149,7 +152,7 @@ namespace detail {
 /// The held value without a look at its type, which has to be T.
 template <class T>
 T* unsafe_any_cast(Any* any) {
-  return detail::AnyHandler<std::remove_const_t<T>>::object(any->storage_);
+  return &static_cast<detail::AnyHolder<std::remove_const_t<T>>*>(any->content_)->value;
 }
 
 template <class T>

@@ -100,7 +100,9 @@ class US_Framework_EXPORT Bundle {
 
   /// \return when the bundle was installed or uninstalled
   TimeStamp GetLastModified() const;
+  /// \throws std::logic_error if the bundle is uninstalled
   std::vector<ServiceReferenceU> GetRegisteredServices() const;
+  /// \throws std::logic_error if the bundle is uninstalled
   std::vector<ServiceReferenceU> GetServicesInUse() const;
 
   /// Looks a symbol up in a library.
@@ -109,15 +111,17 @@ class US_Framework_EXPORT Bundle {
   ///         is not active
   void* GetSymbol(void* handle, const std::string& name) const;
 
+  /// Superseded by GetHeaders(), from which it makes ordered maps, nested ones too.
   US_DEPRECATED std::map<std::string, Any> GetProperties() const;
+  /// \return the header of exactly that name; else the framework's property; else an empty value
   US_DEPRECATED Any GetProperty(const std::string& key) const;
   US_DEPRECATED std::vector<std::string> GetPropertyKeys() const;
 
   /// Starts the bundle and returns when its activator did. Starting an active bundle does nothing. While
   /// another thread starts, stops or uninstalls the bundle, this waits for it.
   /// On the framework itself: initialises it, if need be, and makes it active.
-  /// \throws SharedLibraryException if the library cannot be loaded, or as SecurityException if a bundle listener
-  ///         throws that
+  /// \throws SharedLibraryException if the library cannot be loaded, the activator throws a std::system_error, or, as
+  ///         SecurityException, if a bundle listener throws that
   /// \throws std::runtime_error naming bundle, location and reason if entry points are missing, the
   ///         activator throws, the framework was stopped, or the bundle is just being started, stopped or
   ///         uninstalled by this very thread; the bundle then is as before, and none of its services stay

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fstream>  // programs rely on getting it with this header
 #include <ios>
 #include <istream>
 #include <sstream>

@@ -128,6 +128,9 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
   using Items = detail::TrackedItems<Bundle, T, BundleEvent>;
 
   static void take(Items& items, BundleStateMaskType mask, const BundleEvent& event) {
+    if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
+      return;  // a step of uninstalling the bundle, whose end is an event of its own
+    }
     const auto bundle = event.GetBundle();
     if (bundle.GetState() & mask) {
       items.track(bundle, event);

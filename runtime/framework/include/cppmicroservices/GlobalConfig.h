@@ -28,7 +28,12 @@
 #define US_PLATFORM_LINUX
 
 #define US_LIB_PREFIX "lib"
+// Libraries that CMake builds in the configuration Debug have a name of their own.
+#ifdef NDEBUG
 #define US_LIB_POSTFIX ""
+#else
+#define US_LIB_POSTFIX "d"
+#endif
 #define US_LIB_EXT ".so"
 #define US_EXE_EXT ""
 

@@ -1,8 +1,11 @@
 #pragma once
 
+// Programs rely on getting <atomic> and <mutex> with this header.
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
 #include <vector>

@@ -22,22 +22,23 @@
 
 namespace cppmicroservices {
 
-/// Keeps up with the services of one interface, or those that match a filter: while it is open, it has an
-/// object for each of them. Any thread may use it. The customizer, if it is not the tracker itself, has to
-/// live until the tracker is closed; who derives from the tracker closes it in the destructor.
+/// Keeps up with the services of one interface, those of them that match a filter, or one service: while it is open,
+/// it has an object for each of them. Services without the interface S are never tracked; with S = void all count. Any
+/// thread may use it. The customizer, if it is not the tracker itself, has to live until the tracker is closed; who
+/// derives from the tracker closes it in the destructor.
 template <class S, class T = S>
 class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
  public:
   using TrackedParamType = typename ServiceTrackerCustomizer<S, T>::TrackedParamType;
   using TrackingMap = std::unordered_map<ServiceReference<S>, std::shared_ptr<TrackedParamType>>;
 
-  /// Tracks one service.
+  /// Tracks one service, under the reference that is given here.
   ServiceTracker(const BundleContext& context, const ServiceReference<S>& reference,
                  ServiceTrackerCustomizer<S, T>* customizer = nullptr)
       : ServiceTracker(
             context,
             "(" + Constants::SERVICE_ID + "=" + reference.GetProperty(Constants::SERVICE_ID).ToStringNoExcept() + ")",
-            {}, customizer) {}
+            {}, customizer, reference) {}
   /// Tracks the services of an interface.
   ServiceTracker(const BundleContext& context, const std::string& clazz,
                  ServiceTrackerCustomizer<S, T>* customizer = nullptr)
@@ -69,9 +70,9 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
         return;
       }
       token_ = context_.AddServiceListener(
-          [watch = std::weak_ptr<Items>(items)](const ServiceEvent& event) {
+          [watch = std::weak_ptr<Items>(items), only = reference_](const ServiceEvent& event) {
             if (const auto tracked = watch.lock()) {
-              take(*tracked, event);
+              take(*tracked, event, only);
             }
           },
           filter_);
@@ -199,10 +200,12 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   using Deadline = std::optional<std::chrono::steady_clock::time_point>;
 
   ServiceTracker(const BundleContext& context, std::string filter, std::string clazz,
-                 ServiceTrackerCustomizer<S, T>* customizer)
+                 ServiceTrackerCustomizer<S, T>* customizer,
+                 const ServiceReference<S>& reference = ServiceReference<S>())
       : context_(context),
         filter_(std::move(filter)),
         class_(std::move(clazz)),
+        reference_(reference),
         customizer_(customizer ? customizer : this) {}
 
   static std::string requiredInterfaceId() {
@@ -232,8 +235,13 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return now + std::chrono::duration_cast<std::chrono::steady_clock::duration>(duration);
   }
 
-  static void take(Items& items, const ServiceEvent& event) {
-    const auto reference = event.GetServiceReference<S>();
+  static bool refersToNone(const ServiceReference<S>& reference) { return reference == ServiceReference<S>(); }
+
+  static void take(Items& items, const ServiceEvent& event, const ServiceReference<S>& only) {
+    const auto reference = refersToNone(only) ? event.GetServiceReference<S>() : only;
+    if (refersToNone(reference)) {
+      return;  // the service matches the filter, but does not have the interface
+    }
     const auto type = event.GetType();
     if (type == ServiceEvent::SERVICE_REGISTERED || type == ServiceEvent::SERVICE_MODIFIED) {
       items.track(reference, event);
@@ -259,8 +267,13 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   }
 
   std::vector<ServiceReference<S>> initialReferences() {
+    if (!refersToNone(reference_)) {
+      return reference_ ? std::vector<ServiceReference<S>>{reference_} : std::vector<ServiceReference<S>>();
+    }
     const auto found = context_.GetServiceReferences(class_, class_.empty() ? filter_ : std::string());
-    return std::vector<ServiceReference<S>>(found.begin(), found.end());
+    std::vector<ServiceReference<S>> references(found.begin(), found.end());
+    references.erase(std::remove_if(references.begin(), references.end(), refersToNone), references.end());
+    return references;
   }
 
   std::shared_ptr<Items> open() const {
@@ -284,6 +297,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   mutable BundleContext context_;
   const std::string filter_;
   const std::string class_;
+  const ServiceReference<S> reference_;  // to none unless the tracker was made for one service
   ServiceTrackerCustomizer<S, T>* const customizer_;
 
   mutable std::mutex mutex_;

@@ -45,12 +45,25 @@ void collect(const ResourceNode& folder, const std::string& pattern, bool recurs
   }
 }
 
-/// \return null for a framework
-std::shared_ptr<const ResourceTree> resourcesOf(const BundlePrivate& bundle) {
+void requireInstalled(const BundlePrivate& bundle) {
   if (bundle.state == Bundle::STATE_UNINSTALLED) {
     throw std::logic_error(bundle.described() + " is uninstalled");
   }
+}
+
+/// \return null for a framework
+std::shared_ptr<const ResourceTree> resourcesOf(const BundlePrivate& bundle) {
+  requireInstalled(bundle);
   return bundle.resources();
+}
+
+std::map<std::string, Any> withOrderedMaps(const AnyMap& headers) {
+  std::map<std::string, Any> ordered;
+  for (const auto& [name, value] : headers) {
+    const auto* const nested = any_cast<AnyMap>(&value);
+    ordered.emplace(name, nested ? Any(withOrderedMaps(*nested)) : value);
+  }
+  return ordered;
 }
 
 }  // namespace
@@ -157,12 +170,14 @@ Bundle::TimeStamp Bundle::GetLastModified() const {
 }
 
 std::vector<ServiceReferenceU> Bundle::GetRegisteredServices() const {
-  const auto framework = valid()->framework.lock();
+  requireInstalled(*valid());
+  const auto framework = bundle_->framework.lock();
   return framework ? framework->services.registeredBy(*bundle_) : std::vector<ServiceReferenceU>();
 }
 
 std::vector<ServiceReferenceU> Bundle::GetServicesInUse() const {
-  const auto framework = valid()->framework.lock();
+  requireInstalled(*valid());
+  const auto framework = bundle_->framework.lock();
   return framework ? framework->services.usedBy(*bundle_) : std::vector<ServiceReferenceU>();
 }
 
@@ -177,19 +192,23 @@ void* Bundle::GetSymbol(void* handle, const std::string& name) const {
 }
 
 std::map<std::string, Any> Bundle::GetProperties() const {
-  const auto& headers = GetHeaders();
-  return std::map<std::string, Any>(headers.begin(), headers.end());
+  return withOrderedMaps(GetHeaders());
 }
 
 Any Bundle::GetProperty(const std::string& key) const {
-  const auto found = GetHeaders().find(key);
-  return found == GetHeaders().end() ? Any() : found->second;
+  const auto properties = withOrderedMaps(GetHeaders());
+  const auto found = properties.find(key);
+  if (found != properties.end() && !found->second.Empty()) {
+    return found->second;
+  }
+  const auto framework = bundle_->framework.lock();
+  return framework ? framework->properties.value(key) : Any();
 }
 
 std::vector<std::string> Bundle::GetPropertyKeys() const {
   std::vector<std::string> keys;
-  for (const auto& header : GetHeaders()) {
-    keys.push_back(header.first);
+  for (const auto& property : withOrderedMaps(GetHeaders())) {
+    keys.push_back(property.first);
   }
   return keys;
 }

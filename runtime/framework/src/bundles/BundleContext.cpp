@@ -58,7 +58,8 @@ BundleContext::BundleContext() = default;
 BundleContext::BundleContext(std::shared_ptr<BundleContextPrivate> context) : context_(std::move(context)) {}
 
 bool BundleContext::operator==(const BundleContext& other) const {
-  return context_ == other.context_;
+  const bool valid = static_cast<bool>(*this);
+  return valid == static_cast<bool>(other) && (!valid || context_ == other.context_);
 }
 
 bool BundleContext::operator!=(const BundleContext& other) const {

@@ -55,8 +55,6 @@ std::ostream& operator<<(std::ostream& out, BundleEvent::Type type) {
       return out << "STARTED";
     case BundleEvent::BUNDLE_STOPPED:
       return out << "STOPPED";
-    case BundleEvent::BUNDLE_UPDATED:
-      return out << "UPDATED";
     case BundleEvent::BUNDLE_UNINSTALLED:
       return out << "UNINSTALLED";
     case BundleEvent::BUNDLE_RESOLVED:
@@ -69,8 +67,10 @@ std::ostream& operator<<(std::ostream& out, BundleEvent::Type type) {
       return out << "STOPPING";
     case BundleEvent::BUNDLE_LAZY_ACTIVATION:
       return out << "LAZY_ACTIVATION";
+    case BundleEvent::BUNDLE_UPDATED:
+      break;  // no bundle is ever updated
   }
-  return out << "unknown bundle event type (" << static_cast<unsigned int>(type) << ")";
+  return out << "Unknown bundle event type (" << static_cast<unsigned int>(type) << ")";
 }
 
 std::ostream& operator<<(std::ostream& out, const BundleEvent& event) {

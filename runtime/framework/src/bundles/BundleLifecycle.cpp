@@ -110,17 +110,10 @@ void BundleLifecycle::validate(const BundlePointer& bundle) {
   }
 }
 
-BundleLibrary BundleLifecycle::load(const BundlePointer& bundle) {
-  try {
-    return BundleLibrary(*bundle, framework_.properties.libraryLoadOptions());
-  } catch (const std::system_error& error) {
-    throw SharedLibraryException(error.code(), error.what(), framework_.handleOf(bundle));
-  }
-}
-
 void BundleLifecycle::runActivator(const BundlePointer& bundle) {
   try {
-    auto code = std::make_shared<RunningCode>(RunningCode{load(bundle), {nullptr, nullptr}});
+    auto code = std::make_shared<RunningCode>(
+        RunningCode{BundleLibrary(*bundle, framework_.properties.libraryLoadOptions()), {nullptr, nullptr}});
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       running_[bundle.get()] = code;
@@ -131,6 +124,9 @@ void BundleLifecycle::runActivator(const BundlePointer& bundle) {
     code->activator->Start(detail::HandleAccess::context(context));
   } catch (const SharedLibraryException&) {
     throw;
+  } catch (const std::system_error& error) {
+    // The library cannot be loaded, or the activator lacks something of the system's.
+    throw SharedLibraryException(error.code(), error.what(), framework_.handleOf(bundle));
   } catch (...) {
     throw std::runtime_error("Bundle " + bundle->symbolicName + " (location= " + bundle->location +
                              ") start failed: " + currentExceptionText());

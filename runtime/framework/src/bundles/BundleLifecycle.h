@@ -41,7 +41,6 @@ class BundleLifecycle {
   bool wantsActivator(const BundlePointer& bundle);
   void validate(const BundlePointer& bundle);
   void runActivator(const BundlePointer& bundle);
-  BundleLibrary load(const BundlePointer& bundle);
   void tellStarted(const BundlePointer& bundle);
   void startFailed(const BundlePointer& bundle);
   void stopActive(const BundlePointer& bundle);

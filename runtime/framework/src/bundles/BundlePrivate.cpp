@@ -10,12 +10,26 @@
 
 namespace cppmicroservices {
 
+namespace {
+
+/// The system bundle has no file that a manifest could be in.
+AnyMap systemHeaders(const BundleVersion& version) {
+  return {{Constants::BUNDLE_SYMBOLICNAME, Constants::SYSTEM_BUNDLE_SYMBOLICNAME},
+          {Constants::BUNDLE_NAME, Constants::SYSTEM_BUNDLE_LOCATION},
+          {Constants::BUNDLE_VERSION, version.ToString()},
+          {Constants::BUNDLE_MANIFESTVERSION, std::string("2")},
+          {Constants::BUNDLE_VENDOR, std::string("SPF runtime")},
+          {Constants::BUNDLE_DESCRIPTION, std::string("The framework as a bundle")}};
+}
+
+}  // namespace
+
 std::shared_ptr<BundlePrivate> BundlePrivate::forSystem(const std::shared_ptr<FrameworkCore>& framework) {
+  const BundleVersion version(US_VERSION_MAJOR, US_VERSION_MINOR, US_VERSION_PATCH);
   return std::make_shared<BundlePrivate>(
       framework, 0,
-      BundleDescription{Constants::SYSTEM_BUNDLE_LOCATION, Constants::SYSTEM_BUNDLE_SYMBOLICNAME,
-                        BundleVersion(US_VERSION_MAJOR, US_VERSION_MINOR, US_VERSION_PATCH),
-                        AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS)});
+      BundleDescription{Constants::SYSTEM_BUNDLE_LOCATION, Constants::SYSTEM_BUNDLE_SYMBOLICNAME, version,
+                        systemHeaders(version)});
 }
 
 BundlePrivate::BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description)

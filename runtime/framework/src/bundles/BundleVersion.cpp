@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <sstream>
 #include <stdexcept>
 #include <tuple>
 #include <utility>
@@ -16,21 +17,21 @@ bool isQualifierCharacter(char character) {
          (character >= '0' && character <= '9') || character == '_' || character == '-';
 }
 
+/// \return the parts between the dots; a dot at the end begins no further one
 std::vector<std::string> splitAtDots(const std::string& text) {
   std::vector<std::string> parts;
-  std::size_t begin = 0;
-  for (auto dot = text.find('.'); dot != std::string::npos; dot = text.find('.', begin)) {
-    parts.push_back(text.substr(begin, dot - begin));
-    begin = dot + 1;
+  std::istringstream stream(text);
+  for (std::string part; std::getline(stream, part, '.');) {
+    parts.push_back(part);
   }
-  parts.push_back(text.substr(begin));
   return parts;
 }
 
-unsigned int numberFrom(const std::string& text, const std::string& version) {
+/// \return the number that the part begins with, after any blanks; what follows it is left out
+unsigned int numberFrom(const std::string& part, const std::string& version) {
+  const auto begin = std::min(part.find_first_not_of(" \t\n\v\f\r"), part.size());
   unsigned int number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) {
+  if (std::from_chars(part.data() + begin, part.data() + part.size(), number).ec != std::errc()) {
     throw std::invalid_argument("invalid format: '" + version + "' is not major[.minor[.micro[.qualifier]]]");
   }
   return number;

@@ -6,6 +6,7 @@
 #include "bundles/BundleContextPrivate.h"
 #include "bundles/BundlePrivate.h"
 #include "core/Attempt.h"
+#include "core/ExceptionText.h"
 #include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/SecurityException.h"
@@ -194,7 +195,8 @@ void EventListeners::frameworkChanged(const FrameworkEvent& event) {
     try {
       entry.function(event);
     } catch (...) {
-      // Nobody is left to tell: an event about it would come back to the same listener.
+      // An event about it would come back to the same listener.
+      framework_.log("A Framework Listener threw an exception: " + currentExceptionText());
     }
   });
 }

@@ -21,7 +21,7 @@ class ServiceRecord;
 
 /// One framework's listeners of all three kinds, and how they are called: on the thread of the event, with
 /// no lock held. Exceptions of service and bundle listeners become FRAMEWORK_ERROR events (two kinds of them also
-/// go on, see bundleChanged), those of framework listeners are ignored. Any thread may use it.
+/// go on, see bundleChanged), those of framework listeners are logged. Any thread may use it.
 class EventListeners {
  public:
   explicit EventListeners(FrameworkCore& framework);

@@ -41,11 +41,4 @@ Bundle FrameworkCore::handleOf(const std::shared_ptr<BundlePrivate>& bundle) con
   return bundle ? detail::HandleAccess::bundle(bundle, lease_.lock()) : Bundle();
 }
 
-void FrameworkCore::log(const FrameworkEvent& event) {
-  if (properties.logEnabled()) {
-    const std::lock_guard<std::mutex> lock(logMutex_);
-    logger_ << "framework " << id << ": " << event << std::endl;
-  }
-}
-
 }  // namespace cppmicroservices

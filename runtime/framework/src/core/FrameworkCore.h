@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <iosfwd>
 #include <memory>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <unordered_map>
 
@@ -32,8 +32,14 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
   Bundle handleOf(const std::shared_ptr<BundlePrivate>& bundle) const;
   const std::shared_ptr<BundlePrivate>& systemBundle() const { return systemBundle_; }
 
-  /// Writes an event to the framework's log, if it has one.
-  void log(const FrameworkEvent& event);
+  /// Writes an event or a message to the framework's log, if it has one.
+  template <class Entry>
+  void log(const Entry& entry) {
+    if (properties.logEnabled()) {
+      const std::lock_guard<std::mutex> lock(logMutex_);
+      logger_ << "framework " << id << ": " << entry << std::endl;
+    }
+  }
 
   // constant after construction
   const std::uint64_t id;  ///< counted up in the process, so that frameworks have an order

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <random>
+#include <utility>
 
 #include "cppmicroservices/Bundle.h"
 #include "cppmicroservices/Constants.h"
@@ -22,11 +23,18 @@ std::string randomId() {
   return id;
 }
 
+template <class T>
+void replaceUnlessHeld(Any& value, T standard) {
+  if (value.Type() != typeid(T)) {
+    value = std::move(standard);
+  }
+}
+
 std::unordered_map<std::string, Any> completed(std::unordered_map<std::string, Any> values) {
   values.emplace(Constants::FRAMEWORK_LOG, false);
   values.emplace(Constants::FRAMEWORK_WORKING_DIR, std::filesystem::current_path().string());
-  values.emplace(Constants::FRAMEWORK_STORAGE, std::string("fwdir"));
-  values.emplace(Constants::LIBRARY_LOAD_OPTIONS, int{RTLD_LAZY | RTLD_LOCAL});
+  replaceUnlessHeld(values[Constants::FRAMEWORK_STORAGE], std::string("fwdir"));
+  replaceUnlessHeld(values[Constants::LIBRARY_LOAD_OPTIONS], int{RTLD_LAZY | RTLD_LOCAL});
   values.emplace(Constants::FRAMEWORK_UUID, randomId());
   // What the framework is cannot be configured.
   values[Constants::FRAMEWORK_THREADING_SUPPORT] = Constants::FRAMEWORK_THREADING_MULTI;

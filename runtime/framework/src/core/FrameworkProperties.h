@@ -14,7 +14,8 @@ class Bundle;
 /// A framework's properties: those given and those that every framework has. Constant after construction.
 class FrameworkProperties {
  public:
-  /// \throws BadAnyCastException if a property that the framework itself reads has the wrong type
+  /// Storage folder and load options of a wrong type are replaced by the defaults.
+  /// \throws BadAnyCastException if another property that the framework itself reads has the wrong type
   explicit FrameworkProperties(const std::unordered_map<std::string, Any>& given);
 
   /// \return an empty value if there is no property of exactly that name

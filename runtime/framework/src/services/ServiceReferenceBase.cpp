@@ -105,7 +105,7 @@ std::size_t ServiceReferenceBase::Hash() const {
 
 std::ostream& operator<<(std::ostream& out, const ServiceReferenceBase& reference) {
   if (!reference) {
-    return out << "Reference to no registered service";
+    return out << "Invalid service reference";
   }
   return out << "Reference for service object registered from " << reference.GetBundle() << " ("
              << reference.GetProperty(Constants::OBJECTCLASS).ToStringNoExcept() << ", "

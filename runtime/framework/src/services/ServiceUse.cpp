@@ -1,6 +1,7 @@
 #include "services/ServiceUse.h"
 
 #include <exception>
+#include <stdexcept>
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
@@ -50,38 +51,43 @@ ServiceUse::~ServiceUse() {
 }
 
 bool ServiceUse::make() {
+  InterfaceMapConstPtr made;
   try {
-    return finish(askFactory());
-  } catch (const ServiceException& error) {
-    reportFailure(error.what(), error.GetType());
+    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_));
   } catch (...) {
-    reportFailure("Service factory threw an exception: " + currentExceptionText(), ServiceException::FACTORY_EXCEPTION);
+    reportFactoryException();
+    return finish(nullptr);
   }
-  return finish(nullptr);
+  return finish(isComplete(made) ? made : nullptr);
 }
 
-InterfaceMapConstPtr ServiceUse::askFactory() {
-  auto made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_));
-  requireComplete(made);
-  return made;
-}
-
-void ServiceUse::requireComplete(const InterfaceMapConstPtr& made) const {
+bool ServiceUse::isComplete(const InterfaceMapConstPtr& made) {
   if (!made || made->empty()) {
-    throw ServiceException("The service factory returned no service object", ServiceException::FACTORY_ERROR);
+    const std::string message = "The service factory returned no service object";
+    report(FrameworkEvent::FRAMEWORK_ERROR, message, ServiceException(message, ServiceException::FACTORY_ERROR));
+    return false;
   }
   for (const auto& name : record_->classes) {
     if (name != detail::factoryInterfaceId() && !ExtractInterface(made, name)) {
-      throw ServiceException("The service factory returned an object that does not implement " + name,
-                             ServiceException::FACTORY_ERROR);
+      const auto message = "The service factory returned an object that does not implement " + name;
+      report(FrameworkEvent::FRAMEWORK_WARNING, message, std::logic_error(message));
+      return false;
     }
   }
+  return true;
 }
 
-void ServiceUse::reportFailure(const std::string& message, ServiceException::Type type) {
+/// Reports the exception that is just being handled.
+void ServiceUse::reportFactoryException() {
+  const auto reason = currentExceptionText();
+  report(FrameworkEvent::FRAMEWORK_ERROR, "The service factory threw an exception: " + reason,
+         ServiceException(reason, ServiceException::FACTORY_EXCEPTION));
+}
+
+template <class Exception>
+void ServiceUse::report(FrameworkEvent::Type type, const std::string& message, const Exception& exception) {
   if (const auto framework = user_->framework.lock()) {
-    framework->listeners.report(FrameworkEvent::FRAMEWORK_ERROR, record_->bundle, message,
-                                std::make_exception_ptr(ServiceException(message, type)));
+    framework->listeners.report(type, user_, message, std::make_exception_ptr(exception));
   }
 }
 
@@ -104,8 +110,8 @@ bool ServiceUse::await() {
   std::unique_lock<std::mutex> lock(mutex_);
   if (progress_ == Progress::making && maker_ == std::this_thread::get_id()) {
     lock.unlock();
-    reportFailure("The service factory asked for the service that it is just making",
-                  ServiceException::FACTORY_RECURSION);
+    const std::string message = "The service factory asked for the service that it is just making";
+    report(FrameworkEvent::FRAMEWORK_ERROR, message, ServiceException(message, ServiceException::FACTORY_RECURSION));
     return false;
   }
   made_.wait(lock, [this] { return progress_ != Progress::making; });
@@ -133,11 +139,7 @@ void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
   try {
     factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_), object);
   } catch (...) {
-    if (const auto framework = user_->framework.lock()) {
-      framework->listeners.report(FrameworkEvent::FRAMEWORK_WARNING, record_->bundle,
-                                  "Service factory threw an exception: " + currentExceptionText(),
-                                  std::current_exception());
-    }
+    reportFactoryException();
   }
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "cppmicroservices/FrameworkEvent.h"
 #include "cppmicroservices/ServiceException.h"
 #include "cppmicroservices/ServiceFactory.h"
 #include "cppmicroservices/ServiceInterface.h"
@@ -50,9 +51,12 @@ class ServiceUse {
  private:
   enum class Progress { making, ready, failed };
 
-  InterfaceMapConstPtr askFactory();
-  void requireComplete(const InterfaceMapConstPtr& made) const;
-  void reportFailure(const std::string& message, ServiceException::Type type);
+  /// Reports what is missing.
+  bool isComplete(const InterfaceMapConstPtr& made);
+  void reportFactoryException();
+  /// Sends a framework event about the bundle that asked for the service.
+  template <class Exception>
+  void report(FrameworkEvent::Type type, const std::string& message, const Exception& exception);
   bool finish(InterfaceMapConstPtr made);
   void giveBack(const InterfaceMapConstPtr& object) noexcept;
 

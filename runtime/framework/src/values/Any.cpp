@@ -8,46 +8,9 @@
 
 namespace cppmicroservices {
 
-Any::Any(Any const& other) {
-  if (other.operations_ && other.operations_->copy) {
-    other.operations_->copy(other.storage_, storage_);
-  } else {
-    storage_ = other.storage_;
-  }
-  operations_ = other.operations_;
-}
-
-void Any::take(Any& other) noexcept {
-  if (other.operations_ && other.operations_->move) {
-    other.operations_->move(other.storage_, storage_);
-  } else {
-    storage_ = other.storage_;
-  }
-  operations_ = std::exchange(other.operations_, nullptr);
-}
-
-// What is assigned may be part of the value that goes, so that one goes last.
-Any& Any::operator=(Any const& other) {
-  Any copy(other);
-  return Swap(copy);
-}
-
-Any& Any::operator=(Any&& other) noexcept {
-  Any taken(std::move(other));
-  return Swap(taken);
-}
-
-Any& Any::Swap(Any& other) noexcept {
-  if (this != &other) {
-    Any mine(std::move(*this));
-    take(other);
-    other.take(mine);
-  }
-  return *this;
-}
-
 bool Any::operator==(Any const& other) const {
-  return !Empty() && !other.Empty() && Type() == other.Type() && operations_->equal(address(), other.address());
+  return !Empty() && !other.Empty() && Type() == other.Type() &&
+         content_->operations->equal(*content_, *other.content_);
 }
 
 std::string Any::ToString() const {

@@ -57,14 +57,14 @@ void AnyPrinter<Any>::text(std::ostream& out, Any const& value) {
   if (value.Empty()) {
     throw std::logic_error("empty any");
   }
-  value.operations_->text(out, value.address());
+  value.content_->operations->text(out, *value.content_);
 }
 
 void AnyPrinter<Any>::json(std::ostream& out, Any const& value, Layout layout) {
   if (value.Empty()) {
     out << "null";
   } else {
-    value.operations_->json(out, value.address(), layout);
+    value.content_->operations->json(out, *value.content_, layout);
   }
 }
 
@@ -72,7 +72,7 @@ void AnyPrinter<Any>::cpp(std::ostream& out, Any const& value, Layout layout) {
   if (value.Empty()) {
     out << "null";
   } else {
-    value.operations_->cpp(out, value.address(), layout);
+    value.content_->operations->cpp(out, *value.content_, layout);
   }
 }
 
