@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <vector>
 
 namespace spf::zeromq {
 
@@ -19,14 +20,25 @@ rlimit descriptorLimit() {
   return limit;
 }
 
-/// Why a descriptor cannot be had now; 0 when one can.
+/// More than an endpoint needs: what failed for want of one descriptor has given others back.
+constexpr std::size_t probedDescriptors = 16;
+
+/// Why so many descriptors cannot be had now; 0 when they can.
 int probeDescriptors() {
-  const int descriptor = eventfd(0, EFD_CLOEXEC);
-  if (descriptor < 0) {
-    return errno;
+  std::vector<int> descriptors;
+  int error = 0;
+  while (error == 0 && descriptors.size() < probedDescriptors) {
+    const int descriptor = eventfd(0, EFD_CLOEXEC);
+    if (descriptor < 0) {
+      error = errno;
+    } else {
+      descriptors.push_back(descriptor);
+    }
   }
-  close(descriptor);
-  return 0;
+  for (const int descriptor : descriptors) {
+    close(descriptor);
+  }
+  return error;
 }
 
 }  // namespace
