@@ -1,107 +1,35 @@
-#include "agent/spf/frameworkinterfaces/Transport.hpp"
-
-#include <atomic>
 #include <future>
 #include <thread>
 
-#include "spf/test/Gate.hpp"
-#include "support/RunningFramework.hpp"
+#include "support/TestListener.hpp"
 
 namespace {
 
-using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::Transport;
 using frameworktest::freeAddress;
-using frameworktest::RunningFramework;
-using spf::test::Gate;
 using std::chrono::milliseconds;
 using testing::AllOf;
 using testing::HasSubstr;
 
-class TestListener : public EndpointListener {
- public:
-  void opened() override { isOpened.open(); }
-  void failed(std::exception_ptr error) override {
-    reason = error;
-    hasFailed.open();
-  }
-  void closed() override { isClosed.open(); }
-  std::string answer(const std::string& request) override {
-    if (request == "refuse") {
-      throw std::runtime_error("no such thing");
-    }
-    if (request == "throw") {
-      throw 42;
-    }
-    if (request == "wait") {
-      EXPECT_TRUE(mayAnswer.wait());
-    }
-    return "answer to " + request;
-  }
-
-  std::string failure() {
-    EXPECT_TRUE(hasFailed.wait());
-    try {
-      std::rethrow_exception(reason);
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-  }
-
-  Gate isOpened;
-  Gate hasFailed;
-  Gate isClosed;
-  Gate mayAnswer;
-  std::exception_ptr reason;
-};
-
-class ATransport : public testing::Test {
- protected:
-  std::shared_ptr<TestListener> newListener() { return std::make_shared<TestListener>(); }
-
-  Transport::EndpointID bind(const std::string& where, const std::shared_ptr<TestListener>& listener) {
-    return sut->bind({"server", where, where}, listener);
-  }
-
-  Transport::EndpointID connect(const std::string& where, const std::shared_ptr<TestListener>& listener) {
-    return sut->connect({"client", "name", where}, listener);
-  }
-
-  /// A server and a client that is connected to it.
-  void connectPair() {
-    serverID = bind(address, server);
-    EXPECT_TRUE(server->isOpened.wait());
-    clientID = connect(address, client);
-    EXPECT_TRUE(client->isOpened.wait());
-  }
-
-  std::string ask(const std::string& request, milliseconds timeout = std::chrono::seconds(20)) {
-    return sut->ask("client", "name", request, timeout);
-  }
-
-  std::string errorOf(const std::string& request, milliseconds timeout = std::chrono::seconds(20)) {
-    try {
-      ask(request, timeout);
-    } catch (const std::runtime_error& error) {
-      return error.what();
-    }
-    return "";
-  }
-
-  RunningFramework framework;
-  const std::shared_ptr<Transport> sut = framework.service<Transport>();
-  const std::string address = freeAddress();
-  const std::shared_ptr<TestListener> server = newListener();
-  const std::shared_ptr<TestListener> client = newListener();
-  Transport::EndpointID serverID = 0;
-  Transport::EndpointID clientID = 0;
-};
+class ATransport : public frameworktest::TransportFixture {};
 
 TEST_F(ATransport, CarriesRequestsAndAnswers) {
   connectPair();
   EXPECT_EQ(ask("question"), "answer to question");
   EXPECT_EQ(ask(""), "answer to ");
-  EXPECT_EQ(ask(std::string(1000000, 'x')).size(), 1000010u);
+  EXPECT_EQ(ask(std::string(60000, 'x')).size(), 60010u);
+  EXPECT_EQ(ask("size 1000000").size(), 1000000u);
+}
+
+TEST_F(ATransport, RefusesRequestsAndAnswersThatAreTooLarge) {
+  connectPair();
+  EXPECT_EQ(ask(std::string(64 * 1024, 'x')).size(), 64 * 1024 + 10u);
+  EXPECT_THAT(errorOf(std::string(64 * 1024 + 1, 'x')),
+              HasSubstr("the request has 65537 bytes; at most 65536 are allowed"));
+  EXPECT_EQ(ask("size 1048576").size(), 1048576u);
+  EXPECT_THAT(errorOf("size 1048577"),
+              HasSubstr("the peer refuses: the answer has 1048577 bytes; at most 1048576 are allowed"));
+  EXPECT_EQ(ask("question"), "answer to question");
 }
 
 TEST_F(ATransport, CarriesThemInsideTheProcessToo) {

@@ -61,7 +61,8 @@ bool mayInclude(const Room& from, const Room& to) {
     return true;
   }
   if (from.folder == "framework/bundles") {
-    return to.folder == "runtime" || to.folder == "framework/listener" || to.folder == "framework/interfaces";
+    return to.folder == "runtime" || to.folder == "host/logging" || to.folder == "framework/listener" ||
+           to.folder == "framework/interfaces";
   }
   return to.level < from.level;
 }

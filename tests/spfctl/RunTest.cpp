@@ -124,6 +124,46 @@ TEST_F(SpfctlRun, ShowsTheLibrarysLogRecordsWhenAsked) {
   EXPECT_THAT(result.err, HasSubstr("4: About to remove spf configuration for x\n"));
 }
 
+// What waited for each other took half a second for each: the limit leaves no time for that.
+TEST_F(SpfctlRun, BindsManyWildcardPortsWithoutWaiting) {
+  std::vector<std::string> publishers;
+  for (int i = 0; i < 20; ++i) {
+    publishers.push_back(publisher("p" + std::to_string(i), quoted("tcp://127.0.0.1:*")));
+  }
+  const auto result = run(configuration(publishers), {"--once", "--timeout", "5s"});
+  EXPECT_EQ(result.code, 0) << result.err;
+}
+
+std::string underDescriptorLimits(const std::string& limits, const Arguments& command) {
+  std::string line = "ulimit " + limits + " && exec";
+  for (const auto& argument : command) {
+    line += " '" + argument + "'";
+  }
+  return line;
+}
+
+std::string wildcardPorts(int count) {
+  std::string endpoints = "\"tcp://127.0.0.1:*\"";
+  for (int i = 1; i < count; ++i) {
+    endpoints += ", \"tcp://127.0.0." + std::to_string(1 + i) + ":*\"";
+  }
+  return endpoints;
+}
+
+TEST_F(SpfctlRun, RaisesItsSoftLimitOfFileDescriptors) {
+  const auto file = configuration({publisher("p", wildcardPorts(100))});
+  Process process({"/bin/sh", "-c", underDescriptorLimits("-Sn 64", command(file, {"--once"}))});
+  EXPECT_EQ(process.wait(), 0) << process.err();
+  EXPECT_THAT(process.out(), HasSubstr("p: ready\n"));
+}
+
+TEST_F(SpfctlRun, NamesTheLimitOfFileDescriptorsWhenItIsReached) {
+  const auto file = configuration({publisher("p", wildcardPorts(100))});
+  Process process({"/bin/sh", "-c", underDescriptorLimits("-Sn 128 && ulimit -Hn 128", command(file))});
+  EXPECT_EQ(process.wait(), 5) << process.err();
+  EXPECT_THAT(process.err(), HasSubstr("the process has reached its limit of 128 open files"));
+}
+
 TEST_F(SpfctlRun, DrawsABlockOnATerminal) {
   Process process(command(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once"}),
                   Process::Stdout::terminal);

@@ -85,6 +85,19 @@ std::string freeAddress() {
   return "tcp://" + hostOfThisProcess() + ":" + std::to_string(next++);
 }
 
+std::string freePort() {
+  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  socklen_t size = sizeof(where);
+  if (bind(probe, reinterpret_cast<const sockaddr*>(&where), size) != 0 ||
+      getsockname(probe, reinterpret_cast<sockaddr*>(&where), &size) != 0) {
+    throw std::runtime_error("cannot find a free port");
+  }
+  close(probe);
+  return std::to_string(ntohs(where.sin_port));
+}
+
 TakenPort::TakenPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   const auto colon = address_.rfind(':');
   sockaddr_in where{};

@@ -47,6 +47,9 @@ class RunningFramework {
 /// A TCP address on the loopback network that no other test uses at the same time.
 std::string freeAddress();
 
+/// A port that is free on every host of this machine, for addresses that are not of this process's own host.
+std::string freePort();
+
 /// Holds a TCP port of the loopback network as another process would.
 class TakenPort {
  public:

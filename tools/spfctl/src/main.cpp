@@ -1,4 +1,5 @@
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <iostream>
@@ -18,9 +19,19 @@ std::size_t terminalColumns() {
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
 }
 
+// Every endpoint needs file descriptors. The soft limit is low for programs that use select(), which this one does not.
+void raiseDescriptorLimit() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    limit.rlim_cur = limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  raiseDescriptorLimit();
   spfctl::Changes changes;
   const spfctl::Signals signals(changes);
   try {

@@ -7,35 +7,118 @@
 
 namespace spf::zeromq {
 
-int BoundEndpoint::monitoredEvents() const {
-  return ZMQ_EVENT_LISTENING | ZMQ_EVENT_CLOSED | ZMQ_EVENT_CLOSE_FAILED;
+namespace {
+
+/// How long an endpoint waits for an open one of ours that has its address.
+constexpr std::chrono::milliseconds patience{500};
+
+}  // namespace
+
+bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now) {
+  if (holder.isClosing()) {
+    return false;
+  }
+  if (!patienceEnds_) {
+    patienceEnds_ = now + patience;
+    setDeadline(patienceEnds_);
+  }
+  return *patienceEnds_ <= now;
 }
 
-void BoundEndpoint::attach() {
-  const std::string& address = description().address;
-  if (scheme() == Scheme::ipc && isServed(address)) {
-    throw std::runtime_error("Address already in use");
+bool BoundEndpoint::isInTheWayOf(const BoundEndpoint& other) const {
+  const bool holds = phase() == Phase::opening || phase() == Phase::open || phase() == Phase::closing;
+  return holds && place_ && other.place_ && collide(*place_, *other.place_);
+}
+
+std::size_t BoundEndpoint::largestMessage() const {
+  return largestRequest;
+}
+
+bool BoundEndpoint::checkAddress() {
+  if (!address().source.empty()) {
+    throw std::runtime_error("a source address is for connections only");
   }
-  socket().bind(address);
+  place_ = placeOf(address());
+  return needsLookUp(address(), InterfaceNames::usable);
+}
+
+void BoundEndpoint::attach(Surroundings& surroundings) {
+  switch (address().scheme) {
+    case Scheme::tcp:
+      bind();
+      place_ = placeOf(parseAddress(boundAddress()));
+      break;
+    case Scheme::ipc:
+      listenLocally();
+      break;
+    default:
+      bind();
+      boundNames_ = &surroundings.boundNames;
+      boundNames_->emplace(address().where, id());
+  }
+  becomeOpen();
 }
 
 bool BoundEndpoint::detach() {
-  // The address may have been a wildcard: only the one it was resolved to can be unbound. Without
-  // the unbind the address would be free only some time after the socket was closed.
-  const bool unbound = zmq_unbind(socket().handle(), socket().get(zmq::sockopt::last_endpoint).c_str()) == 0;
-  return unbound && scheme() != Scheme::inproc;
+  if (localListener_) {
+    localListener_->removeFile();
+  }
+  try {
+    // The address may have been a wildcard: only the one it was resolved to can be unbound. Without
+    // the unbind the address would be free only some time after the socket was closed.
+    const std::string bound = boundAddress();
+    uninterrupted([&] { socket().unbind(bound); });
+    return address().scheme != Scheme::inproc;
+  } catch (const zmq::error_t&) {
+    return false;
+  }
 }
 
-void BoundEndpoint::onEvent(std::uint16_t event) {
-  if (event == ZMQ_EVENT_LISTENING) {
-    becomeOpen();
-  } else if (isClosing()) {
+void BoundEndpoint::onEvent(std::uint16_t) {
+  if (isClosing()) {
     becomeClosed();
   }
 }
 
+void BoundEndpoint::onResolved(const ResolvedHost& resolved) {
+  setHost(resolved.addresses.front());
+  place_ = placeOf(address());
+  startOver();
+}
+
+void BoundEndpoint::beforeDrop() {
+  localListener_.reset();
+  if (boundNames_ != nullptr) {
+    boundNames_->erase(address().where);
+    boundNames_ = nullptr;
+  }
+}
+
+void BoundEndpoint::bind() {
+  uninterrupted([this] { socket().bind(toZeroMq(address())); });
+}
+
+void BoundEndpoint::listenLocally() {
+  if (isWildcard(address())) {
+    bind();  // ZeroMQ makes a folder, and removes it
+    return;
+  }
+  localListener_.emplace(address().where);
+  socket().set(zmq::sockopt::use_fd, localListener_->descriptor());
+  bind();
+  localListener_->release();
+}
+
+std::string BoundEndpoint::boundAddress() {
+  return uninterrupted([this] { return socket().get(zmq::sockopt::last_endpoint); });
+}
+
 void BoundEndpoint::onMessages() {
-  while (auto frames = receiveMessage(socket())) {
+  for (int i = 0; i < handledPerRound; ++i) {
+    auto frames = receiveMessage(socket());
+    if (!frames) {
+      return;
+    }
     if (frames->size() == 3) {
       answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2].to_string());
     }
@@ -47,9 +130,10 @@ void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const st
   std::string reply;
   try {
     reply = listener().answer(text);
+    requireSize("answer", reply, largestAnswer);
   } catch (const std::exception& error) {
     outcome = badOutcome;
-    reply = error.what();
+    reply = std::string(error.what()).substr(0, largestAnswer);
   } catch (...) {
     outcome = badOutcome;
     reply = "unknown failure";
@@ -59,7 +143,7 @@ void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const st
   frames.push_back(std::move(request));
   frames.emplace_back(outcome);
   frames.emplace_back(reply);
-  // A peer that takes nothing loses its answer; it is told so by its own time-out.
+  // A peer that takes nothing loses its answer; its own time-out reports that.
   sendMessage(socket(), std::move(frames));
 }
 

@@ -1,20 +1,28 @@
 #include "ConnectedEndpoint.hpp"
 
+#include <algorithm>
 #include <cstring>
+#include <stdexcept>
 #include <utility>
 
 #include "messages.hpp"
 
 namespace spf::zeromq {
 
-ConnectedEndpoint::~ConnectedEndpoint() {
-  for (auto& [number, answer] : awaited_) {
-    answer->fail("the connection was closed");
-  }
-}
+namespace {
+
+/// Between two look-ups of a host whose process is not there; doubled each time, up to a limit.
+constexpr std::chrono::milliseconds firstLookUpInterval{500};
+constexpr std::chrono::milliseconds longestLookUpInterval{30000};
+
+}  // namespace
 
 void ConnectedEndpoint::onMessages() {
-  while (auto frames = receiveMessage(socket())) {
+  for (int i = 0; i < handledPerRound; ++i) {
+    const auto frames = receiveMessage(socket());
+    if (!frames) {
+      return;
+    }
     std::uint64_t number = 0;
     if (frames->size() != 3 || (*frames)[0].size() != sizeof(number)) {
       continue;
@@ -34,7 +42,28 @@ void ConnectedEndpoint::onMessages() {
   }
 }
 
+bool ConnectedEndpoint::mayOpen(const Surroundings& surroundings) const {
+  return address().scheme != Scheme::inproc || surroundings.boundNames.count(address().where) != 0;
+}
+
+void ConnectedEndpoint::checkPeer(const Surroundings& surroundings) {
+  if (!isOpen() || address().scheme != Scheme::inproc) {
+    return;
+  }
+  const auto bound = surroundings.boundNames.find(address().where);
+  if (bound == surroundings.boundNames.end() || bound->second != peer_) {
+    lose(Phase::waiting);
+    startOver();
+  }
+}
+
 void ConnectedEndpoint::ask(const std::string& request, std::shared_ptr<Answer> answer) {
+  try {
+    requireSize("request", request, largestRequest);
+  } catch (const std::runtime_error& error) {
+    answer->fail(error.what());
+    return;
+  }
   const std::uint64_t number = ++lastNumber_;
   awaited_.emplace(number, answer);
   std::vector<zmq::message_t> frames;
@@ -50,6 +79,74 @@ void ConnectedEndpoint::forget(const std::shared_ptr<Answer>& answer) {
   for (auto awaited = awaited_.begin(); awaited != awaited_.end();) {
     awaited = awaited->second == answer ? awaited_.erase(awaited) : std::next(awaited);
   }
+}
+
+std::size_t ConnectedEndpoint::largestMessage() const {
+  return largestAnswer;
+}
+
+bool ConnectedEndpoint::checkAddress() {
+  if (isWildcard(address()) || (address().scheme == Scheme::tcp && address().where == "*")) {
+    throw std::runtime_error("a wildcard can be bound, not connected to");
+  }
+  lookUpInterval_ = firstLookUpInterval;
+  return needsLookUp(address(), InterfaceNames::unknown);
+}
+
+void ConnectedEndpoint::attach(Surroundings& surroundings) {
+  uninterrupted([this] { socket().connect(toZeroMq(address())); });
+  if (address().scheme == Scheme::inproc) {
+    peer_ = surroundings.boundNames.at(address().where);
+    becomeOpen();
+  } else if (hasHostName()) {
+    lookUpAgain();  // unless the connection comes about meanwhile
+  }
+}
+
+void ConnectedEndpoint::onEvent(std::uint16_t event) {
+  if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
+    lookUpInterval_ = firstLookUpInterval;
+    lastWarning_.clear();
+    becomeOpen();
+  } else if (isOpen()) {
+    lose(Phase::opening);  // ZeroMQ connects again by itself, but to the same numeric address
+    if (hasHostName()) {
+      lookUpAgain();
+    }
+  }
+}
+
+void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
+  // One address after the other, until one of them has the peer.
+  const auto current = std::find(resolved.addresses.begin(), resolved.addresses.end(), address().where);
+  const bool isLast = current == resolved.addresses.end() || std::next(current) == resolved.addresses.end();
+  const std::string next = isLast ? resolved.addresses.front() : *std::next(current);
+  if (next == address().where) {
+    lookUpAgain();
+    return;
+  }
+  setHost(next);
+  startOver();
+}
+
+void ConnectedEndpoint::onUnresolved(const std::string& failure) {
+  if (failure != lastWarning_) {
+    lastWarning_ = failure;
+    warn(failure + "; it is tried again");
+  }
+  lookUpAgain();
+}
+
+void ConnectedEndpoint::lookUpAgain() {
+  requestLookUp(Clock::now() + lookUpInterval_);
+  lookUpInterval_ = std::min(2 * lookUpInterval_, longestLookUpInterval);
+}
+
+void ConnectedEndpoint::beforeDrop() {
+  for (const auto& [number, answer] : awaited_) {
+    answer->fail("the connection was closed");
+  }
+  awaited_.clear();
 }
 
 }  // namespace spf::zeromq

@@ -3,19 +3,15 @@
 #include <stdexcept>
 #include <utility>
 
+#include "descriptorLimits.hpp"
+#include "messages.hpp"
+
 namespace spf::zeromq {
 
 namespace {
 
-/// How long a socket may take to report its end.
+/// How long a socket may take to report its end before the listener is warned; doubled each time.
 constexpr std::chrono::seconds closingTime{2};
-
-/// How long an endpoint waits for one of ours that has its address. A revision can hand an address
-/// from one publisher to another, and nobody orders the two publishers' work.
-constexpr std::chrono::milliseconds patience{500};
-
-/// Peers are other people's processes: what they send has a limit.
-constexpr std::int64_t largestMessage = 16 * 1024 * 1024;
 
 constexpr int reconnectInterval = 100;  // milliseconds
 
@@ -33,23 +29,56 @@ void swallow(const Call& call) noexcept {
 Endpoint::Endpoint(EndpointID id, EndpointDescription description, std::shared_ptr<EndpointListener> listener)
     : id_(id), description_(std::move(description)), listener_(std::move(listener)) {}
 
-void Endpoint::open(zmq::context_t& context) {
+void Endpoint::start() {
   try {
-    state_ = State::opening;
-    deadline_.reset();
-    scheme_ = schemeOf(description_.address);
-    makeSocket(context);
-    attach();
-    if (scheme_ == Scheme::inproc) {
-      becomeOpen();  // no monitor tells
+    address_ = parseAddress(description_.address);
+    hostName_ = address_.where;
+    if (checkAddress()) {
+      phase_ = Phase::lookingUp;
+      requestLookUp(Clock::now());
+    } else {
+      phase_ = Phase::waiting;
     }
   } catch (const std::exception& error) {
-    abandon(describe(error.what()));
+    fail(error.what());
+  }
+}
+
+std::optional<std::string> Endpoint::hostToLookUp(Clock::time_point now) {
+  if (!lookUpRequested_ || (deadline_ && now < *deadline_)) {
+    return std::nullopt;
+  }
+  lookUpRequested_ = false;
+  deadline_.reset();
+  return hostName_;
+}
+
+void Endpoint::onLookUp(const ResolvedHost& resolved) {
+  if (phase_ != Phase::lookingUp && phase_ != Phase::opening) {
+    return;  // it was closed, or the peer came meanwhile
+  }
+  if (resolved.addresses.empty()) {
+    onUnresolved("cannot look up the host '" + hostName_ + "': " + resolved.failure);
+  } else {
+    onResolved(resolved);
+  }
+}
+
+void Endpoint::open(Surroundings& surroundings) {
+  try {
+    phase_ = Phase::opening;
+    deadline_.reset();
+    makeSocket(surroundings);
+    attach(surroundings);
+  } catch (const zmq::error_t& error) {
+    fail(error.num() == EMFILE ? describeDescriptorLimit(surroundings.context) : error.what());
+  } catch (const std::exception& error) {
+    fail(error.what());
   }
 }
 
 void Endpoint::close() {
-  if (state_ == State::closing || state_ == State::done) {
+  if (phase_ == Phase::closing || phase_ == Phase::done) {
     return;
   }
   const bool reported = socket_ && detach();
@@ -57,12 +86,20 @@ void Endpoint::close() {
     becomeClosed();
     return;
   }
-  state_ = State::closing;
-  deadline_ = Clock::now() + closingTime;
+  phase_ = Phase::closing;
+  lookUpRequested_ = false;
+  closingWarning_ = closingTime;
+  deadline_ = Clock::now() + closingWarning_;
+}
+
+void Endpoint::forceClose() {
+  if (phase_ != Phase::done) {
+    becomeClosed();
+  }
 }
 
 void Endpoint::onMonitor() {
-  while (monitor_) {
+  for (int i = 0; i < handledPerRound && monitor_; ++i) {
     const auto event = monitor_->next();
     if (!event) {
       return;
@@ -72,68 +109,100 @@ void Endpoint::onMonitor() {
 }
 
 void Endpoint::onTime(Clock::time_point now) {
-  if (isClosing() && *deadline_ <= now) {
-    becomeClosed();
+  if (!deadline_ || now < *deadline_ || lookUpRequested_) {
+    return;
   }
+  if (phase_ != Phase::closing) {
+    deadline_.reset();
+    onDeadline();
+    return;
+  }
+  closingWarning_ *= 2;
+  deadline_ = now + closingWarning_;
+  warn("still waits for '" + description_.address + "' to be given free");
 }
 
 void Endpoint::abandon(std::exception_ptr reason) {
-  const State before = std::exchange(state_, State::done);
-  dropSocket();
-  if (before == State::done) {
-    return;
-  }
-  if (before == State::waiting || before == State::opening) {
+  const Phase before = phase_;
+  if (before == Phase::open || before == Phase::closing) {
+    becomeClosed();
+  } else if (before != Phase::done) {
+    phase_ = Phase::done;
+    dropSocket();
     swallow([&] { listener_->failed(std::move(reason)); });
-  } else {
-    swallow([&] { listener_->closed(); });
   }
-}
-
-bool Endpoint::holds(const std::string& address) const {
-  return state_ != State::waiting && state_ != State::done && description_.address == address;
-}
-
-bool Endpoint::hasPatience(Clock::time_point now) {
-  if (!deadline_) {
-    deadline_ = now + patience;
-  }
-  return now < *deadline_;
 }
 
 void Endpoint::becomeOpen() {
-  if (state_ == State::opening) {
-    state_ = State::open;
+  if (phase_ == Phase::opening) {
+    phase_ = Phase::open;
+    lookUpRequested_ = false;
+    deadline_.reset();
     swallow([this] { listener_->opened(); });
   }
 }
 
 void Endpoint::becomeClosed() {
-  state_ = State::done;
+  phase_ = Phase::done;
   dropSocket();
   swallow([this] { listener_->closed(); });
 }
 
-void Endpoint::makeSocket(zmq::context_t& context) {
-  socket_.emplace(context, socketType());
+void Endpoint::startOver() {
+  phase_ = Phase::waiting;
+  dropSocket();
+}
+
+void Endpoint::lose(Phase next) {
+  if (phase_ == Phase::open) {
+    phase_ = next;
+    swallow([this] { listener_->lost(); });
+  }
+}
+
+void Endpoint::requestLookUp(Clock::time_point when) {
+  lookUpRequested_ = true;
+  deadline_ = when;
+}
+
+void Endpoint::warn(const std::string& what) {
+  swallow([&] { listener_->warned(what); });
+}
+
+void Endpoint::setHost(const std::string& host) {
+  address_.where = host;
+  address_.bracketed = false;
+}
+
+void Endpoint::makeSocket(Surroundings& surroundings) {
+  socket_.emplace(surroundings.context, socketType());
   socket_->set(zmq::sockopt::linger, 0);
-  socket_->set(zmq::sockopt::maxmsgsize, largestMessage);
+  socket_->set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(largestMessage()));
+  socket_->set(zmq::sockopt::sndhwm, queuedMessages);
+  socket_->set(zmq::sockopt::rcvhwm, queuedMessages);
   socket_->set(zmq::sockopt::reconnect_ivl, reconnectInterval);
-  socket_->set(zmq::sockopt::ipv6, description_.address.find('[') != std::string::npos);
-  monitor_.emplace(context, *socket_, std::to_string(id_), monitoredEvents());
+  socket_->set(zmq::sockopt::ipv6, usesIPv6(address_));
+  if (address_.scheme != Scheme::inproc) {  // nothing is reported there
+    monitor_.emplace(surroundings.context, *socket_, std::to_string(++surroundings.lastMonitor), monitoredEvents());
+  }
 }
 
 void Endpoint::dropSocket() {
   deadline_.reset();
+  lookUpRequested_ = false;
+  beforeDrop();
   monitor_.reset();
   socket_.reset();
 }
 
-std::exception_ptr Endpoint::describe(const char* reason) const {
+std::string Endpoint::describe(const std::string& reason) const {
   const std::string name =
       description_.name == description_.address ? "" : " (discovery name '" + description_.name + "')";
-  return std::make_exception_ptr(
-      std::runtime_error("cannot open '" + description_.address + "'" + name + ": " + reason));
+  return printable("cannot open '" + description_.address + "'" + name + ": " + reason);
+}
+
+void Endpoint::fail(const std::string& reason) {
+  abandon(std::make_exception_ptr(std::runtime_error(describe(reason))));
 }
 
 }  // namespace spf::zeromq

@@ -2,16 +2,20 @@
 
 #include <cstring>
 
+#include "messages.hpp"
+
 namespace spf::zeromq {
 
 Monitor::Monitor(zmq::context_t& context, zmq::socket_t& observed, const std::string& name, int events)
     : observed_(observed), receiver_(context, zmq::socket_type::pair) {
-  const std::string address = "inproc://monitor-" + name;
-  if (zmq_socket_monitor(observed_.handle(), address.c_str(), events) != 0) {
-    throw zmq::error_t();
-  }
+  const std::string address = "inproc://monitor/" + name;
+  uninterrupted([&] {
+    if (zmq_socket_monitor(observed_.handle(), address.c_str(), events) != 0) {
+      throw zmq::error_t();
+    }
+  });
   receiver_.set(zmq::sockopt::linger, 0);
-  receiver_.connect(address);
+  uninterrupted([&] { receiver_.connect(address); });
 }
 
 Monitor::~Monitor() {
@@ -19,16 +23,12 @@ Monitor::~Monitor() {
 }
 
 std::optional<std::uint16_t> Monitor::next() {
-  zmq::message_t head;
-  if (!receiver_.recv(head, zmq::recv_flags::dontwait)) {
-    return std::nullopt;
-  }
-  zmq::message_t address;
-  if (head.more() && !receiver_.recv(address, zmq::recv_flags::none)) {
-    return std::nullopt;
-  }
+  const auto frames = receiveMessage(receiver_);
   std::uint16_t event = 0;
-  std::memcpy(&event, head.data(), sizeof(event));
+  if (!frames || frames->front().size() < sizeof(event)) {
+    return std::nullopt;
+  }
+  std::memcpy(&event, frames->front().data(), sizeof(event));
   return event;
 }
 

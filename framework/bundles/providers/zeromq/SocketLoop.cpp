@@ -4,9 +4,18 @@
 #include <exception>
 #include <utility>
 
+#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "descriptorLimits.hpp"
+#include "uninterrupted.hpp"
+
 namespace spf::zeromq {
 
 namespace {
+
+constexpr int ioThreads = 1;
+
+/// How long a stop waits for sockets to close.
+constexpr std::chrono::seconds stopTime{2};
 
 template <class Endpoints>
 void eraseDone(Endpoints& endpoints) {
@@ -15,7 +24,10 @@ void eraseDone(Endpoints& endpoints) {
 
 }  // namespace
 
-SocketLoop::SocketLoop() : thread_([this] { run(); }) {}
+SocketLoop::SocketLoop()
+    : context_(ioThreads, mostSockets()),
+      resolver_(std::in_place),
+      thread_(agent::spf::frameworkinterfaces::startThread([this] { run(); })) {}
 
 SocketLoop::~SocketLoop() {
   stop();
@@ -51,10 +63,8 @@ void SocketLoop::add(std::unique_ptr<ConnectedEndpoint> endpoint) {
 }
 
 void SocketLoop::close(EndpointID id) {
-  for (Endpoint* endpoint : endpoints()) {
-    if (endpoint->id() == id) {
-      endpoint->close();
-    }
+  if (Endpoint* endpoint = find(id)) {
+    endpoint->close();
   }
 }
 
@@ -75,92 +85,125 @@ void SocketLoop::forget(const std::shared_ptr<Answer>& answer) {
 }
 
 void SocketLoop::run() noexcept {
-  while (!isAtItsEnd()) {
+  while (!isFinished()) {
     try {
       runOnce();
     } catch (...) {
-      // Out of memory, or a signal during the poll: what was not done is tried again.
+      // Out of memory: what was not done is tried again.
     }
   }
+  resolver_.reset();
   // Here, and not when the last user of a stopped transport lets go of it: the library's own end
   // must not meet the beginning of a transport that is started meanwhile.
   context_.close();
 }
 
-bool SocketLoop::isAtItsEnd() const {
-  return ending_ && bound_.empty() && connected_.empty();
+bool SocketLoop::isFinished() const {
+  return end_ && bound_.empty() && connected_.empty();
 }
 
 void SocketLoop::runOnce() {
   waker_.clear();
-  while (const Task task = nextTask()) {
-    task(*this);
-    openWaiting();
-  }
-  if (ending_) {
+  runTasks();
+  if (end_) {
     closeAll();
   }
-  openWaiting();
+  advance();
   removeDone();
-  if (!isAtItsEnd()) {
+  if (!isFinished()) {
     poll();
     removeDone();
   }
 }
 
-SocketLoop::Task SocketLoop::nextTask() {
-  const std::lock_guard<std::mutex> lock(mutex_);
-  if (tasks_.empty()) {
-    ending_ = stopping_;
-    return nullptr;
+void SocketLoop::runTasks() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  // Those that are posted meanwhile have to wait for the next round.
+  for (auto count = tasks_.size(); count > 0; --count) {
+    const Task task = std::move(tasks_.front());
+    tasks_.pop_front();
+    lock.unlock();
+    task(*this);
+    advance();  // a task may open what the next one asks
+    lock.lock();
   }
-  Task task = std::move(tasks_.front());
-  tasks_.pop_front();
-  return task;
+  if (stopping_ && tasks_.empty() && !end_) {
+    end_ = Endpoint::Clock::now() + stopTime;
+  }
 }
 
-void SocketLoop::openWaiting() {
-  for (const auto& endpoint : connected_) {
-    if (endpoint->isWaiting()) {
-      endpoint->open(context_);
+void SocketLoop::advance() {
+  for (Endpoint* endpoint : endpoints()) {
+    if (endpoint->phase() == Endpoint::Phase::fresh) {
+      endpoint->start();
     }
   }
   const auto now = Endpoint::Clock::now();
-  for (const auto& endpoint : bound_) {
-    if (endpoint->isWaiting() && mayBind(*endpoint, now)) {
-      endpoint->open(context_);
+  lookUpHosts(now);
+  openBound(now);
+  openConnected();
+}
+
+void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
+  for (Endpoint* endpoint : endpoints()) {
+    if (const auto host = endpoint->hostToLookUp(now)) {
+      resolver_->lookUp(*host, [this, id = endpoint->id()](const ResolvedHost& resolved) {
+        post([id, resolved](SocketLoop& loop) {
+          if (Endpoint* waiting = loop.find(id)) {
+            waiting->onLookUp(resolved);
+          }
+        });
+      });
     }
   }
 }
 
-bool SocketLoop::mayBind(Endpoint& endpoint, Endpoint::Clock::time_point now) const {
-  const auto holder = std::find_if(bound_.begin(), bound_.end(),
-                                   [&](const auto& other) { return other->holds(endpoint.description().address); });
-  if (holder == bound_.end()) {
-    return true;
+void SocketLoop::openBound(Endpoint::Clock::time_point now) {
+  for (const auto& endpoint : bound_) {
+    if (endpoint->phase() == Endpoint::Phase::waiting && mayBind(*endpoint, now)) {
+      endpoint->open(surroundings_);
+    }
   }
-  return !(*holder)->isClosing() && !endpoint.hasPatience(now);
+}
+
+void SocketLoop::openConnected() {
+  for (const auto& endpoint : connected_) {
+    endpoint->checkPeer(surroundings_);
+    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->mayOpen(surroundings_)) {
+      endpoint->open(surroundings_);
+    }
+  }
+}
+
+bool SocketLoop::mayBind(BoundEndpoint& endpoint, Endpoint::Clock::time_point now) const {
+  return std::all_of(bound_.begin(), bound_.end(), [&](const auto& other) {
+    return !other->isInTheWayOf(endpoint) || endpoint.mayIgnore(*other, now);
+  });
 }
 
 void SocketLoop::poll() {
   const auto polled = endpoints();
   std::vector<zmq::pollitem_t> items{{nullptr, waker_.descriptor(), ZMQ_POLLIN, 0}};
-  // An entry without a socket would be one for the standard input: those without are left out.
-  std::vector<Endpoint*> owners;
-  for (Endpoint* endpoint : polled) {
-    if (endpoint->monitorHandle() != nullptr && endpoint->socketHandle() != nullptr) {
-      items.push_back({endpoint->monitorHandle(), 0, ZMQ_POLLIN, 0});
-      items.push_back({endpoint->socketHandle(), 0, ZMQ_POLLIN, 0});
-      owners.push_back(endpoint);
+  const auto add = [&](void* handle) {
+    // An entry without a socket would be one for the standard input.
+    if (handle == nullptr) {
+      return std::size_t{0};
     }
-  }
-  zmq::poll(items, std::chrono::milliseconds(pollTimeout()));
-  for (std::size_t i = 0; i < owners.size(); ++i) {
-    serve(*owners[i], items[1 + 2 * i].revents != 0, items[2 + 2 * i].revents != 0);
-  }
-  const auto now = Endpoint::Clock::now();
+    items.push_back({handle, 0, ZMQ_POLLIN, 0});
+    return items.size() - 1;
+  };
+  std::vector<std::pair<std::size_t, std::size_t>> positions;  // of monitor and socket; 0: none
+  positions.reserve(polled.size());
   for (Endpoint* endpoint : polled) {
-    endpoint->onTime(now);
+    const auto monitor = add(endpoint->monitorHandle());
+    positions.emplace_back(monitor, add(endpoint->socketHandle()));
+  }
+  uninterrupted([&] { return zmq::poll(items, pollTimeout()); });
+  const auto isReadable = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
+  const auto now = Endpoint::Clock::now();
+  for (std::size_t i = 0; i < polled.size(); ++i) {
+    serve(*polled[i], isReadable(positions[i].first), isReadable(positions[i].second));
+    polled[i]->onTime(now);
   }
 }
 
@@ -183,13 +226,17 @@ void SocketLoop::removeDone() {
 }
 
 void SocketLoop::closeAll() {
+  const bool isLate = *end_ <= Endpoint::Clock::now();
   for (Endpoint* endpoint : endpoints()) {
     endpoint->close();
+    if (isLate) {
+      endpoint->forceClose();
+    }
   }
 }
 
-long SocketLoop::pollTimeout() const {
-  std::optional<Endpoint::Clock::time_point> earliest;
+std::chrono::milliseconds SocketLoop::pollTimeout() const {
+  auto earliest = end_;
   for (const Endpoint* endpoint : endpoints()) {
     const auto deadline = endpoint->deadline();
     if (deadline && (!earliest || *deadline < *earliest)) {
@@ -197,10 +244,17 @@ long SocketLoop::pollTimeout() const {
     }
   }
   if (!earliest) {
-    return -1;
+    return std::chrono::milliseconds(-1);
   }
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(*earliest - Endpoint::Clock::now());
-  return std::max<long>(0, left.count());
+  return std::max(left, std::chrono::milliseconds::zero());
+}
+
+Endpoint* SocketLoop::find(EndpointID id) const {
+  const auto all = endpoints();
+  const auto found =
+      std::find_if(all.begin(), all.end(), [id](const Endpoint* endpoint) { return endpoint->id() == id; });
+  return found != all.end() ? *found : nullptr;
 }
 
 ConnectedEndpoint* SocketLoop::findOpen(const std::string& owner, const std::string& name) {

@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,11 +14,15 @@
 #include "Answer.hpp"
 #include "BoundEndpoint.hpp"
 #include "ConnectedEndpoint.hpp"
+#include "Resolver.hpp"
 #include "Waker.hpp"
 
 namespace spf::zeromq {
 
 /// The one thread that owns all sockets, and the queue of what the others want from it.
+///
+/// It works in rounds: the tasks that were posted until then, the endpoints that can go on, and a
+/// limited number of messages of each socket, so that no peer keeps the thread to itself.
 ///
 /// Any thread may call `post`; every other member function runs on the loop's thread, from a task.
 class SocketLoop {
@@ -50,15 +55,19 @@ class SocketLoop {
  private:
   void run() noexcept;
   void runOnce();
-  Task nextTask();
-  bool isAtItsEnd() const;
-  void openWaiting();
+  void runTasks();
+  void advance();
+  void openBound(Endpoint::Clock::time_point now);
+  void openConnected();
+  void lookUpHosts(Endpoint::Clock::time_point now);
   void poll();
   void serve(Endpoint& endpoint, bool monitorReadable, bool socketReadable);
   void removeDone();
   void closeAll();
-  bool mayBind(Endpoint& endpoint, Endpoint::Clock::time_point now) const;
-  long pollTimeout() const;
+  bool isFinished() const;
+  bool mayBind(BoundEndpoint& endpoint, Endpoint::Clock::time_point now) const;
+  std::chrono::milliseconds pollTimeout() const;
+  Endpoint* find(EndpointID id) const;
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
   std::vector<Endpoint*> endpoints() const;
 
@@ -72,10 +81,12 @@ class SocketLoop {
   bool stopping_ = false;
 
   // Used by the loop's thread only. The context outlives the endpoints.
-  zmq::context_t context_{1};
+  zmq::context_t context_;
+  Surroundings surroundings_{context_, {}};
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
   std::list<std::unique_ptr<ConnectedEndpoint>> connected_;
-  bool ending_ = false;
+  std::optional<Resolver> resolver_;
+  std::optional<Endpoint::Clock::time_point> end_;  ///< set by the stop: until when sockets may take to close
 
   // Used by the owner only.
   std::thread thread_;

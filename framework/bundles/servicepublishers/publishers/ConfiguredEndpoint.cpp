@@ -25,18 +25,19 @@ bool ConfiguredEndpoint::has(SocketID id) const {
   return std::any_of(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
 }
 
-bool ConfiguredEndpoint::markOpen(SocketID id) {
-  const bool wasUp = isUp();
+void ConfiguredEndpoint::setOpen(SocketID id, bool open) {
   for (Socket& socket : sockets_) {
-    socket.open = socket.open || socket.id == id;
+    if (socket.id == id) {
+      socket.open = open;
+    }
   }
-  return !wasUp && isUp();
 }
 
 void ConfiguredEndpoint::drop(SocketID id) {
   sockets_.erase(
       std::remove_if(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; }),
       sockets_.end());
+  reported_ = reported_ && hasSockets();
 }
 
 void ConfiguredEndpoint::close() {

@@ -29,8 +29,15 @@ class ConfiguredEndpoint {
 
   void add(Socket socket) { sockets_.push_back(std::move(socket)); }
 
-  /// \return whether the endpoint came up with that
-  bool markOpen(SocketID id);
+  void markOpen(SocketID id) { setOpen(id, true); }
+  void markLost(SocketID id) { setOpen(id, false); }
+
+  /// Whether the endpoint is up and the current revision's listeners do not know.
+  bool isToBeReported() const { return !reported_ && isUp(); }
+  void markReported() { reported_ = true; }
+
+  /// A new revision reports everything anew.
+  void startRevision() { reported_ = false; }
 
   /// Forgets a socket that is gone.
   void drop(SocketID id);
@@ -39,10 +46,13 @@ class ConfiguredEndpoint {
   void close();
 
  private:
+  void setOpen(SocketID id, bool open);
+
   const Direction direction_;
   const cppmicroservices::Any configured_;
   const std::string text_;
   std::vector<Socket> sockets_;
+  bool reported_ = false;
 };
 
 }  // namespace spf::publishers

@@ -27,6 +27,10 @@ class SocketListener : public EndpointListener {
       : executor_(std::move(executor)), handler_(std::move(handler)), answer_(std::move(answer)) {}
 
   void opened() override { post(SocketEvent::opened, nullptr); }
+  void lost() override { post(SocketEvent::lost, nullptr); }
+  void warned(const std::string& what) override {
+    post(SocketEvent::warned, std::make_exception_ptr(std::runtime_error(what)));
+  }
   void failed(std::exception_ptr reason) override { post(SocketEvent::failed, std::move(reason)); }
   void closed() override { post(SocketEvent::closed, nullptr); }
 

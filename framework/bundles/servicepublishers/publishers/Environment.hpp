@@ -21,7 +21,7 @@ enum class Direction { bind, connect };
 /// Names a socket that this bundle asked a transport for.
 using SocketID = std::uint64_t;
 
-enum class SocketEvent { opened, failed, closed };
+enum class SocketEvent { opened, lost, warned, failed, closed };
 
 /// A socket that a transport opened for us. Held until the transport has told that it is gone.
 struct Socket {
@@ -35,7 +35,8 @@ struct Socket {
 /// come late and go early. Used from the executor's thread.
 class Environment {
  public:
-  /// What a transport tells about a socket of a publisher; called on the executor's thread.
+  /// What a transport reports about a socket of a publisher; called on the executor's thread. Warnings
+  /// and failures come with an exception that says what it is about.
   using SocketHandler = std::function<void(const std::string& publisherPID, SocketID, SocketEvent, std::exception_ptr)>;
 
   Environment(cppmicroservices::BundleContext context,

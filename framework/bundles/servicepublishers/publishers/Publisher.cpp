@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "OfferedServices.hpp"
+#include "log.hpp"
 
 namespace spf::publishers {
 
@@ -55,11 +56,12 @@ Publisher::Publisher(Environment& environment, std::string pid)
     : environment_(environment), pid_(std::move(pid)), answer_(std::make_shared<PeerAnswer>(environment.context())) {}
 
 void Publisher::update(PublisherRevision revision) {
-  const auto& current = removing_ ? next_ : revision_;
+  const bool removing = phase_ == Phase::removing;
+  const auto& current = removing ? next_ : revision_;
   if (current && revision.origin.modificationCount < current->origin.modificationCount) {
     return;  // an older revision that arrives late
   }
-  if (removing_) {
+  if (removing) {
     next_ = std::move(revision);
   } else {
     apply(std::move(revision));
@@ -68,14 +70,15 @@ void Publisher::update(PublisherRevision revision) {
 
 void Publisher::remove() {
   next_.reset();
-  removing_ = true;
+  phase_ = Phase::removing;
   closeAll();
   finishRemoval();
 }
 
 void Publisher::release() {
   next_.reset();
-  if (!removing_) {
+  if (phase_ != Phase::removing) {
+    phase_ = Phase::empty;
     revision_.reset();
   }
   closeAll();
@@ -93,25 +96,39 @@ void Publisher::onSocket(SocketID id, SocketEvent event, const std::exception_pt
   const auto endpoint =
       std::find_if(used_.begin(), used_.end(), [id](const ConfiguredEndpoint& used) { return used.has(id); });
   const bool isUsed = endpoint != used_.end();
-  if (event == SocketEvent::opened) {
-    if (isUsed && endpoint->markOpen(id)) {
-      reportUp(*endpoint, false);
-      publishIfReady();
-    }
-    return;
-  }
-  if (isUsed && event == SocketEvent::failed) {
-    fail(textOf(reason));
-    // The next revision opens it anew, with every address that it stands for.
-    endpoint->close();
-    closing_.splice(closing_.end(), used_, endpoint);
+  switch (event) {
+    case SocketEvent::opened:
+      if (isUsed) {
+        endpoint->markOpen(id);
+        reportUp(*endpoint, false);
+        publishIfReady();
+      }
+      return;
+    case SocketEvent::lost:
+      if (isUsed) {
+        endpoint->markLost(id);
+      }
+      return;
+    case SocketEvent::warned:
+      warn(textOf(reason));
+      return;
+    case SocketEvent::failed:
+      if (isUsed) {
+        fail(textOf(reason));
+        // The next revision opens it anew, with every address that it stands for.
+        endpoint->close();
+        closing_.splice(closing_.end(), used_, endpoint);
+      }
+      break;
+    case SocketEvent::closed:
+      break;
   }
   dropSocket(id);
   finishRemoval();
 }
 
 bool Publisher::isGone() const {
-  return !revision_ && !removing_ && !hasSockets();
+  return phase_ == Phase::empty && !hasSockets();
 }
 
 bool Publisher::hasSockets() const {
@@ -120,9 +137,7 @@ bool Publisher::hasSockets() const {
 
 void Publisher::apply(PublisherRevision revision) {
   revision_ = std::move(revision);
-  servicesResolved_ = false;
-  published_ = false;
-  failed_ = false;
+  phase_ = Phase::opening;
   // Before the endpoints: who connects gets the complete answer.
   resolveServices();
   reconcileEndpoints();
@@ -166,9 +181,8 @@ void Publisher::take(Direction direction, const Any& configured, std::size_t pos
     return;
   }
   used_.splice(used_.end(), before, kept);
-  if (kept->isUp()) {
-    reportUp(*kept, true);
-  }
+  kept->startRevision();
+  reportUp(*kept, true);
 }
 
 void Publisher::open(ConfiguredEndpoint& endpoint) {
@@ -200,7 +214,6 @@ void Publisher::resolveServices() {
     requireFilter("importFilter", revision_->importFilter);
     requireFilter("exportFilter", revision_->exportFilter);
     services = OfferedServices(environment_.context()).select(revision_->services, revision_->exportFilter);
-    servicesResolved_ = true;
   } catch (const std::runtime_error& error) {
     fail(error.what());
   }
@@ -208,7 +221,7 @@ void Publisher::resolveServices() {
 }
 
 void Publisher::publishIfReady() {
-  if (!revision_ || published_ || failed_ || !servicesResolved_) {
+  if (phase_ != Phase::opening) {
     return;
   }
   for (const ConfiguredEndpoint& endpoint : used_) {
@@ -216,7 +229,7 @@ void Publisher::publishIfReady() {
       return;
     }
   }
-  published_ = true;
+  phase_ = Phase::published;
   environment_.report([this](EventSink& sink) { sink.allServicesPublished(revision_->origin); });
 }
 
@@ -228,10 +241,10 @@ void Publisher::closeAll() {
 }
 
 void Publisher::finishRemoval() {
-  if (!removing_ || hasSockets()) {
+  if (phase_ != Phase::removing || hasSockets()) {
     return;
   }
-  removing_ = false;
+  phase_ = Phase::empty;
   closing_.clear();
   if (revision_) {
     environment_.report([this](EventSink& sink) { sink.allServicesUnpublished(revision_->origin); });
@@ -252,7 +265,11 @@ void Publisher::dropSocket(SocketID id) {
   closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
 }
 
-void Publisher::reportUp(const ConfiguredEndpoint& endpoint, bool kept) const {
+void Publisher::reportUp(ConfiguredEndpoint& endpoint, bool kept) {
+  if (!endpoint.isToBeReported()) {
+    return;
+  }
+  endpoint.markReported();
   environment_.report([&](EventSink& sink) {
     if (endpoint.direction() == Direction::bind) {
       sink.endpointBound(revision_->origin, endpoint.configured(), kept);
@@ -263,12 +280,18 @@ void Publisher::reportUp(const ConfiguredEndpoint& endpoint, bool kept) const {
 }
 
 void Publisher::fail(const std::string& reason) {
-  if (std::exchange(failed_, true)) {
+  if (phase_ == Phase::failed) {
     return;
   }
+  phase_ = Phase::failed;
   auto error = std::make_exception_ptr(
       std::runtime_error("publisher '" + revision_->origin.servicePublisherID + "': " + reason));
   environment_.report([&](EventSink& sink) { sink.failed(revision_->origin, std::move(error)); });
+}
+
+void Publisher::warn(const std::string& what) const {
+  const auto& id = revision_ ? revision_->origin.servicePublisherID : pid_;
+  logWarning("publisher '" + id + "': " + what);
 }
 
 }  // namespace spf::publishers

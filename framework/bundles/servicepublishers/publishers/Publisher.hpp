@@ -17,7 +17,13 @@ namespace spf::publishers {
 ///
 /// Takes the newest revision, keeps the endpoints that stay, closes those that go, opens those that
 /// are new, and reports each of them and the services with the revision's count. Used from the
-/// executor's thread.
+/// executor's thread. It goes through these phases:
+///
+///     empty ──► opening ──► published ──► removing ──► empty
+///                  └──────► failed ──────────▲
+///
+/// A revision leads from every phase but `removing` to `opening`; while the publisher is being
+/// removed the revision waits for the end of that.
 class Publisher {
  public:
   /// \param environment  outlives the publisher
@@ -47,6 +53,14 @@ class Publisher {
  private:
   using Endpoints = std::list<ConfiguredEndpoint>;
 
+  enum class Phase {
+    empty,      ///< no revision is in force
+    opening,    ///< something that is to be bound is not bound yet
+    published,  ///< everything is bound; connections come and go
+    failed,     ///< an error was reported; what is open stays open until the next revision
+    removing    ///< the sockets are being closed
+  };
+
   void apply(PublisherRevision revision);
   void reconcileEndpoints();
   void take(Direction direction, const cppmicroservices::Any& configured, std::size_t position, Endpoints& before);
@@ -57,22 +71,20 @@ class Publisher {
   void closeAll();
   void finishRemoval();
   void dropSocket(SocketID id);
-  void reportUp(const ConfiguredEndpoint& endpoint, bool kept) const;
+  void reportUp(ConfiguredEndpoint& endpoint, bool kept);
   void fail(const std::string& reason);
+  void warn(const std::string& what) const;
 
   Environment& environment_;
   const std::string pid_;
   const std::shared_ptr<PeerAnswer> answer_;
 
-  std::optional<PublisherRevision> revision_;
-  bool servicesResolved_ = false;
-  bool published_ = false;
-  bool failed_ = false;
+  Phase phase_ = Phase::empty;
+  std::optional<PublisherRevision> revision_;  ///< the one in force, until its removal was reported
+  std::optional<PublisherRevision> next_;      ///< the one that waits for the end of a removal
 
   Endpoints used_;
   Endpoints closing_;
-  bool removing_ = false;
-  std::optional<PublisherRevision> next_;
 };
 
 }  // namespace spf::publishers

@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "agent/spf/frameworkinterfaces/startThread.hpp"
+
 namespace agent::spf::frameworkinterfaces {
 
 /// A thread that runs tasks one after the other, in the order they were posted.
@@ -15,7 +17,7 @@ namespace agent::spf::frameworkinterfaces {
 /// once, and what a task uses needs no lock. Any thread may post; posting never blocks for long.
 class SerialExecutor {
  public:
-  SerialExecutor() : thread_([this] { run(); }) {}
+  SerialExecutor() : thread_(startThread([this] { run(); })) {}
 
   /// Runs what was posted, then ends the thread.
   ~SerialExecutor() { stop(); }

@@ -17,14 +17,25 @@ class [[gnu::visibility("default")]] EndpointListener {
  public:
   virtual ~EndpointListener() = default;
 
-  /// The endpoint listens, or the first handshake with its peer succeeded. Called at most once.
+  /// The endpoint listens, or a handshake with its peer succeeded. Called once, and for a connection
+  /// again after each `lost`.
   virtual void opened() = 0;
+
+  /// The connection to the peer is gone. The transport tries again by itself.
+  virtual void lost() {}
+
+  /// Something takes longer than it should; the transport goes on trying.
+  /// \param what  what is waited for, for a log
+  virtual void warned(const std::string& what) {
+    static_cast<void>(what);
+  }
 
   /// The endpoint can never be opened; there is nothing to close. The last call.
   /// \param reason  a `std::runtime_error` that names the address
   virtual void failed(std::exception_ptr reason) = 0;
 
-  /// The endpoint's socket is closed; the address is free again. The last call.
+  /// The endpoint's socket is closed; the address is free again, however long that takes, unless the
+  /// whole transport stops. The last call.
   virtual void closed() = 0;
 
   /// Answers a peer's request. Only for endpoints that were bound.
@@ -54,7 +65,7 @@ class [[gnu::visibility("default")]] Transport {
   /// \return what names the endpoint from now on; never used twice
   virtual EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) = 0;
 
-  /// Starts to connect, and goes on trying for as long as the peer is not there.
+  /// Starts to connect, and goes on trying for as long as the peer is not there, or its host is unknown.
   /// The outcome is reported to the listener, never thrown.
   virtual EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) = 0;
 

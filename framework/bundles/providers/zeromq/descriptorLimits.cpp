@@ -1,0 +1,63 @@
+#include "descriptorLimits.hpp"
+
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+namespace spf::zeromq {
+
+namespace {
+
+constexpr rlim_t zeroMqLimit = 65535;
+
+rlimit descriptorLimit() {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  return limit;
+}
+
+/// More than an endpoint needs: what failed for want of one descriptor has given others back.
+constexpr std::size_t probedDescriptors = 16;
+
+/// Why so many descriptors cannot be had now; 0 when they can.
+int probeDescriptors() {
+  std::vector<int> descriptors;
+  int error = 0;
+  while (error == 0 && descriptors.size() < probedDescriptors) {
+    const int descriptor = eventfd(0, EFD_CLOEXEC);
+    if (descriptor < 0) {
+      error = errno;
+    } else {
+      descriptors.push_back(descriptor);
+    }
+  }
+  for (const int descriptor : descriptors) {
+    close(descriptor);
+  }
+  return error;
+}
+
+}  // namespace
+
+int mostSockets() {
+  // The hard limit, since a process may raise the soft one up to it at any time.
+  return static_cast<int>(std::min(descriptorLimit().rlim_max, zeroMqLimit));
+}
+
+std::string describeDescriptorLimit(zmq::context_t& context) {
+  switch (probeDescriptors()) {
+    case EMFILE:
+      return "the process has reached its limit of " + std::to_string(descriptorLimit().rlim_cur) +
+             " open files (ulimit -n)";
+    case ENFILE:
+      return "the system has reached its limit of open files (fs.file-max)";
+    default:
+      return "the limit of " + std::to_string(context.get(zmq::ctxopt::max_sockets)) + " ZeroMQ sockets is reached";
+  }
+}
+
+}  // namespace spf::zeromq

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cerrno>
+#include <zmq.hpp>
+
+namespace spf::zeromq {
+
+/// Makes a ZeroMQ call, and makes it again whenever a signal interrupts it.
+template <class Call>
+auto uninterrupted(const Call& call) -> decltype(call()) {
+  for (;;) {
+    try {
+      return call();
+    } catch (const zmq::error_t& error) {
+      if (error.num() != EINTR) {
+        throw;
+      }
+    }
+  }
+}
+
+}  // namespace spf::zeromq

@@ -1,0 +1,38 @@
+#include "log.hpp"
+
+#include <cstdint>
+
+#include <boost/log/keywords/severity.hpp>
+#include <boost/log/sources/record_ostream.hpp>
+
+#include "agent/host/logging.hpp"
+
+namespace spf::publishers {
+
+namespace {
+
+/// The bit of the host's levels that warnings have.
+constexpr std::uint32_t warning = 64;
+
+using Logger = agent::host::logging::basic_diagnostic_logger<char>;
+
+}  // namespace
+
+void logWarning(const std::string& text) noexcept {
+  try {
+    if ((agent::host::logging::enabled_levels() & warning) == 0) {
+      return;
+    }
+    Logger logger("spf::publishers");
+    if (auto record = logger.open_record(boost::log::keywords::severity = warning)) {
+      boost::log::record_ostream stream(record);
+      stream << text;
+      stream.flush();
+      logger.push_record(std::move(record));
+    }
+  } catch (...) {
+    // A sink failed; there is nobody to tell.
+  }
+}
+
+}  // namespace spf::publishers
