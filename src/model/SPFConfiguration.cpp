@@ -90,7 +90,7 @@ SPFConfigurationBuilder SPFConfiguration::modify() {
   }
   auto seeded = std::make_unique<SPFConfigurationBuilderImpl>(impl_->modificationCount, impl_->serviceInterfaces,
                                                               impl_->servicePublishers, impl_->serviceMappings);
-  // The identity goes last: copying can fail, this cannot.
+  // The identity is moved last: copying can fail, moving it cannot.
   seeded->configurationID.swap(impl_->configurationID);
   seeded->seededFromConfiguration = true;
   return SPFConfigurationBuilder(std::move(seeded));

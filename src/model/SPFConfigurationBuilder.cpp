@@ -63,7 +63,7 @@ SPFConfigurationBuilder::SPFConfigurationBuilder(std::string configurationID)
 SPFConfigurationBuilder::SPFConfigurationBuilder(std::unique_ptr<SPFConfigurationBuilderImpl> impl) noexcept
     : impl_(std::move(impl)) {}
 
-// The fresh implementation comes first in both moves: if it cannot be had, nothing has changed.
+// Both moves make the fresh implementation first: if that fails, nothing has changed.
 SPFConfigurationBuilder::SPFConfigurationBuilder(SPFConfigurationBuilder&& other) : impl_(freshImplementation()) {
   impl_.swap(other.impl_);
 }

@@ -50,7 +50,7 @@ void SPFConfigurationImpl::publishToConfigurationAdmin() {
     return;
   }
   const auto configuration = obtainConfiguration(*configurationAdmin);
-  // The tracker listens before the framework can hear of the configuration, so it misses nothing.
+  // The tracker listens before the framework receives the configuration, so it misses no event.
   updateTracker = SPFConfigurationUpdateTracker::create(properties);
   configuration->Update(std::move(properties));
 }

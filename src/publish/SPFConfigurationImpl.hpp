@@ -26,8 +26,8 @@ class SPFConfigurationImpl {
   /// Publishes the configuration as its last step.
   /// \param id     instance name in Configuration Admin; the empty one gets a generated name
   /// \param count  revision that this one follows
-  /// Whatever a collaborator throws comes out unchanged; a Configuration Admin that answers no
-  /// configuration is a std::runtime_error. Nothing is taken back then.
+  /// \throws whatever a collaborator throws, unchanged; std::runtime_error when Configuration Admin
+  ///         returns no configuration. What was done by then is not undone.
   SPFConfigurationImpl(std::string id, std::uint32_t count, ServiceInterfaces interfaces, ServicePublishers publishers,
                        ServiceMappings mappings);
 
@@ -43,7 +43,7 @@ class SPFConfigurationImpl {
                                          const std::string& servicePublisherID);
   OutstandingEndpoints listOutstandingEndpoints(const std::string& servicePublisherID);
 
-  /// Empty when the configuration is published nowhere, or when somebody else owns its identity.
+  /// Empty when the configuration is published nowhere, or when another object owns its identity.
   std::string configurationID;
   const std::uint32_t modificationCount;
   ServiceInterfaces serviceInterfaces;

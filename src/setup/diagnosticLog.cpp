@@ -22,8 +22,8 @@ Logger& diagnosticLogger() {
   return logger;
 }
 
-// The gate comes first: a disabled level costs one read and one test. `compose` runs only when a
-// record was opened. The pump pushes the record when it goes at the end of the statement, unless
+// The gate is the first step: a disabled level costs one read and one test. `compose` runs only when a
+// record was opened. The pump pushes the record when it is destroyed at the end of the statement, unless
 // `compose` threw.
 template <class Compose>
 void write(std::uint32_t level, const Compose& compose) {

@@ -8,7 +8,7 @@ class Any;
 
 // The one place that writes log records. A message is built only when its level is enabled and the
 // log takes a record for it; a value is turned into text no earlier. Sinks run on the calling thread.
-// What composing or a sink throws goes out to the caller.
+// What composing or a sink throws is propagated to the caller.
 namespace agent::spf::frameworksetup {
 
 /// Reports progress of tracking and removal, at level 4.

@@ -19,8 +19,8 @@ void setupFramework() {
 
   SPFConfigurationImpl configuration("LegacySetupFramework", 1, std::move(serviceInterfaces),
                                      std::move(servicePublishers), std::move(serviceMappings));
-  // Without its ID the object withdraws nothing when it is destroyed here: the configuration is
-  // meant to outlive this call.
+  // Without its ID the object withdraws nothing when it is destroyed here: the configuration has to
+  // outlive this call.
   configuration.configurationID.clear();
 }
 

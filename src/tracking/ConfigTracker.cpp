@@ -12,7 +12,7 @@ using cppmicroservices::Any;
 
 namespace {
 
-// Notifies at the end of a scope if told to. Declared before the lock, so that the lock is released
+// Notifies at the end of a scope if `notify` is set. Declared before the lock, so that the lock is released
 // by then, and also when the scope is left by an exception.
 class NotifyAtEnd {
  public:
@@ -55,13 +55,13 @@ bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, const Any& e
   if (!removeEqual(outstanding, endpoint)) {
     return false;
   }
-  // Before the log record is written, which can throw: nobody is to sleep on a condition that holds.
+  // Decided before the log record is written, which can throw: no waiter may sleep on a condition that holds.
   waiters.notify = allEndpointsComplete();
   logProgress(message, endpoint);
   return isComplete();
 }
 
-// All comparisons come first: one that throws leaves the list as it was.
+// Compares with all before it removes any: a comparison that throws leaves the list as it was.
 bool ConfigTracker::removeEqual(std::vector<Any>& outstanding, const Any& endpoint) {
   const EndpointEquality isEqual(endpoint);
   marks.clear();

@@ -26,7 +26,7 @@ class ConfigTracker {
   ConfigTracker& operator=(const ConfigTracker&) = delete;
 
   /// Takes every element equal to the endpoint off the list. Unknown endpoints change nothing.
-  /// When writing the log record throws, the endpoint stays off the list and waiters learn of it; when
+  /// When writing the log record throws, the endpoint stays off the list and waiters are notified; when
   /// comparing throws, nothing has changed.
   /// \return whether the publisher is complete afterwards
   bool completeEndpointBind(const cppmicroservices::Any& endpoint);

@@ -15,12 +15,12 @@
 
 namespace agent::spf::frameworksetup {
 
-/// Hears every event of the framework and routes those that answer its configuration, in its revision
+/// Receives every event of the framework and routes those that answer its configuration, in its revision
 /// or a later one, to the tracker of the publisher that they name. Calls back when every publisher is
 /// complete, possibly more than once.
 ///
-/// Events may come on any thread and on several at once. Nothing that handling an event uses belongs
-/// to somebody else: the listener may still be inside `handleEvent` when everybody else has let go.
+/// Events may arrive on any thread and on several at once. The listener owns everything that handling
+/// an event uses: it may still be inside `handleEvent` when all its other owners have released it.
 class FrameworkSetupListener : public frameworklistener::FrameworkListener {
  public:
   /// \param allCompleteCallback  called with no lock held, on the thread that reports the event
@@ -31,8 +31,8 @@ class FrameworkSetupListener : public frameworklistener::FrameworkListener {
   FrameworkSetupListener(const FrameworkSetupListener&) = delete;
   FrameworkSetupListener& operator=(const FrameworkSetupListener&) = delete;
 
-  /// Ignores stale events, publishers of other configurations, and unknown kinds and changes. Lets
-  /// out whatever comparing endpoints, logging or the callback throws.
+  /// Ignores stale events, publishers of other configurations, and unknown kinds and changes. Propagates
+  /// whatever comparing endpoints, logging or the callback throws.
   void handleEvent(std::shared_ptr<const frameworklistener::FrameworkEvent> event) override;
 
   /// From now on, completions no longer call back.
@@ -50,7 +50,7 @@ class FrameworkSetupListener : public frameworklistener::FrameworkListener {
   template <class Event>
   void route(const Event& event);
 
-  /// Tells the tracker. \return whether the publisher counts as completed
+  /// Reports the event to the tracker. \return whether the publisher counts as completed
   static bool apply(const frameworklistener::ServicesEvent& event, ConfigTracker& tracker);
   static bool apply(const frameworklistener::ErrorEvent& event, ConfigTracker& tracker);
   static bool apply(const frameworklistener::EndpointEvent& event, ConfigTracker& tracker);

@@ -51,7 +51,7 @@ SPFConfigurationUpdateTracker::~SPFConfigurationUpdateTracker() {
   try {
     unregisterListener();
   } catch (...) {
-    // A destructor has nobody to tell. The listener no longer reaches this object in any case.
+    // A destructor cannot report failures. The listener no longer reaches this object in any case.
   }
 }
 
@@ -60,8 +60,8 @@ void SPFConfigurationUpdateTracker::unregisterListener() {
   unregister(lock);
 }
 
-// A completion that was on its way when a removal was prepared must not take the listener away: the
-// unpublish events that the removal brings would be missed.
+// A completion that was already being reported when a removal was prepared must not unregister the
+// listener: it would miss the unpublish events that the removal causes.
 void SPFConfigurationUpdateTracker::unregisterAfterCompletion() {
   const std::lock_guard<std::mutex> lock(registrationMutex);
   if (!removalPrepared) {

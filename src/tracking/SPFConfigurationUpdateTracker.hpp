@@ -21,7 +21,7 @@ class FrameworkSetupListener;
 ///
 /// The framework's threads reach this object only through the callback's weak reference, so they
 /// never keep it alive for longer than one call. Registering and unregistering run foreign service
-/// listeners while `registrationMutex` is held; nobody else may hold a lock of ours then.
+/// listeners while `registrationMutex` is held; no other lock of ours may be held then.
 class SPFConfigurationUpdateTracker : public std::enable_shared_from_this<SPFConfigurationUpdateTracker> {
  public:
   /// Makes the tracker and registers its listener.

@@ -26,7 +26,7 @@ void removeFromConfigurationAdminQuietly(const std::string& configurationID) noe
   try {
     removeFromConfigurationAdmin(configurationID);
   } catch (...) {
-    // A destructor has nobody to tell.
+    // A destructor cannot report failures.
   }
 }
 

@@ -16,22 +16,22 @@ namespace agent::spf::frameworksetup {
 class SPFConfigurationBuilder;
 class SPFConfigurationImpl;
 
-/// Owns one published configuration: reads it, waits for the framework to act on it, changes it, and
-/// withdraws it when the handle lets go of it.
+/// Owns one published configuration: reads it, waits for the framework to act on it, modifies it, and
+/// withdraws it when the handle releases it.
 ///
 /// Destroying a handle, resetting it, or moving another one over it withdraws its configuration from
 /// Configuration Admin, without waiting and without reporting failures. Two configurations of one ID
 /// are one object there, and dropping either handle withdraws it for both; `modify()` is the way to
-/// hand an ID on. A configuration that is withdrawn and published anew under the same ID at once may
-/// be lost by the runtime: wait for the services to be unpublished first.
+/// pass an ID on. A runtime may lose a configuration that is withdrawn and at once published again
+/// under the same ID: wait for the services to be unpublished first.
 ///
 /// On one handle, `waitForAllEndpoints`, `waitForAllServices` and `listOutstandingEndpoints` may run
 /// at the same time, on any number of threads. Everything else, `waitForAllServicesToBeUnpublished`
 /// included, must overlap with nothing on the same handle. Different handles are independent. Handles
-/// must be gone before `main` returns, since the runtime's own statics are destroyed after it.
+/// must be destroyed before `main` returns, since the runtime's own statics are destroyed after it.
 class [[gnu::visibility("default")]] SPFConfiguration {
  public:
-  /// An empty handle.
+  /// Makes an empty handle.
   SPFConfiguration() noexcept;
 
   /// Takes the other's configuration; the other becomes empty.
@@ -43,27 +43,27 @@ class [[gnu::visibility("default")]] SPFConfiguration {
   /// Withdraws the configuration, if the handle holds one. Failures are dropped.
   ~SPFConfiguration();
 
-  /// Whether the handle holds no configuration (default-constructed, moved-from or reset). A
+  /// Returns whether the handle holds no configuration (default-constructed, moved-from or reset). A
   /// configuration without entries is a configuration all the same.
   [[nodiscard]] bool empty() const noexcept;
 
-  /// The configuration's ID: empty after `modify()`, after the services were waited for to be
+  /// Returns the configuration's ID: empty after `modify()`, after a wait for the services to be
   /// unpublished, and when there was no Configuration Admin to publish in.
   /// \pre not `empty()`
   [[nodiscard]] const std::string getConfigurationID() const;
 
-  /// Copies of all interfaces, in no particular order; none for an empty handle.
+  /// Returns copies of all interfaces, in no particular order; none for an empty handle.
   [[nodiscard]] std::vector<SPFServiceInterfaceConfiguration> getServiceInterfaceConfigurations() const;
 
-  /// Copies of all publishers, in no particular order; none for an empty handle.
+  /// Returns copies of all publishers, in no particular order; none for an empty handle.
   [[nodiscard]] std::vector<SPFServicePublisherConfiguration> getServicePublisherConfigurations() const;
 
-  /// Copies of the interfaces that one publisher serves: first those marked for all publishers, then
-  /// the mapped ones by ascending ID, none twice. For an unknown publisher, those marked for all.
+  /// Returns copies of the interfaces that one publisher serves: first those marked for all publishers,
+  /// then the mapped ones by ascending ID, none twice. An unknown publisher serves those marked for all.
   [[nodiscard]] std::vector<SPFServiceInterfaceConfiguration> getServiceInterfaceConfigurationsForServicePublisher(
       const std::string& servicePublisherID) const;
 
-  /// Takes the configuration's identity into a builder that holds copies of its entries. Building
+  /// Moves the configuration's identity into a builder that holds copies of its entries. Building
   /// publishes the next revision under the same ID; dropping the builder unbuilt withdraws the
   /// configuration. The handle keeps its entries and can still be read, but has no ID any more:
   ///
@@ -98,13 +98,13 @@ class [[gnu::visibility("default")]] SPFConfiguration {
   /// logged and dropped. When the wait ends, the events of the other publishers are no longer followed.
   /// Parameters, result and exceptions as above, but nothing else may use the handle meanwhile. A
   /// framework error that the publisher reported earlier is thrown here as well, after the withdrawal.
-  /// What registering for the framework's events throws comes before it, and nothing is withdrawn
-  /// then. When a log sink throws while a failure to withdraw is logged, that goes out at once:
-  /// nothing is waited for, the configuration keeps its ID, and the call may be repeated.
+  /// An exception from registering for the framework's events is thrown before the withdrawal, and
+  /// nothing is withdrawn. An exception from a log sink, while a failure to withdraw is logged, is thrown
+  /// at once: nothing is waited for, the configuration keeps its ID, and the call may be repeated.
   [[nodiscard]] bool waitForAllServicesToBeUnpublished(const std::chrono::milliseconds& timeout,
                                                        const std::string& servicePublisherID);
 
-  /// What the publisher has not brought up yet; does not block.
+  /// Returns the endpoints that the publisher has not brought up yet; does not block.
   /// \return first: the endpoints still to be connected, second: those still to be bound, each in the
   ///         configured order; two empty lists for an empty handle, and when there was no
   ///         Configuration Admin to publish in

@@ -20,8 +20,8 @@ class SPFConfigurationBuilderImpl;
 /// publishes it with `build()`.
 ///
 /// Editing only changes the builder: nothing is checked and nothing reaches the framework before
-/// `build()`. Adding an entry whose `uniqueID` is there replaces that entry; removing what is not
-/// there does nothing. Every editing operation returns the builder, so that calls chain, and throws
+/// `build()`. Adding an entry whose `uniqueID` exists replaces that entry; removing one that does not
+/// exist does nothing. Every editing operation returns the builder, so that calls chain, and throws
 /// nothing but `std::bad_alloc` and `std::length_error`; a failing one leaves the entry concerned as
 /// it was.
 ///
@@ -29,14 +29,14 @@ class SPFConfigurationBuilderImpl;
 /// configuration: dropping it without a successful `build()` withdraws that configuration.
 ///
 /// One thread at a time may use a builder; different builders are independent. Builders must be
-/// gone before `main` returns, since the runtime's own statics are destroyed after it.
+/// destroyed before `main` returns, since the runtime's own statics are destroyed after it.
 class [[gnu::visibility("default")]] SPFConfigurationBuilder {
  public:
   /// \param configurationID  identity of the configuration; with the empty one, the configuration
   ///                         gets a generated identity when it is published
   SPFConfigurationBuilder(std::string configurationID = "");
 
-  /// Takes the contents over; `other` becomes an empty builder with the empty ID, ready for use.
+  /// Takes over the contents; `other` becomes an empty builder with the empty ID, ready for use.
   /// \throws std::bad_alloc, with both builders unchanged
   SPFConfigurationBuilder(SPFConfigurationBuilder && other);
 
@@ -57,7 +57,7 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   SPFConfigurationBuilder& addServiceInterfaceToAllServicePublishers(std::string uniqueID, std::string name,
                                                                      boost::property_tree::ptree requestedProperties);
 
-  /// Maps an interface to a publisher, which does not have to be there yet, then adds or replaces the
+  /// Maps an interface to a publisher, which does not have to exist yet, then adds or replaces the
   /// interface. If adding the interface fails, the mapping stays.
   SPFConfigurationBuilder& addServiceInterfaceToServicePublisher(const std::string& servicePublisherID,
                                                                  SPFServiceInterfaceConfiguration serviceInterface);
@@ -65,7 +65,7 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
                                                                  std::string uniqueID, std::string name,
                                                                  boost::property_tree::ptree requestedProperties);
 
-  /// Maps an interface to a publisher. Neither has to be there before `build()`.
+  /// Maps an interface to a publisher. Neither has to exist before `build()`.
   SPFConfigurationBuilder& addServiceMapping(const std::string& serviceInterfaceID,
                                              const std::string& servicePublisherID);
 
@@ -92,7 +92,7 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   SPFConfigurationBuilder& removeServiceMapping(const std::string& serviceInterfaceID,
                                                 const std::string& servicePublisherID);
 
-  /// Takes an interface's mark for all publishers away. The interface and its mappings stay.
+  /// Removes an interface's mark for all publishers. The interface and its mappings stay.
   SPFConfigurationBuilder& undoMappingOfServiceInterfaceToAllServicePublishers(const std::string& uniqueID);
 
   /// Checks the mappings, then publishes the configuration.
