@@ -113,7 +113,7 @@ TEST_F(AConfigurationFile, TurnsRequestedPropertiesIntoATreeOfTexts) {
   EXPECT_TRUE(tree.get_child("empty").empty());
 }
 
-TEST_F(AConfigurationFile, PutsRequiredPropertiesBehindRequestedOnesWhicheverStandsFirst) {
+TEST_F(AConfigurationFile, PutsRequiredPropertiesBehindRequestedOnesInAnyOrder) {
   const auto sut = read(R"({"serviceInterfaces": [{"uniqueID": "i", "name": "n",
     "requiredRuntimeServiceProperties": {"r": "1"}, "requestedProperties": {"q": "2"}}]})");
   const auto& tree = sut.serviceInterfaces.at(0).record.requestedProperties;

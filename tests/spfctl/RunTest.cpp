@@ -362,7 +362,7 @@ TEST_F(SpfctlRun, EndsWithOneAndNamesTheBundleFileThatWasCutOffInTheMiddle) {
   EXPECT_THAT(result.err, HasSubstr(file));
 }
 
-TEST_F(SpfctlRun, EndsWithOneAndNamesFileAndReasonOfABundleWhoseActivatorThrows) {
+TEST_F(SpfctlRun, EndsWithOneAndNamesABundleWhoseActivatorThrows) {
   const auto root = workspace_.path() / "tree";
   const auto file = workspace_.write("tree/bin/win64/spf/providers/throwing.so", "");
   std::filesystem::copy_file(THROWING_BUNDLE, file, std::filesystem::copy_options::overwrite_existing);

@@ -34,7 +34,7 @@ TEST_F(Building, NamesTheLowerPublisherOfOneInterface) {
   EXPECT_EQ(failure(), "ServiceMapping references an unknown ServicePublisher Configuration y");
 }
 
-TEST_F(Building, ReportsAnUnknownPublisherOfALowerMappingBeforeAnUnknownInterface) {
+TEST_F(Building, ReportsTheLowerMappingWhicheverOfItsSidesIsUnknown) {
   sut.addServiceInterface(serviceInterface("a")).addServiceMapping("b", "p").addServiceMapping("a", "q");
   EXPECT_EQ(failure(), "ServiceMapping references an unknown ServicePublisher Configuration q");
 }
@@ -63,7 +63,7 @@ TEST_F(Building, LogsNothingWhenValidationFails) {
   EXPECT_TRUE(log.records().empty());
 }
 
-TEST_F(Building, LeavesABuilderMadeByModifyTheOwnerOfItsConfigurationWhenValidationFails) {
+TEST_F(Building, LeavesASeededBuilderTheOwnerWhenValidationFails) {
   auto first = sut.build();
   {
     auto seeded = first.modify();
@@ -74,7 +74,7 @@ TEST_F(Building, LeavesABuilderMadeByModifyTheOwnerOfItsConfigurationWhenValidat
   EXPECT_TRUE(framework_.configurationIDs().empty());
 }
 
-TEST_F(Building, SucceedsAsTheNextRevisionAfterABuilderMadeByModifyWasRepaired) {
+TEST_F(Building, SucceedsAsTheNextRevisionAfterASeededBuilderWasRepaired) {
   auto first = sut.build();
   auto seeded = first.modify();
   seeded.addServiceMapping("i", "p");
@@ -85,7 +85,7 @@ TEST_F(Building, SucceedsAsTheNextRevisionAfterABuilderMadeByModifyWasRepaired) 
   EXPECT_EQ(asInt(framework_.configuration("built")->at("modificationCount")), 2);
 }
 
-TEST_F(Building, AnEmptyBuilderGivesAConfigurationWithoutEntriesItsIDAndTheCountOne) {
+TEST_F(Building, AnEmptyBuilderGivesNoEntriesItsIDAndTheCountOne) {
   const auto configuration = sut.build();
   EXPECT_FALSE(configuration.empty());
   EXPECT_EQ(configuration.getConfigurationID(), "built");
@@ -105,7 +105,7 @@ TEST_F(Building, SucceedsWithTheBuildersIDAfterTheOffendingMappingWasRemoved) {
   EXPECT_EQ(idsOf(configuration.getServiceInterfaceConfigurations()), std::vector<std::string>{"a"});
 }
 
-TEST_F(Building, ASecondTimeTakesTheGeneratedInstanceNameAndTheSameCountWhenThereIsAConfigurationAdmin) {
+TEST_F(Building, ASecondTimeTakesAGeneratedIDAndTheSameCount) {
   sut.addServicePublisher(publisher("p"));
   const auto first = sut.build();
   const auto second = sut.build();

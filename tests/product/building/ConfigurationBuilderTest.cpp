@@ -66,7 +66,7 @@ TEST_F(ABuilder, KeepsTheMarkForAllPublishersWhenTheInterfaceIsReplaced) {
   EXPECT_EQ(interfaces[0].name, "second");
 }
 
-TEST_F(ABuilder, MarksAnInterfaceThatIsThereForAllPublishersAndUndoesItKeepingTheEntry) {
+TEST_F(ABuilder, MarksAnInterfaceForAllPublishersAndUndoesThat) {
   sut.addServiceInterface(serviceInterface("i", "first"))
       .addServiceInterfaceToAllServicePublishers(serviceInterface("i", "second"));
   EXPECT_EQ(interfacesOf("any"), Texts{"i"});
@@ -103,7 +103,7 @@ TEST_F(ABuilder, KeepsASingleMappingWhenItIsAddedTwiceAndRemovesIt) {
   EXPECT_EQ(mappingsIn(*framework_.configuration(configuration_.getConfigurationID())), Pairs{});
 }
 
-TEST_F(ABuilder, KeepsTheOtherMappingsWhenAMappingIsRemovedAndWhenItIsRemovedOnceMore) {
+TEST_F(ABuilder, KeepsTheOtherMappingsWhenOneIsRemovedTwice) {
   sut.addServiceInterface(serviceInterface("a")).addServiceInterface(serviceInterface("b"));
   sut.addServicePublisher(publisher("p")).addServicePublisher(publisher("q"));
   sut.addServiceMapping("a", "p").addServiceMapping("a", "q").addServiceMapping("b", "p");

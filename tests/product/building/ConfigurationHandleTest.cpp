@@ -28,7 +28,7 @@ class AConfigurationHandle : public testing::Test {
   FrameworkWithConfigurationAdmin framework_;
 };
 
-TEST_F(AConfigurationHandle, WithdrawsTheConfigurationWhenABuilderMadeByModifyIsDroppedUnbuilt) {
+TEST_F(AConfigurationHandle, WithdrawsWhenABuilderMadeByModifyIsDroppedUnbuilt) {
   auto configuration = SPFConfigurationBuilder("dropped").build();
   RecordedLog log(4);
   {
@@ -49,7 +49,7 @@ TEST_F(AConfigurationHandle, RemovesNothingWhenItIsReplacedByItsOwnNextRevision)
   EXPECT_EQ(configuration.getConfigurationID(), "kept");
 }
 
-TEST_F(AConfigurationHandle, IsEmptyByDefaultWithEmptyListsAndModifiesIntoABuilderWithTheEmptyID) {
+TEST_F(AConfigurationHandle, IsEmptyByDefaultAndModifiesIntoABuilderWithTheEmptyID) {
   SPFConfiguration sut;
   EXPECT_TRUE(sut.empty());
   EXPECT_TRUE(sut.getServiceInterfaceConfigurations().empty());
@@ -84,7 +84,7 @@ TEST_F(AConfigurationHandle, KeepsItsEntriesButNotItsIdentityAfterModify) {
   EXPECT_EQ(builder.build().getConfigurationID(), "passed-on");
 }
 
-TEST_F(AConfigurationHandle, ListsTheInterfacesOfAPublisherThoseForAllFirstThenTheMappedOnesSorted) {
+TEST_F(AConfigurationHandle, ListsInterfacesForAllFirstThenTheMappedOnesSorted) {
   const auto sut = SPFConfigurationBuilder("listed")
                        .addServiceInterfaceToAllServicePublishers(serviceInterface("x"))
                        .addServiceInterface(serviceInterface("b"))
@@ -243,7 +243,7 @@ TEST_F(AConfigurationHandle, WithdrawsItsConfigurationWhenItIsDestroyed) {
   EXPECT_TRUE(framework_.configurationIDs().empty());
 }
 
-TEST_F(AConfigurationHandle, OfAnIDThatAnotherHandleHasAsWellWithdrawsTheConfigurationForBoth) {
+TEST_F(AConfigurationHandle, OfAnIDThatAnotherHandleHasWithdrawsItForBoth) {
   auto first = SPFConfigurationBuilder("shared").build();
   const auto second = SPFConfigurationBuilder("shared").build();
   first.reset();

@@ -67,7 +67,7 @@ TEST_F(ServiceConfigurationRecords, MayHaveTheEmptyIdentity) {
   EXPECT_EQ(configuration.getServiceInterfaceConfigurationsForServicePublisher("")[0].name, "nameless");
 }
 
-TEST_F(ServiceConfigurationRecords, ThatShareTheirIdentityAreOneEntryAndTheLaterReplacesTheEarlier) {
+TEST_F(ServiceConfigurationRecords, ThatShareTheirIdentityAreOneEntryAndTheLastOneCounts) {
   boost::property_tree::ptree tree;
   tree.put("unit", "kelvin");
   const auto configuration = SPFConfigurationBuilder("same-identity")
@@ -89,7 +89,7 @@ TEST_F(ServiceConfigurationRecords, ThatShareTheirIdentityAreOneEntryAndTheLater
   EXPECT_EQ(publishers[0].exportFilter, "d");
 }
 
-TEST_F(ServiceConfigurationRecords, AndTheirMappingsDifferByTheCaseOfTheirIdentityAndByWhatStandsBehindANul) {
+TEST_F(ServiceConfigurationRecords, DifferByTheCaseOfTheirIDAndByWhatStandsBehindANul) {
   const std::pair<std::string, std::string> cases[] = {{"P", "p"}, {std::string("a\0b", 3), std::string("a\0c", 3)}};
   for (const auto& [one, other] : cases) {
     SPFConfigurationBuilder builder("differing");

@@ -53,7 +53,7 @@ TEST_F(APublisherTracker, RemovesAnEndpointThatIsListedTwiceEntirelyWithOneBindR
   EXPECT_EQ(toBind(*sut), Texts{"b"});
 }
 
-TEST_F(APublisherTracker, NotifiesNobodyAndIsIncompleteWhenTheBindListGetsEmptyWhileConnectsAreOutstanding) {
+TEST_F(APublisherTracker, NotifiesNobodyWhenOnlyTheBindListGetsEmpty) {
   const auto sut = tracker({text("b")}, {text("c")});
   sut->completeAllServicesPublished();
   bool complete = true;
@@ -62,7 +62,7 @@ TEST_F(APublisherTracker, NotifiesNobodyAndIsIncompleteWhenTheBindListGetsEmptyW
   EXPECT_EQ(toBind(*sut), Texts{});
 }
 
-TEST_F(APublisherTracker, IsCompleteLogsAndNotifiesWhenTheLastConnectComesAfterTheServices) {
+TEST_F(APublisherTracker, IsCompleteWhenTheLastConnectComesAfterTheServices) {
   const auto sut = tracker({}, {text("c")});
   sut->completeAllServicesPublished();
   bool complete = false;
@@ -71,7 +71,7 @@ TEST_F(APublisherTracker, IsCompleteLogsAndNotifiesWhenTheLastConnectComesAfterT
   EXPECT_EQ(log_.messages().back(), "ConfigTracker completeEndpointConnect c");
 }
 
-TEST_F(APublisherTracker, LogsAndNotifiesOnceWhenTheServicesAreReportedTwiceBeforeTheEndpoints) {
+TEST_F(APublisherTracker, LogsAndNotifiesOnceWhenServicesAreReportedTwice) {
   const auto sut = tracker({text("b")}, {});
   bool first = true;
   bool second = true;
@@ -148,7 +148,7 @@ TEST_F(APublisherTracker, LogsEachEndpointWithItsText) {
                                                     progress("ConfigTracker completeEndpointConnect 7")}));
 }
 
-TEST_F(APublisherTracker, NotifiesWhenBothListsAreEmptyAlthoughTheServicesAreOutstanding) {
+TEST_F(APublisherTracker, NotifiesWhenBothListsAreEmptyWithServicesOutstanding) {
   const auto sut = tracker({text("b")}, {});
   bool complete = true;
   EXPECT_EQ(notifications([&] { complete = sut->completeEndpointBind(text("b")); }), 1);

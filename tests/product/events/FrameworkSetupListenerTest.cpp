@@ -78,7 +78,7 @@ TEST_F(AFrameworkSetupListener, IgnoresAnEventThatIsOneCountTooOldAndAcceptsALat
   EXPECT_EQ(completions, 1);
 }
 
-TEST_F(AFrameworkSetupListener, IsNotCompletedByABindEventForALegacyPublisherWhoseListsAreEmpty) {
+TEST_F(AFrameworkSetupListener, IsNotCompletedByABindEventForALegacyPublisher) {
   const auto sut = listener({publisherEntry("p", "legacyservicepublisher", {text("b")}, {text("c")})});
   EXPECT_TRUE(sut->waitForAllEndpoints(milliseconds(0), "p"));
   endpoint(*sut, 0, "b", "p");
@@ -87,7 +87,7 @@ TEST_F(AFrameworkSetupListener, IsNotCompletedByABindEventForALegacyPublisherWho
   EXPECT_FALSE(sut->waitForAllServices(milliseconds(0), "p"));
 }
 
-TEST_F(AFrameworkSetupListener, CountsAPublisherAsCompletedByAnUnpublishEventEvenIfItNeverFinishedPublishing) {
+TEST_F(AFrameworkSetupListener, CountsAPublisherAsCompletedByAnUnpublishEvent) {
   const auto sut = listener({publisherEntry("p", "rpcservicepublisher", {text("b")})});
   services(*sut, 1, "p");
   EXPECT_EQ(completions, 1);
@@ -319,7 +319,7 @@ TEST_F(AFrameworkSetupListener, WithoutACallbackThrowsWhenEveryPublisherIsComple
   EXPECT_THROW(services(sut, 0, "p"), std::bad_function_call);
 }
 
-TEST_F(AFrameworkSetupListener, DoesNotKnowPublishersOfOtherConfigurationsAndLocksNothingToSaySo) {
+TEST_F(AFrameworkSetupListener, DoesNotKnowOtherPublishersAndLocksNothingToSaySo) {
   const auto sut = listener({publisherEntry("p", "rpcservicepublisher")});
   const MutexFailure failure;
   EXPECT_THROW(sut->waitForAllEndpoints(milliseconds(0), "q"), std::out_of_range);
@@ -336,7 +336,7 @@ TEST_F(AFrameworkSetupListener, IsNotRegisteredWhenItCannotBeMade) {
   EXPECT_EQ(framework.listeners(), 0u);
 }
 
-TEST_F(AFrameworkSetupListener, IsRegisteredAndUnregisteredByManyRemovalsAtOnceAndIsGoneWithTheLast) {
+TEST_F(AFrameworkSetupListener, IsRegisteredByManyRemovalsAtOnceAndGoneWithTheLast) {
   TestFramework framework;
   const auto sut = SPFConfigurationUpdateTracker::create(properties({publisherEntry("p", "rpcservicepublisher")}));
   Gate start;

@@ -103,7 +103,7 @@ class Interleaving : public testing::Test {
 
 // Two reports about one publisher, of which the first is stopped in the middle.
 
-TEST_F(Interleaving, OfTheLastBindAndTheLastConnectCompletesThePublisherWhicheverIsFirst) {
+TEST_F(Interleaving, OfTheLastBindAndTheLastConnectCompletesThePublisher) {
   for (const bool bindFirst : {true, false}) {
     std::mutex mutex;
     Texts order;
@@ -195,7 +195,7 @@ TEST_F(Interleaving, OfTwoConfigurationsLetsOneLiveWhileTheOthersReportIsStopped
   EXPECT_TRUE(stopped.waitForAllEndpoints(noWait, "p"));
 }
 
-TEST_F(Interleaving, OfTwoConfigurationsLetsOneLiveWhileTheOthersListenerIsBeingTakenAway) {
+TEST_F(Interleaving, OfTwoConfigurationsLetsOneLiveWhileTheOtherUnregisters) {
   auto stopped = built("stopped", publisher("p"));
   auto token = stopAtUnregistration();
   auto report = onAnotherThread([this] { framework_.sendPublished("p", 1); });
@@ -221,7 +221,7 @@ TEST_F(Interleaving, OfTwoConfigurationsLetsOneLiveWhileTheOtherIsBeingPublished
 
 // Reports against publication, destruction and removal.
 
-TEST_F(Interleaving, OfACompletionAndAPublicationThatIsAboutToBeWrittenEndsTheTracking) {
+TEST_F(Interleaving, OfACompletionAndAnUnwrittenPublicationEndsTheTracking) {
   stopAtCall("Update");
   SPFConfiguration sut;
   auto publication = onAnotherThread([&] { sut = built("x", publisher("p")); });
@@ -248,7 +248,7 @@ TEST_F(Interleaving, OfACompletionAndADestructionThatIsAboutToRemoveIsHarmless) 
 }
 
 // The callback holds the registration's mutex; the removal has to register the listener once more.
-TEST_F(Interleaving, OfACompletionThatTakesTheListenerAwayAndARemovalRegistersItOnceMoreBeforeItRemoves) {
+TEST_F(Interleaving, OfACompletionAndARemovalRegistersBeforeItRemoves) {
   auto sut = built("x", publisher("p"));
   auto token = stopAtUnregistration();
   auto report = onAnotherThread([this] { framework_.sendPublished("p", 1); });
@@ -277,7 +277,7 @@ TEST_F(Interleaving, OfACompletionThatTakesTheListenerAwayAndARemovalRegistersIt
 
 // What has no place to be stopped at, often and for the sanitizers' eyes.
 
-TEST_F(Interleaving, OfTheLastReportsWaitersAndListersAtRandomCompletesThePublisher) {
+TEST_F(Interleaving, OfReportsWaitersAndListersAtRandomCompletesThePublisher) {
   for (int round = 0; round < rounds; ++round) {
     auto sut = built("x", publisher("p", {text("c")}, {text("b")}));
     std::vector<std::future<void>> threads;

@@ -101,7 +101,7 @@ TEST_F(TheLocksTakenBy, APublishersStateAreOneEachTime) {
   EXPECT_EQ(locksOf([&] { ConfigTracker({text("b")}, {}, true); }), 0);
 }
 
-TEST_F(TheLocksTakenBy, AnEventAreThePublishersAndOnceItIsCompleteThatOfTheCompletedOnes) {
+TEST_F(TheLocksTakenBy, AnEventAreThePublishersAndOnCompletionTheListenersOwn) {
   FrameworkSetupListener sut([] {}, properties());
   EXPECT_EQ(locksOf([&] { services(sut, 0, "p", 0); }), 0) << "an event that is too old";
   EXPECT_EQ(locksOf([&] { services(sut, 0, "q", 1); }), 0) << "another publisher's event";

@@ -33,7 +33,7 @@ class UpdateTracking : public testing::Test {
   std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
 };
 
-TEST_F(UpdateTracking, RegistersOneListenerPerPublicationAndUnregistersItWhenEveryPublisherIsComplete) {
+TEST_F(UpdateTracking, RegistersOneListenerUntilEveryPublisherIsComplete) {
   auto sut = builder().addServicePublisher(publisher("q")).build();
   EXPECT_EQ(framework_.listeners(), 1u);
   framework_.sendPublished("p", 1);
@@ -42,7 +42,7 @@ TEST_F(UpdateTracking, RegistersOneListenerPerPublicationAndUnregistersItWhenEve
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
-TEST_F(UpdateTracking, RegistersTheListenerUnderItsTypesNameAndWithNoPropertiesOfItsOwn) {
+TEST_F(UpdateTracking, RegistersTheListenerUnderItsTypeWithoutProperties) {
   auto sut = builder().build();
   const auto references = framework_.context().GetServiceReferences("agent::spf::frameworklistener::FrameworkListener");
   ASSERT_EQ(references.size(), 1u);
@@ -83,7 +83,7 @@ TEST_F(UpdateTracking, ToleratesACompletionThatIsReportedAgain) {
   EXPECT_NO_THROW(listener->handleEvent(published()));
 }
 
-TEST_F(UpdateTracking, LeavesAListenerThatItsSenderStillHoldsUsableAfterTheHandleIsGone) {
+TEST_F(UpdateTracking, LeavesAListenerUsableThatItsSenderHoldsLonger) {
   auto sut = builder().build();
   const auto listener = registeredListener();
   sut.reset();
@@ -91,7 +91,7 @@ TEST_F(UpdateTracking, LeavesAListenerThatItsSenderStillHoldsUsableAfterTheHandl
 }
 
 // The service listener runs on the thread that registers, with the registration's lock held.
-TEST_F(UpdateTracking, HearsACompletionThatAnotherThreadReportsWhileTheListenerIsBeingRegistered) {
+TEST_F(UpdateTracking, HearsACompletionWhileTheListenerIsBeingRegistered) {
   std::future<void> sender;
   Gate reporting;
   auto context = framework_.context();
@@ -114,7 +114,7 @@ TEST_F(UpdateTracking, HearsACompletionThatAnotherThreadReportsWhileTheListenerI
   context.RemoveListener(std::move(token));
 }
 
-TEST_F(UpdateTracking, IsSafeFromASenderOnAnotherThreadWhileTheListenerIsBeingUnregistered) {
+TEST_F(UpdateTracking, IsSafeFromASenderWhileTheListenerIsBeingUnregistered) {
   auto sut = builder().build();
   const auto listener = registeredListener();
   std::future<void> sender;

@@ -313,7 +313,7 @@ class LettingGoOutOfMemory : public AnAllocationFailure, public testing::WithPar
 INSTANTIATE_TEST_SUITE_P(By, LettingGoOutOfMemory, testing::ValuesIn(lettingGo),
                          [](const auto& way) { return std::string(way.param.name); });
 
-TEST_P(LettingGoOutOfMemory, IsSilentLeavesTheConfigurationWithdrawnOrThereAndNothingElseBehind) {
+TEST_P(LettingGoOutOfMemory, IsSilentAndLeavesTheConfigurationWithdrawnOrThere) {
   const bool ofTheBuilder = GetParam().name == std::string("DestroyingTheBuilder");
   const RecordedLog log(4 | 512);
   const auto token = std::make_shared<int>();
@@ -343,7 +343,7 @@ TEST_P(LettingGoOutOfMemory, IsSilentLeavesTheConfigurationWithdrawnOrThereAndNo
 }
 
 // The builder is withdrawn from when the other one takes its place, and not before.
-TEST_F(AnAllocationFailure, LeavesABuilderMadeByModifyAsItWasOverWhichAnotherWasToBeMoved) {
+TEST_F(AnAllocationFailure, LeavesASeededBuilderAsItWasOverWhichAnotherWasToBeMoved) {
   FailingAllocations::inEveryRound([&](FailingAllocations& failing) {
     auto configuration = filled("x").build();
     auto sut = configuration.modify();

@@ -95,7 +95,7 @@ class AFrameworkThatStops : public testing::Test {
   FrameworkWithConfigurationAdmin framework_;
 };
 
-TEST_F(AFrameworkThatStops, BehindTheLookUpIsSaidToHaveNoValidContextAndIsAskedForNoService) {
+TEST_F(AFrameworkThatStops, BehindTheLookUpHasNoValidContextAndIsAskedForNoService) {
   bool askedForAService = false;
   const RuntimeCalls calls(
       [&](const std::string& name) { askedForAService = askedForAService || name == "GetService"; },
@@ -104,7 +104,7 @@ TEST_F(AFrameworkThatStops, BehindTheLookUpIsSaidToHaveNoValidContextAndIsAskedF
   EXPECT_FALSE(askedForAService);
 }
 
-TEST_F(AFrameworkThatStops, BeforeTheReferenceIsUsedIsSaidToHaveNoValidContext) {
+TEST_F(AFrameworkThatStops, BeforeTheReferenceIsUsedHasNoValidContext) {
   bool lookedUp = false;
   bool stopped = false;
   const RuntimeCalls calls([](const char*) {}, [&] { lookedUp = true; },

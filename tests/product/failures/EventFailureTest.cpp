@@ -83,7 +83,7 @@ class AReportThatFails : public testing::TestWithParam<FailingReport> {};
 INSTANTIATE_TEST_SUITE_P(Of, AReportThatFails, testing::ValuesIn(failingReports),
                          [](const auto& failing) { return nameOf(failing.param); });
 
-TEST_P(AReportThatFails, GoesBackToItsSenderKeepsTheListenerAndCompletesThePublisherWhenItComesAgain) {
+TEST_P(AReportThatFails, GoesBackToItsSenderAndCompletesWhenItComesAgain) {
   const auto& [report, call, counts] = GetParam();
   forEveryKindOfException([&, call = call, counts = counts](FailingCollaborators& with, Thrown thrown) {
     Reports reports(with);
@@ -109,7 +109,7 @@ TEST_P(AReportThatFails, GoesBackToItsSenderKeepsTheListenerAndCompletesThePubli
   });
 }
 
-TEST_P(AReportThatFails, ChangesNothingInConfigurationAdminAndTheConfigurationIsWithdrawnAsEver) {
+TEST_P(AReportThatFails, ChangesNothingInConfigurationAdmin) {
   const auto& [report, call, counts] = GetParam();
   FailingCollaborators with;
   {

@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(At, AFirstRevisionThatFails, testing::ValuesIn(callsOfE
 INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, AFirstRevisionThatFails, testing::ValuesIn(callsUnderAGivenID),
                          [](const auto& call) { return nameOf(call.param); });
 
-TEST_P(AFirstRevisionThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsUnderAGeneratedIDAtASecondTry) {
+TEST_P(AFirstRevisionThatFails, LeavesNothingBehindAndSucceedsUnderAGeneratedIDNext) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     auto sut = filled("given");
     failsToBuild(with, thrown, sut);
@@ -81,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(AtTheEndAt, AFirstRevisionUnderAGeneratedIDThatFails,
                          testing::Values(Call{"RegisterService"}, Call{"Update"}),
                          [](const auto& call) { return nameOf(call.param); });
 
-TEST_P(AFirstRevisionUnderAGeneratedIDThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsAtASecondTry) {
+TEST_P(AFirstRevisionUnderAGeneratedIDThatFails, LeavesNothingBehindAndSucceedsAtASecondTry) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     auto sut = filled("");
     failsToBuild(with, thrown, sut);
@@ -97,7 +97,7 @@ INSTANTIATE_TEST_SUITE_P(At, ANextRevisionThatFails, testing::ValuesIn(callsOfEv
 INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, ANextRevisionThatFails, testing::ValuesIn(callsUnderAGivenID),
                          [](const auto& call) { return nameOf(call.param); });
 
-TEST_P(ANextRevisionThatFails, LeavesTheFirstOnePublishedAndFollowedAndItsDroppedBuilderWithdrawsNothing) {
+TEST_P(ANextRevisionThatFails, LeavesTheFirstOnePublishedAndFollowed) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     auto first = filled("given").build();
     {
@@ -130,7 +130,7 @@ INSTANTIATE_TEST_SUITE_P(At, ASetupThatFails, testing::ValuesIn(callsOfEveryPubl
 INSTANTIATE_TEST_SUITE_P(UnderAGivenIDAt, ASetupThatFails, testing::ValuesIn(callsUnderAGivenID),
                          [](const auto& call) { return nameOf(call.param); });
 
-TEST_P(ASetupThatFails, LetsTheExceptionOutLeavesNothingBehindAndSucceedsAtASecondTry) {
+TEST_P(ASetupThatFails, LeavesNothingBehindAndSucceedsAtASecondTry) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     EXPECT_EQ(with.outcomeOf({GetParam()}, thrown, [] { setupFramework(); }), textOf(thrown));
     EXPECT_EQ(with.framework.host().installations().size(), expectedInstallations());
@@ -227,7 +227,7 @@ class TheCopiesOfAPublication : public testing::Test {
   }
 };
 
-TEST_F(TheCopiesOfAPublication, AreMadeBeforeTheBundlesBeforeTheLookUpAndBeforeTheRegistration) {
+TEST_F(TheCopiesOfAPublication, AreMadeBeforeTheBundlesTheLookUpAndTheRegistration) {
   auto expected =
       sevenInstallationsAnd({"copy", "getFramework", "GetServiceReferences", "GetService", "GetFactoryConfiguration",
                              "copy", "getFramework", "RegisterService", "Update"});
@@ -235,7 +235,7 @@ TEST_F(TheCopiesOfAPublication, AreMadeBeforeTheBundlesBeforeTheLookUpAndBeforeT
   EXPECT_EQ(withoutRepeatedCopies(callsOfBuilding()), expected);
 }
 
-TEST_F(TheCopiesOfAPublication, EndItThereWhenTheyFailAndCostTheBuildersIDOnlyOnceTheBundlesAreInstalled) {
+TEST_F(TheCopiesOfAPublication, CostTheBuildersIDOnlyOnceTheBundlesAreInstalled) {
   const auto undisturbed = callsOfBuilding();
   const auto copies = static_cast<int>(std::count(undisturbed.begin(), undisturbed.end(), "copy"));
   for (int copy = 1; copy <= copies; ++copy) {
@@ -252,7 +252,7 @@ TEST_F(TheCopiesOfAPublication, EndItThereWhenTheyFailAndCostTheBuildersIDOnlyOn
   }
 }
 
-TEST_F(TheCopiesOfAPublication, LeaveABuilderMadeByModifyTheOwnerOfItsConfigurationWhenTheFirstOneFails) {
+TEST_F(TheCopiesOfAPublication, LeaveASeededBuilderTheOwnerWhenTheFirstOneFails) {
   FailingCollaborators with;
   auto first = filled(with).build();
   {

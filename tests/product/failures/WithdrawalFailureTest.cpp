@@ -98,7 +98,7 @@ TEST_P(AWithdrawalThatFailsOn, IsSilentLeavesTheConfigurationThereAndEndsTheTrac
 }
 
 // A builder has no listener.
-TEST_P(AWithdrawalThatFailsOn, IsSilentAboutAListenerThatCannotBeUnregisteredWhichHearsHarmlesslyFromThenOn) {
+TEST_P(AWithdrawalThatFailsOn, IsSilentAboutAListenerThatCannotBeUnregistered) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     const bool listening = !GetParam().ofABuilder;
     auto sut = owner();
@@ -165,7 +165,7 @@ TEST_F(AnUnpublishWait, MakesTheseCalls) {
                    "GetFactoryConfiguration", "Remove", "Unregister"}));
 }
 
-TEST_F(AnUnpublishWait, LetsOutWhatRegisteringTheListenerThrowsWithdrawsNothingAndCanBeRepeated) {
+TEST_F(AnUnpublishWait, ThrowsWhatRegisteringThrowsWithdrawsNothingAndCanBeRepeated) {
   for (const auto& call : {Call{"getFramework", 1}, Call{"RegisterService"}}) {
     SCOPED_TRACE(call.name);
     forEveryKindOfException([&](FailingCollaborators& with, Thrown thrown) {
@@ -203,7 +203,7 @@ TEST_F(AnUnpublishWait, LogsThatWithdrawingThrewClearsTheIDAndWaitsAllTheSame) {
   }
 }
 
-TEST_F(AnUnpublishWait, LetsOutWhatASinkThrowsThatIsToldOfItKeepsTheIDAndCanBeRepeated) {
+TEST_F(AnUnpublishWait, ThrowsWhatASinkThrowsKeepsTheIDAndCanBeRepeated) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     auto sut = unpublished(with);
     EXPECT_EQ(with.outcomeOf({{"Remove"}, {"log 512"}}, thrown, waitFor(sut)), textOf(thrown));
@@ -213,7 +213,7 @@ TEST_F(AnUnpublishWait, LetsOutWhatASinkThrowsThatIsToldOfItKeepsTheIDAndCanBeRe
   });
 }
 
-TEST_F(AnUnpublishWait, LetsOutWhatUnregisteringTheListenerThrowsHasWithdrawnByThenAndCanBeRepeated) {
+TEST_F(AnUnpublishWait, ThrowsWhatUnregisteringThrowsHasWithdrawnAndCanBeRepeated) {
   forEveryKindOfException([](FailingCollaborators& with, Thrown thrown) {
     auto sut = unpublished(with);
     EXPECT_EQ(with.outcomeOf({{"Unregister"}}, thrown, waitFor(sut)), textOf(thrown));
@@ -225,7 +225,7 @@ TEST_F(AnUnpublishWait, LetsOutWhatUnregisteringTheListenerThrowsHasWithdrawnByT
   });
 }
 
-TEST_F(AnUnpublishWait, HearsOfTheUnpublishingAfterAFirstTryThatCouldNotRegisterItsListener) {
+TEST_F(AnUnpublishWait, HearsOfTheUnpublishingAfterAFirstTryThatCouldNotListen) {
   FailingCollaborators with;
   auto sut = published();
   with.framework.sendPublished("p", 1);

@@ -39,13 +39,13 @@ const Texts progressMessages = {"ConfigTracker completeEndpointBind b", "ConfigT
                                 "About to remove spf configuration for x"};
 const char swallowedMessage[] = "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw.";
 
-TEST_F(DiagnosticLogging, WithBitTwoClearAndBitNineSetWritesOnlyThatAnExceptionWasSwallowed) {
+TEST_F(DiagnosticLogging, WithOnlyBitNineSetWritesOnlySwallowedExceptions) {
   RecordedLog log(512);
   logEverything();
   EXPECT_EQ(log.messages(), Texts{swallowedMessage});
 }
 
-TEST_F(DiagnosticLogging, WithBitTwoSetWritesOneRecordWithLevelChannelAndIDWhenAConfigurationIsRemoved) {
+TEST_F(DiagnosticLogging, WithBitTwoSetWritesOneRecordForARemovedConfiguration) {
   RecordedLog log(4);
   SPFConfigurationBuilder("X").build().reset();
   EXPECT_EQ(log.records(), std::vector<LogRecord>{progress("About to remove spf configuration for X")});

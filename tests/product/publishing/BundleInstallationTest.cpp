@@ -38,7 +38,7 @@ TEST(InstallingTheFrameworksBundles, HandsOverRelativePathsThatCarryTheFlagOfANe
   }
 }
 
-TEST(InstallingTheFrameworksBundles, MakesAllPathsThroughTheHostsConcatenationBeforeItInstallsAnything) {
+TEST(InstallingTheFrameworksBundles, MakesAllPathsThroughTheHostBeforeItInstallsAnything) {
   TestFramework framework;
   std::vector<std::size_t> concatenationsAtInstallation;
   const ConcatenationCalls concatenations;

@@ -122,7 +122,7 @@ TEST_F(EncodedProperties, AreFoundWhateverTheCaseOfTheKey) {
   EXPECT_EQ(asText(asMap(asList(properties.at("SERVICEPUBLISHERMAPPINGS")).at(0)).at("SERVICEID")), "i");
 }
 
-TEST_F(EncodedProperties, OfAConfigurationWithEntriesAreThreeListsAndTheCountAndNothingElse) {
+TEST_F(EncodedProperties, OfAConfigurationAreThreeListsTheCountAndNothingElse) {
   sut.addServiceInterface(serviceInterface("i")).addServicePublisher(publisher("p")).addServiceMapping("i", "p");
   sut.addServiceInterfaceToAllServicePublishers(serviceInterface("j"));
   const auto& properties = published();

@@ -14,13 +14,13 @@ class Publication : public testing::Test {
   FrameworkWithConfigurationAdmin framework_;
 };
 
-TEST_F(Publication, UnderTheEmptyIDTakesTheInstanceNameThatConfigurationAdminChose) {
+TEST_F(Publication, UnderTheEmptyIDTakesTheNameThatConfigurationAdminChose) {
   const auto configuration = SPFConfigurationBuilder("").build();
   EXPECT_NE(configuration.getConfigurationID(), "");
   EXPECT_EQ(framework_.configurationIDs(), Texts{configuration.getConfigurationID()});
 }
 
-TEST_F(Publication, WritesTheConfigurationOfTheCallersIDAndTheSameOneWithTheNextCountAfterModify) {
+TEST_F(Publication, WritesTheCallersIDAndTheNextCountAfterModify) {
   auto configuration = SPFConfigurationBuilder("abc").build();
   EXPECT_EQ(framework_.configurationIDs(), Texts{"abc"});
   EXPECT_EQ(asInt(framework_.configuration("abc")->at("modificationCount")), 1);
@@ -138,7 +138,7 @@ TEST_F(PublicationThroughADouble, InstallsTheBundlesBeforeItTouchesConfiguration
   EXPECT_EQ(framework_.host().installations().size(), 7u);
 }
 
-TEST_F(PublicationThroughADouble, LetsGoOfTheFutureTheConfigurationAndConfigurationAdminInThisOrderBeforeItReturns) {
+TEST_F(PublicationThroughADouble, ReleasesFutureConfigurationAndConfigurationAdminInThisOrder) {
   Texts released;
   const Lending lending(framework_, admin_, [&](const char* what) { released.emplace_back(what); });
   const auto configuration = SPFConfigurationBuilder("given").addServicePublisher(publisher("p")).build();

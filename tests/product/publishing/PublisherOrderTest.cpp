@@ -70,7 +70,7 @@ TEST_F(PublishersInEveryOrder, CompleteTheConfigurationWithTheLastOfThem) {
   });
 }
 
-TEST_F(PublishersInEveryOrder, CompleteTheConfigurationWithTheLastOfThemThroughErrorsAndUnpublishingToo) {
+TEST_F(PublishersInEveryOrder, CompleteTheConfigurationThroughErrorsAndUnpublishingToo) {
   inEveryOrder([&](const Texts& ids) {
     const auto sut = builder({"a", "b", "c", "d"}).build();
     framework_.sendError(ids[0], 1, makeError<std::runtime_error>("broken"));

@@ -31,7 +31,7 @@ TEST_F(SettingUpTheFramework, LeavesOneConfigurationWithOneLegacyPublisherAndThe
   EXPECT_EQ(asInt(properties->at("modificationCount")), 2);
 }
 
-TEST_F(SettingUpTheFramework, ConnectsToTheTwoDiscoveryServicesInAscendingOrderAndBindsToNothing) {
+TEST_F(SettingUpTheFramework, ConnectsToTwoDiscoveryServicesInOrderAndBindsToNothing) {
   setupFramework();
   const auto properties = framework_.configuration("LegacySetupFramework");
   const auto& config =

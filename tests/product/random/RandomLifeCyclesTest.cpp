@@ -160,7 +160,7 @@ rc::Gen<Step> anyStep() {
       gen::set(&Step::count, gen::inRange<std::uint32_t>(0, 4)));
 }
 
-TEST(HandlesAndBuilders, LeaveInConfigurationAdminWhatAPlainModelLeavesAfterRandomLifeCycles) {
+TEST(HandlesAndBuilders, LeaveWhatAPlainModelLeavesAfterRandomLifeCycles) {
   TestFramework framework;
   inRandomCases(5, [&] {
     World world(framework);

@@ -274,7 +274,7 @@ class TheCopies : public testing::TestWithParam<int> {
 
 INSTANTIATE_TEST_SUITE_P(AtScale, TheCopies, testing::Values(1, 10, 100), testing::PrintToStringParamName());
 
-TEST_P(TheCopies, OfPropertiesFiltersAndEndpointsThatBuildingMakesAreThoseThatItHandsOut) {
+TEST_P(TheCopies, ThatBuildingMakesAreThoseThatItHandsOut) {
   struct Case {
     const char* name;
     SPFConfigurationBuilder builder;

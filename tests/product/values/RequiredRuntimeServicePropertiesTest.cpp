@@ -63,7 +63,7 @@ TEST(ARequiredRuntimeServiceProperty, WithADotInItsNameCreatesNestedLevels) {
   EXPECT_EQ(tree.front().second.front().second.data(), "value");
 }
 
-TEST(ARequiredRuntimeServiceProperty, WrittenBelowOneWithDataLeavesANodeWithBothOfWhichTheDataIsPublished) {
+TEST(ARequiredRuntimeServiceProperty, WrittenBelowOneWithDataLeavesBothAndPublishesTheData) {
   FrameworkWithConfigurationAdmin framework;
   ptree tree;
   addRequiredRuntimeServiceProperties(tree, "a", "data");
@@ -78,7 +78,7 @@ TEST(ARequiredRuntimeServiceProperty, WrittenBelowOneWithDataLeavesANodeWithBoth
   EXPECT_EQ(asText(map.at(prefix + "a")), "data");
 }
 
-TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedEmptyKeyWhileTheNodeBeforeTheDotIsMissing) {
+TEST(ARequiredRuntimeServiceProperty, WithADotAtItsEndIsAnEmptyKeyWhereTheNodeIsMissing) {
   ptree tree;
   addRequiredRuntimeServiceProperties(tree, "a.", "1");
   ASSERT_EQ(tree.size(), 1u);
@@ -88,7 +88,7 @@ TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedEmptyKeyWhil
   EXPECT_EQ(tree.front().second.front().second.data(), "1");
 }
 
-TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNodeBeforeTheDotWhereThatExists) {
+TEST(ARequiredRuntimeServiceProperty, WithADotAtItsEndIsTheNodeBeforeItWhereThatExists) {
   ptree tree;
   addRequiredRuntimeServiceProperties(tree, "a", "0");
   addRequiredRuntimeServiceProperties(tree, "a.", "1");
@@ -97,7 +97,7 @@ TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNodeBeforeTheDotWh
   EXPECT_EQ(tree, expected);
 }
 
-TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotKeepsTheNestedEmptyKeyWhenItIsWrittenAgain) {
+TEST(ARequiredRuntimeServiceProperty, WithADotAtItsEndKeepsTheEmptyKeyWhenWrittenAgain) {
   for (const std::string name : {"a.", "a.b."}) {
     ptree tree;
     addRequiredRuntimeServiceProperties(tree, name, "1");
@@ -109,7 +109,7 @@ TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotKeepsTheNestedEmptyKeyW
   }
 }
 
-TEST(ARequiredRuntimeServiceProperty, WhoseNameEndsInADotIsTheNestedNodeBeforeTheDotWhereThatExists) {
+TEST(ARequiredRuntimeServiceProperty, WithADotAtItsEndIsTheNestedNodeWhereThatExists) {
   ptree tree;
   addRequiredRuntimeServiceProperties(tree, "a.b", "1");
   addRequiredRuntimeServiceProperties(tree, "a.b.", "2");
@@ -126,7 +126,7 @@ TEST(ARequiredRuntimeServiceProperty, OfDotsOnlyNestsEmptyKeys) {
   EXPECT_EQ(tree.front().second.front().second.front().second.data(), "value");
 }
 
-TEST(ARequiredRuntimeServiceProperty, KeepsPositionAndChildrenOfTheNodeThatIsThereAndAppendsNewOnes) {
+TEST(ARequiredRuntimeServiceProperty, KeepsPositionAndChildrenOfANodeAndAppendsNewOnes) {
   ptree tree;
   addRequiredRuntimeServiceProperties(tree, "first.child", "kept");
   addRequiredRuntimeServiceProperties(tree, "second", "2");

@@ -92,7 +92,7 @@ TEST_P(ATimedWait, ReturnsAtOnceForAnyTimeOutWhenTheConditionHolds) {
   }
 }
 
-TEST_P(ATimedWait, LastsAtLeastAsLongAsItsTimeOutAndLogsNothingWhenTheConditionNeverHolds) {
+TEST_P(ATimedWait, LastsAsLongAsItsTimeOutAndLogsNothingWhenItNeverHolds) {
   const RecordedLog log(~0u);
   const auto start = steady_clock::now();
   EXPECT_FALSE(wait(milliseconds(20)));

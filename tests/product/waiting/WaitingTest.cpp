@@ -25,19 +25,19 @@ class Waiting : public testing::Test {
   FrameworkWithConfigurationAdmin framework_;
 };
 
-TEST_F(Waiting, ForTheEndpointsOfAPublisherWithoutAnyReturnsTrueBeforeAnyEvent) {
+TEST_F(Waiting, ForEndpointsOfAPublisherWithoutAnyReturnsTrueAtOnce) {
   auto sut = configuration(publisher("p"));
   EXPECT_TRUE(sut.waitForAllEndpoints(noWait, "p"));
 }
 
-TEST_F(Waiting, ForServicesForNoTimeReturnsFalseBeforeTheyArePublishedAndTrueAfterwards) {
+TEST_F(Waiting, ForServicesForNoTimeReturnsTrueOnlyOnceTheyArePublished) {
   auto sut = configuration(publisher("p"));
   EXPECT_FALSE(sut.waitForAllServices(noWait, "p"));
   framework_.sendPublished("p", 1);
   EXPECT_TRUE(sut.waitForAllServices(noWait, "p"));
 }
 
-TEST_F(Waiting, ThrowsAnErrorThatArrivesMeanwhileAndALaterWaitForServicesThrowsItAsWell) {
+TEST_F(Waiting, ThrowsAnErrorThatArrivesMeanwhileAndThrowsItAgainLater) {
   auto sut = configuration(publisher("p", {text("c")}));
   Gate entered;
   auto waiter = std::async(std::launch::async, [&] {
@@ -142,7 +142,7 @@ TEST_F(Waiting, KeepsReturningTrueAfterALateError) {
   EXPECT_TRUE(sut.waitForAllEndpoints(noWait, "p"));
 }
 
-TEST_F(Waiting, OfManyThreadsOnSeveralPublishersEndsWithTheEventsOfManyThreads) {
+TEST_F(Waiting, OfManyThreadsEndsWithTheEventsOfManyThreads) {
   SPFConfigurationBuilder builder("many");
   constexpr int publishers = 4;
   for (int i = 0; i < publishers; ++i) {

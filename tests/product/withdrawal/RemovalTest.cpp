@@ -23,7 +23,7 @@ class Removing : public testing::Test {
   RecordedLog log_{~0u};
 };
 
-TEST_F(Removing, ByResetWritesOneRecordDeletesTheConfigurationAndEmptiesTheHandleWithoutWaiting) {
+TEST_F(Removing, ByResetLogsDeletesAndEmptiesTheHandleWithoutWaiting) {
   sut.reset();
   EXPECT_EQ(log_.records(), std::vector<LogRecord>{progress("About to remove spf configuration for removed")});
   EXPECT_TRUE(framework_.configurationIDs().empty());
@@ -31,7 +31,7 @@ TEST_F(Removing, ByResetWritesOneRecordDeletesTheConfigurationAndEmptiesTheHandl
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
-TEST_F(Removing, WaitsToItsTimeOutWhenConfigurationAdminHasGoneAwayAndLogsNothing) {
+TEST_F(Removing, WaitsToItsTimeOutSilentlyWithoutConfigurationAdmin) {
   framework_.stopConfigurationAdmin();
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(sut.waitForAllServicesToBeUnpublished(milliseconds(20), "p"));
@@ -47,7 +47,7 @@ TEST_F(Removing, StillHearsOfTheUnpublishingWhenConfigurationAdminHasGoneAway) {
   EXPECT_TRUE(waiter.get());
 }
 
-TEST_F(Removing, MakesNoFurtherCallIntoConfigurationAdminWhenTheHandleIsDestroyedAfterwards) {
+TEST_F(Removing, CallsConfigurationAdminNoMoreWhenTheHandleIsDestroyed) {
   framework_.sendUnpublished("p", 1);
   EXPECT_TRUE(sut.waitForAllServicesToBeUnpublished(noWait, "p"));
   framework_.stopConfigurationAdmin();
@@ -56,7 +56,7 @@ TEST_F(Removing, MakesNoFurtherCallIntoConfigurationAdminWhenTheHandleIsDestroye
   EXPECT_TRUE(admin->calls().empty());
 }
 
-TEST_F(Removing, AfterModifyDeletesNothingButListensAgainAndWaitsForTheUnpublishEvent) {
+TEST_F(Removing, AfterModifyDeletesNothingButWaitsForTheUnpublishEvent) {
   framework_.sendPublished("p", 1);
   ASSERT_EQ(framework_.listeners(), 0u);
   const auto logged = log_.records();
@@ -94,7 +94,7 @@ TEST_F(Removing, RegistersTheListenerAgainThatCompletionUnregistered) {
 }
 
 // The service listener runs with the registration's mutex locked: a callback would lock that once more.
-TEST_F(Removing, CallsNothingBackForACompletionThatIsReportedFromInsideTheRegistration) {
+TEST_F(Removing, CallsNothingBackForACompletionInsideTheRegistration) {
   framework_.sendPublished("p", 1);
   ASSERT_EQ(framework_.listeners(), 0u);
   auto context = framework_.context();
@@ -124,7 +124,7 @@ TEST_F(Removing, TwiceStillHearsOfTheUnpublishingTheSecondTime) {
   EXPECT_TRUE(waiter.get());
 }
 
-TEST_F(Removing, ThrowsAnErrorThatWasStoredBeforeAndHasWithdrawnByThenButStaysRegistered) {
+TEST_F(Removing, ThrowsAnErrorStoredBeforeAndHasWithdrawnByThen) {
   framework_.sendError("p", 1, makeError<std::runtime_error>("port taken"));
   EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(patience, "p")); }), "port taken");
   EXPECT_TRUE(framework_.configurationIDs().empty());
@@ -154,7 +154,7 @@ TEST_F(Removing, InAStoppedFrameworkLogsItsOneMessageAndReturnsFalse) {
   EXPECT_EQ(sut.getConfigurationID(), "");
 }
 
-TEST_F(Removing, InAStoppedFrameworkLetsOutThatTheListenerCannotBeRegisteredAgain) {
+TEST_F(Removing, InAStoppedFrameworkThrowsThatItCannotListenAgain) {
   framework_.sendPublished("p", 1);
   framework_.stop();
   EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(noWait, "p")); }),
@@ -168,7 +168,7 @@ TEST_F(Removing, InAStoppedFrameworkIsSilentWhenTheHandleIsDestroyed) {
   EXPECT_TRUE(log_.records().empty());
 }
 
-TEST_F(Removing, WithoutAFrameworkSaysThatThereIsNoneWhenTheListenerHasToBeRegisteredAgain) {
+TEST_F(Removing, WithoutAFrameworkSaysSoWhenItHasToListenAgain) {
   framework_.sendPublished("p", 1);
   framework_.host().setFramework(nullptr);
   EXPECT_EQ(messageOf([&] { static_cast<void>(sut.waitForAllServicesToBeUnpublished(noWait, "p")); }),
@@ -197,7 +197,7 @@ TEST_F(RemovingThroughADouble, RequestsTheDeletionWhenTheListenerIsReadyForTheAn
   EXPECT_EQ(listenersAtRemove, 1u);
 }
 
-TEST_F(RemovingThroughADouble, ByResetRequestsTheDeletionWithTheHandleEmptyAndTheListenerStillThere) {
+TEST_F(RemovingThroughADouble, ByResetDeletesWithTheHandleEmptyAndTheListenerStillThere) {
   int removals = 0;
   admin_->onCall([&](const std::string& call) {
     if (call.rfind("Remove", 0) == 0) {
@@ -211,7 +211,7 @@ TEST_F(RemovingThroughADouble, ByResetRequestsTheDeletionWithTheHandleEmptyAndTh
   EXPECT_EQ(framework_.listeners(), 0u);
 }
 
-TEST_F(RemovingThroughADouble, LeavesTheListenerRegisteredWhenACompletionComesDuringTheRemoval) {
+TEST_F(RemovingThroughADouble, LeavesTheListenerRegisteredWhenACompletionComesLate) {
   Gate removed;
   admin_->onCall([&](const std::string& call) {
     if (call.rfind("Remove", 0) == 0) {

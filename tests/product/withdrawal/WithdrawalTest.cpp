@@ -27,7 +27,7 @@ TEST_F(Withdrawing, WithoutConfigurationAdminLogsNothingAndThrowsNothing) {
   EXPECT_TRUE(log_.records().empty());
 }
 
-TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationOfThatNameWithoutWaiting) {
+TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationWithoutWaiting) {
   const auto admin = ConfigurationAdminDouble::registerWith(framework_);
   log_.onRecord([&](const LogRecord&) { EXPECT_TRUE(admin->calls().empty()); });
   removeFromConfigurationAdmin("x");
@@ -35,7 +35,7 @@ TEST_F(Withdrawing, WritesOneRecordThenRemovesTheConfigurationOfThatNameWithoutW
   EXPECT_EQ(admin->calls(), (Texts{"GetFactoryConfiguration zk.spf.framework x", "Remove zk.spf.framework~x"}));
 }
 
-TEST_F(Withdrawing, LetsGoOfTheFutureTheConfigurationAndConfigurationAdminInThisOrderBeforeItReturns) {
+TEST_F(Withdrawing, ReleasesFutureConfigurationAndConfigurationAdminInThisOrder) {
   Texts released;
   const Lending lending(framework_, ConfigurationAdminDouble::registerWith(framework_),
                         [&](const char* what) { released.emplace_back(what); });

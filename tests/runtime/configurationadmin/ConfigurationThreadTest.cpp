@@ -104,7 +104,7 @@ class LatestValues : public ManagedServiceFactory {
   std::map<std::string, std::string> latest_;
 };
 
-TEST_F(SeveralThreads, SeeTheLastStateOfAnIDDeliveredHoweverOftenTheyRemoveAndMakeItAnew) {
+TEST_F(SeveralThreads, SeeTheLastStateOfAnIDThatTheyRemoveAndMakeAnew) {
   auto const factory = std::make_shared<LatestValues>();
   registerWithPid(factory, "f");
   constexpr int bursts = 100;
