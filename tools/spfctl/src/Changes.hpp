@@ -6,8 +6,8 @@
 
 namespace spfctl {
 
-/// Wakes the one thread that does the work when something has happened elsewhere: an event of the
-/// framework, a signal. Guards itself.
+/// Wakes the one thread that does the work after a change on another thread: an event of the framework
+/// or a signal. Synchronised by itself.
 class Changes {
  public:
   void note() {
@@ -18,13 +18,13 @@ class Changes {
     changed_.notify_all();
   }
 
-  /// How many changes there were.
+  /// Returns the number of changes so far.
   unsigned long count() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return count_;
   }
 
-  /// Blocks until there were more than `seen`, or until the deadline.
+  /// Blocks until there were more changes than `seen`, or until the deadline.
   void waitForMoreThan(unsigned long seen, std::chrono::steady_clock::time_point deadline) {
     std::unique_lock<std::mutex> lock(mutex_);
     changed_.wait_until(lock, deadline, [&] { return count_ > seen; });

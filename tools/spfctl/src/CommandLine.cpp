@@ -65,7 +65,7 @@ std::filesystem::path existingDirectory(const std::string& text) {
   return text;
 }
 
-// Walks the arguments of `spfctl run`.
+// Parses the arguments of `spfctl run`.
 class RunArguments {
  public:
   explicit RunArguments(const std::vector<std::string>& arguments) : arguments_(arguments) {}
@@ -119,7 +119,7 @@ class RunArguments {
     }
   }
 
-  // The text behind the equals sign, else the next argument.
+  // The text after the equals sign, else the next argument.
   std::string value(const std::string& argument, std::string::size_type equals) {
     if (equals != std::string::npos) {
       return argument.substr(equals + 1);

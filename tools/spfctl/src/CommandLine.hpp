@@ -10,7 +10,7 @@
 
 namespace spfctl {
 
-/// What `spfctl run` was asked to do.
+/// The options of `spfctl run`.
 struct RunOptions {
   std::filesystem::path file;
   std::filesystem::path root;  ///< empty: the tree that the tool is in
@@ -23,7 +23,7 @@ struct RunOptions {
 /// `spfctl --help`.
 struct Help {};
 
-/// The command line asks for something that there is not.
+/// The command line is invalid.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -31,11 +31,11 @@ class UsageError : public std::runtime_error {
 
 using Command = std::variant<RunOptions, Help>;
 
-/// Reads the arguments, without the program's name.
+/// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected
 Command parseCommandLine(const std::vector<std::string>& arguments);
 
-/// What `--help` prints.
+/// Returns the text that `--help` prints.
 const char* usage();
 
 }  // namespace spfctl

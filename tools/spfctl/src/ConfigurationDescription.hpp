@@ -23,7 +23,7 @@ struct ConfigurationDescription {
   std::vector<std::pair<std::string, std::string>> serviceMappings;  ///< interface, publisher
 };
 
-/// A builder that holds all of it.
+/// Returns a builder that holds all of it.
 agent::spf::frameworksetup::SPFConfigurationBuilder toBuilder(const ConfigurationDescription& description);
 
 }  // namespace spfctl

@@ -19,8 +19,8 @@ using agent::spf::frameworksetup::addRequiredRuntimeServiceProperties;
 using agent::spf::frameworksetup::SPFServicePublisherConfiguration;
 using Kind = JsonValue::Kind;
 
-// Reads one document. Every function takes the value that it is about, and throws a FileError that
-// names the place and what was expected there.
+// Reads one document. Every function reads the value that it is given, and throws a FileError that names
+// the position and what was expected there.
 class Reader {
  public:
   explicit Reader(const JsonDocument& document) : document_(document) {}
@@ -62,7 +62,7 @@ class Reader {
          {"requiredRuntimeServiceProperties", [&](const JsonValue& member) { requiredProperties = &member; }},
          {"toAllServicePublishers", [&](const JsonValue& member) { result.toAllServicePublishers = boolean(member); }}},
         {"uniqueID", "name"});
-    // Behind the requested ones, whichever stands first in the file.
+    // After the requested ones, whatever their order in the file.
     if (requiredProperties != nullptr) {
       expect(*requiredProperties, Kind::object);
       for (const auto& member : requiredProperties->members) {
@@ -110,7 +110,7 @@ class Reader {
     }
   }
 
-  // Reads every member with its key's reader; no other keys, and all of the required ones.
+  // Reads every member with its key's reader. Refuses other keys, and requires the required ones.
   void object(const JsonValue& value, const std::string& what, const std::vector<Key>& keys,
               const std::vector<std::string>& required) {
     expect(value, Kind::object);

@@ -8,8 +8,8 @@
 namespace spfctl {
 
 /// Reads a configuration file.
-/// \throws FileError for a file that cannot be read or is no file, and for everything in it that is
-///         not a configuration: broken JSON, unknown or missing keys, keys or IDs given twice, values
+/// \throws FileError for a file that cannot be read or is not a regular file, and for any content that
+///         is not a configuration: broken JSON, unknown or missing keys, keys or IDs given twice, values
 ///         of a wrong type
 ConfigurationDescription readConfigurationFile(const std::filesystem::path& file);
 

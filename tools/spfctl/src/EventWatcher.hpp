@@ -13,24 +13,24 @@
 
 namespace spfctl {
 
-/// Hears the framework's events for a set of publishers: wakes the working thread with each one, and
-/// remembers which publishers have unpublished their services. The library's own wait follows one
-/// publisher only, and stops listening when it ends.
+/// Receives the framework's events for a set of publishers: wakes the working thread at each one, and
+/// records which publishers have unpublished their services. The library's own wait follows one publisher
+/// only, and stops listening when it ends.
 ///
 /// A configuration that is withdrawn at once may never reach the framework, and then its publishers
 /// never report anything.
 ///
-/// Events come on any thread; guards itself.
+/// Events may arrive on any thread; the object is synchronised by itself.
 class EventWatcher : public agent::spf::frameworklistener::FrameworkListener {
  public:
   EventWatcher(Changes& changes, const std::vector<std::string>& publisherIDs);
 
   void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event) override;
 
-  /// The publishers that have reported something, but not yet that their services are unpublished.
+  /// Returns the publishers that have reported something, but not yet that their services are unpublished.
   std::vector<std::string> stillPublished() const;
 
-  /// Whether there are publishers that have reported nothing at all.
+  /// Returns whether there are publishers that have reported nothing at all.
   bool someAreSilent() const;
 
  private:

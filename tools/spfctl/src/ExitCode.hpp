@@ -2,7 +2,7 @@
 
 namespace spfctl {
 
-/// What the process ends with. A signal before everything was ready ends it with 128 and the
+/// The exit codes of the process. After a signal before everything was ready, the code is 128 plus the
 /// signal's number instead.
 enum class ExitCode : int {
   done = 0,

@@ -9,7 +9,7 @@ namespace spfctl {
 
 namespace {
 
-// Walks the text for the parser and tells how far it has read, which the parser itself does not.
+// Iterates over the text for the parser and counts what was read, since the parser gives no positions.
 class Reading {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -39,14 +39,14 @@ class Reading {
   std::size_t* consumed_;
 };
 
-// An offset and what is wrong there.
+// An offset and the error at it.
 struct Problem {
   std::size_t offset;
   std::string message;
 };
 
 // The parser's message without the name that it gives the error, "[json.exception.<kind>.<number>] ", and
-// without its own idea of the place.
+// without the position as the parser counts it.
 std::string withoutNameAndPlace(const std::string& message) {
   const auto place = message.find("column ");
   const auto colon = place == std::string::npos ? place : message.find(": ", place);
@@ -55,7 +55,7 @@ std::string withoutNameAndPlace(const std::string& message) {
   return end == std::string::npos ? message : message.substr(end + 2);
 }
 
-// Builds the value from the parser's events. Its functions answer whether to go on.
+// Builds the value from the parser's events. Its functions return whether to continue.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
  public:
   Builder(const std::string& text, const std::size_t& consumed, JsonValue& root)
@@ -136,7 +136,7 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
            character == '.';
   }
 
-  // Where the number or literal begins that was just read; the parser may be one character further.
+  // The offset at which the number or literal begins that was just read; the parser may be one character ahead.
   std::size_t wordBegin() const {
     auto position = std::min(consumed_, text_.size());
     if (position > 0 && !isPartOfWord(text_[position - 1])) {
@@ -155,8 +155,8 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
     return begin;
   }
 
-  // Where the string begins whose closing quote was just read: at the nearest quote before it that
-  // no backslash escapes.
+  // The offset at which the string begins whose closing quote was just read: that of the nearest quote
+  // before it that no backslash escapes.
   std::size_t stringBegin() const {
     auto position = consumed_ - 1;
     do {

@@ -8,7 +8,7 @@
 
 namespace spfctl {
 
-/// One value of a JSON text, which remembers where it stands.
+/// One value of a JSON text, with its position in the text.
 struct JsonValue {
   enum class Kind { null, boolean, number, string, array, object };
 
@@ -27,11 +27,11 @@ struct JsonValue::Member {
   JsonValue value;
 };
 
-/// What a kind of value is called in messages: "a string", "an object" ...
+/// Returns the name of a kind of value in messages: "a string", "an object" ...
 const char* nameOf(JsonValue::Kind kind);
 
-/// Something is wrong with a file. The message begins with the file's name and, where it is about a
-/// place in it, line and column (from 1, columns in characters).
+/// An error in a file. The message begins with the file's name and, for an error at one position, its
+/// line and column (from 1, columns in characters).
 class FileError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -44,12 +44,12 @@ class JsonDocument {
   static constexpr std::size_t deepest = 256;
 
   /// \param name  the file's name, for messages
-  /// \throws FileError for text that is no JSON, a key that is given twice, or nesting that is too deep
+  /// \throws FileError for text that is not JSON, a duplicate key, or nesting that is too deep
   JsonDocument(std::string name, std::string text);
 
   const JsonValue& root() const { return root_; }
 
-  /// An error about the place at this offset.
+  /// Returns an error at this offset.
   FileError error(std::size_t offset, const std::string& message) const;
 
  private:

@@ -10,14 +10,14 @@
 
 namespace spfctl {
 
-/// Says what is outstanding, in one line without the publisher's name.
+/// Returns what is outstanding, as one line without the publisher's name.
 std::string describe(const PublisherState& state);
 
-/// Shows where the publishers stand: on a terminal one block that is drawn anew with each change,
+/// Shows the state of the publishers: on a terminal one block that is redrawn at each change,
 /// elsewhere one line per change.
 class ProgressDisplay {
  public:
-  /// \param columns  width of the terminal; 0 for a stream that is none
+  /// \param columns  width of the terminal; 0 for a stream that is not a terminal
   ProgressDisplay(std::ostream& stream, std::size_t columns);
 
   void show(const std::vector<PublisherState>& states);

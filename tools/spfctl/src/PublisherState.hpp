@@ -5,7 +5,7 @@
 
 namespace spfctl {
 
-/// Where one publisher stands.
+/// The state of one publisher.
 struct PublisherState {
   std::string id;
   std::vector<std::string> toConnect;  ///< outstanding endpoints, as text
@@ -16,7 +16,7 @@ struct PublisherState {
   bool failed() const { return !error.empty(); }
   bool ready() const { return !failed() && toConnect.empty() && toBind.empty() && servicesPublished; }
 
-  /// Neither ready nor failed.
+  /// Returns whether it is neither ready nor failed.
   bool outstanding() const { return !failed() && !ready(); }
 };
 

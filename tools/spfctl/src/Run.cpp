@@ -33,7 +33,7 @@ constexpr milliseconds withdrawalLimitWhenInterrupted = std::chrono::seconds(3);
 constexpr milliseconds silenceLimit = std::chrono::seconds(1);
 constexpr milliseconds answerLimit = std::chrono::seconds(2);
 
-// The library learns of an event no later than this after the tool's own listener was told.
+// The library's listener receives an event no later than this after the tool's own listener.
 constexpr milliseconds refreshInterval{50};
 
 steady_clock::time_point after(milliseconds timeout) {
@@ -72,7 +72,7 @@ PublisherState stateOf(SPFConfiguration& configuration, const std::string& id) {
   return state;
 }
 
-// One published configuration, from its publication to its withdrawal. The host has to be there.
+// One published configuration, from its publication to its withdrawal. Requires a running host.
 class Session {
  public:
   Session(const ConfigurationDescription& description, const Signals& signals, Changes& changes, const Output& output)
@@ -95,7 +95,7 @@ class Session {
 
   void publish() { configuration_ = toBuilder(description_).build(); }
 
-  /// To be called after publish().
+  /// Called after publish().
   int run(const RunOptions& options) {
     waitUntilDecided(after(options.timeout));
     const bool ready = std::all_of(states_.begin(), states_.end(), [](const auto& state) { return state.ready(); });
@@ -110,7 +110,7 @@ class Session {
   }
 
  private:
-  // Until every publisher is ready or has failed, the time is up, or a signal came.
+  // Blocks until every publisher is ready or has failed, the time is up, or a signal arrived.
   void waitUntilDecided(steady_clock::time_point deadline) {
     for (;;) {
       const auto seen = changes_.count();
@@ -156,7 +156,7 @@ class Session {
     }
   }
 
-  // The code for what kept the publishers from being ready, after saying so.
+  // Prints why the publishers are not ready and returns the exit code for it.
   int reportFailure() {
     bool failed = false;
     for (const auto& state : states_) {
@@ -172,7 +172,7 @@ class Session {
     return static_cast<int>(failed ? ExitCode::refusedByFramework : ExitCode::notReadyInTime);
   }
 
-  // Whether every publisher has unpublished its services by then; says so if not.
+  // Returns whether every publisher has unpublished its services by the deadline; prints those that have not.
   bool withdraw() {
     const auto deadline = after(withdrawalLimit);
     const auto silenceEnds = after(silenceLimit);
@@ -194,12 +194,12 @@ class Session {
     return outstanding.empty();
   }
 
-  // Publishers that stay silent were never told of the configuration before it was gone.
+  // Publishers that report nothing never received the configuration before it was withdrawn.
   bool withdrawn(steady_clock::time_point silenceEnds) const {
     return watcher_->stillPublished().empty() && (!watcher_->someAreSilent() || steady_clock::now() >= silenceEnds);
   }
 
-  // A signal shortens what is left.
+  // A signal shortens the time that is left.
   steady_clock::time_point withdrawalDeadline(steady_clock::time_point deadline) {
     if (signals_.received() != 0 && !interruptedDeadline_) {
       interruptedDeadline_ = after(withdrawalLimitWhenInterrupted);
@@ -220,7 +220,7 @@ class Session {
   std::vector<PublisherState> states_;
 };
 
-// Reads the file and lets the library check it. Without a host, building publishes nothing.
+// Reads the file and has the library check it. Without a host, building publishes nothing.
 ConfigurationDescription readAndCheck(const std::filesystem::path& file) {
   auto description = readConfigurationFile(file);
   try {
@@ -243,7 +243,7 @@ int runWithHost(const ConfigurationDescription& description, const RunOptions& o
   Session session(description, signals, changes, output);
   session.publish();
   if (bundleCount() == bundlesOfHost) {
-    // Not an error: the framework's services may come some other way. But a mistyped root looks like this.
+    // Not an error: the framework's services may be registered in some other way. But a mistyped root looks like this.
     output.err << "spfctl: warning: no bundle of the framework in " << host.installationRoot() / "bin/win64/spf"
                << std::endl;
   }

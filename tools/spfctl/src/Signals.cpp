@@ -7,7 +7,7 @@ namespace spfctl {
 
 namespace {
 
-// How long withdrawing may take after the first signal; the process has to be gone after five.
+// How long withdrawing may take after the first signal; the process has to end within five seconds.
 constexpr timespec grace{4, 500000000};
 
 sigset_t awaited() {
@@ -16,7 +16,7 @@ sigset_t awaited() {
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
   sigaddset(&set, SIGUSR1);  // ends the thread
-  // The terminal was closed; nohup sees to it that this is ignored, but a blocked signal comes all the same.
+  // The terminal was closed. Under nohup this signal is ignored, but a blocked signal is delivered all the same.
   struct sigaction hangUp {};
   if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
     sigaddset(&set, SIGHUP);

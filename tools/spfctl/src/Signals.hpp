@@ -7,11 +7,12 @@
 
 namespace spfctl {
 
-/// Hears SIGINT, SIGTERM and, unless it is ignored, SIGHUP on a thread of its own, so that they interrupt nothing.
+/// Receives SIGINT, SIGTERM and, unless it is ignored, SIGHUP on a thread of its own, so that they
+/// interrupt nothing.
 ///
-/// Has to be made before any other thread, which all inherit that these signals are blocked. The
-/// first signal is noted, and the work has some seconds to come to its end; after that, or with a
-/// second signal, the process ends at once.
+/// Construct before starting threads, so that all of them inherit the mask that blocks these signals.
+/// The first signal is noted, and the work has some seconds to finish; after that, or at a second
+/// signal, the process ends at once.
 class Signals {
  public:
   explicit Signals(Changes& changes);
@@ -19,7 +20,7 @@ class Signals {
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;
 
-  /// The first signal that came, or 0.
+  /// Returns the first signal that arrived, or 0.
   int received() const { return received_; }
 
  private:

@@ -7,12 +7,12 @@
 
 namespace spfctl {
 
-/// The value that an endpoint of this JSON value is: text, `int` (or `double` where it is none that
-/// fits), `bool`, list, map, or the empty value for null.
+/// Converts a JSON value to an endpoint: text, `int` (`double` for a number that is no `int`), `bool`,
+/// list, map, or the empty value for null.
 /// \throws FileError for an object with two keys that differ in case only
 cppmicroservices::Any toAny(const JsonDocument& document, const JsonValue& value);
 
-/// The tree that Boost reads this JSON value as: all scalars as text, array elements under empty keys.
+/// Converts a JSON value to the tree that Boost reads it as: scalars as text, array elements under empty keys.
 boost::property_tree::ptree toTree(const JsonValue& value);
 
 }  // namespace spfctl

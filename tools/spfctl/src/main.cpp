@@ -10,7 +10,7 @@
 
 namespace {
 
-// Width of the terminal that standard output is; 0 if it is none.
+// The width of the terminal at standard output; 0 if it is not a terminal.
 std::size_t terminalColumns() {
   winsize size{};
   if (isatty(STDOUT_FILENO) == 0) {
