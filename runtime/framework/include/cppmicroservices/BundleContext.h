@@ -39,6 +39,7 @@ class US_Framework_EXPORT BundleContext {
  public:
   BundleContext();
 
+  /// Contexts are equal when they are the same, or none of the two is valid.
   bool operator==(const BundleContext& other) const;
   bool operator!=(const BundleContext& other) const;
   bool operator<(const BundleContext& other) const;
@@ -60,7 +61,8 @@ class US_Framework_EXPORT BundleContext {
   std::vector<Bundle> GetBundles(const std::string& location) const;
 
   /// Installs the bundles of one file: a zip archive, or a shared library with one appended or in its
-  /// section ".us_resources". A location that is already installed gives the same bundles again.
+  /// section ".us_resources". A location that is already installed gives the same bundles again;
+  /// those of them that were uninstalled are installed anew.
   /// \param location  the file's path; compared as text
   /// \param bundleManifest  if not empty: the manifests, by symbolic name; the file is not opened then
   /// \throws std::runtime_error naming location and reason; no bundle of the location is installed then

@@ -74,6 +74,7 @@ void FrameworkLifecycle::init() {
   for (const auto& service : leftovers) {
     service->end();
   }
+  framework_.bundles.installProgram();
 }
 
 void FrameworkLifecycle::start() {
