@@ -331,6 +331,21 @@ TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
   EXPECT_THROW(registration.Unregister(), std::logic_error);
 }
 
+TEST_F(AStartedFramework, EndsServicesOfItsOwnContextThatNobodyHasARegistrationOfWithTheStop) {
+  auto kept = context().RegisterService<Interface>(std::make_shared<Interface>());
+  const auto implementation = std::make_shared<Interface>();
+  static_cast<void>(context().RegisterService<Interface>(implementation));
+  const auto references = context().GetServiceReferences<Interface>();
+  ASSERT_EQ(references.size(), 2u);
+  auto invalid = context();
+  stopAndWait(framework);
+  EXPECT_TRUE(references[0]);
+  EXPECT_FALSE(references[1]);
+  EXPECT_EQ(implementation.use_count(), 1);
+  EXPECT_THROW(invalid.GetService(references[0]), IllegalStateException);
+  EXPECT_THROW(invalid.GetService(references[1]), std::invalid_argument);
+}
+
 TEST_F(AStartedFramework, EndsTheServicesOfItsOwnContextWhenItIsStartedAgain) {
   const auto reference = context().RegisterService<Interface>(std::make_shared<Interface>()).GetReference();
   stopAndWait(framework);

@@ -53,7 +53,7 @@ ServiceUse::~ServiceUse() {
 bool ServiceUse::make() {
   InterfaceMapConstPtr made;
   try {
-    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_));
+    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()));
   } catch (...) {
     reportFactoryException();
     return finish(nullptr);
@@ -137,7 +137,7 @@ void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
     return;
   }
   try {
-    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_), object);
+    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()), object);
   } catch (...) {
     reportFactoryException();
   }
