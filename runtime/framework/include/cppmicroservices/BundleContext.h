@@ -115,8 +115,10 @@ class US_Framework_EXPORT BundleContext {
 
   /// Gets the service's object. The bundle counts as a user of the service until the last pointer is gone;
   /// the object lives on as long as a pointer does, whatever becomes of the service.
-  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR)
-  /// \throws std::invalid_argument if the reference refers to no registered service
+  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR; as FRAMEWORK_WARNING if its object lacks
+  ///         an interface)
+  /// \throws std::invalid_argument if the reference refers to no registered service; SharedLibraryException or
+  ///         SecurityException if the factory threw that
   std::shared_ptr<void> GetService(const ServiceReferenceBase& reference);
   InterfaceMapConstPtr GetService(const ServiceReferenceU& reference);
 
