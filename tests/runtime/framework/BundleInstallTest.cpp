@@ -121,6 +121,42 @@ TEST_F(AnInstallingFramework, GivesTheSameBundlesForTheSameLocation) {
   EXPECT_EQ(context().GetBundles(path), first);
 }
 
+TEST_F(AnInstallingFramework, BringsBackThoseOfAFilesBundlesThatWereUninstalled) {
+  auto archive = archiveOf("alpha");
+  archive.add("beta/manifest.json", manifest("beta")).add("gamma/manifest.json", manifest("gamma"));
+  const auto path = folder.write("three.zip", archive.bytes());
+  auto first = context().InstallBundles(path);
+  ASSERT_EQ(first.size(), 3u);
+  first[1].Uninstall();
+  EXPECT_EQ(context().GetBundles(path).size(), 2u);
+  Journal journal;
+  noteBundleEvents(journal);
+  const auto second = context().InstallBundles(path);
+  EXPECT_THAT(journal.texts(), ElementsAre("INSTALLED beta"));
+  ASSERT_EQ(second.size(), 3u);
+  EXPECT_EQ(second[0], first[0]);
+  EXPECT_EQ(second[1], first[2]);
+  EXPECT_EQ(second[2].GetSymbolicName(), "beta");
+  EXPECT_EQ(second[2].GetBundleId(), 4);
+  EXPECT_NE(second[2], first[1]);
+  EXPECT_EQ(context().InstallBundles(path), second);
+}
+
+TEST_F(AnInstallingFramework, BringsBackUninstalledBundlesWithTheCallersManifests) {
+  AnyMap manifests(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  for (const auto* name : {"alpha", "beta"}) {
+    manifests[name] = AnyMap{{Constants::BUNDLE_SYMBOLICNAME, std::string(name)}};
+  }
+  const auto path = folder.write("given.zip", "no archive");
+  auto first = context().InstallBundles(path, manifests);
+  ASSERT_EQ(first.size(), 2u);
+  first[0].Uninstall();
+  const auto second = context().InstallBundles(path, manifests);
+  ASSERT_EQ(second.size(), 2u);
+  EXPECT_EQ(second[0], first[1]);
+  EXPECT_EQ(second[1].GetSymbolicName(), first[0].GetSymbolicName());
+}
+
 TEST_F(AnInstallingFramework, NamesABundleAfterItsDirectoryAndNotAfterItsHeader) {
   const auto bundles = install(ZipArchive().add("directory/manifest.json", manifest("header")).bytes());
   EXPECT_EQ(bundles.at(0).GetSymbolicName(), "directory");

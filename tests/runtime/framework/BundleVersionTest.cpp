@@ -45,6 +45,15 @@ TEST(ABundleVersion, RefusesAnythingElse) {
   }
 }
 
+#ifdef SPF_RUNTIME_BUNDLED
+// Where others read what is not there.
+TEST(ABundleVersion, RefusesAPartWithoutANumberAlsoBeforeOthers) {
+  for (const auto* text : {"x.1", "1..2", "1.x.3", "-1", "1.-2"}) {
+    EXPECT_THROW(BundleVersion{std::string(text)}, std::invalid_argument) << text;
+  }
+}
+#endif
+
 TEST(ABundleVersion, ParsesWithBlanksAroundIt) {
   EXPECT_EQ(BundleVersion::ParseVersion(" 1.2 ").ToString(), "1.2.0");
   EXPECT_EQ(BundleVersion::ParseVersion("  ").ToString(), "0.0.0");

@@ -186,11 +186,11 @@ TEST_F(AFramework, TakesTheDefaultForLoadOptionsOfTheWrongType) {
 
 TEST_F(AFramework, TakesTheDefaultForAStorageOfTheWrongType) {
   auto framework = FrameworkFactory().NewFramework(
-      FrameworkConfiguration{{Constants::FRAMEWORK_STORAGE, 5}, {Constants::FRAMEWORK_WORKING_DIR, folder / ""}});
+      FrameworkConfiguration{{Constants::FRAMEWORK_STORAGE, 5}, {Constants::FRAMEWORK_WORKING_DIR, folder / "work"}});
   framework.Start();
   auto bundle = framework.GetBundleContext().InstallBundles(DATA_ONLY_BUNDLE).at(0);
   bundle.Start();
-  EXPECT_THAT(bundle.GetBundleContext().GetDataFile("file"), testing::StartsWith(folder / "fwdir"));
+  EXPECT_THAT(bundle.GetBundleContext().GetDataFile("file"), testing::StartsWith(folder / "work/fwdir/"));
   stopAndWait(framework);
 }
 
@@ -329,6 +329,19 @@ TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
   EXPECT_NO_THROW(registration.Unregister());
   EXPECT_FALSE(reference);
   EXPECT_THROW(registration.Unregister(), std::logic_error);
+}
+
+TEST_F(AStartedFramework, EndsServicesOfItsOwnContextThatNobodyHasARegistrationOfWithTheStop) {
+  auto kept = context().RegisterService<Interface>(std::make_shared<Interface>());
+  static_cast<void>(context().RegisterService<Interface>(std::make_shared<Interface>()));
+  const auto references = context().GetServiceReferences<Interface>();
+  ASSERT_EQ(references.size(), 2u);
+  auto invalid = context();
+  stopAndWait(framework);
+  EXPECT_TRUE(references[0]);
+  EXPECT_FALSE(references[1]);
+  EXPECT_THROW(invalid.GetService(references[0]), IllegalStateException);
+  EXPECT_THROW(invalid.GetService(references[1]), std::invalid_argument);
 }
 
 TEST_F(AStartedFramework, EndsTheServicesOfItsOwnContextWhenItIsStartedAgain) {

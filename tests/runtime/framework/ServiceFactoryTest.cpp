@@ -1,6 +1,8 @@
 #include <cppmicroservices/PrototypeServiceFactory.h>
+#include <cppmicroservices/SecurityException.h>
 #include <cppmicroservices/ServiceFactory.h>
 #include <cppmicroservices/ServiceObjects.h>
+#include <cppmicroservices/SharedLibraryException.h>
 
 #include <functional>
 #include <memory>
@@ -152,6 +154,20 @@ TEST_F(AServiceFactory, IsWarnedOfWhenItsObjectLacksAnInterface) {
   sut->make = [] { return InterfaceMapConstPtr(MakeInterfaceMap<Other>(std::make_shared<Other>())); };
   EXPECT_FALSE(other.GetService(add().GetReference()));
   EXPECT_THAT(heard.texts(), ElementsAre(testing::StartsWith("WARNING data.only: logic error:")));
+}
+
+TEST_F(AServiceFactory, PassesOnThatABundleCannotBeLoaded) {
+  auto other = otherBundle();
+  Journal errors;
+  noteFrameworkEvents(errors);
+  const auto reference = add().GetReference();
+  sut->make = [&]() -> InterfaceMapConstPtr {
+    throw SharedLibraryException(std::make_error_code(std::errc::io_error), "broken", other.GetBundle());
+  };
+  EXPECT_THROW(user.GetService(reference), SharedLibraryException);
+  sut->make = [&]() -> InterfaceMapConstPtr { throw SecurityException("refused", other.GetBundle()); };
+  EXPECT_THROW(user.GetService(reference), SecurityException);
+  EXPECT_EQ(errors.texts().size(), 2u);
 }
 
 TEST_F(AServiceFactory, IsReportedWhenItThrowsOnGettingItsObjectBack) {

@@ -39,6 +39,7 @@ class US_Framework_EXPORT BundleContext {
  public:
   BundleContext();
 
+  /// Contexts are equal when they are the same, or none of the two is valid.
   bool operator==(const BundleContext& other) const;
   bool operator!=(const BundleContext& other) const;
   bool operator<(const BundleContext& other) const;
@@ -60,7 +61,8 @@ class US_Framework_EXPORT BundleContext {
   std::vector<Bundle> GetBundles(const std::string& location) const;
 
   /// Installs the bundles of one file: a zip archive, or a shared library with one appended or in its
-  /// section ".us_resources". A location that is already installed gives the same bundles again.
+  /// section ".us_resources". A location that is already installed gives the same bundles again;
+  /// those of them that were uninstalled are installed anew.
   /// \param location  the file's path; compared as text
   /// \param bundleManifest  if not empty: the manifests, by symbolic name; the file is not opened then
   /// \throws std::runtime_error naming location and reason; no bundle of the location is installed then
@@ -113,8 +115,10 @@ class US_Framework_EXPORT BundleContext {
 
   /// Gets the service's object. The bundle counts as a user of the service until the last pointer is gone;
   /// the object lives on as long as a pointer does, whatever becomes of the service.
-  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR)
-  /// \throws std::invalid_argument if the reference refers to no registered service
+  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR; as FRAMEWORK_WARNING if its object lacks
+  ///         an interface)
+  /// \throws std::invalid_argument if the reference refers to no registered service; SharedLibraryException or
+  ///         SecurityException if the factory threw that
   std::shared_ptr<void> GetService(const ServiceReferenceBase& reference);
   InterfaceMapConstPtr GetService(const ServiceReferenceU& reference);
 

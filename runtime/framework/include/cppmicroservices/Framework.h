@@ -20,7 +20,7 @@ class FrameworkEvent;
 /// Stop); it can be started again then, with a new context and without bundles and services.
 class US_Framework_EXPORT Framework : public Bundle {
  public:
-  /// \throws std::logic_error if the bundle is not the system bundle of a framework
+  /// \throws std::invalid_argument if there is no bundle, std::logic_error if it is not a framework's system bundle
   explicit Framework(Bundle bundle);
   Framework(const Framework& other);
   Framework(Framework&& other) noexcept;
@@ -28,8 +28,8 @@ class US_Framework_EXPORT Framework : public Bundle {
   Framework& operator=(Framework&& other) noexcept;
 
   /// Makes the framework's context valid, so that listeners and services can be added before Start.
-  /// Does nothing in the states STARTING and ACTIVE.
-  /// \throws std::runtime_error while the framework is stopping
+  /// Installs the bundles in the program's own file, if there are any. Does nothing in the states STARTING and ACTIVE.
+  /// \throws std::runtime_error while the framework is stopping, or if a bundle in the program's file is broken
   void Init();
 
   /// Waits until the framework is stopped, and then runs the function given as the framework property

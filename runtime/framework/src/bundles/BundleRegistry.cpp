@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "bundles/BundleArchive.h"
@@ -39,6 +40,22 @@ void requireSymbolicName(const AnyMap& headers, const std::string& name, const s
   }
 }
 
+template <class Manifests>
+Manifests without(Manifests manifests, const BundleRegistry::Bundles& present) {
+  for (const auto& bundle : present) {
+    manifests.erase(bundle->symbolicName);
+  }
+  return manifests;
+}
+
+bool holdsBundles(const std::string& location) {
+  try {
+    return !readManifests(location).empty();
+  } catch (const std::runtime_error&) {
+    return false;  // as most programs
+  }
+}
+
 AnyMap parsed(const std::map<std::string, std::string>& texts, const std::string& location) {
   AnyMap manifests(AnyMap::ORDERED_MAP);
   for (const auto& [name, text] : texts) {
@@ -58,18 +75,41 @@ BundleRegistry::BundleRegistry(FrameworkCore& framework) : framework_(framework)
 
 BundleRegistry::Bundles BundleRegistry::install(const std::shared_ptr<BundlePrivate>& origin,
                                                 const std::string& location, const AnyMap& manifests) {
-  Bundles installed;
+  Site site;
+  Bundles added;
   {
     const std::lock_guard<std::mutex> installing(installMutex_);
-    installed = at(location);
-    if (!installed.empty()) {
-      return installed;
+    site = siteAt(location);
+    if (site.bundles.empty() || site.bundles.size() < site.inFile) {
+      added = installMissing(location, manifests, site.bundles);
     }
-    installed = manifests.empty() ? createFromFile(location) : createFrom(manifests, location);
-    add(installed);
   }
-  tellInstalled(installed, origin);
-  return installed;
+  tellInstalled(added, origin);
+  site.bundles.insert(site.bundles.end(), added.begin(), added.end());
+  return site.bundles;
+}
+
+void BundleRegistry::installProgram() {
+  std::error_code failure;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", failure).string();
+  if (failure || !holdsBundles(program)) {
+    return;
+  }
+  install(framework_.systemBundle(), program, AnyMap());
+}
+
+BundleRegistry::Bundles BundleRegistry::installMissing(const std::string& location, const AnyMap& manifests,
+                                                       const Bundles& present) {
+  Bundles added;
+  if (manifests.empty()) {
+    const auto texts = readManifests(location);
+    added = createFromFile(location, without(texts, present));
+    add(added, texts.size());
+  } else {
+    added = createFrom(without(manifests, present), location);
+    add(added, manifests.size());
+  }
+  return added;
 }
 
 void BundleRegistry::tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin) {
@@ -91,8 +131,8 @@ void BundleRegistry::tellInstalled(const Bundles& bundles, const std::shared_ptr
   }
 }
 
-BundleRegistry::Bundles BundleRegistry::createFromFile(const std::string& location) {
-  const auto texts = readManifests(location);
+BundleRegistry::Bundles BundleRegistry::createFromFile(const std::string& location,
+                                                       const std::map<std::string, std::string>& texts) {
   const auto firstId = useUpIds(texts.size());
   return create(location, parsed(texts, location), firstId);
 }
@@ -144,10 +184,12 @@ void BundleRegistry::requireNew(const BundleDescription& description, const Bund
   }
 }
 
-void BundleRegistry::add(const Bundles& bundles) {
+void BundleRegistry::add(const Bundles& bundles, std::size_t inFile) {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const auto& bundle : bundles) {
-    byLocation_[bundle->location].push_back(bundle);
+    auto& site = byLocation_[bundle->location];
+    site.bundles.push_back(bundle);
+    site.inFile = inFile;
     byId_.emplace(bundle->id, bundle);
   }
 }
@@ -159,7 +201,7 @@ bool BundleRegistry::remove(const BundlePrivate& bundle) {
     return false;  // one of the time before a restart
   }
   byId_.erase(found);
-  auto& there = byLocation_[bundle.location];
+  auto& there = byLocation_[bundle.location].bundles;
   there.erase(std::remove_if(there.begin(), there.end(), [&](const auto& each) { return each.get() == &bundle; }),
               there.end());
   if (there.empty()) {
@@ -175,22 +217,26 @@ void BundleRegistry::reset() {
     byLocation_.clear();
     byId_.clear();
   }
-  add({framework_.systemBundle()});
+  add({framework_.systemBundle()}, 1);
 }
 
 BundleRegistry::Bundles BundleRegistry::all() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   Bundles bundles;
-  for (const auto& [location, there] : byLocation_) {
-    bundles.insert(bundles.end(), there.begin(), there.end());
+  for (const auto& [location, site] : byLocation_) {
+    bundles.insert(bundles.end(), site.bundles.begin(), site.bundles.end());
   }
   return bundles;
 }
 
 BundleRegistry::Bundles BundleRegistry::at(const std::string& location) const {
+  return siteAt(location).bundles;
+}
+
+BundleRegistry::Site BundleRegistry::siteAt(const std::string& location) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byLocation_.find(location);
-  return found == byLocation_.end() ? Bundles() : found->second;
+  return found == byLocation_.end() ? Site() : found->second;
 }
 
 std::shared_ptr<BundlePrivate> BundleRegistry::find(long id) const {

@@ -24,6 +24,8 @@ class BundleRegistry {
   /// See BundleContext::InstallBundles.
   /// \param manifests  manifests by symbolic name; if empty, those in the file
   Bundles install(const std::shared_ptr<BundlePrivate>& origin, const std::string& location, const AnyMap& manifests);
+  /// Installs the bundles in the running program's own file, if there are any.
+  void installProgram();
   /// \return false if the bundle was not among the installed ones
   bool remove(const BundlePrivate& bundle);
   /// Leaves nothing but the system bundle; IDs start again.
@@ -39,15 +41,23 @@ class BundleRegistry {
   std::filesystem::path dataFolder(const BundlePrivate& bundle) const;
 
  private:
+  /// The installed bundles of one file.
+  struct Site {
+    Bundles bundles;
+    std::size_t inFile = 0;  // how many there are in the file, those that were uninstalled included
+  };
+
+  Site siteAt(const std::string& location) const;
+  Bundles installMissing(const std::string& location, const AnyMap& manifests, const Bundles& present);
   void tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin);
-  Bundles createFromFile(const std::string& location);
+  Bundles createFromFile(const std::string& location, const std::map<std::string, std::string>& texts);
   Bundles createFrom(const AnyMap& manifests, const std::string& location);
   /// IDs are used up even if the installation fails afterwards.
   long useUpIds(std::size_t count);
   Bundles create(const std::string& location, const AnyMap& manifests, long firstId);
   BundleDescription describe(const std::string& location, const std::string& name, AnyMap headers) const;
   void requireNew(const BundleDescription& description, const Bundles& alreadyMade) const;
-  void add(const Bundles& bundles);
+  void add(const Bundles& bundles, std::size_t inFile);
 
   FrameworkCore& framework_;
 
@@ -56,7 +66,7 @@ class BundleRegistry {
   mutable std::mutex mutex_;
   // guarded by mutex_
   long lastId_ = 0;
-  std::map<std::string, Bundles> byLocation_;
+  std::map<std::string, Site> byLocation_;
   std::unordered_map<long, std::shared_ptr<BundlePrivate>> byId_;
 };
 

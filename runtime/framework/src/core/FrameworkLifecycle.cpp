@@ -74,6 +74,7 @@ void FrameworkLifecycle::init() {
   for (const auto& service : leftovers) {
     service->end();
   }
+  framework_.bundles.installProgram();
 }
 
 void FrameworkLifecycle::start() {
@@ -142,6 +143,7 @@ void FrameworkLifecycle::finishStop() {
   framework_.listeners.removeAllOf(*context);
   system.closeContext();
   framework_.listeners.removeAllOf(*context);  // those that came in between
+  framework_.services.endAbandoned();
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     system.state = Bundle::STATE_RESOLVED;

@@ -20,7 +20,7 @@ class FrameworkLifecycle {
   explicit FrameworkLifecycle(FrameworkCore& framework);
   ~FrameworkLifecycle();
 
-  /// \throws std::runtime_error while the framework is stopping
+  /// \throws std::runtime_error while the framework is stopping, or if a bundle in the program's file is broken
   void init();
   void start();
 

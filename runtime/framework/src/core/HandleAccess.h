@@ -34,6 +34,7 @@ struct HandleAccess {
     return reference.record_;
   }
 
+  /// \param record  what ServiceRecord::forRegistration() gave
   static ServiceRegistrationBase registration(std::shared_ptr<ServiceRecord> record) {
     return ServiceRegistrationBase(std::move(record));
   }

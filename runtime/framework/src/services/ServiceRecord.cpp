@@ -136,6 +136,22 @@ std::vector<std::shared_ptr<BundlePrivate>> ServiceRecord::users() const {
   return users;
 }
 
+std::shared_ptr<ServiceRecord> ServiceRecord::forRegistration() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  auto record = forRegistrations_.lock();
+  if (!record) {
+    const auto owner = std::make_shared<std::shared_ptr<ServiceRecord>>(shared_from_this());
+    record = std::shared_ptr<ServiceRecord>(owner, this);
+    forRegistrations_ = record;
+  }
+  return record;
+}
+
+bool ServiceRecord::isAbandoned() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return forRegistrations_.expired();
+}
+
 const std::string* ServiceRecord::findClass(const std::string& interfaceId) const {
   const auto found = std::find(classes.begin(), classes.end(), interfaceId);
   return found == classes.end() ? nullptr : &*found;

@@ -42,6 +42,10 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   Properties properties() const;
   /// \return the bundles that use the service at the moment
   std::vector<std::shared_ptr<BundlePrivate>> users() const;
+  /// \return this record, for a registration to keep: as long as one does, the service is not abandoned
+  std::shared_ptr<ServiceRecord> forRegistration();
+  /// \return whether nobody has a registration of the service any more
+  bool isAbandoned() const;
   /// \return the record's own text of that interface ID; null if the service does not have it
   const std::string* findClass(const std::string& interfaceId) const;
 
@@ -83,6 +87,7 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   InterfaceMapConstPtr service_;
   Properties properties_;
   std::vector<UseEntry> uses_;
+  std::weak_ptr<ServiceRecord> forRegistrations_;  // has a count of owners of its own
 };
 
 /// Orders services as they are found: higher ranking first, then lower listed ID, then age.

@@ -36,7 +36,7 @@ ServiceRecord& ServiceRegistrationBase::valid() const {
 ServiceReferenceBase ServiceRegistrationBase::GetReference(const std::string& interfaceId) const {
   auto& record = valid();
   record.requireRegistered();
-  return detail::HandleAccess::reference(record_, record.findClass(interfaceId));
+  return detail::HandleAccess::reference(record.shared_from_this(), record.findClass(interfaceId));
 }
 
 void ServiceRegistrationBase::SetProperties(const ServiceProperties& properties) {

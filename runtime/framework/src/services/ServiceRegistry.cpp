@@ -83,6 +83,7 @@ ServiceRegistry::Record ServiceRegistry::add(const BundleContextPrivate& context
   auto identity = identityFor(*service);
   const auto properties = propertiesForRegistration(given, identity);
   const auto record = std::make_shared<ServiceRecord>(bundle, std::move(identity), service, properties);
+  auto registration = record->forRegistration();
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!context.isValid()) {
@@ -91,7 +92,7 @@ ServiceRegistry::Record ServiceRegistry::add(const BundleContextPrivate& context
     addToIndex(record);
   }
   framework_.listeners.serviceChanged(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
-  return record;
+  return registration;
 }
 
 void ServiceRegistry::addToIndex(const Record& record) {
@@ -240,6 +241,18 @@ void ServiceRegistry::unregisterAllOf(const BundlePrivate& bundle) {
 void ServiceRegistry::releaseAllOf(const BundlePrivate& bundle) {
   for (const auto& record : all()) {
     record->closeUsesOf(bundle);
+  }
+}
+
+void ServiceRegistry::endAbandoned() {
+  for (const auto& record : all()) {
+    if (record->isAbandoned()) {
+      {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        removeFromIndex(record);
+      }
+      record->end();
+    }
   }
 }
 

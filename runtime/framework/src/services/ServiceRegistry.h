@@ -28,6 +28,7 @@ class ServiceRegistry {
   ~ServiceRegistry();
 
   /// See BundleContext::RegisterService.
+  /// \return the new service for a registration, see ServiceRecord::forRegistration
   Record add(const BundleContextPrivate& context, const std::shared_ptr<BundlePrivate>& bundle,
              const InterfaceMapConstPtr& service, const ServiceProperties& properties);
   /// See ServiceRegistrationBase::SetProperties.
@@ -45,6 +46,8 @@ class ServiceRegistry {
   void unregisterAllOf(const BundlePrivate& bundle);
   void releaseAllOf(const BundlePrivate& bundle);
 
+  /// Ends the services that nobody has a registration of, without telling anybody.
+  void endAbandoned();
   /// Takes all services out without telling anybody.
   /// \return them, to be ended when no lock is held
   Leftovers reset();

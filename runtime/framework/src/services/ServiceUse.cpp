@@ -8,6 +8,8 @@
 #include "core/ExceptionText.h"
 #include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
+#include "cppmicroservices/SecurityException.h"
+#include "cppmicroservices/SharedLibraryException.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
@@ -53,12 +55,26 @@ ServiceUse::~ServiceUse() {
 bool ServiceUse::make() {
   InterfaceMapConstPtr made;
   try {
-    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_));
+    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()));
+  } catch (const SharedLibraryException& error) {
+    passOn(error.GetBundle());
+  } catch (const SecurityException& error) {
+    passOn(error.GetBundle());
   } catch (...) {
     reportFactoryException();
     return finish(nullptr);
   }
   return finish(isComplete(made) ? made : nullptr);
+}
+
+/// Lets an exception about a bundle that the factory could not load out to the one that asked for the service.
+void ServiceUse::passOn(const Bundle& bundle) {
+  finish(nullptr);
+  if (const auto framework = user_->framework.lock()) {
+    framework->listeners.report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
+                                "The service factory could not load a bundle", std::current_exception());
+  }
+  throw;
 }
 
 bool ServiceUse::isComplete(const InterfaceMapConstPtr& made) {
@@ -137,7 +153,7 @@ void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
     return;
   }
   try {
-    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_), object);
+    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()), object);
   } catch (...) {
     reportFactoryException();
   }

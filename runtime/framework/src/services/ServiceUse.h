@@ -32,6 +32,7 @@ class ServiceUse {
 
   /// Calls the factory. To be called once, by the thread that made a use of a factory, without locks.
   /// \return false if it failed, which was reported
+  /// \throws SharedLibraryException and SecurityException if the factory threw that, which is reported as well
   bool make();
 
   /// Waits until there is an object.
@@ -53,6 +54,7 @@ class ServiceUse {
 
   /// Reports what is missing.
   bool isComplete(const InterfaceMapConstPtr& made);
+  [[noreturn]] void passOn(const Bundle& bundle);
   void reportFactoryException();
   /// Sends a framework event about the bundle that asked for the service.
   template <class Exception>
