@@ -18,11 +18,8 @@ constexpr std::chrono::milliseconds longestLookUpInterval{30000};
 }  // namespace
 
 void ConnectedEndpoint::onMessages() {
-  for (int i = 0; i < handledPerRound; ++i) {
-    const auto frames = receiveMessage(socket());
-    if (!frames) {
-      return;
-    }
+  int budget = framesPerRound;
+  while (const auto frames = receiveMessage(socket(), budget)) {
     std::uint64_t number = 0;
     if (frames->size() != 3 || (*frames)[0].size() != sizeof(number)) {
       continue;

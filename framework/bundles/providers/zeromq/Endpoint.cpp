@@ -99,8 +99,9 @@ void Endpoint::forceClose() {
 }
 
 void Endpoint::onMonitor() {
-  for (int i = 0; i < handledPerRound && monitor_; ++i) {
-    const auto event = monitor_->next();
+  int budget = framesPerRound;
+  while (monitor_) {
+    const auto event = monitor_->next(budget);
     if (!event) {
       return;
     }
