@@ -61,6 +61,11 @@ void ConnectedEndpoint::ask(const std::string& request, std::shared_ptr<Answer> 
     answer->fail(error.what());
     return;
   }
+  // The peer drops the answers that find its queue full.
+  if (awaited_.size() >= static_cast<std::size_t>(queuedMessages)) {
+    answer->fail("the connection takes no more requests now");
+    return;
+  }
   const std::uint64_t number = ++lastNumber_;
   awaited_.emplace(number, answer);
   std::vector<zmq::message_t> frames;
