@@ -2,11 +2,14 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <thread>
 
+#include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "support/RunningFramework.hpp"
 
 namespace {
 
+using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using frameworktest::Configuration;
@@ -28,6 +31,18 @@ class APublisher : public testing::Test {
   void publish(const std::string& id, const Configuration& configuration, const std::string& origin) {
     framework.update(id, configuration);
     ASSERT_NE(waitFor("published " + origin), "");
+  }
+
+  /// Asks until the transport has seen that the peer is gone.
+  void waitUntilDisconnected(const std::string& id, const std::string& address) {
+    const auto transport = framework.service<Transport>();
+    for (std::string error; error.find("not connected") == std::string::npos; std::this_thread::yield()) {
+      try {
+        transport->ask(id, address, "", std::chrono::milliseconds::zero());
+      } catch (const std::runtime_error& exception) {
+        error = exception.what();
+      }
+    }
   }
 
   RunningFramework framework;
@@ -176,6 +191,39 @@ TEST_F(APublisher, ReportsTheEndpointsThatARevisionKeepsAnew) {
   publish("client", Configuration(2).publisher("display").connect(address), "display#2");
   EXPECT_NE(waitFor("stillBound station#2 " + address), "");
   EXPECT_NE(waitFor("stillConnected display#2 " + address), "");
+}
+
+TEST_F(APublisher, ReportsAConnectionThatIsGoneOnlyWhenItIsThereAgain) {
+  for (const std::string& address : {std::string("inproc://station"), freeAddress()}) {
+    framework.update("server", Configuration(1).publisher("station").bind(address));
+    framework.update("client", Configuration(1).publisher("display").connect(address));
+    ASSERT_NE(waitFor("connected display#1 " + address), "");
+    framework.remove("server");
+    ASSERT_NE(waitFor("unpublished station#1"), "");
+    waitUntilDisconnected("display", address);
+    publish("client", Configuration(2).publisher("display").connect(address), "display#2");
+    publish("client", Configuration(3).publisher("display").connect(address), "display#3");
+    framework.update("server", Configuration(4).publisher("station").bind(address));
+    EXPECT_NE(waitFor("connected display#3 " + address), "");
+    EXPECT_THAT(framework.events().linesWith("stillConnected"), IsEmpty());
+    EXPECT_THAT(framework.events().linesWith("connected display#2"), IsEmpty());
+    framework.remove("server");
+    framework.remove("client");
+    ASSERT_NE(waitFor("unpublished station#4"), "");
+    ASSERT_NE(waitFor("unpublished display#3"), "");
+    framework.events().clear();
+  }
+}
+
+TEST_F(APublisher, ReportsAConnectionOnceForEachRevision) {
+  publish("client", Configuration(1).publisher("display").connect("inproc://station"), "display#1");
+  for (int count = 1; count <= 3; ++count) {
+    const auto origin = "station#" + std::to_string(count);
+    publish("server", Configuration(count).publisher("station").bind("inproc://station"), origin);
+    framework.remove("server");
+    ASSERT_NE(waitFor("unpublished " + origin), "");
+  }
+  EXPECT_EQ(framework.events().linesWith("connected display#1").size(), 1u);
 }
 
 TEST_F(APublisher, ReportsNewEndpointsOfARevisionAsNew) {

@@ -78,7 +78,7 @@ TEST_P(AWildcard, CollidesWithNothing) {
   EXPECT_EQ(server->openings.count(), 3);
 }
 
-TEST_F(AnAddress, MayHaveAPortThatIsNoWildcardOfOursOnlyIfItIsANumberOrAStar) {
+TEST_F(AnAddress, WithAPortThatIsNeitherANumberNorAStarIsRefused) {
   for (const auto* port : {"!", "", "-1", "65536", "1e3", "099999"}) {
     EXPECT_THAT(errorOfBinding("tcp://127.0.0.1:" + std::string(port)), HasSubstr("malformed")) << port;
   }

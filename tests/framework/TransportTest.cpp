@@ -1,5 +1,6 @@
 #include <future>
 #include <thread>
+#include <zmq.hpp>
 
 #include "support/TestListener.hpp"
 
@@ -69,6 +70,30 @@ TEST_F(ATransport, SaysSoWhenAnAnswerDoesNotComeInTime) {
   EXPECT_THAT(errorOf("wait", milliseconds::min()), HasSubstr("no answer within 0 ms"));
   server->mayAnswer.open();
   EXPECT_EQ(ask("question", milliseconds::max()), "answer to question");
+}
+
+// Only as many answers as a queue holds are sure to arrive.
+TEST_F(ATransport, RefusesRequestsBeyondThoseThatWaitForTheirAnswers) {
+  constexpr int most = 64;
+  zmq::context_t context;
+  zmq::socket_t silent(context, zmq::socket_type::router);
+  silent.set(zmq::sockopt::linger, 0);
+  silent.bind(address);
+  clientID = connect(address, client);
+  ASSERT_TRUE(client->isOpened.wait());
+  std::vector<std::thread> threads;
+  for (int i = 0; i < most; ++i) {
+    threads.emplace_back([this] { EXPECT_THAT(errorOf("question"), HasSubstr("was closed")); });
+  }
+  for (int frames = 0; frames < 3 * most; ++frames) {
+    zmq::message_t frame;
+    ASSERT_TRUE(silent.recv(frame).has_value());
+  }
+  EXPECT_THAT(errorOf("question"), HasSubstr("takes no more requests now"));
+  sut->close(clientID);
+  for (auto& thread : threads) {
+    thread.join();
+  }
 }
 
 TEST_F(ATransport, SaysSoWhenThereIsNoConnection) {

@@ -88,9 +88,20 @@ bool RecordingListener::waitFor(const std::string& start, std::size_t times) {
                              [&] { return select(lines_, start).size() >= times; });
 }
 
+bool RecordingListener::waitForEither(const std::string& one, const std::string& other) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  return changed_.wait_until(lock, std::chrono::steady_clock::now() + spf::test::patience,
+                             [&] { return !select(lines_, one).empty() || !select(lines_, other).empty(); });
+}
+
 std::vector<std::string> RecordingListener::lines() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return lines_;
+}
+
+void RecordingListener::clear() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  lines_.clear();
 }
 
 std::vector<std::string> RecordingListener::linesWith(const std::string& start) const {

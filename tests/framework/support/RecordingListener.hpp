@@ -26,10 +26,16 @@ class RecordingListener : public agent::spf::frameworklistener::FrameworkListene
   /// \return the line; empty when it did not come for as long as the tests' patience lasts
   std::string waitFor(const std::string& start);
 
+  /// Waits until a line starts with one of the texts.
+  bool waitForEither(const std::string& one, const std::string& other);
+
   /// Waits until so many lines start with the text.
   bool waitFor(const std::string& start, std::size_t times);
 
   std::vector<std::string> lines() const;
+
+  /// Forgets what came so far.
+  void clear();
 
   /// The lines so far that start with the text.
   std::vector<std::string> linesWith(const std::string& start) const;

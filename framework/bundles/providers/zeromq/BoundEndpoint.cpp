@@ -114,11 +114,8 @@ std::string BoundEndpoint::boundAddress() {
 }
 
 void BoundEndpoint::onMessages() {
-  for (int i = 0; i < handledPerRound; ++i) {
-    auto frames = receiveMessage(socket());
-    if (!frames) {
-      return;
-    }
+  int budget = framesPerRound;
+  while (auto frames = receiveMessage(socket(), budget)) {
     if (frames->size() == 3) {
       answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2].to_string());
     }

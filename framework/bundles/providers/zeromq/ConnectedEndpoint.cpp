@@ -18,11 +18,8 @@ constexpr std::chrono::milliseconds longestLookUpInterval{30000};
 }  // namespace
 
 void ConnectedEndpoint::onMessages() {
-  for (int i = 0; i < handledPerRound; ++i) {
-    const auto frames = receiveMessage(socket());
-    if (!frames) {
-      return;
-    }
+  int budget = framesPerRound;
+  while (const auto frames = receiveMessage(socket(), budget)) {
     std::uint64_t number = 0;
     if (frames->size() != 3 || (*frames)[0].size() != sizeof(number)) {
       continue;
@@ -62,6 +59,11 @@ void ConnectedEndpoint::ask(const std::string& request, std::shared_ptr<Answer> 
     requireSize("request", request, largestRequest);
   } catch (const std::runtime_error& error) {
     answer->fail(error.what());
+    return;
+  }
+  // The peer drops the answers that find its queue full.
+  if (awaited_.size() >= static_cast<std::size_t>(queuedMessages)) {
+    answer->fail("the connection takes no more requests now");
     return;
   }
   const std::uint64_t number = ++lastNumber_;

@@ -1,6 +1,7 @@
 #include "Endpoint.hpp"
 
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include "descriptorLimits.hpp"
@@ -72,6 +73,10 @@ void Endpoint::open(Surroundings& surroundings) {
     attach(surroundings);
   } catch (const zmq::error_t& error) {
     fail(error.num() == EMFILE ? describeDescriptorLimit(surroundings.context) : error.what());
+  } catch (const std::system_error& error) {
+    const bool isLimit =
+        error.code() == std::errc::too_many_files_open || error.code() == std::errc::too_many_files_open_in_system;
+    fail(isLimit ? describeDescriptorLimit(surroundings.context) : error.what());
   } catch (const std::exception& error) {
     fail(error.what());
   }
@@ -99,8 +104,9 @@ void Endpoint::forceClose() {
 }
 
 void Endpoint::onMonitor() {
-  for (int i = 0; i < handledPerRound && monitor_; ++i) {
-    const auto event = monitor_->next();
+  int budget = framesPerRound;
+  while (monitor_) {
+    const auto event = monitor_->next(budget);
     if (!event) {
       return;
     }
@@ -119,7 +125,7 @@ void Endpoint::onTime(Clock::time_point now) {
   }
   closingWarning_ *= 2;
   deadline_ = now + closingWarning_;
-  warn("still waits for '" + description_.address + "' to be given free");
+  warn("the address '" + description_.address + "' is still not free");
 }
 
 void Endpoint::abandon(std::exception_ptr reason) {

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -103,7 +104,8 @@ void removeStale(const std::string& path) {
 
 }  // namespace
 
-LocalListener::LocalListener(std::string path) : path_(std::move(path)), descriptor_(newSocket(path_)) {
+LocalListener::LocalListener(std::string path)
+    : path_(std::move(path)), file_(std::filesystem::absolute(path_).string()), descriptor_(newSocket(path_)) {
   try {
     bindAndListen();
   } catch (...) {
@@ -125,10 +127,10 @@ void LocalListener::release() noexcept {
 
 void LocalListener::removeFile() noexcept {
   struct stat status {};
-  const bool ours = std::exchange(hasFile_, false) && lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ &&
+  const bool ours = std::exchange(hasFile_, false) && lstat(file_.c_str(), &status) == 0 && status.st_dev == device_ &&
                     status.st_ino == inode_;
   if (ours) {
-    unlink(path_.c_str());
+    unlink(file_.c_str());
   }
 }
 
@@ -144,7 +146,7 @@ void LocalListener::bindAndListen() {
     }
   }
   struct stat status {};
-  if (isFile(path_) && lstat(path_.c_str(), &status) == 0) {
+  if (isFile(path_) && lstat(file_.c_str(), &status) == 0) {
     hasFile_ = true;
     device_ = status.st_dev;
     inode_ = status.st_ino;

@@ -33,6 +33,7 @@ class LocalListener {
   void bindAndListen();
 
   const std::string path_;
+  const std::string file_;  ///< the same from the root on: the working directory may change
   int descriptor_;
   bool hasFile_ = false;
   dev_t device_ = 0;

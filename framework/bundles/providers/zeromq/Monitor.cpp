@@ -22,8 +22,8 @@ Monitor::~Monitor() {
   zmq_socket_monitor(observed_.handle(), nullptr, 0);
 }
 
-std::optional<std::uint16_t> Monitor::next() {
-  const auto frames = receiveMessage(receiver_);
+std::optional<std::uint16_t> Monitor::next(int& budget) {
+  const auto frames = receiveMessage(receiver_, budget);
   std::uint16_t event = 0;
   if (!frames || frames->front().size() < sizeof(event)) {
     return std::nullopt;

@@ -20,8 +20,8 @@ class Monitor {
   Monitor(const Monitor&) = delete;
   Monitor& operator=(const Monitor&) = delete;
 
-  /// The next event; nothing when none has arrived.
-  std::optional<std::uint16_t> next();
+  /// The next event; nothing when none has arrived, or the budget is used up.
+  std::optional<std::uint16_t> next(int& budget);
 
   /// What to poll.
   void* handle() noexcept { return receiver_.handle(); }

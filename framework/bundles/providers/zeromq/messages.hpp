@@ -32,14 +32,19 @@ inline void requireSize(const std::string& what, const std::string& text, std::s
 /// Messages that wait in either direction of one connection. A peer that sends more has to wait.
 inline constexpr int queuedMessages = 64;
 
-/// Messages and monitor events of one socket that are handled before the next socket's turn.
-inline constexpr int handledPerRound = 32;
+/// Frames of one socket that are handled before the next socket's turn; the last message is taken whole.
+inline constexpr int framesPerRound = 100;
 
 /// More frames than any message has that is understood here.
 inline constexpr std::size_t tooManyFrames = 4;
 
-/// The frames of the next message, of a message with too many the first ones; nothing when none has arrived.
-inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& socket) {
+/// The frames of the next message, of a message with too many the first ones; nothing when none has
+/// arrived, or the budget is used up.
+/// \param budget  how many frames may be read; less what was read afterwards
+inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& socket, int& budget) {
+  if (budget <= 0) {
+    return std::nullopt;
+  }
   std::vector<zmq::message_t> frames;
   for (bool more = true; more;) {
     zmq::message_t frame;
@@ -48,6 +53,7 @@ inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& 
       return std::nullopt;
     }
     more = frame.more();
+    --budget;
     if (frames.size() < tooManyFrames) {
       frames.push_back(std::move(frame));
     }

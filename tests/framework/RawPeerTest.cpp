@@ -1,0 +1,115 @@
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "support/TestListener.hpp"
+
+namespace {
+
+/// A peer that speaks ZeroMQ's protocol by hand, so that it can leave messages unfinished.
+class RawPeer {
+ public:
+  /// \param address  `tcp://` with a numeric host of IPv4
+  explicit RawPeer(const std::string& address) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    const auto host = address.substr(6, address.rfind(':') - 6);
+    sockaddr_in where{};
+    where.sin_family = AF_INET;
+    where.sin_port = htons(static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1))));
+    inet_pton(AF_INET, host.c_str(), &where.sin_addr);
+    EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&where), sizeof(where)), 0);
+    shakeHands();
+  }
+  ~RawPeer() { close(socket_); }
+  RawPeer(const RawPeer&) = delete;
+  RawPeer& operator=(const RawPeer&) = delete;
+
+  void sendFrame(const std::string& content, bool more) {
+    const char flags = static_cast<char>(more ? 1 : 0);
+    send(std::string{flags, static_cast<char>(content.size())} + content);
+  }
+
+  /// Announces a frame of that size without its content.
+  void announceFrame(std::uint64_t size) {
+    std::string header{3};  // more frames follow; the size has eight bytes
+    for (int shift = 56; shift >= 0; shift -= 8) {
+      header += static_cast<char>(size >> shift & 0xff);
+    }
+    send(header);
+  }
+
+  /// Reads until the other side closes the connection.
+  bool isHungUp() {
+    std::array<char, 256> buffer{};
+    ssize_t count = 0;
+    while ((count = recv(socket_, buffer.data(), buffer.size(), 0)) > 0) {
+    }
+    return count == 0 || errno == ECONNRESET;
+  }
+
+  /// Reads until a text has come.
+  bool receives(const std::string& text) {
+    std::array<char, 256> buffer{};
+    while (received_.find(text) == std::string::npos) {
+      const auto count = recv(socket_, buffer.data(), buffer.size(), 0);
+      if (count <= 0) {
+        return false;
+      }
+      received_.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return true;
+  }
+
+ private:
+  void send(const std::string& bytes) {
+    EXPECT_EQ(::send(socket_, bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+  }
+
+  void shakeHands() {
+    const timeval patience{20, 0};
+    setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    std::string greeting("\xff\0\0\0\0\0\0\0\1\x7f\3\0NULL", 16);
+    greeting.resize(64, '\0');
+    send(greeting);
+    const std::string ready = std::string("\5READY\xbSocket-Type\0\0\0\6DEALER", 28);
+    send(std::string{4, static_cast<char>(ready.size())} + ready);
+    EXPECT_TRUE(receives("ROUTER"));
+  }
+
+  const int socket_;
+  std::string received_;
+};
+
+class ARawPeer : public frameworktest::TransportFixture {};
+
+const std::string number("\0\0\0\0\0\0\0\7", 8);
+
+TEST_F(ARawPeer, IsAnsweredLikeAnyOther) {
+  bound(address, server);
+  RawPeer peer(address);
+  peer.sendFrame(number, true);
+  peer.sendFrame("question", false);
+  EXPECT_TRUE(peer.receives("answer to question"));
+}
+
+TEST_F(ARawPeer, LosesItsConnectionByAFrameThatIsLargerThanAnyQuestion) {
+  bound(address, server);
+  RawPeer peer(address);
+  peer.announceFrame(64 * 1024 + 1);
+  EXPECT_TRUE(peer.isHungUp());
+}
+
+TEST_F(ARawPeer, MayLeaveAMessageUnfinishedWithoutDisturbingOthers) {
+  connectPair();
+  RawPeer peer(address);
+  for (int i = 0; i < 1000; ++i) {
+    peer.sendFrame("frame", true);
+  }
+  EXPECT_EQ(ask("question"), "answer to question");
+  close(serverID, server);
+}
+
+}  // namespace

@@ -1,0 +1,106 @@
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "spf/test/Gate.hpp"
+#include "support/Resources.hpp"
+#include "support/RunningFramework.hpp"
+
+namespace {
+
+using frameworktest::Configuration;
+using frameworktest::freeAddress;
+using frameworktest::openDescriptors;
+using frameworktest::raiseDescriptorLimit;
+using frameworktest::residentMemory;
+using frameworktest::RunningFramework;
+using testing::IsEmpty;
+
+constexpr int manyEndpoints = 2000;
+constexpr rlim_t descriptorsOfManyEndpoints = 5 * manyEndpoints;
+
+TEST(APublisherWithTwoThousandEndpoints, BindsThemAll) {
+  if (raiseDescriptorLimit() < descriptorsOfManyEndpoints) {
+    GTEST_SKIP() << "too few file descriptors are allowed";
+  }
+  RunningFramework framework;
+  Configuration configuration(1);
+  configuration.publisher("station");
+  for (int i = 0; i < manyEndpoints; ++i) {
+    configuration.bind(freeAddress());
+  }
+  framework.update("weather", configuration);
+  EXPECT_NE(framework.events().waitFor("published station#1"), "");
+  EXPECT_EQ(framework.events().linesWith("bound").size(), manyEndpoints);
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+  std::cout << manyEndpoints << " endpoints have " << openDescriptors() << " descriptors\n";
+  framework.remove("weather");
+  EXPECT_NE(framework.events().waitFor("unpublished station#1"), "");
+}
+
+constexpr int allowedDescriptors = 20;
+
+/// ZeroMQ closes sockets some time after it was asked to.
+void awaitDescriptors(std::ptrdiff_t most) {
+  const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
+  while (openDescriptors() > most && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::yield();
+  }
+}
+
+/// How the address of round i is made.
+struct Kind {
+  const char* name;
+  std::function<std::string(const std::string& folder, int i)> address;
+};
+
+class TwoThousandConfigurations : public testing::TestWithParam<Kind> {};
+
+const Kind kinds[] = {
+    {"Tcp", [](const std::string&, int) { return freeAddress(); }},
+    {"Ipc", [](const std::string& folder, int i) { return "ipc://" + folder + "/" + std::to_string(i); }},
+    {"Inproc", [](const std::string&, int i) { return "inproc://" + std::to_string(i); }},
+};
+
+INSTANTIATE_TEST_SUITE_P(Of, TwoThousandConfigurations, testing::ValuesIn(kinds),
+                         [](const auto& kind) { return kind.param.name; });
+
+// Each with an endpoint that is bound, a connection to it, and one to nobody.
+TEST_P(TwoThousandConfigurations, LeaveNoDescriptorsAndLittleMemoryBehind) {
+  constexpr int configurations = 2000;
+  constexpr int warmUp = 200;
+  std::string folder = (std::filesystem::temp_directory_path() / "spf-many-XXXXXX").native();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  std::ptrdiff_t descriptors = 0;
+  std::size_t memory = 0;
+  RunningFramework framework;
+  for (int i = 1; i <= configurations; ++i) {
+    const auto id = "p" + std::to_string(i);
+    const auto origin = id + "#1";
+    const auto address = GetParam().address(folder, i);
+    const auto nobody = GetParam().address(folder, -i);
+    framework.update(id, Configuration(1).publisher(id).bind(address).connect(address).connect(nobody));
+    ASSERT_NE(framework.events().waitFor("connected " + origin), "");
+    ASSERT_NE(framework.events().waitFor("published " + origin), "");
+    framework.remove(id);
+    ASSERT_NE(framework.events().waitFor("unpublished " + origin), "");
+    framework.events().clear();
+    if (i == warmUp) {
+      descriptors = openDescriptors();
+      memory = residentMemory();
+    }
+  }
+  awaitDescriptors(descriptors + allowedDescriptors);
+  std::cout << GetParam().name << ": " << descriptors << " descriptors and " << memory << " MiB after " << warmUp
+            << " configurations, " << openDescriptors() << " and " << residentMemory() << " after " << configurations
+            << "\n";
+  EXPECT_LE(openDescriptors(), descriptors + allowedDescriptors);
+  EXPECT_LE(residentMemory(), memory + 50);
+  EXPECT_TRUE(std::filesystem::is_empty(folder));
+  std::filesystem::remove_all(folder);
+}
+
+}  // namespace

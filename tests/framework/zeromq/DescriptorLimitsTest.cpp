@@ -1,0 +1,58 @@
+#include "descriptorLimits.hpp"
+
+#include <gmock/gmock.h>
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using spf::zeromq::describeDescriptorLimit;
+using spf::zeromq::mostSockets;
+using testing::HasSubstr;
+
+/// Sets this process's limits of descriptors for as long as it lives.
+class Limits {
+ public:
+  explicit Limits(rlim_t soft) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit limit{soft, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  ~Limits() { setrlimit(RLIMIT_NOFILE, &before_); }
+  Limits(const Limits&) = delete;
+  Limits& operator=(const Limits&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
+  rlimit limit{};
+  getrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(mostSockets(), static_cast<int>(std::min(limit.rlim_max, rlim_t{65535})));
+}
+
+TEST(TheDescriptorLimits, AreToldApart) {
+  zmq::context_t context(1, 77);
+  EXPECT_EQ(describeDescriptorLimit(context), "the limit of 77 ZeroMQ sockets is reached");
+  const Limits limits(40);
+  std::vector<int> descriptors;
+  for (int descriptor = 0; descriptor >= 0;) {
+    descriptor = eventfd(0, EFD_CLOEXEC);
+    descriptors.push_back(descriptor);
+  }
+  // What an endpoint gives back when it cannot be made.
+  for (int i = 0; i < 4; ++i) {
+    close(descriptors[static_cast<std::size_t>(i)]);
+  }
+  EXPECT_THAT(describeDescriptorLimit(context), HasSubstr("limit of 40 open files"));
+  for (std::size_t i = 4; i + 1 < descriptors.size(); ++i) {
+    close(descriptors[i]);
+  }
+}
+
+}  // namespace

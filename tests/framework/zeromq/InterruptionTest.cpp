@@ -1,0 +1,32 @@
+#include <gmock/gmock.h>
+
+#include "uninterrupted.hpp"
+
+namespace {
+
+using spf::zeromq::uninterrupted;
+
+TEST(AnInterruptedCall, IsMadeAgain) {
+  int calls = 0;
+  const int result = uninterrupted([&] {
+    if (++calls < 3) {
+      errno = EINTR;
+      throw zmq::error_t();
+    }
+    return calls;
+  });
+  EXPECT_EQ(result, 3);
+}
+
+TEST(AnInterruptedCall, IsTheOnlyOneThatIsMadeAgain) {
+  int calls = 0;
+  EXPECT_THROW(uninterrupted([&] {
+                 ++calls;
+                 errno = EADDRINUSE;
+                 throw zmq::error_t();
+               }),
+               zmq::error_t);
+  EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
