@@ -105,6 +105,44 @@ TEST_F(InstallAndStart, FindsADirectoryThroughALinkToBeTheSame) {
   EXPECT_EQ(installAndStart(path(L"link")), first);
 }
 
+TEST_F(InstallAndStart, GoesUpFromWhereALinkHasLedTo) {
+  tree.add("elsewhere/bundles", BUNDLE_ALPHA);
+  std::filesystem::create_directories(tree.root() / "elsewhere/deep");
+  std::filesystem::create_directory_symlink("elsewhere/deep", tree.root() / "link");
+  EXPECT_THAT(names(installAndStart(path(L"link/../bundles"))), ElementsAre("hosttest_alpha"));
+}
+
+TEST_F(InstallAndStart, FollowsLinksToFilesOneAfterTheOther) {
+  const auto target = tree.addAs("elsewhere", BUNDLE_ALPHA, "target");
+  std::filesystem::create_directory(tree.root() / "bin");
+  std::filesystem::create_symlink(target, tree.root() / "elsewhere/second");
+  std::filesystem::create_symlink("../elsewhere/./second", tree.root() / "bin/first.zip");
+  const auto bundles = installAndStart(path(L"bin"));
+  EXPECT_THAT(names(bundles), ElementsAre("hosttest_alpha"));
+  EXPECT_EQ(bundles.at(0).GetLocation(), (tree.root() / "bin/first.zip").native());
+}
+
+TEST_F(InstallAndStart, IgnoresLinksToFilesThatLeadNowhere) {
+  tree.add("bin", BUNDLE_ALPHA);
+  std::filesystem::create_symlink("loop.zip", tree.root() / "bin/loop.zip");
+  std::filesystem::create_symlink("hosttest_alpha.zip/", tree.root() / "bin/slash.zip");
+  std::filesystem::create_symlink("hosttest_alpha.zip/below", tree.root() / "bin/below.zip");
+  EXPECT_THAT(names(installAndStart(path(L"bin"))), ElementsAre("hosttest_alpha"));
+}
+
+TEST_F(InstallAndStart, LeavesNoDescriptorOpen) {
+  tree.add("bin/deep", BUNDLE_ALPHA);
+  std::filesystem::create_symlink(tree.add("elsewhere", BUNDLE_BETA), tree.root() / "bin/deep/link.zip");
+  const auto descriptors = [] {
+    const std::filesystem::directory_iterator open("/proc/self/fd");
+    return std::distance(begin(open), end(open));
+  };
+  installAndStart(path(L"bin/deep"));
+  const auto before = descriptors();
+  installAndStart(path(L"bin/deep"));
+  EXPECT_EQ(descriptors(), before);
+}
+
 TEST_F(InstallAndStart, PicksUpNewFiles) {
   tree.add("bin", BUNDLE_BETA);
   installAndStart(path(L"bin"));

@@ -127,10 +127,65 @@ TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseThatTheGroupMayWrite) {
   EXPECT_EQ(errorOfInstalling(), "");
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseBelowAFolderAboveTheRoot) {
+TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseBelowAStickyFolderAboveTheRoot) {
   letWrite(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
   options.installationRoot = tree.root() / "bin/spf";
   EXPECT_EQ(errorOfInstalling(L"."), "");
+}
+
+TEST_F(BundleFilesThatOthersMayWrite, AreThoseBelowAFolderAboveTheRootThatIsNotSticky) {
+  letWrite(tree.root() / "bin");
+  options.installationRoot = tree.root() / "bin/spf";
+  EXPECT_THAT(errorOfInstalling(L"."), HasSubstr("folder '" + (tree.root() / "bin").native() + "'"));
+}
+
+/// Bundle directories outside of the installation root.
+class BundleFilesOutsideTheRoot : public BundleFilesThatOthersMayWrite {
+ protected:
+  std::string errorOfInstallingOutside(const std::string& directory) {
+    return errorOfInstalling((outside.root() / directory).wstring());
+  }
+
+  const hosttest::TestTree outside;
+  const fs::path bundle = outside.add("shared/bundles", BUNDLE_BETA);
+  const fs::path shared = outside.root() / "shared";
+};
+
+TEST_F(BundleFilesOutsideTheRoot, AreTakenBelowAStickyFolder) {
+  letWrite(shared, fs::perms::others_write | fs::perms::sticky_bit);
+  EXPECT_EQ(errorOfInstallingOutside("shared/bundles"), "");
+}
+
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedDirectlyInAStickyFolder) {
+  letWrite(bundle.parent_path(), fs::perms::others_write | fs::perms::sticky_bit);
+  EXPECT_THAT(errorOfInstallingOutside("shared/bundles"), HasSubstr("folder '" + bundle.parent_path().native() + "'"));
+}
+
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedBelowAFolderThatIsNotSticky) {
+  letWrite(shared);
+  EXPECT_THAT(errorOfInstallingOutside("shared/bundles"), HasSubstr("folder '" + shared.native() + "'"));
+}
+
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedBehindALinkThatOthersMayReplace) {
+  outside.add("own", BUNDLE_ALPHA);
+  fs::create_directory_symlink("../own", shared / "link");
+  EXPECT_EQ(errorOfInstallingOutside("shared/link"), "");
+  letWrite(shared);
+  EXPECT_THAT(errorOfInstallingOutside("shared/link"), HasSubstr("folder '" + shared.native() + "'"));
+}
+
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedBehindAFileLinkThatLeadsBelowAFolderOfOthers) {
+  fs::create_symlink(bundle, tree.root() / "bin/spf/beta.zip");
+  EXPECT_EQ(errorOfInstalling(), "");
+  letWrite(shared);
+  EXPECT_THAT(errorOfInstalling(), AllOf(HasSubstr((tree.root() / "bin/spf/beta.zip").native()),
+                                         HasSubstr("folder '" + shared.native() + "'")));
+}
+
+TEST_F(BundleFilesOutsideTheRoot, AreTakenWhenAFolderOfOthersIsOnlyPassedBy) {
+  letWrite(shared);
+  outside.add("own", BUNDLE_ALPHA);
+  EXPECT_EQ(errorOfInstallingOutside("shared/../own"), "");
 }
 
 }  // namespace

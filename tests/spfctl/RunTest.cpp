@@ -165,6 +165,9 @@ TEST_F(SpfctlRun, NamesTheLimitOfFileDescriptorsWhenItIsReached) {
 }
 
 TEST_F(SpfctlRun, DrawsABlockOnATerminal) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "needs a pseudo-terminal, and none can be opened here: " << reason;
+  }
   Process process(command(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once"}),
                   Process::Stdout::terminal);
   EXPECT_EQ(process.wait(), 0);

@@ -1,10 +1,17 @@
 #include "BundleDirectory.hpp"
 
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <string>
 #include <system_error>
 #include <utility>
+
+#include "PathWalk.hpp"
 
 namespace agent::host::services {
 
@@ -12,50 +19,79 @@ namespace fs = std::filesystem;
 
 namespace {
 
-bool hasBundleExtension(const fs::path& path) {
-  const fs::path extension = path.extension();
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+bool hasBundleExtension(const std::string& name) {
+  const fs::path extension = fs::path(name).extension();
   return extension == ".so" || extension == ".zip";
 }
 
-std::optional<BundleFile> look(const fs::path& path, bool isLink) {
-  struct stat status {};
-  // A file that goes away while its directory is read is one that is not there.
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+std::optional<BundleFile> describe(fs::path path, const struct stat& status, std::optional<fs::path> writableFolder) {
+  if (!S_ISREG(status.st_mode)) {
     return std::nullopt;
   }
   const FileIdentity identity{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
                               status.st_mtim.tv_nsec};
-  return BundleFile{path, identity, static_cast<fs::perms>(status.st_mode) & fs::perms::mask, isLink};
+  return BundleFile{std::move(path), identity, static_cast<fs::perms>(status.st_mode) & fs::perms::mask,
+                    std::move(writableFolder)};
+}
+
+/// The names of the bundle files in a folder that was opened, in their order.
+std::vector<std::string> bundleNamesIn(const OpenedPath& folder) {
+  // The folder's own descriptor cannot be read.
+  Descriptor readable(openat(folder.descriptor.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const std::unique_ptr<DIR, CloseDirectory> directory(readable.isOpen() ? fdopendir(readable.number()) : nullptr);
+  if (!directory) {
+    throw fs::filesystem_error("Cannot read the bundle directory", folder.path,
+                               std::error_code(errno, std::generic_category()));
+  }
+  readable.release();
+  std::vector<std::string> names;
+  while (const dirent* entry = readdir(directory.get())) {
+    if (hasBundleExtension(entry->d_name)) {
+      names.emplace_back(entry->d_name);
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::optional<BundleFile> lookAt(const OpenedPath& folder, const std::string& name, const fs::path& root) {
+  struct stat status {};
+  // A file that goes away while its directory is read is one that is not there.
+  if (fstatat(folder.descriptor.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return std::nullopt;
+  }
+  if (S_ISLNK(status.st_mode)) {
+    return findBundleFile(folder.path / name, root);
+  }
+  return describe(folder.path / name, status, folder.writable);
 }
 
 }  // namespace
 
-std::optional<BundleFile> findBundleFile(const fs::path& path) {
-  std::error_code error;
-  const bool isLink = fs::is_symlink(path, error);
-  return look(path, isLink);
+std::optional<BundleFile> findBundleFile(const fs::path& path, const fs::path& root) {
+  try {
+    auto opened = PathWalk(root).open(path, PathWalk::Goal::file);
+    return opened ? describe(path, opened->status, std::move(opened->writable)) : std::nullopt;
+  } catch (const fs::filesystem_error&) {
+    return std::nullopt;
+  }
 }
 
-std::vector<BundleFile> listBundleFiles(const fs::path& directory) {
+std::vector<BundleFile> listBundleFiles(const fs::path& directory, const fs::path& root) {
   std::vector<BundleFile> files;
-  std::error_code error;
-  const fs::directory_iterator entries(directory, error);
-  if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
+  const auto folder = PathWalk(root).open(directory, PathWalk::Goal::folder);
+  if (!folder || !S_ISDIR(folder->status.st_mode)) {
     return files;
   }
-  if (error) {
-    throw fs::filesystem_error("Cannot read the bundle directory", directory, error);
-  }
-  for (const fs::directory_entry& entry : entries) {
-    if (!hasBundleExtension(entry.path())) {
-      continue;
-    }
-    if (auto file = look(entry.path(), entry.is_symlink())) {
+  for (const std::string& name : bundleNamesIn(*folder)) {
+    if (auto file = lookAt(*folder, name, root)) {
       files.push_back(std::move(*file));
     }
   }
-  std::sort(files.begin(), files.end(),
-            [](const BundleFile& left, const BundleFile& right) { return left.path.native() < right.path.native(); });
   return files;
 }
 

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
-#include <string>
 #include <vector>
 
 namespace agent::host::services {
@@ -24,20 +23,28 @@ struct FileIdentity {
   }
 };
 
+/// A regular file, as it was when it was opened. What the path leads to is judged, and every folder on the way.
 struct BundleFile {
   std::filesystem::path path;
   FileIdentity identity;
   std::filesystem::perms permissions;
-  bool isLink;  ///< the other members but the path are those of the file that it leads to
+
+  /// A folder in which others may put another file in its place (see PathWalk).
+  std::optional<std::filesystem::path> writableFolder;
 };
 
-/// \return nothing when there is no regular file
-std::optional<BundleFile> findBundleFile(const std::filesystem::path& path);
+/// \param path  absolute
+/// \param root  the installation root; absolute
+/// \return nothing when there is no regular file, or it cannot be reached
+std::optional<BundleFile> findBundleFile(const std::filesystem::path& path, const std::filesystem::path& root);
 
-/// The bundle files directly in a directory: regular files that end in `.so` or `.zip`, by name.
+/// The bundle files directly in a directory: regular files that end in `.so` or `.zip`, by name. The path of each is
+/// that of the directory without symbolic links, and the file's name there, so that a bundle has one location however
+/// its directory was spelled.
 /// \param directory  absolute
+/// \param root       the installation root; absolute
 /// \return empty when the directory does not exist
 /// \throws std::filesystem::filesystem_error when it cannot be read
-std::vector<BundleFile> listBundleFiles(const std::filesystem::path& directory);
+std::vector<BundleFile> listBundleFiles(const std::filesystem::path& directory, const std::filesystem::path& root);
 
 }  // namespace agent::host::services

@@ -50,9 +50,9 @@ class StartingMark {
 
 }  // namespace
 
-BundleInstaller::BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework,
+BundleInstaller::BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework, std::filesystem::path root,
                                  PermissionCheck permissionCheck)
-    : framework_(std::move(framework)), permissionCheck_(std::move(permissionCheck)) {}
+    : framework_(std::move(framework)), root_(std::move(root)), permissionCheck_(permissionCheck) {}
 
 BundleInstaller::Bundles BundleInstaller::installAndStart(const std::filesystem::path& directory) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
@@ -79,7 +79,7 @@ std::pair<BundleInstaller::Bundles, BundleInstaller::Bundles> BundleInstaller::i
 
 void BundleInstaller::installAndStartFile(const BundleFile& file) {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
-  permissionCheck_.requireFileAndFolders(file);
+  permissionCheck_.require(file);
   for (const Bundle& bundle : installLocation(file.path)) {
     start(bundle);
   }
@@ -96,13 +96,8 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
   if (closed_) {
     return bundles;
   }
-  const auto folder = findBundleFolder(directory, permissionCheck_.root());
-  if (!folder) {
-    return bundles;
-  }
-  for (const BundleFile& file : listBundleFiles(folder->path)) {
-    permissionCheck_.requireFolder(*folder, file.path);
-    permissionCheck_.requireFile(file);
+  for (const BundleFile& file : listBundleFiles(directory, root_)) {
+    permissionCheck_.require(file);
     const Bundles& ofFile = installFile(file);
     bundles.insert(bundles.end(), ofFile.begin(), ofFile.end());
   }

@@ -29,7 +29,9 @@ class BundleInstaller {
  public:
   using Bundles = std::vector<cppmicroservices::Bundle>;
 
-  BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework, PermissionCheck permissionCheck);
+  /// \param root  the installation root; absolute
+  BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework, std::filesystem::path root,
+                  PermissionCheck permissionCheck);
 
   /// Installs and starts every bundle file of the directory.
   /// \param directory  absolute
@@ -63,6 +65,7 @@ class BundleInstaller {
 
   // Constant after construction.
   const std::shared_ptr<cppmicroservices::Framework> framework_;
+  const std::filesystem::path root_;
   const PermissionCheck permissionCheck_;
 
   // Held while activators run, because two callers may not install the same directory at once;

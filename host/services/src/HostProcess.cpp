@@ -23,9 +23,9 @@ fs::path rootOf(const HostOptions& options) {
   return root.has_filename() ? root : root.parent_path();
 }
 
-BundleFile configurationAdminFile(const fs::path& given) {
+BundleFile configurationAdminFile(const fs::path& given, const fs::path& root) {
   const fs::path path = given.empty() ? defaultConfigurationAdminBundle() : fs::absolute(given);
-  if (auto file = findBundleFile(path)) {
+  if (auto file = findBundleFile(path, root)) {
     return *file;
   }
   throw std::runtime_error("No Configuration Admin bundle: '" + path.native() + "' is no regular file");
@@ -46,9 +46,9 @@ std::shared_ptr<cppmicroservices::Framework> makeFramework(const HostOptions& op
 
 HostProcess::HostProcess(const HostOptions& options)
     : root_(rootOf(options)),
-      permissionCheck_(root_, options.permissionCheck),
+      permissionCheck_(options.permissionCheck),
       framework_(makeFramework(options, storage_)),
-      installer_(framework_, permissionCheck_) {}
+      installer_(framework_, root_, permissionCheck_) {}
 
 HostProcess::~HostProcess() {
   stop();
@@ -56,10 +56,10 @@ HostProcess::~HostProcess() {
 
 void HostProcess::start(const fs::path& configurationAdminBundle) {
   framework_->Start();
-  const BundleFile bundle = configurationAdminFile(configurationAdminBundle);
-  permissionCheck_.requireFileAndFolders(bundle);
-  if (const auto companion = findCompanionOf(bundle)) {
-    permissionCheck_.requireFileAndFolders(*companion);
+  const BundleFile bundle = configurationAdminFile(configurationAdminBundle, root_);
+  permissionCheck_.require(bundle);
+  if (const auto companion = findCompanionOf(bundle, root_)) {
+    permissionCheck_.require(*companion);
     loadCompanion(*companion);
   }
   installer_.installAndStartFile(bundle);

@@ -59,8 +59,8 @@ fs::path defaultConfigurationAdminBundle() {
                            "' exists");
 }
 
-std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle) {
-  return findBundleFile(configurationAdminBundle.path.parent_path() / companionFile);
+std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle, const fs::path& root) {
+  return findBundleFile(configurationAdminBundle.path.parent_path() / companionFile, root);
 }
 
 void loadCompanion(const BundleFile& companion) {

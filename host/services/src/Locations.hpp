@@ -16,7 +16,9 @@ std::filesystem::path defaultConfigurationAdminBundle();
 
 /// The library that Configuration Admin needs and cannot find by itself, if the bundle has such a
 /// companion in its folder.
-std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle);
+/// \param root  the installation root; absolute
+std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle,
+                                          const std::filesystem::path& root);
 
 /// Loads the companion, and so runs its code. It stays loaded: so does the bundle.
 /// \throws std::runtime_error with the loader's reason

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <filesystem>
-
 #include "BundleDirectory.hpp"
-#include "BundleFolder.hpp"
 
 namespace agent::host::services {
 
@@ -12,30 +9,14 @@ namespace agent::host::services {
 /// A value that never changes; any thread may use it.
 class PermissionCheck {
  public:
-  /// \param root     folder whose content is judged up to and including the root itself; absolute,
-  ///                 normalised and without a separator at its end
   /// \param enabled  false: everything is accepted
-  PermissionCheck(std::filesystem::path root, bool enabled);
+  explicit PermissionCheck(bool enabled) : enabled_(enabled) {}
 
-  /// Judges the folders that were found for a file.
-  /// \throws std::runtime_error naming the file and the folder that others may write
-  void requireFolder(const BundleFolder& folder, const std::filesystem::path& file) const;
-
-  /// Judges the file itself, and every place that a symbolic link leads through.
-  /// \throws std::runtime_error naming the file, or its folder, that others may write
-  void requireFile(const BundleFile& file) const;
-
-  /// Finds the folders of a file, and judges them and the file.
-  /// \param file  its path is absolute
-  /// \throws std::runtime_error naming the file and what of it others may write
-  void requireFileAndFolders(const BundleFile& file) const;
-
-  const std::filesystem::path& root() const noexcept { return root_; }
+  /// Judges the file, and every folder on the way to it.
+  /// \throws std::runtime_error naming the file, and the folder if others may write that
+  void require(const BundleFile& file) const;
 
  private:
-  void requireFoldersOf(const std::filesystem::path& file) const;
-
-  const std::filesystem::path root_;
   const bool enabled_;
 };
 

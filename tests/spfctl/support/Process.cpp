@@ -7,8 +7,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <stdexcept>
+#include <system_error>
 
 #include "spf/test/Gate.hpp"
 
@@ -32,6 +34,16 @@ void makeChannel(Process::Stdout kind, int& ours, int& theirs) {
 }
 
 }  // namespace
+
+std::string Process::whyNoTerminal() {
+  int ends[2];
+  if (openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) != 0) {
+    return std::system_category().message(errno);
+  }
+  close(ends[0]);
+  close(ends[1]);
+  return "";
+}
 
 Process::Process(const std::vector<std::string>& command, Stdout kind) {
   int theirOut = -1;

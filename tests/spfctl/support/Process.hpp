@@ -12,6 +12,9 @@ class Process {
  public:
   enum class Stdout { pipe, terminal };
 
+  /// \return why this machine opens no pseudo-terminal, as some containers do; empty if it does
+  static std::string whyNoTerminal();
+
   explicit Process(const std::vector<std::string>& command, Stdout kind = Stdout::pipe);
   ~Process();
   Process(const Process&) = delete;

@@ -27,11 +27,11 @@ struct HostOptions {
   std::filesystem::path configurationAdminBundle;
 
   /// Whether bundle files that others may write are refused. "Others may write" means the mode bit
-  /// for others (o+w) of the file, or of a folder between the installation root and the file, the
-  /// root included; that the group may write does not count. Outside the root the file and its own
-  /// folder are looked at. What a symbolic link leads to is judged like the link's own place. The
+  /// for others (o+w) of the file, or of a folder on the way to it, from `/` on, the places that symbolic
+  /// links lead through included; that the group may write does not count. Above the installation root and
+  /// outside of it, a folder with the sticky bit is accepted, unless it holds the file itself. The
   /// Configuration Admin bundle, and a library that it needs from its folder, are judged alike, and
-  /// before any of them is loaded.
+  /// before any of them is loaded. docs/overview.md says what remains possible.
   bool permissionCheck = true;
 };
 
