@@ -73,6 +73,7 @@ function(spf_add_bundle target)
     # Not in the installed package: the flags of other people's bundles are their own.
     if(COMMAND spf_harden)
       spf_harden(${target})
+      spf_precompile(${target} runtime)
     endif()
     set_target_properties(${target} PROPERTIES
       CXX_EXTENSIONS OFF

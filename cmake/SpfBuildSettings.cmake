@@ -64,3 +64,41 @@ function(spf_target_defaults target)
     $<$<BOOL:${SPF_WARNINGS_AS_ERRORS}>:-Werror>)
   spf_harden(${target})
 endfunction()
+
+# spf_precompile(<target> <standard|runtime>): lets a target of ours use precompiled headers, which are most of what the
+# compiler reads for a small file: those of the standard library, or these with the runtime's and property trees. All
+# targets share them, and so must have hidden visibility and position independent code. Sources include what they need
+# all the same: other projects that add this one compile without.
+function(spf_precompile target kind)
+  if(NOT SPF_PRECOMPILE_HEADERS)
+    return()
+  endif()
+  if(NOT TARGET spf_precompiled_${kind})
+    spf_add_precompiled(${kind})
+  endif()
+  target_precompile_headers(${target} REUSE_FROM spf_precompiled_${kind})
+endfunction()
+
+function(spf_add_precompiled kind)
+  set(headers
+    <algorithm> <any> <atomic> <chrono> <condition_variable> <deque> <exception> <filesystem> <functional> <future> <list>
+    <map> <memory> <mutex> <optional> <ostream> <set> <sstream> <stdexcept> <string> <string_view> <system_error> <thread>
+    <tuple> <type_traits> <unordered_map> <utility> <variant> <vector>)
+  if(kind STREQUAL "runtime")
+    list(APPEND headers
+      <cppmicroservices/AnyMap.h> <cppmicroservices/Bundle.h> <cppmicroservices/BundleContext.h>
+      <cppmicroservices/ServiceReference.h> <cppmicroservices/ServiceRegistration.h>
+      <cppmicroservices/cm/ConfigurationAdmin.hpp> <boost/property_tree/ptree.hpp>)
+  endif()
+  set(empty "${PROJECT_BINARY_DIR}/precompiled/${kind}.cpp")
+  file(CONFIGURE OUTPUT "${empty}" CONTENT "")
+  add_library(spf_precompiled_${kind} OBJECT "${empty}")
+  spf_target_defaults(spf_precompiled_${kind})
+  target_precompile_headers(spf_precompiled_${kind} PRIVATE ${headers})
+  if(kind STREQUAL "runtime")
+    target_link_libraries(spf_precompiled_${kind} PRIVATE spf::cppmicroservices)
+    # Its definitions would have to be those of every target.
+    target_include_directories(spf_precompiled_${kind} PRIVATE
+      $<TARGET_PROPERTY:Boost::headers,INTERFACE_INCLUDE_DIRECTORIES>)
+  endif()
+endfunction()
