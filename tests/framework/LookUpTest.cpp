@@ -2,11 +2,11 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
 #include <boost/log/sinks/basic_sink_backend.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
-#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -83,7 +83,8 @@ Function next(const char* name) {
 }  // namespace
 
 // These take the place of the system's functions, for the transport and for ZeroMQ.
-extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
+extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char* name, const char* service, const addrinfo* hints,
+                                                          addrinfo** found) {
   static const auto real = next<decltype(&getaddrinfo)>("getaddrinfo");
   std::string host = name == nullptr ? "" : name;
   const int result = hosts.lookUp(host);
@@ -164,8 +165,8 @@ TEST_F(ALookUp, ThatTakesLongKeepsNobodyFromClosing) {
 
 TEST_F(ALookUp, OfAHostToBindToThatFailsIsAnErrorWithTheReason) {
   bind(named("nobody.test", [](int) { return EAI_NONAME; }), server);
-  EXPECT_THAT(server->failure(), AllOf(HasSubstr("tcp://nobody.test:"), HasSubstr("'nobody.test'"),
-                                       HasSubstr(gai_strerror(EAI_NONAME))));
+  EXPECT_THAT(server->failure(),
+              AllOf(HasSubstr("tcp://nobody.test:"), HasSubstr("'nobody.test'"), HasSubstr(gai_strerror(EAI_NONAME))));
 }
 
 TEST_F(ALookUp, OfAHostToConnectToThatFailsIsTriedAgain) {
