@@ -20,6 +20,9 @@ constexpr std::size_t allowedGrowth = 200;  // MiB
 /// A peer that sends the same message over and over as fast as it can, and reads nothing.
 class Flood {
  public:
+  /// \param queue  how many messages it holds in store; many of them keep the transport's queue full
+  explicit Flood(int queue = 1) : queue_(queue) {}
+
   /// Connects, and sends a message of these frames.
   static void connected(Flood& flood, const std::string& address, std::vector<std::string> frames) {
     flood.start([&flood, address, frames] {
@@ -62,8 +65,8 @@ class Flood {
     socket.set(zmq::sockopt::linger, 0);
     socket.set(zmq::sockopt::sndtimeo, 50);
     socket.set(zmq::sockopt::rcvtimeo, 50);
-    // It shares the test's memory, which is to be the transport's.
-    socket.set(zmq::sockopt::sndhwm, 1);
+    // Its queues share the test's memory, which is to be the transport's.
+    socket.set(zmq::sockopt::sndhwm, queue_);
     socket.set(zmq::sockopt::rcvhwm, 1);
     return socket;
   }
@@ -89,6 +92,7 @@ class Flood {
     }
   }
 
+  const int queue_;
   zmq::context_t context_;
   std::atomic<bool> ended_{false};
   Gate started_;
@@ -120,9 +124,8 @@ const std::string number(sizeof(std::uint64_t), '\0');
 
 TEST_F(AFlood, OfQuestionsLeavesItsNeighboursAlone) {
   bound(address, server);
-  Flood flood;
-  Flood::connected(flood, address, {number, "question"});
-  ASSERT_TRUE(flood.hasStarted());
+  Flood flood(1000);
+  Flood::connected(flood, address, {number, "work"});
   ASSERT_TRUE(server->answered.waitFor(1000));
   useNeighbours();
   framework.bundle("spf_zeromq_transport").Stop();
@@ -146,7 +149,7 @@ TEST_F(AFlood, OfQuestionsWhoseAnswersNobodyReadsUsesLittleMemory) {
 }
 
 TEST_F(AFlood, OfAnswersLeavesItsNeighboursAlone) {
-  Flood flood;
+  Flood flood(1000);
   Flood::bound(flood, address, {number, "ok", "answer"});
   connect(address, client);
   ASSERT_TRUE(client->isOpened.wait());

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -42,6 +42,11 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
     }
     if (request.rfind("size ", 0) == 0) {
       return std::string(std::stoul(request.substr(5)), 'x');
+    }
+    if (request == "work") {
+      const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(50);
+      while (std::chrono::steady_clock::now() < end) {
+      }
     }
     answered.add();
     return "answer to " + request;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <system_error>
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/startThread.hpp"
@@ -146,16 +147,24 @@ void SocketLoop::advance() {
 
 void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
   for (Endpoint* endpoint : endpoints()) {
-    if (const auto host = endpoint->hostToLookUp(now)) {
-      resolver_->lookUp(*host, [this, id = endpoint->id()](const ResolvedHost& resolved) {
-        post([id, resolved](SocketLoop& loop) {
-          if (Endpoint* waiting = loop.find(id)) {
-            waiting->onLookUp(resolved);
-          }
-        });
-      });
+    const auto host = endpoint->hostToLookUp(now);
+    if (!host) {
+      continue;
+    }
+    try {
+      resolver_->lookUp(*host, [this, id = endpoint->id()](const ResolvedHost& resolved) { onLookUp(id, resolved); });
+    } catch (const std::system_error& error) {
+      endpoint->onLookUp({{}, error.what()});
     }
   }
+}
+
+void SocketLoop::onLookUp(EndpointID id, const ResolvedHost& resolved) {
+  post([id, resolved](SocketLoop& loop) {
+    if (Endpoint* endpoint = loop.find(id)) {
+      endpoint->onLookUp(resolved);
+    }
+  });
 }
 
 void SocketLoop::openBound(Endpoint::Clock::time_point now) {

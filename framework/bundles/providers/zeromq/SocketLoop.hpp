@@ -60,6 +60,9 @@ class SocketLoop {
   void openBound(Endpoint::Clock::time_point now);
   void openConnected();
   void lookUpHosts(Endpoint::Clock::time_point now);
+  /// Called from the resolver's threads.
+  void onLookUp(EndpointID id, const ResolvedHost& resolved);
+
   void poll();
   void serve(Endpoint& endpoint, bool monitorReadable, bool socketReadable);
   void removeDone();
