@@ -15,6 +15,13 @@ inline std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
+/// Whether memory that was freed is used again: the sanitizers keep it for some time.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+inline constexpr bool reusesMemory = false;
+#else
+inline constexpr bool reusesMemory = true;
+#endif
+
 /// The memory that this process uses, in MiB.
 inline std::size_t residentMemory() {
   std::size_t total = 0;
