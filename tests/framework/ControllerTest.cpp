@@ -291,8 +291,9 @@ class AListener : public AController {
  protected:
   /// Acts on the first event.
   void onFirstEvent(const std::function<void(cppmicroservices::Bundle)>& act) {
-    framework.events().onEvent = [this, act, first = true](const std::string&) mutable {
-      if (std::exchange(first, false)) {
+    // Events of a controller that was stopped and of the one that was started come at the same time, and late.
+    framework.events().onEvent = [this, act, acted = std::make_shared<std::atomic<bool>>(false)](const std::string&) {
+      if (!acted->exchange(true)) {
         act(framework.bundle("spf_controller"));
         isDone.open();
       }
