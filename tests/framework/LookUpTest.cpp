@@ -2,7 +2,6 @@
 #include <netdb.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions/message.hpp>
 #include <boost/log/sinks/basic_sink_backend.hpp>
@@ -73,7 +72,7 @@ struct Barrier {
   Gate isReached;
   Gate mayPass;
 };
-std::atomic<Barrier*> acceptBarrier{nullptr};
+std::shared_ptr<Barrier> acceptBarrier;  // read and written by std::atomic_load and std::atomic_store
 
 template <class Function>
 Function next(const char* name) {
@@ -93,7 +92,7 @@ extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char* name, cons
 
 extern "C" [[gnu::visibility("default")]] int accept4(int descriptor, sockaddr* address, socklen_t* size, int flags) {
   static const auto real = next<int (*)(int, sockaddr*, socklen_t*, int)>("accept4");
-  if (Barrier* barrier = acceptBarrier) {
+  if (const auto barrier = std::atomic_load(&acceptBarrier)) {
     barrier->isReached.open();
     EXPECT_TRUE(barrier->mayPass.wait());
   }
@@ -223,16 +222,16 @@ class AClose : public frameworktest::TransportFixture {};
 
 TEST_F(AClose, WaitsUntilTheAddressIsFreeAndWarnsMeanwhile) {
   const auto id = bound(address, server);
-  Barrier barrier;
-  acceptBarrier = &barrier;
+  const auto barrier = std::make_shared<Barrier>();
+  std::atomic_store(&acceptBarrier, barrier);
   connect(address, client);
-  ASSERT_TRUE(barrier.isReached.wait());
+  ASSERT_TRUE(barrier->isReached.wait());
   sut->close(id);
   ASSERT_TRUE(server->isWarned.wait());
   EXPECT_THAT(server->warning, HasSubstr(address));
   EXPECT_FALSE(server->isClosed.isOpen());
-  acceptBarrier = nullptr;
-  barrier.mayPass.open();
+  std::atomic_store(&acceptBarrier, std::shared_ptr<Barrier>());
+  barrier->mayPass.open();
   EXPECT_TRUE(server->isClosed.wait());
 }
 

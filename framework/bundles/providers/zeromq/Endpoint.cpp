@@ -208,7 +208,9 @@ std::string Endpoint::describe(const std::string& reason) const {
 }
 
 void Endpoint::fail(const std::string& reason) {
-  abandon(std::make_exception_ptr(std::runtime_error(describe(reason))));
+  // A statement of its own: no part of the exception stays here when another thread has it.
+  auto error = std::make_exception_ptr(std::runtime_error(describe(reason)));
+  abandon(std::move(error));
 }
 
 }  // namespace spf::zeromq

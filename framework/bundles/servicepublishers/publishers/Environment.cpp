@@ -29,7 +29,8 @@ class SocketListener : public EndpointListener {
   void opened() override { post(SocketEvent::opened, nullptr); }
   void lost() override { post(SocketEvent::lost, nullptr); }
   void warned(const std::string& what) override {
-    post(SocketEvent::warned, std::make_exception_ptr(std::runtime_error(what)));
+    auto reason = std::make_exception_ptr(std::runtime_error(what));
+    post(SocketEvent::warned, std::move(reason));
   }
   void failed(std::exception_ptr reason) override { post(SocketEvent::failed, std::move(reason)); }
   void closed() override { post(SocketEvent::closed, nullptr); }
