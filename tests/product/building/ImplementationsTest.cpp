@@ -29,7 +29,7 @@ static_assert(!std::is_polymorphic_v<SPFConfigurationImpl>);
 
 namespace multi_index = boost::multi_index;
 
-// What an index is: its own type says hashed or ordered, and unique or not.
+// What an index is made with; whether it is unique, the test below shows.
 template <class Index>
 constexpr bool isHashedByBoost() {
   return std::is_same_v<typename Index::hasher, boost::hash<std::string>> &&
@@ -40,10 +40,6 @@ template <class Key, class Index>
 constexpr bool isOrderedByLess() {
   return std::is_same_v<typename Index::key_type, Key> && std::is_same_v<typename Index::key_compare, std::less<Key>>;
 }
-
-template <class Container, class... Specifiers>
-constexpr bool hasIndices = std::is_same_v<typename Container::index_specifier_type_list::type,
-                                           typename multi_index::indexed_by<Specifiers...>::type>;
 
 static_assert(isHashedByBoost<multi_index::nth_index<ServiceInterfaces, 0>::type>());
 static_assert(isOrderedByLess<bool, multi_index::nth_index<ServiceInterfaces, 1>::type>());

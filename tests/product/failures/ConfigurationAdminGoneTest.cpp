@@ -77,7 +77,7 @@ TEST_F(AConfigurationAdminThatGoes, AndComesBackOnAnotherThreadNeverMakesAPublic
   }
   done = true;
   other.join();
-  RecordProperty("published", published);
+  EXPECT_GT(published, 0);
 }
 
 // What the framework's stop takes away with it.
