@@ -1,17 +1,36 @@
 #include <cppmicroservices/AnyMap.h>
+#include <dlfcn.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <thread>
 
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
+#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 
 namespace {
 
+/// Whether the calling thread gets no other one.
+thread_local bool hasNoThreads = false;
+
+}  // namespace
+
+// Takes the place of the system's function, for the framework too.
+extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
+                                                             void* (*run)(void*), void* argument) {
+  static const auto real = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+  return hasNoThreads ? EAGAIN : real(thread, attributes, run, argument);
+}
+
+namespace {
+
 using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworklistener::FrameworkListener;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
@@ -314,6 +333,29 @@ TEST_F(AListener, MayStopTheController) {
   EXPECT_EQ(framework.bundle("spf_controller").GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
 }
 
+TEST_F(AListener, MayStopTheControllerWhenTheSystemHasNoThreadsLeft) {
+  std::atomic<bool> isRefused{false};
+  onFirstEvent([&](cppmicroservices::Bundle controller) {
+    hasNoThreads = true;
+    try {
+      std::thread([] {}).join();
+    } catch (const std::system_error&) {
+      isRefused = true;
+    }
+    try {
+      controller.Stop();
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << error.what();
+    }
+    hasNoThreads = false;
+  });
+  publishTwo();
+  EXPECT_TRUE(isDone.wait());
+  EXPECT_TRUE(isRefused);
+  EXPECT_NE(waitFor("unpublished station#1"), "");
+  EXPECT_NE(waitFor("unpublished other#1"), "");
+}
+
 TEST_F(AListener, IsToldWhatWasReportedDuringItsStopOfTheController) {
   publishTwo();
   ASSERT_NE(waitFor("published station#1"), "");
@@ -349,6 +391,37 @@ TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
   EXPECT_TRUE(isDone.wait());
   EXPECT_NE(waitFor("published station#1"), "");
   EXPECT_NE(waitFor("published other#1"), "");
+}
+
+TEST(ASerialExecutor, MayBeStoppedByItsOwnTask) {
+  spf::test::Gate isPosted;
+  spf::test::Gate isStopped;
+  spf::test::Gate hasRunTheRest;
+  SerialExecutor sut;
+  sut.post([&] {
+    EXPECT_TRUE(isPosted.wait());
+    EXPECT_NO_THROW(sut.stop());
+    EXPECT_FALSE(sut.post([] {}));
+    isStopped.open();
+  });
+  sut.post([&] { hasRunTheRest.open(); });
+  isPosted.open();
+  EXPECT_TRUE(isStopped.wait());
+  EXPECT_TRUE(hasRunTheRest.wait());
+}
+
+TEST(ASerialExecutor, MayLoseItsLastOwnerInItsOwnTask) {
+  spf::test::Gate isPosted;
+  spf::test::Gate hasRunTheRest;
+  auto sut = std::make_shared<SerialExecutor>();
+  sut->post([&, owner = sut]() mutable {
+    EXPECT_TRUE(isPosted.wait());
+    owner.reset();
+  });
+  sut->post([&] { hasRunTheRest.open(); });
+  sut.reset();
+  isPosted.open();
+  EXPECT_TRUE(hasRunTheRest.wait());
 }
 
 TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {

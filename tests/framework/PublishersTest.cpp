@@ -1,14 +1,19 @@
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Constants.h>
 #include <stdlib.h>
 
 #include <filesystem>
 #include <thread>
+#include <vector>
 
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
+#include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 
 namespace {
 
+using agent::spf::frameworkinterfaces::EndpointDescription;
+using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
@@ -340,6 +345,157 @@ TEST_F(APublisher, TreatsAnEndpointThatIsConfiguredTwiceAsOne) {
   const auto address = freeAddress();
   publish("weather", Configuration(1).publisher("station").bind(address).bind(address), "station#1");
   EXPECT_EQ(framework.events().linesWith("bound").size(), 1u);
+}
+
+/// A transport whose endpoints do what a test says.
+class ObedientTransport : public Transport {
+ public:
+  EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
+    return add(endpoint, std::move(listener));
+  }
+  EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
+    return add(endpoint, std::move(listener));
+  }
+  void close(EndpointID endpoint) override { this->endpoint(endpoint).closed(); }
+  std::string ask(const std::string&, const std::string&, const std::string&, std::chrono::milliseconds) override {
+    throw std::runtime_error("nobody answers");
+  }
+
+  /// Waits until so many endpoints were opened.
+  /// \return the last of these
+  EndpointListener& endpoint(std::size_t number) {
+    EXPECT_TRUE(opened_.waitFor(static_cast<int>(number)));
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return *listeners_.at(number - 1);
+  }
+
+  std::vector<std::string> addresses() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return addresses_;
+  }
+
+ private:
+  EndpointID add(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    addresses_.push_back(endpoint.address);
+    listeners_.push_back(std::move(listener));
+    opened_.add();
+    return listeners_.size();
+  }
+
+  spf::test::Counter opened_;
+  mutable std::mutex mutex_;
+
+  // Guarded by mutex_.
+  std::vector<std::shared_ptr<EndpointListener>> listeners_;
+  std::vector<std::string> addresses_;
+};
+
+class AnEndpointThatItsTransportCloses : public testing::Test {
+ protected:
+  std::string waitFor(const std::string& line) { return framework.events().waitFor(line); }
+
+  cppmicroservices::ServiceRegistration<Transport> offer(const std::shared_ptr<Transport>& offered, int ranking) {
+    return framework.context().RegisterService<Transport>(
+        offered, {{cppmicroservices::Constants::SERVICE_RANKING, Any(ranking)}});
+  }
+
+  /// Waits until everything that was reported to the publishers so far has been dealt with.
+  void settle() {
+    framework.update("settled", Configuration(1).publisher("settled"));
+    ASSERT_NE(waitFor("published settled#1"), "");
+  }
+
+  RunningFramework framework{AnyMap(
+      AnyMap::ORDERED_MAP, {{"both", std::vector<Any>{std::string("tcp://one:1"), std::string("tcp://two:2")}}})};
+  const std::shared_ptr<ObedientTransport> transport = std::make_shared<ObedientTransport>();
+  const cppmicroservices::ServiceRegistration<Transport> registration = offer(transport, 1);
+};
+
+TEST_F(AnEndpointThatItsTransportCloses, IsBoundAgain) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
+  transport->endpoint(1).opened();
+  ASSERT_NE(waitFor("published station#1"), "");
+  transport->endpoint(1).closed();
+  transport->endpoint(2).opened();
+  settle();
+  EXPECT_THAT(framework.events().lines(), ElementsAre("bound station#1 tcp://a:1", "published station#1",
+                                                      "bound station#1 tcp://a:1", "published settled#1"));
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsConnectedAgainAndReportedOnceForEachRevision) {
+  framework.update("client", Configuration(1).publisher("display").connect("tcp://a:1"));
+  transport->endpoint(1).opened();
+  ASSERT_NE(waitFor("connected display#1"), "");
+  transport->endpoint(1).closed();
+  transport->endpoint(2).opened();
+  settle();
+  EXPECT_EQ(framework.events().linesWith("connected").size(), 1u);
+  framework.update("client", Configuration(2).publisher("display").connect("tcp://a:1"));
+  EXPECT_NE(waitFor("stillConnected display#2"), "");
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsPublishedOnceItIsBoundAgain) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
+  transport->endpoint(1).closed();
+  transport->endpoint(2).opened();
+  EXPECT_NE(waitFor("published station#1"), "");
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItCannotBeOpenedAgain) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
+  transport->endpoint(1).opened();
+  transport->endpoint(1).closed();
+  transport->endpoint(2).failed(std::make_exception_ptr(std::runtime_error("a:1 is taken")));
+  EXPECT_THAT(waitFor("error station#1"), HasSubstr("a:1 is taken"));
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItIsClosedAgain) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
+  transport->endpoint(1).opened();
+  transport->endpoint(1).closed();
+  transport->endpoint(2).opened();
+  transport->endpoint(2).closed();
+  EXPECT_THAT(waitFor("error station#1"), HasSubstr("'tcp://a:1'"));
+  settle();
+  EXPECT_EQ(transport->addresses().size(), 2u);
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsOpenedOnceMoreInEachRevision) {
+  for (int count = 1; count <= 3; ++count) {
+    framework.update("weather", Configuration(count).publisher("station").bind("tcp://a:1"));
+    transport->endpoint(count).opened();
+    ASSERT_NE(waitFor("published station#" + std::to_string(count)), "");
+    transport->endpoint(count).closed();
+    transport->endpoint(count + 1).opened();
+  }
+  settle();
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, IsOpenedByTheTransportThatHasTakenItsPlace) {
+  framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
+  transport->endpoint(1).closed();
+  transport->endpoint(2).opened();
+  ASSERT_NE(waitFor("published station#1"), "");
+  const auto other = std::make_shared<ObedientTransport>();
+  const auto otherRegistration = offer(other, 2);
+  transport->endpoint(2).closed();
+  other->endpoint(1).closed();
+  other->endpoint(2).opened();
+  settle();
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(AnEndpointThatItsTransportCloses, LeavesTheOtherAddressesOfItsNameOpen) {
+  framework.update("weather", Configuration(1).publisher("station", legacy).bind("both"));
+  transport->endpoint(1).opened();
+  transport->endpoint(2).opened();
+  ASSERT_NE(waitFor("published station#1"), "");
+  transport->endpoint(2).closed();
+  transport->endpoint(3).opened();
+  EXPECT_TRUE(framework.events().waitFor("bound station#1 both", 2));
+  EXPECT_THAT(transport->addresses(), ElementsAre("tcp://one:1", "tcp://two:2", "tcp://two:2"));
 }
 
 TEST(ALegacyPublisher, ResolvesDiscoveryNames) {

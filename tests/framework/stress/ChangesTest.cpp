@@ -19,6 +19,7 @@ using agent::spf::frameworksetup::SPFConfigurationBuilder;
 using cppmicroservices::Any;
 using frameworktest::Configuration;
 using frameworktest::freeAddress;
+using frameworktest::freePort;
 using frameworktest::legacy;
 using frameworktest::RecordingListener;
 using frameworktest::rpc;
@@ -83,14 +84,17 @@ TEST_F(Changes, ThatSwapEndpointsAndKindsUnderLoadFindEveryAddressFree) {
 }
 
 TEST_F(Changes, ThatMoveAnEndpointBetweenConfigurationsFindItFree) {
-  const auto address = freeAddress();
+  const auto port = freePort();
+  const auto address = "tcp://127.0.0.1:" + port;
+  const auto everywhere = "tcp://*:" + port;
   framework.update("client", Configuration(1).publisher("display").connect(address));
   const Load load(framework, "display", address);
   for (int count = 1; count <= 100; ++count) {
     const auto from = count % 2 == 0 ? "a" : "b";
     const auto to = count % 2 == 0 ? "b" : "a";
     framework.update(from, Configuration(count).publisher(from));
-    framework.update(to, Configuration(count).publisher(to).bind(address));
+    // Two spellings in turn: one collides with the other.
+    framework.update(to, Configuration(count).publisher(to).bind(count % 2 == 0 ? everywhere : address));
     ASSERT_NE(waitFor("published " + std::string(to) + "#" + std::to_string(count)), "");
   }
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());

@@ -4,7 +4,6 @@
 
 namespace spf::controller {
 
-using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworklistener::EndpointEvent;
 using agent::spf::frameworklistener::ErrorEvent;
 using agent::spf::frameworklistener::FrameworkEvent;
@@ -28,8 +27,7 @@ std::shared_ptr<const FrameworkEvent> servicesEvent(const Origin& origin, std::u
 
 }  // namespace
 
-EventDispatcher::EventDispatcher(cppmicroservices::BundleContext context)
-    : context_(std::move(context)), executor_(std::make_shared<SerialExecutor>()) {}
+EventDispatcher::EventDispatcher(cppmicroservices::BundleContext context) : context_(std::move(context)) {}
 
 void EventDispatcher::endpointBound(const Origin& origin, const Any& endpoint, bool kept) {
   withdrawals_.noteReport(origin.servicePublisherID);
@@ -59,20 +57,14 @@ void EventDispatcher::failed(const Origin& origin, std::exception_ptr error) {
 }
 
 void EventDispatcher::post(std::shared_ptr<const FrameworkEvent> event) {
-  executor_->post([self = shared_from_this(), event = std::move(event)] { self->deliver(event); });
+  executor_.post([self = shared_from_this(), event = std::move(event)] { self->deliver(event); });
 }
 
 void EventDispatcher::stop() {
-  if (deliveringThread_ != std::this_thread::get_id()) {
-    executor_->stop();
-    return;
-  }
-  // The executor's thread cannot wait for itself, so another one waits for it.
-  std::thread([executor = executor_] { executor->stop(); }).detach();
+  executor_.stop();
 }
 
 void EventDispatcher::deliver(const std::shared_ptr<const FrameworkEvent>& event) {
-  deliveringThread_ = std::this_thread::get_id();
   auto context = context_;
   for (const auto& reference : context.GetServiceReferences<FrameworkListener>()) {
     try {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <atomic>
 #include <memory>
-#include <thread>
 
 #include <cppmicroservices/BundleContext.h>
 
@@ -31,7 +29,7 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
   Withdrawals& withdrawals() noexcept { return withdrawals_; }
 
   /// Delivers what was reported, then refuses more. Waits for listeners that are at work, unless a listener
-  /// calls it in an event: then it returns at once, and the rest is delivered after that event.
+  /// calls it in an event: then it returns at once, and the rest is delivered on the same thread after that event.
   void stop();
 
  private:
@@ -40,11 +38,10 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
 
   // Constant after construction.
   const cppmicroservices::BundleContext context_;
-  const std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor_;
 
   // Synchronised by themselves.
   Withdrawals withdrawals_;
-  std::atomic<std::thread::id> deliveringThread_{};
+  agent::spf::frameworkinterfaces::SerialExecutor executor_;
 };
 
 }  // namespace spf::controller

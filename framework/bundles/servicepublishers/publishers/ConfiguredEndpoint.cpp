@@ -22,7 +22,27 @@ bool ConfiguredEndpoint::isUp() const {
 }
 
 bool ConfiguredEndpoint::has(SocketID id) const {
-  return std::any_of(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
+  return find(id) != nullptr;
+}
+
+const Socket* ConfiguredEndpoint::find(SocketID id) const {
+  const auto found =
+      std::find_if(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
+  return found == sockets_.end() ? nullptr : &*found;
+}
+
+void ConfiguredEndpoint::startRevision() {
+  reported_ = false;
+  for (Socket& socket : sockets_) {
+    socket.isReplacement = false;
+  }
+}
+
+void ConfiguredEndpoint::replace(SocketID gone, Socket socket) {
+  const bool remainsReported = reported_ && direction_ == Direction::connect;
+  drop(gone);
+  add(std::move(socket));
+  reported_ = remainsReported;
 }
 
 void ConfiguredEndpoint::setOpen(SocketID id, bool open) {

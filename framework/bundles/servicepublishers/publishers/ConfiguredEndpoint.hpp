@@ -27,6 +27,9 @@ class ConfiguredEndpoint {
   bool hasSockets() const noexcept { return !sockets_.empty(); }
   bool has(SocketID id) const;
 
+  /// \return null when the socket is not of this endpoint
+  const Socket* find(SocketID id) const;
+
   void add(Socket socket) { sockets_.push_back(std::move(socket)); }
 
   void markOpen(SocketID id) { setOpen(id, true); }
@@ -37,7 +40,11 @@ class ConfiguredEndpoint {
   void markReported() { reported_ = true; }
 
   /// A new revision reports everything anew.
-  void startRevision() { reported_ = false; }
+  void startRevision();
+
+  /// Puts a socket in the place of one that is gone. Listeners hear again that the endpoint is bound; a
+  /// connection is reported once for each revision.
+  void replace(SocketID gone, Socket socket);
 
   /// Forgets a socket that is gone.
   void drop(SocketID id);

@@ -60,7 +60,7 @@ Environment::Environment(cppmicroservices::BundleContext context, std::shared_pt
 
 Socket Environment::open(const std::string& publisherPID, Direction direction, const EndpointDescription& endpoint,
                          std::shared_ptr<const PeerAnswer> answer) {
-  Socket socket{++lastSocket_, findService<Transport>(context_), 0};
+  Socket socket{++lastSocket_, findService<Transport>(context_), 0, endpoint.address};
   if (!socket.transport) {
     return socket;
   }
@@ -77,6 +77,10 @@ Socket Environment::open(const std::string& publisherPID, Direction direction, c
     socket.transport.reset();  // it has been stopped since it was found
   }
   return socket;
+}
+
+bool Environment::isInUse(const Transport& transport) const {
+  return findService<Transport>(context_).get() == &transport;
 }
 
 std::vector<std::string> Environment::resolve(const std::string& name) const {

@@ -28,7 +28,9 @@ struct Socket {
   SocketID id;
   std::shared_ptr<agent::spf::frameworkinterfaces::Transport> transport;
   agent::spf::frameworkinterfaces::Transport::EndpointID endpoint;
+  std::string address;
   bool open = false;
+  bool isReplacement = false;  ///< stands for one that the same transport closed unasked
 };
 
 /// What publishers need of the framework. Every service is looked up for each use, because services
@@ -50,6 +52,9 @@ class Environment {
   Socket open(const std::string& publisherPID, Direction direction,
               const agent::spf::frameworkinterfaces::EndpointDescription& endpoint,
               std::shared_ptr<const PeerAnswer> answer);
+
+  /// Whether the next socket would be this transport's; one that is being stopped is out of use.
+  bool isInUse(const agent::spf::frameworkinterfaces::Transport& transport) const;
 
   /// The addresses behind a discovery name; none when it is unknown or there is no discovery.
   std::vector<std::string> resolve(const std::string& name) const;

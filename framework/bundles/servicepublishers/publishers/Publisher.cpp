@@ -114,13 +114,13 @@ void Publisher::onSocket(SocketID id, SocketEvent event, const std::exception_pt
       return;
     case SocketEvent::failed:
       if (isUsed) {
-        fail(textOf(reason));
-        // The next revision opens it anew, with every address that it stands for.
-        endpoint->close();
-        closing_.splice(closing_.end(), used_, endpoint);
+        giveUp(endpoint, textOf(reason));
       }
       break;
     case SocketEvent::closed:
+      if (isUsed) {
+        reopen(endpoint, id);
+      }
       break;
   }
   dropSocket(id);
@@ -190,15 +190,41 @@ void Publisher::open(ConfiguredEndpoint& endpoint) {
   if (addresses.empty() && revision_->kind == Kind::rpc) {
     fail("malformed endpoint '" + endpoint.text() + "'; expected '<scheme>://<where>' or a known discovery name");
   }
-  const bool answers = revision_->kind == Kind::rpc && endpoint.direction() == Direction::bind;
   for (const std::string& address : addresses) {
-    Socket socket =
-        environment_.open(pid_, endpoint.direction(), {revision_->origin.servicePublisherID, endpoint.text(), address},
-                          answers ? answer_ : nullptr);
+    Socket socket = openSocket(endpoint, address);
     if (socket.transport) {
       endpoint.add(std::move(socket));
     }
   }
+}
+
+Socket Publisher::openSocket(const ConfiguredEndpoint& endpoint, const std::string& address) {
+  const bool answers = revision_->kind == Kind::rpc && endpoint.direction() == Direction::bind;
+  return environment_.open(pid_, endpoint.direction(), {revision_->origin.servicePublisherID, endpoint.text(), address},
+                           answers ? answer_ : nullptr);
+}
+
+/// Opens a socket again that its transport closed unasked. Without a transport in use, the transport that
+/// comes next opens it.
+void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
+  const Socket closed = *endpoint->find(id);
+  if (closed.isReplacement && environment_.isInUse(*closed.transport)) {
+    // Once for each revision, because a transport that goes on closing it would keep us busy for ever.
+    giveUp(endpoint, "the transport closed endpoint '" + endpoint->text() + "' unasked, and once more when reopened");
+    return;
+  }
+  Socket socket = openSocket(*endpoint, closed.address);
+  if (socket.transport) {
+    socket.isReplacement = socket.transport == closed.transport;
+    endpoint->replace(id, std::move(socket));
+  }
+}
+
+void Publisher::giveUp(Endpoints::iterator endpoint, const std::string& reason) {
+  fail(reason);
+  // The next revision opens it anew, with every address that it stands for.
+  endpoint->close();
+  closing_.splice(closing_.end(), used_, endpoint);
 }
 
 std::vector<std::string> Publisher::addressesOf(const ConfiguredEndpoint& endpoint) const {

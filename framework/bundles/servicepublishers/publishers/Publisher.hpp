@@ -65,6 +65,9 @@ class Publisher {
   void reconcileEndpoints();
   void take(Direction direction, const cppmicroservices::Any& configured, std::size_t position, Endpoints& before);
   void open(ConfiguredEndpoint& endpoint);
+  Socket openSocket(const ConfiguredEndpoint& endpoint, const std::string& address);
+  void reopen(Endpoints::iterator endpoint, SocketID id);
+  void giveUp(Endpoints::iterator endpoint, const std::string& reason);
   std::vector<std::string> addressesOf(const ConfiguredEndpoint& endpoint) const;
   void resolveServices();
   void publishIfReady();

@@ -56,9 +56,10 @@ struct EndpointEvent : FrameworkEvent {
 ///
 /// From inside `handleEvent` a listener may register and unregister services (itself too), publish and withdraw
 /// configurations, wait for Configuration Admin, and start, stop and uninstall any bundle, that of the sender
-/// included. A sender that is stopped in its own event delivers what is still to be delivered after that event
-/// has returned. A listener must not wait there for another event, for another thread that stops the
-/// sender, or for the end of the framework: all of these wait for the listener.
+/// included. The stop of a sender in its own event returns before everything is delivered: the remaining events follow
+/// on that thread once the listener has returned, and nothing waits for them. A listener must not wait there for
+/// another event, for another thread that stops the sender, or for the end of the framework: all of these wait for the
+/// listener.
 ///
 /// For those who send: report from a thread of your own, hold no lock meanwhile, and never report
 /// from inside a service registration, an unregistration or a Configuration Admin callback. A
