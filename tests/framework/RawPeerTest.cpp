@@ -4,7 +4,12 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+#include <zmq.hpp>
 
 #include "support/TestListener.hpp"
 
@@ -110,6 +115,57 @@ TEST_F(ARawPeer, MayLeaveAMessageUnfinishedWithoutDisturbingOthers) {
   }
   EXPECT_EQ(ask("question"), "answer to question");
   close(serverID, server);
+}
+
+/// A peer that is connected to, and does by hand what it does about a question.
+class ARawServer : public frameworktest::TransportFixture {
+ protected:
+  void SetUp() override {
+    socket.set(zmq::sockopt::linger, 0);
+    socket.set(zmq::sockopt::rcvtimeo, 20000);
+    socket.set(zmq::sockopt::router_mandatory, true);
+    socket.bind(address);
+    connect(address, client);
+    ASSERT_TRUE(client->isOpened.wait());
+  }
+
+  /// Asks, and has the peer react once it has the question: it is given the peer's name and the number.
+  std::string errorOfQuestion(const std::function<void(std::vector<zmq::message_t>)>& react) {
+    std::thread peer([&] {
+      std::vector<zmq::message_t> frames(3);
+      for (auto& frame : frames) {
+        EXPECT_TRUE(socket.recv(frame));
+      }
+      frames.pop_back();
+      react(std::move(frames));
+    });
+    const auto error = errorOf("question");
+    peer.join();
+    return error;
+  }
+
+  void answer(std::vector<zmq::message_t> frames, const std::string& text) {
+    frames.emplace_back(std::string("ok"));
+    for (auto& frame : frames) {
+      socket.send(frame, zmq::send_flags::sndmore);
+    }
+    socket.send(zmq::buffer(text));
+  }
+
+  zmq::context_t context;
+  zmq::socket_t socket{context, zmq::socket_type::router};
+};
+
+TEST_F(ARawServer, ThatGoesFailsTheQuestionsThatItHas) {
+  const auto error = errorOfQuestion([this](auto) { socket.close(); });
+  EXPECT_THAT(error, testing::HasSubstr("the connection was lost"));
+}
+
+TEST_F(ARawServer, LosesItsConnectionByAFrameThatIsLargerThanAnyAnswer) {
+  const auto error =
+      errorOfQuestion([this](auto frames) { answer(std::move(frames), std::string(1024 * 1024 + 1, 'x')); });
+  EXPECT_TRUE(client->losses.waitFor(1));
+  EXPECT_THAT(error, testing::HasSubstr("the connection was lost"));
 }
 
 }  // namespace

@@ -50,6 +50,7 @@ void ConnectedEndpoint::checkPeer(const Surroundings& surroundings) {
   const auto bound = surroundings.boundNames.find(address().where);
   if (bound == surroundings.boundNames.end() || bound->second != peer_) {
     lose(Phase::waiting);
+    failRequests("the connection was lost");
     startOver();
   }
 }
@@ -111,6 +112,9 @@ void ConnectedEndpoint::onEvent(std::uint16_t event) {
     lastWarning_.clear();
     becomeOpen();
   } else if (isOpen()) {
+    onMessages();  // the answers that came before
+    // The peer sends no others: to it the next connection is one with somebody else.
+    failRequests("the connection was lost");
     lose(Phase::opening);  // ZeroMQ connects again by itself, but to the same numeric address
     if (hasHostName()) {
       lookUpAgain();
@@ -145,8 +149,12 @@ void ConnectedEndpoint::lookUpAgain() {
 }
 
 void ConnectedEndpoint::beforeDrop() {
+  failRequests("the connection was closed");
+}
+
+void ConnectedEndpoint::failRequests(const std::string& reason) {
   for (const auto& [number, answer] : awaited_) {
-    answer->fail("the connection was closed");
+    answer->fail(reason);
   }
   awaited_.clear();
 }

@@ -43,6 +43,7 @@ class ConnectedEndpoint : public Endpoint {
   void beforeDrop() override;
 
   void lookUpAgain();
+  void failRequests(const std::string& reason);
 
   EndpointID peer_ = 0;  ///< inproc: the endpoint that is connected to
   std::chrono::milliseconds lookUpInterval_{0};

@@ -45,13 +45,16 @@ void Endpoint::start() {
   }
 }
 
-std::optional<std::string> Endpoint::hostToLookUp(Clock::time_point now) {
+std::optional<std::string> Endpoint::hostToLookUp(Clock::time_point now) const {
   if (!lookUpRequested_ || (deadline_ && now < *deadline_)) {
     return std::nullopt;
   }
+  return hostName_;
+}
+
+void Endpoint::onLookUpStarted() noexcept {
   lookUpRequested_ = false;
   deadline_.reset();
-  return hostName_;
 }
 
 void Endpoint::onLookUp(const ResolvedHost& resolved) {

@@ -66,8 +66,11 @@ class Endpoint {
   /// Leaves the phase `fresh`; a bad address fails.
   void start();
 
-  /// The host to look up now, if there is one; asked for once per look-up.
-  std::optional<std::string> hostToLookUp(Clock::time_point now);
+  /// The host to look up now, if there is one.
+  std::optional<std::string> hostToLookUp(Clock::time_point now) const;
+
+  /// Takes note that the host is being looked up: it is asked for once per look-up.
+  void onLookUpStarted() noexcept;
 
   /// Takes the outcome of a look-up.
   void onLookUp(const ResolvedHost& resolved);

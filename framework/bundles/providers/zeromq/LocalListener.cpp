@@ -1,5 +1,6 @@
 #include "LocalListener.hpp"
 
+#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -7,8 +8,10 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -63,6 +66,19 @@ int newSocket(const std::string& path) {
   return descriptor;
 }
 
+void bindTo(int descriptor, const std::string& path, const std::string& reported) {
+  const LocalAddress local = toLocalAddress(path);
+  if (bind(descriptor, local.get(), local.size) != 0) {
+    fail(reported, errno);
+  }
+}
+
+void startListening(int descriptor, const std::string& reported) {
+  if (listen(descriptor, pendingConnections) != 0) {
+    fail(reported, errno);
+  }
+}
+
 /// What connecting to the address says: 0 or EAGAIN when somebody listens.
 int probe(const std::string& path) {
   const LocalAddress local = toLocalAddress(path);
@@ -75,32 +91,141 @@ int probe(const std::string& path) {
   return result;
 }
 
-/// Removes a socket file that nobody listens at.
-/// \throws when anything else stands at the path
-void removeStale(const std::string& path) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) {
-    return;  // it went meanwhile
-  }
-  if (!S_ISSOCK(status.st_mode)) {
-    refuse(path, "the file exists and is no socket");
-  }
-  if (status.st_uid != geteuid()) {
-    refuse(path, "the socket belongs to another user");
-  }
-  switch (const int result = probe(path)) {
-    case ECONNREFUSED:
-      unlink(path.c_str());
-      return;
-    case EPROTOTYPE:
-      refuse(path, "the socket is of another type");
-    case 0:
-    case EAGAIN:
-      fail(path, EADDRINUSE);
-    default:
-      fail(path, result);
-  }
+/// A file name that nobody else has: nobody can take what stands there for an address.
+std::string privateName() {
+  std::random_device random;
+  return ".spf-" + std::to_string(random()) + "-" + std::to_string(random());
 }
+
+/// The right to remove one stale file, which one process at a time has: a name in the kernel's table,
+/// which is free again when the process ends. Those of other network namespaces do not see it.
+class Takeover {
+ public:
+  Takeover(const struct stat& file, const std::string& path) : descriptor_(newSocket(path)) {
+    try {
+      bindTo(descriptor_, "@spf-takeover-" + std::to_string(file.st_dev) + "-" + std::to_string(file.st_ino), path);
+    } catch (...) {
+      close(descriptor_);
+      throw;
+    }
+  }
+  ~Takeover() { close(descriptor_); }
+  Takeover(const Takeover&) = delete;
+  Takeover& operator=(const Takeover&) = delete;
+
+ private:
+  const int descriptor_;
+};
+
+/// The socket file at a path, whose folder is kept open: the working directory may change, and the
+/// path of a private name beside it may be longer than an address.
+class SocketFile {
+ public:
+  explicit SocketFile(const std::string& path)
+      : path_(path),
+        parent_(std::filesystem::path(path).parent_path()),
+        name_(std::filesystem::path(path).filename()),
+        folder_(open(parent_.empty() ? "." : parent_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+    if (folder_ < 0) {
+      fail(path_, errno);
+    }
+  }
+  ~SocketFile() { close(folder_); }
+  SocketFile(const SocketFile&) = delete;
+  SocketFile& operator=(const SocketFile&) = delete;
+
+  /// The address of a private name in the folder.
+  std::string addressOf(const std::string& name) const {
+    const std::string direct = parent_ / name;
+    return direct.size() < sizeof(sockaddr_un::sun_path) ? direct
+                                                         : "/proc/self/fd/" + std::to_string(folder_) + "/" + name;
+  }
+
+  struct stat statusOf(const std::string& name) const {
+    struct stat status {};
+    if (fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      fail(path_, errno);
+    }
+    return status;
+  }
+
+  void remove(const std::string& name) const noexcept { unlinkat(folder_, name.c_str(), 0); }
+
+  /// Gives a socket with a private name the path too, in one step.
+  /// \return false when a file stands there
+  bool publish(const std::string& name) const {
+    if (linkat(folder_, name.c_str(), folder_, name_.c_str(), 0) == 0) {
+      return true;
+    }
+    const bool hasNoLinks = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;  // this file system
+    if (hasNoLinks && renameat2(folder_, name.c_str(), folder_, name_.c_str(), RENAME_NOREPLACE) == 0) {
+      return true;
+    }
+    if (errno != EEXIST) {
+      fail(path_, errno);
+    }
+    return false;
+  }
+
+  /// Removes a socket file that nobody listens at.
+  /// \throws when anything else stands at the path, or another process is about to replace it
+  void removeStale() const {
+    struct stat status {};
+    if (fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      return;  // it went meanwhile
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+      refuse(path_, "the file exists and is no socket");
+    }
+    if (status.st_uid != geteuid()) {
+      refuse(path_, "the socket belongs to another user");
+    }
+    const Takeover takeover(status, path_);
+    requireStale(path_);
+    removeIfStillStale();
+  }
+
+ private:
+  void requireStale(const std::string& address) const {
+    switch (const int result = probe(address)) {
+      case ECONNREFUSED:
+      case ENOENT:  // it went meanwhile
+        return;
+      case EPROTOTYPE:
+        refuse(path_, "the socket is of another type");
+      case 0:
+      case EAGAIN:
+        fail(path_, EADDRINUSE);
+      default:
+        fail(path_, result);
+    }
+  }
+
+  // A process of another kind may have replaced the stale file since: it is put aside and looked at
+  // again, and put back if somebody listens after all.
+  void removeIfStillStale() const {
+    const std::string aside = privateName();
+    if (renameat(folder_, name_.c_str(), folder_, aside.c_str()) != 0) {
+      if (errno != ENOENT) {
+        fail(path_, errno);
+      }
+      return;  // it went meanwhile
+    }
+    try {
+      requireStale(addressOf(aside));
+    } catch (...) {
+      publish(aside);
+      remove(aside);
+      throw;
+    }
+    remove(aside);
+  }
+
+  const std::string path_;
+  const std::filesystem::path parent_;
+  const std::string name_;
+  const int folder_;
+};
 
 }  // namespace
 
@@ -135,27 +260,37 @@ void LocalListener::removeFile() noexcept {
 }
 
 void LocalListener::bindAndListen() {
-  const LocalAddress local = toLocalAddress(path_);
-  if (bind(descriptor_, local.get(), local.size) != 0) {
-    if (errno != EADDRINUSE || !isFile(path_)) {
-      fail(path_, errno);
-    }
-    removeStale(path_);
-    if (bind(descriptor_, local.get(), local.size) != 0) {
-      fail(path_, errno);
-    }
+  toLocalAddress(path_);  // peers need one that is not too long
+  if (isFile(path_)) {
+    bindFile();
+  } else {
+    bindTo(descriptor_, path_, path_);
+    startListening(descriptor_, path_);
   }
-  struct stat status {};
-  if (isFile(path_) && lstat(file_.c_str(), &status) == 0) {
+}
+
+// The socket listens before it gets the path: a file that refuses connections is a stale one to others.
+void LocalListener::bindFile() {
+  const SocketFile file(path_);
+  const std::string name = privateName();
+  bindTo(descriptor_, file.addressOf(name), path_);
+  try {
+    startListening(descriptor_, path_);
+    const auto status = file.statusOf(name);
+    if (!file.publish(name)) {
+      file.removeStale();
+      if (!file.publish(name)) {
+        fail(path_, EADDRINUSE);
+      }
+    }
     hasFile_ = true;
     device_ = status.st_dev;
     inode_ = status.st_ino;
+  } catch (...) {
+    file.remove(name);
+    throw;
   }
-  if (listen(descriptor_, pendingConnections) != 0) {
-    const int error = errno;
-    removeFile();
-    fail(path_, error);
-  }
+  file.remove(name);
 }
 
 }  // namespace spf::zeromq

@@ -9,8 +9,8 @@ namespace spf::zeromq {
 /// A socket that listens at an `ipc` address, made here because ZeroMQ removes whatever file stands
 /// at the path, and leaves its own behind.
 ///
-/// Replaces the socket file of a process that is gone and nothing else. The file is removed again by
-/// the destructor, unless another one took its place.
+/// Replaces the socket file of a process that is gone and nothing else, also when several processes
+/// try to at a time. The file is removed again by the destructor, unless another one took its place.
 class LocalListener {
  public:
   /// \param path  of the socket file; one that starts with '@' is a name in the kernel's own table
@@ -31,6 +31,7 @@ class LocalListener {
 
  private:
   void bindAndListen();
+  void bindFile();
 
   const std::string path_;
   const std::string file_;  ///< the same from the root on: the working directory may change

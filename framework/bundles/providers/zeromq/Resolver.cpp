@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <deque>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -32,7 +33,7 @@ std::string reasonOf(int result, int systemError) {
   return result == EAI_SYSTEM ? std::generic_category().message(systemError) : gai_strerror(result);
 }
 
-ResolvedHost resolve(const std::string& host) {
+ResolvedHost lookUpNow(const std::string& host) {
   addrinfo hints{};
   hints.ai_family = AF_UNSPEC;
   hints.ai_socktype = SOCK_STREAM;
@@ -41,6 +42,7 @@ ResolvedHost resolve(const std::string& host) {
   if (result != 0) {
     return {{}, reasonOf(result, errno)};
   }
+  const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
   ResolvedHost resolved;
   for (const int family : {AF_INET, AF_INET6}) {
     for (const addrinfo* entry = found; entry != nullptr; entry = entry->ai_next) {
@@ -49,9 +51,34 @@ ResolvedHost resolve(const std::string& host) {
       }
     }
   }
-  freeaddrinfo(found);
   resolved.failure = resolved.addresses.empty() ? "no IP address" : "";
   return resolved;
+}
+
+/// What becomes of a look-up that throws; the text is short enough to need no memory.
+ResolvedHost outOfMemory() noexcept {
+  return {{}, "out of memory"};
+}
+
+ResolvedHost resolve(const std::string& host) noexcept {
+  try {
+    return lookUpNow(host);
+  } catch (...) {
+    return outOfMemory();
+  }
+}
+
+/// Hands the outcome on; a handler that has no room for it is given a failure instead.
+void call(const Resolver::Handler& handler, const ResolvedHost& resolved) noexcept {
+  try {
+    handler(resolved);
+  } catch (...) {
+    try {
+      handler(outOfMemory());
+    } catch (...) {
+      // Nobody is left to tell; the other look-ups must not suffer from it.
+    }
+  }
 }
 
 // A thread that is inside a look-up returns to this code when the bundle may be long gone.
@@ -76,22 +103,41 @@ struct Resolver::Requests {
   int idleThreads = 0;
   bool stopped = false;
 
-  /// To be called with the mutex locked. Without a new thread the work is left to those that there are.
+  /// To be called with the mutex locked. Does all of it or nothing.
+  void add(const std::string& host, Handler handler, const std::shared_ptr<Requests>& self) {
+    const auto waiting = handlers.find(host);
+    if (waiting != handlers.end()) {
+      waiting->second.push_back(std::move(handler));
+      return;
+    }
+    hosts.push_back(host);
+    try {
+      handlers[host].push_back(std::move(handler));
+      if (idleThreads < static_cast<int>(hosts.size()) && threads < mostThreads) {
+        startThread(self);
+      }
+    } catch (...) {
+      handlers.erase(host);
+      hosts.pop_back();
+      throw;
+    }
+    changed.notify_one();
+  }
+
+  /// Without a new thread the work is left to those that there are.
   void startThread(const std::shared_ptr<Requests>& self) {
     try {
       stayLoaded();
       agent::spf::frameworkinterfaces::startThread([self] { self->work(); }).detach();
       ++threads;
-    } catch (const std::system_error&) {
+    } catch (...) {
       if (threads == 0) {
-        handlers.erase(hosts.back());
-        hosts.pop_back();
         throw;
       }
     }
   }
 
-  void work() {
+  void work() noexcept {
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
       ++idleThreads;
@@ -106,10 +152,16 @@ struct Resolver::Requests {
       const ResolvedHost resolved = resolve(host);
       lock.lock();
       // Under the lock, so that none is called once the resolver is gone.
-      for (const Handler& handler : std::exchange(handlers[host], {})) {
-        handler(resolved);
+      answer(host, resolved);
+    }
+  }
+
+  void answer(const std::string& host, const ResolvedHost& resolved) noexcept {
+    const auto waiting = handlers.extract(host);
+    if (!waiting.empty()) {
+      for (const Handler& handler : waiting.mapped()) {
+        call(handler, resolved);
       }
-      handlers.erase(host);
     }
   }
 };
@@ -125,16 +177,7 @@ Resolver::~Resolver() {
 
 void Resolver::lookUp(const std::string& host, Handler handler) {
   const std::lock_guard<std::mutex> lock(requests_->mutex);
-  auto& waiting = requests_->handlers[host];
-  waiting.push_back(std::move(handler));
-  if (waiting.size() > 1) {
-    return;
-  }
-  requests_->hosts.push_back(host);
-  if (requests_->idleThreads < static_cast<int>(requests_->hosts.size()) && requests_->threads < mostThreads) {
-    requests_->startThread(requests_);
-  }
-  requests_->changed.notify_one();
+  requests_->add(host, std::move(handler), requests_);
 }
 
 }  // namespace spf::zeromq

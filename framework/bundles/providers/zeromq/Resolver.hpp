@@ -19,7 +19,8 @@ struct ResolvedHost {
 /// with it. The library stays loaded from the first look-up on for that reason.
 class Resolver {
  public:
-  /// Called from one of the threads; must not call the resolver.
+  /// Called from one of the threads; must not call the resolver. One that throws is called again, with a
+  /// failure.
   using Handler = std::function<void(const ResolvedHost&)>;
 
   Resolver();
@@ -31,7 +32,8 @@ class Resolver {
   Resolver& operator=(const Resolver&) = delete;
 
   /// Requests for one name that are made at a time share one look-up.
-  /// \throws std::system_error when the system has no thread left
+  /// \throws std::system_error when the system has no thread left, or std::bad_alloc; then nothing is
+  /// looked up, and the handler is not called
   void lookUp(const std::string& host, Handler handler);
 
  private:

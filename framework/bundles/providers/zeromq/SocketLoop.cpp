@@ -155,7 +155,10 @@ void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
       resolver_->lookUp(*host, [this, id = endpoint->id()](const ResolvedHost& resolved) { onLookUp(id, resolved); });
     } catch (const std::system_error& error) {
       endpoint->onLookUp({{}, error.what()});
+      continue;
     }
+    // Not before: whatever else is thrown, the next round makes the request again.
+    endpoint->onLookUpStarted();
   }
 }
 
