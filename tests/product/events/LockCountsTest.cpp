@@ -1,3 +1,4 @@
+#include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
 #include "model/endpointList.hpp"
 #include "model/validateServiceMappings.hpp"
 #include "publish/SPFConfigurationImpl.hpp"
@@ -60,6 +61,7 @@ TEST_F(TheLocksTakenBy, WhatKeepsNoStateAreNone) {
               endpointList({"a", "b"});
               validateServiceMappings(interfaces, {}, {});
               ptreeToAnyMap(tree);
+              addRequiredRuntimeServiceProperties(tree, "a", "b");
               encodeConfiguration(1, interfaces, {}, {});
               deadlineAfter(std::chrono::steady_clock::now(), milliseconds(1));
               EndpointEquality(text("a"))(text("b"));
