@@ -22,6 +22,10 @@ TEST_F(NoLockIsTakenBy, ABuilderThatIsMadeEditedAndMoved) {
   auto sut = filled();
   sut.addServiceInterface(serviceInterface("i", "again"))
       .addServiceInterfaceToAllServicePublishers(serviceInterface("j"))
+      .addServiceInterface("k", "n", {})
+      .addServiceInterfaceToAllServicePublishers("k", "n", {})
+      .addServiceInterfaceToServicePublisher("p", "k", "n", {})
+      .addServicePublisherAny("q", "rpcservicepublisher", {}, {}, "", "")
       .addServiceMapping("j", "p")
       .addServicePublisher("q", "rpcservicepublisher", {"c"}, {"b"}, "", "")
       .undoMappingOfServiceInterfaceToAllServicePublishers("j")
