@@ -46,7 +46,7 @@ void EventDispatcher::allServicesPublished(const Origin& origin) {
 
 void EventDispatcher::allServicesUnpublished(const Origin& origin) {
   post(servicesEvent(origin, ServicesEvent::allUnpublished));
-  // Last: whoever waits for the report may stop the dispatcher at once.
+  // Last: a thread that waits for the report may stop the dispatcher at once.
   withdrawals_.noteUnpublished(origin.servicePublisherID);
 }
 

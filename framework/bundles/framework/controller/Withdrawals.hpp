@@ -25,7 +25,7 @@ class Withdrawals {
   /// Expects the report of a publisher. To be called before its configuration is removed.
   void expect(const std::string& publisherID);
 
-  /// Takes `expect` back: nobody was told of the removal.
+  /// Undoes `expect`: the removal was reported to no publisher.
   void cancel(const std::string& publisherID);
 
   /// Blocks until no report is expected any more.

@@ -41,7 +41,7 @@ Scheme parseScheme(const std::string& scheme, const std::string& text) {
                            "'; expected tcp, ipc or inproc");
 }
 
-// ZeroMQ takes a port that is too large modulo 65536: a socket would come up where nobody asked for it.
+// ZeroMQ takes a port that is too large modulo 65536: the socket would listen at another port than the configured one.
 std::uint16_t parsePort(const std::string& port, const std::string& text) {
   if (port == "*") {
     return 0;

@@ -102,7 +102,7 @@ void ConnectedEndpoint::attach(Surroundings& surroundings) {
     peer_ = surroundings.boundNames.at(address().where);
     becomeOpen();
   } else if (hasHostName()) {
-    lookUpAgain();  // unless the connection comes about meanwhile
+    lookUpAgain();  // unless the connection is established first
   }
 }
 

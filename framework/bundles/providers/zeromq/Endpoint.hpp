@@ -31,9 +31,9 @@ struct Surroundings {
   std::uint64_t lastMonitor = 0;
 };
 
-/// One endpoint: a socket, its monitor, and the listener that is told what becomes of it.
+/// One endpoint: a socket, its monitor, and the listener that its progress is reported to.
 ///
-/// Lives on the socket loop's thread, which is the only one to touch it. It goes through these phases:
+/// Lives on the socket loop's thread, which alone uses it. Its phases:
 ///
 ///     fresh ──► lookingUp ──► waiting ──► opening ──► open ──► closing ──► done
 ///       └──────────────────────►▲ ▲          │ ▲        │
@@ -42,7 +42,7 @@ struct Surroundings {
 ///
 /// From `opening` back to `waiting` leads the try of another address of the host. From every phase
 /// the endpoint can go to `done`: when it fails, or when it is closed and has no address to free.
-/// In `done` the listener was told so, and there is no socket any more.
+/// In `done` the end was reported to the listener, and the socket is closed.
 class Endpoint {
  public:
   using Clock = std::chrono::steady_clock;
