@@ -349,11 +349,11 @@ TEST_F(AListener, MayStopTheControllerWhenTheSystemHasNoThreadsLeft) {
     }
     hasNoThreads = false;
   });
-  publishTwo();
+  // One publisher, whose event it is: a stop waits only briefly for one that has reported nothing yet.
+  framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   EXPECT_TRUE(isDone.wait());
   EXPECT_TRUE(isRefused);
   EXPECT_NE(waitFor("unpublished station#1"), "");
-  EXPECT_NE(waitFor("unpublished other#1"), "");
 }
 
 TEST_F(AListener, IsToldWhatWasReportedDuringItsStopOfTheController) {
