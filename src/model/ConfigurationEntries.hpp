@@ -16,7 +16,8 @@
 // value. Included only where they are walked or searched: MultiIndex is slow to compile.
 namespace agent::spf::frameworksetup {
 
-struct ServiceInterfaceEntry {
+// Always made from both values.
+struct ServiceInterfaceEntry {  // NOLINT(cppcoreguidelines-pro-type-member-init)
   SPFServiceInterfaceConfiguration configuration;
   bool toAllServicePublishers;
 };

@@ -9,6 +9,7 @@ namespace {
 constexpr wchar_t separator = static_cast<wchar_t>(std::filesystem::path::preferred_separator);
 
 bool isSeparator(wchar_t character) {
+  // The two differ on Windows only. NOLINTNEXTLINE(misc-redundant-expression)
   return character == separator || character == L'/';
 }
 

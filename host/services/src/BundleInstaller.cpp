@@ -1,5 +1,6 @@
 #include "BundleInstaller.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <cppmicroservices/AnyMap.h>
@@ -21,12 +22,7 @@ bool isUninstalled(const Bundle& bundle) {
 }
 
 bool allInstalled(const std::vector<Bundle>& bundles) {
-  for (const Bundle& bundle : bundles) {
-    if (isUninstalled(bundle)) {
-      return false;
-    }
-  }
-  return true;
+  return std::none_of(bundles.begin(), bundles.end(), isUninstalled);
 }
 
 /// Notes in a set, for its lifetime, that a bundle is being started.

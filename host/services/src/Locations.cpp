@@ -47,7 +47,7 @@ fs::path defaultInstallationRoot() {
 }
 
 fs::path defaultConfigurationAdminBundle() {
-  const fs::path own = ownFolder() / configurationAdminFile;
+  fs::path own = ownFolder() / configurationAdminFile;
   if (fs::exists(own)) {
     return own;
   }

@@ -1,10 +1,10 @@
 #include "PathWalk.hpp"
 
 #include <fcntl.h>
-#include <limits.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <system_error>
 #include <utility>
 

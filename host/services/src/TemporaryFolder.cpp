@@ -1,8 +1,7 @@
 #include "TemporaryFolder.hpp"
 
-#include <stdlib.h>
-
 #include <cerrno>
+#include <cstdlib>
 #include <string>
 #include <system_error>
 
