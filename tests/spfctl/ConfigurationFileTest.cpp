@@ -1,4 +1,4 @@
-#include "ConfigurationFile.hpp"
+#include "file/ConfigurationFile.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 
 #include <cppmicroservices/AnyMap.h>
 
-#include "JsonDocument.hpp"
+#include "file/JsonDocument.hpp"
 
 namespace spf::test {
 

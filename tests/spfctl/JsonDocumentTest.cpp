@@ -1,4 +1,4 @@
-#include "JsonDocument.hpp"
+#include "file/JsonDocument.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "ProgressDisplay.hpp"
+#include "display/ProgressDisplay.hpp"
 
 #include <gtest/gtest.h>
 

@@ -4,9 +4,9 @@
 
 #include <iostream>
 
-#include "CommandLine.hpp"
-#include "ExitCode.hpp"
-#include "Run.hpp"
+#include "commands/CommandLine.hpp"
+#include "commands/ExitCode.hpp"
+#include "commands/Run.hpp"
 
 namespace {
 

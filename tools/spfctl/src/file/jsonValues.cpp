@@ -1,4 +1,4 @@
-#include "jsonValues.hpp"
+#include "file/jsonValues.hpp"
 
 #include <charconv>
 #include <cstdlib>

@@ -3,7 +3,7 @@
 #include <cppmicroservices/Any.h>
 #include <boost/property_tree/ptree.hpp>
 
-#include "JsonDocument.hpp"
+#include "file/JsonDocument.hpp"
 
 namespace spfctl {
 

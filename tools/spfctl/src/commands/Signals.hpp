@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "Changes.hpp"
+#include "commands/Changes.hpp"
 
 namespace spfctl {
 

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <string>
 
-#include "ConfigurationDescription.hpp"
+#include "file/ConfigurationDescription.hpp"
 
 namespace spfctl {
 

@@ -1,4 +1,4 @@
-#include "ConfigurationFile.hpp"
+#include "file/ConfigurationFile.hpp"
 
 #include <cerrno>
 #include <cstring>
@@ -7,9 +7,9 @@
 #include <iterator>
 #include <set>
 
-#include "JsonDocument.hpp"
 #include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
-#include "jsonValues.hpp"
+#include "file/JsonDocument.hpp"
+#include "file/jsonValues.hpp"
 
 namespace spfctl {
 

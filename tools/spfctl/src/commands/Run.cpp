@@ -1,4 +1,4 @@
-#include "Run.hpp"
+#include "commands/Run.hpp"
 
 #include <algorithm>
 #include <memory>
@@ -9,15 +9,15 @@
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/ServiceRegistration.h>
 
-#include "Asking.hpp"
-#include "ConfigurationFile.hpp"
-#include "EventWatcher.hpp"
-#include "ExitCode.hpp"
-#include "JsonDocument.hpp"
-#include "LogOutput.hpp"
-#include "ProgressDisplay.hpp"
 #include "agent/host/host.hpp"
 #include "agent/spf/frameworksetup/setupFramework.hpp"
+#include "commands/Asking.hpp"
+#include "commands/EventWatcher.hpp"
+#include "commands/ExitCode.hpp"
+#include "commands/LogOutput.hpp"
+#include "display/ProgressDisplay.hpp"
+#include "file/ConfigurationFile.hpp"
+#include "file/JsonDocument.hpp"
 
 namespace spfctl {
 

@@ -1,4 +1,4 @@
-#include "ConfigurationDescription.hpp"
+#include "file/ConfigurationDescription.hpp"
 
 namespace spfctl {
 

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <iosfwd>
 
-#include "Changes.hpp"
-#include "CommandLine.hpp"
-#include "Signals.hpp"
+#include "commands/Changes.hpp"
+#include "commands/CommandLine.hpp"
+#include "commands/Signals.hpp"
 
 namespace spfctl {
 

@@ -1,4 +1,4 @@
-#include "Signals.hpp"
+#include "commands/Signals.hpp"
 
 #include <unistd.h>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "EventWatcher.hpp"
+#include "commands/EventWatcher.hpp"
 
 namespace spfctl {
 

@@ -1,4 +1,4 @@
-#include "Asking.hpp"
+#include "commands/Asking.hpp"
 
 #include <exception>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "JsonDocument.hpp"
+#include "file/JsonDocument.hpp"
 
 #include <algorithm>
 #include <iterator>

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "Changes.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
+#include "commands/Changes.hpp"
 
 namespace spfctl {
 

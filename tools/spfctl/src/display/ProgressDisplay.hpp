@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "PublisherState.hpp"
+#include "display/PublisherState.hpp"
 
 namespace spfctl {
 

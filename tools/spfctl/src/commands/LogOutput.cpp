@@ -1,4 +1,4 @@
-#include "LogOutput.hpp"
+#include "commands/LogOutput.hpp"
 
 #include <iostream>
 #include <string>

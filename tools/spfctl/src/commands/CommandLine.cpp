@@ -1,4 +1,4 @@
-#include "CommandLine.hpp"
+#include "commands/CommandLine.hpp"
 
 #include <charconv>
 #include <limits>
