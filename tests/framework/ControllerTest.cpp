@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 
@@ -30,8 +30,8 @@ extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, 
 namespace {
 
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworklistener::FrameworkListener;
+using agent::spf::frameworksupport::SerialExecutor;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::service::cm::ConfigurationAdmin;

@@ -26,7 +26,8 @@ const std::vector<Room> rooms = {
     {"framework/interfaces", 2, {"agent/spf/frameworkinterfaces/"}},
     {"include", 3, {"agent/spf/frameworksetup/"}},
     {"src", 3, {}},
-    {"framework/bundles", 3, {}},
+    {"framework/support", 3, {"agent/spf/frameworksupport/"}},
+    {"framework/bundles", 4, {}},
     {"tools", 4, {}},
 };
 
@@ -62,7 +63,7 @@ bool mayInclude(const Room& from, const Room& to) {
   }
   if (from.folder == "framework/bundles") {
     return to.folder == "runtime" || to.folder == "host/logging" || to.folder == "framework/listener" ||
-           to.folder == "framework/interfaces";
+           to.folder == "framework/interfaces" || to.folder == "framework/support";
   }
   return to.level < from.level;
 }

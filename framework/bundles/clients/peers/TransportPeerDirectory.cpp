@@ -6,14 +6,14 @@
 
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::peers {
 
-using agent::spf::frameworkinterfaces::findService;
 using agent::spf::frameworkinterfaces::Serialiser;
 using agent::spf::frameworkinterfaces::Transport;
+using agent::spf::frameworksupport::findService;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;

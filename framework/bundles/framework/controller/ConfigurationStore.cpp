@@ -5,11 +5,11 @@
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <stdexcept>
 
-#include "agent/spf/frameworkinterfaces/findService.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::controller {
 
-using agent::spf::frameworkinterfaces::findService;
+using agent::spf::frameworksupport::findService;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;

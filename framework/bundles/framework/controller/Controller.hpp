@@ -12,7 +12,7 @@
 #include "Revision.hpp"
 #include "StopSignal.hpp"
 #include "Withdrawals.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::controller {
 
@@ -60,7 +60,7 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
   std::map<std::string, Applied> applied_;
 
   // The last member: its tasks use the others.
-  agent::spf::frameworkinterfaces::SerialExecutor executor_;
+  agent::spf::frameworksupport::SerialExecutor executor_;
 };
 
 }  // namespace spf::controller

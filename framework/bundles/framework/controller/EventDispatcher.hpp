@@ -6,8 +6,8 @@
 
 #include "Withdrawals.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::controller {
 
@@ -41,7 +41,7 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
 
   // Synchronised by themselves.
   Withdrawals withdrawals_;
-  agent::spf::frameworkinterfaces::SerialExecutor executor_;
+  agent::spf::frameworksupport::SerialExecutor executor_;
 };
 
 }  // namespace spf::controller

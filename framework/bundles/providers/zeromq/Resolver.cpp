@@ -15,7 +15,7 @@
 #include <system_error>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "agent/spf/frameworksupport/startThread.hpp"
 
 namespace spf::zeromq {
 
@@ -128,7 +128,7 @@ struct Resolver::Requests {
   void startThread(const std::shared_ptr<Requests>& self) {
     try {
       stayLoaded();
-      agent::spf::frameworkinterfaces::startThread([self] { self->work(); }).detach();
+      agent::spf::frameworksupport::startThread([self] { self->work(); }).detach();
       ++threads;
     } catch (...) {
       if (threads == 0) {

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "agent/spf/frameworksupport/startThread.hpp"
 #include "descriptorLimits.hpp"
 #include "uninterrupted.hpp"
 
@@ -28,7 +28,7 @@ void eraseDone(Endpoints& endpoints) {
 SocketLoop::SocketLoop()
     : context_(ioThreads, mostSockets()),
       resolver_(std::in_place),
-      thread_(agent::spf::frameworkinterfaces::startThread([this] { run(); })) {}
+      thread_(agent::spf::frameworksupport::startThread([this] { run(); })) {}
 
 SocketLoop::~SocketLoop() {
   stop();

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::publishers {
 
@@ -12,9 +12,9 @@ using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::findService;
-using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworkinterfaces::Transport;
+using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::SerialExecutor;
 
 namespace {
 

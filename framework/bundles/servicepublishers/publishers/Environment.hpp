@@ -11,8 +11,8 @@
 
 #include "PeerAnswer.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::publishers {
 
@@ -42,7 +42,7 @@ class Environment {
   using SocketHandler = std::function<void(const std::string& publisherPID, SocketID, SocketEvent, std::exception_ptr)>;
 
   Environment(cppmicroservices::BundleContext context,
-              std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor, SocketHandler handler);
+              std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor, SocketHandler handler);
 
   const cppmicroservices::BundleContext& context() const noexcept { return context_; }
 
@@ -64,7 +64,7 @@ class Environment {
 
  private:
   const cppmicroservices::BundleContext context_;
-  const std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor_;
+  const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
   const SocketHandler handler_;
   SocketID lastSocket_ = 0;
 };

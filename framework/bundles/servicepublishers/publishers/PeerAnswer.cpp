@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::publishers {
 
-using agent::spf::frameworkinterfaces::findService;
 using agent::spf::frameworkinterfaces::Serialiser;
+using agent::spf::frameworksupport::findService;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;

@@ -8,7 +8,7 @@
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::SerialExecutor;
+using agent::spf::frameworksupport::SerialExecutor;
 using cppmicroservices::AnyMap;
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include "Environment.hpp"
 #include "Publisher.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::publishers {
 
@@ -44,7 +44,7 @@ class PublisherManager {
   void noteIfClosed();
 
   // Constant after construction.
-  const std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor_;
+  const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
 
   // Used by the executor's tasks only.
   Environment environment_;

@@ -6,7 +6,7 @@
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceReference.h>
 
-namespace agent::spf::frameworkinterfaces {
+namespace agent::spf::frameworksupport {
 
 /// Looks a service up for one use. Services come and go: keep the pointer for that use only.
 /// \return the highest ranking service of the class, or null when there is none, when it went
@@ -23,4 +23,4 @@ std::shared_ptr<Service> findService(cppmicroservices::BundleContext context) {
   }
 }
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport

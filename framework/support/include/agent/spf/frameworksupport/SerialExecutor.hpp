@@ -8,9 +8,9 @@
 #include <thread>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "agent/spf/frameworksupport/startThread.hpp"
 
-namespace agent::spf::frameworkinterfaces {
+namespace agent::spf::frameworksupport {
 
 /// A thread that runs tasks one after the other, in the order they were posted.
 ///
@@ -109,4 +109,4 @@ class SerialExecutor {
   std::thread thread_;
 };
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport

@@ -7,7 +7,7 @@
 #include <thread>
 #include <utility>
 
-namespace agent::spf::frameworkinterfaces {
+namespace agent::spf::frameworksupport {
 
 /// Starts a thread that no signal is delivered to: the host's own threads handle those, and none of
 /// the framework's calls is interrupted. Signals that a thread raises by a fault of its own stay as they are.
@@ -31,4 +31,4 @@ std::thread startThread(Function&& function) {
   }
 }
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport
