@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
-#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 
@@ -31,7 +30,6 @@ namespace {
 
 using agent::spf::frameworkinterfaces::EventSink;
 using agent::spf::frameworklistener::FrameworkListener;
-using agent::spf::frameworksupport::SerialExecutor;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::service::cm::ConfigurationAdmin;
@@ -391,37 +389,6 @@ TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
   EXPECT_TRUE(isDone.wait());
   EXPECT_NE(waitFor("published station#1"), "");
   EXPECT_NE(waitFor("published other#1"), "");
-}
-
-TEST(ASerialExecutor, MayBeStoppedByItsOwnTask) {
-  spf::test::Gate isPosted;
-  spf::test::Gate isStopped;
-  spf::test::Gate hasRunTheRest;
-  SerialExecutor sut;
-  sut.post([&] {
-    EXPECT_TRUE(isPosted.wait());
-    EXPECT_NO_THROW(sut.stop());
-    EXPECT_FALSE(sut.post([] {}));
-    isStopped.open();
-  });
-  sut.post([&] { hasRunTheRest.open(); });
-  isPosted.open();
-  EXPECT_TRUE(isStopped.wait());
-  EXPECT_TRUE(hasRunTheRest.wait());
-}
-
-TEST(ASerialExecutor, MayLoseItsLastOwnerInItsOwnTask) {
-  spf::test::Gate isPosted;
-  spf::test::Gate hasRunTheRest;
-  auto sut = std::make_shared<SerialExecutor>();
-  sut->post([&, owner = sut]() mutable {
-    EXPECT_TRUE(isPosted.wait());
-    owner.reset();
-  });
-  sut->post([&] { hasRunTheRest.open(); });
-  sut.reset();
-  isPosted.open();
-  EXPECT_TRUE(hasRunTheRest.wait());
 }
 
 TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {
