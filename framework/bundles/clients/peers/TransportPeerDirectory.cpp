@@ -8,12 +8,14 @@
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
 #include "agent/spf/frameworksupport/findService.hpp"
+#include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::peers {
 
 using agent::spf::frameworkinterfaces::Serialiser;
 using agent::spf::frameworkinterfaces::Transport;
 using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::findValue;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -31,8 +33,7 @@ std::shared_ptr<Service> require(const cppmicroservices::BundleContext& context,
 }
 
 void requireText(const AnyMap& map, const char* key, const std::string& where) {
-  const auto entry = map.find(key);
-  if (entry == map.end() || any_cast<std::string>(&entry->second) == nullptr) {
+  if (findValue<std::string>(map, key) == nullptr) {
     throw std::runtime_error("the peer's answer has no text '" + std::string(key) + "'" + where);
   }
 }
@@ -40,8 +41,7 @@ void requireText(const AnyMap& map, const char* key, const std::string& where) {
 /// \throws std::runtime_error saying what is wrong, unless the answer is as PeerDirectory promises it
 void requireWhatWasAsked(const AnyMap& answer) {
   requireText(answer, questions::publisherID, "");
-  const auto entry = answer.find(questions::services);
-  const auto* services = entry == answer.end() ? nullptr : any_cast<std::vector<Any>>(&entry->second);
+  const auto* services = findValue<std::vector<Any>>(answer, questions::services);
   if (services == nullptr) {
     throw std::runtime_error("the peer's answer has no list '" + std::string(questions::services) + "'");
   }

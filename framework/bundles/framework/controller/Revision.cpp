@@ -3,8 +3,11 @@
 #include <map>
 #include <stdexcept>
 
+#include "agent/spf/frameworksupport/text.hpp"
+
 namespace spf::controller {
 
+using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -21,10 +24,6 @@ struct Services {
 
 const List& list(const AnyMap& properties, const char* key) {
   return ref_any_cast<List>(properties.at(key));
-}
-
-std::string text(const AnyMap& properties, const char* key) {
-  return any_cast<std::string>(properties.at(key));
 }
 
 Services readServices(const AnyMap& properties) {

@@ -6,21 +6,21 @@
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
 #include "agent/spf/frameworksupport/findService.hpp"
+#include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::Serialiser;
 using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::findValue;
 using cppmicroservices::Any;
-using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
 namespace questions = agent::spf::frameworkinterfaces::questions;
 
 namespace {
 
 void requireKnownQuestion(const AnyMap& request) {
-  const auto entry = request.find(questions::question);
-  const auto* question = entry != request.end() ? any_cast<std::string>(&entry->second) : nullptr;
+  const auto* question = findValue<std::string>(request, questions::question);
   if (question == nullptr || *question != questions::whatDoYouPublish) {
     throw std::runtime_error(std::string("unknown question; expected '") + questions::whatDoYouPublish + "'");
   }
