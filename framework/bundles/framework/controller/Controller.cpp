@@ -2,7 +2,11 @@
 
 #include <utility>
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::controller {
+
+using agent::spf::frameworksupport::deadlineAfter;
 
 using cppmicroservices::AnyMap;
 
@@ -86,7 +90,7 @@ void Controller::withdrawAll() {
     const std::string pid = applied_.begin()->first;
     withdraw(pid);
   }
-  store_.awaitRemovals(std::chrono::steady_clock::now() + withdrawalTime);
+  store_.awaitRemovals(deadlineAfter(withdrawalTime));
   withdrawals_.await();
 }
 

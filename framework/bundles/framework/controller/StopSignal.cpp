@@ -1,6 +1,10 @@
 #include "StopSignal.hpp"
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::controller {
+
+using agent::spf::frameworksupport::deadlineAfter;
 
 namespace {
 
@@ -23,7 +27,7 @@ bool StopSignal::isRequested() const {
 }
 
 bool StopSignal::pause(std::chrono::milliseconds time) const {
-  const auto deadline = std::chrono::steady_clock::now() + time;
+  const auto deadline = deadlineAfter(time);
   std::unique_lock<std::mutex> lock(mutex_);
   return !changed_.wait_until(lock, deadline, [this] { return requested_; });
 }

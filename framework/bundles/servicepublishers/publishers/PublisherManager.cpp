@@ -5,9 +5,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworksupport::deadlineAfter;
 using agent::spf::frameworksupport::SerialExecutor;
 using cppmicroservices::AnyMap;
 
@@ -71,7 +74,7 @@ void PublisherManager::stop() {
   executor_->post([this] { releaseAll(); });
   {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_until(lock, std::chrono::steady_clock::now() + closingTime, [this] { return closed_; });
+    changed_.wait_until(lock, deadlineAfter(closingTime), [this] { return closed_; });
   }
   executor_->stop();
 }
