@@ -1,13 +1,12 @@
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
 #include <cppmicroservices/AnyMap.h>
 #include <dlfcn.h>
 #include <pthread.h>
-
-#include <atomic>
-#include <cerrno>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
-#include <thread>
-
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"

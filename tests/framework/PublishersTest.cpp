@@ -1,11 +1,10 @@
-#include <cppmicroservices/AnyMap.h>
-#include <cppmicroservices/Constants.h>
-#include <stdlib.h>
-
 #include <filesystem>
 #include <thread>
 #include <vector>
 
+#include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Constants.h>
+#include <stdlib.h>
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"

@@ -1,10 +1,9 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include "Includes.hpp"
 
 // Reads every include of the project and fails on a door between two rooms that the levels do not

@@ -11,7 +11,6 @@
 
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/Framework.h>
-
 #include "BundleDirectory.hpp"
 #include "PermissionCheck.hpp"
 

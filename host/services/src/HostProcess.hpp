@@ -5,7 +5,6 @@
 #include <optional>
 
 #include <cppmicroservices/Framework.h>
-
 #include "BundleInstaller.hpp"
 #include "PermissionCheck.hpp"
 #include "TemporaryFolder.hpp"

@@ -1,12 +1,12 @@
 #include "PathWalk.hpp"
 
-#include <fcntl.h>
-#include <limits.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <limits.h>
 
 namespace agent::host::services {
 

@@ -1,10 +1,10 @@
 #include "TemporaryFolder.hpp"
 
-#include <stdlib.h>
-
 #include <cerrno>
 #include <string>
 #include <system_error>
+
+#include <stdlib.h>
 
 namespace agent::host::services {
 

@@ -1,7 +1,6 @@
-#include <gmock/gmock.h>
-
 #include <chrono>
 
+#include <gmock/gmock.h>
 #include "agent/spf/frameworksupport/deadlineAfter.hpp"
 
 namespace {

@@ -1,8 +1,7 @@
-#include <gmock/gmock.h>
-
 #include <stdexcept>
 #include <string>
 
+#include <gmock/gmock.h>
 #include "agent/spf/frameworksupport/findValue.hpp"
 #include "agent/spf/frameworksupport/text.hpp"
 

@@ -1,9 +1,8 @@
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
-#include <gmock/gmock.h>
-
 #include <memory>
 
+#include <gmock/gmock.h>
 #include "spf/test/Gate.hpp"
 
 namespace {

@@ -1,8 +1,8 @@
 #include "Address.hpp"
 
-#include <gmock/gmock.h>
-
 #include <stdexcept>
+
+#include <gmock/gmock.h>
 
 namespace {
 

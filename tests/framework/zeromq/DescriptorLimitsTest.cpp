@@ -1,12 +1,12 @@
 #include "descriptorLimits.hpp"
 
+#include <algorithm>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <vector>
 
 namespace {
 

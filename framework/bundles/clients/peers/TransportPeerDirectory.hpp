@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cppmicroservices/BundleContext.h>
-
 #include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
 
 namespace spf::peers {

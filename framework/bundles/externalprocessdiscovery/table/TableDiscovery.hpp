@@ -5,7 +5,6 @@
 #include <vector>
 
 #include <cppmicroservices/Any.h>
-
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 
 namespace spf::discovery {

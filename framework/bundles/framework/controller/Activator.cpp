@@ -1,10 +1,9 @@
-#include <cppmicroservices/Bundle.h>
-#include <cppmicroservices/BundleActivator.h>
-#include <cppmicroservices/BundleContext.h>
-
 #include <memory>
 #include <string>
 
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
 #include "Controller.hpp"
 #include "EventDispatcher.hpp"
 

@@ -1,10 +1,10 @@
 #include "ConfigurationStore.hpp"
 
 #include <algorithm>
-#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
-#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <stdexcept>
 
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::controller {

@@ -9,7 +9,6 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Revision.hpp"
 #include "StopSignal.hpp"
 

@@ -6,7 +6,6 @@
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
-
 #include "ConfigurationStore.hpp"
 #include "EventDispatcher.hpp"
 #include "Revision.hpp"

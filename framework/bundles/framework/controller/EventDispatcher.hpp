@@ -3,7 +3,6 @@
 #include <memory>
 
 #include <cppmicroservices/BundleContext.h>
-
 #include "Withdrawals.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"

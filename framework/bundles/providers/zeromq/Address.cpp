@@ -1,12 +1,12 @@
 #include "Address.hpp"
 
-#include <arpa/inet.h>
-#include <net/if.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+
+#include <arpa/inet.h>
+#include <net/if.h>
 
 namespace spf::zeromq {
 

@@ -7,8 +7,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "Address.hpp"
 #include "Monitor.hpp"
 #include "Resolver.hpp"

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {

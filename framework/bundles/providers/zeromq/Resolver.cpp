@@ -1,10 +1,5 @@
 #include "Resolver.hpp"
 
-#include <arpa/inet.h>
-#include <dlfcn.h>
-#include <netdb.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
@@ -15,6 +10,10 @@
 #include <system_error>
 #include <utility>
 
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <netdb.h>
+#include <sys/socket.h>
 #include "agent/spf/frameworksupport/startThread.hpp"
 
 namespace spf::zeromq {

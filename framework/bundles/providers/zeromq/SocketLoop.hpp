@@ -9,8 +9,8 @@
 #include <string>
 #include <thread>
 #include <vector>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "Answer.hpp"
 #include "BoundEndpoint.hpp"
 #include "ConnectedEndpoint.hpp"

@@ -1,10 +1,10 @@
 #include "Waker.hpp"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <system_error>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace spf::zeromq {
 

@@ -1,12 +1,12 @@
 #include "descriptorLimits.hpp"
 
-#include <sys/eventfd.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <vector>
+
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace spf::zeromq {
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {

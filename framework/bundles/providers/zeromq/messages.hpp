@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "uninterrupted.hpp"
 
 /// A request is the frames {number, text}, an answer {number, outcome, text}. A socket that serves

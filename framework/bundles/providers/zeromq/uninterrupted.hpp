@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cerrno>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {

@@ -1,9 +1,10 @@
 #include "FromJson.hpp"
 
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace spf::json {
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cppmicroservices/AnyMap.h>
-
 #include <nlohmann/json_fwd.hpp>
 
 namespace spf::json {

@@ -1,12 +1,11 @@
+#include <memory>
+#include <string>
+
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceEvent.h>
-
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
-#include <memory>
-#include <string>
-
 #include "PublisherManager.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include <cppmicroservices/Any.h>
-
 #include "Environment.hpp"
 
 namespace spf::publishers {

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include <cppmicroservices/BundleContext.h>
-
 #include "PeerAnswer.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"

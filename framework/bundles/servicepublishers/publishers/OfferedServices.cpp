@@ -1,10 +1,9 @@
 #include "OfferedServices.hpp"
 
-#include <cppmicroservices/Bundle.h>
-#include <cppmicroservices/LDAPFilter.h>
-
 #include <stdexcept>
 
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/LDAPFilter.h>
 #include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::publishers {

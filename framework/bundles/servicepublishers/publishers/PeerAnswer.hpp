@@ -6,7 +6,6 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "PublisherRevision.hpp"
 
 namespace spf::publishers {

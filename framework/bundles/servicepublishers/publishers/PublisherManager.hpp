@@ -8,7 +8,6 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Environment.hpp"
 #include "Publisher.hpp"
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"

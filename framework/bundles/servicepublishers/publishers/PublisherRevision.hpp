@@ -6,7 +6,6 @@
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
-
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 
 namespace spf::publishers {

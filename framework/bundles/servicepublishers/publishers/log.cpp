@@ -4,7 +4,6 @@
 
 #include <boost/log/keywords/severity.hpp>
 #include <boost/log/sources/record_ostream.hpp>
-
 #include "agent/host/logging.hpp"
 
 namespace spf::publishers {

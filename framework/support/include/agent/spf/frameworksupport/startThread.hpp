@@ -1,11 +1,11 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <csignal>
 #include <system_error>
 #include <thread>
 #include <utility>
+
+#include <pthread.h>
 
 namespace agent::spf::frameworksupport {
 
