@@ -59,7 +59,7 @@ class Hosts {
 
   std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::map<std::string, Host> hosts_;
 };
 

@@ -385,7 +385,7 @@ class ObedientTransport : public Transport {
   spf::test::Counter opened_;
   mutable std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::vector<std::shared_ptr<EndpointListener>> listeners_;
   std::vector<std::string> addresses_;
 };

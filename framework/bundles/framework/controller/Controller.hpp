@@ -49,12 +49,12 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
   bool holdsNow(const std::string& pid, std::uint32_t modificationCount) const;
   void reportUnreadable(Revision revision);
 
-  // Synchronised by themselves.
+  // Synchronised by themselves:
   const std::shared_ptr<EventDispatcher> events_;
   Withdrawals& withdrawals_;
   StopSignal stop_;
 
-  // Used by the executor's tasks only.
+  // Used by the executor's tasks only:
   ConfigurationStore store_;
   std::map<std::string, Applied> applied_;
 

@@ -35,10 +35,10 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
   void post(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event);
   void deliver(const std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>& event);
 
-  // Constant after construction.
+  // Constant after construction:
   const cppmicroservices::BundleContext context_;
 
-  // Synchronised by themselves.
+  // Synchronised by themselves:
   Withdrawals withdrawals_;
   agent::spf::frameworksupport::SerialExecutor executor_;
 };

@@ -25,7 +25,7 @@ class StopSignal {
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   bool requested_ = false;
 };
 

@@ -40,7 +40,7 @@ class Withdrawals {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::set<std::string> reporting_;
   std::multimap<std::string, TimePoint> deadlines_;
 };

@@ -30,7 +30,7 @@ class Answer {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::optional<Outcome> outcome_;
 };
 

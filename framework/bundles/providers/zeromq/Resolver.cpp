@@ -95,7 +95,7 @@ struct Resolver::Requests {
   std::mutex mutex;
   std::condition_variable changed;
 
-  // Guarded by mutex.
+  // Guarded by `mutex`:
   std::deque<std::string> hosts;
   std::map<std::string, std::vector<Handler>> handlers;
   int threads = 0;

@@ -74,16 +74,16 @@ class SocketLoop {
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
   std::vector<Endpoint*> endpoints() const;
 
-  // Synchronised by itself.
+  // Synchronised by itself:
   Waker waker_;
 
   std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::deque<Task> tasks_;
   bool stopping_ = false;
 
-  // Used by the loop's thread only. The context outlives the endpoints.
+  // Used by the loop's thread only; the context outlives the endpoints:
   zmq::context_t context_;
   Surroundings surroundings_{context_, {}};
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
@@ -91,7 +91,7 @@ class SocketLoop {
   std::optional<Resolver> resolver_;
   std::optional<Endpoint::Clock::time_point> end_;  ///< set by the stop: until when sockets may take to close
 
-  // Used by the owner only.
+  // Used by the owner only:
   std::thread thread_;
 };
 

@@ -26,7 +26,7 @@ class PeerAnswer {
 
   mutable std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   cppmicroservices::AnyMap answer_{cppmicroservices::AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
 };
 

@@ -42,10 +42,10 @@ class PublisherManager {
   void releaseAll();
   void noteIfClosed();
 
-  // Constant after construction.
+  // Constant after construction:
   const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
 
-  // Used by the executor's tasks only.
+  // Used by the executor's tasks only:
   Environment environment_;
   std::map<std::string, Publisher> publishers_;
   bool releasing_ = false;
@@ -53,7 +53,7 @@ class PublisherManager {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   bool closed_ = false;
 };
 

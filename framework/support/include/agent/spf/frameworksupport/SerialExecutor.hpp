@@ -97,15 +97,15 @@ class SerialExecutor {
     std::mutex mutex_;
     std::condition_variable changed_;
 
-    // Guarded by mutex_.
+    // Guarded by `mutex_`:
     std::deque<std::function<void()>> tasks_;
     bool stopping_ = false;
   };
 
-  // Constant after construction.
+  // Constant after construction:
   const std::shared_ptr<Queue> queue_ = std::make_shared<Queue>();
 
-  // Used by the owner only.
+  // Used by the owner only:
   std::thread thread_;
 };
 
