@@ -16,7 +16,7 @@ using List = std::vector<Any>;
 
 namespace {
 
-/// Interface entries by their ID, and the IDs of the interfaces that are mapped to each publisher.
+/// The interface entries by ID, and the IDs of the interfaces that are mapped to each publisher.
 struct Services {
   std::map<std::string, const AnyMap*> byID;
   std::multimap<std::string, std::string> ofPublisher;
@@ -53,8 +53,8 @@ List servicesOf(const std::string& publisherID, const Services& services) {
   return result;
 }
 
-/// Publisher IDs may hold anything, and so may configuration IDs: the separator is masked in the
-/// first part, so that two different pairs never have one name.
+/// Joins the two parts by a separator that is escaped in the first one, because either may hold any character: two
+/// different pairs never have the same name.
 std::string instanceName(const std::string& configurationPID, const std::string& publisherID) {
   std::string name;
   for (const char character : configurationPID) {

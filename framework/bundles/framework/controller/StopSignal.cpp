@@ -8,7 +8,7 @@ using agent::spf::frameworksupport::deadlineAfter;
 
 namespace {
 
-/// How long a stop may go unnoticed: nobody can wait for a future and for something else at once.
+/// The interval at which a wait for a future checks for a stop: one cannot wait for a future and a condition together.
 constexpr std::chrono::milliseconds slice{20};
 
 }  // namespace

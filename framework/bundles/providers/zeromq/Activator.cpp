@@ -14,7 +14,7 @@ class Activator : public cppmicroservices::BundleActivator {
   }
 
   void Stop(cppmicroservices::BundleContext) override {
-    // Out of the registry first, so that nobody new finds it while it closes its sockets.
+    // Unregistered first, so that no other bundle finds it while it closes its sockets.
     registration_.Unregister();
     transport_->stop();
     transport_.reset();

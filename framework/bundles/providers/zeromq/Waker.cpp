@@ -19,7 +19,7 @@ Waker::~Waker() {
 }
 
 void Waker::wake() noexcept {
-  // Fails only when the counter is full, and then the descriptor is readable anyway.
+  // Fails only if the counter is full, and then the descriptor is readable already.
   [[maybe_unused]] const int result = eventfd_write(descriptor_, 1);
 }
 

@@ -45,16 +45,16 @@ void PeerAnswer::set(const std::string& publisherID, const std::vector<MappedSer
   std::swap(answer_, answer);
 }
 
-std::string PeerAnswer::to(const std::string& request) const {
+std::string PeerAnswer::answer(const std::string& request) const {
   const auto serialiser = findService<Serialiser>(context_);
   if (!serialiser) {
     throw std::runtime_error("no serialiser is installed");
   }
   requireKnownQuestion(serialiser->deserialise(request));
   std::unique_lock<std::mutex> lock(mutex_);
-  const AnyMap answer = answer_;
+  const AnyMap copy = answer_;
   lock.unlock();
-  return serialiser->serialise(answer);
+  return serialiser->serialise(copy);
 }
 
 }  // namespace spf::publishers

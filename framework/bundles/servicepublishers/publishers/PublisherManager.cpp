@@ -16,7 +16,7 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-/// How long a stop may wait for the sockets. The transport has a shorter limit of its own.
+/// How long a stop waits for the sockets. The transport has a shorter limit of its own.
 constexpr std::chrono::seconds closingTime{5};
 
 }  // namespace
@@ -35,12 +35,12 @@ PublisherManager::~PublisherManager() {
 void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
   executor_->post([this, kind, pid, properties] {
     if (!releasing_) {
-      take(kind, pid, properties);
+      acceptRevision(kind, pid, properties);
     }
   });
 }
 
-void PublisherManager::take(Kind kind, const std::string& pid, const AnyMap& properties) {
+void PublisherManager::acceptRevision(Kind kind, const std::string& pid, const AnyMap& properties) {
   const EventSink::Origin origin = readOrigin(properties);
   try {
     PublisherRevision revision = readRevision(kind, properties);

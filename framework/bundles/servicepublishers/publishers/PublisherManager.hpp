@@ -14,8 +14,8 @@
 
 namespace spf::publishers {
 
-/// All publishers, by the PID of their factory configuration, and the thread that they live on.
-/// Any thread may call any member; nothing but `stop` blocks.
+/// Owns all publishers, by the PIDs of their factory configurations, and the thread that they run on. Any thread may
+/// call any member; only `stop` blocks.
 class PublisherManager {
  public:
   explicit PublisherManager(cppmicroservices::BundleContext context);
@@ -26,17 +26,20 @@ class PublisherManager {
   PublisherManager(const PublisherManager&) = delete;
   PublisherManager& operator=(const PublisherManager&) = delete;
 
+  /// Applies a revision of a factory configuration.
   void update(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
+
+  /// Withdraws the publisher of a factory configuration.
   void remove(const std::string& pid);
 
-  /// Has every publisher open what it could not open before: a service that it needs has come.
+  /// Lets every publisher open the endpoints that it could not open because a service was missing.
   void retry();
 
-  /// Closes every socket, waits for that a few seconds at most, and ends the thread.
+  /// Closes every socket, blocks until all are closed or a few seconds have passed, and ends the thread.
   void stop();
 
  private:
-  void take(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
+  void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
   void onSocket(const std::string& pid, SocketID id, SocketEvent event, const std::exception_ptr& reason);
   void forgetIfGone(const std::string& pid);
   void releaseAll();

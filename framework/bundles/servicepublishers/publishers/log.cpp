@@ -10,7 +10,7 @@ namespace spf::publishers {
 
 namespace {
 
-/// The bit of the host's levels that warnings have.
+/// The level of warnings, one bit of the host's mask.
 constexpr std::uint32_t warning = 64;
 
 using Logger = agent::host::logging::basic_diagnostic_logger<char>;
@@ -30,7 +30,7 @@ void logWarning(const std::string& text) noexcept {
       logger.push_record(std::move(record));
     }
   } catch (...) {
-    // A sink failed; there is nobody to tell.
+    // A sink failed, and there is no other place to report that to.
   }
 }
 

@@ -9,8 +9,8 @@
 
 namespace agent::spf::frameworksupport {
 
-/// Starts a thread that no signal is delivered to: the host's own threads handle those, and none of
-/// the framework's calls is interrupted. Signals that a thread raises by a fault of its own stay as they are.
+/// Starts a thread that blocks all signals, so that the host's own threads handle them and no system call of the
+/// framework is interrupted. Signals of faults, such as SIGSEGV, are not blocked.
 template <class Function>
 std::thread startThread(Function&& function) {
   sigset_t blocked;
@@ -18,7 +18,7 @@ std::thread startThread(Function&& function) {
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
     sigdelset(&blocked, fault);
   }
-  // A new thread inherits the mask, so that there is no moment without it.
+  // A new thread inherits the mask: it is in force from the beginning.
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, &blocked, &before);
   try {
