@@ -75,6 +75,10 @@ function(spf_add_bundle target)
       spf_harden(${target})
       spf_precompile(${target} runtime)
     endif()
+    # Nor are the warnings of a project that adds this one and makes bundles too.
+    if(PROJECT_NAME STREQUAL "spf-frameworksetup")
+      spf_warn(${target})
+    endif()
     set_target_properties(${target} PROPERTIES
       CXX_EXTENSIONS OFF
       CXX_VISIBILITY_PRESET hidden

@@ -49,6 +49,12 @@ function(spf_harden target)
   target_link_options(${target} PRIVATE "$<${hardened}:LINKER:-z,relro,-z,now,-z,noexecstack>")
 endfunction()
 
+# The warnings that targets of ours are compiled with.
+function(spf_warn target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+    $<$<BOOL:${SPF_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()
+
 # Language level, warnings, hidden visibility and hardening for one target of ours.
 function(spf_target_defaults target)
   target_compile_features(${target} PUBLIC cxx_std_17)
@@ -60,8 +66,7 @@ function(spf_target_defaults target)
     BUILD_RPATH_USE_ORIGIN ON
     INSTALL_RPATH "$ORIGIN;$ORIGIN/../${SPF_LIB_DIR}"
     INSTALL_RPATH_USE_LINK_PATH ON)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
-    $<$<BOOL:${SPF_WARNINGS_AS_ERRORS}>:-Werror>)
+  spf_warn(${target})
   spf_harden(${target})
 endfunction()
 

@@ -1,6 +1,7 @@
+#include <iostream>
+
 #include <agent/host/host.hpp>
 #include <agent/spf/frameworksetup/SPFConfigurationBuilder.hpp>
-#include <iostream>
 
 using namespace std::chrono_literals;
 

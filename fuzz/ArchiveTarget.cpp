@@ -1,3 +1,8 @@
+#include <iterator>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
@@ -7,12 +12,6 @@
 #include <cppmicroservices/FrameworkFactory.h>
 #include <sys/mman.h>
 #include <unistd.h>
-
-#include <iterator>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include "Target.hpp"
 #include "ZipArchive.hpp"
 

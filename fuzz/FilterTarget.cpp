@@ -1,12 +1,11 @@
-#include <cppmicroservices/AnyMap.h>
-#include <cppmicroservices/LDAPFilter.h>
-
 #include <list>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/LDAPFilter.h>
 #include "Target.hpp"
 
 // The input is the text of a filter.

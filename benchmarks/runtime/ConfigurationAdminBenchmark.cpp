@@ -1,12 +1,10 @@
-#include <benchmark/benchmark.h>
-
 #include <atomic>
 #include <string>
 #include <thread>
 
+#include <benchmark/benchmark.h>
 #include <cppmicroservices/cm/Configuration.hpp>
 #include <cppmicroservices/cm/ManagedService.hpp>
-
 #include "RunningFramework.hpp"
 
 namespace spf::benchmarks {

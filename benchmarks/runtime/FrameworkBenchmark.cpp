@@ -1,10 +1,8 @@
-#include <benchmark/benchmark.h>
-
 #include <optional>
 #include <string>
 
+#include <benchmark/benchmark.h>
 #include <cppmicroservices/cm/Configuration.hpp>
-
 #include "RunningFramework.hpp"
 
 namespace spf::benchmarks {

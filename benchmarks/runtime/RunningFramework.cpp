@@ -1,14 +1,13 @@
 #include "RunningFramework.hpp"
 
-#include <dlfcn.h>
-#include <stdlib.h>
-
 #include <filesystem>
 #include <stdexcept>
 
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
+#include <dlfcn.h>
+#include <stdlib.h>
 
 namespace spf::benchmarks {
 

@@ -1,7 +1,5 @@
 #include <benchmark/benchmark.h>
-
 #include <cppmicroservices/ServiceEvent.h>
-
 #include "RunningFramework.hpp"
 
 namespace spf::benchmarks {

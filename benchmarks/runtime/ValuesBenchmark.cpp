@@ -1,7 +1,6 @@
-#include <benchmark/benchmark.h>
-
 #include <string>
 
+#include <benchmark/benchmark.h>
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/LDAPFilter.h>
 

@@ -1,5 +1,4 @@
 #include <cppmicroservices/AnyMap.h>
-
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"

@@ -1,15 +1,13 @@
+#include <atomic>
+#include <cerrno>
+#include <thread>
+
 #include <cppmicroservices/AnyMap.h>
 #include <dlfcn.h>
 #include <pthread.h>
-
-#include <atomic>
-#include <cerrno>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
-#include <thread>
-
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 
@@ -30,7 +28,6 @@ extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, 
 namespace {
 
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworklistener::FrameworkListener;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
@@ -391,37 +388,6 @@ TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
   EXPECT_TRUE(isDone.wait());
   EXPECT_NE(waitFor("published station#1"), "");
   EXPECT_NE(waitFor("published other#1"), "");
-}
-
-TEST(ASerialExecutor, MayBeStoppedByItsOwnTask) {
-  spf::test::Gate isPosted;
-  spf::test::Gate isStopped;
-  spf::test::Gate hasRunTheRest;
-  SerialExecutor sut;
-  sut.post([&] {
-    EXPECT_TRUE(isPosted.wait());
-    EXPECT_NO_THROW(sut.stop());
-    EXPECT_FALSE(sut.post([] {}));
-    isStopped.open();
-  });
-  sut.post([&] { hasRunTheRest.open(); });
-  isPosted.open();
-  EXPECT_TRUE(isStopped.wait());
-  EXPECT_TRUE(hasRunTheRest.wait());
-}
-
-TEST(ASerialExecutor, MayLoseItsLastOwnerInItsOwnTask) {
-  spf::test::Gate isPosted;
-  spf::test::Gate hasRunTheRest;
-  auto sut = std::make_shared<SerialExecutor>();
-  sut->post([&, owner = sut]() mutable {
-    EXPECT_TRUE(isPosted.wait());
-    owner.reset();
-  });
-  sut->post([&] { hasRunTheRest.open(); });
-  sut.reset();
-  isPosted.open();
-  EXPECT_TRUE(hasRunTheRest.wait());
 }
 
 TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {

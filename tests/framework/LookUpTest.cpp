@@ -1,15 +1,14 @@
-#include <dlfcn.h>
-#include <netdb.h>
-#include <sys/socket.h>
-
-#include <boost/log/core.hpp>
-#include <boost/log/expressions/message.hpp>
-#include <boost/log/sinks/basic_sink_backend.hpp>
-#include <boost/log/sinks/sync_frontend.hpp>
 #include <functional>
 #include <map>
 #include <mutex>
 
+#include <dlfcn.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include <boost/log/core.hpp>
+#include <boost/log/expressions/message.hpp>
+#include <boost/log/sinks/basic_sink_backend.hpp>
+#include <boost/log/sinks/sync_frontend.hpp>
 #include "agent/host/logging_levels.hpp"
 #include "support/TestListener.hpp"
 
@@ -60,7 +59,7 @@ class Hosts {
 
   std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::map<std::string, Host> hosts_;
 };
 

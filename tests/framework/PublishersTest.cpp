@@ -1,11 +1,10 @@
-#include <cppmicroservices/AnyMap.h>
-#include <cppmicroservices/Constants.h>
-#include <stdlib.h>
-
 #include <filesystem>
 #include <thread>
 #include <vector>
 
+#include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Constants.h>
+#include <stdlib.h>
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
@@ -386,7 +385,7 @@ class ObedientTransport : public Transport {
   spf::test::Counter opened_;
   mutable std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::vector<std::shared_ptr<EndpointListener>> listeners_;
   std::vector<std::string> addresses_;
 };

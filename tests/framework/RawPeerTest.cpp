@@ -1,7 +1,3 @@
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstdint>
 #include <functional>
@@ -9,8 +5,11 @@
 #include <thread>
 #include <utility>
 #include <vector>
-#include <zmq.hpp>
 
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <zmq.hpp>
 #include "support/TestListener.hpp"
 
 namespace {

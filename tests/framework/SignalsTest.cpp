@@ -1,6 +1,3 @@
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <csignal>
 #include <filesystem>
@@ -8,6 +5,8 @@
 #include <set>
 #include <thread>
 
+#include <sys/syscall.h>
+#include <unistd.h>
 #include "support/TestListener.hpp"
 
 namespace {

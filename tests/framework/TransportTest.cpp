@@ -1,7 +1,7 @@
 #include <future>
 #include <thread>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "support/TestListener.hpp"
 
 namespace {

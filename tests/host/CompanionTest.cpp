@@ -1,7 +1,6 @@
-#include <dlfcn.h>
-
 #include <filesystem>
 
+#include <dlfcn.h>
 #include "TestTree.hpp"
 
 namespace {

@@ -1,3 +1,7 @@
+#include <mutex>
+#include <thread>
+#include <vector>
+
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions.hpp>
@@ -6,10 +10,6 @@
 #include <boost/log/sinks/unlocked_frontend.hpp>
 #include <boost/log/sources/record_ostream.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
-#include <mutex>
-#include <thread>
-#include <vector>
-
 #include "agent/host/logging.hpp"
 
 namespace {

@@ -1,13 +1,13 @@
 #include "agent/host/host.hpp"
 
+#include <optional>
+#include <thread>
+
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
-#include <optional>
-#include <thread>
-
 #include "HookedBundle.hpp"
 #include "TestTree.hpp"
 #include "spf/test/Gate.hpp"

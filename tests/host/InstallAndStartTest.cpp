@@ -1,12 +1,11 @@
-#include <cppmicroservices/Bundle.h>
-#include <cppmicroservices/Framework.h>
-#include <cppmicroservices/LDAPFilter.h>
-
 #include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/LDAPFilter.h>
 #include "HookedBundle.hpp"
 #include "TestTree.hpp"
 #include "spf/test/Gate.hpp"

@@ -1,7 +1,6 @@
-#include <cppmicroservices/Bundle.h>
-
 #include <filesystem>
 
+#include <cppmicroservices/Bundle.h>
 #include "TestTree.hpp"
 
 namespace {

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
+#include <stdlib.h>
 #include "agent/host/host.hpp"
 
 namespace hosttest {

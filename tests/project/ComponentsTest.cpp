@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <fstream>
 #include <map>
@@ -8,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include "Includes.hpp"
 
 // A component of the library is a header with its sources. The table in docs/overview.md lists all of

@@ -1,11 +1,11 @@
-#include <gtest/gtest.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
 #include <string>
+
+#include <gtest/gtest.h>
 
 // Keeps the page about the embedded runtime true to the headers that there are.
 namespace spf::test {

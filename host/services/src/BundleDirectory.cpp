@@ -1,9 +1,5 @@
 #include "BundleDirectory.hpp"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <memory>
@@ -11,6 +7,9 @@
 #include <system_error>
 #include <utility>
 
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include "PathWalk.hpp"
 
 namespace agent::host::services {

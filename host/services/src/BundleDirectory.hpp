@@ -1,11 +1,11 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace agent::host::services {
 

@@ -11,7 +11,6 @@
 
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/Framework.h>
-
 #include "BundleDirectory.hpp"
 #include "PermissionCheck.hpp"
 
@@ -63,7 +62,7 @@ class BundleInstaller {
   Bundles installLocation(const std::filesystem::path& file);
   void start(cppmicroservices::Bundle bundle);
 
-  // Constant after construction.
+  // Constant after construction:
   const std::shared_ptr<cppmicroservices::Framework> framework_;
   const std::filesystem::path root_;
   const PermissionCheck permissionCheck_;
@@ -72,7 +71,7 @@ class BundleInstaller {
   // recursive, because an activator may come back.
   std::recursive_mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::map<std::string, InstalledFile> installed_;
   std::set<long> starting_;
   bool closed_ = false;

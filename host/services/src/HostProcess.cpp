@@ -7,7 +7,6 @@
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
-
 #include "Locations.hpp"
 
 namespace agent::host::services {

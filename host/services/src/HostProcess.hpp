@@ -5,7 +5,6 @@
 #include <optional>
 
 #include <cppmicroservices/Framework.h>
-
 #include "BundleInstaller.hpp"
 #include "PermissionCheck.hpp"
 #include "TemporaryFolder.hpp"
@@ -43,13 +42,13 @@ class HostProcess {
   BundleInstaller& installer() noexcept { return installer_; }
 
  private:
-  // Constant after construction. The storage outlives the framework that uses it.
+  // Constant after construction; the storage outlives the framework that uses it:
   const std::filesystem::path root_;
   const PermissionCheck permissionCheck_;
   std::optional<TemporaryFolder> storage_;
   const std::shared_ptr<cppmicroservices::Framework> framework_;
 
-  // Synchronised by itself.
+  // Synchronised by itself:
   BundleInstaller installer_;
 };
 

@@ -29,7 +29,7 @@ class HostSlot {
  private:
   mutable std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   bool claimed_ = false;
   std::shared_ptr<HostProcess> current_;
 };

@@ -1,12 +1,11 @@
 #include "Locations.hpp"
 
-#include <dlfcn.h>
-
 #include <cstring>
 #include <stdexcept>
 #include <string>
 
 #include <cppmicroservices/LDAPFilter.h>
+#include <dlfcn.h>
 
 namespace agent::host::services {
 

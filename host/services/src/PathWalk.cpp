@@ -1,12 +1,12 @@
 #include "PathWalk.hpp"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
 
 namespace agent::host::services {
 

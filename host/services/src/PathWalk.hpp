@@ -1,12 +1,11 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include "Descriptor.hpp"
 
 namespace agent::host::services {

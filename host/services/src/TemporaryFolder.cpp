@@ -5,6 +5,8 @@
 #include <string>
 #include <system_error>
 
+#include <stdlib.h>
+
 namespace agent::host::services {
 
 TemporaryFolder::TemporaryFolder() {

@@ -3,8 +3,8 @@
 #include <string>
 #include <thread>
 #include <vector>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "support/Resources.hpp"
 #include "support/TestListener.hpp"
 

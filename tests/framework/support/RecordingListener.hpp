@@ -44,7 +44,7 @@ class RecordingListener : public agent::spf::frameworklistener::FrameworkListene
   mutable std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::vector<std::string> lines_;
 };
 

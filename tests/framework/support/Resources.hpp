@@ -1,12 +1,12 @@
 #pragma once
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace frameworktest {
 

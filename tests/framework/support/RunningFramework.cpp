@@ -1,14 +1,14 @@
 #include "RunningFramework.hpp"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include <atomic>
+#include <stdexcept>
 
+#include <arpa/inet.h>
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/LDAPFilter.h>
-#include <atomic>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
-#include <stdexcept>
 
 namespace frameworktest {
 

@@ -6,7 +6,6 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceRegistration.h>
-
 #include "Configuration.hpp"
 #include "RecordingListener.hpp"
 #include "agent/host/host.hpp"

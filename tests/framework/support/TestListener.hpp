@@ -1,12 +1,11 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
 
+#include <gtest/gtest.h>
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"

@@ -1,24 +1,24 @@
 #include "Address.hpp"
 
-#include <gmock/gmock.h>
-
 #include <stdexcept>
+
+#include <gmock/gmock.h>
 
 namespace {
 
 using spf::zeromq::Address;
-using spf::zeromq::collide;
+using spf::zeromq::hasUnresolvedHost;
 using spf::zeromq::InterfaceNames;
-using spf::zeromq::needsLookUp;
+using spf::zeromq::mayCollide;
 using spf::zeromq::parseAddress;
 using spf::zeromq::placeOf;
 using spf::zeromq::toZeroMq;
 
-bool collideAs(const char* left, const char* right) {
+bool areColliding(const char* left, const char* right) {
   const auto one = placeOf(parseAddress(left));
   const auto other = placeOf(parseAddress(right));
-  const bool result = one && other && collide(*one, *other);
-  EXPECT_EQ(result, one && other && collide(*other, *one)) << left << " and " << right;
+  const bool result = one && other && mayCollide(*one, *other);
+  EXPECT_EQ(result, one && other && mayCollide(*other, *one)) << left << " and " << right;
   return result;
 }
 
@@ -38,7 +38,7 @@ TEST(Addresses, CollideWhenTheirPortsAreEqualAndTheirHostsOverlap) {
                                     {"ipc:///tmp/x", "ipc:///tmp/./x"},
                                     {"ipc://@x", "ipc://@x"},
                                     {"inproc://x", "inproc://x"}}) {
-    EXPECT_TRUE(collideAs(left, right)) << left << " and " << right;
+    EXPECT_TRUE(areColliding(left, right)) << left << " and " << right;
   }
 }
 
@@ -55,18 +55,18 @@ TEST(Addresses, DoNotCollideOtherwise) {
                                     {"ipc://@x", "ipc://x"},
                                     {"ipc://x", "inproc://x"},
                                     {"inproc://x", "inproc://./x"}}) {
-    EXPECT_FALSE(collideAs(left, right)) << left << " and " << right;
+    EXPECT_FALSE(areColliding(left, right)) << left << " and " << right;
   }
 }
 
 TEST(Addresses, NeedALookUpUnlessTheirHostIsANumber) {
   for (const auto* text :
        {"tcp://127.0.0.1:1", "tcp://[::1]:1", "tcp://[fe80::1%lo]:1", "tcp://*:1", "ipc://host", "inproc://host"}) {
-    EXPECT_FALSE(needsLookUp(parseAddress(text), InterfaceNames::unknown)) << text;
+    EXPECT_FALSE(hasUnresolvedHost(parseAddress(text), InterfaceNames::unknown)) << text;
   }
-  EXPECT_TRUE(needsLookUp(parseAddress("tcp://localhost:1"), InterfaceNames::usable));
-  EXPECT_FALSE(needsLookUp(parseAddress("tcp://lo:1"), InterfaceNames::usable));
-  EXPECT_TRUE(needsLookUp(parseAddress("tcp://lo:1"), InterfaceNames::unknown));
+  EXPECT_TRUE(hasUnresolvedHost(parseAddress("tcp://localhost:1"), InterfaceNames::usable));
+  EXPECT_FALSE(hasUnresolvedHost(parseAddress("tcp://lo:1"), InterfaceNames::usable));
+  EXPECT_TRUE(hasUnresolvedHost(parseAddress("tcp://lo:1"), InterfaceNames::unknown));
 }
 
 TEST(Addresses, AreSpelledForZeroMq) {

@@ -1,17 +1,17 @@
 #include "descriptorLimits.hpp"
 
+#include <algorithm>
+#include <vector>
+
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <vector>
-
 namespace {
 
 using spf::zeromq::describeDescriptorLimit;
-using spf::zeromq::mostSockets;
+using spf::zeromq::maxSockets;
 using testing::HasSubstr;
 
 /// Sets this process's limits of descriptors for as long as it lives.
@@ -33,7 +33,7 @@ class Limits {
 TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
-  EXPECT_EQ(mostSockets(), static_cast<int>(std::min(limit.rlim_max, rlim_t{65535})));
+  EXPECT_EQ(maxSockets(), static_cast<int>(std::min(limit.rlim_max, rlim_t{65535})));
 }
 
 TEST(TheDescriptorLimits, AreToldApart) {

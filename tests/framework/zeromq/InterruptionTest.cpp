@@ -1,6 +1,8 @@
-#include <gmock/gmock.h>
-
 #include "uninterrupted.hpp"
+
+#include <cerrno>
+
+#include <gmock/gmock.h>
 
 namespace {
 

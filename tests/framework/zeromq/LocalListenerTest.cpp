@@ -1,11 +1,5 @@
 #include "LocalListener.hpp"
 
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -18,6 +12,12 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace {
 

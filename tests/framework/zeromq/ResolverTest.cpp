@@ -1,13 +1,12 @@
 #include "Resolver.hpp"
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
 
+#include <gmock/gmock.h>
 #include "spf/test/Gate.hpp"
 
 namespace {

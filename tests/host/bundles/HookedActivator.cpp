@@ -1,6 +1,5 @@
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Hooks.hpp"
 
 namespace {

@@ -1,7 +1,6 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "agent/host/services.hpp"
 
 namespace {

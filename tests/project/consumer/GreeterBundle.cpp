@@ -1,6 +1,5 @@
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Greeter.hpp"
 
 namespace {

@@ -1,10 +1,10 @@
+#include <iostream>
+
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
 #include <agent/host/host.hpp>
 #include <agent/host/services.hpp>
-#include <iostream>
-
 #include "Greeter.hpp"
 
 int main(int, char** argv) {

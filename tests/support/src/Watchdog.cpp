@@ -1,11 +1,11 @@
 #include "spf/test/Watchdog.hpp"
 
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include <unistd.h>
 
 namespace spf::test {
 

@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-
 #include "spf/test/Watchdog.hpp"
 
 int main(int argc, char** argv) {

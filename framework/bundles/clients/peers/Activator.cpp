@@ -1,8 +1,7 @@
-#include <cppmicroservices/BundleActivator.h>
-#include <cppmicroservices/BundleContext.h>
-
 #include <memory>
 
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
 #include "TransportPeerDirectory.hpp"
 
 namespace spf::peers {

@@ -6,14 +6,16 @@
 
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
+#include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::peers {
 
-using agent::spf::frameworkinterfaces::findService;
 using agent::spf::frameworkinterfaces::Serialiser;
 using agent::spf::frameworkinterfaces::Transport;
+using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::findValue;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -31,17 +33,16 @@ std::shared_ptr<Service> require(const cppmicroservices::BundleContext& context,
 }
 
 void requireText(const AnyMap& map, const char* key, const std::string& where) {
-  const auto entry = map.find(key);
-  if (entry == map.end() || any_cast<std::string>(&entry->second) == nullptr) {
+  if (findValue<std::string>(map, key) == nullptr) {
     throw std::runtime_error("the peer's answer has no text '" + std::string(key) + "'" + where);
   }
 }
 
-/// \throws std::runtime_error saying what is wrong, unless the answer is as PeerDirectory promises it
-void requireWhatWasAsked(const AnyMap& answer) {
+/// Checks that an answer has the form that PeerDirectory promises.
+/// \throws std::runtime_error naming what is missing
+void requireCompleteAnswer(const AnyMap& answer) {
   requireText(answer, questions::publisherID, "");
-  const auto entry = answer.find(questions::services);
-  const auto* services = entry == answer.end() ? nullptr : any_cast<std::vector<Any>>(&entry->second);
+  const auto* services = findValue<std::vector<Any>>(answer, questions::services);
   if (services == nullptr) {
     throw std::runtime_error("the peer's answer has no list '" + std::string(questions::services) + "'");
   }
@@ -56,7 +57,7 @@ void requireWhatWasAsked(const AnyMap& answer) {
   }
 }
 
-AnyMap whatDoYouPublish() {
+AnyMap makeRequest() {
   AnyMap request(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
   request[questions::question] = std::string(questions::whatDoYouPublish);
   return request;
@@ -69,21 +70,21 @@ TransportPeerDirectory::TransportPeerDirectory(cppmicroservices::BundleContext c
 
 AnyMap TransportPeerDirectory::ask(const std::string& servicePublisherID, const std::string& endpoint,
                                    std::chrono::milliseconds timeout) {
-  const auto naming = [&](const auto& step) {
+  const auto addContext = [&](const auto& step) {
     try {
       return step();
     } catch (const std::exception& error) {
       throw std::runtime_error("publisher '" + servicePublisherID + "', endpoint '" + endpoint + "': " + error.what());
     }
   };
-  const auto serialiser = naming([&] { return require<Serialiser>(context_, "serialiser"); });
-  const auto transport = naming([&] { return require<Transport>(context_, "transport"); });
-  const auto request = naming([&] { return serialiser->serialise(whatDoYouPublish()); });
-  // Names both by itself.
+  const auto serialiser = addContext([&] { return require<Serialiser>(context_, "serialiser"); });
+  const auto transport = addContext([&] { return require<Transport>(context_, "transport"); });
+  const auto request = addContext([&] { return serialiser->serialise(makeRequest()); });
+  // Its errors name publisher and endpoint already.
   const auto text = transport->ask(servicePublisherID, endpoint, request, timeout);
-  return naming([&] {
+  return addContext([&] {
     AnyMap answer = serialiser->deserialise(text);
-    requireWhatWasAsked(answer);
+    requireCompleteAnswer(answer);
     return answer;
   });
 }

@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cppmicroservices/BundleContext.h>
-
 #include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
 
 namespace spf::peers {
 
-/// Asks peers through whichever transport and serialiser there are at the time of the question.
+/// Queries peers through the transport and the serialiser that are registered at the time of the call.
 class TransportPeerDirectory : public agent::spf::frameworkinterfaces::PeerDirectory {
  public:
   explicit TransportPeerDirectory(cppmicroservices::BundleContext context);

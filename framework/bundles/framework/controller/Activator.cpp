@@ -1,10 +1,9 @@
-#include <cppmicroservices/Bundle.h>
-#include <cppmicroservices/BundleActivator.h>
-#include <cppmicroservices/BundleContext.h>
-
 #include <memory>
 #include <string>
 
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
 #include "Controller.hpp"
 #include "EventDispatcher.hpp"
 
@@ -16,10 +15,10 @@ using cppmicroservices::service::cm::ManagedServiceFactory;
 class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
-    // The framework's context: events may still be under way when this bundle has stopped.
+    // The framework's context, since events may still be delivered after this bundle has stopped.
     dispatcher_ = std::make_shared<EventDispatcher>(context.GetBundle(0).GetBundleContext());
     controller_ = std::make_shared<Controller>(context, dispatcher_);
-    // The sink first: publishers report as soon as the controller has a configuration.
+    // Before the factory: publishers report as soon as the controller has a configuration.
     sink_ = context.RegisterService<EventSink>(dispatcher_);
     factory_ = context.RegisterService<ManagedServiceFactory>(
         controller_, {{std::string("service.pid"), std::string("zk.spf.framework")}});

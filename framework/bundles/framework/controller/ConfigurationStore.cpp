@@ -1,15 +1,15 @@
 #include "ConfigurationStore.hpp"
 
 #include <algorithm>
-#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
-#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include <stdexcept>
 
-#include "agent/spf/frameworkinterfaces/findService.hpp"
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::controller {
 
-using agent::spf::frameworkinterfaces::findService;
+using agent::spf::frameworksupport::findService;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -18,12 +18,12 @@ using cppmicroservices::service::cm::ManagedServiceFactory;
 
 namespace {
 
-/// Configuration Admin can hand out an object that somebody is just removing; it is gone soon.
+/// How often writing is retried: Configuration Admin can return an object whose removal is still under way.
 constexpr int attempts = 200;
 constexpr std::chrono::milliseconds attemptInterval{5};
 
-/// After that many removals those that were delivered are looked for and forgotten.
-constexpr std::size_t manyRemovals = 64;
+/// The number of recorded removals from which on delivered ones are dropped.
+constexpr std::size_t maxRemovals = 64;
 
 bool isReady(const std::shared_future<void>& future) {
   return future.wait_for(std::chrono::seconds::zero()) == std::future_status::ready;
@@ -56,7 +56,7 @@ bool ConfigurationStore::remove(const PublisherKey& key) {
       removals_[key.pid()] = removal;
     }
   } catch (const std::runtime_error&) {
-    // Somebody else has removed it.
+    // It was removed already.
   }
   forgetDelivered();
   return hasFactory(key.factoryPID);
@@ -67,7 +67,7 @@ std::optional<AnyMap> ConfigurationStore::find(const std::string& pid) const {
   if (!admin) {
     return std::nullopt;
   }
-  // Without a filter: with one, the search can fail because of any configuration that is being removed.
+  // No filter: a search with one can fail because of any configuration whose removal is under way.
   for (const auto& configuration : admin->ListConfigurations()) {
     try {
       if (configuration->GetPid() == pid) {
@@ -100,7 +100,7 @@ bool ConfigurationStore::awaitRemoval(const std::string& pid) {
 }
 
 void ConfigurationStore::forgetDelivered() {
-  if (removals_.size() <= manyRemovals) {
+  if (removals_.size() <= maxRemovals) {
     return;
   }
   for (auto removal = removals_.begin(); removal != removals_.end();) {
@@ -121,7 +121,7 @@ bool ConfigurationStore::hasFactory(const std::string& factoryPID) const {
 bool ConfigurationStore::tryWrite(const Publisher& publisher) {
   const auto admin = findService<ConfigurationAdmin>(context_);
   if (!admin) {
-    return true;  // and with it every configuration is gone
+    return true;  // without Configuration Admin there are no configurations
   }
   try {
     admin->GetFactoryConfiguration(publisher.key.factoryPID, publisher.key.instance)->Update(publisher.properties);

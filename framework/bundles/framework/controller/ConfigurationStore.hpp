@@ -9,34 +9,33 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Revision.hpp"
 #include "StopSignal.hpp"
 
 namespace spf::controller {
 
-/// Reads and writes configurations through Configuration Admin, which is looked up for each
-/// operation; without one nothing is written and nothing is found.
+/// Reads and writes configurations through Configuration Admin, which is looked up for each operation; without it
+/// nothing is written and nothing is found.
 ///
-/// Used by one thread, which must not be one that Configuration Admin calls from: writing may wait
-/// for an earlier removal. Configuration objects are held for one operation only.
+/// Used by one thread, which must not be a thread of Configuration Admin, because writing may wait for an earlier
+/// removal. Configuration objects are held for one operation only.
 class ConfigurationStore {
  public:
   ConfigurationStore(cppmicroservices::BundleContext context, const StopSignal& stop);
 
-  /// Writes a publisher's factory configuration. When the same PID was removed before, waits until
-  /// that removal was delivered: Configuration Admin may lose a configuration that is made anew
-  /// while the removal of its predecessor is under way. Gives up when the stop is requested.
+  /// Writes a publisher's factory configuration. Waits for the delivery of an earlier removal of the same PID, since
+  /// Configuration Admin may lose a configuration that is created while the removal of its predecessor is under way.
+  /// Returns without writing if a stop is requested.
   void write(const Publisher& publisher);
 
   /// Removes a publisher's factory configuration without waiting for the delivery.
-  /// \return whether a service is there now that the removal can be delivered to
+  /// \return whether a service is registered that the removal can be delivered to
   bool remove(const PublisherKey& key);
 
-  /// What Configuration Admin holds now under a PID.
+  /// Returns the properties that Configuration Admin holds for a PID.
   std::optional<cppmicroservices::AnyMap> find(const std::string& pid) const;
 
-  /// Waits for the delivery of every removal, for some time at most.
+  /// Blocks until every removal is delivered or the deadline has passed.
   void awaitRemovals(std::chrono::steady_clock::time_point deadline);
 
  private:

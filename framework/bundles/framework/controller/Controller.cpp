@@ -2,13 +2,17 @@
 
 #include <utility>
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::controller {
+
+using agent::spf::frameworksupport::deadlineAfter;
 
 using cppmicroservices::AnyMap;
 
 namespace {
 
-/// How long a stop may wait until the removals were delivered.
+/// How long a stop waits for the delivery of the removals.
 constexpr std::chrono::seconds withdrawalTime{5};
 
 }  // namespace
@@ -27,7 +31,7 @@ void Controller::Updated(const std::string& pid, const AnyMap& properties) {
 void Controller::Removed(const std::string& pid) {
   executor_.post([this, pid] {
     withdraw(pid);
-    // A removal can be told twice, and the second time after the configuration was made anew.
+    // A removal can be reported twice, the second time after the configuration was created again.
     if (const auto current = store_.find(pid); current && !stop_.isRequested()) {
       apply(pid, *current);
     }
@@ -44,8 +48,8 @@ void Controller::update(const std::string& pid, const AnyMap& properties) {
   const auto known = applied_.find(pid);
   const std::uint32_t count = modificationCountOf(properties);
   if (known != applied_.end() && count < known->second.modificationCount) {
-    if (!holdsNow(pid, count)) {
-      return;  // an older revision that arrives late
+    if (!isHeld(pid, count)) {
+      return;  // a late delivery of an older revision
     }
     withdraw(pid);
   }
@@ -86,7 +90,7 @@ void Controller::withdrawAll() {
     const std::string pid = applied_.begin()->first;
     withdraw(pid);
   }
-  store_.awaitRemovals(std::chrono::steady_clock::now() + withdrawalTime);
+  store_.awaitRemovals(deadlineAfter(withdrawalTime));
   withdrawals_.await();
 }
 
@@ -97,7 +101,7 @@ void Controller::remove(const PublisherKey& key, const std::string& publisherID)
   }
 }
 
-bool Controller::holdsNow(const std::string& pid, std::uint32_t modificationCount) const {
+bool Controller::isHeld(const std::string& pid, std::uint32_t modificationCount) const {
   const auto current = store_.find(pid);
   return current && modificationCountOf(*current) == modificationCount;
 }

@@ -72,7 +72,7 @@ void EventDispatcher::deliver(const std::shared_ptr<const FrameworkEvent>& event
         listener->handleEvent(event);
       }
     } catch (...) {
-      // It went meanwhile, or its own code failed: the others hear the event all the same.
+      // The listener was unregistered meanwhile, or it threw: the others receive the event all the same.
     }
   }
 }

@@ -3,8 +3,11 @@
 #include <map>
 #include <stdexcept>
 
+#include "agent/spf/frameworksupport/text.hpp"
+
 namespace spf::controller {
 
+using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -13,7 +16,7 @@ using List = std::vector<Any>;
 
 namespace {
 
-/// Interface entries by their ID, and the IDs of the interfaces that are mapped to each publisher.
+/// The interface entries by ID, and the IDs of the interfaces that are mapped to each publisher.
 struct Services {
   std::map<std::string, const AnyMap*> byID;
   std::multimap<std::string, std::string> ofPublisher;
@@ -21,10 +24,6 @@ struct Services {
 
 const List& list(const AnyMap& properties, const char* key) {
   return ref_any_cast<List>(properties.at(key));
-}
-
-std::string text(const AnyMap& properties, const char* key) {
-  return any_cast<std::string>(properties.at(key));
 }
 
 Services readServices(const AnyMap& properties) {
@@ -54,8 +53,8 @@ List servicesOf(const std::string& publisherID, const Services& services) {
   return result;
 }
 
-/// Publisher IDs may hold anything, and so may configuration IDs: the separator is masked in the
-/// first part, so that two different pairs never have one name.
+/// Joins the two parts by a separator that is escaped in the first one, because either may hold any character: two
+/// different pairs never have the same name.
 std::string instanceName(const std::string& configurationPID, const std::string& publisherID) {
   std::string name;
   for (const char character : configurationPID) {

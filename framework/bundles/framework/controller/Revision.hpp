@@ -10,7 +10,7 @@
 
 namespace spf::controller {
 
-/// Identity of the factory configuration that one service publisher is given.
+/// The identity of the factory configuration of one service publisher.
 struct PublisherKey {
   std::string factoryPID;
   std::string instance;
@@ -22,7 +22,7 @@ struct PublisherKey {
   }
 };
 
-/// What one service publisher is given.
+/// The factory configuration of one service publisher.
 struct Publisher {
   PublisherKey key;
   std::string servicePublisherID;
@@ -35,21 +35,21 @@ struct UnreadablePublisher {
   std::exception_ptr error;
 };
 
-/// One version of one configuration, taken apart into its publishers.
+/// One revision of a configuration, split into its publishers.
 struct Revision {
   std::uint32_t modificationCount = 0;
   std::vector<Publisher> publishers;
   std::vector<UnreadablePublisher> unreadable;
 };
 
-/// The modification count among a configuration's properties.
-/// \throws std::out_of_range or cppmicroservices::BadAnyCastException when there is none
+/// Returns the modification count among a configuration's properties.
+/// \throws std::out_of_range or cppmicroservices::BadAnyCastException if there is none
 std::uint32_t modificationCountOf(const cppmicroservices::AnyMap& properties);
 
-/// Takes a configuration apart. Each publisher gets `uniqueID`, `name`, `config`, `services` (the
-/// entries of the interfaces that are mapped to it) and `modificationCount`.
+/// Splits a configuration into its publishers. The properties of each are `uniqueID`, `name`, `config`, `services`
+/// (the entries of the interfaces that are mapped to it) and `modificationCount`.
 /// \param pid  the configuration's PID; part of the publishers' instance names
-/// \throws std::out_of_range or cppmicroservices::BadAnyCastException when its lists cannot be read
+/// \throws std::out_of_range or cppmicroservices::BadAnyCastException if its lists cannot be read
 Revision readRevision(const std::string& pid, const cppmicroservices::AnyMap& properties);
 
 }  // namespace spf::controller

@@ -1,10 +1,14 @@
 #include "StopSignal.hpp"
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::controller {
+
+using agent::spf::frameworksupport::deadlineAfter;
 
 namespace {
 
-/// How long a stop may go unnoticed: nobody can wait for a future and for something else at once.
+/// The interval at which a wait for a future checks for a stop: one cannot wait for a future and a condition together.
 constexpr std::chrono::milliseconds slice{20};
 
 }  // namespace
@@ -23,7 +27,7 @@ bool StopSignal::isRequested() const {
 }
 
 bool StopSignal::pause(std::chrono::milliseconds time) const {
-  const auto deadline = std::chrono::steady_clock::now() + time;
+  const auto deadline = deadlineAfter(time);
   std::unique_lock<std::mutex> lock(mutex_);
   return !changed_.wait_until(lock, deadline, [this] { return requested_; });
 }

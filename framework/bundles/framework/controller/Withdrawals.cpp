@@ -6,10 +6,10 @@ namespace spf::controller {
 
 namespace {
 
-/// Sockets may take that long to close.
+/// How long to wait for a publisher, whose sockets have to be closed.
 constexpr std::chrono::seconds timeToClose{5};
 
-/// A publisher that has reported nothing may never have been given its configuration.
+/// How long to wait for a publisher without any report so far: it may never have received its configuration.
 constexpr std::chrono::milliseconds timeToBegin{500};
 
 }  // namespace

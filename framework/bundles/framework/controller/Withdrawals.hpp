@@ -9,26 +9,26 @@
 
 namespace spf::controller {
 
-/// The publishers whose configuration was removed and that have not reported yet that their services are unpublished.
+/// The publishers whose configurations were removed and that have not yet reported that their services are unpublished.
 ///
-/// Publishers are named by their ID, which several configurations may use: each removal stands for one report. Nobody
-/// waits longer than some seconds from the removal, since a publisher may go away without its report. Any thread may
-/// call any member.
+/// Publishers are identified by their IDs, which several configurations may use: one report is expected for each
+/// removal. Each expectation expires some seconds after the removal, since a publisher may be stopped without a report.
+/// Any thread may call any member.
 class Withdrawals {
  public:
-  /// A publisher has reported something other than the end of its services.
+  /// Records a report of a publisher, other than that its services are unpublished.
   void noteReport(const std::string& publisherID);
 
-  /// A publisher has reported the end of its services.
+  /// Records the report that the services of a publisher are unpublished.
   void noteUnpublished(const std::string& publisherID);
 
-  /// Expects the report of a publisher. To be called before its configuration is removed.
+  /// Expects the report of a publisher. Has to be called before its configuration is removed.
   void expect(const std::string& publisherID);
 
-  /// Undoes `expect`: the removal was reported to no publisher.
+  /// Undoes `expect`, for a removal that is delivered to no publisher.
   void cancel(const std::string& publisherID);
 
-  /// Blocks until no report is expected any more.
+  /// Blocks until no report is expected any longer.
   void await();
 
  private:
@@ -40,7 +40,7 @@ class Withdrawals {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::set<std::string> reporting_;
   std::multimap<std::string, TimePoint> deadlines_;
 };

@@ -1,8 +1,7 @@
-#include <cppmicroservices/BundleActivator.h>
-#include <cppmicroservices/BundleContext.h>
-
 #include <memory>
 
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
 #include "ZeroMqTransport.hpp"
 
 namespace spf::zeromq {
@@ -15,7 +14,7 @@ class Activator : public cppmicroservices::BundleActivator {
   }
 
   void Stop(cppmicroservices::BundleContext) override {
-    // Out of the registry first, so that nobody new finds it while it closes its sockets.
+    // Unregistered first, so that no other bundle finds it while it closes its sockets.
     registration_.Unregister();
     transport_->stop();
     transport_.reset();

@@ -1,12 +1,12 @@
 #include "Address.hpp"
 
-#include <arpa/inet.h>
-#include <net/if.h>
-
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+
+#include <arpa/inet.h>
+#include <net/if.h>
 
 namespace spf::zeromq {
 
@@ -20,7 +20,7 @@ constexpr std::size_t mappedPrefix = 12;  // bytes of ::ffff:0:0/96
   throw std::runtime_error("malformed address '" + text + "'; expected " + expected);
 }
 
-// C strings end at a NUL: ZeroMQ and the kernel would open another address than the one that is reported.
+// C strings end at a NUL: ZeroMQ and the kernel would open another address than the reported one.
 void refuseNul(const std::string& text) {
   if (text.find('\0') != std::string::npos) {
     refuse(printable(text), "no NUL character");
@@ -41,7 +41,7 @@ Scheme parseScheme(const std::string& scheme, const std::string& text) {
                            "'; expected tcp, ipc or inproc");
 }
 
-// ZeroMQ takes a port that is too large modulo 65536: the socket would listen at another port than the configured one.
+// ZeroMQ takes larger ports modulo 65536: the socket would listen at another port than the configured one.
 std::uint16_t parsePort(const std::string& port, const std::string& text) {
   if (port == "*") {
     return 0;
@@ -93,7 +93,7 @@ std::optional<HostBytes> numericHost(const Address& address) {
   return std::nullopt;
 }
 
-bool isFourOnly(const HostBytes& host) {
+bool isIPv4Only(const HostBytes& host) {
   const auto prefix = mapped(in_addr{INADDR_ANY});
   return std::equal(prefix.begin(), prefix.begin() + mappedPrefix, host.begin());
 }
@@ -102,17 +102,17 @@ bool isAny(const HostBytes& host) {
   return host == HostBytes{} || host == mapped(in_addr{INADDR_ANY});
 }
 
-bool overlap(const HostBytes& left, const HostBytes& right) {
+bool mayOverlap(const HostBytes& left, const HostBytes& right) {
   if (left == right || left == HostBytes{} || right == HostBytes{}) {
-    return true;  // ZeroMQ's sockets for any IPv6 host take IPv4 as well
+    return true;  // ZeroMQ's sockets for any IPv6 host accept IPv4 as well
   }
-  return (isAny(left) || isAny(right)) && isFourOnly(left) == isFourOnly(right);
+  return (isAny(left) || isAny(right)) && isIPv4Only(left) == isIPv4Only(right);
 }
 
-// Folders may have several names, by links and by dots; the last name is the kernel's to judge.
+// A folder may have several names, by links and dots, so it is made canonical. The last name is left to the kernel.
 std::string absolutePath(const std::string& path) {
   if (path.front() == '@') {
-    return path;  // a name in the kernel's own table, no file
+    return path;  // an abstract name of the kernel, no file
   }
   std::error_code unreadable;
   const auto absolute = std::filesystem::absolute(path, unreadable);
@@ -157,16 +157,16 @@ bool isWildcard(const Address& address) {
   }
 }
 
-bool needsLookUp(const Address& address, InterfaceNames interfaces) {
+bool hasUnresolvedHost(const Address& address, InterfaceNames interfaces) {
   if (address.scheme != Scheme::tcp || numericHost(address)) {
     return false;
   }
   return interfaces == InterfaceNames::unknown || if_nametoindex(address.where.c_str()) == 0;
 }
 
-bool usesIPv6(const Address& address) {
+bool isIPv6(const Address& address) {
   const auto host = address.scheme == Scheme::tcp ? numericHost(address) : std::nullopt;
-  return address.bracketed || (host && !isFourOnly(*host));
+  return address.bracketed || (host && !isIPv4Only(*host));
 }
 
 std::string toZeroMq(const Address& address) {
@@ -176,7 +176,7 @@ std::string toZeroMq(const Address& address) {
   if (address.scheme == Scheme::ipc) {
     return "ipc://" + address.where;
   }
-  const auto host = usesIPv6(address) ? "[" + address.where + "]" : address.where;
+  const auto host = isIPv6(address) ? "[" + address.where + "]" : address.where;
   return "tcp://" + address.source + host + ":" + (address.port == 0 ? "*" : std::to_string(address.port));
 }
 
@@ -194,14 +194,14 @@ std::optional<Place> placeOf(const Address& address) {
   }
 }
 
-bool collide(const Place& left, const Place& right) {
+bool mayCollide(const Place& left, const Place& right) {
   if (left.scheme != right.scheme) {
     return false;
   }
   if (left.scheme != Scheme::tcp) {
     return left.name == right.name;
   }
-  return left.port == right.port && (!left.host || !right.host || overlap(*left.host, *right.host));
+  return left.port == right.port && (!left.host || !right.host || mayOverlap(*left.host, *right.host));
 }
 
 }  // namespace spf::zeromq

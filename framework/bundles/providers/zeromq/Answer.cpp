@@ -4,21 +4,18 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::zeromq {
 
-namespace {
-
-/// Longer than anybody waits, and far from where the clock's arithmetic overflows.
-constexpr std::chrono::milliseconds longest = std::chrono::hours(24 * 365);
-
-}  // namespace
+using agent::spf::frameworksupport::deadlineAfter;
 
 std::string Answer::waitFor(std::chrono::milliseconds timeout) {
-  const auto limit = std::clamp(timeout, std::chrono::milliseconds::zero(), longest);
-  const auto deadline = std::chrono::steady_clock::now() + limit;
+  const auto deadline = deadlineAfter(timeout);
   std::unique_lock<std::mutex> lock(mutex_);
   if (!changed_.wait_until(lock, deadline, [this] { return outcome_.has_value(); })) {
-    throw std::runtime_error("no answer within " + std::to_string(limit.count()) + " ms");
+    const auto waited = std::max(timeout, std::chrono::milliseconds::zero());
+    throw std::runtime_error("no answer within " + std::to_string(waited.count()) + " ms");
   }
   if (!outcome_->good) {
     throw std::runtime_error(outcome_->text);

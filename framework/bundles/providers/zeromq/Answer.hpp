@@ -8,15 +8,17 @@
 
 namespace spf::zeromq {
 
-/// The outcome of one request, waited for by the thread that asks and set by the one that receives.
+/// The outcome of one request. The requesting thread waits for it, the receiving thread sets it.
 class Answer {
  public:
-  /// Only the first outcome counts.
+  /// Sets the peer's text. Has no effect if an outcome is set already.
   void succeed(std::string text) { set({true, std::move(text)}); }
+
+  /// Sets the reason of a failure. Has no effect if an outcome is set already.
   void fail(std::string reason) { set({false, std::move(reason)}); }
 
-  /// \return the peer's text
-  /// \throws std::runtime_error with the reason, or "no answer within ..." when the time is over
+  /// Blocks until the outcome is set, and returns the peer's text.
+  /// \throws std::runtime_error with the reason of a failure, or "no answer within ..." after the time-out
   std::string waitFor(std::chrono::milliseconds timeout);
 
  private:
@@ -30,7 +32,7 @@ class Answer {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::optional<Outcome> outcome_;
 };
 

@@ -9,8 +9,8 @@ namespace spf::zeromq {
 
 namespace {
 
-/// How long an endpoint waits for an open one of ours that has its address.
-constexpr std::chrono::milliseconds patience{500};
+/// How long an endpoint waits for an open one of this transport that holds its address.
+constexpr std::chrono::milliseconds holderTime{500};
 
 }  // namespace
 
@@ -18,16 +18,16 @@ bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now
   if (holder.isClosing()) {
     return false;
   }
-  if (!patienceEnds_) {
-    patienceEnds_ = now + patience;
-    setDeadline(patienceEnds_);
+  if (!holderDeadline_) {
+    holderDeadline_ = now + holderTime;
+    setDeadline(holderDeadline_);
   }
-  return *patienceEnds_ <= now;
+  return *holderDeadline_ <= now;
 }
 
 bool BoundEndpoint::isInTheWayOf(const BoundEndpoint& other) const {
   const bool holds = phase() == Phase::opening || phase() == Phase::open || phase() == Phase::closing;
-  return holds && place_ && other.place_ && collide(*place_, *other.place_);
+  return holds && place_ && other.place_ && mayCollide(*place_, *other.place_);
 }
 
 std::size_t BoundEndpoint::largestMessage() const {
@@ -39,10 +39,10 @@ bool BoundEndpoint::checkAddress() {
     throw std::runtime_error("a source address is for connections only");
   }
   place_ = placeOf(address());
-  return needsLookUp(address(), InterfaceNames::usable);
+  return hasUnresolvedHost(address(), InterfaceNames::usable);
 }
 
-void BoundEndpoint::attach(Surroundings& surroundings) {
+void BoundEndpoint::attach(SharedState& shared) {
   switch (address().scheme) {
     case Scheme::tcp:
       bind();
@@ -53,7 +53,7 @@ void BoundEndpoint::attach(Surroundings& surroundings) {
       break;
     default:
       bind();
-      boundNames_ = &surroundings.boundNames;
+      boundNames_ = &shared.boundNames;
       boundNames_->emplace(address().where, id());
   }
   becomeOpen();
@@ -64,8 +64,8 @@ bool BoundEndpoint::detach() {
     localListener_->removeFile();
   }
   try {
-    // The address may have been a wildcard: only the one it was resolved to can be unbound. Without
-    // the unbind the address would be free only some time after the socket was closed.
+    // Only the resolved address can be unbound, in case of a wildcard. Without the unbind the address would be free
+    // only some time after the socket was closed.
     const std::string bound = boundAddress();
     uninterrupted([&] { socket().unbind(bound); });
     return address().scheme != Scheme::inproc;
@@ -100,7 +100,7 @@ void BoundEndpoint::bind() {
 
 void BoundEndpoint::listenLocally() {
   if (isWildcard(address())) {
-    bind();  // ZeroMQ makes a folder, and removes it
+    bind();  // ZeroMQ creates a folder and removes it
     return;
   }
   localListener_.emplace(address().where);
@@ -140,7 +140,7 @@ void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const st
   frames.push_back(std::move(request));
   frames.emplace_back(outcome);
   frames.emplace_back(reply);
-  // A peer that takes nothing loses its answer; its own time-out reports that.
+  // A peer whose queue is full loses its answer; its own time-out reports that.
   sendMessage(socket(), std::move(frames));
 }
 

@@ -11,7 +11,7 @@ namespace spf::zeromq {
 
 namespace {
 
-/// Between two look-ups of a host whose process is not there; doubled each time, up to a limit.
+/// The interval between two look-ups of a host whose process is unreachable; doubled each time, up to a limit.
 constexpr std::chrono::milliseconds firstLookUpInterval{500};
 constexpr std::chrono::milliseconds longestLookUpInterval{30000};
 
@@ -27,7 +27,7 @@ void ConnectedEndpoint::onMessages() {
     std::memcpy(&number, (*frames)[0].data(), sizeof(number));
     const auto awaited = awaited_.find(number);
     if (awaited == awaited_.end()) {
-      continue;  // its time was over
+      continue;  // the request has timed out
     }
     const auto answer = std::move(awaited->second);
     awaited_.erase(awaited);
@@ -39,17 +39,17 @@ void ConnectedEndpoint::onMessages() {
   }
 }
 
-bool ConnectedEndpoint::mayOpen(const Surroundings& surroundings) const {
-  return address().scheme != Scheme::inproc || surroundings.boundNames.count(address().where) != 0;
+bool ConnectedEndpoint::mayOpen(const SharedState& shared) const {
+  return address().scheme != Scheme::inproc || shared.boundNames.count(address().where) != 0;
 }
 
-void ConnectedEndpoint::checkPeer(const Surroundings& surroundings) {
+void ConnectedEndpoint::checkPeer(const SharedState& shared) {
   if (!isOpen() || address().scheme != Scheme::inproc) {
     return;
   }
-  const auto bound = surroundings.boundNames.find(address().where);
-  if (bound == surroundings.boundNames.end() || bound->second != peer_) {
-    lose(Phase::waiting);
+  const auto bound = shared.boundNames.find(address().where);
+  if (bound == shared.boundNames.end() || bound->second != peer_) {
+    reportLoss(Phase::waiting);
     failRequests("the connection was lost");
     startOver();
   }
@@ -62,7 +62,7 @@ void ConnectedEndpoint::ask(const std::string& request, std::shared_ptr<Answer> 
     answer->fail(error.what());
     return;
   }
-  // The peer drops the answers that find its queue full.
+  // A peer drops answers if its queue is full, so no more requests may be pending than a queue holds.
   if (awaited_.size() >= static_cast<std::size_t>(queuedMessages)) {
     answer->fail("the connection takes no more requests now");
     return;
@@ -93,16 +93,16 @@ bool ConnectedEndpoint::checkAddress() {
     throw std::runtime_error("a wildcard can be bound, not connected to");
   }
   lookUpInterval_ = firstLookUpInterval;
-  return needsLookUp(address(), InterfaceNames::unknown);
+  return hasUnresolvedHost(address(), InterfaceNames::unknown);
 }
 
-void ConnectedEndpoint::attach(Surroundings& surroundings) {
+void ConnectedEndpoint::attach(SharedState& shared) {
   uninterrupted([this] { socket().connect(toZeroMq(address())); });
   if (address().scheme == Scheme::inproc) {
-    peer_ = surroundings.boundNames.at(address().where);
+    peer_ = shared.boundNames.at(address().where);
     becomeOpen();
   } else if (hasHostName()) {
-    lookUpAgain();  // unless the connection is established first
+    lookUpAgain();  // cancelled if the connection is established before
   }
 }
 
@@ -112,10 +112,10 @@ void ConnectedEndpoint::onEvent(std::uint16_t event) {
     lastWarning_.clear();
     becomeOpen();
   } else if (isOpen()) {
-    onMessages();  // the answers that came before
-    // The peer sends no others: to it the next connection is one with somebody else.
+    onMessages();  // the answers that have arrived before
+    // The peer sends no further answers, because it takes the next connection for another peer.
     failRequests("the connection was lost");
-    lose(Phase::opening);  // ZeroMQ connects again by itself, but to the same numeric address
+    reportLoss(Phase::opening);  // ZeroMQ reconnects by itself, but to the same numeric address
     if (hasHostName()) {
       lookUpAgain();
     }
@@ -123,7 +123,7 @@ void ConnectedEndpoint::onEvent(std::uint16_t event) {
 }
 
 void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
-  // One address after the other, until one of them has the peer.
+  // Tries one address after the other, until the peer answers at one of them.
   const auto current = std::find(resolved.addresses.begin(), resolved.addresses.end(), address().where);
   const bool isLast = current == resolved.addresses.end() || std::next(current) == resolved.addresses.end();
   const std::string next = isLast ? resolved.addresses.front() : *std::next(current);

@@ -17,17 +17,17 @@ class ConnectedEndpoint : public Endpoint {
 
   void onMessages() override;
 
-  /// Whether there is something to connect to: an `inproc` name has to be bound in this process.
-  /// ZeroMQ would accept the connection without, but keeps it beyond the close of its socket.
-  bool mayOpen(const Surroundings& surroundings) const;
+  /// Returns whether there is a peer to connect to: an `inproc` name has to be bound in this process. ZeroMQ would
+  /// accept the connection without it, but keep it after its socket was closed.
+  bool mayOpen(const SharedState& shared) const;
 
-  /// Drops a connection to an `inproc` name that is bound no more, or bound by another endpoint.
-  void checkPeer(const Surroundings& surroundings);
+  /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint.
+  void checkPeer(const SharedState& shared);
 
-  /// Sends a request; the answer is set when the peer's arrives.
+  /// Sends a request. The answer is set when the peer's message arrives, or the request fails.
   void ask(const std::string& request, std::shared_ptr<Answer> answer);
 
-  /// Forgets a request whose time is over.
+  /// Drops a request after its time-out.
   void forget(const std::shared_ptr<Answer>& answer);
 
  private:
@@ -35,7 +35,7 @@ class ConnectedEndpoint : public Endpoint {
   int monitoredEvents() const override { return ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED; }
   std::size_t largestMessage() const override;
   bool checkAddress() override;
-  void attach(Surroundings& surroundings) override;
+  void attach(SharedState& shared) override;
   bool detach() override { return false; }
   void onEvent(std::uint16_t event) override;
   void onResolved(const ResolvedHost& resolved) override;
@@ -45,7 +45,7 @@ class ConnectedEndpoint : public Endpoint {
   void lookUpAgain();
   void failRequests(const std::string& reason);
 
-  EndpointID peer_ = 0;  ///< inproc: the endpoint that is connected to
+  EndpointID peer_ = 0;  ///< inproc: the connected endpoint
   std::chrono::milliseconds lookUpInterval_{0};
   std::string lastWarning_;
   std::uint64_t lastNumber_ = 0;

@@ -11,7 +11,7 @@ namespace spf::zeromq {
 
 namespace {
 
-/// How long a socket may take to report its end before the listener is warned; doubled each time.
+/// How long a socket may take to close before the listener is warned; doubled each time.
 constexpr std::chrono::seconds closingTime{2};
 
 constexpr int reconnectInterval = 100;  // milliseconds
@@ -21,7 +21,7 @@ void swallow(const Call& call) noexcept {
   try {
     call();
   } catch (...) {
-    // A listener's failure is its own; the other endpoints must not suffer from it.
+    // An exception of one listener must not affect the other endpoints.
   }
 }
 
@@ -59,7 +59,7 @@ void Endpoint::onLookUpStarted() noexcept {
 
 void Endpoint::onLookUp(const ResolvedHost& resolved) {
   if (phase_ != Phase::lookingUp && phase_ != Phase::opening) {
-    return;  // it was closed, or the peer came meanwhile
+    return;  // it was closed or connected meanwhile
   }
   if (resolved.addresses.empty()) {
     onUnresolved("cannot look up the host '" + hostName_ + "': " + resolved.failure);
@@ -68,18 +68,18 @@ void Endpoint::onLookUp(const ResolvedHost& resolved) {
   }
 }
 
-void Endpoint::open(Surroundings& surroundings) {
+void Endpoint::open(SharedState& shared) {
   try {
     phase_ = Phase::opening;
     deadline_.reset();
-    makeSocket(surroundings);
-    attach(surroundings);
+    makeSocket(shared);
+    attach(shared);
   } catch (const zmq::error_t& error) {
-    fail(error.num() == EMFILE ? describeDescriptorLimit(surroundings.context) : error.what());
+    fail(error.num() == EMFILE ? describeDescriptorLimit(shared.context) : error.what());
   } catch (const std::system_error& error) {
     const bool isLimit =
         error.code() == std::errc::too_many_files_open || error.code() == std::errc::too_many_files_open_in_system;
-    fail(isLimit ? describeDescriptorLimit(surroundings.context) : error.what());
+    fail(isLimit ? describeDescriptorLimit(shared.context) : error.what());
   } catch (const std::exception& error) {
     fail(error.what());
   }
@@ -162,7 +162,7 @@ void Endpoint::startOver() {
   dropSocket();
 }
 
-void Endpoint::lose(Phase next) {
+void Endpoint::reportLoss(Phase next) {
   if (phase_ == Phase::open) {
     phase_ = next;
     swallow([this] { listener_->lost(); });
@@ -183,16 +183,16 @@ void Endpoint::setHost(const std::string& host) {
   address_.bracketed = false;
 }
 
-void Endpoint::makeSocket(Surroundings& surroundings) {
-  socket_.emplace(surroundings.context, socketType());
+void Endpoint::makeSocket(SharedState& shared) {
+  socket_.emplace(shared.context, socketType());
   socket_->set(zmq::sockopt::linger, 0);
   socket_->set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(largestMessage()));
   socket_->set(zmq::sockopt::sndhwm, queuedMessages);
   socket_->set(zmq::sockopt::rcvhwm, queuedMessages);
   socket_->set(zmq::sockopt::reconnect_ivl, reconnectInterval);
-  socket_->set(zmq::sockopt::ipv6, usesIPv6(address_));
-  if (address_.scheme != Scheme::inproc) {  // nothing is reported there
-    monitor_.emplace(surroundings.context, *socket_, std::to_string(++surroundings.lastMonitor), monitoredEvents());
+  socket_->set(zmq::sockopt::ipv6, isIPv6(address_));
+  if (address_.scheme != Scheme::inproc) {  // ZeroMQ reports no events of these
+    monitor_.emplace(shared.context, *socket_, std::to_string(++shared.lastMonitor), monitoredEvents());
   }
 }
 
@@ -211,7 +211,7 @@ std::string Endpoint::describe(const std::string& reason) const {
 }
 
 void Endpoint::fail(const std::string& reason) {
-  // A statement of its own: no part of the exception stays here when another thread has it.
+  // A statement of its own, so that this thread holds no reference to the exception once another thread has it.
   auto error = std::make_exception_ptr(std::runtime_error(describe(reason)));
   abandon(std::move(error));
 }

@@ -7,8 +7,8 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "Address.hpp"
 #include "Monitor.hpp"
 #include "Resolver.hpp"
@@ -20,40 +20,40 @@ using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using EndpointID = agent::spf::frameworkinterfaces::Transport::EndpointID;
 
-/// What the endpoints of one socket loop share.
-struct Surroundings {
+/// The state that the endpoints of one socket loop share.
+struct SharedState {
   zmq::context_t& context;
 
-  /// The `inproc` names that are bound now, and the endpoints that have them.
+  /// The `inproc` names that are bound, with their endpoints.
   std::map<std::string, EndpointID> boundNames;
 
-  /// Makes the names of monitors unique.
+  /// The number in the name of the latest monitor, which makes the names unique.
   std::uint64_t lastMonitor = 0;
 };
 
-/// One endpoint: a socket, its monitor, and the listener that its progress is reported to.
+/// One endpoint: a socket, its monitor, and the listener that receives its reports.
 ///
-/// Lives on the socket loop's thread, which alone uses it. Its phases:
+/// Used on the socket loop's thread only. Its phases:
 ///
 ///     fresh ──► lookingUp ──► waiting ──► opening ──► open ──► closing ──► done
 ///       └──────────────────────►▲ ▲          │ ▲        │
-///                               │ └──────────┘ └────────┤ tcp, ipc: the peer is gone
-///                               └───────────────────────┘ inproc: the peer is gone
+///                               │ └──────────┘ └────────┤ tcp, ipc: the peer is lost
+///                               └───────────────────────┘ inproc: the peer is lost
 ///
-/// From `opening` back to `waiting` leads the try of another address of the host. From every phase
-/// the endpoint can go to `done`: when it fails, or when it is closed and has no address to free.
-/// In `done` the end was reported to the listener, and the socket is closed.
+/// An endpoint returns from `opening` to `waiting` to try another address of the host. From every phase it can change
+/// to `done`: if it fails, or if it is closed and has no address to free. In `done` the socket is closed and the end
+/// was reported to the listener.
 class Endpoint {
  public:
   using Clock = std::chrono::steady_clock;
 
   enum class Phase {
-    fresh,      ///< nothing was done for it yet
-    lookingUp,  ///< its host has no numeric address yet
-    waiting,    ///< bind: another endpoint of ours has the address; connect: nobody has the `inproc` name
-    opening,    ///< has a socket that does not listen yet, or whose peer is not there
+    fresh,      ///< not started yet
+    lookingUp,  ///< the host has no numeric address yet
+    waiting,    ///< bind: another endpoint holds the address; connect: the `inproc` name is not bound
+    opening,    ///< has a socket that does not listen yet, or has no peer yet
     open,       ///< listens, or is connected
-    closing,    ///< ZeroMQ has yet to give the address free
+    closing,    ///< waits until ZeroMQ has released the address
     done
   };
 
@@ -63,37 +63,37 @@ class Endpoint {
   Endpoint(const Endpoint&) = delete;
   Endpoint& operator=(const Endpoint&) = delete;
 
-  /// Leaves the phase `fresh`; a bad address fails.
+  /// Checks the address and leaves the phase `fresh`; fails if the address is malformed.
   void start();
 
-  /// The host to look up now, if there is one.
+  /// Returns the host to look up now, if there is one.
   std::optional<std::string> hostToLookUp(Clock::time_point now) const;
 
-  /// Takes note that the host is being looked up: it is asked for once per look-up.
+  /// Records that the requested look-up was started.
   void onLookUpStarted() noexcept;
 
-  /// Takes the outcome of a look-up.
+  /// Handles the outcome of a look-up.
   void onLookUp(const ResolvedHost& resolved);
 
-  /// Makes the socket; when that fails for good the endpoint is done. Only in the phase `waiting`.
-  void open(Surroundings& surroundings);
+  /// Creates the socket; if that fails, the endpoint is done. Allowed in the phase `waiting` only.
+  void open(SharedState& shared);
 
-  /// Starts to close the socket. The endpoint is done at once or some time later.
+  /// Starts closing the socket. The endpoint is done at once or some time later.
   void close();
 
-  /// Does not wait any longer for the report that the socket is closed.
+  /// Ends the wait for the report that the socket is closed.
   void forceClose();
 
-  /// Reads what the monitor reports, up to a limit.
+  /// Handles the events of the monitor, up to a limit.
   void onMonitor();
 
-  /// Reads what peers sent, up to a limit.
+  /// Handles the messages of peers, up to a limit.
   virtual void onMessages() = 0;
 
-  /// Does what is due at the deadline.
+  /// Performs the action that is due at the deadline.
   void onTime(Clock::time_point now);
 
-  /// Gives up with a reason: the listener is told `failed` in the phases before `open`, later `closed`.
+  /// Abandons the endpoint: reports `failed` with the reason in the phases before `open`, `closed` in later ones.
   void abandon(std::exception_ptr reason);
 
   EndpointID id() const noexcept { return id_; }
@@ -103,10 +103,10 @@ class Endpoint {
   bool isDone() const noexcept { return phase_ == Phase::done; }
   bool isClosing() const noexcept { return phase_ == Phase::closing; }
 
-  /// When `onTime` or `hostToLookUp` has something to do.
+  /// Returns when `onTime` or `hostToLookUp` has to be called next.
   std::optional<Clock::time_point> deadline() const noexcept { return deadline_; }
 
-  /// What to poll; null when there is none.
+  /// Returns the socket or the monitor to poll; null if there is none.
   void* socketHandle() noexcept { return socket_ ? socket_->handle() : nullptr; }
   void* monitorHandle() noexcept { return monitor_ ? monitor_->handle() : nullptr; }
 
@@ -115,37 +115,37 @@ class Endpoint {
   virtual int monitoredEvents() const = 0;
   virtual std::size_t largestMessage() const = 0;
 
-  /// Whether the host has to be looked up.
-  /// \throws std::runtime_error for an address that makes no sense for the endpoint
+  /// Returns whether the host has to be looked up.
+  /// \throws std::runtime_error if the address is not allowed for this kind of endpoint
   virtual bool checkAddress() = 0;
 
   /// Binds or connects the socket.
-  virtual void attach(Surroundings& surroundings) = 0;
+  virtual void attach(SharedState& shared) = 0;
 
-  /// Takes the socket off its address.
-  /// \return whether the monitor is going to report the end
+  /// Detaches the socket from its address.
+  /// \return whether the monitor will report the end
   virtual bool detach() = 0;
 
   virtual void onEvent(std::uint16_t event) = 0;
   virtual void onResolved(const ResolvedHost& resolved) = 0;
   virtual void onUnresolved(const std::string& failure) = 0;
 
-  /// What is due in the phases before `closing`.
+  /// Performs the action that is due in the phases before `closing`.
   virtual void onDeadline() {}
 
-  /// What to do before the socket goes.
+  /// Releases what depends on the socket, before it is destroyed.
   virtual void beforeDrop() {}
 
   void becomeOpen();
   void becomeClosed();
 
-  /// Goes to `waiting`, without a socket.
+  /// Destroys the socket and returns to `waiting`.
   void startOver();
 
-  /// Tells the listener of an open connection that it is gone.
-  void lose(Phase next);
+  /// Reports the loss of an open connection to the listener, and changes to another phase.
+  void reportLoss(Phase next);
 
-  /// Asks for a look-up of the host, in the phase `lookingUp` or any later one.
+  /// Requests a look-up of the host. Allowed in the phase `lookingUp` and later.
   void requestLookUp(Clock::time_point when);
   void setDeadline(std::optional<Clock::time_point> deadline) { deadline_ = deadline; }
 
@@ -155,15 +155,15 @@ class Endpoint {
   EndpointListener& listener() { return *listener_; }
   const Address& address() const noexcept { return address_; }
 
-  /// Puts a numeric host in the place of the name.
+  /// Replaces the name of the host by a number.
   void setHost(const std::string& host);
   bool hasHostName() const noexcept { return hostName_ != address_.where; }
 
-  /// Gives up: the listener is told the reason and the address.
+  /// Abandons the endpoint with an error that names the address and the reason.
   void fail(const std::string& reason);
 
  private:
-  void makeSocket(Surroundings& surroundings);
+  void makeSocket(SharedState& shared);
   void dropSocket();
   std::string describe(const std::string& reason) const;
 
@@ -177,7 +177,7 @@ class Endpoint {
   std::string hostName_;
   std::chrono::seconds closingWarning_{0};
 
-  // The monitor goes before the socket that it observes.
+  // The monitor is destroyed before the socket that it observes.
   std::optional<zmq::socket_t> socket_;
   std::optional<Monitor> monitor_;
 };

@@ -1,11 +1,5 @@
 #include "LocalListener.hpp"
 
-#include <fcntl.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
@@ -15,6 +9,12 @@
 #include <stdexcept>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace spf::zeromq {
 
@@ -79,7 +79,7 @@ void startListening(int descriptor, const std::string& reported) {
   }
 }
 
-/// What connecting to the address says: 0 or EAGAIN when somebody listens.
+/// Returns the error of connecting to the address: 0 or EAGAIN if a process listens there.
 int probe(const std::string& path) {
   const LocalAddress local = toLocalAddress(path);
   const int descriptor = newSocket(path);
@@ -91,14 +91,14 @@ int probe(const std::string& path) {
   return result;
 }
 
-/// A file name that nobody else has: nobody can take what stands there for an address.
+/// Returns a random file name, so that no process can mistake the file for the address of an endpoint.
 std::string privateName() {
   std::random_device random;
   return ".spf-" + std::to_string(random()) + "-" + std::to_string(random());
 }
 
-/// The right to remove one stale file, which one process at a time has: a name in the kernel's table,
-/// which is free again when the process ends. Those of other network namespaces do not see it.
+/// Reserves the removal of one stale file for this process, by a name in the kernel's table, which the kernel releases
+/// when the process ends. Processes of other network namespaces do not see the name.
 class Takeover {
  public:
   Takeover(const struct stat& file, const std::string& path) : descriptor_(newSocket(path)) {
@@ -117,8 +117,8 @@ class Takeover {
   const int descriptor_;
 };
 
-/// The socket file at a path, whose folder is kept open: the working directory may change, and the
-/// path of a private name beside it may be longer than an address.
+/// The socket file at a path. Its folder is kept open, because the working directory may change, and because the path
+/// of a private name in that folder may be longer than an address allows.
 class SocketFile {
  public:
   explicit SocketFile(const std::string& path)
@@ -134,7 +134,7 @@ class SocketFile {
   SocketFile(const SocketFile&) = delete;
   SocketFile& operator=(const SocketFile&) = delete;
 
-  /// The address of a private name in the folder.
+  /// Returns the address of a private name in the folder.
   std::string addressOf(const std::string& name) const {
     const std::string direct = parent_ / name;
     return direct.size() < sizeof(sockaddr_un::sun_path) ? direct
@@ -151,8 +151,8 @@ class SocketFile {
 
   void remove(const std::string& name) const noexcept { unlinkat(folder_, name.c_str(), 0); }
 
-  /// Gives a socket with a private name the path too, in one step.
-  /// \return false when a file stands there
+  /// Links a socket with a private name to the path, in one step.
+  /// \return false if a file exists at the path
   bool publish(const std::string& name) const {
     if (linkat(folder_, name.c_str(), folder_, name_.c_str(), 0) == 0) {
       return true;
@@ -167,12 +167,13 @@ class SocketFile {
     return false;
   }
 
-  /// Removes a socket file that nobody listens at.
-  /// \throws when anything else stands at the path, or another process is about to replace it
+  /// Removes a socket file without a listening process.
+  /// \throws std::system_error or std::runtime_error if the path holds anything else, or another process is about to
+  ///         replace the file
   void removeStale() const {
     struct stat status {};
     if (fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      return;  // it went meanwhile
+      return;  // it was removed meanwhile
     }
     if (!S_ISSOCK(status.st_mode)) {
       refuse(path_, "the file exists and is no socket");
@@ -189,7 +190,7 @@ class SocketFile {
   void requireStale(const std::string& address) const {
     switch (const int result = probe(address)) {
       case ECONNREFUSED:
-      case ENOENT:  // it went meanwhile
+      case ENOENT:  // it was removed meanwhile
         return;
       case EPROTOTYPE:
         refuse(path_, "the socket is of another type");
@@ -201,15 +202,15 @@ class SocketFile {
     }
   }
 
-  // A process of another kind may have replaced the stale file since: it is put aside and looked at
-  // again, and put back if somebody listens after all.
+  // A process that does not use Takeover may have replaced the stale file since: the file is renamed, checked again,
+  // and restored if a process listens after all.
   void removeIfStillStale() const {
     const std::string aside = privateName();
     if (renameat(folder_, name_.c_str(), folder_, aside.c_str()) != 0) {
       if (errno != ENOENT) {
         fail(path_, errno);
       }
-      return;  // it went meanwhile
+      return;  // it was removed meanwhile
     }
     try {
       requireStale(addressOf(aside));
@@ -252,15 +253,15 @@ void LocalListener::release() noexcept {
 
 void LocalListener::removeFile() noexcept {
   struct stat status {};
-  const bool ours = std::exchange(hasFile_, false) && lstat(file_.c_str(), &status) == 0 && status.st_dev == device_ &&
-                    status.st_ino == inode_;
-  if (ours) {
+  const bool isOurs = std::exchange(hasFile_, false) && lstat(file_.c_str(), &status) == 0 &&
+                      status.st_dev == device_ && status.st_ino == inode_;
+  if (isOurs) {
     unlink(file_.c_str());
   }
 }
 
 void LocalListener::bindAndListen() {
-  toLocalAddress(path_);  // peers need one that is not too long
+  toLocalAddress(path_);  // fails if the path is too long for peers
   if (isFile(path_)) {
     bindFile();
   } else {
@@ -269,7 +270,8 @@ void LocalListener::bindAndListen() {
   }
 }
 
-// The socket listens before it gets the path: a file that refuses connections is a stale one to others.
+// The socket listens before it is linked to the path, because other processes take a file that refuses connections for
+// a stale one.
 void LocalListener::bindFile() {
   const SocketFile file(path_);
   const std::string name = privateName();

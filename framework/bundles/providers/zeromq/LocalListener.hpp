@@ -1,20 +1,21 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
+
+#include <sys/types.h>
 
 namespace spf::zeromq {
 
-/// A socket that listens at an `ipc` address, made here because ZeroMQ removes whatever file stands
-/// at the path, and leaves its own behind.
+/// A socket that listens at an `ipc` address. ZeroMQ itself would remove any file at the path, and leave its own file
+/// behind.
 ///
-/// Replaces the socket file of a process that is gone and nothing else, also when several processes
-/// try to at a time. The file is removed again by the destructor, unless another one took its place.
+/// Replaces the socket file of a process that has ended, and no other file, even if several processes try at the same
+/// time. The destructor removes the file, unless another one has replaced it.
 class LocalListener {
  public:
-  /// \param path  of the socket file; one that starts with '@' is a name in the kernel's own table
-  /// \throws std::system_error or std::runtime_error with the path and what stands in the way
+  /// Creates the socket and starts to listen.
+  /// \param path  of the socket file; one that starts with '@' is an abstract name of the kernel
+  /// \throws std::system_error or std::runtime_error naming the path and the reason
   explicit LocalListener(std::string path);
   ~LocalListener();
 
@@ -23,10 +24,10 @@ class LocalListener {
 
   int descriptor() const noexcept { return descriptor_; }
 
-  /// Leaves the descriptor to ZeroMQ, which closes it from then on.
+  /// Transfers the ownership of the descriptor to ZeroMQ, which closes it.
   void release() noexcept;
 
-  /// Removes the socket file. To be called while the socket listens: nobody else replaces it then.
+  /// Removes the socket file. Has to be called while the socket listens, since no other process replaces the file then.
   void removeFile() noexcept;
 
  private:
@@ -34,7 +35,7 @@ class LocalListener {
   void bindFile();
 
   const std::string path_;
-  const std::string file_;  ///< the same from the root on: the working directory may change
+  const std::string file_;  ///< the absolute path, since the working directory may change
   int descriptor_;
   bool hasFile_ = false;
   dev_t device_ = 0;

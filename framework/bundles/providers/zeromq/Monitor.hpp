@@ -3,27 +3,30 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {
 
-/// Receives what a socket reports about its connections. Used by the thread that owns the socket.
+/// Receives the events of a socket's connections. Used by the thread that owns the socket.
 class Monitor {
  public:
+  /// Starts monitoring a socket.
   /// \param name    unique within the context
-  /// \param events  ZeroMQ's mask of the events that are wanted
+  /// \param events  ZeroMQ's mask of the monitored events
   Monitor(zmq::context_t& context, zmq::socket_t& observed, const std::string& name, int events);
 
-  /// Stops the reports first, so that the observed socket may be closed afterwards.
+  /// Stops monitoring, so that the observed socket may be closed afterwards.
   ~Monitor();
 
   Monitor(const Monitor&) = delete;
   Monitor& operator=(const Monitor&) = delete;
 
-  /// The next event; nothing when none has arrived, or the budget is used up.
+  /// Returns the next event; nothing if none has arrived, or the budget is used up.
+  /// \param budget  how many frames may be read; reduced by those that were read
   std::optional<std::uint16_t> next(int& budget);
 
-  /// What to poll.
+  /// Returns the socket to poll.
   void* handle() noexcept { return receiver_.handle(); }
 
  private:

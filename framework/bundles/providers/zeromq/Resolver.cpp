@@ -1,10 +1,5 @@
 #include "Resolver.hpp"
 
-#include <arpa/inet.h>
-#include <dlfcn.h>
-#include <netdb.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
@@ -15,13 +10,17 @@
 #include <system_error>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include <arpa/inet.h>
+#include <dlfcn.h>
+#include <netdb.h>
+#include <sys/socket.h>
+#include "agent/spf/frameworksupport/startThread.hpp"
 
 namespace spf::zeromq {
 
 namespace {
 
-constexpr int mostThreads = 4;
+constexpr int maxThreads = 4;
 
 std::string toText(const addrinfo& entry) {
   char text[NI_MAXHOST] = "";
@@ -55,7 +54,7 @@ ResolvedHost lookUpNow(const std::string& host) {
   return resolved;
 }
 
-/// What becomes of a look-up that throws; the text is short enough to need no memory.
+/// Returns the outcome of a look-up that throws. Its text is short enough to need no memory.
 ResolvedHost outOfMemory() noexcept {
   return {{}, "out of memory"};
 }
@@ -68,7 +67,7 @@ ResolvedHost resolve(const std::string& host) noexcept {
   }
 }
 
-/// Hands the outcome on; a handler that has no room for it is given a failure instead.
+/// Calls a handler with the outcome, and with a failure if it throws.
 void call(const Resolver::Handler& handler, const ResolvedHost& resolved) noexcept {
   try {
     handler(resolved);
@@ -76,108 +75,118 @@ void call(const Resolver::Handler& handler, const ResolvedHost& resolved) noexce
     try {
       handler(outOfMemory());
     } catch (...) {
-      // Nobody is left to tell; the other look-ups must not suffer from it.
+      // The handler cannot be notified at all; the other look-ups must not be affected.
     }
   }
 }
 
-// A thread that is inside a look-up returns to this code when the bundle may be long gone.
-void stayLoaded() {
+// A thread may return from a look-up to this code after the bundle was uninstalled.
+void keepLibraryLoaded() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&stayLoaded), &info) != 0) {
+  if (dladdr(reinterpret_cast<void*>(&keepLibraryLoaded), &info) != 0) {
     dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
   }
 }
 
 }  // namespace
 
-/// What the resolver shares with its threads.
-struct Resolver::Requests {
-  std::mutex mutex;
-  std::condition_variable changed;
+/// The state that the resolver shares with its threads.
+class Resolver::Requests {
+ public:
+  void lookUp(const std::string& host, Handler handler, const std::shared_ptr<Requests>& self) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    add(host, std::move(handler), self);
+  }
 
-  // Guarded by mutex.
-  std::deque<std::string> hosts;
-  std::map<std::string, std::vector<Handler>> handlers;
-  int threads = 0;
-  int idleThreads = 0;
-  bool stopped = false;
+  void stop() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    stopped_ = true;
+    handlers_.clear();
+    changed_.notify_all();
+  }
 
-  /// To be called with the mutex locked. Does all of it or nothing.
+ private:
+  /// Adds a request, entirely or not at all. Has to be called with the mutex locked.
   void add(const std::string& host, Handler handler, const std::shared_ptr<Requests>& self) {
-    const auto waiting = handlers.find(host);
-    if (waiting != handlers.end()) {
+    const auto waiting = handlers_.find(host);
+    if (waiting != handlers_.end()) {
       waiting->second.push_back(std::move(handler));
       return;
     }
-    hosts.push_back(host);
+    hosts_.push_back(host);
     try {
-      handlers[host].push_back(std::move(handler));
-      if (idleThreads < static_cast<int>(hosts.size()) && threads < mostThreads) {
+      handlers_[host].push_back(std::move(handler));
+      if (idleThreads_ < static_cast<int>(hosts_.size()) && threads_ < maxThreads) {
         startThread(self);
       }
     } catch (...) {
-      handlers.erase(host);
-      hosts.pop_back();
+      handlers_.erase(host);
+      hosts_.pop_back();
       throw;
     }
-    changed.notify_one();
+    changed_.notify_one();
   }
 
-  /// Without a new thread the work is left to those that there are.
+  /// Starts another thread. If that fails, the existing threads do its work.
   void startThread(const std::shared_ptr<Requests>& self) {
     try {
-      stayLoaded();
-      agent::spf::frameworkinterfaces::startThread([self] { self->work(); }).detach();
-      ++threads;
+      keepLibraryLoaded();
+      agent::spf::frameworksupport::startThread([self] { self->work(); }).detach();
+      ++threads_;
     } catch (...) {
-      if (threads == 0) {
+      if (threads_ == 0) {
         throw;
       }
     }
   }
 
   void work() noexcept {
-    std::unique_lock<std::mutex> lock(mutex);
+    std::unique_lock<std::mutex> lock(mutex_);
     for (;;) {
-      ++idleThreads;
-      changed.wait(lock, [this] { return stopped || !hosts.empty(); });
-      --idleThreads;
-      if (stopped) {
+      ++idleThreads_;
+      changed_.wait(lock, [this] { return stopped_ || !hosts_.empty(); });
+      --idleThreads_;
+      if (stopped_) {
         return;
       }
-      const std::string host = std::move(hosts.front());
-      hosts.pop_front();
+      const std::string host = std::move(hosts_.front());
+      hosts_.pop_front();
       lock.unlock();
       const ResolvedHost resolved = resolve(host);
       lock.lock();
-      // Under the lock, so that none is called once the resolver is gone.
+      // Under the lock, so that no handler is called after the resolver's destruction.
       answer(host, resolved);
     }
   }
 
   void answer(const std::string& host, const ResolvedHost& resolved) noexcept {
-    const auto waiting = handlers.extract(host);
+    const auto waiting = handlers_.extract(host);
     if (!waiting.empty()) {
       for (const Handler& handler : waiting.mapped()) {
         call(handler, resolved);
       }
     }
   }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+
+  // Guarded by `mutex_`:
+  std::deque<std::string> hosts_;
+  std::map<std::string, std::vector<Handler>> handlers_;
+  int threads_ = 0;
+  int idleThreads_ = 0;
+  bool stopped_ = false;
 };
 
 Resolver::Resolver() : requests_(std::make_shared<Requests>()) {}
 
 Resolver::~Resolver() {
-  const std::lock_guard<std::mutex> lock(requests_->mutex);
-  requests_->stopped = true;
-  requests_->handlers.clear();
-  requests_->changed.notify_all();
+  requests_->stop();
 }
 
 void Resolver::lookUp(const std::string& host, Handler handler) {
-  const std::lock_guard<std::mutex> lock(requests_->mutex);
-  requests_->add(host, std::move(handler), requests_);
+  requests_->lookUp(host, std::move(handler), requests_);
 }
 
 }  // namespace spf::zeromq

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "agent/spf/frameworksupport/startThread.hpp"
 #include "descriptorLimits.hpp"
 #include "uninterrupted.hpp"
 
@@ -15,7 +15,7 @@ namespace {
 
 constexpr int ioThreads = 1;
 
-/// How long a stop waits for sockets to close.
+/// How long a stop waits until the sockets are closed.
 constexpr std::chrono::seconds stopTime{2};
 
 template <class Endpoints>
@@ -26,9 +26,9 @@ void eraseDone(Endpoints& endpoints) {
 }  // namespace
 
 SocketLoop::SocketLoop()
-    : context_(ioThreads, mostSockets()),
+    : context_(ioThreads, maxSockets()),
       resolver_(std::in_place),
-      thread_(agent::spf::frameworkinterfaces::startThread([this] { run(); })) {}
+      thread_(agent::spf::frameworksupport::startThread([this] { run(); })) {}
 
 SocketLoop::~SocketLoop() {
   stop();
@@ -90,12 +90,12 @@ void SocketLoop::run() noexcept {
     try {
       runOnce();
     } catch (...) {
-      // Out of memory: what was not done is tried again.
+      // Out of memory: the next round tries again.
     }
   }
   resolver_.reset();
-  // Here, and not when the last user of a stopped transport lets go of it: the library's own end
-  // must not meet the beginning of a transport that is started meanwhile.
+  // Not in the destructor, which the last user of a stopped transport may call at any time: closing ZeroMQ must not
+  // overlap with the start of the next transport.
   context_.close();
 }
 
@@ -119,13 +119,13 @@ void SocketLoop::runOnce() {
 
 void SocketLoop::runTasks() {
   std::unique_lock<std::mutex> lock(mutex_);
-  // Those that are posted meanwhile have to wait for the next round.
+  // Tasks that are posted meanwhile wait for the next round.
   for (auto count = tasks_.size(); count > 0; --count) {
     const Task task = std::move(tasks_.front());
     tasks_.pop_front();
     lock.unlock();
     task(*this);
-    advance();  // a task may open what the next one asks
+    advance();  // the next task may use an endpoint that this one has added
     lock.lock();
   }
   if (stopping_ && tasks_.empty() && !end_) {
@@ -157,7 +157,7 @@ void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
       endpoint->onLookUp({{}, error.what()});
       continue;
     }
-    // Not before: whatever else is thrown, the next round makes the request again.
+    // After the call: if it throws, the next round repeats the request.
     endpoint->onLookUpStarted();
   }
 }
@@ -173,16 +173,16 @@ void SocketLoop::onLookUp(EndpointID id, const ResolvedHost& resolved) {
 void SocketLoop::openBound(Endpoint::Clock::time_point now) {
   for (const auto& endpoint : bound_) {
     if (endpoint->phase() == Endpoint::Phase::waiting && mayBind(*endpoint, now)) {
-      endpoint->open(surroundings_);
+      endpoint->open(shared_);
     }
   }
 }
 
 void SocketLoop::openConnected() {
   for (const auto& endpoint : connected_) {
-    endpoint->checkPeer(surroundings_);
-    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->mayOpen(surroundings_)) {
-      endpoint->open(surroundings_);
+    endpoint->checkPeer(shared_);
+    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->mayOpen(shared_)) {
+      endpoint->open(shared_);
     }
   }
 }
@@ -197,14 +197,14 @@ void SocketLoop::poll() {
   const auto polled = endpoints();
   std::vector<zmq::pollitem_t> items{{nullptr, waker_.descriptor(), ZMQ_POLLIN, 0}};
   const auto add = [&](void* handle) {
-    // An entry without a socket would be one for the standard input.
+    // An entry without a socket would stand for the standard input.
     if (handle == nullptr) {
       return std::size_t{0};
     }
     items.push_back({handle, 0, ZMQ_POLLIN, 0});
     return items.size() - 1;
   };
-  std::vector<std::pair<std::size_t, std::size_t>> positions;  // of monitor and socket; 0: none
+  std::vector<std::pair<std::size_t, std::size_t>> positions;  // of monitor and socket in items; 0 if there is none
   positions.reserve(polled.size());
   for (Endpoint* endpoint : polled) {
     const auto monitor = add(endpoint->monitorHandle());

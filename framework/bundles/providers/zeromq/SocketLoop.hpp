@@ -9,8 +9,8 @@
 #include <string>
 #include <thread>
 #include <vector>
-#include <zmq.hpp>
 
+#include <zmq.hpp>
 #include "Answer.hpp"
 #include "BoundEndpoint.hpp"
 #include "ConnectedEndpoint.hpp"
@@ -19,30 +19,31 @@
 
 namespace spf::zeromq {
 
-/// The one thread that owns all sockets, and the queue of what the others want from it.
+/// Owns all sockets and the only thread that uses them, and runs the tasks that other threads post.
 ///
-/// It works in rounds: the tasks that were posted until then, the endpoints that can go on, and a
-/// limited number of messages of each socket, so that no peer keeps the thread to itself.
+/// Each round runs the tasks posted before it, advances the endpoints, and handles a limited number of messages of each
+/// socket, so that no peer can occupy the thread.
 ///
-/// Any thread may call `post`; every other member function runs on the loop's thread, from a task.
+/// Any thread may call `post`, and the owner `stop`; every other member function is called by tasks, on the loop's
+/// thread.
 class SocketLoop {
  public:
   using Task = std::function<void(SocketLoop&)>;
 
   SocketLoop();
 
-  /// Stops.
+  /// Stops the loop, as `stop` does.
   ~SocketLoop();
 
   SocketLoop(const SocketLoop&) = delete;
   SocketLoop& operator=(const SocketLoop&) = delete;
 
-  /// Has the loop's thread run a task, after those posted before.
-  /// \return false once the loop was stopped; the task is dropped then
+  /// Adds a task, which the loop's thread runs after those posted before.
+  /// \return false if the loop was stopped; the task is dropped then
   bool post(Task task);
 
-  /// Runs the tasks that were posted, closes every endpoint and then ZeroMQ itself, and waits for
-  /// that, a few seconds at most. May be repeated, by one thread at a time.
+  /// Runs the posted tasks, closes every endpoint and then ZeroMQ itself, and blocks until that is done, a few seconds
+  /// at most. May be repeated, by one thread at a time.
   void stop();
 
   void add(std::unique_ptr<BoundEndpoint> endpoint);
@@ -60,7 +61,8 @@ class SocketLoop {
   void openBound(Endpoint::Clock::time_point now);
   void openConnected();
   void lookUpHosts(Endpoint::Clock::time_point now);
-  /// Called from the resolver's threads.
+
+  /// Passes the outcome of a look-up to its endpoint. Called on the resolver's threads.
   void onLookUp(EndpointID id, const ResolvedHost& resolved);
 
   void poll();
@@ -74,24 +76,24 @@ class SocketLoop {
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
   std::vector<Endpoint*> endpoints() const;
 
-  // Synchronised by itself.
+  // Synchronised by itself:
   Waker waker_;
 
   std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   std::deque<Task> tasks_;
   bool stopping_ = false;
 
-  // Used by the loop's thread only. The context outlives the endpoints.
+  // Used by the loop's thread only; the context outlives the endpoints:
   zmq::context_t context_;
-  Surroundings surroundings_{context_, {}};
+  SharedState shared_{context_, {}};
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
   std::list<std::unique_ptr<ConnectedEndpoint>> connected_;
   std::optional<Resolver> resolver_;
-  std::optional<Endpoint::Clock::time_point> end_;  ///< set by the stop: until when sockets may take to close
+  std::optional<Endpoint::Clock::time_point> end_;  ///< set by the stop: when sockets that are still open are abandoned
 
-  // Used by the owner only.
+  // Used by the owner only:
   std::thread thread_;
 };
 

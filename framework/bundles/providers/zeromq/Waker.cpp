@@ -1,10 +1,10 @@
 #include "Waker.hpp"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <system_error>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 namespace spf::zeromq {
 
@@ -19,7 +19,7 @@ Waker::~Waker() {
 }
 
 void Waker::wake() noexcept {
-  // Fails only when the counter is full, and then the descriptor is readable anyway.
+  // Fails only if the counter is full, and then the descriptor is readable already.
   [[maybe_unused]] const int result = eventfd_write(descriptor_, 1);
 }
 

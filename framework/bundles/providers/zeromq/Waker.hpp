@@ -2,17 +2,18 @@
 
 namespace spf::zeromq {
 
-/// Wakes a thread that polls a file descriptor. Any thread may wake; one thread polls.
+/// Wakes a thread that polls a file descriptor. Any thread may call `wake`; one thread polls.
 class Waker {
  public:
-  /// \throws std::system_error when the system has no descriptor left
+  /// Creates the descriptor.
+  /// \throws std::system_error if the system has no descriptor left
   Waker();
   ~Waker();
 
   Waker(const Waker&) = delete;
   Waker& operator=(const Waker&) = delete;
 
-  /// Readable from a `wake` until the next `clear`.
+  /// Returns the descriptor, which is readable from a `wake` until the next `clear`.
   int descriptor() const noexcept { return descriptor_; }
 
   void wake() noexcept;

@@ -38,7 +38,7 @@ void ZeroMqTransport::post(SocketLoop::Task task) {
 template <class Kind>
 EndpointID ZeroMqTransport::open(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) {
   const EndpointID id = ++lastID_;
-  // Shared, because the loop's tasks are copyable.
+  // Shared, because the loop's tasks have to be copyable.
   const auto made = std::make_shared<std::unique_ptr<Kind>>(std::make_unique<Kind>(id, endpoint, std::move(listener)));
   post([made](SocketLoop& loop) { loop.add(std::move(*made)); });
   return id;

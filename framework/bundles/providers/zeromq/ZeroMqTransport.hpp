@@ -7,7 +7,7 @@
 
 namespace spf::zeromq {
 
-/// The transport service over ZeroMQ: hands everything to the socket loop.
+/// The transport service on ZeroMQ: posts every operation to the socket loop.
 class ZeroMqTransport : public agent::spf::frameworkinterfaces::Transport {
  public:
   EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override;
@@ -16,7 +16,7 @@ class ZeroMqTransport : public agent::spf::frameworkinterfaces::Transport {
   std::string ask(const std::string& owner, const std::string& name, const std::string& request,
                   std::chrono::milliseconds timeout) override;
 
-  /// Closes every endpoint and refuses new ones. Waits a few seconds at most.
+  /// Closes every endpoint and refuses new ones. Blocks for a few seconds at most.
   void stop() { loop_.stop(); }
 
  private:

@@ -1,12 +1,12 @@
 #include "descriptorLimits.hpp"
 
-#include <sys/eventfd.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <vector>
+
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace spf::zeromq {
 
@@ -20,10 +20,10 @@ rlimit descriptorLimit() {
   return limit;
 }
 
-/// More than an endpoint needs: what failed for want of one descriptor has given others back.
+/// More than an endpoint needs, since a failed endpoint has closed its other descriptors again.
 constexpr std::size_t probedDescriptors = 16;
 
-/// Why so many descriptors cannot be had now; 0 when they can.
+/// Returns the error of opening that many descriptors; 0 if they can be opened.
 int probeDescriptors() {
   std::vector<int> descriptors;
   int error = 0;
@@ -43,7 +43,7 @@ int probeDescriptors() {
 
 }  // namespace
 
-int mostSockets() {
+int maxSockets() {
   // The hard limit, since a process may raise the soft one up to it at any time.
   return static_cast<int>(std::min(descriptorLimit().rlim_max, zeroMqLimit));
 }

@@ -1,15 +1,16 @@
 #pragma once
 
 #include <string>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {
 
-/// How many sockets a context should be able to hold: as many as the process may ever have file
-/// descriptors, since each needs one at least, and no more than ZeroMQ allows.
-int mostSockets();
+/// Returns how many sockets a context should allow: as many as the process may ever have file descriptors, since each
+/// socket needs at least one, but no more than ZeroMQ allows.
+int maxSockets();
 
-/// Which limit was reached when no socket could be made for want of descriptors.
+/// Returns a text that names the exhausted limit, after a socket could not be created for want of descriptors.
 std::string describeDescriptorLimit(zmq::context_t& context);
 
 }  // namespace spf::zeromq

@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cerrno>
+
 #include <zmq.hpp>
 
 namespace spf::zeromq {
 
-/// Makes a ZeroMQ call, and makes it again whenever a signal interrupts it.
+/// Makes a ZeroMQ call, and repeats it whenever a signal interrupts it.
 template <class Call>
 auto uninterrupted(const Call& call) -> decltype(call()) {
   for (;;) {

@@ -1,9 +1,10 @@
 #include "FromJson.hpp"
 
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace spf::json {
 
@@ -12,8 +13,8 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-/// The text comes from other processes, and what follows it down is recursive.
-constexpr int deepest = 100;
+/// Limits the recursion, because the text is from other processes.
+constexpr int maxDepth = 100;
 
 Any valueFrom(const nlohmann::json& json);
 
@@ -68,8 +69,8 @@ Any valueFrom(const nlohmann::json& json) {
 }
 
 bool limitDepth(int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-  if (depth > deepest) {
-    throw std::invalid_argument("JSON nested more than " + std::to_string(deepest) + " levels deep");
+  if (depth > maxDepth) {
+    throw std::invalid_argument("JSON nested more than " + std::to_string(maxDepth) + " levels deep");
   }
   return true;
 }

@@ -6,8 +6,10 @@
 
 namespace spf::json {
 
-/// \throws std::invalid_argument saying where the text is wrong: it is no JSON, no object, or nested
-///         more deeply than messages are
+/// Converts the text of a JSON object to a map.
+/// \throws std::invalid_argument naming the position of the error: the text is no JSON, no object, or nested more
+/// deeply
+///         than messages may be
 cppmicroservices::AnyMap fromJson(const std::string& text);
 
 }  // namespace spf::json

@@ -1,8 +1,8 @@
 #include "JsonSerialiser.hpp"
 
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include <nlohmann/json.hpp>
 #include "FromJson.hpp"
 #include "ToJson.hpp"
 

@@ -6,7 +6,7 @@
 
 namespace spf::json {
 
-/// Property maps as JSON objects.
+/// Converts property maps to JSON objects and back.
 ///
 /// | held type | JSON |
 /// |---|---|
@@ -17,8 +17,8 @@ namespace spf::json {
 /// | `std::vector<Any>`, `std::vector<std::string>` | array |
 /// | `AnyMap` | object |
 ///
-/// Backwards, an integer becomes an `int`, a `long` when it is too large for that, and a `double`
-/// when it is too large for both.
+/// From JSON, an integer becomes an `int`, a `long` if it is too large for `int`, and a `double` if it is too large for
+/// both.
 class JsonSerialiser : public agent::spf::frameworkinterfaces::Serialiser {
  public:
   std::string serialise(const cppmicroservices::AnyMap& properties) const override;

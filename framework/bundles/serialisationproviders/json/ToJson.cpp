@@ -1,10 +1,11 @@
 #include "ToJson.hpp"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <nlohmann/json.hpp>
 
 namespace spf::json {
 

@@ -1,12 +1,11 @@
+#include <memory>
+#include <string>
+
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceEvent.h>
-
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
-#include <memory>
-#include <string>
-
 #include "PublisherManager.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
@@ -20,8 +19,8 @@ using cppmicroservices::service::cm::ManagedServiceFactory;
 
 namespace {
 
-/// Takes the configurations of one kind of publisher. Configuration Admin may call it for some time
-/// after it was unregistered; the manager does nothing then.
+/// Receives the configurations of one kind of publisher. Configuration Admin may still call it for some time after it
+/// was unregistered; the manager then does nothing.
 class Factory : public ManagedServiceFactory {
  public:
   Factory(Kind kind, std::shared_ptr<PublisherManager> manager) : kind_(kind), manager_(std::move(manager)) {}
@@ -34,12 +33,12 @@ class Factory : public ManagedServiceFactory {
   const std::shared_ptr<PublisherManager> manager_;
 };
 
-/// Lets the publishers go on when a service that they need comes.
+/// Retries what publishers could not open for want of a service, as soon as a service of this class is registered.
 template <class Service>
-cppmicroservices::ListenerToken retryWhenItComes(cppmicroservices::BundleContext& context,
-                                                 const std::shared_ptr<PublisherManager>& manager) {
-  // One listener for each class: a filter that asks for either of two hears only of one of them in
-  // some releases of CppMicroServices.
+cppmicroservices::ListenerToken retryOnRegistration(cppmicroservices::BundleContext& context,
+                                                    const std::shared_ptr<PublisherManager>& manager) {
+  // One listener for each class: in some releases of CppMicroServices a filter for two classes receives the events of
+  // one of them only.
   return context.AddServiceListener(
       [manager](const cppmicroservices::ServiceEvent& event) {
         if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
@@ -55,10 +54,10 @@ class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
-    transportListener_ = retryWhenItComes<Transport>(context, manager_);
-    discoveryListener_ = retryWhenItComes<Discovery>(context, manager_);
-    rpc_ = offer(context, Kind::rpc, "zk.spf.rpcservicepublisher");
-    legacy_ = offer(context, Kind::legacy, "zk.spf.legacyservicepublisher");
+    transportListener_ = retryOnRegistration<Transport>(context, manager_);
+    discoveryListener_ = retryOnRegistration<Discovery>(context, manager_);
+    rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
+    legacy_ = registerFactory(context, Kind::legacy, "zk.spf.legacyservicepublisher");
   }
 
   void Stop(cppmicroservices::BundleContext context) override {
@@ -72,7 +71,7 @@ class Activator : public cppmicroservices::BundleActivator {
  private:
   using Registration = cppmicroservices::ServiceRegistration<ManagedServiceFactory>;
 
-  Registration offer(cppmicroservices::BundleContext& context, Kind kind, const char* factoryPID) {
+  Registration registerFactory(cppmicroservices::BundleContext& context, Kind kind, const char* factoryPID) {
     return context.RegisterService<ManagedServiceFactory>(std::make_shared<Factory>(kind, manager_),
                                                           {{std::string("service.pid"), std::string(factoryPID)}});
   }

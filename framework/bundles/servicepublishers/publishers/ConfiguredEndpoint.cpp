@@ -38,9 +38,9 @@ void ConfiguredEndpoint::startRevision() {
   }
 }
 
-void ConfiguredEndpoint::replace(SocketID gone, Socket socket) {
+void ConfiguredEndpoint::replace(SocketID closed, Socket socket) {
   const bool remainsReported = reported_ && direction_ == Direction::connect;
-  drop(gone);
+  drop(closed);
   add(std::move(socket));
   reported_ = remainsReported;
 }

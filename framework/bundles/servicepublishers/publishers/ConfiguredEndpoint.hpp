@@ -4,30 +4,30 @@
 #include <vector>
 
 #include <cppmicroservices/Any.h>
-
 #include "Environment.hpp"
 
 namespace spf::publishers {
 
-/// One endpoint of one publisher, as configured, and the sockets that stand for it: one for an
-/// address, one for each address behind a discovery name. Used from the executor's thread.
+/// One configured endpoint of a publisher and its sockets: one for an address, or one for each address of a discovery
+/// name. Used on the executor's thread only.
 class ConfiguredEndpoint {
  public:
-  /// \param configured  what the configuration gave; reports carry it unchanged
-  /// \param text        the same as text
+  /// \param configured  the configured value, which reports contain unchanged
+  /// \param text        that value as text
   ConfiguredEndpoint(Direction direction, cppmicroservices::Any configured, std::string text);
 
   Direction direction() const noexcept { return direction_; }
   const cppmicroservices::Any& configured() const noexcept { return configured_; }
   const std::string& text() const noexcept { return text_; }
 
-  /// Whether every socket that was to be bound is, or one of those that were to be connected.
+  /// Returns whether every socket is bound, or at least one is connected.
   bool isUp() const;
 
   bool hasSockets() const noexcept { return !sockets_.empty(); }
   bool has(SocketID id) const;
 
-  /// \return null when the socket is not of this endpoint
+  /// Finds a socket by its ID.
+  /// \return null if the socket does not belong to this endpoint
   const Socket* find(SocketID id) const;
 
   void add(Socket socket) { sockets_.push_back(std::move(socket)); }
@@ -35,21 +35,20 @@ class ConfiguredEndpoint {
   void markOpen(SocketID id) { setOpen(id, true); }
   void markLost(SocketID id) { setOpen(id, false); }
 
-  /// Whether the endpoint is up and the current revision's listeners do not know.
+  /// Returns whether the endpoint is up and was not reported yet in the current revision.
   bool isToBeReported() const { return !reported_ && isUp(); }
   void markReported() { reported_ = true; }
 
-  /// A new revision reports everything anew.
+  /// Begins a new revision, in which everything is reported again.
   void startRevision();
 
-  /// Puts a socket in the place of one that is gone. Listeners hear again that the endpoint is bound; a
-  /// connection is reported once for each revision.
-  void replace(SocketID gone, Socket socket);
+  /// Replaces a closed socket. A bound endpoint is reported again, a connection once for each revision.
+  void replace(SocketID closed, Socket socket);
 
-  /// Forgets a socket that is gone.
+  /// Removes a closed socket from the endpoint.
   void drop(SocketID id);
 
-  /// Starts to close every socket.
+  /// Starts closing every socket.
   void close();
 
  private:

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::publishers {
 
@@ -12,13 +12,13 @@ using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::findService;
-using agent::spf::frameworkinterfaces::SerialExecutor;
 using agent::spf::frameworkinterfaces::Transport;
+using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::SerialExecutor;
 
 namespace {
 
-/// Hands what the transport tells over to the executor's thread, and answers peers in place.
+/// Passes the transport's reports to the executor's thread, and answers peers on the transport's thread.
 class SocketListener : public EndpointListener {
  public:
   using Handler = std::function<void(SocketEvent, std::exception_ptr)>;
@@ -39,7 +39,7 @@ class SocketListener : public EndpointListener {
     if (!answer_) {
       throw std::runtime_error("this endpoint answers no questions");
     }
-    return answer_->to(request);
+    return answer_->answer(request);
   }
 
  private:
@@ -74,7 +74,7 @@ Socket Environment::open(const std::string& publisherPID, Direction direction, c
     socket.endpoint = direction == Direction::bind ? socket.transport->bind(endpoint, listener)
                                                    : socket.transport->connect(endpoint, listener);
   } catch (const std::runtime_error&) {
-    socket.transport.reset();  // it has been stopped since it was found
+    socket.transport.reset();  // it was stopped after the look-up
   }
   return socket;
 }

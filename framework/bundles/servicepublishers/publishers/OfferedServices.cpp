@@ -1,12 +1,14 @@
 #include "OfferedServices.hpp"
 
+#include <stdexcept>
+
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/LDAPFilter.h>
-
-#include <stdexcept>
+#include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::publishers {
 
+using agent::spf::frameworksupport::findValue;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -15,13 +17,6 @@ using cppmicroservices::LDAPFilter;
 namespace {
 
 constexpr auto servicesHeader = "spf.services";
-
-/// The value of a key, if there is one of that type.
-template <class T>
-const T* find(const AnyMap& properties, const char* key) {
-  const auto entry = properties.find(key);
-  return entry != properties.end() ? any_cast<T>(&entry->second) : nullptr;
-}
 
 LDAPFilter parse(const char* what, const std::string& filter) {
   try {
@@ -65,17 +60,17 @@ std::vector<MappedService> OfferedServices::select(const std::vector<MappedServi
 }
 
 void OfferedServices::read(const AnyMap& headers) {
-  const auto* services = find<std::vector<Any>>(headers, servicesHeader);
+  const auto* services = findValue<std::vector<Any>>(headers, servicesHeader);
   if (services == nullptr) {
     return;
   }
   for (const Any& element : *services) {
     const auto* offer = any_cast<AnyMap>(&element);
-    const auto* name = offer != nullptr ? find<std::string>(*offer, "interface") : nullptr;
+    const auto* name = offer != nullptr ? findValue<std::string>(*offer, "interface") : nullptr;
     if (name == nullptr) {
       continue;
     }
-    const auto* given = find<AnyMap>(*offer, "properties");
+    const auto* given = findValue<AnyMap>(*offer, "properties");
     AnyMap properties = given != nullptr ? *given : AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     properties["interface"] = *name;
     offers_.emplace(*name, std::move(properties));

@@ -6,23 +6,22 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "PublisherRevision.hpp"
 
 namespace spf::publishers {
 
-/// The service interfaces that the manifests of the installed bundles offer, as they are when the
-/// object is made. A manifest says so with a list:
+/// The service interfaces that the manifests of the installed bundles offer, read at construction. A manifest
+/// offers interfaces by a list:
 ///
 ///     "spf.services": [ { "interface": "weather.Temperature", "properties": { "unit": "celsius" } } ]
 class OfferedServices {
  public:
-  /// Reads the manifests. What is not of that form offers nothing.
+  /// Reads the manifests. Entries of any other form are ignored.
   explicit OfferedServices(cppmicroservices::BundleContext context);
 
-  /// The services that pass a publisher's export filter: those with at least one offer whose
-  /// properties, with "interface" for the interface's name, match it.
-  /// \throws std::runtime_error naming the interface that nobody offers, or the bad filter
+  /// Returns the services that pass a publisher's export filter: those with at least one offer whose properties,
+  /// including "interface" for the interface's name, match it.
+  /// \throws std::runtime_error naming the interface that no bundle offers, or the malformed filter
   std::vector<MappedService> select(const std::vector<MappedService>& services, const std::string& exportFilter) const;
 
  private:
@@ -31,8 +30,9 @@ class OfferedServices {
   std::multimap<std::string, cppmicroservices::AnyMap> offers_;
 };
 
-/// \throws std::runtime_error when the text is neither empty nor an LDAP filter
-/// \param what  which filter it is, for the message
+/// Checks that a text is empty or an LDAP filter.
+/// \param what  the name of the filter, for the message
+/// \throws std::runtime_error naming the filter if it is neither
 void requireFilter(const char* what, const std::string& filter);
 
 }  // namespace spf::publishers

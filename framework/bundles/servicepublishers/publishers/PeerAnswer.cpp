@@ -4,23 +4,23 @@
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
-#include "agent/spf/frameworkinterfaces/findService.hpp"
 #include "agent/spf/frameworkinterfaces/questions.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
+#include "agent/spf/frameworksupport/findValue.hpp"
 
 namespace spf::publishers {
 
-using agent::spf::frameworkinterfaces::findService;
 using agent::spf::frameworkinterfaces::Serialiser;
+using agent::spf::frameworksupport::findService;
+using agent::spf::frameworksupport::findValue;
 using cppmicroservices::Any;
-using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
 namespace questions = agent::spf::frameworkinterfaces::questions;
 
 namespace {
 
 void requireKnownQuestion(const AnyMap& request) {
-  const auto entry = request.find(questions::question);
-  const auto* question = entry != request.end() ? any_cast<std::string>(&entry->second) : nullptr;
+  const auto* question = findValue<std::string>(request, questions::question);
   if (question == nullptr || *question != questions::whatDoYouPublish) {
     throw std::runtime_error(std::string("unknown question; expected '") + questions::whatDoYouPublish + "'");
   }
@@ -45,16 +45,16 @@ void PeerAnswer::set(const std::string& publisherID, const std::vector<MappedSer
   std::swap(answer_, answer);
 }
 
-std::string PeerAnswer::to(const std::string& request) const {
+std::string PeerAnswer::answer(const std::string& request) const {
   const auto serialiser = findService<Serialiser>(context_);
   if (!serialiser) {
     throw std::runtime_error("no serialiser is installed");
   }
   requireKnownQuestion(serialiser->deserialise(request));
   std::unique_lock<std::mutex> lock(mutex_);
-  const AnyMap answer = answer_;
+  const AnyMap copy = answer_;
   lock.unlock();
-  return serialiser->serialise(answer);
+  return serialiser->serialise(copy);
 }
 
 }  // namespace spf::publishers

@@ -6,28 +6,28 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "PublisherRevision.hpp"
 
 namespace spf::publishers {
 
-/// What a publisher tells the peers that ask it. Any thread may use it.
+/// A publisher's answer to requests of its peers. Any thread may use it.
 class PeerAnswer {
  public:
   explicit PeerAnswer(cppmicroservices::BundleContext context);
 
-  /// What is said from now on.
+  /// Sets the content of all later answers.
   void set(const std::string& publisherID, const std::vector<MappedService>& services);
 
-  /// \throws std::runtime_error or std::invalid_argument saying why the request has no answer
-  std::string to(const std::string& request) const;
+  /// Returns the answer to a request.
+  /// \throws std::runtime_error or std::invalid_argument with the reason if the request is malformed or unknown
+  std::string answer(const std::string& request) const;
 
  private:
   const cppmicroservices::BundleContext context_;
 
   mutable std::mutex mutex_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   cppmicroservices::AnyMap answer_{cppmicroservices::AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
 };
 

@@ -23,7 +23,7 @@ const char* listName(Direction direction) {
   return direction == Direction::bind ? "endpointsToBindTo" : "endpointsToConnectTo";
 }
 
-/// A value's text for a message; values may be of any type, and some have none.
+/// Returns a value's text for a message; values may be of any type, even of one without a text.
 std::string describe(const Any& value) {
   if (value.Empty()) {
     return "an empty value";
@@ -45,7 +45,7 @@ std::string textOf(const std::exception_ptr& error) {
   }
 }
 
-bool anySockets(const std::list<ConfiguredEndpoint>& endpoints) {
+bool hasSocketsIn(const std::list<ConfiguredEndpoint>& endpoints) {
   return std::any_of(endpoints.begin(), endpoints.end(),
                      [](const ConfiguredEndpoint& endpoint) { return endpoint.hasSockets(); });
 }
@@ -59,7 +59,7 @@ void Publisher::update(PublisherRevision revision) {
   const bool removing = phase_ == Phase::removing;
   const auto& current = removing ? next_ : revision_;
   if (current && revision.origin.modificationCount < current->origin.modificationCount) {
-    return;  // an older revision that arrives late
+    return;  // a late delivery of an older revision
   }
   if (removing) {
     next_ = std::move(revision);
@@ -132,13 +132,13 @@ bool Publisher::isGone() const {
 }
 
 bool Publisher::hasSockets() const {
-  return anySockets(used_) || anySockets(closing_);
+  return hasSocketsIn(used_) || hasSocketsIn(closing_);
 }
 
 void Publisher::apply(PublisherRevision revision) {
   revision_ = std::move(revision);
   phase_ = Phase::opening;
-  // Before the endpoints: who connects gets the complete answer.
+  // Before the endpoints, so that the first peer already receives the complete answer.
   resolveServices();
   reconcileEndpoints();
   publishIfReady();
@@ -148,11 +148,11 @@ void Publisher::reconcileEndpoints() {
   Endpoints before = std::exchange(used_, {});
   std::size_t position = 0;
   for (const Any& endpoint : revision_->endpointsToBindTo) {
-    take(Direction::bind, endpoint, position++, before);
+    reuseOrAdd(Direction::bind, endpoint, position++, before);
   }
   position = 0;
   for (const Any& endpoint : revision_->endpointsToConnectTo) {
-    take(Direction::connect, endpoint, position++, before);
+    reuseOrAdd(Direction::connect, endpoint, position++, before);
   }
   for (ConfiguredEndpoint& endpoint : before) {
     endpoint.close();
@@ -162,7 +162,7 @@ void Publisher::reconcileEndpoints() {
   retry();
 }
 
-void Publisher::take(Direction direction, const Any& configured, std::size_t position, Endpoints& before) {
+void Publisher::reuseOrAdd(Direction direction, const Any& configured, std::size_t position, Endpoints& before) {
   const auto* text = any_cast<std::string>(&configured);
   if (text == nullptr) {
     fail(std::string(listName(direction)) + "[" + std::to_string(position) + "], " + describe(configured) +
@@ -173,7 +173,7 @@ void Publisher::take(Direction direction, const Any& configured, std::size_t pos
     return endpoint.direction() == direction && endpoint.text() == *text;
   };
   if (std::any_of(used_.begin(), used_.end(), isSame)) {
-    return;  // configured twice: reports concern both
+    return;  // configured twice: one endpoint stands for both
   }
   const auto kept = std::find_if(before.begin(), before.end(), isSame);
   if (kept == before.end()) {
@@ -204,12 +204,11 @@ Socket Publisher::openSocket(const ConfiguredEndpoint& endpoint, const std::stri
                            answers ? answer_ : nullptr);
 }
 
-/// Opens a socket again that its transport closed unasked. Without a transport in use, the transport that
-/// comes next opens it.
+/// Reopens a socket that its transport closed unasked. If no transport is registered, the next one opens it.
 void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
   const Socket closed = *endpoint->find(id);
   if (closed.isReplacement && environment_.isInUse(*closed.transport)) {
-    // Once for each revision, because a transport that goes on closing it would keep us busy for ever.
+    // Once for each revision, because a transport that keeps closing it would cause an endless loop.
     giveUp(endpoint, "the transport closed endpoint '" + endpoint->text() + "' unasked, and once more when reopened");
     return;
   }
@@ -222,7 +221,7 @@ void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
 
 void Publisher::giveUp(Endpoints::iterator endpoint, const std::string& reason) {
   fail(reason);
-  // The next revision opens it anew, with every address that it stands for.
+  // The next revision opens it again, with all of its addresses.
   endpoint->close();
   closing_.splice(closing_.end(), used_, endpoint);
 }

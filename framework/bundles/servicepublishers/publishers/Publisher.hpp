@@ -13,39 +13,39 @@
 
 namespace spf::publishers {
 
-/// What stands behind one factory configuration: its endpoints and its services.
+/// The endpoints and services of one factory configuration.
 ///
-/// Takes the newest revision, keeps the endpoints that stay, closes those that go, opens those that
-/// are new, and reports each of them and the services with the revision's count. Used from the
-/// executor's thread. It goes through these phases:
+/// Applies the newest revision: keeps the endpoints that both revisions have, closes those that the new one drops,
+/// opens those that it adds, and reports each of them and the services with the revision's count. Used on the
+/// executor's thread only. Its phases:
 ///
 ///     empty ──► opening ──► published ──► removing ──► empty
 ///                  └──────► failed ──────────▲
 ///
-/// A revision leads from every phase but `removing` to `opening`; while the publisher is being
-/// removed the revision waits for the end of that.
+/// A new revision leads to `opening` from every phase but `removing`; during a removal it is applied at its end.
 class Publisher {
  public:
   /// \param environment  outlives the publisher
   /// \param pid          the factory configuration's PID
   Publisher(Environment& environment, std::string pid);
 
-  /// Takes a revision unless it is older than the one in force. While the publisher is being
-  /// removed the revision waits until that is done.
+  /// Applies a revision unless it is older than the current one. During a removal the revision is kept and applied at
+  /// its end.
   void update(PublisherRevision revision);
 
-  /// Closes everything, then reports that the services are unpublished.
+  /// Closes every socket, then reports that the services are unpublished.
   void remove();
 
-  /// Closes everything without a report: the bundle is being stopped.
+  /// Closes every socket without a report, because the bundle is being stopped.
   void release();
 
-  /// Opens what could not be opened before because a service was missing.
+  /// Opens the endpoints that could not be opened because a service was missing.
   void retry();
 
+  /// Handles a transport's report about a socket.
   void onSocket(SocketID id, SocketEvent event, const std::exception_ptr& reason);
 
-  /// Whether nothing is left of the publisher.
+  /// Returns whether the publisher has neither a configuration nor sockets.
   bool isGone() const;
 
   bool hasSockets() const;
@@ -54,16 +54,17 @@ class Publisher {
   using Endpoints = std::list<ConfiguredEndpoint>;
 
   enum class Phase {
-    empty,      ///< no revision is in force
-    opening,    ///< something that is to be bound is not bound yet
-    published,  ///< everything is bound; connections come and go
-    failed,     ///< an error was reported; what is open stays open until the next revision
+    empty,      ///< there is no configuration
+    opening,    ///< an endpoint is not bound yet
+    published,  ///< every endpoint is bound; connections may be open or lost
+    failed,     ///< an error was reported; open endpoints stay open until the next revision
     removing    ///< the sockets are being closed
   };
 
   void apply(PublisherRevision revision);
   void reconcileEndpoints();
-  void take(Direction direction, const cppmicroservices::Any& configured, std::size_t position, Endpoints& before);
+  void reuseOrAdd(Direction direction, const cppmicroservices::Any& configured, std::size_t position,
+                  Endpoints& before);
   void open(ConfiguredEndpoint& endpoint);
   Socket openSocket(const ConfiguredEndpoint& endpoint, const std::string& address);
   void reopen(Endpoints::iterator endpoint, SocketID id);
@@ -83,8 +84,8 @@ class Publisher {
   const std::shared_ptr<PeerAnswer> answer_;
 
   Phase phase_ = Phase::empty;
-  std::optional<PublisherRevision> revision_;  ///< the one in force, until its removal was reported
-  std::optional<PublisherRevision> next_;      ///< the one that waits for the end of a removal
+  std::optional<PublisherRevision> revision_;  ///< the current one, until its removal is reported
+  std::optional<PublisherRevision> next_;      ///< applied at the end of a removal
 
   Endpoints used_;
   Endpoints closing_;

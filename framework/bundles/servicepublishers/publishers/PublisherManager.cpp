@@ -5,15 +5,18 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::EventSink;
-using agent::spf::frameworkinterfaces::SerialExecutor;
+using agent::spf::frameworksupport::deadlineAfter;
+using agent::spf::frameworksupport::SerialExecutor;
 using cppmicroservices::AnyMap;
 
 namespace {
 
-/// How long a stop may wait for the sockets. The transport has a shorter limit of its own.
+/// How long a stop waits for the sockets. The transport has a shorter limit of its own.
 constexpr std::chrono::seconds closingTime{5};
 
 }  // namespace
@@ -32,12 +35,12 @@ PublisherManager::~PublisherManager() {
 void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
   executor_->post([this, kind, pid, properties] {
     if (!releasing_) {
-      take(kind, pid, properties);
+      acceptRevision(kind, pid, properties);
     }
   });
 }
 
-void PublisherManager::take(Kind kind, const std::string& pid, const AnyMap& properties) {
+void PublisherManager::acceptRevision(Kind kind, const std::string& pid, const AnyMap& properties) {
   const EventSink::Origin origin = readOrigin(properties);
   try {
     PublisherRevision revision = readRevision(kind, properties);
@@ -71,7 +74,7 @@ void PublisherManager::stop() {
   executor_->post([this] { releaseAll(); });
   {
     std::unique_lock<std::mutex> lock(mutex_);
-    changed_.wait_until(lock, std::chrono::steady_clock::now() + closingTime, [this] { return closed_; });
+    changed_.wait_until(lock, deadlineAfter(closingTime), [this] { return closed_; });
   }
   executor_->stop();
 }

@@ -8,15 +8,14 @@
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
-
 #include "Environment.hpp"
 #include "Publisher.hpp"
-#include "agent/spf/frameworkinterfaces/SerialExecutor.hpp"
+#include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::publishers {
 
-/// All publishers, by the PID of their factory configuration, and the thread that they live on.
-/// Any thread may call any member; nothing but `stop` blocks.
+/// Owns all publishers, by the PIDs of their factory configurations, and the thread that they run on. Any thread may
+/// call any member; only `stop` blocks.
 class PublisherManager {
  public:
   explicit PublisherManager(cppmicroservices::BundleContext context);
@@ -27,26 +26,29 @@ class PublisherManager {
   PublisherManager(const PublisherManager&) = delete;
   PublisherManager& operator=(const PublisherManager&) = delete;
 
+  /// Applies a revision of a factory configuration.
   void update(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
+
+  /// Withdraws the publisher of a factory configuration.
   void remove(const std::string& pid);
 
-  /// Has every publisher open what it could not open before: a service that it needs has come.
+  /// Lets every publisher open the endpoints that it could not open because a service was missing.
   void retry();
 
-  /// Closes every socket, waits for that a few seconds at most, and ends the thread.
+  /// Closes every socket, blocks until all are closed or a few seconds have passed, and ends the thread.
   void stop();
 
  private:
-  void take(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
+  void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
   void onSocket(const std::string& pid, SocketID id, SocketEvent event, const std::exception_ptr& reason);
   void forgetIfGone(const std::string& pid);
   void releaseAll();
   void noteIfClosed();
 
-  // Constant after construction.
-  const std::shared_ptr<agent::spf::frameworkinterfaces::SerialExecutor> executor_;
+  // Constant after construction:
+  const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
 
-  // Used by the executor's tasks only.
+  // Used by the executor's tasks only:
   Environment environment_;
   std::map<std::string, Publisher> publishers_;
   bool releasing_ = false;
@@ -54,7 +56,7 @@ class PublisherManager {
   std::mutex mutex_;
   std::condition_variable changed_;
 
-  // Guarded by mutex_.
+  // Guarded by `mutex_`:
   bool closed_ = false;
 };
 

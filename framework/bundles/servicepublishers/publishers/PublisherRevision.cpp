@@ -1,20 +1,15 @@
 #include "PublisherRevision.hpp"
 
+#include "agent/spf/frameworksupport/text.hpp"
+
 namespace spf::publishers {
 
+using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
 using cppmicroservices::ref_any_cast;
 using List = std::vector<Any>;
-
-namespace {
-
-std::string text(const AnyMap& properties, const char* key) {
-  return any_cast<std::string>(properties.at(key));
-}
-
-}  // namespace
 
 agent::spf::frameworkinterfaces::EventSink::Origin readOrigin(const AnyMap& properties) {
   return {text(properties, "uniqueID"), static_cast<std::uint32_t>(any_cast<int>(properties.at("modificationCount")))};

@@ -6,7 +6,6 @@
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
-
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 
 namespace spf::publishers {
@@ -19,7 +18,7 @@ struct MappedService {
   std::string name;
 };
 
-/// One version of one publisher's configuration.
+/// One revision of a publisher's configuration.
 struct PublisherRevision {
   Kind kind;
   agent::spf::frameworkinterfaces::EventSink::Origin origin;
@@ -30,10 +29,11 @@ struct PublisherRevision {
   std::vector<MappedService> services;
 };
 
-/// Who the properties are for and which version they are; what every report needs.
+/// Reads the publisher's ID and the modification count, which every report contains.
 /// \throws std::out_of_range or cppmicroservices::BadAnyCastException
 agent::spf::frameworkinterfaces::EventSink::Origin readOrigin(const cppmicroservices::AnyMap& properties);
 
+/// Reads a revision from the properties of a factory configuration.
 /// \throws std::out_of_range or cppmicroservices::BadAnyCastException
 PublisherRevision readRevision(Kind kind, const cppmicroservices::AnyMap& properties);
 

@@ -4,14 +4,13 @@
 
 #include <boost/log/keywords/severity.hpp>
 #include <boost/log/sources/record_ostream.hpp>
-
 #include "agent/host/logging.hpp"
 
 namespace spf::publishers {
 
 namespace {
 
-/// The bit of the host's levels that warnings have.
+/// The level of warnings, one bit of the host's mask.
 constexpr std::uint32_t warning = 64;
 
 using Logger = agent::host::logging::basic_diagnostic_logger<char>;
@@ -31,7 +30,7 @@ void logWarning(const std::string& text) noexcept {
       logger.push_record(std::move(record));
     }
   } catch (...) {
-    // A sink failed; there is nobody to tell.
+    // A sink failed, and there is no other place to report that to.
   }
 }
 

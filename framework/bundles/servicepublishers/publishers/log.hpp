@@ -4,7 +4,7 @@
 
 namespace spf::publishers {
 
-/// Writes a warning to the host's log; nothing while its level is off. What the log's sinks throw is swallowed.
+/// Writes a warning to the host's log if its level is enabled. Exceptions of the log's sinks are swallowed.
 void logWarning(const std::string& text) noexcept;
 
 }  // namespace spf::publishers

@@ -7,7 +7,6 @@
 
 #include <boost/log/keywords/channel.hpp>
 #include <boost/log/sources/severity_channel_logger.hpp>
-
 #include "agent/host/logging_levels.hpp"
 
 namespace agent::host::logging {

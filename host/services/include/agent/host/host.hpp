@@ -6,7 +6,6 @@
 #include <unordered_map>
 
 #include <cppmicroservices/Any.h>
-
 #include "agent/host/services.hpp"
 
 namespace agent::host::services {

@@ -7,7 +7,6 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/LDAPFilter.h>
-
 #include "agent/host/filesystem.hpp"
 
 namespace agent::host::services {

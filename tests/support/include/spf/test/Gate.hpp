@@ -33,6 +33,8 @@ class Gate {
  private:
   mutable std::mutex mutex_;
   std::condition_variable opened_;
+
+  // Guarded by `mutex_`:
   bool open_ = false;
 };
 
@@ -59,6 +61,8 @@ class Counter {
  private:
   mutable std::mutex mutex_;
   std::condition_variable changed_;
+
+  // Guarded by `mutex_`:
   int count_ = 0;
 };
 

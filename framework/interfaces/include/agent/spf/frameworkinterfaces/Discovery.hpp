@@ -5,14 +5,14 @@
 
 namespace agent::spf::frameworkinterfaces {
 
-/// A service that knows where the processes behind a discovery name are reached.
+/// A service that resolves discovery names to addresses.
 ///
-/// Any thread may call it, several at once. Nothing blocks.
+/// Any thread may call it, several at once. No call blocks.
 class [[gnu::visibility("default")]] Discovery {
  public:
   virtual ~Discovery() = default;
 
-  /// \return addresses as a Transport takes them; empty when the name is unknown
+  /// Returns the addresses of a discovery name, in the form that Transport accepts; empty if the name is unknown.
   virtual std::vector<std::string> endpointsOf(const std::string& name) const = 0;
 };
 

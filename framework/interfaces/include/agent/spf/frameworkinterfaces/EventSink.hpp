@@ -8,15 +8,15 @@
 
 namespace agent::spf::frameworkinterfaces {
 
-/// Where a service publisher reports what became of a revision of its configuration.
+/// A service to which service publishers report the progress of a revision of their configuration.
 ///
-/// Any thread may call it, several at once, with or without locks: reports are queued and reach the
-/// framework's listeners from a thread of the sink's own, in the order of the calls. The sink is unregistered
-/// only after the publishers that its bundle has withdrawn reported the end of their services, or some
-/// seconds later.
+/// Any thread may call it, several at once, with or without locks held: reports are queued and delivered to the
+/// framework's listeners by a thread of the sink, in the order of the calls. The sink is unregistered once all
+/// publishers that its bundle withdrew have reported that their services are unpublished, or after a time-out of
+/// some seconds.
 class [[gnu::visibility("default")]] EventSink {
  public:
-  /// Which publisher, and which revision of its configuration it acted on.
+  /// A publisher, and the revision of its configuration that a report is about.
   struct Origin {
     std::string servicePublisherID;
     std::uint32_t modificationCount;
@@ -24,16 +24,22 @@ class [[gnu::visibility("default")]] EventSink {
 
   virtual ~EventSink() = default;
 
-  /// \param kept  the endpoint was bound by an earlier revision already
+  /// Reports that an endpoint is bound.
+  /// \param kept  whether it was already bound by an earlier revision
   virtual void endpointBound(const Origin& origin, const cppmicroservices::Any& endpoint, bool kept) = 0;
 
-  /// \param kept  the endpoint was connected by an earlier revision already
+  /// Reports that an endpoint is connected.
+  /// \param kept  whether it was already connected by an earlier revision
   virtual void endpointConnected(const Origin& origin, const cppmicroservices::Any& endpoint, bool kept) = 0;
 
+  /// Reports that all services of the publisher are published.
   virtual void allServicesPublished(const Origin& origin) = 0;
+
+  /// Reports that all services of the publisher are unpublished.
   virtual void allServicesUnpublished(const Origin& origin) = 0;
 
-  /// \param error  why the publisher failed for good with this revision
+  /// Reports that the publisher failed permanently with this revision.
+  /// \param error  the reason
   virtual void failed(const Origin& origin, std::exception_ptr error) = 0;
 };
 

@@ -8,53 +8,52 @@
 
 namespace agent::spf::frameworkinterfaces {
 
-/// What becomes of one endpoint, as told by the transport that opened it.
+/// Receives the state changes of one endpoint from the transport that opened it.
 ///
-/// The transport calls from a thread of its own, one call at a time for all endpoints, with no lock
-/// held. Implementations hand off at once; a slow one stalls every endpoint. What they throw is
-/// swallowed, except by `answer`. The transport keeps the listener until its last call.
+/// The transport calls it on its own thread, one call at a time for all endpoints, with no lock held. Implementations
+/// return at once and do their work on another thread; a slow one stalls every endpoint. Exceptions are swallowed,
+/// except those of `answer`. The transport holds the listener until its last call.
 class [[gnu::visibility("default")]] EndpointListener {
  public:
   virtual ~EndpointListener() = default;
 
-  /// The endpoint listens, or a handshake with its peer succeeded. Called once, and for a connection
-  /// again after each `lost`.
+  /// Reports that the endpoint listens, or that a handshake with its peer succeeded: once, and for a connection again
+  /// after each `lost`.
   virtual void opened() = 0;
 
-  /// The connection to the peer is gone. The transport tries again by itself.
+  /// Reports that the connection to the peer is lost. The transport reconnects by itself.
   virtual void lost() {}
 
-  /// Something takes longer than it should; the transport goes on trying.
-  /// \param what  what is waited for, for a log
+  /// Reports that an operation takes unusually long; the transport keeps trying.
+  /// \param what  a message for the log
   virtual void warned(const std::string& what) {
     static_cast<void>(what);
   }
 
-  /// The endpoint can never be opened; there is nothing to close. The last call.
+  /// Reports that the endpoint cannot be opened; there is nothing to close. The last call.
   /// \param reason  a `std::runtime_error` that names the address
   virtual void failed(std::exception_ptr reason) = 0;
 
-  /// The endpoint's socket is closed; the address is free again, however long that takes, unless the
-  /// whole transport stops. The last call.
+  /// Reports that the endpoint's socket is closed and the address is free again, which may take any time; earlier only
+  /// if the whole transport stops. The last call.
   virtual void closed() = 0;
 
-  /// Answers a peer's request. Only for endpoints that were bound.
-  /// \throws anything; the peer is sent the text of a `std::exception`
+  /// Returns the answer to a peer's request. Called for bound endpoints only.
+  /// \throws anything; the text of a `std::exception` is sent to the peer
   virtual std::string answer(const std::string& request) = 0;
 };
 
-/// Names one endpoint.
+/// Identifies one endpoint.
 struct EndpointDescription {
-  std::string owner;    ///< the service publisher that wants it
-  std::string name;     ///< as the configuration gave it: an address or a discovery name
+  std::string owner;    ///< the ID of its service publisher
+  std::string name;     ///< as configured: an address or a discovery name
   std::string address;  ///< where to bind or connect: `tcp://`, `ipc://` or `inproc://` and the rest
 };
 
 /// A service that opens endpoints to other processes.
 ///
-/// Any thread may call it, several at once; only `ask` blocks. When the service goes, every endpoint
-/// is closed and its listener told so; calls that come later are refused with a
-/// `std::runtime_error`, but for `close`, which then does nothing.
+/// Any thread may call it, several at once; only `ask` blocks. When the service is stopped, every endpoint is closed
+/// and its listener notified. Later calls throw `std::runtime_error`, except `close`, which then does nothing.
 class [[gnu::visibility("default")]] Transport {
  public:
   using EndpointID = std::uint64_t;
@@ -62,25 +61,24 @@ class [[gnu::visibility("default")]] Transport {
   virtual ~Transport() = default;
 
   /// Starts to listen. The outcome is reported to the listener, never thrown.
-  /// \return what names the endpoint from now on; never used twice
+  /// \return the endpoint's ID, which is never reused
   virtual EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) = 0;
 
-  /// Starts to connect, and goes on trying for as long as the peer is not there, or its host is unknown.
-  /// The outcome is reported to the listener, never thrown.
+  /// Starts to connect, and keeps trying while the peer is unreachable or its host unknown. The outcome is reported to
+  /// the listener, never thrown.
   virtual EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) = 0;
 
-  /// Closes an endpoint; its listener hears `closed` once the socket is gone. An endpoint that failed,
-  /// is being closed, or is unknown is left alone.
+  /// Closes an endpoint and notifies its listener by `closed` once the socket is closed. Does nothing for an endpoint
+  /// that failed, is being closed, or is unknown.
   virtual void close(EndpointID endpoint) = 0;
 
-  /// Sends a request over an endpoint that was connected and waits for the peer's answer.
+  /// Sends a request over a connected endpoint and blocks until the peer's answer arrives.
   ///
-  /// Not to be called from an EndpointListener: it would wait for itself.
-  /// \param owner, name  of the connected endpoint's description
-  /// \param timeout      how long to wait; zero and less look once
-  /// \throws std::runtime_error naming owner and endpoint when there is no such connection, when the
-  ///         answer does not come in time, when the endpoint is closed meanwhile, or with the
-  ///         peer's text when the peer refuses
+  /// Must not be called from an EndpointListener: it would wait for its own thread.
+  /// \param owner, name  those of the connected endpoint's description
+  /// \param timeout      how long to wait; with zero or less the answer has to be there at once
+  /// \throws std::runtime_error naming owner and endpoint if there is no such connection, if the answer does not
+  ///         arrive in time, if the endpoint is closed meanwhile, or with the peer's text if the peer refuses
   virtual std::string ask(const std::string& owner, const std::string& name, const std::string& request,
                           std::chrono::milliseconds timeout) = 0;
 };

@@ -1,12 +1,12 @@
 #pragma once
 
-/// The requests that RPC publishers answer, and the keys of requests and answers.
+/// Requests that RPC publishers answer, and the keys of requests and answers.
 namespace agent::spf::frameworkinterfaces::questions {
 
-/// Key of a request's map; its value says what is asked.
+/// The key of the request's kind.
 inline constexpr auto question = "question";
 
-/// Asks for the publisher's ID and its services.
+/// The kind of request for a publisher's ID and its services.
 inline constexpr auto whatDoYouPublish = "whatDoYouPublish";
 
 inline constexpr auto publisherID = "publisherID";

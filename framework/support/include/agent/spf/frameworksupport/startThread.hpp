@@ -1,16 +1,16 @@
 #pragma once
 
-#include <pthread.h>
-
 #include <csignal>
 #include <system_error>
 #include <thread>
 #include <utility>
 
-namespace agent::spf::frameworkinterfaces {
+#include <pthread.h>
 
-/// Starts a thread that no signal is delivered to: the host's own threads handle those, and none of
-/// the framework's calls is interrupted. Signals that a thread raises by a fault of its own stay as they are.
+namespace agent::spf::frameworksupport {
+
+/// Starts a thread that blocks all signals, so that the host's own threads handle them and no system call of the
+/// framework is interrupted. Signals of faults, such as SIGSEGV, are not blocked.
 template <class Function>
 std::thread startThread(Function&& function) {
   sigset_t blocked;
@@ -18,7 +18,7 @@ std::thread startThread(Function&& function) {
   for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
     sigdelset(&blocked, fault);
   }
-  // A new thread inherits the mask, so that there is no moment without it.
+  // A new thread inherits the mask: it is in force from the beginning.
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, &blocked, &before);
   try {
@@ -31,4 +31,4 @@ std::thread startThread(Function&& function) {
   }
 }
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport

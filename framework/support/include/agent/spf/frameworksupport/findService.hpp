@@ -6,11 +6,11 @@
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceReference.h>
 
-namespace agent::spf::frameworkinterfaces {
+namespace agent::spf::frameworksupport {
 
-/// Looks a service up for one use. Services come and go: keep the pointer for that use only.
-/// \return the highest ranking service of the class, or null when there is none, when it went
-///         meanwhile, or when the context is no longer valid
+/// Looks up a service for one use. Keep the pointer for that use only, since services are registered and unregistered
+/// at any time.
+/// \return the highest ranking service of the class; null if none is registered or the context is no longer valid
 template <class Service>
 std::shared_ptr<Service> findService(cppmicroservices::BundleContext context) {
   try {
@@ -23,4 +23,4 @@ std::shared_ptr<Service> findService(cppmicroservices::BundleContext context) {
   }
 }
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport

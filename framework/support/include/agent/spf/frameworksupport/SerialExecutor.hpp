@@ -8,32 +8,32 @@
 #include <thread>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/startThread.hpp"
+#include "agent/spf/frameworksupport/startThread.hpp"
 
-namespace agent::spf::frameworkinterfaces {
+namespace agent::spf::frameworksupport {
 
-/// A thread that runs tasks one after the other, in the order they were posted.
+/// Runs tasks on a thread of its own, one after the other, in the order in which they were posted.
 ///
-/// Bundles hand their work to one: callbacks of Configuration Admin and of transports return at
-/// once, and what a task uses needs no lock. Any thread may post; posting never blocks for long.
+/// Lets callbacks of Configuration Admin and of transports return at once; state that only tasks use needs no lock.
+/// Any thread may post; posting takes a lock for a short time only.
 class SerialExecutor {
  public:
   SerialExecutor() : thread_(startThread([queue = queue_] { queue->run(); })) {}
 
-  /// Stops.
+  /// Stops the executor, as `stop` does.
   ~SerialExecutor() { stop(); }
 
   SerialExecutor(const SerialExecutor&) = delete;
   SerialExecutor& operator=(const SerialExecutor&) = delete;
 
-  /// Adds a task. What it throws is swallowed: there is nobody to hear it.
-  /// \return false once the executor was stopped; the task is dropped then
+  /// Adds a task. Its exceptions are swallowed, since no caller could receive them.
+  /// \return false if the executor was stopped; the task is dropped then
   bool post(std::function<void()> task) { return queue_->push(std::move(task)); }
 
-  /// Accepts no more tasks, runs those that were posted and waits for them. May be repeated.
+  /// Refuses further tasks and blocks until those already posted have run. May be repeated.
   ///
-  /// A task may stop its executor, and destroy it: that does not wait. The tasks that were posted
-  /// follow on the same thread, which ends by itself.
+  /// A task may stop or destroy its own executor. Then the call returns at once, and the posted tasks run afterwards
+  /// on the same thread, which ends by itself.
   void stop() {
     queue_->refuse();
     if (!thread_.joinable()) {
@@ -47,7 +47,7 @@ class SerialExecutor {
   }
 
  private:
-  /// What the thread uses; it may outlive the executor.
+  /// The state that the thread uses. It may outlive the executor.
   class Queue {
    public:
     bool push(std::function<void()> task) {
@@ -81,7 +81,7 @@ class SerialExecutor {
         tasks_.pop_front();
         lock.unlock();
         runSwallowing(task);
-        task = nullptr;  // what it holds is released outside of the lock
+        task = nullptr;  // destroys its captures outside of the lock
         lock.lock();
       }
     }
@@ -97,16 +97,16 @@ class SerialExecutor {
     std::mutex mutex_;
     std::condition_variable changed_;
 
-    // Guarded by mutex_.
+    // Guarded by `mutex_`:
     std::deque<std::function<void()>> tasks_;
     bool stopping_ = false;
   };
 
-  // Constant after construction.
+  // Constant after construction:
   const std::shared_ptr<Queue> queue_ = std::make_shared<Queue>();
 
-  // Used by the owner only.
+  // Used by the owner only:
   std::thread thread_;
 };
 
-}  // namespace agent::spf::frameworkinterfaces
+}  // namespace agent::spf::frameworksupport
