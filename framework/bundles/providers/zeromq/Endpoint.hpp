@@ -9,12 +9,24 @@
 #include <string>
 
 #include <zmq.hpp>
-#include "Address.hpp"
 #include "Monitor.hpp"
 #include "Resolver.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
+#include "agent/spf/frameworksupport/Address.hpp"
 
 namespace spf::zeromq {
+
+using agent::spf::frameworksupport::Address;
+using agent::spf::frameworksupport::hasUnresolvedHost;
+using agent::spf::frameworksupport::InterfaceNames;
+using agent::spf::frameworksupport::isWildcard;
+using agent::spf::frameworksupport::mayCollide;
+using agent::spf::frameworksupport::parseAddress;
+using agent::spf::frameworksupport::Place;
+using agent::spf::frameworksupport::placeOf;
+using agent::spf::frameworksupport::printable;
+using agent::spf::frameworksupport::Scheme;
+using agent::spf::frameworksupport::toZeroMq;
 
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace spf::zeromq {
+namespace agent::spf::frameworksupport {
 
 enum class Scheme { tcp, ipc, inproc };
 
@@ -60,4 +60,4 @@ std::optional<Place> placeOf(const Address& address);
 /// every other.
 bool mayCollide(const Place& left, const Place& right);
 
-}  // namespace spf::zeromq
+}  // namespace agent::spf::frameworksupport

@@ -1,4 +1,4 @@
-#include "Address.hpp"
+#include "agent/spf/frameworksupport/Address.hpp"
 
 #include <stdexcept>
 
@@ -6,13 +6,13 @@
 
 namespace {
 
-using spf::zeromq::Address;
-using spf::zeromq::hasUnresolvedHost;
-using spf::zeromq::InterfaceNames;
-using spf::zeromq::mayCollide;
-using spf::zeromq::parseAddress;
-using spf::zeromq::placeOf;
-using spf::zeromq::toZeroMq;
+using agent::spf::frameworksupport::Address;
+using agent::spf::frameworksupport::hasUnresolvedHost;
+using agent::spf::frameworksupport::InterfaceNames;
+using agent::spf::frameworksupport::mayCollide;
+using agent::spf::frameworksupport::parseAddress;
+using agent::spf::frameworksupport::placeOf;
+using agent::spf::frameworksupport::toZeroMq;
 
 bool areColliding(const char* left, const char* right) {
   const auto one = placeOf(parseAddress(left));

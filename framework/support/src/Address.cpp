@@ -1,4 +1,4 @@
-#include "Address.hpp"
+#include "agent/spf/frameworksupport/Address.hpp"
 
 #include <algorithm>
 #include <cstring>
@@ -8,7 +8,7 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 
-namespace spf::zeromq {
+namespace agent::spf::frameworksupport {
 
 namespace {
 
@@ -204,4 +204,4 @@ bool mayCollide(const Place& left, const Place& right) {
   return left.port == right.port && (!left.host || !right.host || mayOverlap(*left.host, *right.host));
 }
 
-}  // namespace spf::zeromq
+}  // namespace agent::spf::frameworksupport
