@@ -29,7 +29,7 @@ bool allInstalled(const std::vector<Bundle>& bundles) {
   return true;
 }
 
-/// Notes in a set, for its lifetime, that a bundle is being started.
+/// Records in a set, for its lifetime, that a bundle is being started.
 class StartingMark {
  public:
   StartingMark(std::set<long>& starting, long id) : starting_(starting), position_(starting.insert(id)) {}
@@ -127,7 +127,7 @@ void BundleInstaller::start(Bundle bundle) {
   }
   const StartingMark mark(starting_, bundle.GetBundleId());
   if (!mark.isFirst()) {
-    return;  // its own activator came back here
+    return;  // its own activator has called recursively
   }
   try {
     bundle.Start();
