@@ -8,7 +8,7 @@ namespace {
 
 using spf::zeromq::uninterrupted;
 
-TEST(AnInterruptedCall, IsMadeAgain) {
+TEST(AnInterruptedCall, IsRepeated) {
   int calls = 0;
   const int result = uninterrupted([&] {
     if (++calls < 3) {
@@ -20,7 +20,7 @@ TEST(AnInterruptedCall, IsMadeAgain) {
   EXPECT_EQ(result, 3);
 }
 
-TEST(AnInterruptedCall, IsTheOnlyOneThatIsMadeAgain) {
+TEST(AnInterruptedCall, IsTheOnlyOneThatIsRepeated) {
   int calls = 0;
   EXPECT_THROW(uninterrupted([&] {
                  ++calls;
