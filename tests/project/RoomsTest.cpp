@@ -29,20 +29,20 @@ const std::vector<Room> rooms = {
     {"tools", 4, {}},
 };
 
-bool beginsWith(const std::string& text, const std::string& prefix) {
+bool hasPrefix(const std::string& text, const std::string& prefix) {
   return text.rfind(prefix, 0) == 0;
 }
 
 const Room* roomOfFile(const std::string& file) {
   const auto found =
-      std::find_if(rooms.begin(), rooms.end(), [&](const Room& room) { return beginsWith(file, room.folder + "/"); });
+      std::find_if(rooms.begin(), rooms.end(), [&](const Room& room) { return hasPrefix(file, room.folder + "/"); });
   return found == rooms.end() ? nullptr : &*found;
 }
 
 const Room* roomOfHeader(const std::string& header) {
   for (const auto& room : rooms) {
     for (const auto& prefix : room.headers) {
-      if (beginsWith(header, prefix)) {
+      if (hasPrefix(header, prefix)) {
         return &room;
       }
     }

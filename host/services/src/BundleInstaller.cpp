@@ -1,5 +1,6 @@
 #include "BundleInstaller.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <cppmicroservices/AnyMap.h>
@@ -20,13 +21,8 @@ bool isUninstalled(const Bundle& bundle) {
   return bundle.GetState() == Bundle::STATE_UNINSTALLED;
 }
 
-bool allInstalled(const std::vector<Bundle>& bundles) {
-  for (const Bundle& bundle : bundles) {
-    if (isUninstalled(bundle)) {
-      return false;
-    }
-  }
-  return true;
+bool hasUninstalled(const std::vector<Bundle>& bundles) {
+  return std::any_of(bundles.begin(), bundles.end(), isUninstalled);
 }
 
 /// Records in a set, for its lifetime, that a bundle is being started.
@@ -106,7 +102,7 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
 
 const BundleInstaller::Bundles& BundleInstaller::installFile(const BundleFile& file) {
   const auto known = installed_.find(file.path.native());
-  if (known != installed_.end() && known->second.identity == file.identity && allInstalled(known->second.bundles)) {
+  if (known != installed_.end() && known->second.identity == file.identity && !hasUninstalled(known->second.bundles)) {
     return known->second.bundles;
   }
   InstalledFile installed{file.identity, installLocation(file.path)};

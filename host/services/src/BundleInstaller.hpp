@@ -27,6 +27,7 @@ class BundleInstaller {
  public:
   using Bundles = std::vector<cppmicroservices::Bundle>;
 
+  /// Constructs an installer without any installed file.
   /// \param root  the installation root; absolute
   BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework, std::filesystem::path root,
                   PermissionCheck permissionCheck);

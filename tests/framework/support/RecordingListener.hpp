@@ -19,7 +19,7 @@ class RecordingListener : public agent::spf::frameworklistener::FrameworkListene
  public:
   void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event) override;
 
-  /// Called for each recorded event, on the sender's thread.
+  /// The function that is called for each recorded event, on the sender's thread.
   std::function<void(const std::string& line)> onEvent;
 
   /// Waits until a line starts with the text.
