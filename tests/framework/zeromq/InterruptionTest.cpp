@@ -1,4 +1,4 @@
-#include "uninterrupted.hpp"
+#include "retryInterrupted.hpp"
 
 #include <cerrno>
 
@@ -6,11 +6,11 @@
 
 namespace {
 
-using spf::zeromq::uninterrupted;
+using spf::zeromq::retryInterrupted;
 
 TEST(AnInterruptedCall, IsRepeated) {
   int calls = 0;
-  const int result = uninterrupted([&] {
+  const int result = retryInterrupted([&] {
     if (++calls < 3) {
       errno = EINTR;
       throw zmq::error_t();
@@ -22,7 +22,7 @@ TEST(AnInterruptedCall, IsRepeated) {
 
 TEST(AnInterruptedCall, IsTheOnlyOneThatIsRepeated) {
   int calls = 0;
-  EXPECT_THROW(uninterrupted([&] {
+  EXPECT_THROW(retryInterrupted([&] {
                  ++calls;
                  errno = EADDRINUSE;
                  throw zmq::error_t();
