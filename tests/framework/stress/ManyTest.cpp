@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -58,6 +59,10 @@ struct Kind {
   const char* name;
   std::function<std::string(const std::string& folder, int i)> address;
 };
+
+void PrintTo(const Kind& kind, std::ostream* out) {
+  *out << kind.name;
+}
 
 class TwoThousandConfigurations : public testing::TestWithParam<Kind> {};
 
