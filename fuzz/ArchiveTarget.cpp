@@ -15,18 +15,20 @@
 #include "Target.hpp"
 #include "ZipArchive.hpp"
 
-// An input that begins with '{' is the text of a manifest, any other one a whole bundle file: what a fuzzer does
-// to a manifest inside of an archive gets stuck at the archive's checksum.
+// An input that begins with '{' is the text of a manifest, any other one a whole bundle file, because a change of a
+// manifest inside an archive would only make the archive's checksum wrong.
 
 namespace {
 
 using namespace cppmicroservices;
 using spf::fuzz::require;
 
-/// A file in memory that has a path.
+/// A file in memory with a path.
 class MemoryFile {
  public:
-  MemoryFile() : descriptor_(memfd_create("bundle", MFD_CLOEXEC)) { require(descriptor_ >= 0, "there are such files"); }
+  MemoryFile() : descriptor_(memfd_create("bundle", MFD_CLOEXEC)) {
+    require(descriptor_ >= 0, "a file in memory can be created");
+  }
 
   std::string path() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
@@ -40,7 +42,7 @@ class MemoryFile {
   const int descriptor_;
 };
 
-/// Installs what a file holds, looks at all of it, and takes it away again.
+/// Installs the bundles of a file, reads all of their content, and uninstalls them.
 class Installer {
  public:
   Installer() {
@@ -53,34 +55,34 @@ class Installer {
     std::vector<Bundle> bundles;
     try {
       bundles = context_.InstallBundles(file_.path());
-      require(!bundles.empty(), "there is a bundle if there is no exception");
+      require(!bundles.empty(), "at least one bundle is installed if nothing is thrown");
     } catch (const std::runtime_error&) {
     }
     require(context_.GetBundles().size() == bundles.size() + 1, "all bundles of a file are installed, or none");
     for (auto& bundle : bundles) {
-      lookAt(bundle);
+      inspect(bundle);
       bundle.Uninstall();
     }
-    require(context_.GetBundles().size() == 1, "nothing is left");
+    require(context_.GetBundles().size() == 1, "all bundles are uninstalled");
   }
 
  private:
-  static void lookAt(const Bundle& bundle) {
+  static void inspect(const Bundle& bundle) {
     require(!bundle.GetSymbolicName().empty(), "a bundle has a name");
     static_cast<void>(Any(bundle.GetHeaders()).ToJSON());
     require(bundle.GetResource("manifest.json").IsValid(), "a bundle has a manifest");
     for (const auto& resource : bundle.FindResources("/", "*", true)) {
-      lookAt(bundle, resource);
+      inspect(bundle, resource);
     }
   }
 
-  static void lookAt(const Bundle& bundle, const BundleResource& resource) {
-    require(bundle.GetResource(resource.GetResourcePath()) == resource, "a resource is where it says that it is");
+  static void inspect(const Bundle& bundle, const BundleResource& resource) {
+    require(bundle.GetResource(resource.GetResourcePath()) == resource, "a resource is found at its own path");
     try {
       BundleResourceStream stream(resource);
       const std::string content(std::istreambuf_iterator<char>(stream), {});
       require(resource.IsDir() || content.size() == static_cast<std::size_t>(resource.GetSize()),
-              "a resource is as large as it says");
+              "a resource has the size that it reports");
     } catch (const std::runtime_error&) {
     }
   }
@@ -93,7 +95,7 @@ class Installer {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static auto& installer = *new Installer;  // never destroyed: a framework does not outlive main
+  static auto& installer = *new Installer;  // never destroyed, because a framework must not be destroyed after main
   const std::string input(reinterpret_cast<const char*>(data), size);
   const bool isManifest = !input.empty() && input.front() == '{';
   installer.install(isManifest ? spf::test::ZipArchive().add("b/manifest.json", input).bytes() : input);

@@ -16,7 +16,7 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
-/// One property of each type that filters compare, and some that they do not.
+/// Returns a map with a property of each type that filters compare, and of some that they do not.
 AnyMap properties(AnyMap::map_type type) {
   return AnyMap(type, {{"s", std::string("ab c*()\\\x7f")},
                        {"t", std::string("")},
@@ -45,8 +45,9 @@ std::optional<LDAPFilter> parsed(const std::string& text) {
 }
 
 void compare(const LDAPFilter& left, const LDAPFilter& right, const AnyMap& map) {
-  spf::fuzz::require(left.Match(map) == right.Match(map), "a filter matches what its text matches");
-  spf::fuzz::require(left.MatchCase(map) == right.MatchCase(map), "a filter matches to the letter what its text does");
+  spf::fuzz::require(left.Match(map) == right.Match(map), "a filter and its text match the same maps");
+  spf::fuzz::require(left.MatchCase(map) == right.MatchCase(map),
+                     "a filter and its text match the same maps if case matters");
 }
 
 }  // namespace
@@ -60,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const auto again = parsed(filter->ToString());
   spf::fuzz::require(again.has_value(), "the text of a filter is a filter");
-  spf::fuzz::require(*again == *filter, "the text of a filter is that of the same filter");
+  spf::fuzz::require(*again == *filter, "the text of a filter yields an equal filter");
   for (const auto& map : maps) {
     compare(*filter, *again, map);
   }

@@ -5,14 +5,14 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// What a fuzzer calls with one input after the other, and the replay of the corpora with each of their files.
-/// \return 0, as libFuzzer wants it
+/// Tests one input. Called repeatedly by a fuzzer, and by the replay of the corpora for each file.
+/// \return 0, as libFuzzer requires
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace spf::fuzz {
 
-/// Ends the process, which is how a fuzzer learns that it found something.
-/// \param expectation  what should have held
+/// Aborts the process unless a condition holds; a fuzzer takes that for a finding.
+/// \param expectation  the condition in words
 inline void require(bool holds, const char* expectation) {
   if (!holds) {
     std::fprintf(stderr, "Not true for this input: %s\n", expectation);

@@ -30,7 +30,7 @@ class Receiver : public cm::ManagedService {
   std::atomic<int> deliveries{0};
 };
 
-// Configuration Admin with one configuration, and services of another class beside it.
+// Configuration Admin with one configuration, and other services of another class.
 class Administered {
  public:
   explicit Administered(const benchmark::State& state) : properties(propertiesOf(static_cast<int>(state.range(0)))) {
@@ -59,7 +59,7 @@ class Administered {
   const AnyMap properties;
 };
 
-// The copy of the properties and the delivery are not part of the call.
+// Excludes the copy of the properties and the delivery from the measurement.
 void UpdateCall(benchmark::State& state) {
   Administered sut(state);
   for (auto _ : state) {

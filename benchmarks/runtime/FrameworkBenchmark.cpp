@@ -9,7 +9,7 @@ namespace spf::benchmarks {
 
 namespace {
 
-// Stops a framework that has so many services and configurations.
+// Stops a framework with a number of services and configurations.
 void StopFramework(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();

@@ -14,12 +14,12 @@ namespace spf::benchmarks {
 
 namespace cm = cppmicroservices::service::cm;
 
-/// The services that a benchmark registers and looks up.
+/// A service that benchmarks register and look up.
 struct Station {
   virtual ~Station() = default;
 };
 
-/// A started framework with its storage in a temporary folder; stops with this object.
+/// A started framework with its storage in a temporary folder. The destructor stops it.
 class RunningFramework {
  public:
   RunningFramework();
@@ -29,13 +29,13 @@ class RunningFramework {
 
   cppmicroservices::BundleContext context() const { return framework_.GetBundleContext(); }
 
-  /// Registers so many stations, each with its number as the property "index".
+  /// Registers a number of stations, each with its index as the property "index".
   void registerStations(int count);
 
-  /// Installs and starts Configuration Admin, and gives its service.
+  /// Installs and starts Configuration Admin, and returns its service.
   std::shared_ptr<cm::ConfigurationAdmin> startConfigurationAdmin();
 
-  /// Returns when everything has stopped. May be called before the destructor.
+  /// Stops the framework, and blocks until it has stopped. May be called before the destructor.
   void stop();
 
  private:

@@ -9,7 +9,7 @@ using cppmicroservices::ServiceProperties;
 
 namespace {
 
-// Registers and unregisters one more station beside those that are there.
+// Registers and unregisters one station more than those already registered.
 void registerAndUnregister(benchmark::State& state, const ServiceProperties& properties, bool withListener) {
   RunningFramework framework;
   framework.registerStations(static_cast<int>(state.range(0)) - 1);

@@ -15,7 +15,7 @@ namespace {
 const std::string key = "property.number.7";
 const std::string twoTerms = "(&(property.number.7=7)(property.number.8=val*))";
 
-// Twenty entries, numbers and texts by turns.
+// Returns a map of twenty entries, alternately numbers and texts.
 AnyMap mapOf(const benchmark::State& state) {
   AnyMap map(static_cast<AnyMap::map_type>(state.range(0)));
   for (int entry = 0; entry < 20; ++entry) {
@@ -61,7 +61,7 @@ void ParseFilter(benchmark::State& state) {
   }
 }
 
-// Ordered, unordered, and unordered without regard to the case of keys.
+// Ordered, unordered, and unordered with keys that ignore case.
 void kindsOfMap(benchmark::internal::Benchmark* benchmark) {
   benchmark->DenseRange(0, 2);
 }

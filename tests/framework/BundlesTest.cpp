@@ -37,7 +37,7 @@ class APeerDirectory : public testing::Test {
     return "";
   }
 
-  /// The names in an answer.
+  /// Returns the names of the services in an answer.
   std::vector<std::string> servicesOf(const AnyMap& answer) {
     std::vector<std::string> names;
     for (const Any& element : cppmicroservices::any_cast<std::vector<Any>>(answer.at("services"))) {
@@ -62,7 +62,7 @@ class APeerDirectory : public testing::Test {
   const std::string address = freeAddress();
 };
 
-TEST_F(APeerDirectory, TellsWhatAPeerPublishes) {
+TEST_F(APeerDirectory, ReturnsWhatAPeerPublishes) {
   connect(station());
   const AnyMap answer = ask();
   EXPECT_EQ(answer.at("publisherID").ToString(), "station");
@@ -71,43 +71,43 @@ TEST_F(APeerDirectory, TellsWhatAPeerPublishes) {
   EXPECT_EQ(cppmicroservices::any_cast<AnyMap>(services.at(0)).count("uniqueID"), 1u);
 }
 
-TEST_F(APeerDirectory, TellsWhatAnExportFilterLetsThrough) {
+TEST_F(APeerDirectory, ReturnsOnlyServicesThatPassTheExportFilter) {
   connect(station().exportFilter("(unit=percent)"));
   EXPECT_THAT(servicesOf(ask()), ElementsAre("weather.Humidity"));
 }
 
-TEST_F(APeerDirectory, FollowsTheRevisionsOfAPeer) {
+TEST_F(APeerDirectory, ReturnsTheServicesOfThePeersLatestRevision) {
   connect(station());
   framework.update("server", Configuration(2).publisher("station").bind(address));
   ASSERT_NE(framework.events().waitFor("published station#2"), "");
   EXPECT_THAT(servicesOf(ask()), IsEmpty());
 }
 
-TEST_F(APeerDirectory, SaysThatAPublisherIsNotConnected) {
+TEST_F(APeerDirectory, ReportsThatAPublisherIsNotConnected) {
   EXPECT_THAT(errorOfAsking(), AllOf(HasSubstr("'display'"), HasSubstr(address), HasSubstr("not connected")));
 }
 
-TEST_F(APeerDirectory, PassesALegacyPublishersRefusalOn) {
+TEST_F(APeerDirectory, PropagatesTheRefusalOfALegacyPublisher) {
   connect(Configuration(1).publisher("old", legacy).bind(address));
   EXPECT_EQ(errorOfAsking(),
             "publisher 'display', endpoint '" + address + "': the peer refuses: this endpoint answers no questions");
 }
 
-TEST_F(APeerDirectory, MissesASerialiser) {
+TEST_F(APeerDirectory, FailsWithoutASerialiser) {
   connect(station());
   framework.bundle("spf_json_serialiser").Stop();
   EXPECT_EQ(errorOfAsking(), "publisher 'display', endpoint '" + address + "': no serialiser is installed");
 }
 
-TEST_F(APeerDirectory, MissesATransport) {
+TEST_F(APeerDirectory, FailsWithoutATransport) {
   framework.bundle("spf_zeromq_transport").Stop();
   EXPECT_THAT(errorOfAsking(), HasSubstr("no transport"));
 }
 
-/// A peer that answers every question with the same text.
-class Babbler : public EndpointListener {
+/// Answers every question with the same text.
+class FixedAnswerListener : public EndpointListener {
  public:
-  explicit Babbler(std::string text) : text_(std::move(text)) {}
+  explicit FixedAnswerListener(std::string text) : text_(std::move(text)) {}
 
   void opened() override { isOpened.open(); }
   void failed(std::exception_ptr) override {}
@@ -133,9 +133,9 @@ void PrintTo(const BadAnswer& answer, std::ostream* out) {
 class ABadAnswer : public APeerDirectory, public testing::WithParamInterface<BadAnswer> {};
 
 TEST_P(ABadAnswer, IsRefusedWithTheEndpointAndTheReason) {
-  const auto babbler = std::make_shared<Babbler>(GetParam().text);
-  framework.service<Transport>()->bind({"server", address, address}, babbler);
-  ASSERT_TRUE(babbler->isOpened.wait());
+  const auto listener = std::make_shared<FixedAnswerListener>(GetParam().text);
+  framework.service<Transport>()->bind({"server", address, address}, listener);
+  ASSERT_TRUE(listener->isOpened.wait());
   connect(Configuration(1));
   EXPECT_THAT(errorOfAsking(),
               AllOf(HasSubstr("publisher 'display', endpoint '" + address + "': "), HasSubstr(GetParam().complaint)));
@@ -157,7 +157,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "has no text 'name' in services[1]"}),
     [](const testing::TestParamInfo<BadAnswer>& answer) { return std::string(answer.param.description); });
 
-TEST_F(APeerDirectory, IsToldWhenAPeerDoesNotKnowTheQuestion) {
+TEST_F(APeerDirectory, ReceivesAnErrorForAnUnknownQuestion) {
   connect(station());
   const auto ask = [this](const std::string& request) -> std::string {
     try {
@@ -172,7 +172,7 @@ TEST_F(APeerDirectory, IsToldWhenAPeerDoesNotKnowTheQuestion) {
   EXPECT_THAT(ask("babble"), HasSubstr("no JSON"));
 }
 
-TEST(TheFramework, TakesUpItsWorkWhenTheTransportComesBack) {
+TEST(TheFramework, ResumesWhenTheTransportIsRestarted) {
   RunningFramework framework;
   const auto address = freeAddress();
   framework.update("weather", Configuration(1).publisher("station").bind(address));
@@ -182,7 +182,7 @@ TEST(TheFramework, TakesUpItsWorkWhenTheTransportComesBack) {
   EXPECT_TRUE(framework.events().waitFor("bound station#1 " + address, 2));
 }
 
-TEST(TheFramework, WaitsForATransportThatComesLate) {
+TEST(TheFramework, WaitsForATransportThatStartsLate) {
   RunningFramework framework;
   framework.bundle("spf_zeromq_transport").Stop();
   framework.update("a", Configuration(1).publisher("station").bind(freeAddress()));
@@ -193,7 +193,7 @@ TEST(TheFramework, WaitsForATransportThatComesLate) {
   EXPECT_NE(framework.events().waitFor("published station#1"), "");
 }
 
-TEST(TheFramework, WaitsForADiscoveryThatComesLate) {
+TEST(TheFramework, WaitsForADiscoveryThatStartsLate) {
   RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", freeAddress()}}));
   framework.bundle("spf_table_discovery").Stop();
   framework.update("a", Configuration(1).publisher("station", legacy).bind("station").publisher("marker"));
@@ -240,7 +240,7 @@ TEST(TheFramework, CanBeStoppedWhileItStarts) {
   }
 }
 
-TEST(ATableOfDiscoveryNames, AnswersTextsAndLists) {
+TEST(ATableDiscovery, ResolvesNamesToTextsAndLists) {
   RunningFramework framework(
       AnyMap(AnyMap::ORDERED_MAP, {{"one", std::string("tcp://a:1")},
                                    {"two", std::vector<Any>{std::string("tcp://a:1"), 42, std::string("tcp://b:2")}},

@@ -13,12 +13,12 @@
 
 namespace {
 
-/// Whether the calling thread gets no other one.
+/// Whether the calling thread fails to create further threads.
 thread_local bool hasNoThreads = false;
 
 }  // namespace
 
-// Takes the place of the system's function, for the framework too.
+// Replaces the system's function, also for the framework.
 extern "C" [[gnu::visibility("default")]] int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                                                              void* (*run)(void*), void* argument) {
   static const auto real = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
@@ -51,15 +51,15 @@ class AController : public testing::Test {
  protected:
   std::string waitFor(const std::string& line) { return framework.events().waitFor(line); }
 
-  /// Delivers to the framework's factory what Configuration Admin would deliver late.
+  /// Returns a factory, for deliveries that imitate late ones of Configuration Admin.
   std::shared_ptr<ManagedServiceFactory> factory(const std::string& pid = "zk.spf.framework") {
     auto context = framework.context();
     const auto references = context.GetServiceReferences<ManagedServiceFactory>("(service.pid=" + pid + ")");
     return context.GetService(references.at(0));
   }
 
-  /// The properties of the factory configurations that publishers were given.
-  std::vector<AnyMap> given(const std::string& factoryPID) {
+  /// Returns the properties of the publishers' factory configurations.
+  std::vector<AnyMap> factoryConfigurations(const std::string& factoryPID) {
     std::vector<AnyMap> result;
     for (const auto& configuration : framework.service<ConfigurationAdmin>()->ListConfigurations()) {
       if (configuration->GetFactoryPid() == factoryPID) {
@@ -79,7 +79,7 @@ T at(const AnyMap& map, const char* key) {
   return cppmicroservices::any_cast<T>(map.at(key));
 }
 
-TEST_F(AController, GivesEachPublisherWhatConcernsIt) {
+TEST_F(AController, WritesEachPublishersPartOfTheConfiguration) {
   framework.update("weather", Configuration(7)
                                   .publisher("station")
                                   .bind("inproc://x")
@@ -88,7 +88,7 @@ TEST_F(AController, GivesEachPublisherWhatConcernsIt) {
                                   .service("h", "weather.Humidity"));
   ASSERT_NE(waitFor("published station#7"), "");
   ASSERT_NE(waitFor("published other#7"), "");
-  const auto publishers = given("zk.spf.rpcservicepublisher");
+  const auto publishers = factoryConfigurations("zk.spf.rpcservicepublisher");
   ASSERT_THAT(publishers, SizeIs(2));
   const auto& station = at<std::string>(publishers[0], "uniqueID") == "station" ? publishers[0] : publishers[1];
   EXPECT_EQ(at<std::string>(station, "name"), "rpcservicepublisher");
@@ -99,28 +99,28 @@ TEST_F(AController, GivesEachPublisherWhatConcernsIt) {
   EXPECT_EQ(at<std::string>(cppmicroservices::any_cast<AnyMap>(services[0]), "name"), "weather.Temperature");
 }
 
-TEST_F(AController, KeepsConfigurationsAndPublishersApartWhateverTheirIDs) {
+TEST_F(AController, DistinguishesPublishersWhateverTheIDs) {
   framework.update("a", Configuration(1).publisher("b/c"));
   framework.update("a/b", Configuration(2).publisher("c"));
   framework.update("a%2Fb", Configuration(3).publisher("c"));
   EXPECT_NE(waitFor("published b/c#1"), "");
   EXPECT_NE(waitFor("published c#2"), "");
   EXPECT_NE(waitFor("published c#3"), "");
-  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), SizeIs(3));
+  EXPECT_THAT(factoryConfigurations("zk.spf.rpcservicepublisher"), SizeIs(3));
 }
 
-TEST_F(AController, TakesEveryPublishersConfigurationAwayWithItsOwn) {
+TEST_F(AController, RemovesThePublishersOfARemovedConfiguration) {
   framework.update("weather", Configuration(1).publisher("a").publisher("b", frameworktest::legacy));
   ASSERT_NE(waitFor("published a#1"), "");
   ASSERT_NE(waitFor("published b#1"), "");
   framework.remove("weather");
   EXPECT_NE(waitFor("unpublished a#1"), "");
   EXPECT_NE(waitFor("unpublished b#1"), "");
-  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), IsEmpty());
-  EXPECT_THAT(given("zk.spf.legacyservicepublisher"), IsEmpty());
+  EXPECT_THAT(factoryConfigurations("zk.spf.rpcservicepublisher"), IsEmpty());
+  EXPECT_THAT(factoryConfigurations("zk.spf.legacyservicepublisher"), IsEmpty());
 }
 
-TEST_F(AController, FollowsAPublisherThatBecomesOneOfTheOtherKind) {
+TEST_F(AController, MovesAPublisherThatChangesItsKind) {
   framework.update("weather", Configuration(1).publisher("a"));
   ASSERT_NE(waitFor("published a#1"), "");
   framework.update("weather", Configuration(2).publisher("a", frameworktest::legacy));
@@ -146,7 +146,7 @@ TEST_F(AController, ComparesCountsWithoutTheirSign) {
   EXPECT_NE(waitFor("published station#2147483648"), "");
 }
 
-TEST_F(AController, TakesALowerCountThatConfigurationAdminHoldsForARestart) {
+TEST_F(AController, TreatsALowerCountInConfigurationAdminAsARestart) {
   framework.update("weather", Configuration(5).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#5"), "");
   framework.update("weather", Configuration(2).publisher("station").bind(freeAddress()));
@@ -154,7 +154,7 @@ TEST_F(AController, TakesALowerCountThatConfigurationAdminHoldsForARestart) {
   EXPECT_NE(waitFor("published station#2"), "");
 }
 
-TEST_F(AController, TakesALowerCountAfterARemoval) {
+TEST_F(AController, AcceptsALowerCountAfterARemoval) {
   framework.update("weather", Configuration(5).publisher("station"));
   ASSERT_NE(waitFor("published station#5"), "");
   framework.remove("weather");
@@ -163,7 +163,7 @@ TEST_F(AController, TakesALowerCountAfterARemoval) {
   EXPECT_NE(waitFor("published station#1"), "");
 }
 
-TEST_F(AController, KeepsAConfigurationThatIsStillThereWhenARemovalIsToldTwice) {
+TEST_F(AController, ReappliesAConfigurationThatExistsAfterARemoval) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#1"), "");
   factory()->Removed(weatherPID);
@@ -178,13 +178,13 @@ TEST_F(AController, ReportsAgainWhenTheSameRevisionIsWrittenAgain) {
   EXPECT_TRUE(framework.events().waitFor("published station#1", 2));
 }
 
-TEST_F(AController, SurvivesAConfigurationThatItCannotRead) {
+TEST_F(AController, SurvivesAMalformedConfiguration) {
   framework.service<ConfigurationAdmin>()->GetFactoryConfiguration("zk.spf.framework", "bad")->Update(AnyMap());
   framework.update("weather", Configuration(1).publisher("station"));
   EXPECT_NE(waitFor("published station#1"), "");
 }
 
-TEST_F(AController, ReportsAPublisherThatItCannotRead) {
+TEST_F(AController, ReportsAMalformedPublisher) {
   auto properties = Configuration(3).publisher("station").properties();
   AnyMap entry(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
   entry["uniqueID"] = std::string("broken");
@@ -196,7 +196,7 @@ TEST_F(AController, ReportsAPublisherThatItCannotRead) {
   EXPECT_NE(waitFor("published station#3"), "");
 }
 
-TEST_F(AController, SendsEventsToEveryListenerEvenIfOneThrows) {
+TEST_F(AController, DeliversEventsToEveryListenerEvenIfOneThrows) {
   struct Thrower : FrameworkListener {
     void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent>) override { throw 42; }
   };
@@ -209,8 +209,8 @@ TEST_F(AController, SendsEventsToEveryListenerEvenIfOneThrows) {
   EXPECT_NE(second->waitFor("published x#1"), "");
 }
 
-TEST_F(AController, SendsEventsFromAThreadThatMayWaitForConfigurationAdmin) {
-  // Configuration Admin's own thread could not: it would wait for itself.
+TEST_F(AController, DeliversEventsOnAThreadThatMayWaitForConfigurationAdmin) {
+  // On Configuration Admin's own thread this would deadlock.
   spf::test::Gate waited;
   framework.events().onEvent = [&](const std::string&) {
     framework.service<ConfigurationAdmin>()->GetConfiguration("some.pid")->Update(AnyMap()).wait();
@@ -218,7 +218,7 @@ TEST_F(AController, SendsEventsFromAThreadThatMayWaitForConfigurationAdmin) {
   };
   framework.update("weather", Configuration(1).publisher("station"));
   EXPECT_TRUE(waited.wait());
-  framework.bundle("spf_controller").Stop();  // no event is under way any more
+  framework.bundle("spf_controller").Stop();  // no event is being delivered any longer
 }
 
 TEST_F(AController, LetsAListenerUnregisterItselfInAnEvent) {
@@ -231,7 +231,7 @@ TEST_F(AController, LetsAListenerUnregisterItselfInAnEvent) {
   EXPECT_THAT(listener->lines(), ElementsAre("published x#1"));
 }
 
-TEST_F(AController, ReturnsFromAReportWhileAListenerIsAtWork) {
+TEST_F(AController, ReturnsFromAReportWhileAListenerIsRunning) {
   spf::test::Gate handling;
   spf::test::Gate mayReturn;
   framework.events().onEvent = [&](const std::string&) {
@@ -245,7 +245,7 @@ TEST_F(AController, ReturnsFromAReportWhileAListenerIsAtWork) {
   mayReturn.open();
   EXPECT_NE(waitFor("published y#1"), "");
   EXPECT_NE(waitFor("published station#1"), "");
-  framework.bundle("spf_controller").Stop();  // no event is under way any more
+  framework.bundle("spf_controller").Stop();  // no event is being delivered any longer
 }
 
 TEST_F(AController, DeliversEventsInTheOrderOfTheReports) {
@@ -260,15 +260,15 @@ TEST_F(AController, DeliversEventsInTheOrderOfTheReports) {
   }
 }
 
-TEST_F(AController, TakesThePublishersConfigurationsAwayWhenItStops) {
+TEST_F(AController, RemovesThePublishersConfigurationsWhenItStops) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#1"), "");
   framework.bundle("spf_controller").Stop();
-  EXPECT_THAT(given("zk.spf.rpcservicepublisher"), IsEmpty());
+  EXPECT_THAT(factoryConfigurations("zk.spf.rpcservicepublisher"), IsEmpty());
   EXPECT_EQ(framework.service<EventSink>(), nullptr);
 }
 
-TEST_F(AController, ReportsWhatItWithdrawsBeforeItHasStopped) {
+TEST_F(AController, ReportsUnpublishedServicesBeforeItHasStopped) {
   framework.update("weather",
                    Configuration(1).publisher("station").bind(freeAddress()).publisher("other", frameworktest::legacy));
   ASSERT_NE(waitFor("published station#1"), "");
@@ -278,7 +278,7 @@ TEST_F(AController, ReportsWhatItWithdrawsBeforeItHasStopped) {
               UnorderedElementsAre("unpublished station#1", "unpublished other#1"));
 }
 
-TEST_F(AController, StopsThoughThePublishersAreGone) {
+TEST_F(AController, StopsAfterThePublishersHaveStopped) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#1"), "");
   framework.bundle("spf_publishers").Stop();
@@ -286,7 +286,7 @@ TEST_F(AController, StopsThoughThePublishersAreGone) {
   EXPECT_THAT(framework.events().linesWith("unpublished"), IsEmpty());
 }
 
-TEST_F(AController, StopsThoughAPublisherNeverReports) {
+TEST_F(AController, StopsEvenIfAPublisherNeverReports) {
   struct SilentFactory : ManagedServiceFactory {
     void Updated(const std::string&, const AnyMap&) override { isUpdated.open(); }
     void Removed(const std::string&) override {}
@@ -302,12 +302,12 @@ TEST_F(AController, StopsThoughAPublisherNeverReports) {
   EXPECT_EQ(framework.bundle("spf_controller").GetState(), cppmicroservices::Bundle::STATE_RESOLVED);
 }
 
-/// What a listener does to the controller from inside an event.
+/// Listeners that act on the controller inside an event.
 class AListener : public AController {
  protected:
-  /// Acts on the first event.
+  /// Calls a function with the controller, inside the first event.
   void onFirstEvent(const std::function<void(cppmicroservices::Bundle)>& act) {
-    // Events of a controller that was stopped and of the one that was started come at the same time, and late.
+    // A stopped and a restarted controller may deliver events at the same time, even after the test.
     framework.events().onEvent = [this, act, acted = std::make_shared<std::atomic<bool>>(false)](const std::string&) {
       if (!acted->exchange(true)) {
         act(framework.bundle("spf_controller"));
@@ -346,14 +346,14 @@ TEST_F(AListener, MayStopTheControllerWhenTheSystemHasNoThreadsLeft) {
     }
     hasNoThreads = false;
   });
-  // One publisher, whose event it is: a stop waits only briefly for one that has reported nothing yet.
+  // One publisher only, the one that has reported: a stop waits only briefly for one without a report.
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   EXPECT_TRUE(isDone.wait());
   EXPECT_TRUE(isRefused);
   EXPECT_NE(waitFor("unpublished station#1"), "");
 }
 
-TEST_F(AListener, IsToldWhatWasReportedDuringItsStopOfTheController) {
+TEST_F(AListener, ReceivesReportsMadeWhileItStopsTheController) {
   publishTwo();
   ASSERT_NE(waitFor("published station#1"), "");
   ASSERT_NE(waitFor("published other#1"), "");
@@ -379,7 +379,7 @@ TEST_F(AListener, MayUninstallTheController) {
   EXPECT_THROW(framework.bundle("spf_controller"), std::runtime_error);
 }
 
-TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
+TEST_F(AListener, MayRestartTheController) {
   onFirstEvent([](cppmicroservices::Bundle controller) {
     controller.Stop();
     controller.Start();
@@ -390,7 +390,7 @@ TEST_F(AListener, MayStartTheControllerThatItHasStopped) {
   EXPECT_NE(waitFor("published other#1"), "");
 }
 
-TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {
+TEST_F(AController, ResumesWhenItIsRestarted) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
   ASSERT_NE(waitFor("published station#1"), "");
   framework.bundle("spf_controller").Stop();
@@ -398,7 +398,7 @@ TEST_F(AController, TakesUpItsWorkWhenItIsStartedAgain) {
   EXPECT_TRUE(framework.events().waitFor("published station#1", 2));
 }
 
-TEST_F(AController, TakesConfigurationsFromManyThreads) {
+TEST_F(AController, AcceptsConfigurationsFromManyThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([this, i] {

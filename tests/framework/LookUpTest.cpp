@@ -21,11 +21,12 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// The hosts that only the tests know, and what a look-up of theirs does before it succeeds: it finds
-/// the address of the test's process.
+/// Hosts that are known to the tests only. A look-up calls a function of the test, then finds the address of the test's
+/// process.
 class Hosts {
  public:
-  /// \param lookUp  called for each look-up, by its number from 1; returns what getaddrinfo returns
+  /// Adds a host.
+  /// \param lookUp  called for each look-up with its number, from 1; returns the result of getaddrinfo
   void add(const std::string& name, const std::string& address, std::function<int(int)> lookUp) {
     const std::lock_guard<std::mutex> lock(mutex_);
     hosts_[name] = {address, std::move(lookUp), 0};
@@ -36,7 +37,7 @@ class Hosts {
     hosts_.clear();
   }
 
-  /// Does what the host's look-up does; the address is left as it is for any other host.
+  /// Looks up a host: calls its function and replaces the name by its address. Leaves names of other hosts unchanged.
   int lookUp(std::string& name) {
     std::unique_lock<std::mutex> lock(mutex_);
     const auto host = hosts_.find(name);
@@ -66,7 +67,7 @@ class Hosts {
 // Never destroyed: a look-up may end after the tests.
 Hosts& hosts = *new Hosts;
 
-/// Holds ZeroMQ's thread up when it accepts a connection.
+/// Blocks ZeroMQ's thread when it accepts a connection.
 struct Barrier {
   Gate isReached;
   Gate mayPass;
@@ -80,7 +81,7 @@ Function next(const char* name) {
 
 }  // namespace
 
-// These take the place of the system's functions, for the transport and for ZeroMQ.
+// These replace the system's functions, for the transport and for ZeroMQ.
 extern "C" [[gnu::visibility("default")]] int getaddrinfo(const char* name, const char* service, const addrinfo* hints,
                                                           addrinfo** found) {
   static const auto real = next<decltype(&getaddrinfo)>("getaddrinfo");
@@ -117,7 +118,7 @@ class ALookUp : public frameworktest::TransportFixture {
  protected:
   void TearDown() override { hosts.clear(); }
 
-  /// A host of that name at the fixture's address.
+  /// Adds a host at the fixture's address, and returns the endpoint with its name.
   std::string named(const std::string& name, std::function<int(int)> lookUp) {
     hosts.add(name, hostOf(address), std::move(lookUp));
     return "tcp://" + name + ":" + portOf(address);
@@ -137,7 +138,7 @@ TEST_F(ALookUp, FindsTheHostToBindTo) {
   EXPECT_TRUE(client->isOpened.wait());
 }
 
-TEST_F(ALookUp, ThatTakesLongKeepsNobodyElseFromConnecting) {
+TEST_F(ALookUp, ThatHangsDoesNotDelayOtherConnections) {
   const auto mayFinish = std::make_shared<Gate>();
   const auto where = named("slow.test", [mayFinish](int) { return mayFinish->wait() ? 0 : EAI_AGAIN; });
   const auto waiting = newListener();
@@ -149,7 +150,7 @@ TEST_F(ALookUp, ThatTakesLongKeepsNobodyElseFromConnecting) {
   EXPECT_TRUE(waiting->isOpened.wait());
 }
 
-TEST_F(ALookUp, ThatTakesLongKeepsNobodyFromClosing) {
+TEST_F(ALookUp, ThatHangsDoesNotDelayACloseOrAStop) {
   const auto mayFinish = std::make_shared<Gate>();
   const auto where = named("slow.test", [mayFinish](int) { return mayFinish->wait() ? 0 : EAI_AGAIN; });
   const auto id = connect(where, client);
@@ -161,13 +162,13 @@ TEST_F(ALookUp, ThatTakesLongKeepsNobodyFromClosing) {
   mayFinish->open();
 }
 
-TEST_F(ALookUp, OfAHostToBindToThatFailsIsAnErrorWithTheReason) {
+TEST_F(ALookUp, ThatFailsForABindIsAnErrorWithTheReason) {
   bind(named("nobody.test", [](int) { return EAI_NONAME; }), server);
   EXPECT_THAT(server->failure(),
               AllOf(HasSubstr("tcp://nobody.test:"), HasSubstr("'nobody.test'"), HasSubstr(gai_strerror(EAI_NONAME))));
 }
 
-TEST_F(ALookUp, OfAHostToConnectToThatFailsIsTriedAgain) {
+TEST_F(ALookUp, ThatFailsForAConnectionIsRetried) {
   bound(address, server);
   connect(named("later.test", [](int number) { return number == 1 ? EAI_AGAIN : 0; }), client);
   ASSERT_TRUE(client->isWarned.wait());
@@ -175,7 +176,7 @@ TEST_F(ALookUp, OfAHostToConnectToThatFailsIsTriedAgain) {
   EXPECT_TRUE(client->isOpened.wait());
 }
 
-TEST_F(ALookUp, IsMadeAgainWhileThePeerIsNotThere) {
+TEST_F(ALookUp, IsRepeatedWhileThePeerIsUnreachable) {
   hosts.add("moved.test", "127.0.0.1", [&](int number) {
     if (number == 2) {
       hosts.add("moved.test", hostOf(address), succeed);
@@ -187,7 +188,7 @@ TEST_F(ALookUp, IsMadeAgainWhileThePeerIsNotThere) {
   EXPECT_TRUE(client->isOpened.wait());
 }
 
-/// Collects the messages of the host's log.
+/// Receives the messages of the host's log.
 class Messages : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
  public:
   void consume(const boost::log::record_view& record) {
@@ -202,7 +203,7 @@ class Messages : public boost::log::sinks::basic_sink_backend<boost::log::sinks:
   std::string text;
 };
 
-TEST_F(ALookUp, ThatFailsIsAWarningOfThePublisherInTheLog) {
+TEST_F(ALookUp, ThatFailsIsLoggedAsAWarningOfThePublisher) {
   const auto messages = boost::make_shared<Messages>();
   const auto sink = boost::make_shared<boost::log::sinks::synchronous_sink<Messages>>(messages);
   boost::log::core::get()->add_sink(sink);
@@ -212,7 +213,7 @@ TEST_F(ALookUp, ThatFailsIsAWarningOfThePublisherInTheLog) {
   EXPECT_TRUE(messages->isThere.wait());
   EXPECT_THAT(messages->text, AllOf(HasSubstr("'display'"), HasSubstr(gai_strerror(EAI_NONAME))));
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
-  framework.bundle("spf_publishers").Stop();  // nothing is written any more
+  framework.bundle("spf_publishers").Stop();  // nothing is logged any longer
   agent::host::logging::set_enabled_levels(0);
   boost::log::core::get()->remove_sink(sink);
 }

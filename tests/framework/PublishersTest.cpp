@@ -31,13 +31,13 @@ class APublisher : public testing::Test {
  protected:
   std::string waitFor(const std::string& line) { return framework.events().waitFor(line); }
 
-  /// Waits until a configuration of one publisher is published.
+  /// Writes a configuration with one publisher, and waits until it is published.
   void publish(const std::string& id, const Configuration& configuration, const std::string& origin) {
     framework.update(id, configuration);
     ASSERT_NE(waitFor("published " + origin), "");
   }
 
-  /// Asks until the transport has seen that the peer is gone.
+  /// Sends requests until the transport has noticed that the peer is disconnected.
   void waitUntilDisconnected(const std::string& id, const std::string& address) {
     const auto transport = framework.service<Transport>();
     for (std::string error; error.find("not connected") == std::string::npos; std::this_thread::yield()) {
@@ -64,7 +64,7 @@ TEST_F(APublisher, IsPublishedAtOnceWithoutEndpointsAndServices) {
   EXPECT_THAT(framework.events().lines(), ElementsAre("published station#1"));
 }
 
-TEST_F(APublisher, TalksToAnotherOne) {
+TEST_F(APublisher, ConnectsToAnotherPublisher) {
   const auto address = freeAddress();
   framework.update("server", Configuration(1).publisher("station").bind(address));
   framework.update("client", Configuration(1).publisher("display").connect(address));
@@ -72,7 +72,7 @@ TEST_F(APublisher, TalksToAnotherOne) {
   EXPECT_NE(waitFor("connected display#1 " + address), "");
 }
 
-TEST_F(APublisher, ConnectsToAPeerThatComesLater) {
+TEST_F(APublisher, ConnectsToAPeerThatStartsLater) {
   const auto address = freeAddress();
   publish("client", Configuration(1).publisher("display").connect(address), "display#1");
   EXPECT_THAT(framework.events().linesWith("connected"), IsEmpty());
@@ -80,7 +80,7 @@ TEST_F(APublisher, ConnectsToAPeerThatComesLater) {
   EXPECT_NE(waitFor("connected display#1 " + address), "");
 }
 
-TEST_F(APublisher, PublishesWhateverItsConnectionsDo) {
+TEST_F(APublisher, PublishesWithoutWaitingForConnections) {
   framework.update("client", Configuration(1)
                                  .publisher("display")
                                  .connect("tcp://no-such-host.invalid:5555")
@@ -97,7 +97,7 @@ TEST_F(APublisher, FailsWhenThePortIsTaken) {
               AllOf(HasSubstr("'station'"), HasSubstr("'" + taken.address() + "'"), HasSubstr("in use")));
 }
 
-TEST_F(APublisher, CannotBindForGoodToAnAddressThatIsNotOfThisMachine) {
+TEST_F(APublisher, FailsForAnAddressOfAnotherMachine) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://192.0.2.1:5555"));
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("tcp://192.0.2.1:5555"));
 }
@@ -129,19 +129,19 @@ TEST_F(APublisher, FailsForAnEndpointThatIsNoText) {
   EXPECT_THAT(waitFor("error list#1"), HasSubstr("endpointsToBindTo[0], a value without a text form"));
 }
 
-TEST_F(APublisher, FailsForAnInterfaceThatNobodyOffers) {
+TEST_F(APublisher, FailsForAnInterfaceThatNoBundleOffers) {
   framework.update("weather", Configuration(1).publisher("station").service("w", "weather.Wind"));
   EXPECT_THAT(waitFor("error station#1"), AllOf(HasSubstr("'station'"), HasSubstr("'weather.Wind'")));
 }
 
-TEST_F(APublisher, FailsForABadFilter) {
+TEST_F(APublisher, FailsForAMalformedFilter) {
   framework.update("a", Configuration(1).publisher("importer").importFilter("(broken"));
   framework.update("b", Configuration(1).publisher("exporter").exportFilter("(a=b)x"));
   EXPECT_THAT(waitFor("error importer#1"), HasSubstr("importFilter '(broken'"));
   EXPECT_THAT(waitFor("error exporter#1"), HasSubstr("exportFilter '(a=b)x'"));
 }
 
-TEST_F(APublisher, FailsForAMappingToAnInterfaceThatIsNotThere) {
+TEST_F(APublisher, FailsForAMappingToAnUnknownInterface) {
   framework.update("weather", Configuration(1).publisher("station").mapping("ghost"));
   EXPECT_THAT(waitFor("error station#1"), AllOf(HasSubstr("'station'"), HasSubstr("'ghost'")));
 }
@@ -165,7 +165,7 @@ TEST_F(APublisher, ReportsOneErrorForEachRevision) {
   EXPECT_THAT(framework.events().linesWith("published"), IsEmpty());
 }
 
-TEST_F(APublisher, RecoversWithARevisionThatIsRight) {
+TEST_F(APublisher, RecoversWithAValidRevision) {
   framework.update("weather", Configuration(1).publisher("station").bind("nonsense"));
   EXPECT_NE(waitFor("error station#1"), "");
   const auto address = freeAddress();
@@ -173,7 +173,7 @@ TEST_F(APublisher, RecoversWithARevisionThatIsRight) {
   EXPECT_NE(waitFor("bound station#2 " + address), "");
 }
 
-TEST_F(APublisher, LeavesOthersAloneWhenItFails) {
+TEST_F(APublisher, DoesNotAffectOthersWhenItFails) {
   const auto address = freeAddress();
   framework.update("weather", Configuration(1)
                                   .publisher("bad")
@@ -186,7 +186,7 @@ TEST_F(APublisher, LeavesOthersAloneWhenItFails) {
   EXPECT_THAT(framework.events().linesWith("error good"), IsEmpty());
 }
 
-TEST_F(APublisher, ReportsTheEndpointsThatARevisionKeepsAnew) {
+TEST_F(APublisher, ReportsKeptEndpointsAgainForANewRevision) {
   const auto address = freeAddress();
   publish("server", Configuration(1).publisher("station").bind(address), "station#1");
   framework.update("client", Configuration(1).publisher("display").connect(address));
@@ -197,7 +197,7 @@ TEST_F(APublisher, ReportsTheEndpointsThatARevisionKeepsAnew) {
   EXPECT_NE(waitFor("stillConnected display#2 " + address), "");
 }
 
-TEST_F(APublisher, ReportsAConnectionThatIsGoneOnlyWhenItIsThereAgain) {
+TEST_F(APublisher, ReportsALostConnectionOnlyOnceItIsRestored) {
   for (const std::string& address : {std::string("inproc://station"), freeAddress()}) {
     framework.update("server", Configuration(1).publisher("station").bind(address));
     framework.update("client", Configuration(1).publisher("display").connect(address));
@@ -248,7 +248,7 @@ TEST_F(APublisher, FreesTheEndpointsThatARevisionDrops) {
   EXPECT_NE(waitFor("bound station#3 " + dropped), "");
 }
 
-TEST_F(APublisher, HandsAnEndpointToAnotherOneInOneRevision) {
+TEST_F(APublisher, PassesAnEndpointToAnotherOneInOneRevision) {
   const auto address = freeAddress();
   for (int count = 1; count < 10; count += 2) {
     const auto first = std::to_string(count);
@@ -267,7 +267,7 @@ TEST_F(APublisher, IsUnpublishedWhenItsConfigurationIsRemoved) {
   EXPECT_NE(waitFor("unpublished station#3"), "");
 }
 
-TEST_F(APublisher, GivesItsAddressFreeBeforeItSaysSo) {
+TEST_F(APublisher, FreesItsAddressBeforeItReportsTheEnd) {
   const auto address = freeAddress();
   for (int round = 1; round <= 10; ++round) {
     const auto id = "station" + std::to_string(round);
@@ -278,8 +278,8 @@ TEST_F(APublisher, GivesItsAddressFreeBeforeItSaysSo) {
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
-// The counts tell the lives apart: a life may be reported as published more than once.
-TEST_F(APublisher, CanBeMadeAnewOnceItIsUnpublished) {
+// The counts distinguish the rounds, because one round may be reported as published more than once.
+TEST_F(APublisher, CanBePublishedAgainOnceItIsUnpublished) {
   const auto address = freeAddress();
   for (int count = 5; count >= 1; --count) {
     framework.update("weather", Configuration(count).publisher("station").bind(address));
@@ -289,7 +289,7 @@ TEST_F(APublisher, CanBeMadeAnewOnceItIsUnpublished) {
   }
 }
 
-TEST_F(APublisher, IsUnpublishedWhenARevisionLeavesItOut) {
+TEST_F(APublisher, IsUnpublishedWhenARevisionOmitsIt) {
   framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()).publisher("other"));
   ASSERT_NE(waitFor("published station#1"), "");
   framework.update("weather", Configuration(2).publisher("other"));
@@ -297,7 +297,7 @@ TEST_F(APublisher, IsUnpublishedWhenARevisionLeavesItOut) {
   EXPECT_NE(waitFor("published other#2"), "");
 }
 
-TEST_F(APublisher, MayHaveItsIDInTwoConfigurations) {
+TEST_F(APublisher, MayBePartOfTwoConfigurations) {
   const auto first = freeAddress();
   const auto second = freeAddress();
   framework.update("a", Configuration(1).publisher("station").bind(first));
@@ -346,8 +346,8 @@ TEST_F(APublisher, TreatsAnEndpointThatIsConfiguredTwiceAsOne) {
   EXPECT_EQ(framework.events().linesWith("bound").size(), 1u);
 }
 
-/// A transport whose endpoints do what a test says.
-class ObedientTransport : public Transport {
+/// A transport whose endpoints change their state when a test calls their listeners.
+class FakeTransport : public Transport {
  public:
   EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
     return add(endpoint, std::move(listener));
@@ -357,11 +357,11 @@ class ObedientTransport : public Transport {
   }
   void close(EndpointID endpoint) override { this->endpoint(endpoint).closed(); }
   std::string ask(const std::string&, const std::string&, const std::string&, std::chrono::milliseconds) override {
-    throw std::runtime_error("nobody answers");
+    throw std::runtime_error("there is no peer");
   }
 
-  /// Waits until so many endpoints were opened.
-  /// \return the last of these
+  /// Waits for the endpoint with this number, counted from 1 in the order of opening.
+  /// \return its listener
   EndpointListener& endpoint(std::size_t number) {
     EXPECT_TRUE(opened_.waitFor(static_cast<int>(number)));
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -399,7 +399,7 @@ class AnEndpointThatItsTransportCloses : public testing::Test {
         offered, {{cppmicroservices::Constants::SERVICE_RANKING, Any(ranking)}});
   }
 
-  /// Waits until everything that was reported to the publishers so far has been dealt with.
+  /// Waits until all earlier reports to the publishers have been handled.
   void settle() {
     framework.update("settled", Configuration(1).publisher("settled"));
     ASSERT_NE(waitFor("published settled#1"), "");
@@ -407,7 +407,7 @@ class AnEndpointThatItsTransportCloses : public testing::Test {
 
   RunningFramework framework{AnyMap(
       AnyMap::ORDERED_MAP, {{"both", std::vector<Any>{std::string("tcp://one:1"), std::string("tcp://two:2")}}})};
-  const std::shared_ptr<ObedientTransport> transport = std::make_shared<ObedientTransport>();
+  const std::shared_ptr<FakeTransport> transport = std::make_shared<FakeTransport>();
   const cppmicroservices::ServiceRegistration<Transport> registration = offer(transport, 1);
 };
 
@@ -441,7 +441,7 @@ TEST_F(AnEndpointThatItsTransportCloses, IsPublishedOnceItIsBoundAgain) {
   EXPECT_NE(waitFor("published station#1"), "");
 }
 
-TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItCannotBeOpenedAgain) {
+TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItCannotBeReopened) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).opened();
   transport->endpoint(1).closed();
@@ -449,7 +449,7 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItCannotBeOpenedAgain) {
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("a:1 is taken"));
 }
 
-TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItIsClosedAgain) {
+TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItIsClosedAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).opened();
   transport->endpoint(1).closed();
@@ -460,7 +460,7 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorWhenItIsClosedAgain) {
   EXPECT_EQ(transport->addresses().size(), 2u);
 }
 
-TEST_F(AnEndpointThatItsTransportCloses, IsOpenedOnceMoreInEachRevision) {
+TEST_F(AnEndpointThatItsTransportCloses, IsReopenedOnceInEachRevision) {
   for (int count = 1; count <= 3; ++count) {
     framework.update("weather", Configuration(count).publisher("station").bind("tcp://a:1"));
     transport->endpoint(count).opened();
@@ -472,12 +472,12 @@ TEST_F(AnEndpointThatItsTransportCloses, IsOpenedOnceMoreInEachRevision) {
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
-TEST_F(AnEndpointThatItsTransportCloses, IsOpenedByTheTransportThatHasTakenItsPlace) {
+TEST_F(AnEndpointThatItsTransportCloses, IsReopenedByAReplacingTransport) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).closed();
   transport->endpoint(2).opened();
   ASSERT_NE(waitFor("published station#1"), "");
-  const auto other = std::make_shared<ObedientTransport>();
+  const auto other = std::make_shared<FakeTransport>();
   const auto otherRegistration = offer(other, 2);
   transport->endpoint(2).closed();
   other->endpoint(1).closed();
@@ -513,7 +513,7 @@ TEST(ALegacyPublisher, WaitsForAnUnknownNameWithoutAnError) {
   EXPECT_THAT(framework.events().lines(), ElementsAre("published client#2"));
 }
 
-TEST(AnRpcPublisher, TakesADiscoveryName) {
+TEST(AnRpcPublisher, AcceptsADiscoveryName) {
   const auto address = freeAddress();
   RunningFramework framework(AnyMap(AnyMap::ORDERED_MAP, {{"station", address}}));
   framework.update("server", Configuration(1).publisher("server").bind("station"));

@@ -14,9 +14,10 @@
 
 namespace {
 
-/// A peer that speaks ZeroMQ's protocol by hand, so that it can leave messages unfinished.
+/// A peer with its own implementation of ZeroMQ's protocol, which can leave messages unfinished.
 class RawPeer {
  public:
+  /// Connects to an endpoint.
   /// \param address  `tcp://` with a numeric host of IPv4
   explicit RawPeer(const std::string& address) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const auto host = address.substr(6, address.rfind(':') - 6);
@@ -36,7 +37,7 @@ class RawPeer {
     send(std::string{flags, static_cast<char>(content.size())} + content);
   }
 
-  /// Announces a frame of that size without its content.
+  /// Sends the header of a frame without its content.
   void announceFrame(std::uint64_t size) {
     std::string header{3};  // more frames follow; the size has eight bytes
     for (int shift = 56; shift >= 0; shift -= 8) {
@@ -46,7 +47,7 @@ class RawPeer {
   }
 
   /// Reads until the other side closes the connection.
-  bool isHungUp() {
+  bool isDisconnected() {
     std::array<char, 256> buffer{};
     ssize_t count = 0;
     while ((count = recv(socket_, buffer.data(), buffer.size(), 0)) > 0) {
@@ -54,8 +55,8 @@ class RawPeer {
     return count == 0 || errno == ECONNRESET;
   }
 
-  /// Reads until a text has come.
-  bool receives(const std::string& text) {
+  /// Reads until a text has arrived.
+  bool hasReceived(const std::string& text) {
     std::array<char, 256> buffer{};
     while (received_.find(text) == std::string::npos) {
       const auto count = recv(socket_, buffer.data(), buffer.size(), 0);
@@ -80,7 +81,7 @@ class RawPeer {
     send(greeting);
     const std::string ready = std::string("\5READY\xbSocket-Type\0\0\0\6DEALER", 28);
     send(std::string{4, static_cast<char>(ready.size())} + ready);
-    EXPECT_TRUE(receives("ROUTER"));
+    EXPECT_TRUE(hasReceived("ROUTER"));
   }
 
   const int socket_;
@@ -96,17 +97,17 @@ TEST_F(ARawPeer, IsAnsweredLikeAnyOther) {
   RawPeer peer(address);
   peer.sendFrame(number, true);
   peer.sendFrame("question", false);
-  EXPECT_TRUE(peer.receives("answer to question"));
+  EXPECT_TRUE(peer.hasReceived("answer to question"));
 }
 
-TEST_F(ARawPeer, LosesItsConnectionByAFrameThatIsLargerThanAnyQuestion) {
+TEST_F(ARawPeer, IsDisconnectedForAFrameLargerThanAnyQuestion) {
   bound(address, server);
   RawPeer peer(address);
   peer.announceFrame(64 * 1024 + 1);
-  EXPECT_TRUE(peer.isHungUp());
+  EXPECT_TRUE(peer.isDisconnected());
 }
 
-TEST_F(ARawPeer, MayLeaveAMessageUnfinishedWithoutDisturbingOthers) {
+TEST_F(ARawPeer, DoesNotDisturbOthersByAnUnfinishedMessage) {
   connectPair();
   RawPeer peer(address);
   for (int i = 0; i < 1000; ++i) {
@@ -116,7 +117,7 @@ TEST_F(ARawPeer, MayLeaveAMessageUnfinishedWithoutDisturbingOthers) {
   close(serverID, server);
 }
 
-/// A peer that is connected to, and does by hand what it does about a question.
+/// A bound peer whose reaction to a question the test implements.
 class ARawServer : public frameworktest::TransportFixture {
  protected:
   void SetUp() override {
@@ -128,7 +129,8 @@ class ARawServer : public frameworktest::TransportFixture {
     ASSERT_TRUE(client->isOpened.wait());
   }
 
-  /// Asks, and has the peer react once it has the question: it is given the peer's name and the number.
+  /// Asks a question, and calls a function once the peer has received it.
+  /// \param react  called with the frames of the asking peer's name and of the number
   std::string errorOfQuestion(const std::function<void(std::vector<zmq::message_t>)>& react) {
     std::thread peer([&] {
       std::vector<zmq::message_t> frames(3);
@@ -155,12 +157,12 @@ class ARawServer : public frameworktest::TransportFixture {
   zmq::socket_t socket{context, zmq::socket_type::router};
 };
 
-TEST_F(ARawServer, ThatGoesFailsTheQuestionsThatItHas) {
+TEST_F(ARawServer, FailsPendingQuestionsWhenItCloses) {
   const auto error = errorOfQuestion([this](auto) { socket.close(); });
   EXPECT_THAT(error, testing::HasSubstr("the connection was lost"));
 }
 
-TEST_F(ARawServer, LosesItsConnectionByAFrameThatIsLargerThanAnyAnswer) {
+TEST_F(ARawServer, IsDisconnectedForAFrameLargerThanAnyAnswer) {
   const auto error =
       errorOfQuestion([this](auto frames) { answer(std::move(frames), std::string(1024 * 1024 + 1, 'x')); });
   EXPECT_TRUE(client->losses.waitFor(1));

@@ -60,7 +60,7 @@ TEST_F(AJsonSerialiser, WritesListsAndMaps) {
   EXPECT_EQ(sut->serialise(AnyMap()), "{}");
 }
 
-TEST_F(AJsonSerialiser, NamesTheKeyOfAValueWithoutAForm) {
+TEST_F(AJsonSerialiser, NamesTheKeyOfAnUnsupportedValue) {
   EXPECT_THAT(errorOfSerialising(std::vector<Any>{1, AnyMap(AnyMap::ORDERED_MAP, {{"x", std::list<int>{1}}})}),
               HasSubstr("'k[1].x'"));
   EXPECT_THAT(errorOfSerialising(std::nan("")), HasSubstr("'k'"));
@@ -93,11 +93,11 @@ TEST_F(AJsonSerialiser, ReadsBackWhatItWrote) {
   EXPECT_TRUE(sut->deserialise(sut->serialise(outer)) == outer);
 }
 
-TEST_F(AJsonSerialiser, MakesMapsThatIgnoreTheCaseOfTheirKeys) {
+TEST_F(AJsonSerialiser, CreatesMapsThatIgnoreTheCaseOfTheirKeys) {
   EXPECT_TRUE(sut->deserialise(R"({"Key":{"Inner":1}})").AtCompoundKey("KEY.INNER") == 1);
 }
 
-TEST_F(AJsonSerialiser, SaysWhereATextIsWrong) {
+TEST_F(AJsonSerialiser, NamesThePositionOfAnError) {
   EXPECT_THAT(errorOfDeserialising("{\"a\": }"), AllOf(HasSubstr("no JSON"), HasSubstr("column 7")));
   EXPECT_THAT(errorOfDeserialising(""), HasSubstr("no JSON"));
   EXPECT_THAT(errorOfDeserialising("{} x"), HasSubstr("no JSON"));

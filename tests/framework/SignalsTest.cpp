@@ -24,7 +24,7 @@ std::set<int> threads() {
   return ids;
 }
 
-/// The signals that a thread blocks, as the kernel's mask; all of them when the thread is gone.
+/// Returns the kernel's mask of the signals that a thread blocks; all signals if the thread has ended.
 std::uint64_t blockedSignals(int thread) {
   std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
   for (std::string line; std::getline(status, line);) {
@@ -35,7 +35,7 @@ std::uint64_t blockedSignals(int thread) {
   return ~std::uint64_t{0};
 }
 
-bool blocks(int thread, int signal) {
+bool isBlocked(int thread, int signal) {
   return (blockedSignals(thread) >> (signal - 1) & 1) != 0;
 }
 
@@ -50,7 +50,7 @@ TEST_F(Signals, AreBlockedByEveryThreadOfTheFramework) {
   for (const auto* name : names) {
     framework.bundle(name).Start();
   }
-  // Starts a thread for look-ups, and the ones of ZeroMQ.
+  // Starts a thread for look-ups, and ZeroMQ's threads.
   const auto transport = framework.service<Transport>();
   transport->bind({"server", "x", "tcp://localhost:" + freePort()}, server);
   ASSERT_TRUE(server->isOpened.wait());
@@ -59,14 +59,14 @@ TEST_F(Signals, AreBlockedByEveryThreadOfTheFramework) {
     if (before.count(thread) == 0) {
       ++checked;
       for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGALRM, SIGCHLD}) {
-        EXPECT_TRUE(blocks(thread, signal)) << "thread " << thread << ", signal " << signal;
+        EXPECT_TRUE(isBlocked(thread, signal)) << "thread " << thread << ", signal " << signal;
       }
     }
   }
   EXPECT_GE(checked, 5);
 }
 
-TEST_F(Signals, InAStormTakeNoEndpointAway) {
+TEST_F(Signals, InGreatNumbersCloseNoEndpoint) {
   struct sigaction action {};
   action.sa_handler = [](int) {};  // no SA_RESTART: calls are interrupted
   struct sigaction previous {};

@@ -41,7 +41,7 @@ class AnAddress : public frameworktest::TransportFixture {
   std::string folder;
 };
 
-/// A local socket that some other program made.
+/// A local socket as another program would create it.
 class ForeignSocket {
  public:
   ForeignSocket(const std::string& path, int type) : descriptor_(socket(AF_UNIX, type | SOCK_CLOEXEC, 0)) {
@@ -60,7 +60,7 @@ class ForeignSocket {
   const int descriptor_;
 };
 
-// Half a second goes by when one of them waits for the other: they are opened while the other one is known to be open.
+// If one of them waited for another, it would do so for half a second.
 class AWildcard : public AnAddress, public testing::WithParamInterface<const char*> {};
 
 INSTANTIATE_TEST_SUITE_P(OfEachKind, AWildcard,
@@ -71,7 +71,7 @@ TEST_P(AWildcard, CollidesWithNothing) {
   for (int i = 0; i < 3; ++i) {
     bind(GetParam(), server);
   }
-  // Another endpoint's report can only come first if those above wait for something.
+  // The report of this endpoint can precede the others only if those wait for something.
   bind(address, client);
   EXPECT_TRUE(client->isOpened.wait());
   EXPECT_EQ(server->openings.count(), 3);
@@ -97,7 +97,7 @@ TEST_F(AnAddress, WithANulIsRefused) {
   }
 }
 
-TEST_F(AnAddress, WaitsForAnotherSpellingOfThePortThatIsGivenFree) {
+TEST_F(AnAddress, WaitsForAPortThatIsBeingFreedUnderAnotherSpelling) {
   const std::string port = freePort();
   const std::string every = "tcp://*:" + port;
   const std::string one = "tcp://127.0.0.1:" + port;
@@ -112,7 +112,7 @@ TEST_F(AnAddress, WaitsForAnotherSpellingOfThePortThatIsGivenFree) {
   }
 }
 
-TEST_F(AnAddress, WaitsForAnotherSpellingOfThePathThatIsGivenFree) {
+TEST_F(AnAddress, WaitsForAPathThatIsBeingFreedUnderAnotherSpelling) {
   filesystem::create_directory_symlink(folder, path("link"));
   for (int round = 0; round < 20; ++round) {
     const auto first = newListener();
@@ -174,7 +174,7 @@ TEST_F(AnAddress, OfAnythingThatIsNoSocketIsRefused) {
   }
 }
 
-TEST_F(AnAddress, OfASocketThatSomebodyElseUsesIsRefused) {
+TEST_F(AnAddress, OfASocketOfAnotherProgramIsRefused) {
   ForeignSocket stream(path("stream"), SOCK_STREAM);
   stream.listen();
   const ForeignSocket datagram(path("datagram"), SOCK_DGRAM);
@@ -185,7 +185,7 @@ TEST_F(AnAddress, OfASocketThatSomebodyElseUsesIsRefused) {
   EXPECT_THAT(errorOfBinding(local("packets")), AllOf(HasSubstr(path("packets")), HasSubstr("another type")));
 }
 
-TEST_F(AnAddress, ReplacesTheSocketOfAProcessThatIsGone) {
+TEST_F(AnAddress, ReplacesTheSocketOfAnEndedProcess) {
   { ForeignSocket(path("stale"), SOCK_STREAM).listen(); }
   ASSERT_TRUE(filesystem::is_socket(path("stale")));
   bound(local("stale"), server);
@@ -200,7 +200,7 @@ TEST_F(AnAddress, LeavesNoSocketFileBehind) {
   EXPECT_FALSE(filesystem::exists(path("station")));
 }
 
-TEST_F(AnAddress, LeavesTheFileThatTookItsPlace) {
+TEST_F(AnAddress, KeepsAFileThatHasReplacedItsOwn) {
   const auto id = bound(local("station"), server);
   filesystem::remove(path("station"));
   std::ofstream(path("station")) << "other";
@@ -208,7 +208,7 @@ TEST_F(AnAddress, LeavesTheFileThatTookItsPlace) {
   EXPECT_TRUE(filesystem::is_regular_file(path("station")));
 }
 
-TEST_F(AnAddress, InTheKernelsTableTouchesNoFile) {
+TEST_F(AnAddress, ThatIsAnAbstractNameAccessesNoFile) {
   const auto before = filesystem::current_path();
   filesystem::current_path(folder);
   const std::string name = "@spf-" + std::to_string(getpid());
@@ -229,7 +229,7 @@ TEST_F(AnAddress, ThatIsTooLongForTheKernelIsRefused) {
 
 TEST_F(AnAddress, InsideTheProcessIsConnectedOnlyOnceItIsBound) {
   connect("inproc://inside", client);
-  bound(address, newListener());  // by then the connection had its turn
+  bound(address, newListener());  // the connection was tried before
   EXPECT_FALSE(client->isOpened.isOpen());
   EXPECT_THAT(errorOf("question"), HasSubstr("not connected"));
   bound("inproc://inside", server);
@@ -237,7 +237,7 @@ TEST_F(AnAddress, InsideTheProcessIsConnectedOnlyOnceItIsBound) {
   EXPECT_EQ(ask("question"), "answer to question");
 }
 
-TEST_F(AnAddress, InsideTheProcessIsConnectedAgainWhenItComesBack) {
+TEST_F(AnAddress, InsideTheProcessIsConnectedAgainWhenItIsBoundAgain) {
   connect("inproc://inside", client);
   for (int round = 1; round <= 5; ++round) {
     const auto listener = newListener();
@@ -250,7 +250,7 @@ TEST_F(AnAddress, InsideTheProcessIsConnectedAgainWhenItComesBack) {
   }
 }
 
-TEST_F(AnAddress, InsideTheProcessLeavesNothingBehindWhenNobodyBoundIt) {
+TEST_F(AnAddress, InsideTheProcessLeavesNoDescriptorIfItIsNeverBound) {
   const auto descriptors = [] {
     return std::distance(filesystem::directory_iterator("/proc/self/fd"), filesystem::directory_iterator());
   };
@@ -282,7 +282,7 @@ TEST_F(AnAddress, InsideTheProcessCollidesWithNoNameOfTheTransportsOwn) {
   }
 }
 
-TEST_F(AnAddress, ReportsThatAConnectionIsLostAndThatItIsThereAgain) {
+TEST_F(AnAddress, ReportsThatAConnectionIsLostAndRestored) {
   connect(address, client);
   for (int round = 1; round <= 3; ++round) {
     const auto listener = newListener();

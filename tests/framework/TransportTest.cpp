@@ -33,7 +33,7 @@ TEST_F(ATransport, RefusesRequestsAndAnswersThatAreTooLarge) {
   EXPECT_EQ(ask("question"), "answer to question");
 }
 
-TEST_F(ATransport, CarriesThemInsideTheProcessToo) {
+TEST_F(ATransport, CarriesRequestsInsideTheProcess) {
   const auto inside = "inproc://inside";
   bind(inside, server);
   connect(inside, client);
@@ -57,13 +57,13 @@ TEST_F(ATransport, CarriesRequestsOfManyThreads) {
   }
 }
 
-TEST_F(ATransport, PassesThePeersRefusalOn) {
+TEST_F(ATransport, PropagatesThePeersRefusal) {
   connectPair();
   EXPECT_THAT(errorOf("refuse"), AllOf(HasSubstr("'client'"), HasSubstr("'name'"), HasSubstr("no such thing")));
   EXPECT_THAT(errorOf("throw"), HasSubstr("refuses"));
 }
 
-TEST_F(ATransport, SaysSoWhenAnAnswerDoesNotComeInTime) {
+TEST_F(ATransport, ReportsThatAnAnswerDoesNotArriveInTime) {
   connectPair();
   EXPECT_THAT(errorOf("wait", milliseconds(1)), HasSubstr("no answer within 1 ms"));
   EXPECT_THAT(errorOf("wait", milliseconds(0)), HasSubstr("no answer within 0 ms"));
@@ -72,8 +72,8 @@ TEST_F(ATransport, SaysSoWhenAnAnswerDoesNotComeInTime) {
   EXPECT_EQ(ask("question", milliseconds::max()), "answer to question");
 }
 
-// Only as many answers as a queue holds are sure to arrive.
-TEST_F(ATransport, RefusesRequestsBeyondThoseThatWaitForTheirAnswers) {
+// More answers than a queue holds might be dropped.
+TEST_F(ATransport, RefusesRequestsBeyondTheLimitOfPendingOnes) {
   constexpr int most = 64;
   zmq::context_t context;
   zmq::socket_t silent(context, zmq::socket_type::router);
@@ -96,19 +96,19 @@ TEST_F(ATransport, RefusesRequestsBeyondThoseThatWaitForTheirAnswers) {
   }
 }
 
-TEST_F(ATransport, SaysSoWhenThereIsNoConnection) {
+TEST_F(ATransport, ReportsThatThereIsNoConnection) {
   EXPECT_THAT(errorOf("question"), AllOf(HasSubstr("'client'"), HasSubstr("not connected")));
   connect(address, client);
   EXPECT_THAT(errorOf("question"), HasSubstr("not connected"));
 }
 
-TEST_F(ATransport, SaysSoWhenTheConnectionIsClosedUnderARequest) {
+TEST_F(ATransport, ReportsThatTheConnectionIsClosedDuringARequest) {
   connectPair();
   std::thread closer([this] {
     sut->close(clientID);
     server->mayAnswer.open();
   });
-  // Whichever is first: the request finds no connection, or loses it, or is answered just before.
+  // Depending on the order, the request finds no connection, loses it, or is answered before.
   const std::string error = errorOf("wait");
   closer.join();
   EXPECT_THAT(error, testing::AnyOf("", HasSubstr("not connected"), HasSubstr("was closed")));
@@ -132,7 +132,7 @@ TEST_F(ATransport, CanBindAnAddressAgainOnceItIsClosed) {
   }
 }
 
-TEST_F(ATransport, WaitsForAnAddressThatItIsGivingBack) {
+TEST_F(ATransport, WaitsForAnAddressThatItIsClosing) {
   const auto id = bind(address, server);
   EXPECT_TRUE(server->isOpened.wait());
   sut->close(id);
@@ -141,7 +141,7 @@ TEST_F(ATransport, WaitsForAnAddressThatItIsGivingBack) {
   EXPECT_TRUE(server->isClosed.isOpen());
 }
 
-TEST_F(ATransport, ClosesWhatNeverConnected) {
+TEST_F(ATransport, ClosesAConnectionThatWasNeverEstablished) {
   const auto id = connect(address, client);
   sut->close(id);
   EXPECT_TRUE(client->isClosed.wait());
@@ -157,7 +157,7 @@ TEST_F(ATransport, ClosesWithPeersConnected) {
   EXPECT_TRUE(next->isOpened.wait());
 }
 
-TEST_F(ATransport, IgnoresTheCloseOfWhatItDoesNotKnow) {
+TEST_F(ATransport, IgnoresTheCloseOfAnUnknownEndpoint) {
   sut->close(4711);
   const auto id = bind(address, server);
   sut->close(id);
@@ -177,7 +177,7 @@ TEST_F(ATransport, ClosesEveryEndpointWhenItStops) {
   EXPECT_EQ(framework.service<Transport>(), nullptr);
 }
 
-TEST_F(ATransport, RefusesWhatComesAfterItsStop) {
+TEST_F(ATransport, RefusesCallsAfterItsStop) {
   framework.bundle("spf_zeromq_transport").Stop();
   EXPECT_THROW(bind(address, server), std::runtime_error);
   EXPECT_THROW(connect(address, client), std::runtime_error);

@@ -10,7 +10,7 @@ using agent::host::services::Host;
 using testing::AllOf;
 using testing::HasSubstr;
 
-/// Whether the process has a library loaded; asking does not load it.
+/// Returns whether the process has loaded a library, without loading it.
 bool isLoaded(const fs::path& library) {
   void* const handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_NOLOAD);
   if (handle != nullptr) {
@@ -19,12 +19,12 @@ bool isLoaded(const fs::path& library) {
   return handle != nullptr;
 }
 
-/// A library beside the Configuration Admin bundle, which the host loads for it.
+/// A library in the folder of the Configuration Admin bundle, which the host loads before it.
 class TheCompanionOfConfigurationAdmin : public testing::Test {
  protected:
   TheCompanionOfConfigurationAdmin() { options.configurationAdminBundle = bundle; }
 
-  void letWrite(const fs::path& where) { fs::permissions(where, fs::perms::others_write, fs::perm_options::add); }
+  void allowWriting(const fs::path& where) { fs::permissions(where, fs::perms::others_write, fs::perm_options::add); }
 
   std::string errorOfStarting() {
     try {
@@ -48,25 +48,25 @@ TEST_F(TheCompanionOfConfigurationAdmin, IsLoaded) {
 }
 
 TEST_F(TheCompanionOfConfigurationAdmin, IsRefusedWhenOthersMayWriteIt) {
-  letWrite(companion);
+  allowWriting(companion);
   EXPECT_THAT(errorOfStarting(), AllOf(HasSubstr(companion.native()), HasSubstr("others may write the file")));
   EXPECT_FALSE(isLoaded(companion));
 }
 
 TEST_F(TheCompanionOfConfigurationAdmin, IsNotLoadedFromAFolderThatOthersMayWrite) {
-  letWrite(folder);
+  allowWriting(folder);
   EXPECT_THAT(errorOfStarting(), HasSubstr("others may write the folder '" + folder.native() + "'"));
   EXPECT_FALSE(isLoaded(companion));
 }
 
 TEST_F(TheCompanionOfConfigurationAdmin, IsNotLoadedFromBelowAFolderThatOthersMayWrite) {
-  letWrite(folder.parent_path());
+  allowWriting(folder.parent_path());
   EXPECT_THAT(errorOfStarting(), HasSubstr("folder '" + folder.parent_path().native() + "'"));
   EXPECT_FALSE(isLoaded(companion));
 }
 
 TEST_F(TheCompanionOfConfigurationAdmin, IsNotLoadedForABundleThatOthersMayWrite) {
-  letWrite(bundle);
+  allowWriting(bundle);
   EXPECT_THAT(errorOfStarting(), AllOf(HasSubstr(bundle.native()), HasSubstr("others may write the file")));
   EXPECT_FALSE(isLoaded(companion));
 }
@@ -81,14 +81,14 @@ TEST_F(TheCompanionOfConfigurationAdmin, IsRefusedThroughALinkIntoAFolderThatOth
   const auto target = tree.addAs("elsewhere", BUNDLE_HOOKED, "target.so");
   fs::remove(companion);
   fs::create_symlink(target, companion);
-  letWrite(target.parent_path());
+  allowWriting(target.parent_path());
   EXPECT_THAT(errorOfStarting(), HasSubstr("folder '" + target.parent_path().native() + "'"));
   EXPECT_FALSE(isLoaded(target));
 }
 
 TEST_F(TheCompanionOfConfigurationAdmin, IsLoadedFromAnywhereWhenTheCheckIsOff) {
-  letWrite(companion);
-  letWrite(folder);
+  allowWriting(companion);
+  allowWriting(folder);
   options.permissionCheck = false;
   EXPECT_EQ(errorOfStarting(), "");
   EXPECT_TRUE(isLoaded(companion));

@@ -41,7 +41,7 @@ TEST(ConcatenatePathname, AppendsAsItIsWithoutTheFlag) {
   EXPECT_EQ(concatenated(L"bin/", L"/win64", false), L"bin//win64");
 }
 
-TEST(ConcatenatePathname, TakesThePathItselfForAComponent) {
+TEST(ConcatenatePathname, AcceptsThePathItselfAsAComponent) {
   std::wstring pathname = L"spf";
   concatenate_pathname(pathname, pathname, true);
   EXPECT_EQ(pathname, L"spf/spf");

@@ -7,7 +7,7 @@
 
 namespace hosttest {
 
-/// What the hooked bundle does when it starts and stops, for as long as this object lives.
+/// Sets, for its lifetime, the functions that the hooked bundle calls when it starts and stops.
 class Hooks {
  public:
   explicit Hooks(

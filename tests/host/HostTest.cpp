@@ -61,7 +61,7 @@ TEST(AHost, RunsTheFrameworkAndConfigurationAdmin) {
   EXPECT_TRUE(hasConfigurationAdmin(*framework));
 }
 
-TEST(AHost, StopsTheFrameworkWhenItGoes) {
+TEST(AHost, StopsTheFrameworkWhenItIsDestroyed) {
   std::shared_ptr<Framework> framework;
   {
     const Host sut;
@@ -82,7 +82,7 @@ TEST(AHost, CanBeFollowedByAnother) {
   EXPECT_TRUE(hasConfigurationAdmin(*getFramework()));
 }
 
-TEST(AHost, IsTheOnlyOneOfItsTime) {
+TEST(AHost, IsTheOnlyOneAtATime) {
   const Host first;
   const auto framework = getFramework();
   EXPECT_THROW(Host(), std::logic_error);
@@ -90,12 +90,12 @@ TEST(AHost, IsTheOnlyOneOfItsTime) {
   EXPECT_EQ(framework->GetState(), Bundle::STATE_ACTIVE);
 }
 
-TEST(AHost, TakesTheFolderAboveItsLibraryForTheRoot) {
+TEST(AHost, UsesTheParentOfItsLibrarysFolderAsTheRoot) {
   const Host sut;
   EXPECT_EQ(sut.installationRoot(), std::filesystem::canonical(HOST_LIBRARY).parent_path().parent_path());
 }
 
-TEST(AHost, GivesBundlesTheFrameworkProperties) {
+TEST(AHost, PassesFrameworkPropertiesToBundles) {
   HostOptions options;
   options.frameworkProperties["some.key"] = std::string("some value");
   const Host sut(options);
@@ -113,7 +113,7 @@ TEST(AHost, StoresNothingInTheCurrentDirectory) {
   EXPECT_FALSE(std::filesystem::exists(storage));
 }
 
-TEST(AHost, LeavesAGivenStorageAlone) {
+TEST(AHost, KeepsAGivenStorage) {
   const TestTree tree;
   HostOptions options;
   options.frameworkProperties[cppmicroservices::Constants::FRAMEWORK_STORAGE] = tree.root().native();
@@ -159,7 +159,7 @@ TEST(AHost, RefusesAConfigurationAdminThatOthersMayWrite) {
   EXPECT_EQ(errorOf(options), "");
 }
 
-TEST(AHost, KeepsItsPlaceUntilItsBundlesHaveStopped) {
+TEST(AHost, PreventsAnotherUntilItsBundlesHaveStopped) {
   const TestTree tree;
   tree.add("hooked", BUNDLE_HOOKED);
   spf::test::Gate stopping;

@@ -53,13 +53,13 @@ TEST_F(InstallAndStart, FindsNoBundlesInADirectoryThatDoesNotExist) {
   EXPECT_THAT(installAndStart(path(L"bin/nowhere")), IsEmpty());
 }
 
-TEST_F(InstallAndStart, FindsNoBundlesWhereAFileStands) {
+TEST_F(InstallAndStart, FindsNoBundlesIfThePathIsAFile) {
   tree.add("bin", BUNDLE_ALPHA);
   EXPECT_THAT(installAndStart(path(L"bin/hosttest_alpha.zip")), IsEmpty());
   EXPECT_THAT(installAndStart(path(L"bin/hosttest_alpha.zip/below")), IsEmpty());
 }
 
-TEST_F(InstallAndStart, TakesBundleFilesInTheOrderOfTheirNames) {
+TEST_F(InstallAndStart, InstallsBundleFilesInTheOrderOfTheirNames) {
   tree.addAs("bin", BUNDLE_ALPHA, "3.zip");
   tree.addAs("bin", BUNDLE_HOOKED, "2.so");
   tree.addAs("bin", BUNDLE_BETA, "1.zip");
@@ -80,7 +80,7 @@ TEST_F(InstallAndStart, IgnoresWhatIsNoBundleFile) {
   EXPECT_THAT(names(installAndStart(path(L"bin"))), ElementsAre("hosttest_alpha"));
 }
 
-TEST_F(InstallAndStart, AnswersTheSameBundlesWhenRepeated) {
+TEST_F(InstallAndStart, ReturnsTheSameBundlesWhenRepeated) {
   tree.add("bin", BUNDLE_ALPHA);
   tree.add("bin", BUNDLE_HOOKED);
   std::atomic<int> starts{0};
@@ -91,27 +91,27 @@ TEST_F(InstallAndStart, AnswersTheSameBundlesWhenRepeated) {
   EXPECT_EQ(starts, 1);
 }
 
-TEST_F(InstallAndStart, TakesAnAbsoluteDirectoryAsItIs) {
+TEST_F(InstallAndStart, UsesAnAbsoluteDirectoryAsItIs) {
   const hosttest::TestTree elsewhere;
   elsewhere.add("bin", BUNDLE_ALPHA);
   EXPECT_THAT(names(installAndStart(path((elsewhere.root() / "bin").wstring()))), ElementsAre("hosttest_alpha"));
 }
 
-TEST_F(InstallAndStart, FindsADirectoryThroughALinkToBeTheSame) {
+TEST_F(InstallAndStart, ReturnsTheSameBundlesThroughALink) {
   tree.add("bin", BUNDLE_ALPHA);
   std::filesystem::create_directory_symlink("bin", tree.root() / "link");
   const auto first = installAndStart(path(L"bin"));
   EXPECT_EQ(installAndStart(path(L"link")), first);
 }
 
-TEST_F(InstallAndStart, GoesUpFromWhereALinkHasLedTo) {
+TEST_F(InstallAndStart, ResolvesDotsAgainstTheTargetOfALink) {
   tree.add("elsewhere/bundles", BUNDLE_ALPHA);
   std::filesystem::create_directories(tree.root() / "elsewhere/deep");
   std::filesystem::create_directory_symlink("elsewhere/deep", tree.root() / "link");
   EXPECT_THAT(names(installAndStart(path(L"link/../bundles"))), ElementsAre("hosttest_alpha"));
 }
 
-TEST_F(InstallAndStart, FollowsLinksToFilesOneAfterTheOther) {
+TEST_F(InstallAndStart, FollowsChainsOfLinksToFiles) {
   const auto target = tree.addAs("elsewhere", BUNDLE_ALPHA, "target");
   std::filesystem::create_directory(tree.root() / "bin");
   std::filesystem::create_symlink(target, tree.root() / "elsewhere/second");
@@ -121,7 +121,7 @@ TEST_F(InstallAndStart, FollowsLinksToFilesOneAfterTheOther) {
   EXPECT_EQ(bundles.at(0).GetLocation(), (tree.root() / "bin/first.zip").native());
 }
 
-TEST_F(InstallAndStart, IgnoresLinksToFilesThatLeadNowhere) {
+TEST_F(InstallAndStart, IgnoresBrokenLinksToFiles) {
   tree.add("bin", BUNDLE_ALPHA);
   std::filesystem::create_symlink("loop.zip", tree.root() / "bin/loop.zip");
   std::filesystem::create_symlink("hosttest_alpha.zip/", tree.root() / "bin/slash.zip");
@@ -142,14 +142,14 @@ TEST_F(InstallAndStart, LeavesNoDescriptorOpen) {
   EXPECT_EQ(descriptors(), before);
 }
 
-TEST_F(InstallAndStart, PicksUpNewFiles) {
+TEST_F(InstallAndStart, InstallsFilesThatWereAdded) {
   tree.add("bin", BUNDLE_BETA);
   installAndStart(path(L"bin"));
   tree.add("bin", BUNDLE_ALPHA);
   EXPECT_THAT(names(installAndStart(path(L"bin"))), ElementsAre("hosttest_alpha", "hosttest_beta"));
 }
 
-TEST_F(InstallAndStart, LeavesOutFilesThatWentAway) {
+TEST_F(InstallAndStart, OmitsFilesThatWereRemoved) {
   const auto file = tree.add("bin", BUNDLE_BETA);
   tree.add("bin", BUNDLE_ALPHA);
   const auto both = installAndStart(path(L"bin"));
@@ -168,18 +168,18 @@ TEST_F(InstallAndStart, KeepsTheBundleOfAFileThatWasReplaced) {
   EXPECT_THAT(names(again), ElementsAre("hosttest_alpha"));
 }
 
-TEST_F(InstallAndStart, NamesADirectoryThatCannotBeLookedAt) {
+TEST_F(InstallAndStart, NamesADirectoryThatCannotBeOpened) {
   std::filesystem::create_symlink("loop", tree.root() / "loop");
   EXPECT_THAT(errorOf(L"loop"), HasSubstr((tree.root() / "loop").native()));
   EXPECT_THAT(errorOf(std::wstring(300, L'x')), HasSubstr("xxx"));
 }
 
-TEST_F(InstallAndStart, FindsNoBundlesThroughALinkThatLeadsNowhere) {
+TEST_F(InstallAndStart, FindsNoBundlesThroughABrokenLink) {
   std::filesystem::create_symlink("nowhere", tree.root() / "link");
   EXPECT_THAT(installAndStart(path(L"link")), IsEmpty());
 }
 
-TEST_F(InstallAndStart, FindsTheSameBundlesHoweverTheDirectoryIsSpelled) {
+TEST_F(InstallAndStart, ReturnsTheSameBundlesForEverySpelling) {
   tree.add("bin", BUNDLE_ALPHA);
   const auto first = installAndStart(path(L"bin"));
   for (const wchar_t* spelling : {L"bin/", L"bin//", L".//bin", L"bin/.", L"bin/../bin"}) {
@@ -187,7 +187,7 @@ TEST_F(InstallAndStart, FindsTheSameBundlesHoweverTheDirectoryIsSpelled) {
   }
 }
 
-TEST_F(InstallAndStart, InstallsAgainWhatSomebodyUninstalled) {
+TEST_F(InstallAndStart, ReinstallsUninstalledBundles) {
   tree.add("bin", BUNDLE_ALPHA);
   auto bundles = installAndStart(path(L"bin"));
   bundles[0].Uninstall();
@@ -196,7 +196,7 @@ TEST_F(InstallAndStart, InstallsAgainWhatSomebodyUninstalled) {
   EXPECT_TRUE(isActive(again[0]));
 }
 
-TEST_F(InstallAndStart, StartsAgainWhatSomebodyStopped) {
+TEST_F(InstallAndStart, RestartsStoppedBundles) {
   tree.add("bin", BUNDLE_ALPHA);
   auto bundles = installAndStart(path(L"bin"));
   bundles[0].Stop();
@@ -247,7 +247,7 @@ TEST_F(InstallAndStart, SurvivesAnActivatorThatThrowsNoException) {
   EXPECT_THAT(errorOf(L"bin"), HasSubstr(file.native()));
 }
 
-TEST_F(InstallAndStart, TriesAFailedBundleAgain) {
+TEST_F(InstallAndStart, RetriesAFailedBundle) {
   tree.add("bin", BUNDLE_HOOKED);
   {
     const hosttest::Hooks hooks([] { throw std::runtime_error("not yet"); });
@@ -301,7 +301,7 @@ TEST_F(InstallAndStart, SerialisesConcurrentCalls) {
   EXPECT_TRUE(passed);
 }
 
-TEST_F(InstallAndStart, StartsABundleOnceHoweverManyThreadsAsk) {
+TEST_F(InstallAndStart, StartsABundleOnceForManyThreads) {
   tree.add("hooked", BUNDLE_HOOKED);
   std::atomic<int> starts{0};
   const hosttest::Hooks hooks([&] { ++starts; });

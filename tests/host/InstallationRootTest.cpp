@@ -10,7 +10,7 @@ using agent::host::services::installAndStart;
 using hosttest::path;
 using testing::HasSubstr;
 
-/// The current directory is a test tree, and goes back to what it was.
+/// Changes the current directory, and restores it at its destruction.
 class CurrentDirectory {
  public:
   explicit CurrentDirectory(const fs::path& now) { fs::current_path(now); }
@@ -25,7 +25,7 @@ class CurrentDirectory {
   const fs::path before_ = fs::current_path();
 };
 
-/// A root named "later" of the current directory, in several spellings.
+/// A root named "later" in the current directory, in several spellings.
 class AnInstallationRoot : public testing::TestWithParam<const char*> {
  protected:
   AnInstallationRoot() {
@@ -55,7 +55,7 @@ TEST_P(AnInstallationRoot, IsAbsoluteAndNormalWhenItExists) {
   EXPECT_EQ(host.installationRoot().native(), root.native());
 }
 
-TEST_P(AnInstallationRoot, HasItsFoldersJudgedWhenItComesLate) {
+TEST_P(AnInstallationRoot, HasItsFoldersCheckedWhenItIsCreatedLater) {
   const Host host(options);
   tree.add("later/bin/spf", BUNDLE_ALPHA);
   EXPECT_EQ(installAndStart(path(L"bin/spf")).size(), 1u);

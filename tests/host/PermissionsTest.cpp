@@ -14,7 +14,7 @@ using testing::HasSubstr;
 
 class BundleFilesThatOthersMayWrite : public testing::Test {
  protected:
-  void letWrite(const fs::path& where, fs::perms who = fs::perms::others_write) {
+  void allowWriting(const fs::path& where, fs::perms who = fs::perms::others_write) {
     fs::permissions(where, who, fs::perm_options::add);
   }
 
@@ -34,64 +34,64 @@ class BundleFilesThatOthersMayWrite : public testing::Test {
 };
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefused) {
-  letWrite(file);
+  allowWriting(file);
   EXPECT_THAT(errorOfInstalling(), AllOf(HasSubstr(file.native()), HasSubstr("others may write the file")));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheirFolder) {
-  letWrite(tree.root() / "bin/spf");
+  allowWriting(tree.root() / "bin/spf");
   EXPECT_THAT(errorOfInstalling(),
               AllOf(HasSubstr(file.native()), HasSubstr((tree.root() / "bin/spf").native() + "'")));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForAFolderFurtherUp) {
-  letWrite(tree.root() / "bin");
+  allowWriting(tree.root() / "bin");
   EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + (tree.root() / "bin").native() + "'"));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheRoot) {
-  letWrite(tree.root());
+  allowWriting(tree.root());
   EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + tree.root().native() + "'"));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedEvenIfTheFolderIsSticky) {
-  letWrite(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
+  allowWriting(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
   EXPECT_THAT(errorOfInstalling(), HasSubstr("others may write the folder"));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedThroughALink) {
   const auto target = tree.add("elsewhere", BUNDLE_BETA);
   fs::create_symlink(target, tree.root() / "bin/spf/beta.zip");
-  letWrite(tree.root() / "elsewhere");
+  allowWriting(tree.root() / "elsewhere");
   EXPECT_THAT(errorOfInstalling(), HasSubstr((tree.root() / "elsewhere").native()));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedOutsideTheRoot) {
   const hosttest::TestTree outside;
   outside.add("bundles", BUNDLE_BETA);
-  letWrite(outside.root() / "bundles");
+  allowWriting(outside.root() / "bundles");
   EXPECT_THAT(errorOfInstalling((outside.root() / "bundles").wstring()), HasSubstr("others may write the folder"));
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedAfterTheyWereInstalled) {
   const Host host(options);
   installAndStart(path(L"bin/spf"));
-  letWrite(file);
+  allowWriting(file);
   EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
 }
 
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForAFolderThatBecameWritableLater) {
   const Host host(options);
   installAndStart(path(L"bin/spf"));
-  letWrite(tree.root() / "bin");
+  allowWriting(tree.root() / "bin");
   EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreRefusedBehindALinkThatAFolderBecameLater) {
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedWhenAFolderIsReplacedByALink) {
   const Host host(options);
   installAndStart(path(L"bin/spf"));
   fs::create_directory(tree.root() / "shared");
-  letWrite(tree.root() / "shared");
+  allowWriting(tree.root() / "shared");
   fs::rename(tree.root() / "bin", tree.root() / "shared/bin");
   fs::create_directory_symlink("shared/bin", tree.root() / "bin");
   EXPECT_THROW(installAndStart(path(L"bin/spf")), std::runtime_error);
@@ -100,45 +100,45 @@ TEST_F(BundleFilesThatOthersMayWrite, AreRefusedBehindALinkThatAFolderBecameLate
 TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheFolderOfALinkToTheirs) {
   fs::create_directory(tree.root() / "shared");
   fs::create_directory_symlink(tree.root() / "bin/spf", tree.root() / "shared/link");
-  letWrite(tree.root() / "shared");
+  allowWriting(tree.root() / "shared");
   EXPECT_THAT(errorOfInstalling(L"shared/link"), HasSubstr("folder '" + (tree.root() / "shared").native() + "'"));
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForEveryPlaceThatLinksLeadThrough) {
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedForTheFolderOfEveryLink) {
   fs::create_directory(tree.root() / "shared");
   fs::create_symlink(tree.add("elsewhere", BUNDLE_BETA), tree.root() / "shared/beta.zip");
   fs::create_symlink("../../shared/beta.zip", tree.root() / "bin/spf/beta.zip");
   EXPECT_EQ(errorOfInstalling(), "");
-  letWrite(tree.root() / "shared");
+  allowWriting(tree.root() / "shared");
   EXPECT_THAT(errorOfInstalling(), HasSubstr("folder '" + (tree.root() / "shared").native() + "'"));
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreTakenWhenTheCheckIsOff) {
-  letWrite(file);
-  letWrite(tree.root());
+TEST_F(BundleFilesThatOthersMayWrite, AreAcceptedWhenTheCheckIsOff) {
+  allowWriting(file);
+  allowWriting(tree.root());
   options.permissionCheck = false;
   EXPECT_EQ(errorOfInstalling(), "");
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseThatTheGroupMayWrite) {
-  letWrite(file, fs::perms::group_write);
-  letWrite(tree.root() / "bin", fs::perms::group_write);
+TEST_F(BundleFilesThatOthersMayWrite, AreAcceptedIfOnlyTheGroupMayWriteThem) {
+  allowWriting(file, fs::perms::group_write);
+  allowWriting(tree.root() / "bin", fs::perms::group_write);
   EXPECT_EQ(errorOfInstalling(), "");
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreNotThoseBelowAStickyFolderAboveTheRoot) {
-  letWrite(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
+TEST_F(BundleFilesThatOthersMayWrite, AreAcceptedBelowAStickyFolderAboveTheRoot) {
+  allowWriting(tree.root() / "bin", fs::perms::others_write | fs::perms::sticky_bit);
   options.installationRoot = tree.root() / "bin/spf";
   EXPECT_EQ(errorOfInstalling(L"."), "");
 }
 
-TEST_F(BundleFilesThatOthersMayWrite, AreThoseBelowAFolderAboveTheRootThatIsNotSticky) {
-  letWrite(tree.root() / "bin");
+TEST_F(BundleFilesThatOthersMayWrite, AreRefusedBelowANonStickyFolderAboveTheRoot) {
+  allowWriting(tree.root() / "bin");
   options.installationRoot = tree.root() / "bin/spf";
   EXPECT_THAT(errorOfInstalling(L"."), HasSubstr("folder '" + (tree.root() / "bin").native() + "'"));
 }
 
-/// Bundle directories outside of the installation root.
+/// Bundle files in directories outside of the installation root.
 class BundleFilesOutsideTheRoot : public BundleFilesThatOthersMayWrite {
  protected:
   std::string errorOfInstallingOutside(const std::string& directory) {
@@ -150,18 +150,18 @@ class BundleFilesOutsideTheRoot : public BundleFilesThatOthersMayWrite {
   const fs::path shared = outside.root() / "shared";
 };
 
-TEST_F(BundleFilesOutsideTheRoot, AreTakenBelowAStickyFolder) {
-  letWrite(shared, fs::perms::others_write | fs::perms::sticky_bit);
+TEST_F(BundleFilesOutsideTheRoot, AreAcceptedBelowAStickyFolder) {
+  allowWriting(shared, fs::perms::others_write | fs::perms::sticky_bit);
   EXPECT_EQ(errorOfInstallingOutside("shared/bundles"), "");
 }
 
 TEST_F(BundleFilesOutsideTheRoot, AreRefusedDirectlyInAStickyFolder) {
-  letWrite(bundle.parent_path(), fs::perms::others_write | fs::perms::sticky_bit);
+  allowWriting(bundle.parent_path(), fs::perms::others_write | fs::perms::sticky_bit);
   EXPECT_THAT(errorOfInstallingOutside("shared/bundles"), HasSubstr("folder '" + bundle.parent_path().native() + "'"));
 }
 
-TEST_F(BundleFilesOutsideTheRoot, AreRefusedBelowAFolderThatIsNotSticky) {
-  letWrite(shared);
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedBelowANonStickyFolder) {
+  allowWriting(shared);
   EXPECT_THAT(errorOfInstallingOutside("shared/bundles"), HasSubstr("folder '" + shared.native() + "'"));
 }
 
@@ -169,20 +169,20 @@ TEST_F(BundleFilesOutsideTheRoot, AreRefusedBehindALinkThatOthersMayReplace) {
   outside.add("own", BUNDLE_ALPHA);
   fs::create_directory_symlink("../own", shared / "link");
   EXPECT_EQ(errorOfInstallingOutside("shared/link"), "");
-  letWrite(shared);
+  allowWriting(shared);
   EXPECT_THAT(errorOfInstallingOutside("shared/link"), HasSubstr("folder '" + shared.native() + "'"));
 }
 
-TEST_F(BundleFilesOutsideTheRoot, AreRefusedBehindAFileLinkThatLeadsBelowAFolderOfOthers) {
+TEST_F(BundleFilesOutsideTheRoot, AreRefusedBehindALinkIntoAFolderThatOthersMayWrite) {
   fs::create_symlink(bundle, tree.root() / "bin/spf/beta.zip");
   EXPECT_EQ(errorOfInstalling(), "");
-  letWrite(shared);
+  allowWriting(shared);
   EXPECT_THAT(errorOfInstalling(), AllOf(HasSubstr((tree.root() / "bin/spf/beta.zip").native()),
                                          HasSubstr("folder '" + shared.native() + "'")));
 }
 
-TEST_F(BundleFilesOutsideTheRoot, AreTakenWhenAFolderOfOthersIsOnlyPassedBy) {
-  letWrite(shared);
+TEST_F(BundleFilesOutsideTheRoot, AreAcceptedIfAWritableFolderIsOnlyPassed) {
+  allowWriting(shared);
   outside.add("own", BUNDLE_ALPHA);
   EXPECT_EQ(errorOfInstallingOutside("shared/../own"), "");
 }

@@ -1,4 +1,4 @@
-// The only header of the host and of the runtime here: it has to be enough.
+// The only header of the host and of the runtime in this file, which has to be sufficient.
 #include "agent/host/services.hpp"
 
 namespace {

@@ -9,13 +9,13 @@
 
 namespace hosttest {
 
-/// An installation root of one test's own, deleted with everything in it.
+/// A temporary installation root, which the destructor deletes with its content.
 class TestTree {
  public:
   TestTree() {
     std::string name = (std::filesystem::temp_directory_path() / "hosttest-XXXXXX").native();
     if (mkdtemp(name.data()) == nullptr) {
-      throw std::runtime_error("cannot make " + name);
+      throw std::runtime_error("cannot create " + name);
     }
     root_ = std::filesystem::canonical(name);
   }
@@ -34,6 +34,8 @@ class TestTree {
     return addAs(directory, file, file.filename().native());
   }
 
+  /// Copies a bundle file under another name.
+  /// \return the copy
   std::filesystem::path addAs(const std::string& directory, const std::filesystem::path& file,
                               const std::string& name) const {
     std::filesystem::create_directories(root_ / directory);
@@ -43,7 +45,7 @@ class TestTree {
     return copy;
   }
 
-  /// Options of a host that has this tree for its root.
+  /// Returns the options of a host with this tree as its root.
   agent::host::services::HostOptions options() const {
     agent::host::services::HostOptions options;
     options.installationRoot = root_;

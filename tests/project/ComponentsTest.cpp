@@ -9,8 +9,8 @@
 #include <gtest/gtest.h>
 #include "Includes.hpp"
 
-// A component of the library is a header with its sources. The table in docs/overview.md lists all of
-// them in an order in which each one includes only those above it; two in one row may include each other.
+// A component of the library is a header with its sources. The table in docs/overview.md lists all of them in an order
+// in which each includes only those above it; two components in one row may include each other.
 namespace spf::test {
 
 namespace {
@@ -21,7 +21,7 @@ bool isHeader(const std::string& name) {
   return name.size() > 4 && name.compare(name.size() - 4, 4, ".hpp") == 0;
 }
 
-// The rows of the table, each with the headers that it names as they are included.
+// Returns the rows of the table, each with the headers that it names, spelled as in includes.
 std::vector<Names> rowsOf(const filesystem::path& page) {
   static const std::regex header("`([A-Za-z/]+\\.hpp)`");
   std::vector<Names> rows;
@@ -36,7 +36,7 @@ std::vector<Names> rowsOf(const filesystem::path& page) {
   return rows;
 }
 
-// For each header, as it is included, the headers of the library that its component includes.
+// Maps each header, spelled as in includes, to the headers of the library that its component includes.
 using Components = std::map<std::string, std::set<std::string>>;
 
 Components componentsBelow(const filesystem::path& root) {
@@ -68,7 +68,7 @@ Components componentsBelow(const filesystem::path& root) {
   return components;
 }
 
-// What is wrong with the order of the rows.
+// Returns the violations of the order.
 Names faultsOf(const std::vector<Names>& rows, const Components& components) {
   Names faults;
   std::set<std::string> known;

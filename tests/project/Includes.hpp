@@ -10,7 +10,7 @@ namespace spf::test {
 
 namespace filesystem = std::filesystem;
 
-/// Returns what a source includes, as it is written between quotes or angle brackets, in the file's order.
+/// Returns the includes of a source, as written between quotes or angle brackets, in the file's order.
 inline std::vector<std::string> includesOf(const filesystem::path& file) {
   static const std::regex directive("^\\s*#\\s*include\\s*[<\"]([^>\"]+)[>\"].*");
   std::vector<std::string> includes;
@@ -24,7 +24,7 @@ inline std::vector<std::string> includesOf(const filesystem::path& file) {
   return includes;
 }
 
-/// Whether a file is a C++ source or header.
+/// Returns whether a file is a C++ source or header.
 inline bool isSource(const filesystem::path& file) {
   const auto extension = file.extension();
   return extension == ".hpp" || extension == ".cpp" || extension == ".h";

@@ -6,14 +6,13 @@
 #include <gtest/gtest.h>
 #include "Includes.hpp"
 
-// Reads every include of the project and fails on a door between two rooms that the levels do not
-// have: a room includes only rooms on lower levels, and itself.
+// Reads every include of the project, and fails if a room includes another one that is not on a lower level.
 namespace spf::test {
 
 struct Room {
   std::string folder;
   int level;
-  std::vector<std::string> headers;  // how its headers are included
+  std::vector<std::string> headers;  // the beginnings of includes of its headers
 };
 
 const std::vector<Room> rooms = {
@@ -30,20 +29,20 @@ const std::vector<Room> rooms = {
     {"tools", 4, {}},
 };
 
-bool beginsWith(const std::string& text, const std::string& prefix) {
+bool hasPrefix(const std::string& text, const std::string& prefix) {
   return text.rfind(prefix, 0) == 0;
 }
 
 const Room* roomOfFile(const std::string& file) {
   const auto found =
-      std::find_if(rooms.begin(), rooms.end(), [&](const Room& room) { return beginsWith(file, room.folder + "/"); });
+      std::find_if(rooms.begin(), rooms.end(), [&](const Room& room) { return hasPrefix(file, room.folder + "/"); });
   return found == rooms.end() ? nullptr : &*found;
 }
 
 const Room* roomOfHeader(const std::string& header) {
   for (const auto& room : rooms) {
     for (const auto& prefix : room.headers) {
-      if (beginsWith(header, prefix)) {
+      if (hasPrefix(header, prefix)) {
         return &room;
       }
     }
@@ -67,8 +66,8 @@ bool mayInclude(const Room& from, const Room& to) {
   return to.level < from.level;
 }
 
-std::vector<std::string> forbiddenDoors(const filesystem::path& root) {
-  std::vector<std::string> doors;
+std::vector<std::string> forbiddenIncludes(const filesystem::path& root) {
+  std::vector<std::string> forbidden;
   for (const auto& room : rooms) {
     for (const auto& entry : filesystem::recursive_directory_iterator(root / room.folder)) {
       if (!isSource(entry.path())) {
@@ -78,16 +77,16 @@ std::vector<std::string> forbiddenDoors(const filesystem::path& root) {
       for (const auto& include : includesOf(entry.path())) {
         const auto* to = roomOfHeader(include);
         if ((to != nullptr && !mayInclude(*roomOfFile(file), *to)) || include.find("..") != std::string::npos) {
-          doors.push_back(file + " includes " + include);
+          forbidden.push_back(file + " includes " + include);
         }
       }
     }
   }
-  return doors;
+  return forbidden;
 }
 
 TEST(TheRooms, IncludeOnlyRoomsOnLowerLevels) {
-  EXPECT_EQ(forbiddenDoors(SPF_SOURCE_DIR), std::vector<std::string>());
+  EXPECT_EQ(forbiddenIncludes(SPF_SOURCE_DIR), std::vector<std::string>());
 }
 
 TEST(TheRooms, OfTheFrameworksBundlesIncludeNoFilesOfOneAnother) {
@@ -104,7 +103,7 @@ TEST(TheRooms, OfTheFrameworksBundlesIncludeNoFilesOfOneAnother) {
   }
 }
 
-TEST(TheRooms, HaveADoorThatThisTestWouldFind) {
+TEST(TheCheckOfTheRooms, FindsForbiddenIncludes) {
   const auto root = filesystem::path(testing::TempDir()) / "rooms";
   filesystem::create_directories(root / "host/filesystem");
   for (const auto& room : rooms) {
@@ -114,7 +113,7 @@ TEST(TheRooms, HaveADoorThatThisTestWouldFind) {
   std::ofstream(root / "framework/bundles/nosy.cpp")
       << "  #  include <agent/spf/frameworksetup/setupFramework.hpp> // x\n";
   EXPECT_EQ(
-      forbiddenDoors(root),
+      forbiddenIncludes(root),
       (std::vector<std::string>{"host/filesystem/upwards.cpp includes agent/host/services.hpp",
                                 "framework/bundles/nosy.cpp includes agent/spf/frameworksetup/setupFramework.hpp"}));
   filesystem::remove_all(root);

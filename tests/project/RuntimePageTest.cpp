@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-// Keeps the page about the embedded runtime true to the headers that there are.
+// Compares the page about the embedded runtime with its headers.
 namespace spf::test {
 
 namespace {
@@ -16,7 +16,7 @@ namespace filesystem = std::filesystem;
 
 const filesystem::path root = SPF_SOURCE_DIR;
 
-/// \return the text from one line of the page to another
+/// Returns the text between two headings of the page.
 std::string section(const std::string& begin, const std::string& end) {
   std::ifstream stream(root / "docs/runtime.md");
   const std::string page(std::istreambuf_iterator<char>(stream), {});
@@ -26,7 +26,7 @@ std::string section(const std::string& begin, const std::string& end) {
   return page.substr(from, to - from);
 }
 
-/// \return what the first column of a table names
+/// Returns the names in the first column of a table.
 std::multiset<std::string> firstColumnOf(const std::string& text) {
   static const std::regex firstColumn("\n\\| (`[^|]*`) \\|");
   static const std::regex name("`([^`]*)`");
@@ -40,7 +40,7 @@ std::multiset<std::string> firstColumnOf(const std::string& text) {
   return names;
 }
 
-/// \return the headers that callers and bundles include
+/// Returns the headers that hosts and bundles may include.
 std::multiset<std::string> headersOfTheRuntime() {
   std::multiset<std::string> headers;
   for (const auto* const part : {"framework", "configurationadmin"}) {

@@ -29,7 +29,7 @@ void concatenate_pathname(std::wstring& pathname, const std::wstring& component,
     joined += separator;
   }
   joined.append(component, endsWithOne && startsWithOne ? 1 : 0);
-  // Nothing can fail from here on, and the component may have been the path itself.
+  // Last, because it cannot throw, and because the component may be the path itself.
   pathname.swap(joined);
 }
 

@@ -37,9 +37,9 @@ std::optional<BundleFile> describe(fs::path path, const struct stat& status, std
                     std::move(writableFolder)};
 }
 
-/// The names of the bundle files in a folder that was opened, in their order.
+/// Returns the names of the bundle files in an open folder, sorted.
 std::vector<std::string> bundleNamesIn(const OpenedPath& folder) {
-  // The folder's own descriptor cannot be read.
+  // The folder's own descriptor is opened with O_PATH and cannot be read.
   Descriptor readable(openat(folder.descriptor.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const std::unique_ptr<DIR, CloseDirectory> directory(readable.isOpen() ? fdopendir(readable.number()) : nullptr);
   if (!directory) {
@@ -57,9 +57,9 @@ std::vector<std::string> bundleNamesIn(const OpenedPath& folder) {
   return names;
 }
 
-std::optional<BundleFile> lookAt(const OpenedPath& folder, const std::string& name, const fs::path& root) {
+std::optional<BundleFile> inspect(const OpenedPath& folder, const std::string& name, const fs::path& root) {
   struct stat status {};
-  // A file that goes away while its directory is read is one that is not there.
+  // A file that is removed while its directory is read is ignored.
   if (fstatat(folder.descriptor.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return std::nullopt;
   }
@@ -87,7 +87,7 @@ std::vector<BundleFile> listBundleFiles(const fs::path& directory, const fs::pat
     return files;
   }
   for (const std::string& name : bundleNamesIn(*folder)) {
-    if (auto file = lookAt(*folder, name, root)) {
+    if (auto file = inspect(*folder, name, root)) {
       files.push_back(std::move(*file));
     }
   }

@@ -9,7 +9,7 @@
 
 namespace agent::host::services {
 
-/// What tells one version of a file from another without reading it.
+/// Distinguishes the versions of a file without reading it.
 struct FileIdentity {
   dev_t device;
   ino_t inode;
@@ -23,28 +23,29 @@ struct FileIdentity {
   }
 };
 
-/// A regular file, as it was when it was opened. What the path leads to is judged, and every folder on the way.
+/// A regular file, in the state in which it was opened. Permissions are those of the file that the path leads to.
 struct BundleFile {
   std::filesystem::path path;
   FileIdentity identity;
   std::filesystem::perms permissions;
 
-  /// A folder in which others may put another file in its place (see PathWalk).
+  /// A folder in which others may replace the file (see PathWalk).
   std::optional<std::filesystem::path> writableFolder;
 };
 
+/// Finds a regular file, and checks the folders on its path.
 /// \param path  absolute
 /// \param root  the installation root; absolute
-/// \return nothing when there is no regular file, or it cannot be reached
+/// \return nothing if there is no regular file, or it cannot be opened
 std::optional<BundleFile> findBundleFile(const std::filesystem::path& path, const std::filesystem::path& root);
 
-/// The bundle files directly in a directory: regular files that end in `.so` or `.zip`, by name. The path of each is
-/// that of the directory without symbolic links, and the file's name there, so that a bundle has one location however
-/// its directory was spelled.
+/// Lists the bundle files directly in a directory: regular files that end in `.so` or `.zip`, sorted by name. Each path
+/// consists of the directory without symbolic links and the file's name, so that a bundle has the same location for
+/// every spelling of its directory.
 /// \param directory  absolute
 /// \param root       the installation root; absolute
-/// \return empty when the directory does not exist
-/// \throws std::filesystem::filesystem_error when it cannot be read
+/// \return empty if the directory does not exist
+/// \throws std::filesystem::filesystem_error if it cannot be read
 std::vector<BundleFile> listBundleFiles(const std::filesystem::path& directory, const std::filesystem::path& root);
 
 }  // namespace agent::host::services

@@ -21,11 +21,11 @@ bool isUninstalled(const Bundle& bundle) {
   return bundle.GetState() == Bundle::STATE_UNINSTALLED;
 }
 
-bool allInstalled(const std::vector<Bundle>& bundles) {
-  return std::none_of(bundles.begin(), bundles.end(), isUninstalled);
+bool hasUninstalled(const std::vector<Bundle>& bundles) {
+  return std::any_of(bundles.begin(), bundles.end(), isUninstalled);
 }
 
-/// Notes in a set, for its lifetime, that a bundle is being started.
+/// Records in a set, for its lifetime, that a bundle is being started.
 class StartingMark {
  public:
   StartingMark(std::set<long>& starting, long id) : starting_(starting), position_(starting.insert(id)) {}
@@ -102,7 +102,7 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
 
 const BundleInstaller::Bundles& BundleInstaller::installFile(const BundleFile& file) {
   const auto known = installed_.find(file.path.native());
-  if (known != installed_.end() && known->second.identity == file.identity && allInstalled(known->second.bundles)) {
+  if (known != installed_.end() && known->second.identity == file.identity && !hasUninstalled(known->second.bundles)) {
     return known->second.bundles;
   }
   InstalledFile installed{file.identity, installLocation(file.path)};
@@ -123,7 +123,7 @@ void BundleInstaller::start(Bundle bundle) {
   }
   const StartingMark mark(starting_, bundle.GetBundleId());
   if (!mark.isFirst()) {
-    return;  // its own activator came back here
+    return;  // its own activator has called recursively
   }
   try {
     bundle.Start();

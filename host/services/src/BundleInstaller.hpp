@@ -20,21 +20,21 @@ class LDAPFilter;
 
 namespace agent::host::services {
 
-/// Installs bundle files into the framework and starts them; remembers what it installed.
+/// Installs bundle files into the framework and starts them, and keeps a record of the installed files.
 ///
-/// One caller works at a time, the others wait; the thread that works may come back from inside an
-/// activator. Any thread may call any member.
+/// Any thread may call any member. One call runs at a time, others wait; an activator may call recursively.
 class BundleInstaller {
  public:
   using Bundles = std::vector<cppmicroservices::Bundle>;
 
+  /// Constructs an installer without any installed file.
   /// \param root  the installation root; absolute
   BundleInstaller(std::shared_ptr<cppmicroservices::Framework> framework, std::filesystem::path root,
                   PermissionCheck permissionCheck);
 
   /// Installs and starts every bundle file of the directory.
   /// \param directory  absolute
-  /// \return the directory's bundles; empty once the installer was closed
+  /// \return the directory's bundles; empty if the installer was closed
   /// \throws std::runtime_error naming the file and the reason
   Bundles installAndStart(const std::filesystem::path& directory);
 
@@ -48,7 +48,7 @@ class BundleInstaller {
   /// \throws std::runtime_error naming the file and the reason
   void installAndStartFile(const BundleFile& file);
 
-  /// Waits for the call that is running; later ones install nothing.
+  /// Waits for a running call, and lets later calls install nothing.
   void close();
 
  private:
@@ -67,8 +67,8 @@ class BundleInstaller {
   const std::filesystem::path root_;
   const PermissionCheck permissionCheck_;
 
-  // Held while activators run, because two callers may not install the same directory at once;
-  // recursive, because an activator may come back.
+  // Held while activators run, because two calls must not install the same directory at the same time; recursive,
+  // because an activator may call again.
   std::recursive_mutex mutex_;
 
   // Guarded by `mutex_`:

@@ -6,7 +6,7 @@
 
 namespace agent::host::services {
 
-/// Owns an open file descriptor, or none.
+/// Owns at most one open file descriptor.
 class Descriptor {
  public:
   Descriptor() = default;
@@ -25,7 +25,7 @@ class Descriptor {
   bool isOpen() const noexcept { return number_ >= 0; }
   int number() const noexcept { return number_; }
 
-  /// Leaves the descriptor to the caller.
+  /// Transfers the ownership of the descriptor to the caller.
   int release() noexcept { return std::exchange(number_, -1); }
 
  private:

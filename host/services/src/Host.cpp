@@ -10,9 +10,9 @@ Host::Host(HostOptions options) {
   try {
     process_ = std::make_shared<HostProcess>(options);
     process_->start(options.configurationAdminBundle);
-    HostSlot::instance().show(process_);
+    HostSlot::instance().publish(process_);
   } catch (...) {
-    // The place stays taken until nothing runs any more.
+    // Before the release: the slot stays claimed until everything has stopped.
     process_.reset();
     HostSlot::instance().release();
     throw;

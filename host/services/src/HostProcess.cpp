@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Absolute first: a path of which nothing exists yet stays relative otherwise.
+/// Returns the installation root. Made absolute first, since a path that does not exist would otherwise stay relative.
 fs::path rootOf(const HostOptions& options) {
   const fs::path root = fs::weakly_canonical(
       fs::absolute(options.installationRoot.empty() ? defaultInstallationRoot() : options.installationRoot));
@@ -34,7 +34,7 @@ std::shared_ptr<cppmicroservices::Framework> makeFramework(const HostOptions& op
                                                            std::optional<TemporaryFolder>& storage) {
   auto properties = options.frameworkProperties;
   if (properties.count(cppmicroservices::Constants::FRAMEWORK_STORAGE) == 0) {
-    // The runtime's own default is a folder in the current directory.
+    // The runtime's default would be a folder in the current directory.
     storage.emplace();
     properties[cppmicroservices::Constants::FRAMEWORK_STORAGE] = storage->path().native();
   }
@@ -68,10 +68,10 @@ void HostProcess::stop() noexcept {
   try {
     installer_.close();
     framework_->Stop();
-    // Without a limit: the runtime can deadlock when a limit runs out during the stop.
+    // Without a limit, because the runtime can deadlock if a limit expires during the stop.
     framework_->WaitForStop(std::chrono::milliseconds::zero());
   } catch (...) {
-    // Nobody is left to tell; a framework that never ran or has stopped needs no stop.
+    // No caller can handle it; a framework that never ran or has already stopped needs no stop.
   }
 }
 

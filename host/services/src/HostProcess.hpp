@@ -12,24 +12,23 @@
 
 namespace agent::host::services {
 
-/// A framework and what is installed in it. There is at most one per process at a time.
+/// A framework and its installed bundles. A process has at most one at a time.
 ///
-/// Any thread may call any member. Whoever holds it may go on calling it after it was stopped: it
-/// installs nothing then.
+/// Any thread may call any member, also after the stop: then nothing is installed.
 class HostProcess {
  public:
-  /// Creates the framework; nothing runs yet.
+  /// Creates the framework without starting it.
   explicit HostProcess(const HostOptions& options);
 
-  /// Stops what runs.
+  /// Stops the framework, as `stop` does.
   ~HostProcess();
 
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;
 
-  /// Starts the framework and Configuration Admin. No code of the bundle, nor of what it needs,
-  /// runs before its permissions were checked.
-  /// \param configurationAdminBundle  the bundle's file; empty: the one found by default
+  /// Starts the framework and Configuration Admin. No code of the bundle or its companion runs before their permissions
+  /// are checked.
+  /// \param configurationAdminBundle  the bundle's file; empty: the default one
   /// \throws std::runtime_error naming the file and the reason
   void start(const std::filesystem::path& configurationAdminBundle);
 

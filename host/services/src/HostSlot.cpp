@@ -20,7 +20,7 @@ void HostSlot::claim() {
   claimed_ = true;
 }
 
-void HostSlot::show(std::shared_ptr<HostProcess> process) {
+void HostSlot::publish(std::shared_ptr<HostProcess> process) {
   const std::lock_guard<std::mutex> lock(mutex_);
   current_ = std::move(process);
 }

@@ -7,23 +7,23 @@ namespace agent::host::services {
 
 class HostProcess;
 
-/// The process's one place for a host. Any thread may call any member.
+/// Holds the only host of the process. Any thread may call any member.
 class HostSlot {
  public:
-  /// The slot of this process. It is never destroyed: threads may still ask while the process ends.
+  /// Returns the slot of this process. It is never destroyed, because threads may still use it while the process ends.
   static HostSlot& instance();
 
-  /// Reserves the place for a host that is about to start.
-  /// \throws std::logic_error when it is taken
+  /// Reserves the slot for a host that is about to start.
+  /// \throws std::logic_error if it is reserved already
   void claim();
 
-  /// Shows the host that claimed the place to everybody.
-  void show(std::shared_ptr<HostProcess> process);
+  /// Makes the host that has reserved the slot available to all threads.
+  void publish(std::shared_ptr<HostProcess> process);
 
-  /// Gives the place free.
+  /// Removes the host and ends the reservation.
   void release() noexcept;
 
-  /// The host that is shown, or null.
+  /// Returns the published host, or null.
   std::shared_ptr<HostProcess> current() const;
 
  private:

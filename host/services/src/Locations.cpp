@@ -16,7 +16,7 @@ namespace {
 constexpr auto configurationAdminFile = "libConfigurationAdmin.so";
 constexpr auto companionFile = "libusAsyncWorkService.so";
 
-/// The folder of the loaded library that holds `address`.
+/// Returns the folder of the loaded library that contains an address.
 fs::path folderOfLibrary(const void* address) {
   Dl_info info{};
   if (dladdr(address, &info) == 0 || info.dli_fname == nullptr) {

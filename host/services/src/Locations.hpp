@@ -7,20 +7,20 @@
 
 namespace agent::host::services {
 
-/// The folder above the one that this library was loaded from.
+/// Returns the parent of the folder that this library was loaded from.
 std::filesystem::path defaultInstallationRoot();
 
-/// The Configuration Admin bundle beside this library, else the one beside the runtime's library.
-/// \throws std::runtime_error naming the places looked at when there is none
+/// Returns the Configuration Admin bundle in the folder of this library, or else in that of the runtime's library.
+/// \throws std::runtime_error naming both paths if neither exists
 std::filesystem::path defaultConfigurationAdminBundle();
 
-/// The library that Configuration Admin needs and cannot find by itself, if the bundle has such a
-/// companion in its folder.
+/// Finds the companion of the Configuration Admin bundle: a library in its folder that it needs and cannot find by
+/// itself.
 /// \param root  the installation root; absolute
 std::optional<BundleFile> findCompanionOf(const BundleFile& configurationAdminBundle,
                                           const std::filesystem::path& root);
 
-/// Loads the companion, and so runs its code. It stays loaded: so does the bundle.
+/// Loads the companion, which runs its code. It stays loaded, as the bundle does.
 /// \throws std::runtime_error with the loader's reason
 void loadCompanion(const BundleFile& companion);
 

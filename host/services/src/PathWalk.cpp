@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// As many as the system itself follows.
+/// The system's own limit of symbolic links in a path.
 constexpr int maximalLinks = 40;
 
 std::system_error failure(int error) {
@@ -33,7 +33,8 @@ struct stat statusOf(const Descriptor& descriptor) {
   return status;
 }
 
-/// \return none if the name does not exist
+/// Opens a name in a folder, without following a symbolic link.
+/// \return a closed descriptor if the name does not exist
 Descriptor openName(int folder, const std::string& name) {
   Descriptor descriptor(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!descriptor.isOpen() && errno != ENOENT && errno != ENOTDIR) {
@@ -53,14 +54,14 @@ PathWalk::PathWalk(const fs::path& root) {
 
 std::optional<OpenedPath> PathWalk::open(const fs::path& path, Goal goal) {
   try {
-    begin(path);
-    return goOn(goal);
+    start(path);
+    return walk(goal);
   } catch (const std::system_error& error) {
     throw fs::filesystem_error("Cannot open", path, error.code());
   }
 }
 
-void PathWalk::begin(const fs::path& path) {
+void PathWalk::start(const fs::path& path) {
   folders_.clear();
   names_.clear();
   links_ = 0;
@@ -82,14 +83,14 @@ void PathWalk::prepend(const fs::path& names) {
   std::reverse(names_.begin() + static_cast<std::ptrdiff_t>(first), names_.end());
 }
 
-std::optional<OpenedPath> PathWalk::goOn(Goal goal) {
+std::optional<OpenedPath> PathWalk::walk(Goal goal) {
   while (!names_.empty()) {
     const std::string name = std::move(names_.back());
     names_.pop_back();
     if (name == "..") {
       leave();
     } else if (!name.empty() && name != ".") {
-      judgeCurrent(goal == Goal::file && names_.empty());
+      checkCurrent(goal == Goal::file && names_.empty() ? StickyFolders::refused : StickyFolders::accepted);
       Descriptor found = openName(folders_.back().descriptor.number(), name);
       if (!found.isOpen()) {
         return std::nullopt;
@@ -105,7 +106,7 @@ std::optional<OpenedPath> PathWalk::goOn(Goal goal) {
       }
     }
   }
-  judgeCurrent(true);
+  checkCurrent(StickyFolders::refused);
   Folder& last = folders_.back();
   return OpenedPath{pathOfCurrent(), std::move(last.descriptor), last.status, writable_};
 }
@@ -137,11 +138,11 @@ void PathWalk::followLink(const Descriptor& link) {
   prepend(target.relative_path());
 }
 
-void PathWalk::judgeCurrent(bool holdsTheGoal) {
+void PathWalk::checkCurrent(StickyFolders sticky) {
   const Folder& folder = folders_.back();
   const bool othersMayWrite = (folder.status.st_mode & S_IWOTH) != 0;
   const bool isSticky = (folder.status.st_mode & S_ISVTX) != 0;
-  if (othersMayWrite && !writable_ && (folder.isInRoot || holdsTheGoal || !isSticky)) {
+  if (othersMayWrite && !writable_ && (folder.isInRoot || sticky == StickyFolders::refused || !isSticky)) {
     writable_ = pathOfCurrent();
   }
 }

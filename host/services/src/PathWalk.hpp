@@ -10,58 +10,64 @@
 
 namespace agent::host::services {
 
-/// What a path leads to.
+/// The file or folder that a path leads to.
 struct OpenedPath {
   std::filesystem::path path;  ///< absolute and without symbolic links
-  Descriptor descriptor;       ///< names the file; reads nothing (`O_PATH`)
-  struct stat status;          ///< of what the descriptor names
+  Descriptor descriptor;       ///< refers to the file without reading it (`O_PATH`)
+  struct stat status;          ///< of the file that the descriptor refers to
 
-  /// The first folder on the way in which others may replace what the path leads to.
+  /// The first folder on the path in which others may replace the file.
   std::optional<std::filesystem::path> writable;
 };
 
-/// Opens a path from `/` downwards, one name below the other, and judges each folder that a name is looked up in.
+/// Opens a path from `/` downwards, name by name, and checks the permissions of each folder in which a name is looked
+/// up.
 ///
-/// The system follows no symbolic link: the walk reads it and goes on with what it says, so that the folder of every
-/// link is judged too. Where nobody else may write any of these folders, nobody else can let the path lead elsewhere
-/// afterwards. "Others may write" means the mode bit for others. A sticky folder is accepted above the installation
-/// root and outside of it, since nobody can replace what belongs to somebody else there; not if the file itself lies
-/// in it, since anybody can add a file.
+/// The walk reads symbolic links itself, so that the folder of every link is checked too. If others may write none of
+/// these folders, they cannot redirect the path afterwards. "Others may write" means the mode bit for others. A sticky
+/// folder is accepted above and outside of the installation root, because users cannot replace each other's files in
+/// it; but not if it contains the file itself, because any user can add a file.
 class PathWalk {
  public:
   enum class Goal { file, folder };
 
+  /// Prepares walks.
   /// \param root  the installation root; absolute; need not exist
   explicit PathWalk(const std::filesystem::path& root);
 
+  /// Opens a path.
   /// \param path  absolute
+  /// \param goal  whether the path is expected to lead to a file, whose own folder is then checked more strictly
   /// \return nothing if there is no such file or folder
   /// \throws std::filesystem::filesystem_error naming the path if it cannot be opened for another reason
   std::optional<OpenedPath> open(const std::filesystem::path& path, Goal goal);
 
  private:
+  /// Whether the check accepts sticky folders outside of the root.
+  enum class StickyFolders { accepted, refused };
+
   struct Folder {
     Descriptor descriptor;
     struct stat status;
     std::string name;
-    bool isInRoot;  ///< the root itself counts
+    bool isInRoot;  ///< true for the root itself, too
   };
 
-  void begin(const std::filesystem::path& path);
+  void start(const std::filesystem::path& path);
   void prepend(const std::filesystem::path& names);
-  std::optional<OpenedPath> goOn(Goal goal);
+  std::optional<OpenedPath> walk(Goal goal);
   void enter(Descriptor folder, const struct stat& status, const std::string& name);
   void leave();
   void followLink(const Descriptor& link);
-  void judgeCurrent(bool holdsTheGoal);
+  void checkCurrent(StickyFolders sticky);
   std::filesystem::path pathOfCurrent() const;
 
-  // The root, if there is one.
+  // Constant after construction; nothing if the root does not exist:
   std::optional<struct stat> root_;
 
-  // The walk under way.
+  // The current walk:
   std::vector<Folder> folders_;     ///< opened, the outermost first
-  std::vector<std::string> names_;  ///< still to be looked up, the next one last
+  std::vector<std::string> names_;  ///< still to be looked up, in reverse order
   int links_ = 0;
   std::optional<std::filesystem::path> writable_;
 };

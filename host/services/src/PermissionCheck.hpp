@@ -4,16 +4,17 @@
 
 namespace agent::host::services {
 
-/// Refuses files that anybody but their owners may put in place or change.
+/// Refuses files that others may replace or change.
 ///
-/// A value that never changes; any thread may use it.
+/// An immutable value; any thread may use it.
 class PermissionCheck {
  public:
-  /// \param enabled  false: everything is accepted
+  /// Constructs a check.
+  /// \param enabled  false: every file is accepted
   explicit PermissionCheck(bool enabled) : enabled_(enabled) {}
 
-  /// Judges the file, and every folder on the way to it.
-  /// \throws std::runtime_error naming the file, and the folder if others may write that
+  /// Checks the permissions of a file and of every folder on its path.
+  /// \throws std::runtime_error naming the file, and the folder if others may write it
   void require(const BundleFile& file) const;
 
  private:

@@ -4,11 +4,12 @@
 
 namespace agent::host::services {
 
-/// A folder of its own below the system's folder for temporary files, readable by its owner only.
-/// It is deleted with all its content when the object goes; a failure of that is ignored.
+/// Creates a folder in the system's folder for temporary files, accessible to its owner only. The destructor deletes it
+/// with its content, and ignores failures.
 class TemporaryFolder {
  public:
-  /// \throws std::runtime_error when the folder cannot be made
+  /// Creates the folder.
+  /// \throws std::system_error if the folder cannot be created
   TemporaryFolder();
   ~TemporaryFolder();
 

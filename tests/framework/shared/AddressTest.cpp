@@ -14,7 +14,7 @@ using agent::spf::frameworksupport::parseAddress;
 using agent::spf::frameworksupport::placeOf;
 using agent::spf::frameworksupport::toZeroMq;
 
-bool areColliding(const char* left, const char* right) {
+bool isCollision(const char* left, const char* right) {
   const auto one = placeOf(parseAddress(left));
   const auto other = placeOf(parseAddress(right));
   const bool result = one && other && mayCollide(*one, *other);
@@ -38,7 +38,7 @@ TEST(Addresses, CollideWhenTheirPortsAreEqualAndTheirHostsOverlap) {
                                     {"ipc:///tmp/x", "ipc:///tmp/./x"},
                                     {"ipc://@x", "ipc://@x"},
                                     {"inproc://x", "inproc://x"}}) {
-    EXPECT_TRUE(areColliding(left, right)) << left << " and " << right;
+    EXPECT_TRUE(isCollision(left, right)) << left << " and " << right;
   }
 }
 
@@ -55,7 +55,7 @@ TEST(Addresses, DoNotCollideOtherwise) {
                                     {"ipc://@x", "ipc://x"},
                                     {"ipc://x", "inproc://x"},
                                     {"inproc://x", "inproc://./x"}}) {
-    EXPECT_FALSE(areColliding(left, right)) << left << " and " << right;
+    EXPECT_FALSE(isCollision(left, right)) << left << " and " << right;
   }
 }
 

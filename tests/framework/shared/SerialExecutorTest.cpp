@@ -26,7 +26,7 @@ TEST(ASerialExecutor, MayBeStoppedByItsOwnTask) {
   EXPECT_TRUE(hasRunTheRest.wait());
 }
 
-TEST(ASerialExecutor, MayLoseItsLastOwnerInItsOwnTask) {
+TEST(ASerialExecutor, MayBeDestroyedByItsOwnTask) {
   spf::test::Gate isPosted;
   spf::test::Gate hasRunTheRest;
   auto sut = std::make_shared<SerialExecutor>();

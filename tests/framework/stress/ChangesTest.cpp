@@ -35,7 +35,7 @@ class Changes : public testing::Test {
   RunningFramework framework;
 };
 
-/// Threads that ask a publisher's peer without a pause.
+/// Threads that send requests to a publisher's peer without a pause.
 class Load {
  public:
   Load(RunningFramework& framework, const std::string& publisher, const std::string& endpoint) {
@@ -45,7 +45,7 @@ class Load {
           try {
             directory->ask(publisher, endpoint, std::chrono::milliseconds(100));
           } catch (const std::runtime_error&) {
-            // Between two owners of the address nobody answers.
+            // There is no peer while the address changes its owner.
           }
         }
       });
@@ -93,15 +93,15 @@ TEST_F(Changes, ThatMoveAnEndpointBetweenConfigurationsFindItFree) {
     const auto from = count % 2 == 0 ? "a" : "b";
     const auto to = count % 2 == 0 ? "b" : "a";
     framework.update(from, Configuration(count).publisher(from));
-    // Two spellings in turn: one collides with the other.
+    // Two spellings in turn, which collide.
     framework.update(to, Configuration(count).publisher(to).bind(count % 2 == 0 ? everywhere : address));
     ASSERT_NE(waitFor("published " + std::string(to) + "#" + std::to_string(count)), "");
   }
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
-// The publisher's ID is the thread's; all of them use the library at the same time.
-TEST_F(Changes, OfSixThreadsAllArrive) {
+// Each thread has a publisher of its own; all use the library at the same time.
+TEST_F(Changes, OfSixThreadsAreAllApplied) {
   std::vector<std::thread> threads;
   for (int thread = 0; thread < 6; ++thread) {
     threads.emplace_back([thread] {
@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(EachBundle, RestartOf,
                                          "spf_controller", "spf_publishers", "spf_peer_directory"),
                          [](const auto& bundle) { return std::string(bundle.param); });
 
-TEST_P(RestartOf, LeavesEverythingAtWork) {
+TEST_P(RestartOf, LeavesTheFrameworkWorking) {
   const auto address = freeAddress();
   for (int count = 1; count <= 10; ++count) {
     framework.update("weather",
@@ -152,7 +152,7 @@ TEST_P(RestartOf, LeavesEverythingAtWork) {
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
-TEST_F(Changes, MayBeMadeByAListenerInsideOfAnEvent) {
+TEST_F(Changes, MayBeMadeByAListenerInsideAnEvent) {
   const auto listener = std::make_shared<RecordingListener>();
   std::vector<SPFConfiguration> configurations;
   listener->onEvent = [&](const std::string& line) {
@@ -174,7 +174,7 @@ TEST_F(Changes, MayBeMadeByAListenerInsideOfAnEvent) {
     EXPECT_NE(waitFor("unpublished inner" + std::to_string(i) + "#"), "");
   }
   registration.Unregister();
-  framework.bundle("spf_controller").Stop();  // no event is under way any more
+  framework.bundle("spf_controller").Stop();  // no event is being delivered any longer
 }
 
 TEST(SixtyHosts, EndWhileThreadsBuild) {
@@ -193,7 +193,7 @@ TEST(SixtyHosts, EndWhileThreadsBuild) {
             const auto configuration =
                 SPFConfigurationBuilder(id).addServicePublisher(id, rpc, {}, {"tcp://127.0.0.1:*"}, "", "").build();
           } catch (const std::exception&) {
-            // The framework is going.
+            // The framework is being stopped.
           }
           built.add();
         }

@@ -19,14 +19,15 @@ constexpr int rounds = 50;
 constexpr std::size_t queuedMessages = 64;  // of one connection, in either direction
 constexpr std::size_t slack = 24;           // MiB
 
-/// A peer that sends the same message over and over as fast as it can, and reads nothing.
+/// A peer that repeats a message as fast as possible and reads nothing.
 class Flood {
  public:
-  /// \param queue  how many messages it holds in store; many of them keep the transport's queue full
+  /// Creates a peer that does not send yet.
+  /// \param queue  how many messages its own queue holds; with many of them the transport's queue stays full
   explicit Flood(int queue = 1) : queue_(queue) {}
 
   /// Connects, and sends a message of these frames.
-  static void connected(Flood& flood, const std::string& address, std::vector<std::string> frames) {
+  static void connect(Flood& flood, const std::string& address, std::vector<std::string> frames) {
     flood.start([&flood, address, frames] {
       zmq::socket_t socket = flood.newSocket(zmq::socket_type::dealer);
       socket.connect(address);
@@ -34,8 +35,8 @@ class Flood {
     });
   }
 
-  /// Binds, waits for somebody's question, and floods him with answers that he did not ask for.
-  static void bound(Flood& flood, const std::string& address, std::vector<std::string> frames) {
+  /// Binds, waits for a question, and floods the asking peer with answers to questions it has not asked.
+  static void bind(Flood& flood, const std::string& address, std::vector<std::string> frames) {
     flood.start([&flood, address, frames] {
       zmq::socket_t socket = flood.newSocket(zmq::socket_type::router);
       socket.set(zmq::sockopt::router_mandatory, true);  // waits for the peer instead of dropping
@@ -54,9 +55,10 @@ class Flood {
     thread_.join();
   }
 
+  /// Waits until the first message was sent.
   bool hasStarted() { return started_.wait(); }
 
-  /// Waits until the transport has taken nothing for some time.
+  /// Waits until the transport has accepted no message for some time.
   bool hasStalled() { return stalled_.wait(); }
 
  private:
@@ -70,7 +72,7 @@ class Flood {
     socket.set(zmq::sockopt::linger, 0);
     socket.set(zmq::sockopt::sndtimeo, 50);
     socket.set(zmq::sockopt::rcvtimeo, 50);
-    // Its queues share the test's memory, which is to be the transport's.
+    // Small, because its queues count as memory of the process, which is compared with the transport's limits.
     socket.set(zmq::sockopt::sndhwm, queue_);
     socket.set(zmq::sockopt::rcvhwm, 1);
     return socket;
@@ -96,7 +98,7 @@ class Flood {
     try {
       return socket.send(zmq::buffer(frame), flags).has_value();
     } catch (const zmq::error_t&) {
-      return false;  // the peer is gone for the moment
+      return false;  // the peer is disconnected at this moment
     }
   }
 
@@ -110,8 +112,8 @@ class Flood {
 
 class AFlood : public frameworktest::TransportFixture {
  protected:
-  /// Binds and closes other endpoints, which has to work while the flood goes on.
-  void useNeighbours() {
+  /// Binds and closes other endpoints during the flood.
+  void useOtherEndpoints() {
     const auto begin = std::chrono::steady_clock::now();
     const auto other = freeAddress();
     for (int round = 0; round < rounds; ++round) {
@@ -121,19 +123,20 @@ class AFlood : public frameworktest::TransportFixture {
       ASSERT_FALSE(HasFailure());
     }
     const auto time = std::chrono::steady_clock::now() - begin;
-    std::cout << "a neighbour's bind and close take "
+    std::cout << "binding and closing another endpoint takes "
               << std::chrono::duration_cast<std::chrono::microseconds>(time).count() / rounds
-              << " us beside the flood\n";
+              << " us during the flood\n";
   }
 
-  /// To be called before the flood: what comes of it must not be taken for the memory used before.
+  /// Records the memory in use. Has to be called before the flood starts.
   void noteMemory() { before = residentMemory(); }
 
-  /// \param message  the size of what waits on either side, in bytes
+  /// Expects no more memory than the queues may use.
+  /// \param message  the size of a queued message in bytes
   void expectMemoryFor(std::size_t message) const {
     const std::size_t queued = queuedMessages * message / (1024 * 1024);
     const std::size_t now = residentMemory();
-    std::cout << now << " MiB after " << before << " MiB; " << queued << " MiB may wait\n";
+    std::cout << now << " MiB after " << before << " MiB; " << queued << " MiB may be queued\n";
     EXPECT_TRUE(!reusesMemory || now < before + queued + slack) << now << " MiB after " << before << " MiB";
   }
 
@@ -142,12 +145,12 @@ class AFlood : public frameworktest::TransportFixture {
 
 const std::string number(sizeof(std::uint64_t), '\0');
 
-TEST_F(AFlood, OfQuestionsLeavesItsNeighboursAlone) {
+TEST_F(AFlood, OfQuestionsDoesNotAffectOtherEndpoints) {
   bound(address, server);
   Flood flood(1000);
-  Flood::connected(flood, address, {number, "work"});
+  Flood::connect(flood, address, {number, "work"});
   ASSERT_TRUE(server->answered.waitFor(1000));
-  useNeighbours();
+  useOtherEndpoints();
   framework.bundle("spf_zeromq_transport").Stop();
   EXPECT_TRUE(server->isClosed.isOpen());
 }
@@ -156,52 +159,52 @@ TEST_F(AFlood, OfLargeQuestionsUsesLittleMemory) {
   bound(address, server);
   noteMemory();
   Flood flood;
-  Flood::connected(flood, address, {number, std::string(60 * 1024, 'x')});
+  Flood::connect(flood, address, {number, std::string(60 * 1024, 'x')});
   ASSERT_TRUE(server->answered.waitFor(1000));
-  useNeighbours();
+  useOtherEndpoints();
   expectMemoryFor(60 * 1024);
 }
 
-TEST_F(AFlood, OfLargeQuestionsThatHaveToWaitUsesLittleMemory) {
+TEST_F(AFlood, OfLargeQueuedQuestionsUsesLittleMemory) {
   connectPair();
   noteMemory();
   std::thread asking([this] { EXPECT_EQ(ask("wait", std::chrono::minutes(5)), "answer to wait"); });
   Flood flood;
-  Flood::connected(flood, address, {number, std::string(60 * 1024, 'x')});
+  Flood::connect(flood, address, {number, std::string(60 * 1024, 'x')});
   EXPECT_TRUE(flood.hasStalled());
   expectMemoryFor(60 * 1024);
   server->mayAnswer.open();
   asking.join();
 }
 
-TEST_F(AFlood, OfQuestionsWhoseAnswersNobodyReadsUsesLittleMemory) {
+TEST_F(AFlood, OfQuestionsWithUnreadAnswersUsesLittleMemory) {
   bound(address, server);
   noteMemory();
   Flood flood;
-  Flood::connected(flood, address, {number, "size 1000000"});
+  Flood::connect(flood, address, {number, "size 1000000"});
   ASSERT_TRUE(flood.hasStarted());
-  useNeighbours();
+  useOtherEndpoints();
   expectMemoryFor(1000000);
 }
 
-TEST_F(AFlood, OfAnswersLeavesItsNeighboursAlone) {
+TEST_F(AFlood, OfAnswersDoesNotAffectOtherEndpoints) {
   Flood flood(1000);
-  Flood::bound(flood, address, {number, "ok", "answer"});
+  Flood::bind(flood, address, {number, "ok", "answer"});
   connect(address, client);
   ASSERT_TRUE(client->isOpened.wait());
   EXPECT_NE(errorOf("question", std::chrono::milliseconds(1)), "");
   ASSERT_TRUE(flood.hasStarted());
-  useNeighbours();
+  useOtherEndpoints();
   framework.bundle("spf_zeromq_transport").Stop();
   EXPECT_TRUE(client->isClosed.isOpen());
 }
 
-TEST_F(AFlood, OfMessagesWithManyFramesLeavesItsNeighboursAlone) {
+TEST_F(AFlood, OfMessagesWithManyFramesDoesNotAffectOtherEndpoints) {
   bound(address, server);
   Flood flood;
-  Flood::connected(flood, address, std::vector<std::string>(1000, "frame"));
+  Flood::connect(flood, address, std::vector<std::string>(1000, "frame"));
   ASSERT_TRUE(flood.hasStarted());
-  useNeighbours();
+  useOtherEndpoints();
 }
 
 }  // namespace

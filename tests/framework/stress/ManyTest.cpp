@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <ostream>
 #include <string>
 #include <thread>
 
@@ -37,7 +38,7 @@ TEST(APublisherWithTwoThousandEndpoints, BindsThemAll) {
   EXPECT_NE(framework.events().waitFor("published station#1"), "");
   EXPECT_EQ(framework.events().linesWith("bound").size(), manyEndpoints);
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
-  std::cout << manyEndpoints << " endpoints have " << openDescriptors() << " descriptors\n";
+  std::cout << manyEndpoints << " endpoints use " << openDescriptors() << " descriptors\n";
   framework.remove("weather");
   EXPECT_NE(framework.events().waitFor("unpublished station#1"), "");
 }
@@ -45,7 +46,7 @@ TEST(APublisherWithTwoThousandEndpoints, BindsThemAll) {
 constexpr int allowedDescriptors = 20;
 constexpr std::size_t allowedGrowth = 50;  // MiB
 
-/// ZeroMQ closes sockets some time after it was asked to.
+/// Waits until the process has no more descriptors than given, because ZeroMQ closes sockets with a delay.
 void awaitDescriptors(std::ptrdiff_t most) {
   const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
   while (openDescriptors() > most && std::chrono::steady_clock::now() < deadline) {
@@ -53,11 +54,15 @@ void awaitDescriptors(std::ptrdiff_t most) {
   }
 }
 
-/// How the address of round i is made.
+/// A kind of address, and a function that makes the one of each round.
 struct Kind {
   const char* name;
   std::function<std::string(const std::string& folder, int i)> address;
 };
+
+void PrintTo(const Kind& kind, std::ostream* out) {
+  *out << kind.name;
+}
 
 class TwoThousandConfigurations : public testing::TestWithParam<Kind> {};
 
@@ -70,7 +75,7 @@ const Kind kinds[] = {
 INSTANTIATE_TEST_SUITE_P(Of, TwoThousandConfigurations, testing::ValuesIn(kinds),
                          [](const auto& kind) { return kind.param.name; });
 
-// Each with an endpoint that is bound, a connection to it, and one to nobody.
+// Each has a bound endpoint, a connection to it, and a connection without a peer.
 TEST_P(TwoThousandConfigurations, LeaveNoDescriptorsAndLittleMemoryBehind) {
   constexpr int configurations = 2000;
   constexpr int warmUp = 200;

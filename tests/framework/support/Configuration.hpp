@@ -11,12 +11,12 @@ namespace frameworktest {
 inline constexpr auto rpc = "rpcservicepublisher";
 inline constexpr auto legacy = "legacyservicepublisher";
 
-/// The properties of one configuration, as the framework is given them.
+/// Builds the properties of one configuration of the framework.
 class Configuration {
  public:
   explicit Configuration(int modificationCount) : modificationCount_(modificationCount) {}
 
-  /// Adds a publisher; what follows concerns it.
+  /// Adds a publisher, which the following calls refer to.
   Configuration& publisher(const std::string& id, const std::string& name = rpc);
 
   Configuration& bind(const cppmicroservices::Any& endpoint);
@@ -29,7 +29,7 @@ class Configuration {
   /// Adds a service interface and maps it to the publisher.
   Configuration& service(const std::string& id, const std::string& name);
 
-  /// Maps an interface that may not exist.
+  /// Maps an interface, which need not exist, to the publisher.
   Configuration& mapping(const std::string& serviceID);
 
   cppmicroservices::AnyMap properties() const;

@@ -50,14 +50,14 @@ std::string describe(const FrameworkEvent& event) {
   }
 }
 
-bool startsWith(const std::string& line, const std::string& start) {
+bool hasPrefix(const std::string& line, const std::string& start) {
   return line.compare(0, start.size(), start) == 0;
 }
 
 std::vector<std::string> select(const std::vector<std::string>& lines, const std::string& start) {
   std::vector<std::string> selected;
   for (const std::string& line : lines) {
-    if (startsWith(line, start)) {
+    if (hasPrefix(line, start)) {
       selected.push_back(line);
     }
   }

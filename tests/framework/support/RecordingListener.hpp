@@ -10,7 +10,7 @@
 
 namespace frameworktest {
 
-/// Writes every event down as a line of text:
+/// Records every event as a line of text:
 ///
 ///     bound <publisher>#<count> <endpoint>        stillBound, connected, stillConnected alike
 ///     published <publisher>#<count>               unpublished alike
@@ -19,25 +19,27 @@ class RecordingListener : public agent::spf::frameworklistener::FrameworkListene
  public:
   void handleEvent(std::shared_ptr<const agent::spf::frameworklistener::FrameworkEvent> event) override;
 
-  /// What else to do for each event, on the sender's thread.
+  /// The function that is called for each recorded event, on the sender's thread.
   std::function<void(const std::string& line)> onEvent;
 
   /// Waits until a line starts with the text.
-  /// \return the line; empty when it did not come for as long as the tests' patience lasts
+  /// \return the line; empty after the time-out of the tests
   std::string waitFor(const std::string& start);
 
   /// Waits until a line starts with one of the texts.
+  /// \return false after the time-out of the tests
   bool waitForEither(const std::string& one, const std::string& other);
 
-  /// Waits until so many lines start with the text.
+  /// Waits until at least this number of lines start with the text.
+  /// \return false after the time-out of the tests
   bool waitFor(const std::string& start, std::size_t times);
 
   std::vector<std::string> lines() const;
 
-  /// Forgets what came so far.
+  /// Removes all lines.
   void clear();
 
-  /// The lines so far that start with the text.
+  /// Returns the lines that start with the text.
   std::vector<std::string> linesWith(const std::string& start) const;
 
  private:

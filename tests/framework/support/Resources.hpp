@@ -10,19 +10,19 @@
 
 namespace frameworktest {
 
-/// How many file descriptors this process has open.
+/// Returns the number of open file descriptors of this process.
 inline std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
-/// Whether memory that was freed is used again: the sanitizers keep it for some time.
+/// Whether freed memory is reused at once; the sanitizers delay that.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 inline constexpr bool reusesMemory = false;
 #else
 inline constexpr bool reusesMemory = true;
 #endif
 
-/// The memory that this process uses, in MiB.
+/// Returns the resident memory of this process in MiB.
 inline std::size_t residentMemory() {
   std::size_t total = 0;
   std::size_t resident = 0;

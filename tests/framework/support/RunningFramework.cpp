@@ -26,7 +26,7 @@ constexpr int firstPort = 20000;
 
 HostOptions optionsWith(const AnyMap& discoveryTable) {
   HostOptions options;
-  options.permissionCheck = false;  // the build tree is whoever's
+  options.permissionCheck = false;  // the build tree may have any permissions
   options.frameworkProperties["spf.discovery"] = discoveryTable;
   return options;
 }
@@ -36,8 +36,8 @@ agent::host::filesystem::path directory(const wchar_t* name) {
   return path.append(L"bin").append(L"win64").append(L"spf").append(name);
 }
 
-/// The loopback network has an address for every process: ports cannot collide then, whatever runs
-/// at the same time.
+/// Returns an address of the loopback network for this process, so that its ports do not collide with those of other
+/// processes.
 std::string hostOfThisProcess() {
   const auto pid = static_cast<unsigned int>(getpid());
   return "127." + std::to_string(1 + ((pid >> 14) & 0x7f)) + "." + std::to_string((pid >> 7) & 0x7f) + "." +

@@ -12,7 +12,7 @@
 
 namespace frameworktest {
 
-/// A host with the bundles of the build tree, and a listener to what they report.
+/// A host with the bundles of the build tree, and a listener that records their events.
 class RunningFramework {
  public:
   explicit RunningFramework(const cppmicroservices::AnyMap& discoveryTable = {});
@@ -22,13 +22,13 @@ class RunningFramework {
 
   cppmicroservices::BundleContext context();
 
-  /// The bundle of a symbolic name.
+  /// Returns a bundle by its symbolic name.
   cppmicroservices::Bundle bundle(const std::string& name);
 
-  /// Writes a configuration of the framework's; does not wait.
+  /// Writes a configuration of the framework, without waiting for its delivery.
   void update(const std::string& id, const Configuration& configuration);
 
-  /// Removes a configuration; does not wait.
+  /// Removes a configuration, without waiting for the delivery.
   void remove(const std::string& id);
 
   template <class Service>
@@ -43,13 +43,14 @@ class RunningFramework {
   cppmicroservices::ServiceRegistration<agent::spf::frameworklistener::FrameworkListener> registration_;
 };
 
-/// A TCP address on the loopback network that no other test uses at the same time.
+/// Returns a TCP address on the loopback network that no other test uses at the same time.
 std::string freeAddress();
 
-/// A port that is free on every host of this machine, for addresses that are not of this process's own host.
+/// Returns a port that is free on all addresses of this machine, for use with other addresses than `freeAddress`
+/// returns.
 std::string freePort();
 
-/// Holds a TCP port of the loopback network as another process would.
+/// Holds a TCP port of the loopback network, as another process would.
 class TakenPort {
  public:
   TakenPort();

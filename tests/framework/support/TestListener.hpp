@@ -12,7 +12,7 @@
 
 namespace frameworktest {
 
-/// Notes what a transport reports about one endpoint, and answers requests.
+/// Records the reports of a transport about one endpoint, and answers requests.
 class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
  public:
   void opened() override {
@@ -51,7 +51,7 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
     return "answer to " + request;
   }
 
-  /// Waits for the failure's reason.
+  /// Waits for the failure, and returns its reason.
   std::string failure() {
     if (!hasFailed.wait()) {
       return "did not fail";
@@ -91,20 +91,20 @@ class TransportFixture : public testing::Test {
     return sut->connect({"client", "name", where}, listener);
   }
 
-  /// Binds, and waits for that.
+  /// Binds an endpoint, and waits until it listens.
   Transport::EndpointID bound(const std::string& where, const Listener& listener = newListener()) {
     const auto id = bind(where, listener);
     EXPECT_TRUE(listener->isOpened.wait()) << where;
     return id;
   }
 
-  /// Closes, and waits for that.
+  /// Closes an endpoint, and waits until it is closed.
   void close(Transport::EndpointID id, const Listener& listener) {
     sut->close(id);
     EXPECT_TRUE(listener->isClosed.wait());
   }
 
-  /// A server and a client that is connected to it.
+  /// Binds the server, and connects the client to it.
   void connectPair() {
     serverID = bound(address, server);
     clientID = connect(address, client);

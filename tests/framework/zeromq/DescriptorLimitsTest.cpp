@@ -14,7 +14,7 @@ using spf::zeromq::describeDescriptorLimit;
 using spf::zeromq::maxSockets;
 using testing::HasSubstr;
 
-/// Sets this process's limits of descriptors for as long as it lives.
+/// Sets this process's limit of descriptors, and restores it at its destruction.
 class Limits {
  public:
   explicit Limits(rlim_t soft) {
@@ -36,7 +36,7 @@ TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
   EXPECT_EQ(maxSockets(), static_cast<int>(std::min(limit.rlim_max, rlim_t{65535})));
 }
 
-TEST(TheDescriptorLimits, AreToldApart) {
+TEST(TheDescriptorLimits, AreDistinguished) {
   zmq::context_t context(1, 77);
   EXPECT_EQ(describeDescriptorLimit(context), "the limit of 77 ZeroMQ sockets is reached");
   const Limits limits(40);
@@ -45,7 +45,7 @@ TEST(TheDescriptorLimits, AreToldApart) {
     descriptor = eventfd(0, EFD_CLOEXEC);
     descriptors.push_back(descriptor);
   }
-  // What an endpoint gives back when it cannot be made.
+  // As many as a failed endpoint closes.
   for (int i = 0; i < 4; ++i) {
     close(descriptors[static_cast<std::size_t>(i)]);
   }

@@ -1,4 +1,4 @@
-#include "uninterrupted.hpp"
+#include "retryInterrupted.hpp"
 
 #include <cerrno>
 
@@ -6,11 +6,11 @@
 
 namespace {
 
-using spf::zeromq::uninterrupted;
+using spf::zeromq::retryInterrupted;
 
-TEST(AnInterruptedCall, IsMadeAgain) {
+TEST(AnInterruptedCall, IsRepeated) {
   int calls = 0;
-  const int result = uninterrupted([&] {
+  const int result = retryInterrupted([&] {
     if (++calls < 3) {
       errno = EINTR;
       throw zmq::error_t();
@@ -20,9 +20,9 @@ TEST(AnInterruptedCall, IsMadeAgain) {
   EXPECT_EQ(result, 3);
 }
 
-TEST(AnInterruptedCall, IsTheOnlyOneThatIsMadeAgain) {
+TEST(AnInterruptedCall, IsTheOnlyOneThatIsRepeated) {
   int calls = 0;
-  EXPECT_THROW(uninterrupted([&] {
+  EXPECT_THROW(retryInterrupted([&] {
                  ++calls;
                  errno = EADDRINUSE;
                  throw zmq::error_t();

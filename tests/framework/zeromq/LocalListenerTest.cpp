@@ -24,8 +24,8 @@ namespace {
 namespace filesystem = std::filesystem;
 using spf::zeromq::LocalListener;
 
-// What to do before a socket listens, after a connection was tried, and instead of a link; the calls
-// of this thread only.
+// Called before a socket listens; called once after the next attempt to connect; the error of links. They affect calls
+// of the same thread only.
 thread_local std::function<void()> beforeListen;
 thread_local std::function<void(int)> afterConnect;
 thread_local int errorOfLink = 0;
@@ -37,7 +37,7 @@ Function next(const char* name) {
 
 }  // namespace
 
-// These take the place of the system's functions.
+// These replace the system's functions.
 extern "C" [[gnu::visibility("default")]] int listen(int descriptor, int pending) noexcept {
   static const auto real = next<int (*)(int, int)>("listen");
   if (beforeListen) {
@@ -83,7 +83,7 @@ class ALocalListener : public testing::Test {
     filesystem::remove_all(folder);
   }
 
-  /// What connecting to the path says.
+  /// Returns the error of connecting to the path.
   static int errorOfConnecting(const std::string& path) {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -95,7 +95,7 @@ class ALocalListener : public testing::Test {
     return error;
   }
 
-  /// A socket with the path that does not listen.
+  /// Returns a socket that is bound to the path and does not listen.
   int foreignSocket() const {
     const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
@@ -105,7 +105,7 @@ class ALocalListener : public testing::Test {
     return descriptor;
   }
 
-  /// Leaves the socket file of a process that is gone at the path.
+  /// Leaves a socket file without a process at the path.
   void leaveStale() const {
     close(foreignSocket());
     ASSERT_EQ(errorOfConnecting(path), ECONNREFUSED);
@@ -128,7 +128,7 @@ class ALocalListener : public testing::Test {
   std::string path;
 };
 
-TEST_F(ALocalListener, ListensBeforeItsFileIsThere) {
+TEST_F(ALocalListener, ListensBeforeItsFileExists) {
   int error = 0;
   beforeListen = [&] { error = errorOfConnecting(path); };
   const LocalListener sut(path);
@@ -146,7 +146,7 @@ TEST_F(ALocalListener, KeepsTheStaleFileUntilItListens) {
   EXPECT_EQ(files(), 0);
 }
 
-TEST_F(ALocalListener, LeavesThePathToOneThatTookItMeanwhile) {
+TEST_F(ALocalListener, FailsIfAnotherTakesThePathMeanwhile) {
   std::unique_ptr<LocalListener> rival;
   beforeListen = [&] {
     beforeListen = nullptr;
@@ -157,7 +157,7 @@ TEST_F(ALocalListener, LeavesThePathToOneThatTookItMeanwhile) {
   EXPECT_EQ(files(), 1);
 }
 
-TEST_F(ALocalListener, PutsBackTheSocketThatTookTheStaleOnesPlace) {
+TEST_F(ALocalListener, RestoresASocketThatHasReplacedTheStaleOne) {
   leaveStale();
   int other = 0;
   afterConnect = [&](int error) {
@@ -172,7 +172,7 @@ TEST_F(ALocalListener, PutsBackTheSocketThatTookTheStaleOnesPlace) {
   close(other);
 }
 
-TEST_F(ALocalListener, LeavesTheStaleFileToOneThatIsAboutToReplaceIt) {
+TEST_F(ALocalListener, FailsWhileAnotherReplacesTheStaleFile) {
   leaveStale();
   int error = 0;
   afterConnect = [&](int) { error = errorOfListening(); };
@@ -182,7 +182,7 @@ TEST_F(ALocalListener, LeavesTheStaleFileToOneThatIsAboutToReplaceIt) {
   EXPECT_EQ(files(), 1);
 }
 
-TEST_F(ALocalListener, WinsAgainstOthersThatWantTheSameStaleFileOrLosesToOne) {
+TEST_F(ALocalListener, IsTheOnlyOneOfManyThatReplacesAStaleFile) {
   constexpr int rivals = 4;
   for (int round = 0; round < 50; ++round) {
     leaveStale();
@@ -220,7 +220,7 @@ TEST_F(ALocalListener, LeavesNothingBehindWhenItFails) {
   EXPECT_EQ(files(), 1);
 }
 
-TEST_F(ALocalListener, NeedsNoLinks) {
+TEST_F(ALocalListener, WorksWithoutHardLinks) {
   for (const int error : {EPERM, EOPNOTSUPP}) {
     leaveStale();
     errorOfLink = error;
@@ -235,7 +235,7 @@ TEST_F(ALocalListener, NeedsNoLinks) {
   }
 }
 
-TEST_F(ALocalListener, MayHaveTheLongestPathThereIs) {
+TEST_F(ALocalListener, MayHaveTheLongestPossiblePath) {
   const std::string longest = folder + "/" + std::string(sizeof(sockaddr_un::sun_path) - 2 - folder.size(), 'x');
   path = longest;
   leaveStale();
@@ -244,7 +244,7 @@ TEST_F(ALocalListener, MayHaveTheLongestPathThereIs) {
   EXPECT_EQ(errorOfListening(), EADDRINUSE);
   path += 'x';
   EXPECT_EQ(errorOfListening(), ENAMETOOLONG);
-  // Beside a folder that leaves room for one character only.
+  // In a folder whose path leaves room for one character only.
   const std::string deep = folder + "/" + std::string(sizeof(sockaddr_un::sun_path) - 4 - folder.size(), 'y');
   filesystem::create_directory(deep);
   path = deep + "/s";
@@ -254,7 +254,7 @@ TEST_F(ALocalListener, MayHaveTheLongestPathThereIs) {
   EXPECT_EQ(errorOfListening(), EADDRINUSE);
 }
 
-TEST_F(ALocalListener, MayHaveAPathFromTheWorkingDirectoryOn) {
+TEST_F(ALocalListener, MayHaveARelativePath) {
   const auto before = filesystem::current_path();
   filesystem::current_path(folder);
   {

@@ -18,7 +18,7 @@ using spf::zeromq::Resolver;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// How many allocations of this thread succeed before one fails; a negative number: all.
+// How many allocations of this thread succeed before one fails; negative: all succeed.
 thread_local int allocationsLeft = -1;
 
 }  // namespace
@@ -47,7 +47,7 @@ void operator delete(void* memory, std::size_t) noexcept {
 
 namespace {
 
-/// A handler's notes.
+/// The outcome that a handler has received.
 struct Outcome {
   Gate isThere;
   ResolvedHost resolved;
@@ -72,7 +72,7 @@ class AResolver : public testing::Test {
   Resolver sut;
 };
 
-TEST_F(AResolver, GivesAHandlerThatThrowsAFailure) {
+TEST_F(AResolver, CallsAThrowingHandlerAgainWithAFailure) {
   const auto calls = std::make_shared<Counter>();
   const auto outcome = std::make_shared<Outcome>();
   sut.lookUp("127.0.0.1", [calls, outcome](const ResolvedHost& resolved) {
@@ -99,10 +99,10 @@ TEST_F(AResolver, SurvivesAHandlerThatThrowsAgain) {
   expectAnswer("127.0.0.1");
 }
 
-TEST_F(AResolver, FailsALookUpThatFindsNoMemoryForItsResult) {
+TEST_F(AResolver, FailsALookUpWithoutMemoryForItsResult) {
   const auto mayGoOn = std::make_shared<Gate>();
   sut.lookUp("127.0.0.1", [mayGoOn](const ResolvedHost&) {
-    allocationsLeft = 0;  // of the thread that makes the next look-up too
+    allocationsLeft = 0;  // the same thread performs the next look-up
     mayGoOn->open();
   });
   ASSERT_TRUE(mayGoOn->wait());
@@ -114,9 +114,9 @@ TEST_F(AResolver, FailsALookUpThatFindsNoMemoryForItsResult) {
   expectAnswer("127.0.0.2");
 }
 
-TEST_F(AResolver, IsAsBeforeWhenALookUpFindsNoMemory) {
+TEST_F(AResolver, IsUnchangedIfARequestFindsNoMemory) {
   for (int allocations = 0;; ++allocations) {
-    // Long enough to need memory of its own.
+    // Long enough to be stored on the heap.
     const std::string host = "127.000.000.0000000" + std::to_string(allocations % 7 + 1);
     auto handler = handlerOf(std::make_shared<Outcome>());
     bool hasFailed = false;

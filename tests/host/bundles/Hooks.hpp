@@ -1,5 +1,5 @@
 #pragma once
 
-/// What the hooked bundle's activator calls in the test's executable.
+/// Functions of the test's executable that the hooked bundle's activator calls.
 [[gnu::visibility("default")]] void hostTestOnStart();
 [[gnu::visibility("default")]] void hostTestOnStop();

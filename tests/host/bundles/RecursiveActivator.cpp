@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Installs its own directory, and another one, from inside its start.
+/// Installs its own directory, and another one, inside its start.
 class RecursiveActivator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext) override {

@@ -11,7 +11,7 @@ namespace spf::test {
 
 namespace {
 
-// Written before the alarm is set, so that the handler only has to write it out.
+// Prepared before the alarm is set, so that the handler only has to write it.
 std::string message;
 
 extern "C" void onAlarm(int) {

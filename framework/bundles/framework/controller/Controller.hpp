@@ -22,6 +22,7 @@ namespace spf::controller {
 /// the current one is accepted only after a removal, or if Configuration Admin holds that count at this time.
 class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
  public:
+  /// Starts the controller's thread.
   /// \param events  receives the errors of publishers that a configuration describes wrongly
   Controller(cppmicroservices::BundleContext context, std::shared_ptr<EventDispatcher> events);
 

@@ -15,6 +15,7 @@ namespace spf::controller {
 class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
                         public std::enable_shared_from_this<EventDispatcher> {
  public:
+  /// Starts the dispatcher's thread.
   /// \param context  used to look up the listeners; has to be valid while events may be delivered
   explicit EventDispatcher(cppmicroservices::BundleContext context);
 

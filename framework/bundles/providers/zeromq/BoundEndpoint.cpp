@@ -67,7 +67,7 @@ bool BoundEndpoint::detach() {
     // Only the resolved address can be unbound, in case of a wildcard. Without the unbind the address would be free
     // only some time after the socket was closed.
     const std::string bound = boundAddress();
-    uninterrupted([&] { socket().unbind(bound); });
+    retryInterrupted([&] { socket().unbind(bound); });
     return address().scheme != Scheme::inproc;
   } catch (const zmq::error_t&) {
     return false;
@@ -95,7 +95,7 @@ void BoundEndpoint::beforeDrop() {
 }
 
 void BoundEndpoint::bind() {
-  uninterrupted([this] { socket().bind(toZeroMq(address())); });
+  retryInterrupted([this] { socket().bind(toZeroMq(address())); });
 }
 
 void BoundEndpoint::listenLocally() {
@@ -110,7 +110,7 @@ void BoundEndpoint::listenLocally() {
 }
 
 std::string BoundEndpoint::boundAddress() {
-  return uninterrupted([this] { return socket().get(zmq::sockopt::last_endpoint); });
+  return retryInterrupted([this] { return socket().get(zmq::sockopt::last_endpoint); });
 }
 
 void BoundEndpoint::onMessages() {

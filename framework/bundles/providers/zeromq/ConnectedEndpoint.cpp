@@ -97,7 +97,7 @@ bool ConnectedEndpoint::checkAddress() {
 }
 
 void ConnectedEndpoint::attach(SharedState& shared) {
-  uninterrupted([this] { socket().connect(toZeroMq(address())); });
+  retryInterrupted([this] { socket().connect(toZeroMq(address())); });
   if (address().scheme == Scheme::inproc) {
     peer_ = shared.boundNames.at(address().where);
     becomeOpen();

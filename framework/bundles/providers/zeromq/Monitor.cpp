@@ -9,13 +9,13 @@ namespace spf::zeromq {
 Monitor::Monitor(zmq::context_t& context, zmq::socket_t& observed, const std::string& name, int events)
     : observed_(observed), receiver_(context, zmq::socket_type::pair) {
   const std::string address = "inproc://monitor/" + name;
-  uninterrupted([&] {
+  retryInterrupted([&] {
     if (zmq_socket_monitor(observed_.handle(), address.c_str(), events) != 0) {
       throw zmq::error_t();
     }
   });
   receiver_.set(zmq::sockopt::linger, 0);
-  uninterrupted([&] { receiver_.connect(address); });
+  retryInterrupted([&] { receiver_.connect(address); });
 }
 
 Monitor::~Monitor() {

@@ -7,7 +7,7 @@
 
 #include "agent/spf/frameworksupport/startThread.hpp"
 #include "descriptorLimits.hpp"
-#include "uninterrupted.hpp"
+#include "retryInterrupted.hpp"
 
 namespace spf::zeromq {
 
@@ -210,7 +210,7 @@ void SocketLoop::poll() {
     const auto monitor = add(endpoint->monitorHandle());
     positions.emplace_back(monitor, add(endpoint->socketHandle()));
   }
-  uninterrupted([&] { return zmq::poll(items, pollTimeout()); });
+  retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
   const auto isReadable = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
   const auto now = Endpoint::Clock::now();
   for (std::size_t i = 0; i < polled.size(); ++i) {

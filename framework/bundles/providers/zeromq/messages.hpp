@@ -7,7 +7,7 @@
 #include <vector>
 
 #include <zmq.hpp>
-#include "uninterrupted.hpp"
+#include "retryInterrupted.hpp"
 
 /// Messages between transports. A request consists of the frames {number, text}, an answer of {number, outcome, text}.
 /// A socket with several peers receives and sends the peer's name as an additional first frame.
@@ -50,7 +50,7 @@ inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& 
   for (bool more = true; more;) {
     zmq::message_t frame;
     // The frames of a message arrive together, so only the first one can be missing.
-    if (!uninterrupted([&] { return socket.recv(frame, zmq::recv_flags::dontwait); })) {
+    if (!retryInterrupted([&] { return socket.recv(frame, zmq::recv_flags::dontwait); })) {
       return std::nullopt;
     }
     more = frame.more();
@@ -68,7 +68,7 @@ inline bool sendMessage(zmq::socket_t& socket, std::vector<zmq::message_t> frame
   for (std::size_t i = 0; i < frames.size(); ++i) {
     const auto flags =
         zmq::send_flags::dontwait | (i + 1 < frames.size() ? zmq::send_flags::sndmore : zmq::send_flags::none);
-    if (!uninterrupted([&] { return socket.send(frames[i], flags); })) {
+    if (!retryInterrupted([&] { return socket.send(frames[i], flags); })) {
       return false;
     }
   }

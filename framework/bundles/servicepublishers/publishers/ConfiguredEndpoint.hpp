@@ -12,6 +12,7 @@ namespace spf::publishers {
 /// name. Used on the executor's thread only.
 class ConfiguredEndpoint {
  public:
+  /// Constructs an endpoint without sockets.
   /// \param configured  the configured value, which reports contain unchanged
   /// \param text        that value as text
   ConfiguredEndpoint(Direction direction, cppmicroservices::Any configured, std::string text);

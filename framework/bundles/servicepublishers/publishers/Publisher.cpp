@@ -100,7 +100,7 @@ void Publisher::onSocket(SocketID id, SocketEvent event, const std::exception_pt
     case SocketEvent::opened:
       if (isUsed) {
         endpoint->markOpen(id);
-        reportUp(*endpoint, false);
+        reportUp(*endpoint, /*kept=*/false);
         publishIfReady();
       }
       return;
@@ -182,7 +182,7 @@ void Publisher::reuseOrAdd(Direction direction, const Any& configured, std::size
   }
   used_.splice(used_.end(), before, kept);
   kept->startRevision();
-  reportUp(*kept, true);
+  reportUp(*kept, /*kept=*/true);
 }
 
 void Publisher::open(ConfiguredEndpoint& endpoint) {

@@ -25,6 +25,7 @@ namespace spf::publishers {
 /// A new revision leads to `opening` from every phase but `removing`; during a removal it is applied at its end.
 class Publisher {
  public:
+  /// Constructs a publisher without a configuration.
   /// \param environment  outlives the publisher
   /// \param pid          the factory configuration's PID
   Publisher(Environment& environment, std::string pid);

@@ -47,7 +47,7 @@ void PublisherManager::acceptRevision(Kind kind, const std::string& pid, const A
     publishers_.try_emplace(pid, environment_, pid).first->second.update(std::move(revision));
   } catch (const std::exception& error) {
     auto reason = std::make_exception_ptr(std::runtime_error("publisher '" + origin.servicePublisherID +
-                                                             "': its configuration cannot be taken: " + error.what()));
+                                                             "': its configuration cannot be read: " + error.what()));
     environment_.report([&](EventSink& sink) { sink.failed(origin, std::move(reason)); });
   }
 }

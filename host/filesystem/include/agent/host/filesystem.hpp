@@ -6,25 +6,24 @@ namespace agent::host::filesystem {
 
 /// Appends `component` to `pathname`, in place.
 ///
-/// \param pathname   the path so far; may be empty, then the result is the component alone
-/// \param component  the piece to append; an empty one changes nothing
-/// \param flag       true: exactly one separator of the platform stands between the two;
+/// Accesses no file and does not block. Any thread may call it on its own strings.
+/// \param pathname   the path so far; if it is empty, the result is the component alone
+/// \param component  the component to append; an empty one changes nothing
+/// \param flag       true: exactly one separator of the platform is placed between the two;
 ///                   false: the component is appended as it is
-///
-/// Touches no file and does not block. Throws `std::bad_alloc` or `std::length_error`, and leaves
-/// `pathname` as it was then. Any thread may call it on its own strings.
+/// \throws std::bad_alloc or std::length_error; then `pathname` is unchanged
 [[gnu::visibility("default")]] void concatenate_pathname(std::wstring& pathname, const std::wstring& component,
                                                          bool flag);
 
-/// A path and the flag that travels with it into every concatenation.
+/// A path, and the flag with which components are appended to it.
 ///
-/// A value: copies are independent, and one object is used by one thread at a time.
+/// A value type: copies are independent. One thread at a time may use an object.
 template <class Char>
 class basic_path {
  public:
   using string_type = std::basic_string<Char>;
 
-  /// The empty path, with the flag set.
+  /// Constructs an empty path with the flag set.
   basic_path() = default;
 
   /// Appends a component through `concatenate_pathname`; an empty one changes nothing.

@@ -1,6 +1,6 @@
 #pragma once
 
-// Pulls in Boost.Log's sources; whoever only sets or reads the levels includes logging_levels.hpp.
+// Includes Boost.Log's sources; logging_levels.hpp is enough to set or read the levels.
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -14,9 +14,8 @@ namespace agent::host::logging {
 /// A Boost.Log source with the attributes "Channel" (a string) and "Severity" (the level, one bit
 /// of a 32-bit mask), and the process-wide mask of the levels that are written.
 ///
-/// Opening records is serialised by the source's own lock, so any number of threads may share one
-/// logger. Whoever writes a message asks `enabled_levels()` first and builds nothing when the
-/// level's bit is clear.
+/// Any number of threads may share one logger, because the source's own lock serialises the opening of records. Callers
+/// check `enabled_levels()` first, and build no message if the level's bit is clear.
 template <class Char>
 class basic_diagnostic_logger;
 
@@ -24,12 +23,13 @@ template <>
 class basic_diagnostic_logger<char>
     : public boost::log::sources::severity_channel_logger_mt<std::uint32_t, std::string> {
  public:
-  /// \param channel  value of the attribute "Channel" of every record
+  /// Constructs a logger.
+  /// \param channel  the value of the attribute "Channel" of every record
   explicit basic_diagnostic_logger(std::string channel)
       : boost::log::sources::severity_channel_logger_mt<std::uint32_t, std::string>(boost::log::keywords::channel =
                                                                                         std::move(channel)) {}
 
-  /// The levels that are written now, read afresh each time.
+  /// Returns the levels that are currently written.
   std::uint32_t enabled_levels() const noexcept { return logging::enabled_levels(); }
 };
 

@@ -10,55 +10,53 @@
 
 namespace agent::host::services {
 
-/// What a host process may set; the defaults suit an installed tree and a build tree alike.
+/// The settings of a host. The defaults suit both an installed tree and a build tree.
 struct HostOptions {
-  /// Folder that relative bundle directories are resolved against; it need not exist yet. A relative
-  /// one is below the current directory of the moment when the host is made.
-  /// Empty: the folder above the one that this library was loaded from.
+  /// The folder against which relative bundle directories are resolved. It need not exist yet. A relative one is
+  /// resolved against the current directory when the host is constructed.
+  /// Empty: the parent of the folder that this library was loaded from.
   std::filesystem::path installationRoot;
 
-  /// Properties of the framework, readable by every bundle through its context. Unless they name a
-  /// framework storage, the host uses a temporary folder of its own and deletes it at the end.
+  /// The properties of the framework, which every bundle can read through its context. Unless they name a framework
+  /// storage, the host uses a temporary folder and deletes it at the end.
   std::unordered_map<std::string, cppmicroservices::Any> frameworkProperties;
 
-  /// The bundle file that implements Configuration Admin. Empty: `libConfigurationAdmin.so` beside
-  /// this library, else beside the CppMicroServices library that the process has loaded.
+  /// The bundle file of Configuration Admin. Empty: `libConfigurationAdmin.so` in the folder of this library, or else
+  /// in that of the CppMicroServices library that the process has loaded.
   std::filesystem::path configurationAdminBundle;
 
-  /// Whether bundle files that others may write are refused. "Others may write" means the mode bit
-  /// for others (o+w) of the file, or of a folder on the way to it, from `/` on, the places that symbolic
-  /// links lead through included; that the group may write does not count. Above the installation root and
-  /// outside of it, a folder with the sticky bit is accepted, unless it holds the file itself. The
-  /// Configuration Admin bundle, and a library that it needs from its folder, are judged alike, and
-  /// before any of them is loaded. docs/overview.md says what remains possible.
+  /// Whether bundle files that others may write are refused. "Others may write" means that the mode bit for others
+  /// (o+w) is set for the file, or for a folder on its path from `/` on, including the folders of symbolic links; the
+  /// group's permissions do not matter. Above and outside of the installation root, a folder with the sticky bit is
+  /// accepted, unless it contains the file itself. The Configuration Admin bundle, and a library that it needs from its
+  /// folder, are checked in the same way, before either is loaded. docs/overview.md lists what the check cannot
+  /// prevent.
   bool permissionCheck = true;
 };
 
 class HostProcess;
 
-/// Runs the process-wide framework for as long as it lives: what `getFramework` and
-/// `installAndStart` answer from.
+/// Runs the process-wide framework, which `getFramework` and `installAndStart` use, during its lifetime.
 ///
-/// Owned by one thread, usually as a local variable of `main`; it has to be gone before `main`
-/// returns. Handles and services that use the framework have to be released before it.
+/// Owned by one thread, usually as a local variable of `main`; it has to be destroyed before `main` returns. Handles
+/// and services that use the framework have to be released before it.
 class [[gnu::visibility("default")]] Host {
  public:
   /// Creates and starts the framework and Configuration Admin. Blocks until both run.
-  /// \throws std::logic_error when the process has a host already (or is still stopping one)
-  /// \throws std::runtime_error naming the file and the reason when Configuration Admin cannot be
-  ///         started; nothing is left running then
+  /// \throws std::logic_error if the process already has a host, or is still stopping one
+  /// \throws std::runtime_error naming the file and the reason if Configuration Admin cannot be started; then nothing
+  ///         is left running
   explicit Host(HostOptions options = {});
 
-  /// Stops Configuration Admin, every other bundle and the framework, and waits for that without a
-  /// limit: as long as the slowest bundle's stop takes. Installations that run on other threads are
-  /// waited for first. Never throws.
+  /// Waits for installations on other threads, then stops Configuration Admin, every other bundle and the framework.
+  /// Blocks without a limit until all of them have stopped. Never throws.
   ~Host();
 
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  /// The folder that relative bundle directories are resolved against: absolute, normalised and
-  /// without a separator at its end.
+  /// Returns the folder against which relative bundle directories are resolved: absolute, normalised and without a
+  /// trailing separator.
   [[nodiscard]] const std::filesystem::path& installationRoot() const noexcept;
 
  private:

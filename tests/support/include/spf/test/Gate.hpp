@@ -6,11 +6,11 @@
 
 namespace spf::test {
 
-/// How long a test waits for something that has to happen before it calls that a failure.
+/// How long a test waits for an expected event before it fails.
 inline constexpr std::chrono::seconds patience{30};
 
-/// A door that starts closed and is opened once. Any thread may wait for it, and may destroy it as soon
-/// as its wait is over: that is why `open` notifies under the lock.
+/// A gate that is closed at first and is opened once. Any thread may wait for it, and may destroy it as soon as its
+/// wait has ended, which is why `open` notifies under the lock.
 class Gate {
  public:
   void open() {
@@ -19,7 +19,8 @@ class Gate {
     opened_.notify_all();
   }
 
-  /// \return false if nobody opened the gate for as long as the tests' patience lasts
+  /// Blocks until the gate is open.
+  /// \return false if it was not opened within `patience`
   [[nodiscard]] bool wait() {
     std::unique_lock<std::mutex> lock(mutex_);
     return opened_.wait_for(lock, patience, [this] { return open_; });
@@ -38,7 +39,7 @@ class Gate {
   bool open_ = false;
 };
 
-/// Counts events; threads wait until there were at least so many. May be destroyed as soon as that is so.
+/// Counts events, and lets threads wait for a number of them. May be destroyed as soon as such a wait has ended.
 class Counter {
  public:
   void add() {
@@ -47,7 +48,8 @@ class Counter {
     changed_.notify_all();
   }
 
-  /// \return false if the count did not get that far for as long as the tests' patience lasts
+  /// Blocks until the count has reached a number.
+  /// \return false if it did not within `patience`
   [[nodiscard]] bool waitFor(int count) {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, patience, [&] { return count_ >= count; });

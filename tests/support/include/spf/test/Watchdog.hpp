@@ -4,11 +4,12 @@
 
 namespace spf::test {
 
-/// Aborts the process with the name of the running test when that test takes too long, so that a
-/// hang is a failure with a name and a core, not a silent time-out.
+/// Aborts the process with the name of the running test if that test takes too long, so that a hanging test produces a
+/// message and a core file, not only a time-out.
 class Watchdog : public testing::EmptyTestEventListener {
  public:
-  /// \param seconds  how long one test may take
+  /// Constructs a watchdog.
+  /// \param seconds  the time limit of one test
   explicit Watchdog(unsigned int seconds) : seconds_(seconds) {}
 
   void OnTestStart(const testing::TestInfo& test) override;

@@ -8,7 +8,7 @@ namespace spf::zeromq {
 
 /// Makes a ZeroMQ call, and repeats it whenever a signal interrupts it.
 template <class Call>
-auto uninterrupted(const Call& call) -> decltype(call()) {
+auto retryInterrupted(const Call& call) -> decltype(call()) {
   for (;;) {
     try {
       return call();
