@@ -1,7 +1,10 @@
 #include "agent/host/host.hpp"
 
+#include <stdexcept>
+
 #include "HostProcess.hpp"
 #include "HostSlot.hpp"
+#include "Locations.hpp"
 
 namespace agent::host::services {
 
@@ -26,6 +29,20 @@ Host::~Host() {
 
 const std::filesystem::path& Host::installationRoot() const noexcept {
   return process_->root();
+}
+
+std::string whyRefused(const std::filesystem::path& file, const std::filesystem::path& installationRoot) {
+  const auto bundle = findBundleFile(std::filesystem::absolute(file), absoluteRoot(installationRoot));
+  if (!bundle) {
+    return "it is no regular file that can be reached";
+  }
+  try {
+    const bool enabled = true;
+    PermissionCheck(enabled).require(*bundle);
+    return {};
+  } catch (const std::runtime_error& refusal) {
+    return refusal.what();
+  }
 }
 
 }  // namespace agent::host::services

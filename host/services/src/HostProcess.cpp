@@ -15,13 +15,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Returns the installation root. Made absolute first, since a path that does not exist would otherwise stay relative.
-fs::path rootOf(const HostOptions& options) {
-  const fs::path root = fs::weakly_canonical(
-      fs::absolute(options.installationRoot.empty() ? defaultInstallationRoot() : options.installationRoot));
-  return root.has_filename() ? root : root.parent_path();
-}
-
 BundleFile configurationAdminFile(const fs::path& given, const fs::path& root) {
   const fs::path path = given.empty() ? defaultConfigurationAdminBundle() : fs::absolute(given);
   if (auto file = findBundleFile(path, root)) {
@@ -44,7 +37,7 @@ std::shared_ptr<cppmicroservices::Framework> makeFramework(const HostOptions& op
 }  // namespace
 
 HostProcess::HostProcess(const HostOptions& options)
-    : root_(rootOf(options)),
+    : root_(absoluteRoot(options.installationRoot)),
       permissionCheck_(options.permissionCheck),
       framework_(makeFramework(options, storage_)),
       installer_(framework_, root_, permissionCheck_) {}

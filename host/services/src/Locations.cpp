@@ -45,6 +45,12 @@ fs::path defaultInstallationRoot() {
   return ownFolder().parent_path();
 }
 
+// Absolute first: a path of which nothing exists yet stays relative otherwise.
+fs::path absoluteRoot(const fs::path& given) {
+  const fs::path root = fs::weakly_canonical(fs::absolute(given.empty() ? defaultInstallationRoot() : given));
+  return root.has_filename() ? root : root.parent_path();
+}
+
 fs::path defaultConfigurationAdminBundle() {
   fs::path own = ownFolder() / configurationAdminFile;
   if (fs::exists(own)) {

@@ -10,6 +10,10 @@ namespace agent::host::services {
 /// Returns the parent of the folder that this library was loaded from.
 std::filesystem::path defaultInstallationRoot();
 
+/// Returns an installation root as hosts use it: absolute, normalised and without a separator at its end.
+/// \param given  empty: the default one
+std::filesystem::path absoluteRoot(const std::filesystem::path& given);
+
 /// Returns the Configuration Admin bundle in the folder of this library, or else in that of the runtime's library.
 /// \throws std::runtime_error naming both paths if neither exists
 std::filesystem::path defaultConfigurationAdminBundle();
