@@ -14,12 +14,14 @@ endif()
 
 install(TARGETS ${SPF_EXPORTED_TARGETS} EXPORT spf-frameworksetup-targets
         LIBRARY DESTINATION ${SPF_LIB_DIR}
+        ARCHIVE DESTINATION ${SPF_LIB_DIR}
         RUNTIME DESTINATION ${SPF_BIN_DIR})
 install(DIRECTORY include/ host/filesystem/include/ host/logging/include/ host/services/include/
                   framework/listener/include/ framework/interfaces/include/ framework/support/include/
         DESTINATION ${SPF_INCLUDE_DIR} FILES_MATCHING PATTERN "*.hpp")
 if(TARGET spfctl)
   install(TARGETS spfctl RUNTIME DESTINATION ${SPF_BIN_DIR})
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/${SPF_SHARE_DIR}/ DESTINATION ${SPF_SHARE_DIR})
 endif()
 
 install(EXPORT spf-frameworksetup-targets NAMESPACE spf:: DESTINATION ${SPF_PACKAGE_DIR})

@@ -6,6 +6,7 @@
 # the platform's (possibly multi-arch) defaults.
 set(SPF_BIN_DIR bin)
 set(SPF_LIB_DIR lib)
+set(SPF_SHARE_DIR share)
 set(SPF_INCLUDE_DIR include)
 set(SPF_RUNTIME_INCLUDE_DIR "${SPF_INCLUDE_DIR}/spf-runtime")
 set(SPF_BUNDLE_ROOT "${SPF_BIN_DIR}/win64/spf")

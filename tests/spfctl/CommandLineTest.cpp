@@ -75,27 +75,65 @@ TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
 }
 
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
-  EXPECT_EQ(complaint({}), "spfctl: expected the command run");
-  EXPECT_EQ(complaint({"walk"}), "spfctl: unknown command 'walk'; expected run");
-  EXPECT_EQ(complaint({"run"}), "spfctl run: expected the configuration FILE");
-  EXPECT_EQ(complaint({"run", ""}), "spfctl run: the FILE is empty; expected a file's name");
-  EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b' after the file 'a'");
-  EXPECT_EQ(complaint({"run", "a", "--fast"}),
-            "spfctl run: unknown option '--fast'; expected --root, --timeout, --once, --setup or --log");
-  EXPECT_EQ(complaint({"run", "a", "--once=1"}),
-            "spfctl run: unknown option '--once=1'; expected --root, --timeout, --once, --setup or --log");
-  EXPECT_EQ(complaint({"run", "a", "--timeout"}), "spfctl run: expected a value after --timeout");
+  EXPECT_EQ(complaint({}), "spfctl: no command; expected run, check, show, diff, inspect, schema, completion, manual");
+  EXPECT_EQ(complaint({"walk"}),
+            "spfctl: unknown command 'walk'; expected run, check, show, diff, inspect, schema, completion, manual");
+  EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
+  EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
+  EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");
+  EXPECT_EQ(complaint({"show", "a", "--colour"}), "spfctl show: unknown option '--colour'; expected --help, --as");
+  EXPECT_EQ(complaint({"--fast"}), "spfctl: unknown option '--fast'; expected --help, --version");
+  EXPECT_EQ(complaint({"run", "a", "--timeout"}), "spfctl run: --timeout: 1 required TIME missing");
   EXPECT_EQ(complaint({"run", "a", "--root=/does/not/exist"}),
             "--root is '/does/not/exist'; expected a directory that exists");
+}
+
+TEST_F(TheCommandLine, SuggestsWhatWasMeant) {
+  EXPECT_EQ(complaint({"chekc", "a"}), "spfctl: unknown command 'chekc'; did you mean 'check'?");
+  EXPECT_EQ(complaint({"run", "a", "--onec"}), "spfctl run: unknown option '--onec'; did you mean '--once'?");
+  EXPECT_EQ(complaint({"run", "a", "--timout=3s"}),
+            "spfctl run: unknown option '--timout=3s'; did you mean '--timeout'?");
+}
+
+TEST_F(TheCommandLine, TakesTheLastValueOfAnOptionThatIsGivenTwice) {
+  EXPECT_EQ(parsed({"run", "f", "--timeout", "5s", "--timeout", "7s"}).timeout, 7s);
+}
+
+TEST_F(TheCommandLine, TakesOneDashForStandardInput) {
+  EXPECT_EQ(parsed({"run", "-"}).file, "-");
+  EXPECT_EQ(parsed({"run", "--once", "-"}).file, "-");
+}
+
+TEST_F(TheCommandLine, ReadsTheOptionsOfEveryCommand) {
+  const auto check = std::get<CheckOptions>(parseCommandLine({"check", "a", "--strict", "b", "--json"}));
+  EXPECT_EQ(check.files, (std::vector<std::string>{"a", "b"}));
+  EXPECT_TRUE(check.strict && check.json);
+  EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a"})).format, ShowOptions::Format::text);
+  EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "svg"})).format, ShowOptions::Format::svg);
+  EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "json"})).format, ShowOptions::Format::json);
+  EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "dot"})).format, ShowOptions::Format::dot);
+  const auto diff = std::get<DiffOptions>(parseCommandLine({"diff", "a", "b", "--json"}));
+  EXPECT_EQ(diff.before + diff.after, "ab");
+  EXPECT_TRUE(diff.json);
+  const auto inspect = std::get<InspectOptions>(parseCommandLine({"inspect", "a", "b", "--json"}));
+  EXPECT_EQ(inspect.paths.size(), 2u);
+  EXPECT_TRUE(inspect.json);
+  EXPECT_TRUE(parsed({"run", "a", "--quiet"}).quiet);
 }
 
 TEST_F(TheCommandLine, TakesWhatFollowsTwoDashesForTheFile) {
   EXPECT_EQ(parsed({"run", "--once", "--", "--help"}).file, "--help");
 }
 
-TEST_F(TheCommandLine, AsksForHelp) {
-  EXPECT_TRUE(std::holds_alternative<Help>(parseCommandLine({"--help"})));
-  EXPECT_TRUE(std::holds_alternative<Help>(parseCommandLine({"run", "f", "-h"})));
+TEST_F(TheCommandLine, AsksForTexts) {
+  const auto text = [](const std::vector<std::string>& arguments) {
+    return std::get<PrintText>(parseCommandLine(arguments)).text;
+  };
+  EXPECT_EQ(text({"--help"}).find("Examples:\n"), 0u);
+  EXPECT_NE(text({"run", "f", "-h"}).find("Usage: spfctl run FILE [OPTION...]"), std::string::npos);
+  EXPECT_EQ(text({"--version"}).find("spfctl "), 0u);
+  EXPECT_NE(text({"schema"}).find("draft-07"), std::string::npos);
+  EXPECT_EQ(text({"manual"}).find(".TH SPFCTL 1"), 0u);
 }
 
 }  // namespace spf::test

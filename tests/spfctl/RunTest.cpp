@@ -294,7 +294,7 @@ TEST_F(SpfctlRun, EndsWithThreeAndThePlaceOfWhateverIsWrongInTheFile) {
       {"{", ":1:2: syntax error"},
       {"{\"a\": 1}", ":1:2: unknown key 'a'"},
       {"{\"configurationID\": \"a\", \"configurationID\": \"b\"}", ":1:26: the key 'configurationID' is given twice"},
-      {"{\"configurationID\": 1}", ":1:21: expected a string, found a number"},
+      {"{\"configurationID\": 1}", ":1:21: found a number; expected a string"},
       {"{} /*", ":1:"},
       {"{\"servicePublishers\": [{\"name\": \"n\"}]}", ":1:24: a service publisher has no 'uniqueID'"},
       {"{\"servicePublishers\": [{\"uniqueID\": \"p\", \"name\": \"n\"}, {\"uniqueID\": \"p\", \"name\": \"n\"}]}",
@@ -312,10 +312,10 @@ TEST_F(SpfctlRun, EndsWithThreeAndTheLibrarysTextForAMappingThatDangles) {
   auto result = run(file(R"({"serviceInterfaceID": "nobody", "servicePublisherID": "p"})"));
   EXPECT_EQ(result.code, 3);
   EXPECT_EQ(result.out, "");
-  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServiceInterface Configuration nobody\n"));
+  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServiceInterface Configuration nobody;"));
   result = run(file(R"({"serviceInterfaceID": "i", "servicePublisherID": "nobody"})"));
   EXPECT_EQ(result.code, 3);
-  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServicePublisher Configuration nobody\n"));
+  EXPECT_THAT(result.err, HasSubstr("ServiceMapping references an unknown ServicePublisher Configuration nobody;"));
 }
 
 TEST_F(SpfctlRun, EndsWithThreeForAFileThatIsNotThereAndForADirectory) {

@@ -2,11 +2,17 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <exception>
 #include <iostream>
+#include <variant>
 
+#include "commands/Check.hpp"
 #include "commands/CommandLine.hpp"
+#include "commands/Diff.hpp"
 #include "commands/ExitCode.hpp"
+#include "commands/Inspect.hpp"
 #include "commands/Run.hpp"
+#include "commands/Show.hpp"
 
 namespace {
 
@@ -28,21 +34,48 @@ void raiseDescriptorLimit() {
   }
 }
 
+// Runs the command that was parsed and returns the process's exit code.
+class Execution {
+ public:
+  explicit Execution(const spfctl::Output& output) : output_(output) {}
+
+  int operator()(const spfctl::RunOptions& options) const {
+    raiseDescriptorLimit();
+    spfctl::Changes changes;
+    const spfctl::Signals signals(changes);
+    return spfctl::run(options, signals, changes, output_);
+  }
+  int operator()(const spfctl::CheckOptions& options) const { return codeOf(spfctl::check(options, output_)); }
+  int operator()(const spfctl::ShowOptions& options) const { return codeOf(spfctl::show(options, output_)); }
+  int operator()(const spfctl::DiffOptions& options) const { return spfctl::diff(options, output_); }
+  int operator()(const spfctl::InspectOptions& options) const { return codeOf(spfctl::inspect(options, output_)); }
+  int operator()(const spfctl::PrintText& command) const {
+    output_.out << command.text;
+    return codeOf(spfctl::ExitCode::done);
+  }
+
+ private:
+  static int codeOf(spfctl::ExitCode code) { return static_cast<int>(code); }
+
+  const spfctl::Output& output_;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  raiseDescriptorLimit();
-  spfctl::Changes changes;
-  const spfctl::Signals signals(changes);
+  const spfctl::Output output{std::cout, std::cerr, terminalColumns()};
   try {
-    const auto command = spfctl::parseCommandLine({argv + 1, argv + argc});
-    if (const auto* options = std::get_if<spfctl::RunOptions>(&command)) {
-      return spfctl::run(*options, signals, changes, {std::cout, std::cerr, terminalColumns()});
+    const int code = std::visit(Execution(output), spfctl::parseCommandLine({argv + 1, argv + argc}));
+    if (!std::cout.flush()) {
+      std::cerr << "spfctl: standard output cannot be written\n";
+      return static_cast<int>(spfctl::ExitCode::failedAtRunTime);
     }
-    std::cout << spfctl::usage();
-    return static_cast<int>(spfctl::ExitCode::done);
+    return code;
   } catch (const spfctl::UsageError& error) {
     std::cerr << error.what() << "\nTry 'spfctl --help'.\n";
     return static_cast<int>(spfctl::ExitCode::wrongUsage);
+  } catch (const std::exception& error) {
+    std::cerr << "spfctl: " << error.what() << '\n';
+    return static_cast<int>(spfctl::ExitCode::failedAtRunTime);
   }
 }

@@ -10,18 +10,49 @@
 
 namespace spfctl {
 
-/// The options of `spfctl run`.
+/// `spfctl run`.
 struct RunOptions {
-  std::filesystem::path file;
+  std::string file;
   std::filesystem::path root;  ///< empty: the tree that the tool is in
   std::chrono::milliseconds timeout = std::chrono::seconds(30);
   bool once = false;
   bool setup = false;
+  bool quiet = false;
   std::uint32_t logLevels = 0;
 };
 
-/// `spfctl --help`.
-struct Help {};
+/// `spfctl check`.
+struct CheckOptions {
+  std::vector<std::string> files;
+  bool strict = false;
+  bool json = false;
+};
+
+/// `spfctl show`.
+struct ShowOptions {
+  enum class Format { text, json, dot, svg };
+
+  std::string file;
+  Format format = Format::text;
+};
+
+/// `spfctl diff`.
+struct DiffOptions {
+  std::string before;
+  std::string after;
+  bool json = false;
+};
+
+/// `spfctl inspect`.
+struct InspectOptions {
+  std::vector<std::string> paths;
+  bool json = false;
+};
+
+/// `spfctl schema`, `spfctl completion`, `spfctl manual`, `--help` and `--version`: prints a text.
+struct PrintText {
+  std::string text;
+};
 
 /// The command line is invalid.
 class UsageError : public std::runtime_error {
@@ -29,13 +60,10 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using Command = std::variant<RunOptions, Help>;
+using Command = std::variant<RunOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected
-Command parseCommandLine(const std::vector<std::string>& arguments);
-
-/// Returns the text that `--help` prints.
-const char* usage();
+Command parseCommandLine(std::vector<std::string> arguments);
 
 }  // namespace spfctl

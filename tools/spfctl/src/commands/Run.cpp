@@ -15,9 +15,9 @@
 #include "commands/EventWatcher.hpp"
 #include "commands/ExitCode.hpp"
 #include "commands/LogOutput.hpp"
+#include "commands/loadConfiguration.hpp"
 #include "display/ProgressDisplay.hpp"
-#include "file/ConfigurationFile.hpp"
-#include "file/JsonDocument.hpp"
+#include "file/anyJson.hpp"
 
 namespace spfctl {
 
@@ -44,12 +44,9 @@ steady_clock::time_point after(milliseconds timeout) {
 
 std::vector<std::string> endpointTexts(const std::vector<cppmicroservices::Any>& endpoints) {
   std::vector<std::string> texts;
+  texts.reserve(endpoints.size());
   for (const auto& endpoint : endpoints) {
-    try {
-      texts.push_back(endpoint.ToString());
-    } catch (const std::exception&) {
-      texts.emplace_back("(empty)");
-    }
+    texts.push_back(endpointText(endpoint));
   }
   return texts;
 }
@@ -220,17 +217,6 @@ class Session {
   std::vector<PublisherState> states_;
 };
 
-// Reads the file and has the library check it. Without a host, building publishes nothing.
-ConfigurationDescription readAndCheck(const std::filesystem::path& file) {
-  auto description = readConfigurationFile(file);
-  try {
-    static_cast<void>(toBuilder(description).build());
-  } catch (const std::runtime_error& error) {
-    throw FileError(file.string() + ": " + error.what());
-  }
-  return description;
-}
-
 int runWithHost(const ConfigurationDescription& description, const RunOptions& options, const Signals& signals,
                 Changes& changes, const Output& output) {
   agent::host::services::HostOptions hostOptions;
@@ -257,11 +243,11 @@ int run(const RunOptions& options, const Signals& signals, Changes& changes, con
     showLogRecords(options.logLevels);
   }
   try {
-    const auto description = readAndCheck(options.file);
-    return runWithHost(description, options, signals, changes, output);
-  } catch (const FileError& error) {
-    output.err << "spfctl: " << error.what() << std::endl;
-    return static_cast<int>(ExitCode::invalidConfiguration);
+    const auto description = loadConfiguration(options.file, output.err);
+    if (!description) {
+      return static_cast<int>(ExitCode::invalidConfiguration);
+    }
+    return runWithHost(*description, options, signals, changes, output);
   } catch (const std::exception& error) {
     output.err << "spfctl: " << error.what() << std::endl;
     return signals.received() != 0 ? 128 + signals.received() : static_cast<int>(ExitCode::failedAtRunTime);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_set>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -39,12 +41,6 @@ class Reading {
   std::size_t* consumed_;
 };
 
-// An offset and the error at it.
-struct Problem {
-  std::size_t offset;
-  std::string message;
-};
-
 // The parser's message without the name that it gives the error, "[json.exception.<kind>.<number>] ", and
 // without the position as the parser counts it.
 std::string withoutNameAndPlace(const std::string& message) {
@@ -58,8 +54,8 @@ std::string withoutNameAndPlace(const std::string& message) {
 // Builds the value from the parser's events. Its functions return whether to continue.
 class Builder : public nlohmann::json_sax<nlohmann::json> {
  public:
-  Builder(const std::string& text, const std::size_t& consumed, JsonValue& root)
-      : text_(text), consumed_(consumed), root_(root) {}
+  Builder(const std::string& text, const std::size_t& consumed, JsonValue& root, Findings& findings)
+      : text_(text), consumed_(consumed), root_(root), findings_(findings) {}
 
   bool null() override { return scalar(JsonValue::Kind::null, wordBegin()); }
   bool boolean(bool) override { return scalar(JsonValue::Kind::boolean, wordBegin()); }
@@ -80,12 +76,11 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   bool end_array() override { return close(); }
 
   bool key(string_t& key) override {
-    auto& members = open_.back()->members;
-    const auto sameKey = [&](const auto& member) { return member.key == key; };
-    if (std::any_of(members.begin(), members.end(), sameKey)) {
-      return fail(stringBegin(), "the key '" + key + "' is given twice");
+    auto& object = open_.back();
+    if (!object.keys.insert(key).second) {
+      findings_.error(stringBegin(), "the key '" + key + "' is given twice; expected it once");
     }
-    members.push_back({std::move(key), stringBegin(), {}});
+    object.value->members.push_back({std::move(key), stringBegin(), {}});
     return true;
   }
 
@@ -95,21 +90,31 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
     return fail(isTooBigNumber ? wordBegin() : readSoFar, withoutNameAndPlace(error.what()));
   }
 
-  const std::vector<Problem>& problems() const { return problems_; }
-
  private:
+  // An array or object that is not at its end.
+  struct Open {
+    JsonValue* value;
+    std::unordered_set<std::string> keys;
+  };
+
   bool fail(std::size_t offset, std::string message) {
-    problems_.push_back({offset, std::move(message)});
+    findings_.error(offset, std::move(message));
     return false;
   }
 
   JsonValue& add(JsonValue::Kind kind, std::size_t offset) {
-    auto& place = open_.empty()                                   ? root_
-                  : open_.back()->kind == JsonValue::Kind::object ? open_.back()->members.back().value
-                                                                  : open_.back()->elements.emplace_back();
+    auto& place = placeOfNext();
     place.kind = kind;
     place.offset = offset;
     return place;
+  }
+
+  JsonValue& placeOfNext() {
+    if (open_.empty()) {
+      return root_;
+    }
+    auto& parent = *open_.back().value;
+    return parent.kind == JsonValue::Kind::object ? parent.members.back().value : parent.elements.emplace_back();
   }
 
   bool scalar(JsonValue::Kind kind, std::size_t begin) {
@@ -120,9 +125,9 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   bool open(JsonValue::Kind kind) {
     const auto offset = consumed_ - 1;
     if (open_.size() == JsonDocument::deepest) {
-      return fail(offset, "nested deeper than " + std::to_string(JsonDocument::deepest) + " levels");
+      return fail(offset, "nested too deep; expected at most " + std::to_string(JsonDocument::deepest) + " levels");
     }
-    open_.push_back(&add(kind, offset));
+    open_.push_back({&add(kind, offset), {}});
     return true;
   }
 
@@ -174,13 +179,9 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   const std::string& text_;
   const std::size_t& consumed_;
   JsonValue& root_;
-  std::vector<JsonValue*> open_;
-  std::vector<Problem> problems_;
+  Findings& findings_;
+  std::vector<Open> open_;
 };
-
-bool beginsCharacter(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
-}
 
 }  // namespace
 
@@ -201,25 +202,15 @@ const char* nameOf(JsonValue::Kind kind) {
   }
 }
 
-JsonDocument::JsonDocument(std::string name, std::string text) : name_(std::move(name)), text_(std::move(text)) {
+JsonDocument::JsonDocument(const std::string& text, Findings& findings) {
   std::size_t consumed = 0;
-  Builder builder(text_, consumed, root_);
-  const Reading begin(text_.data(), &consumed);
-  const Reading end(text_.data() + text_.size(), &consumed);
+  Builder builder(text, consumed, root_, findings);
+  const Reading begin(text.data(), &consumed);
+  const Reading end(text.data() + text.size(), &consumed);
   const bool strict = true;
   const bool ignoreComments = true;
-  if (!nlohmann::json::sax_parse(begin, end, &builder, nlohmann::json::input_format_t::json, strict, ignoreComments)) {
-    const auto& problem = builder.problems().front();
-    throw error(problem.offset, problem.message);
-  }
-}
-
-FileError JsonDocument::error(std::size_t offset, const std::string& message) const {
-  const auto place = text_.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text_.size()));
-  const auto line = std::count(text_.begin(), place, '\n') + 1;
-  const auto newline = std::find(std::make_reverse_iterator(place), text_.rend(), '\n');
-  const auto column = std::count_if(newline.base(), place, beginsCharacter) + 1;
-  return FileError(name_ + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message);
+  isComplete_ =
+      nlohmann::json::sax_parse(begin, end, &builder, nlohmann::json::input_format_t::json, strict, ignoreComments);
 }
 
 }  // namespace spfctl

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "file/Findings.hpp"
 
 namespace spfctl {
 
@@ -30,32 +31,24 @@ struct JsonValue::Member {
 /// Returns the name of a kind of value in messages: "a string", "an object" ...
 const char* nameOf(JsonValue::Kind kind);
 
-/// An error in a file. The message begins with the file's name and, for an error at one position, its
-/// line and column (from 1, columns in characters).
-class FileError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// A file's text and the JSON value in it. Comments (/* */ and //) are allowed.
+/// The JSON value in a text. Comments (/* */ and //) are allowed.
 class JsonDocument {
  public:
   /// How deep arrays and objects may be nested.
   static constexpr std::size_t deepest = 256;
 
-  /// \param name  the file's name, for messages
-  /// \throws FileError for text that is not JSON, a duplicate key, or nesting that is too deep
-  JsonDocument(std::string name, std::string text);
+  /// Reads the text. Keys that an object has twice are errors that reading goes on after; at text that is not JSON and
+  /// at nesting that is too deep it ends, and the root is incomplete.
+  JsonDocument(const std::string& text, Findings& findings);
 
   const JsonValue& root() const { return root_; }
 
-  /// Returns an error at this offset.
-  FileError error(std::size_t offset, const std::string& message) const;
+  /// Returns whether the text was read to its end.
+  bool isComplete() const { return isComplete_; }
 
  private:
-  const std::string name_;
-  const std::string text_;
   JsonValue root_;
+  bool isComplete_;
 };
 
 }  // namespace spfctl

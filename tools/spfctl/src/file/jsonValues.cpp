@@ -23,20 +23,22 @@ Any toNumber(const std::string& text) {
   return Any(std::strtod(text.c_str(), nullptr));
 }
 
-Any toList(const JsonDocument& document, const JsonValue& value) {
+Any toList(const JsonValue& value, Findings& findings) {
   std::vector<Any> list;
   list.reserve(value.elements.size());
   for (const auto& element : value.elements) {
-    list.push_back(toAny(document, element));
+    list.push_back(toAny(element, findings));
   }
   return Any(std::move(list));
 }
 
-Any toMap(const JsonDocument& document, const JsonValue& value) {
+Any toMap(const JsonValue& value, Findings& findings) {
   AnyMap map;
   for (const auto& member : value.members) {
-    if (!map.emplace(member.key, toAny(document, member.value)).second) {
-      throw document.error(member.offset, "the key '" + member.key + "' is given twice; case does not count here");
+    const auto [added, isNew] = map.emplace(member.key, toAny(member.value, findings));
+    if (!isNew && added->first != member.key) {  // equal keys are the document's to refuse
+      findings.error(member.offset, "the key '" + member.key + "' is given twice, as '" + added->first +
+                                        "' before; expected keys that differ in more than case");
     }
   }
   return Any(std::move(map));
@@ -44,7 +46,7 @@ Any toMap(const JsonDocument& document, const JsonValue& value) {
 
 }  // namespace
 
-Any toAny(const JsonDocument& document, const JsonValue& value) {
+Any toAny(const JsonValue& value, Findings& findings) {
   switch (value.kind) {
     case JsonValue::Kind::null:
       return Any();
@@ -55,9 +57,9 @@ Any toAny(const JsonDocument& document, const JsonValue& value) {
     case JsonValue::Kind::string:
       return Any(value.text);
     case JsonValue::Kind::array:
-      return toList(document, value);
+      return toList(value, findings);
     default:
-      return toMap(document, value);
+      return toMap(value, findings);
   }
 }
 

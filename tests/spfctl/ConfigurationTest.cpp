@@ -1,4 +1,4 @@
-#include "file/ConfigurationFile.hpp"
+#include "file/readConfiguration.hpp"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,8 @@
 
 #include <cppmicroservices/AnyMap.h>
 
-#include "file/JsonDocument.hpp"
+#include "file/configurationKeys.hpp"
+#include "support/firstFinding.hpp"
 
 namespace spf::test {
 
@@ -18,14 +19,21 @@ using cppmicroservices::AnyMap;
 
 class AConfigurationFile : public testing::Test {
  protected:
-  static ConfigurationDescription read(const std::string& text) { return readConfiguration("f.json", text); }
+  static CheckedConfiguration check(const std::string& text) { return checkConfiguration({"f.json", text}); }
+  static ConfigurationDescription read(const std::string& text) {
+    auto checked = check(text);
+    EXPECT_EQ(checked.findings.errors(), 0u) << firstOf(checked.findings, text);
+    return std::move(checked.description);
+  }
+  // The first error, with its line and column. Warnings are the golden files' to test.
   static std::string complaint(const std::string& text) {
-    try {
-      read(text);
-    } catch (const FileError& error) {
-      return error.what();
+    Findings errors;
+    for (const auto& finding : check(text).findings.sorted()) {
+      if (finding.severity == Finding::Severity::error) {
+        errors.error(finding.offset, finding.message);
+      }
     }
-    return "no complaint";
+    return firstOf(errors, text);
   }
   static std::vector<Any> endpoints(const std::string& json) {
     return read(R"({"servicePublishers": [{"uniqueID": "p", "name": "n", "endpointsToBindTo": )" + json + "}]}")
@@ -124,33 +132,35 @@ TEST_F(AConfigurationFile, PutsRequiredPropertiesBehindRequestedOnesInAnyOrder) 
 
 TEST_F(AConfigurationFile, RefusesKeysThatItDoesNotKnow) {
   EXPECT_EQ(complaint("{\n  \"configurationId\": \"x\"\n}"),
-            "f.json:2:3: unknown key 'configurationId' in the configuration; expected one of configurationID, "
-            "serviceInterfaces, servicePublishers, serviceMappings");
+            "2:3: unknown key 'configurationId' in the configuration; did you mean 'configurationID'?");
+  EXPECT_EQ(complaint(R"({"colour": "blue"})"),
+            "1:2: unknown key 'colour' in the configuration; expected one of configurationID, serviceInterfaces, "
+            "servicePublishers, serviceMappings, $schema");
   EXPECT_EQ(complaint(R"({"servicePublishers": [{"uniqueID": "p", "name": "n", "endpoint": []}]})"),
-            "f.json:1:55: unknown key 'endpoint' in a service publisher; expected one of uniqueID, name, "
+            "1:55: unknown key 'endpoint' in a service publisher; expected one of uniqueID, name, "
             "endpointsToConnectTo, endpointsToBindTo, importFilter, exportFilter");
 }
 
 TEST_F(AConfigurationFile, RefusesEntriesWithoutIDOrName) {
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"name": "n"}]})"),
-            "f.json:1:24: a service interface has no 'uniqueID'");
+            "1:24: a service interface has no 'uniqueID'; expected one");
   EXPECT_EQ(complaint(R"({"servicePublishers": [{"uniqueID": "p"}]})"),
-            "f.json:1:24: a service publisher has no 'name'");
+            "1:24: a service publisher has no 'name'; expected one");
   EXPECT_EQ(complaint(R"({"serviceMappings": [{"serviceInterfaceID": "p"}]})"),
-            "f.json:1:22: a service mapping has no 'servicePublisherID'");
+            "1:22: a service mapping has no 'servicePublisherID'; expected one");
 }
 
 TEST_F(AConfigurationFile, RefusesIDsAndKeysThatAreGivenTwice) {
   EXPECT_EQ(complaint("{\"servicePublishers\": [{\"uniqueID\": \"p\", \"name\": \"n\"},\n{\"uniqueID\": \"p\", "
                       "\"name\": \"m\"}]}"),
-            "f.json:2:1: the uniqueID 'p' is given twice");
+            "2:1: the uniqueID 'p' is given twice; expected one entry of each");
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"uniqueID": "p", "name": "n"}, {"uniqueID": "p", "name": "m"}]})"),
-            "f.json:1:56: the uniqueID 'p' is given twice");
+            "1:56: the uniqueID 'p' is given twice; expected one entry of each");
   EXPECT_EQ(complaint(R"({"configurationID": "a", "configurationID": "b"})"),
-            "f.json:1:26: the key 'configurationID' is given twice");
+            "1:26: the key 'configurationID' is given twice; expected it once");
   EXPECT_EQ(
       complaint(R"({"servicePublishers": [{"uniqueID": "p", "name": "n", "endpointsToBindTo": [{"k": 1, "K": 2}]}]})"),
-      "f.json:1:86: the key 'K' is given twice; case does not count here");
+      "1:86: the key 'K' is given twice, as 'k' before; expected keys that differ in more than case");
 }
 
 TEST_F(AConfigurationFile, AllowsAnInterfaceAndAPublisherOfOneID) {
@@ -160,37 +170,83 @@ TEST_F(AConfigurationFile, AllowsAnInterfaceAndAPublisherOfOneID) {
 }
 
 TEST_F(AConfigurationFile, RefusesValuesOfAWrongType) {
-  EXPECT_EQ(complaint("[]"), "f.json:1:1: expected an object, found an array");
-  EXPECT_EQ(complaint(R"({"configurationID": 7})"), "f.json:1:21: expected a string, found a number");
-  EXPECT_EQ(complaint(R"({"servicePublishers": {}})"), "f.json:1:23: expected an array, found an object");
-  EXPECT_EQ(complaint(R"({"serviceMappings": [null]})"), "f.json:1:22: expected an object, found null");
+  EXPECT_EQ(complaint("[]"), "1:1: found an array; expected an object");
+  EXPECT_EQ(complaint(R"({"configurationID": 7})"), "1:21: found a number; expected a string");
+  EXPECT_EQ(complaint(R"({"servicePublishers": {}})"), "1:23: found an object; expected an array");
+  EXPECT_EQ(complaint(R"({"serviceMappings": [null]})"), "1:22: found null; expected an object");
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"uniqueID": "i", "name": "n", "toAllServicePublishers": "yes"}]})"),
-            "f.json:1:81: expected a boolean, found a string");
+            "1:81: found a string; expected a boolean");
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"uniqueID": "i", "name": "n", "requestedProperties": true}]})"),
-            "f.json:1:78: expected an object, found a boolean");
+            "1:78: found a boolean; expected an object");
   EXPECT_EQ(complaint(R"({"serviceInterfaces": [{"uniqueID": "i", "name": "n",
 "requiredRuntimeServiceProperties": {"a": 1}}]})"),
-            "f.json:2:43: expected a string, found a number");
+            "2:43: found a number; expected a string");
 }
 
-TEST_F(AConfigurationFile, SaysWhyItCannotBeRead) {
-  const auto complaintAbout = [](const std::filesystem::path& file) {
-    try {
-      readConfigurationFile(file);
-    } catch (const FileError& error) {
-      return std::string(error.what());
-    }
-    return std::string("no complaint");
+TEST_F(AConfigurationFile, RefusesFiltersThatDoNotParse) {
+  const auto publisher = [](const std::string& filter) {
+    return R"({"servicePublishers": [{"uniqueID": "p", "name": "n", "importFilter": ")" + filter + "\"}]}";
   };
-  EXPECT_EQ(complaintAbout("/does/not/exist.json"), "/does/not/exist.json: cannot be read: No such file or directory");
-  EXPECT_EQ(complaintAbout("/tmp"), "/tmp: is a directory; expected a configuration file");
+  EXPECT_EQ(complaint(publisher("")), "no complaint");
+  EXPECT_EQ(complaint(publisher("(a=1)")), "no complaint");
+  EXPECT_EQ(complaint(publisher("(a=")), "1:71: '(a=' is no LDAP filter; expected one like (site=north)");
 }
 
-TEST_F(AConfigurationFile, IsReadFromAFile) {
-  const auto file = std::filesystem::path(testing::TempDir()) / "spfctl-configuration.json";
-  std::ofstream(file) << R"({"configurationID": "from a file"})";
-  EXPECT_EQ(readConfigurationFile(file).configurationID, "from a file");
-  std::filesystem::remove(file);
+TEST_F(AConfigurationFile, RefusesMappingsToNothingInTheWordsOfTheLibrary) {
+  const std::string text = R"({"serviceMappings": [{"serviceInterfaceID": "i", "servicePublisherID": "p"}],
+"serviceInterfaces": [{"uniqueID": "j", "name": "n"}], "servicePublishers": [{"uniqueID": "p", "name": "n"}]})";
+  EXPECT_EQ(
+      complaint(text),
+      "1:45: ServiceMapping references an unknown ServiceInterface Configuration i; expected the uniqueID of one");
+  try {
+    static_cast<void>(toBuilder(check(text).description).build());
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "ServiceMapping references an unknown ServiceInterface Configuration i");
+  }
+}
+
+TEST_F(AConfigurationFile, IsReadToItsEndWhateverIsWrong) {
+  const auto checked =
+      check(R"({"a": 1, "b": 2, "servicePublishers": [{"uniqueID": 1}, 7, {"name": "n", "uniqueID": "p"}],
+    "serviceMappings": [{"serviceInterfaceID": "x", "servicePublisherID": "y"}]})");
+  // Two unknown keys, an ID of a wrong type, a name that is missing, an entry of a wrong type, two unknown IDs.
+  EXPECT_EQ(checked.findings.errors(), 7u);
+}
+
+TEST_F(AConfigurationFile, MayNameItsSchema) {
+  EXPECT_EQ(complaint(R"({"$schema": "configuration.schema.json"})"), "no complaint");
+  EXPECT_EQ(complaint(R"({"$schema": 7})"), "1:13: found a number; expected a string");
+}
+
+// Every key that the table offers, the reader takes.
+TEST_F(AConfigurationFile, MayHaveEveryKeyOfTheTable) {
+  const auto valueOf = [](ValueShape shape) -> std::string {
+    switch (shape) {
+      case ValueShape::text:
+      case ValueShape::filter:
+        return "\"\"";
+      case ValueShape::boolean:
+        return "true";
+      case ValueShape::tree:
+      case ValueShape::texts:
+        return "{}";
+      default:
+        return "[]";
+    }
+  };
+  const auto objectOf = [&](const ConfigurationObject& object) {
+    std::string text;
+    for (const auto& key : object.keys) {
+      text += (text.empty() ? "{" : ", ") + std::string("\"") + key.name + "\": " + valueOf(key.shape);
+    }
+    return text + "}";
+  };
+  EXPECT_EQ(complaint(objectOf(configurationObject)), "no complaint");
+  EXPECT_EQ(complaint(R"({"serviceInterfaces": [)" + objectOf(serviceInterfaceObject) + R"(], "servicePublishers": [)" +
+                      objectOf(servicePublisherObject) + R"(], "serviceMappings": [)" + objectOf(serviceMappingObject) +
+                      "]}"),
+            "no complaint");
 }
 
 TEST_F(AConfigurationFile, BecomesABuilderThatHoldsAllOfIt) {

@@ -1,0 +1,231 @@
+#include "commands/Definition.hpp"
+
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <utility>
+
+#include "commands/completion.hpp"
+#include "commands/help.hpp"
+#include "commands/manual.hpp"
+#include "commands/version.hpp"
+#include "file/configurationSchema.hpp"
+
+namespace spfctl {
+
+namespace {
+
+template <class Number>
+std::optional<Number> wholeNumber(const std::string& text) {
+  Number number{};
+  const auto result = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (result.ec != std::errc() || result.ptr != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+std::chrono::milliseconds duration(const std::string& text) {
+  static const std::pair<const char*, std::int64_t> units[] = {{"ms", 1}, {"s", 1000}, {"m", 60000}, {"h", 3600000}};
+  const auto digits = text.find_first_not_of("0123456789");
+  const auto number = wholeNumber<std::int64_t>(text.substr(0, digits));
+  const auto unit = digits == std::string::npos ? std::string() : text.substr(digits);
+  for (const auto& [name, factor] : units) {
+    if (number && unit == name && *number <= std::numeric_limits<std::int64_t>::max() / factor) {
+      return std::chrono::milliseconds(*number * factor);
+    }
+  }
+  throw UsageError("--timeout is '" + text + "'; expected a whole number and ms, s, m or h, like 30s");
+}
+
+std::uint32_t logLevel(const std::string& text) {
+  if (text == "progress") {
+    return 4;
+  }
+  if (text == "exceptions") {
+    return 512;
+  }
+  if (text == "all") {
+    return std::numeric_limits<std::uint32_t>::max();
+  }
+  if (const auto mask = wholeNumber<std::uint32_t>(text)) {
+    return *mask;
+  }
+  throw UsageError("--log has the level '" + text + "'; expected progress, exceptions, all or a number");
+}
+
+std::uint32_t logLevels(const std::string& text) {
+  std::uint32_t mask = 0;
+  std::string::size_type begin = 0;
+  for (auto comma = text.find(','); comma != std::string::npos; comma = text.find(',', begin)) {
+    mask |= logLevel(text.substr(begin, comma - begin));
+    begin = comma + 1;
+  }
+  return mask | logLevel(text.substr(begin));
+}
+
+std::filesystem::path existingDirectory(const std::string& text) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(text, error)) {
+    throw UsageError("--root is '" + text + "'; expected a directory that exists");
+  }
+  return text;
+}
+
+ShowOptions::Format formatOf(const std::string& name) {
+  if (name == "json") {
+    return ShowOptions::Format::json;
+  }
+  if (name == "dot") {
+    return ShowOptions::Format::dot;
+  }
+  return name == "svg" ? ShowOptions::Format::svg : ShowOptions::Format::text;
+}
+
+}  // namespace
+
+Definition::Definition()
+    : app_("Publishes configurations of the SPF service framework, and looks at them before.", "spfctl") {
+  app_.require_subcommand(1);
+  app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app_.footer(
+      "spfctl check weather.json\n"
+      "spfctl run weather.json --timeout 10s");
+  app_.set_help_flag("-h,--help", "Print the help of spfctl or of a command.");
+  app_.set_version_flag("--version", std::string("spfctl ") + version(), "Print the version.");
+  addRun();
+  addCheck();
+  addShow();
+  addDiff();
+  addInspect();
+  addTexts();
+}
+
+CLI::App* Definition::add(const char* name, const char* description, const char* examples,
+                          std::function<Command()> choose) {
+  auto* const command = app_.add_subcommand(name, description);
+  command->footer(examples);
+  command->callback([this, choose = std::move(choose)] { choose_ = choose; });
+  return command;
+}
+
+void Definition::addRun() {
+  auto* const run = add("run",
+                        "Publish the configuration in FILE, show what every publisher still has to bind and connect, "
+                        "stay until interrupted, and withdraw it.",
+                        "spfctl run weather.json\n"
+                        "spfctl run weather.json --once --timeout 10s\n"
+                        "generate | spfctl run -",
+                        [this] { return run_; });
+  run->add_option("FILE", run_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
+  run->add_option_function<std::string>(
+         "--root", [this](const std::string& text) { run_.root = existingDirectory(text); },
+         "Installation root that holds bin/win64/spf (default: the tool's own tree).")
+      ->type_name("DIR");
+  run->add_option_function<std::string>(
+         "--timeout", [this](const std::string& text) { run_.timeout = duration(text); },
+         "How long to wait until everything is ready, like 500ms, 30s, 2m (default: 30s).")
+      ->type_name("TIME");
+  run->add_flag("--once", run_.once, "Leave when everything is ready.");
+  run->add_flag("--setup", run_.setup, "Bring up the framework's built-in configuration first.");
+  run->add_flag("--quiet", run_.quiet, "Print no progress.");
+  run->add_option_function<std::string>(
+         "--log", [this](const std::string& text) { run_.logLevels = logLevels(text); },
+         "Show the library's log records on standard error: progress, exceptions, all, or numbers, separated by "
+         "commas.")
+      ->type_name("LEVELS");
+}
+
+void Definition::addCheck() {
+  auto* const check = add("check",
+                          "Say everything that is wrong with configuration files, without a framework: errors, and "
+                          "warnings about what the framework refuses or most likely nobody means.",
+                          "spfctl check weather.json\n"
+                          "spfctl check --strict *.json",
+                          [this] { return check_; });
+  check->add_option("FILE", check_.files, "Configuration files; - is standard input.")
+      ->required()
+      ->type_name("FILE")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  check->add_flag("--strict", check_.strict, "Take warnings for errors.");
+  check->add_flag("--json", check_.json, "Print the findings as JSON.");
+}
+
+void Definition::addShow() {
+  auto* const show = add("show", "Show what would be published.",
+                         "spfctl show weather.json\n"
+                         "spfctl show weather.json --as svg > weather.svg",
+                         [this] { return show_; });
+  show->add_option("FILE", show_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
+  show->add_option_function<std::string>(
+          "--as", [this](const std::string& text) { show_.format = formatOf(text); },
+          "A tree for people (text, the default), the properties as Configuration Admin gets them (json), or a picture "
+          "(dot, svg).")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember({"text", "json", "dot", "svg"}));
+}
+
+void Definition::addDiff() {
+  auto* const diff = add("diff", "Show what changes when a published configuration is modified from OLD to NEW.",
+                         "spfctl diff weather.json weather-new.json", [this] { return diff_; });
+  diff->add_option("OLD", diff_.before, "Configuration file; - is standard input.")->required()->type_name("FILE");
+  diff->add_option("NEW", diff_.after, "Configuration file; - is standard input.")->required()->type_name("FILE");
+  diff->add_flag("--json", diff_.json, "Print the differences as JSON.");
+}
+
+void Definition::addInspect() {
+  auto* const inspect =
+      add("inspect",
+          "Look into bundle files, or all of a directory, without running their code, and say whether "
+          "this host would take them.",
+          "spfctl inspect lib/bundle.so\n"
+          "spfctl inspect bin/win64/spf/providers",
+          [this] { return inspect_; });
+  inspect->add_option("BUNDLE", inspect_.paths, "Bundle files or directories.")
+      ->required()
+      ->type_name("FILE")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  inspect->add_flag("--json", inspect_.json, "Print the result as JSON.");
+}
+
+void Definition::addTexts() {
+  add("schema", "Print the JSON Schema of the configuration file.", "spfctl schema > configuration.schema.json",
+      [] { return PrintText{configurationSchema()}; });
+  auto* const completion = add("completion", "Print a script that lets a shell complete commands, options and files.",
+                               "source <(spfctl completion bash)\n"
+                               "spfctl completion fish > ~/.config/fish/completions/spfctl.fish",
+                               [this] { return PrintText{completionScript(*this, shell_)}; });
+  completion->add_option("SHELL", shell_, "bash, zsh or fish.")
+      ->required()
+      ->type_name("SHELL")
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+  add("manual", "Print the manual page, which man -l shows.", "spfctl manual | man -l -",
+      [this] { return PrintText{manualPage(*this)}; });
+}
+
+const std::vector<ExitCodeText>& exitCodeTexts() {
+  static const std::vector<ExitCodeText> texts = {
+      {"0", "done; diff: no difference"},
+      {"1", "failure at run time; diff: there are differences"},
+      {"2", "wrong usage; diff: any trouble"},
+      {"3", "configuration file unreadable or invalid; inspect: a bundle that would be refused"},
+      {"4", "not ready in time"},
+      {"5", "refused by the framework"},
+      {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};
+  return texts;
+}
+
+std::vector<std::string> valuesOf(const CLI::Option& option) {
+  const auto type = option.get_type_name();
+  const auto begin = type.find('{');
+  if (begin == std::string::npos) {
+    return {};
+  }
+  return CLI::detail::split(type.substr(begin + 1, type.find('}') - begin - 1), ',');
+}
+
+std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
+  return app.get_subcommands([](const CLI::App*) { return true; });
+}
+
+}  // namespace spfctl

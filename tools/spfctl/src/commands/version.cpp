@@ -1,0 +1,9 @@
+#include "commands/version.hpp"
+
+namespace spfctl {
+
+const char* version() {
+  return SPFCTL_VERSION;
+}
+
+}  // namespace spfctl

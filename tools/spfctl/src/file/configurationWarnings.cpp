@@ -1,0 +1,132 @@
+#include "file/configurationWarnings.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "agent/spf/frameworksupport/Address.hpp"
+#include "file/jsonText.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using agent::spf::frameworksupport::parseAddress;
+using agent::spf::frameworksupport::placeOf;
+using Kind = JsonValue::Kind;
+using Texts = std::unordered_set<std::string>;
+
+constexpr const char* trackedPublisherName = "rpcservicepublisher";
+
+const JsonValue* find(const JsonValue& object, const char* key, Kind kind) {
+  const auto found = std::find_if(object.members.begin(), object.members.end(),
+                                  [&](const JsonValue::Member& member) { return member.key == key; });
+  return found != object.members.end() && found->value.kind == kind ? &found->value : nullptr;
+}
+
+std::string textOf(const JsonValue& object, const char* key) {
+  const auto* const value = find(object, key, Kind::string);
+  return value == nullptr ? std::string() : value->text;
+}
+
+const std::vector<JsonValue>& listOf(const JsonValue& object, const char* key) {
+  static const std::vector<JsonValue> none;
+  const auto* const value = find(object, key, Kind::array);
+  return value == nullptr ? none : value->elements;
+}
+
+bool isDiscoveryName(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-") ==
+                              std::string::npos;
+}
+
+// What is equal for two addresses that one machine can bind only once; empty for those that choose a free place.
+std::string placeText(const std::string& endpoint) {
+  const auto address = parseAddress(endpoint);
+  const auto place = placeOf(address);
+  if (!place) {
+    return {};
+  }
+  const auto host = place->host ? std::string(place->host->begin(), place->host->end()) : address.where;
+  return std::to_string(static_cast<int>(place->scheme)) + ' ' + std::to_string(place->port) + ' ' +
+         (place->name.empty() ? host : place->name);
+}
+
+// Looks at one configuration's publishers one after the other.
+class Warnings {
+ public:
+  explicit Warnings(Findings& findings) : findings_(findings) {}
+
+  void configuration(const JsonValue& value) {
+    const auto& interfaces = listOf(value, "serviceInterfaces");
+    const bool allAreMapped = std::any_of(interfaces.begin(), interfaces.end(), [](const JsonValue& candidate) {
+      const auto* const mark = find(candidate, "toAllServicePublishers", Kind::boolean);
+      return mark != nullptr && mark->text == "true";
+    });
+    Texts mapped;
+    for (const auto& mapping : listOf(value, "serviceMappings")) {
+      mapped.insert(textOf(mapping, "servicePublisherID"));
+    }
+    for (const auto& publisher : listOf(value, "servicePublishers")) {
+      warnAboutPublisher(publisher, allAreMapped || mapped.count(textOf(publisher, "uniqueID")) != 0);
+    }
+  }
+
+ private:
+  void warnAboutPublisher(const JsonValue& publisher, bool isMapped) {
+    const auto id = textOf(publisher, "uniqueID");
+    if (!isMapped) {
+      findings_.warning(publisher.offset, "the publisher '" + id + "' publishes nothing; expected a service mapping");
+    }
+    const auto* const name = find(publisher, "name", Kind::string);
+    if (name != nullptr && name->text != trackedPublisherName) {
+      findings_.warning(name->offset, "nobody waits for the endpoints of a publisher named '" + name->text +
+                                          "'; expected '" + trackedPublisherName + "'");
+    }
+    warnAboutEndpoints(listOf(publisher, "endpointsToConnectTo"), false);
+    warnAboutEndpoints(listOf(publisher, "endpointsToBindTo"), true);
+  }
+
+  void warnAboutEndpoints(const std::vector<JsonValue>& endpoints, bool areBound) {
+    Texts seen;
+    for (const auto& endpoint : endpoints) {
+      if (!seen.insert(jsonText(endpoint)).second) {
+        findings_.warning(endpoint.offset, "the endpoint " + jsonText(endpoint) + " is given twice; expected it once");
+      } else if (endpoint.kind != Kind::string) {
+        findings_.warning(endpoint.offset, std::string("the endpoint is ") + nameOf(endpoint.kind) +
+                                               ", which the framework refuses; expected a string");
+      } else if (!isDiscoveryName(endpoint.text)) {
+        warnAboutAddress(endpoint, areBound);
+      }
+    }
+  }
+
+  void warnAboutAddress(const JsonValue& endpoint, bool isBound) {
+    try {
+      const auto place = placeText(endpoint.text);
+      if (isBound && !place.empty()) {
+        const auto [first, isNew] = bound_.emplace(place, endpoint.text);
+        if (!isNew) {
+          findings_.warning(endpoint.offset, "the address '" + endpoint.text + "' is bound twice, as '" +
+                                                 first->second + "' before; expected an address of its own");
+        }
+      }
+    } catch (const std::runtime_error& error) {
+      findings_.warning(endpoint.offset, error.what());
+    }
+  }
+
+  Findings& findings_;
+  std::unordered_map<std::string, std::string> bound_;  // by place: the address as it was given
+};
+
+}  // namespace
+
+void warnAbout(const JsonValue& configuration, Findings& findings) {
+  Warnings(findings).configuration(configuration);
+}
+
+}  // namespace spfctl
