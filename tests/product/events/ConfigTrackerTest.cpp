@@ -336,4 +336,38 @@ TEST_F(APublisherTracker, KeepsTheEndpointRemovedWhenItsTextThrows) {
   EXPECT_TRUE(log_.messages().empty());
 }
 
+// ThreadSanitizer sees whatever one of them does outside of the lock.
+TEST_F(APublisherTracker, MayBeUsedByAnyTwoThreadsAtATime) {
+  using Operation = void (*)(ConfigTracker&);
+  const Operation operations[] = {
+      [](ConfigTracker& sut) { sut.completeEndpointBind(Any(std::string("b"))); },
+      [](ConfigTracker& sut) { sut.completeEndpointConnect(Any(std::string("c"))); },
+      [](ConfigTracker& sut) { sut.completeAllServicesPublished(); },
+      [](ConfigTracker& sut) { sut.completeAllServicesUnpublished(); },
+      [](ConfigTracker& sut) { sut.setError(std::make_exception_ptr(std::runtime_error("refused"))); },
+      [](ConfigTracker& sut) { sut.listOutstandingEndpoints(); },
+      [](ConfigTracker& sut) {
+        try {
+          sut.waitForAllServices(milliseconds::zero());
+        } catch (const std::runtime_error&) {
+        }
+      }};
+  for (const auto one : operations) {
+    for (const auto other : operations) {
+      const auto sut = tracker({Any(std::string("b"))}, {Any(std::string("c"))});
+      Gate gate;
+      const auto run = [&](Operation operation) {
+        ASSERT_TRUE(gate.wait());
+        operation(*sut);
+      };
+      std::thread first(run, one);
+      std::thread second(run, other);
+      gate.open();
+      first.join();
+      second.join();
+      EXPECT_LE(toBind(*sut).size(), 1u);
+    }
+  }
+}
+
 }  // namespace spf::test
