@@ -3,7 +3,8 @@ include(CMakePackageConfigHelpers)
 
 set(SPF_EXPORTED_TARGETS
     spf_cppmicroservices spf_host_filesystem spf_host_logging spf_host_services
-    spf_frameworklistener spf_frameworkinterfaces spf_frameworksupport spf_frameworksetup)
+    spf_frameworklistener spf_frameworkinterfaces spf_frameworksupport spf_frameworkwatch
+    spf_frameworksetup)
 if(SPF_RUNTIME STREQUAL "bundled")
   list(APPEND SPF_EXPORTED_TARGETS spf_runtime)
   install(DIRECTORY runtime/framework/include/ runtime/configurationadmin/include/
@@ -18,6 +19,7 @@ install(TARGETS ${SPF_EXPORTED_TARGETS} EXPORT spf-frameworksetup-targets
         RUNTIME DESTINATION ${SPF_BIN_DIR})
 install(DIRECTORY include/ host/filesystem/include/ host/logging/include/ host/services/include/
                   framework/listener/include/ framework/interfaces/include/ framework/support/include/
+                  framework/watch/include/
         DESTINATION ${SPF_INCLUDE_DIR} FILES_MATCHING PATTERN "*.hpp")
 if(TARGET spfctl)
   install(TARGETS spfctl RUNTIME DESTINATION ${SPF_BIN_DIR})

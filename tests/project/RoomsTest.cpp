@@ -22,9 +22,10 @@ const std::vector<Room> rooms = {
     {"host/services", 2, {"agent/host/services.hpp", "agent/host/host.hpp"}},
     {"framework/listener", 2, {"agent/spf/frameworklistener/"}},
     {"framework/interfaces", 2, {"agent/spf/frameworkinterfaces/"}},
+    {"framework/support", 2, {"agent/spf/frameworksupport/"}},
     {"include", 3, {"agent/spf/frameworksetup/"}},
     {"src", 3, {}},
-    {"framework/support", 3, {"agent/spf/frameworksupport/"}},
+    {"framework/watch", 3, {"agent/spf/frameworkwatch/"}},
     {"framework/bundles", 4, {}},
     {"tools", 4, {}},
 };
