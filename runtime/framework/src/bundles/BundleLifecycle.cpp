@@ -7,16 +7,16 @@
 
 #define US_BUNDLE_NAME system_bundle  // the header of the activator asks for one
 
-#include "bundles/BundleContextPrivate.h"
 #include "bundles/BundlePrivate.h"
 #include "core/Attempt.h"
+#include "core/BundleContextPrivate.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/BundleActivator.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

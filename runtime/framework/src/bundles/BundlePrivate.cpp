@@ -3,10 +3,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
 #include "bundles/ResourceTree.h"
-#include "core/FrameworkCore.h"
+#include "core/BundleContextPrivate.h"
 #include "cppmicroservices/Constants.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

@@ -9,8 +9,8 @@
 #include "bundles/ManifestReader.h"
 #include "core/Attempt.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

@@ -3,14 +3,14 @@
 #include <functional>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
 #include "bundles/BundlePrivate.h"
 #include "core/Attempt.h"
+#include "core/BundleContextPrivate.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
+#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {

@@ -5,9 +5,9 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/ServiceFactory.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

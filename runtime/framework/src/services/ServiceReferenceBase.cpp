@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/Constants.h"
+#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {

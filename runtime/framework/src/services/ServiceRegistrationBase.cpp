@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
+#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {

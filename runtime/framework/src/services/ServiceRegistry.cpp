@@ -5,13 +5,13 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
-#include "core/FrameworkCore.h"
+#include "core/BundleContextPrivate.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/PrototypeServiceFactory.h"
 #include "filter/FilterParser.hpp"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

@@ -6,10 +6,10 @@
 
 #include "bundles/BundlePrivate.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
+#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {

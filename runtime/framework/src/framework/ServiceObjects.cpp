@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
-#include "core/FrameworkCore.h"
+#include "core/BundleContextPrivate.h"
 #include "core/HandleAccess.h"
+#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {

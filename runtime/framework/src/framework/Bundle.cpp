@@ -10,10 +10,10 @@
 
 #include "bundles/BundlePrivate.h"
 #include "bundles/ResourceTree.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/BundleContext.h"
 #include "cppmicroservices/BundleResource.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/FrameworkEvent.h"
 #include "cppmicroservices/FrameworkFactory.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

@@ -1,9 +1,9 @@
-#include "core/FrameworkLease.h"
+#include "framework/FrameworkLease.h"
 
 #include <chrono>
 #include <utility>
 
-#include "core/FrameworkCore.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

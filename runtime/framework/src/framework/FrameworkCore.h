@@ -10,9 +10,9 @@
 #include "bundles/BundleLifecycle.h"
 #include "bundles/BundleRegistry.h"
 #include "core/EventListeners.h"
-#include "core/FrameworkLifecycle.h"
 #include "core/FrameworkProperties.h"
 #include "cppmicroservices/Bundle.h"
+#include "framework/FrameworkLifecycle.h"
 #include "services/ServiceRegistry.h"
 
 namespace cppmicroservices {

@@ -1,4 +1,4 @@
-#include "core/FrameworkLifecycle.h"
+#include "framework/FrameworkLifecycle.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 

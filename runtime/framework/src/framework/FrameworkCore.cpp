@@ -1,11 +1,11 @@
-#include "core/FrameworkCore.h"
+#include "framework/FrameworkCore.h"
 
 #include <atomic>
 #include <iostream>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkLease.h"
 #include "core/HandleAccess.h"
+#include "framework/FrameworkLease.h"
 
 namespace cppmicroservices {
 

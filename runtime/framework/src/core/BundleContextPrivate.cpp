@@ -1,4 +1,4 @@
-#include "bundles/BundleContextPrivate.h"
+#include "core/BundleContextPrivate.h"
 
 #include "cppmicroservices/IllegalStateException.h"
 
