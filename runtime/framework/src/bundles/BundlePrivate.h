@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +17,8 @@ class BundleContextPrivate;
 class FrameworkCore;
 class ResourceTree;
 
+constexpr long systemBundleId = 0;
+
 /// What a bundle is made from.
 struct BundleDescription {
   std::string location;
@@ -28,9 +31,11 @@ struct BundleDescription {
 /// somebody keeps a handle, and refers to it weakly.
 class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
  public:
-  static std::shared_ptr<BundlePrivate> forSystem(const std::shared_ptr<FrameworkCore>& framework);
+  BundlePrivate(std::weak_ptr<FrameworkCore> owner, std::uint64_t ownerId, long bundleId,
+                BundleDescription description);
 
-  BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description);
+  /// Makes a bundle of the same framework.
+  std::shared_ptr<BundlePrivate> makeSibling(long bundleId, BundleDescription description) const;
 
   /// \throws std::runtime_error if the framework was destroyed
   std::shared_ptr<FrameworkCore> requireFramework() const;

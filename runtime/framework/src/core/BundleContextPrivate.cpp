@@ -1,20 +1,12 @@
 #include "core/BundleContextPrivate.h"
 
+#include <utility>
+
 #include "cppmicroservices/IllegalStateException.h"
 
 namespace cppmicroservices {
 
-BundleContextPrivate::BundleContextPrivate(const std::shared_ptr<BundlePrivate>& bundle) : bundle_(bundle) {}
-
-BundleContextPrivate::Session BundleContextPrivate::require() const {
-  Session session;
-  session.bundle = valid_ ? bundle_.lock() : nullptr;
-  session.framework = session.bundle ? session.bundle->framework.lock() : nullptr;
-  if (!session.framework) {
-    throwInvalid();
-  }
-  return session;
-}
+BundleContextPrivate::BundleContextPrivate(std::weak_ptr<BundlePrivate> bundle) : bundle_(std::move(bundle)) {}
 
 void BundleContextPrivate::throwInvalid() {
   throw IllegalStateException("The bundle context is no longer valid");

@@ -216,7 +216,7 @@ std::vector<std::string> Bundle::GetPropertyKeys() const {
 void Bundle::Start(uint32_t) {
   const Bundle kept(*this);  // so that the framework cannot be destroyed by what the activator does
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     framework->lifecycle.start();
   } else {
     framework->bundleLifecycle.start(kept.bundle_);
@@ -230,7 +230,7 @@ void Bundle::Start() {
 void Bundle::Stop(uint32_t) {
   const Bundle kept(*this);
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     framework->lifecycle.stop();
   } else {
     framework->bundleLifecycle.stop(kept.bundle_);
@@ -244,7 +244,7 @@ void Bundle::Stop() {
 void Bundle::Uninstall() {
   const Bundle kept(*this);
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     throw std::runtime_error("Cannot uninstall a system bundle.");
   }
   framework->bundleLifecycle.uninstall(kept.bundle_);

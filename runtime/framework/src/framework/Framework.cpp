@@ -11,7 +11,7 @@
 namespace cppmicroservices {
 
 Framework::Framework(Bundle bundle) : Bundle(std::move(bundle)) {
-  if (valid()->id != 0) {
+  if (valid()->id != systemBundleId) {
     throw std::logic_error("The bundle is not the system bundle of a framework");
   }
 }

@@ -49,14 +49,9 @@ bool FrameworkLifecycle::stopped() const {
   return state == Bundle::STATE_INSTALLED || state == Bundle::STATE_RESOLVED;
 }
 
-bool FrameworkLifecycle::acceptsStarts() const {
-  const auto state = framework_.systemBundle()->state.load();
-  return state == Bundle::STATE_STARTING || state == Bundle::STATE_ACTIVE;
-}
-
 void FrameworkLifecycle::init() {
   // What is left of the time before a restart; ended when no lock is held.
-  ServiceRegistry::Leftovers leftovers;
+  ServiceRegistry::Records leftovers;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     auto& system = *framework_.systemBundle();
@@ -67,14 +62,14 @@ void FrameworkLifecycle::init() {
       return;
     }
     leftovers = framework_.services.reset();
-    framework_.bundles.reset();
+    framework_.bundles.reset(framework_.systemBundle());
     system.openContext();
     system.state = Bundle::STATE_STARTING;
   }
   for (const auto& service : leftovers) {
     service->end();
   }
-  framework_.bundles.installProgram();
+  framework_.installer.installProgram(framework_.systemBundle());
 }
 
 void FrameworkLifecycle::start() {
@@ -87,7 +82,7 @@ void FrameworkLifecycle::start() {
     }
     state = Bundle::STATE_ACTIVE;
   }
-  framework_.listeners.report(FrameworkEvent::FRAMEWORK_STARTED, framework_.systemBundle(), std::string());
+  framework_.listeners.framework.report(FrameworkEvent::FRAMEWORK_STARTED, framework_.systemBundle(), std::string());
 }
 
 void FrameworkLifecycle::stop() {
@@ -114,10 +109,10 @@ void FrameworkLifecycle::runStop() {
   {
     const std::lock_guard<std::mutex> begun(mutex_);  // stop() has noted this thread now
   }
-  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
+  framework_.listeners.bundles.notifyAnyway(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
   const auto bundles = framework_.bundles.all();
   for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
-    if ((*bundle)->id != 0) {
+    if ((*bundle)->id != systemBundleId) {
       stopBundle(*bundle);
     }
   }
@@ -132,8 +127,8 @@ void FrameworkLifecycle::stopBundle(const std::shared_ptr<BundlePrivate>& bundle
   try {
     framework_.bundleLifecycle.stopForGood(bundle);
   } catch (...) {
-    framework_.listeners.report(FrameworkEvent::FRAMEWORK_ERROR, bundle, "Bundle failed to stop with its framework",
-                                std::current_exception());
+    framework_.listeners.framework.report(FrameworkEvent::FRAMEWORK_ERROR, bundle,
+                                          "Bundle failed to stop with its framework", std::current_exception());
   }
 }
 
@@ -169,8 +164,8 @@ bool FrameworkLifecycle::awaitStop(Lock& lock, std::chrono::milliseconds timeout
 void FrameworkLifecycle::noticeSlowStop(Lock& lock) {
   const auto bundle = stoppingBundle_ ? stoppingBundle_ : framework_.systemBundle();
   lock.unlock();
-  framework_.log(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handleOf(bundle),
-                                "The framework's stop still waits for this bundle to stop"));
+  framework_.log.write(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handles.of(bundle),
+                                      "The framework's stop still waits for this bundle to stop"));
   lock.lock();
 }
 
@@ -199,7 +194,7 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
 }
 
 FrameworkEvent FrameworkLifecycle::answer(FrameworkEvent::Type type, const std::string& message) const {
-  return FrameworkEvent(type, framework_.handleOf(framework_.systemBundle()), message);
+  return FrameworkEvent(type, framework_.handles.of(framework_.systemBundle()), message);
 }
 
 }  // namespace cppmicroservices

@@ -30,9 +30,6 @@ class FrameworkLifecycle {
   /// See Framework::WaitForStop.
   FrameworkEvent waitForStop(std::chrono::milliseconds timeout);
 
-  /// \return whether bundles may be started
-  bool acceptsStarts() const;
-
  private:
   using Lock = std::unique_lock<std::mutex>;
 

@@ -4,17 +4,15 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundlePrivate.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/ServiceFactory.h"
-#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
-ServiceRecord::ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdentity serviceIdentity,
-                             InterfaceMapConstPtr service, Properties properties)
-    : framework(owner->framework),
-      bundle(std::move(owner)),
+ServiceRecord::ServiceRecord(std::weak_ptr<ServiceRegistry> home, ServiceClient registrant,
+                             ServiceIdentity serviceIdentity, InterfaceMapConstPtr service, Properties properties)
+    : registry(std::move(home)),
+      owner(std::move(registrant)),
       identity(std::move(serviceIdentity)),
       classes(identity.classes),
       listedId(idIn(*properties)),
@@ -37,17 +35,17 @@ std::shared_ptr<ServiceUse> ServiceRecord::sharedUse(const BundlePrivate& user) 
   return nullptr;
 }
 
-std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const std::shared_ptr<BundlePrivate>& user, bool shared) {
+std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const ServiceClient& user, bool shared) {
   uses_.reserve(uses_.size() + 1);  // nothing may fail once there is a use: its end takes the lock
   auto maker = factory();
   auto use = maker ? std::make_shared<ServiceUse>(shared_from_this(), user, std::move(maker))
                    : std::make_shared<ServiceUse>(shared_from_this(), user, service_);
-  uses_.push_back({user, use, shared});
+  uses_.push_back({user.bundle, use, shared});
   return use;
 }
 
 std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceRecord>& record,
-                                               const std::shared_ptr<BundlePrivate>& user) {
+                                               const ServiceClient& user) {
   std::shared_ptr<ServiceUse> use;
   bool made = false;
   bool fromFactory = false;
@@ -57,7 +55,7 @@ std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceReco
       return nullptr;
     }
     fromFactory = record->identity.scope != Constants::SCOPE_SINGLETON;
-    use = record->sharedUse(*user);
+    use = record->sharedUse(*user.bundle);
     made = use != nullptr;
     if (!made) {
       use = record->beginUse(user, true);
@@ -69,7 +67,7 @@ std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceReco
 }
 
 std::shared_ptr<ServiceUse> ServiceRecord::separateUse(const std::shared_ptr<ServiceRecord>& record,
-                                                       const std::shared_ptr<BundlePrivate>& user) {
+                                                       const ServiceClient& user) {
   if (record->identity.scope != Constants::SCOPE_PROTOTYPE) {
     return use(record, user);
   }
@@ -140,8 +138,8 @@ std::shared_ptr<ServiceRecord> ServiceRecord::forRegistration() {
   const std::lock_guard<std::mutex> lock(mutex_);
   auto record = forRegistrations_.lock();
   if (!record) {
-    const auto owner = std::make_shared<std::shared_ptr<ServiceRecord>>(shared_from_this());
-    record = std::shared_ptr<ServiceRecord>(owner, this);
+    const auto own = std::make_shared<std::shared_ptr<ServiceRecord>>(shared_from_this());
+    record = std::shared_ptr<ServiceRecord>(own, this);
     forRegistrations_ = record;
   }
   return record;

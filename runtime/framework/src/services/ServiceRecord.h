@@ -8,13 +8,13 @@
 
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/ServiceInterface.h"
+#include "services/ServiceClient.h"
 #include "services/ServicePropertyRules.h"
 #include "services/ServiceUse.h"
 
 namespace cppmicroservices {
 
-class BundlePrivate;
-class FrameworkCore;
+class ServiceRegistry;
 
 /// One service from its registration on; what references and registrations share. It outlives the service if
 /// one of them does, but lets go of the implementation when the service is unregistered. Any thread may use it.
@@ -22,16 +22,15 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
  public:
   using Properties = std::shared_ptr<const AnyMap>;
 
-  ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdentity serviceIdentity, InterfaceMapConstPtr service,
-                Properties properties);
+  ServiceRecord(std::weak_ptr<ServiceRegistry> home, ServiceClient registrant, ServiceIdentity serviceIdentity,
+                InterfaceMapConstPtr service, Properties properties);
 
   /// Gets the bundle's use of the service, or begins it.
   /// \return null if the service is unregistered or its factory fails
-  static std::shared_ptr<ServiceUse> use(const std::shared_ptr<ServiceRecord>& record,
-                                         const std::shared_ptr<BundlePrivate>& user);
+  static std::shared_ptr<ServiceUse> use(const std::shared_ptr<ServiceRecord>& record, const ServiceClient& user);
   /// Begins a use of its own if the service's factory makes an object per request; otherwise as above.
   static std::shared_ptr<ServiceUse> separateUse(const std::shared_ptr<ServiceRecord>& record,
-                                                 const std::shared_ptr<BundlePrivate>& user);
+                                                 const ServiceClient& user);
   void forgetEndedUses();
   /// Ends what one bundle uses.
   void closeUsesOf(const BundlePrivate& user);
@@ -59,8 +58,8 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   void end();
 
   // constant after construction
-  const std::weak_ptr<FrameworkCore> framework;
-  const std::shared_ptr<BundlePrivate> bundle;
+  const std::weak_ptr<ServiceRegistry> registry;  // keeps all of the framework alive while it is locked
+  const ServiceClient owner;
   const ServiceIdentity identity;
   const std::vector<std::string>& classes;
   const long listedId;  // the property, which is not the identity's if whoever registered the service gave one
@@ -78,7 +77,7 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   };
 
   std::shared_ptr<ServiceFactory> factory() const;
-  std::shared_ptr<ServiceUse> beginUse(const std::shared_ptr<BundlePrivate>& user, bool shared);
+  std::shared_ptr<ServiceUse> beginUse(const ServiceClient& user, bool shared);
   std::shared_ptr<ServiceUse> sharedUse(const BundlePrivate& user) const;
 
   mutable std::mutex mutex_;

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "core/HandleAccess.h"
-#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
+#include "services/ServiceRegistry.h"
 
 namespace cppmicroservices {
 
@@ -41,8 +41,8 @@ ServiceReferenceBase ServiceRegistrationBase::GetReference(const std::string& in
 
 void ServiceRegistrationBase::SetProperties(const ServiceProperties& properties) {
   const auto kept = valid().shared_from_this();
-  if (const auto framework = kept->framework.lock()) {
-    framework->services.setProperties(kept, properties);
+  if (const auto registry = kept->registry.lock()) {
+    registry->setProperties(kept, properties);
   }
 }
 
@@ -52,8 +52,8 @@ void ServiceRegistrationBase::SetProperties(ServiceProperties&& properties) {
 
 void ServiceRegistrationBase::Unregister() {
   const auto kept = valid().shared_from_this();  // a listener may destroy or replace this very object
-  if (const auto framework = kept->framework.lock()) {
-    framework->services.unregister(kept);
+  if (const auto registry = kept->registry.lock()) {
+    registry->unregister(kept);
   }
 }
 

@@ -11,7 +11,6 @@
 #include "cppmicroservices/LDAPFilter.h"
 #include "cppmicroservices/PrototypeServiceFactory.h"
 #include "filter/FilterParser.hpp"
-#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
@@ -40,7 +39,7 @@ std::string scopeOf(const InterfaceMap& service) {
                                                                      : Constants::SCOPE_BUNDLE;
 }
 
-void keepMatching(ServiceRegistry::Leftovers& records, const LDAPFilter& filter) {
+void keepMatching(ServiceRegistry::Records& records, const LDAPFilter& filter) {
   const auto differs = [&](const ServiceRegistry::Record& record) { return !filter.Match(*record->properties()); };
   records.erase(std::remove_if(records.begin(), records.end(), differs), records.end());
 }
@@ -68,7 +67,7 @@ ServiceIdentity identityFor(const InterfaceMap& service) {
 
 }  // namespace
 
-ServiceRegistry::ServiceRegistry(FrameworkCore& framework) : framework_(framework) {}
+ServiceRegistry::ServiceRegistry(ServiceListeners& listeners) : listeners_(listeners) {}
 
 ServiceRegistry::~ServiceRegistry() {
   for (const auto& record : reset()) {
@@ -76,22 +75,22 @@ ServiceRegistry::~ServiceRegistry() {
   }
 }
 
-ServiceRegistry::Record ServiceRegistry::add(const BundleContextPrivate& context,
-                                             const std::shared_ptr<BundlePrivate>& bundle,
+ServiceRegistry::Record ServiceRegistry::add(const std::shared_ptr<ServiceRegistry>& registry,
+                                             const BundleContextPrivate& context, const ServiceClient& owner,
                                              const InterfaceMapConstPtr& service, const ServiceProperties& given) {
   requireImplementations(service);
   auto identity = identityFor(*service);
   const auto properties = propertiesForRegistration(given, identity);
-  const auto record = std::make_shared<ServiceRecord>(bundle, std::move(identity), service, properties);
+  const auto record = std::make_shared<ServiceRecord>(registry, owner, std::move(identity), service, properties);
   auto registration = record->forRegistration();
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(registry->mutex_);
     if (!context.isValid()) {
       BundleContextPrivate::throwInvalid();
     }
-    addToIndex(record);
+    registry->addToIndex(record);
   }
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
+  registry->listeners_.notify(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
   return registration;
 }
 
@@ -137,7 +136,7 @@ void ServiceRegistry::setProperties(const Record& record, const ServicePropertie
       }
     }
   }
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_MODIFIED, record, *before, *after);
+  listeners_.notify(ServiceEvent::SERVICE_MODIFIED, record, *before, *after);
 }
 
 void ServiceRegistry::unregister(const Record& record) {
@@ -149,13 +148,13 @@ void ServiceRegistry::unregister(const Record& record) {
     removeFromIndex(record);
   }
   const auto properties = record->properties();
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
+  listeners_.notify(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
   record->end();
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::all() const {
+ServiceRegistry::Records ServiceRegistry::all() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Leftovers records;
+  Records records;
   records.reserve(byId_.size());
   for (const auto& entry : byId_) {
     records.push_back(entry.second);
@@ -163,13 +162,13 @@ ServiceRegistry::Leftovers ServiceRegistry::all() const {
   return records;
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::candidates(const std::string& clazz) const {
+ServiceRegistry::Records ServiceRegistry::candidates(const std::string& clazz) const {
   if (clazz.empty()) {
     return all();
   }
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byClass_.find(clazz);
-  return found == byClass_.end() ? Leftovers() : found->second;
+  return found == byClass_.end() ? Records() : found->second;
 }
 
 std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, const std::string& filter) const {
@@ -207,7 +206,7 @@ ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
 std::vector<ServiceReferenceU> ServiceRegistry::registeredBy(const BundlePrivate& bundle) const {
   std::vector<ServiceReferenceU> registered;
   for (const auto& record : all()) {
-    if (record->bundle.get() == &bundle) {
+    if (record->owner.bundle.get() == &bundle) {
       registered.emplace_back(detail::HandleAccess::reference(record, nullptr));
     }
   }
@@ -227,7 +226,7 @@ std::vector<ServiceReferenceU> ServiceRegistry::usedBy(const BundlePrivate& bund
 
 void ServiceRegistry::unregisterAllOf(const BundlePrivate& bundle) {
   for (const auto& record : all()) {
-    if (record->bundle.get() != &bundle) {
+    if (record->owner.bundle.get() != &bundle) {
       continue;
     }
     try {
@@ -256,7 +255,7 @@ void ServiceRegistry::endAbandoned() {
   }
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::reset() {
+ServiceRegistry::Records ServiceRegistry::reset() {
   auto records = all();
   const std::lock_guard<std::mutex> lock(mutex_);
   byClass_.clear();

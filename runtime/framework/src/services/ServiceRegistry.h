@@ -9,28 +9,29 @@
 
 #include "cppmicroservices/ServiceProperties.h"
 #include "cppmicroservices/ServiceReference.h"
+#include "services/ServiceListeners.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
 
 class BundleContextPrivate;
 class BundlePrivate;
-class FrameworkCore;
 
 /// One framework's services, indexed by interface, each interface's kept in the order in which they are
 /// found. Service listeners and factories are called without a lock. Any thread may use it.
 class ServiceRegistry {
  public:
   using Record = std::shared_ptr<ServiceRecord>;
-  using Leftovers = std::vector<Record>;
+  using Records = std::vector<Record>;
 
-  explicit ServiceRegistry(FrameworkCore& framework);
+  explicit ServiceRegistry(ServiceListeners& listeners);
   ~ServiceRegistry();
 
   /// See BundleContext::RegisterService.
   /// \return the new service for a registration, see ServiceRecord::forRegistration
-  Record add(const BundleContextPrivate& context, const std::shared_ptr<BundlePrivate>& bundle,
-             const InterfaceMapConstPtr& service, const ServiceProperties& properties);
+  static Record add(const std::shared_ptr<ServiceRegistry>& registry, const BundleContextPrivate& context,
+                    const ServiceClient& owner, const InterfaceMapConstPtr& service,
+                    const ServiceProperties& properties);
   /// See ServiceRegistrationBase::SetProperties.
   void setProperties(const Record& record, const ServiceProperties& properties);
   /// See ServiceRegistrationBase::Unregister.
@@ -50,15 +51,15 @@ class ServiceRegistry {
   void endAbandoned();
   /// Takes all services out without telling anybody.
   /// \return them, to be ended when no lock is held
-  Leftovers reset();
+  Records reset();
 
  private:
-  Leftovers all() const;
-  Leftovers candidates(const std::string& clazz) const;
+  Records all() const;
+  Records candidates(const std::string& clazz) const;
   void addToIndex(const Record& record);
   void removeFromIndex(const Record& record);
 
-  FrameworkCore& framework_;
+  ServiceListeners& listeners_;
 
   mutable std::mutex mutex_;
   // guarded by mutex_

@@ -4,12 +4,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundlePrivate.h"
 #include "core/ExceptionText.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
-#include "framework/FrameworkCore.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
@@ -28,18 +26,12 @@ struct Hold {
   }
 };
 
-Bundle handleOf(const std::shared_ptr<BundlePrivate>& bundle) {
-  const auto framework = bundle->framework.lock();
-  return framework ? framework->handleOf(bundle) : detail::HandleAccess::bundle(bundle, nullptr);
-}
-
 }  // namespace
 
-ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
-                       InterfaceMapConstPtr object)
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, InterfaceMapConstPtr object)
     : record_(std::move(record)), user_(std::move(user)), progress_(Progress::ready), object_(std::move(object)) {}
 
-ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user,
                        std::shared_ptr<ServiceFactory> factory)
     : record_(std::move(record)),
       user_(std::move(user)),
@@ -55,7 +47,7 @@ ServiceUse::~ServiceUse() {
 bool ServiceUse::make() {
   InterfaceMapConstPtr made;
   try {
-    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()));
+    made = factory_->GetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()));
   } catch (const SharedLibraryException& error) {
     passOn(error.GetBundle());
   } catch (const SecurityException& error) {
@@ -70,9 +62,9 @@ bool ServiceUse::make() {
 /// Lets an exception about a bundle that the factory could not load out to the one that asked for the service.
 void ServiceUse::passOn(const Bundle& bundle) {
   finish(nullptr);
-  if (const auto framework = user_->framework.lock()) {
-    framework->listeners.report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
-                                "The service factory could not load a bundle", std::current_exception());
+  if (const auto listeners = user_.framework.lock()) {
+    listeners->report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
+                      "The service factory could not load a bundle", std::current_exception());
   }
   throw;
 }
@@ -102,9 +94,7 @@ void ServiceUse::reportFactoryException() {
 
 template <class Exception>
 void ServiceUse::report(FrameworkEvent::Type type, const std::string& message, const Exception& exception) {
-  if (const auto framework = user_->framework.lock()) {
-    framework->listeners.report(type, user_, message, std::make_exception_ptr(exception));
-  }
+  user_.report(type, message, std::make_exception_ptr(exception));
 }
 
 bool ServiceUse::finish(InterfaceMapConstPtr made) {
@@ -153,7 +143,7 @@ void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
     return;
   }
   try {
-    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()), object);
+    factory_->UngetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()), object);
   } catch (...) {
     reportFactoryException();
   }

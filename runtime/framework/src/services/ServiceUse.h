@@ -10,10 +10,10 @@
 #include "cppmicroservices/ServiceException.h"
 #include "cppmicroservices/ServiceFactory.h"
 #include "cppmicroservices/ServiceInterface.h"
+#include "services/ServiceClient.h"
 
 namespace cppmicroservices {
 
-class BundlePrivate;
 class ServiceRecord;
 
 /// One bundle's use of one service. The pointers that the bundle got share it; it ends with the last of them.
@@ -22,10 +22,9 @@ class ServiceRecord;
 class ServiceUse {
  public:
   /// A use of an object that is there.
-  ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user, InterfaceMapConstPtr object);
+  ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, InterfaceMapConstPtr object);
   /// A use of an object that the calling thread is going to have made.
-  ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
-             std::shared_ptr<ServiceFactory> factory);
+  ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, std::shared_ptr<ServiceFactory> factory);
   ServiceUse(const ServiceUse&) = delete;
   ServiceUse& operator=(const ServiceUse&) = delete;
   ~ServiceUse();
@@ -64,7 +63,7 @@ class ServiceUse {
 
   // constant after construction
   const std::shared_ptr<ServiceRecord> record_;
-  const std::shared_ptr<BundlePrivate> user_;
+  const ServiceClient user_;
   const std::shared_ptr<ServiceFactory> factory_;  // null for an object that is there
   const std::thread::id maker_;
 
