@@ -236,6 +236,15 @@ TEST_F(AServiceTracker, StopsWaitingWhenItIsClosed) {
   other.join();
 }
 
+TEST_F(AServiceTracker, StopsWaitingWhenItsContextBecomesInvalid) {
+  ServiceTracker<Interface> sut(context());
+  sut.Open();
+  std::thread other([&] { stopAndWait(framework); });
+  EXPECT_THROW(sut.WaitForService(patience), std::logic_error);
+  other.join();
+  EXPECT_THROW(sut.WaitForService(), std::logic_error);
+}
+
 TEST_F(AServiceTracker, TracksWholeServices) {
   const auto registration = add("one");
   ServiceTracker<void> sut(context(), us_service_interface_iid<Interface>());

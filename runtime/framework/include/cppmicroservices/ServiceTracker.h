@@ -76,6 +76,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
             }
           },
           filter_);
+      detail::addContextEndListener(context_, items);
       items_ = items;
     }
     items->trackInitial([this] { return initialReferences(); });
@@ -117,13 +118,9 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
       if (!context_) {
         throw std::logic_error("The bundle context became invalid while waiting for a service");
       }
-      // A context does not tell of its end, so that it has to be looked at now and then.
-      const auto now = std::chrono::steady_clock::now();
-      if (deadline && now >= *deadline) {
+      if (!items->awaitAny(deadline)) {
         break;
       }
-      const auto soon = now + std::chrono::milliseconds(200);
-      items->awaitAny(deadline ? std::min(soon, *deadline) : soon);
     }
     return service;
   }

@@ -44,6 +44,14 @@ BundleContext MakeBundleContext(BundleContextPrivate* context) {
   return HandleAccess::context(context ? context->shared_from_this() : nullptr);
 }
 
+void addContextEndListener(const BundleContext& context, std::weak_ptr<ContextEndListener> listener) {
+  if (const auto& state = HandleAccess::stateOf(context)) {
+    state->addEndListener(std::move(listener));
+  } else if (const auto alive = listener.lock()) {
+    alive->onContextEnd();
+  }
+}
+
 }  // namespace detail
 
 BundleContext::BundleContext() = default;

@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#include "cppmicroservices/detail/ContextEnd.h"
+
 namespace cppmicroservices::detail {
 
 /// The items that a tracker keeps something for, and the calls to its customizer. The customizer is called
@@ -23,7 +25,7 @@ namespace cppmicroservices::detail {
 /// \tparam Value  what is kept for it
 /// \tparam Event  what is passed on to the customizer; a default one if nothing happened to the item itself
 template <class Item, class Value, class Event>
-class TrackedItems {
+class TrackedItems : public ContextEndListener {
  public:
   /// The customizer's three calls. They have to stay callable until close() has returned.
   struct Calls {
@@ -119,10 +121,25 @@ class TrackedItems {
     return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
   }
 
-  /// Waits until there is an item, the tracker is closed, or time is out.
-  void awaitAny(std::chrono::steady_clock::time_point deadline) const {
+  /// Blocks until there is an item, the tracker is closed, its context has become invalid, or the deadline has passed.
+  /// \param deadline  none waits without limit
+  /// \return false if the deadline has passed
+  bool awaitAny(const std::optional<std::chrono::steady_clock::time_point>& deadline) const {
+    const auto mayReturn = [this] { return closed_ || contextEnded_ || !values_.empty(); };
     Lock lock(mutex_);
-    changed_.wait_until(lock, deadline, [this] { return closed_ || !values_.empty(); });
+    if (deadline) {
+      return changed_.wait_until(lock, *deadline, mayReturn);
+    }
+    changed_.wait(lock, mayReturn);
+    return true;
+  }
+
+  void onContextEnd() noexcept override {
+    {
+      const Lock lock(mutex_);
+      contextEnded_ = true;
+    }
+    changed_.notify_all();
   }
 
  private:
@@ -221,6 +238,7 @@ class TrackedItems {
   std::map<std::thread::id, int> callers_;  // the threads that are in the customizer
   int changes_ = 0;
   bool closed_ = false;
+  bool contextEnded_ = false;
 };
 
 }  // namespace cppmicroservices::detail
