@@ -22,12 +22,12 @@ namespace {
 
 /// Brings the services of one interface to the registry; managed ones only if they have a PID.
 template <class Service>
-ServiceWatcher<Service> watch(BundleContext const& context, std::shared_ptr<ConfigurationRegistry> const& registry) {
-  auto const added = [registry](ServiceReference<Service> const& reference, std::shared_ptr<Service> const& service) {
-    auto const id = any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
+ServiceWatcher<Service> watch(const BundleContext& context, const std::shared_ptr<ConfigurationRegistry>& registry) {
+  const auto added = [registry](const ServiceReference<Service>& reference, const std::shared_ptr<Service>& service) {
+    const auto id = any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
     if constexpr (std::is_same_v<Service, ConfigurationListener>) {
       registry->add(id, service);
-    } else if (auto const pid = servicePidOf(reference)) {
+    } else if (const auto pid = servicePidOf(reference)) {
       registry->add(id, *pid, service);
     }
   };
@@ -57,7 +57,7 @@ class Running {
 
  private:
   // Events can only name their source once that is registered.
-  BundleContext const& withSource(BundleContext const& context) {
+  const BundleContext& withSource(const BundleContext& context) {
     registry_->setAdmin(registration_.GetReference());
     return context;
   }

@@ -16,13 +16,13 @@ class ConfigurationAdminService : public service::cm::ConfigurationAdmin {
 
   explicit ConfigurationAdminService(std::shared_ptr<ConfigurationRegistry> registry);
   ~ConfigurationAdminService() override;
-  ConfigurationAdminService(ConfigurationAdminService const&) = delete;
-  ConfigurationAdminService& operator=(ConfigurationAdminService const&) = delete;
+  ConfigurationAdminService(const ConfigurationAdminService&) = delete;
+  ConfigurationAdminService& operator=(const ConfigurationAdminService&) = delete;
 
-  ConfigurationPtr GetConfiguration(std::string const& pid) override;
-  ConfigurationPtr CreateFactoryConfiguration(std::string const& factoryPid) override;
-  ConfigurationPtr GetFactoryConfiguration(std::string const& factoryPid, std::string const& instanceName) override;
-  std::vector<ConfigurationPtr> ListConfigurations(std::string const& filter) override;
+  ConfigurationPtr GetConfiguration(const std::string& pid) override;
+  ConfigurationPtr CreateFactoryConfiguration(const std::string& factoryPid) override;
+  ConfigurationPtr GetFactoryConfiguration(const std::string& factoryPid, const std::string& instanceName) override;
+  std::vector<ConfigurationPtr> ListConfigurations(const std::string& filter) override;
 
  private:
   const std::shared_ptr<ConfigurationRegistry> registry_;

@@ -8,11 +8,11 @@
 namespace cppmicroservices::configurationadmin {
 
 /// Properties that never change again, so that they can be shared instead of copied.
-using Properties = std::shared_ptr<AnyMap const>;
+using Properties = std::shared_ptr<const AnyMap>;
 
 /// The factory's part of a PID: what stands before the first '~', if there is one.
-inline std::string factoryPartOf(std::string const& pid) {
-  auto const separator = pid.find('~');
+inline std::string factoryPartOf(const std::string& pid) {
+  const auto separator = pid.find('~');
   return separator == std::string::npos ? std::string() : pid.substr(0, separator);
 }
 
@@ -34,7 +34,7 @@ struct ConfigurationRecord {
   const unsigned long instanceCount;
 
   // Guarded by the mutex of the registry that it belongs to.
-  Properties properties = std::make_shared<AnyMap const>();
+  Properties properties = std::make_shared<const AnyMap>();
   unsigned long changeCount = 0;
   bool isRemoved = false;
   /// The object that stands for it as long as somebody holds it.

@@ -26,30 +26,30 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   using ConfigurationPtr = std::shared_ptr<Configuration>;
 
   /// What events name as their source.
-  void setAdmin(ServiceReference<service::cm::ConfigurationAdmin> const& admin);
+  void setAdmin(const ServiceReference<service::cm::ConfigurationAdmin>& admin);
 
-  ConfigurationPtr obtain(std::string const& pid);
-  ConfigurationPtr create(std::string const& factoryPid);
+  ConfigurationPtr obtain(const std::string& pid);
+  ConfigurationPtr create(const std::string& factoryPid);
 
   /// The configurations that were updated at least once, ordered by PID.
   std::vector<ConfigurationState> updated() const;
   /// The object for a record; null if it was removed.
-  ConfigurationPtr objectOf(RecordPtr const& record);
+  ConfigurationPtr objectOf(const RecordPtr& record);
 
   /// These throw std::runtime_error if the configuration was removed.
-  Properties propertiesOf(RecordPtr const& record) const;
-  unsigned long changeCountOf(RecordPtr const& record) const;
-  std::shared_ptr<Delivery> update(RecordPtr const& record, AnyMap&& properties);
+  Properties propertiesOf(const RecordPtr& record) const;
+  unsigned long changeCountOf(const RecordPtr& record) const;
+  std::shared_ptr<Delivery> update(const RecordPtr& record, AnyMap&& properties);
   /// \return null if the properties are the ones there are
-  std::shared_ptr<Delivery> updateIfDifferent(RecordPtr const& record, AnyMap&& properties);
+  std::shared_ptr<Delivery> updateIfDifferent(const RecordPtr& record, AnyMap&& properties);
   /// \return null if nobody was ever told of the configuration
-  std::shared_ptr<Delivery> remove(RecordPtr const& record);
+  std::shared_ptr<Delivery> remove(const RecordPtr& record);
 
-  DeliveryQueue const& queue() const { return queue_; }
+  const DeliveryQueue& queue() const { return queue_; }
 
-  void add(long id, std::string const& pid, std::shared_ptr<service::cm::ManagedService> const& service);
-  void add(long id, std::string const& pid, std::shared_ptr<service::cm::ManagedServiceFactory> const& factory);
-  void add(long id, std::shared_ptr<service::cm::ConfigurationListener> const& listener);
+  void add(long id, const std::string& pid, const std::shared_ptr<service::cm::ManagedService>& service);
+  void add(long id, const std::string& pid, const std::shared_ptr<service::cm::ManagedServiceFactory>& factory);
+  void add(long id, const std::shared_ptr<service::cm::ConfigurationListener>& listener);
   void remove(long id);
 
   /// Tells what is still to be told, and later changes to nobody. They have no futures, see DeliveryQueue.
@@ -66,14 +66,14 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   };
 
   // To be called with mutex_ locked.
-  ConfigurationPtr objectOfLocked(RecordPtr const& record);
-  std::shared_ptr<Delivery> replaceLocked(RecordPtr const& record, Properties& properties);
-  std::shared_ptr<Delivery> announceLocked(RecordPtr const& record);
-  Audience audienceLocked(ConfigurationRecord const& record, Revision revision) const;
+  ConfigurationPtr objectOfLocked(const RecordPtr& record);
+  std::shared_ptr<Delivery> replaceLocked(const RecordPtr& record, Properties& properties);
+  std::shared_ptr<Delivery> announceLocked(const RecordPtr& record);
+  Audience audienceLocked(const ConfigurationRecord& record, Revision revision) const;
 
   // To be called without.
-  void deliver(RecordPtr const& record, Revision revision) const;
-  void takeAway(ConfigurationRecord const& record) const;
+  void deliver(const RecordPtr& record, Revision revision) const;
+  void takeAway(const ConfigurationRecord& record) const;
 
   mutable std::mutex mutex_;
   // Guarded by mutex_:

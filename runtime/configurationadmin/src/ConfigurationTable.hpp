@@ -14,22 +14,22 @@ namespace cppmicroservices::configurationadmin {
 class ConfigurationTable {
  public:
   /// The record of that PID; a new one if there is none.
-  RecordPtr obtain(std::string const& pid);
+  RecordPtr obtain(const std::string& pid);
 
   /// The record of that PID; null if there is none.
-  RecordPtr find(std::string const& pid) const;
+  RecordPtr find(const std::string& pid) const;
 
   /// A new record of that factory, whose PID was never used before.
-  RecordPtr create(std::string const& factoryPid);
+  RecordPtr create(const std::string& factoryPid);
 
   /// Takes the record out, unless another one has its PID already.
-  void remove(ConfigurationRecord const& record);
+  void remove(const ConfigurationRecord& record);
 
   /// The configurations that were updated at least once, ordered by PID.
   std::vector<ConfigurationState> updated() const;
 
  private:
-  RecordPtr add(std::string const& pid, std::string reportedFactoryPid);
+  RecordPtr add(const std::string& pid, std::string reportedFactoryPid);
   std::string randomName();
 
   std::unordered_map<std::string, RecordPtr> records_;

@@ -18,14 +18,14 @@ class Delivery {
   explicit Delivery(DeliveryQueue::Work work) : work_(std::move(work)), future_(promise_.get_future()) {}
 
   /// Not valid if it was refused.
-  std::shared_future<void> const& future() const { return future_; }
+  const std::shared_future<void>& future() const { return future_; }
   /// Nothing has to be waited for.
   bool isDone() const {
     return !future_.valid() || future_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
 
   /// \throws std::future_error  if it was refused
-  std::shared_future<void> const& result() const {
+  const std::shared_future<void>& result() const {
     if (!future_.valid()) {
       throw std::future_error(std::future_errc::no_state);
     }
@@ -69,7 +69,7 @@ class Delivery {
 
  private:
   void settle() {
-    if (auto const future = std::exchange(unsettled_, {}); future.valid()) {
+    if (const auto future = std::exchange(unsettled_, {}); future.valid()) {
       future.wait();
     }
   }
@@ -86,7 +86,7 @@ class DeliveryQueue::State {
  public:
   enum class Phase { open, finished, settled };
 
-  bool push(std::shared_ptr<Delivery> const& delivery) {
+  bool push(const std::shared_ptr<Delivery>& delivery) {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (phase_ != Phase::open) {
@@ -117,7 +117,7 @@ class DeliveryQueue::State {
       const std::lock_guard<std::mutex> lock(mutex_);
       own_ = std::this_thread::get_id();
     }
-    while (auto const next = waitForNext()) {
+    while (const auto next = waitForNext()) {
       next->run();
     }
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -138,14 +138,14 @@ class DeliveryQueue::State {
 
   /// To be called on the queue's own thread only. \return false if there was nothing to run
   bool runNext() {
-    auto const next = takeNext();
+    const auto next = takeNext();
     if (next) {
       next->run();
     }
     return next != nullptr;
   }
 
-  void wait(Delivery const& delivery) {
+  void wait(const Delivery& delivery) {
     if (isOwnThread()) {
       while (!delivery.isDone()) {
         if (!runNext()) {
@@ -158,7 +158,7 @@ class DeliveryQueue::State {
     delivery.result().wait();
   }
 
-  std::future_status waitUntil(Delivery const& delivery, Clock::time_point deadline) {
+  std::future_status waitUntil(const Delivery& delivery, Clock::time_point deadline) {
     if (isOwnThread()) {
       while (!delivery.isDone() && Clock::now() < deadline && runNext()) {
       }
@@ -213,7 +213,7 @@ class QueueFuture : public ThreadpoolSafeFuture {
 
   void wait() const override { state_->wait(*delivery_); }
 
-  std::future_status wait_for(std::uint32_t const& milliseconds) const override {
+  std::future_status wait_for(const std::uint32_t& milliseconds) const override {
     return state_->waitUntil(*delivery_, Clock::now() + std::chrono::milliseconds(milliseconds));
   }
 
@@ -226,7 +226,7 @@ class ReadyFuture : public ThreadpoolSafeFuture {
  public:
   void get() const override {}
   void wait() const override {}
-  std::future_status wait_for(std::uint32_t const&) const override { return std::future_status::ready; }
+  std::future_status wait_for(const std::uint32_t&) const override { return std::future_status::ready; }
 };
 
 }  // namespace
@@ -254,12 +254,12 @@ std::shared_ptr<Delivery> DeliveryQueue::post(Work work) {
   return delivery;
 }
 
-std::shared_future<void> DeliveryQueue::futureOf(std::shared_ptr<Delivery> const& delivery) const {
+std::shared_future<void> DeliveryQueue::futureOf(const std::shared_ptr<Delivery>& delivery) const {
   if (!state_->isOwnThread() || delivery->isDone()) {
     return delivery->future();
   }
   // A deferred function is the only thing that a plain std::future runs on the thread that waits for it.
-  auto const ask = [state = state_, delivery] {
+  const auto ask = [state = state_, delivery] {
     if (state->isOwnThread()) {
       delivery->leaveUnsettled();
     }
@@ -271,7 +271,7 @@ std::shared_future<void> DeliveryQueue::futureOf(std::shared_ptr<Delivery> const
   return future;
 }
 
-std::shared_ptr<ThreadpoolSafeFuture> DeliveryQueue::safeFutureOf(std::shared_ptr<Delivery> const& delivery) const {
+std::shared_ptr<ThreadpoolSafeFuture> DeliveryQueue::safeFutureOf(const std::shared_ptr<Delivery>& delivery) const {
   return std::make_shared<QueueFuture<State>>(state_, delivery);
 }
 

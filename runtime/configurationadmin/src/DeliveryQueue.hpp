@@ -20,8 +20,8 @@ class DeliveryQueue {
   DeliveryQueue();
   /// As settle().
   ~DeliveryQueue();
-  DeliveryQueue(DeliveryQueue const&) = delete;
-  DeliveryQueue& operator=(DeliveryQueue const&) = delete;
+  DeliveryQueue(const DeliveryQueue&) = delete;
+  DeliveryQueue& operator=(const DeliveryQueue&) = delete;
 
   /// Never runs the work itself, nor waits for it. After finish() or settle() the work is dropped.
   std::shared_ptr<Delivery> post(Work work);
@@ -31,11 +31,11 @@ class DeliveryQueue {
   /// One that was made on the queue's own thread, inside of other work, may be waited for right there: the
   /// wait runs the work that is pending, nested. Until it is done, a timed wait for such a future returns
   /// std::future_status::deferred at once.
-  std::shared_future<void> futureOf(std::shared_ptr<Delivery> const& delivery) const;
+  std::shared_future<void> futureOf(const std::shared_ptr<Delivery>& delivery) const;
 
   /// A future that the queue's own thread may wait for wherever it was made. A wait there for the very work
   /// that it is running throws std::logic_error.
-  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(std::shared_ptr<Delivery> const& delivery) const;
+  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(const std::shared_ptr<Delivery>& delivery) const;
 
   /// Takes no more work, and returns when all of it is done, on the queue's own thread all but the running one.
   /// What is posted from now on has no result: its future is not valid, and asking one that is safe throws

@@ -15,9 +15,9 @@ using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;
 
 /// The value of that key if it is of that type, else none.
 template <class T>
-T valueOf(AnyMap const& map, std::string const& key) {
-  auto const found = map.find(key);
-  auto const* value = found == map.end() ? nullptr : any_cast<T>(&found->second);
+T valueOf(const AnyMap& map, const std::string& key) {
+  const auto found = map.find(key);
+  const auto* value = found == map.end() ? nullptr : any_cast<T>(&found->second);
   return value ? *value : T();
 }
 
@@ -29,22 +29,22 @@ struct Made {
 
 /// \return none if the configuration was there and equal: it is not the manifest's then
 /// \throws std::runtime_error  if somebody else removes it meanwhile
-std::optional<Made> make(ConfigurationRegistry& registry, std::string const& pid, AnyMap properties) {
+std::optional<Made> make(ConfigurationRegistry& registry, const std::string& pid, AnyMap properties) {
   auto configuration = registry.obtain(pid);
   if (configuration->GetChangeCount() == 0) {
     configuration->Update(std::move(properties));
   } else if (!configuration->UpdateIfDifferent(std::move(properties)).first) {
     return std::nullopt;
   }
-  auto const changeCount = configuration->GetChangeCount();
+  const auto changeCount = configuration->GetChangeCount();
   return Made{std::move(configuration), changeCount};
 }
 
-std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& headers) {
+std::vector<Made> configure(ConfigurationRegistry& registry, const AnyMap& headers) {
   std::vector<Made> made;
-  for (auto const& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
-    auto const* wanted = any_cast<AnyMap>(&entry);
-    auto const pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
+  for (const auto& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
+    const auto* wanted = any_cast<AnyMap>(&entry);
+    const auto pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
     if (pid.empty()) {
       continue;
     }
@@ -52,7 +52,7 @@ std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& heade
       if (auto one = make(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
         made.push_back(std::move(*one));
       }
-    } catch (std::runtime_error const&) {
+    } catch (const std::runtime_error&) {
       // Whoever has removed it meanwhile wants it gone.
     }
   }
@@ -60,12 +60,12 @@ std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& heade
 }
 
 /// Leaves what somebody else has changed since.
-void removeUnchanged(Made const& made) {
+void removeUnchanged(const Made& made) {
   try {
     if (made.configuration->GetChangeCount() == made.changeCount) {
       made.configuration->Remove();
     }
-  } catch (std::runtime_error const&) {
+  } catch (const std::runtime_error&) {
     // Somebody else has removed it.
   }
 }
@@ -76,7 +76,7 @@ class ManifestConfigurations::State {
  public:
   explicit State(std::shared_ptr<ConfigurationRegistry> registry) : registry_(std::move(registry)) {}
 
-  void handle(BundleEvent const& event) {
+  void handle(const BundleEvent& event) {
     if (event.GetType() == BundleEvent::BUNDLE_STARTED) {
       add(event.GetBundle());
     } else if (event.GetType() == BundleEvent::BUNDLE_STOPPING) {
@@ -84,7 +84,7 @@ class ManifestConfigurations::State {
     }
   }
 
-  void add(Bundle const& bundle) {
+  void add(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (bundle.GetState() == Bundle::STATE_ACTIVE && made_.count(bundle.GetBundleId()) == 0) {
       made_[bundle.GetBundleId()] = configure(*registry_, bundle.GetHeaders());
@@ -92,9 +92,9 @@ class ManifestConfigurations::State {
   }
 
  private:
-  void remove(Bundle const& bundle) {
+  void remove(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (auto const& made : made_[bundle.GetBundleId()]) {
+    for (const auto& made : made_[bundle.GetBundleId()]) {
       removeUnchanged(made);
     }
     made_.erase(bundle.GetBundleId());
@@ -109,11 +109,11 @@ class ManifestConfigurations::State {
   std::map<long, std::vector<Made>> made_;
 };
 
-ManifestConfigurations::ManifestConfigurations(BundleContext const& context,
+ManifestConfigurations::ManifestConfigurations(const BundleContext& context,
                                                std::shared_ptr<ConfigurationRegistry> registry)
     : context_(context), state_(std::make_shared<State>(std::move(registry))) {
-  token_ = context_.AddBundleListener([state = state_](BundleEvent const& event) { state->handle(event); });
-  for (auto const& bundle : context_.GetBundles()) {
+  token_ = context_.AddBundleListener([state = state_](const BundleEvent& event) { state->handle(event); });
+  for (const auto& bundle : context_.GetBundles()) {
     state_->add(bundle);
   }
 }

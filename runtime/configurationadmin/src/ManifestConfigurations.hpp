@@ -16,7 +16,7 @@ namespace cppmicroservices::configurationadmin {
 /// Entries that are not of this form are passed over.
 class ManifestConfigurations {
  public:
-  ManifestConfigurations(BundleContext const& context, std::shared_ptr<ConfigurationRegistry> registry);
+  ManifestConfigurations(const BundleContext& context, std::shared_ptr<ConfigurationRegistry> registry);
 
   /// To be called while the context is valid. The configurations stay.
   void close();

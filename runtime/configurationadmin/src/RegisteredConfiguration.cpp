@@ -21,7 +21,7 @@ std::string RegisteredConfiguration::GetFactoryPid() const {
 }
 
 AnyMap RegisteredConfiguration::GetProperties() const {
-  auto const properties = registry_->propertiesOf(record_);
+  const auto properties = registry_->propertiesOf(record_);
   return *properties;
 }
 
@@ -39,12 +39,12 @@ std::shared_future<void> RegisteredConfiguration::Update(AnyMap properties) {
 
 std::pair<bool, std::shared_ptr<ThreadpoolSafeFuture>> RegisteredConfiguration::SafeUpdateIfDifferent(
     AnyMap properties) {
-  auto const delivery = registry_->updateIfDifferent(record_, std::move(properties));
+  const auto delivery = registry_->updateIfDifferent(record_, std::move(properties));
   return {delivery != nullptr, safeFutureOf(delivery)};
 }
 
 std::pair<bool, std::shared_future<void>> RegisteredConfiguration::UpdateIfDifferent(AnyMap properties) {
-  auto const delivery = registry_->updateIfDifferent(record_, std::move(properties));
+  const auto delivery = registry_->updateIfDifferent(record_, std::move(properties));
   return {delivery != nullptr, futureOf(delivery)};
 }
 
@@ -60,12 +60,12 @@ unsigned long RegisteredConfiguration::GetInstanceCount() {
   return record_->instanceCount;
 }
 
-std::shared_future<void> RegisteredConfiguration::futureOf(std::shared_ptr<Delivery> const& delivery) const {
+std::shared_future<void> RegisteredConfiguration::futureOf(const std::shared_ptr<Delivery>& delivery) const {
   return delivery ? registry_->queue().futureOf(delivery) : readyFuture();
 }
 
 std::shared_ptr<ThreadpoolSafeFuture> RegisteredConfiguration::safeFutureOf(
-    std::shared_ptr<Delivery> const& delivery) const {
+    const std::shared_ptr<Delivery>& delivery) const {
   return delivery ? registry_->queue().safeFutureOf(delivery) : readySafeFuture();
 }
 

@@ -28,8 +28,8 @@ class RegisteredConfiguration : public service::cm::Configuration {
 
  private:
   /// The future of what may not have to be delivered at all.
-  std::shared_future<void> futureOf(std::shared_ptr<Delivery> const& delivery) const;
-  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(std::shared_ptr<Delivery> const& delivery) const;
+  std::shared_future<void> futureOf(const std::shared_ptr<Delivery>& delivery) const;
+  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(const std::shared_ptr<Delivery>& delivery) const;
 
   const std::shared_ptr<ConfigurationRegistry> registry_;
   const RecordPtr record_;

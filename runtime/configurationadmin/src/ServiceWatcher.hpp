@@ -21,15 +21,15 @@ namespace cppmicroservices::configurationadmin {
 template <class Service>
 class ServiceWatcher {
  public:
-  using Added = std::function<void(ServiceReference<Service> const&, std::shared_ptr<Service> const&)>;
+  using Added = std::function<void(const ServiceReference<Service>&, const std::shared_ptr<Service>&)>;
   using Removed = std::function<void(long serviceId)>;
 
-  ServiceWatcher(BundleContext const& context, Added added, Removed removed)
+  ServiceWatcher(const BundleContext& context, Added added, Removed removed)
       : context_(context), state_(std::make_shared<State>(context, std::move(added), std::move(removed))) {
-    auto const interfaceId = us_service_interface_iid<Service>();
-    token_ = context_.AddServiceListener([state = state_](ServiceEvent const& event) { state->handle(event); },
+    const auto interfaceId = us_service_interface_iid<Service>();
+    token_ = context_.AddServiceListener([state = state_](const ServiceEvent& event) { state->handle(event); },
                                          "(" + Constants::OBJECTCLASS + "=" + interfaceId + ")");
-    for (auto const& reference : context_.template GetServiceReferences<Service>()) {
+    for (const auto& reference : context_.template GetServiceReferences<Service>()) {
       state_->add(reference);
     }
     state_->endFirstLook();
@@ -44,8 +44,8 @@ class ServiceWatcher {
     State(BundleContext context, Added added, Removed removed)
         : context_(std::move(context)), added_(std::move(added)), removed_(std::move(removed)) {}
 
-    void handle(ServiceEvent const& event) {
-      auto const reference = event.GetServiceReference();
+    void handle(const ServiceEvent& event) {
+      const auto reference = event.GetServiceReference();
       if (event.GetType() == ServiceEvent::SERVICE_REGISTERED) {
         add(ServiceReference<Service>(reference));
       } else if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) {
@@ -53,12 +53,12 @@ class ServiceWatcher {
       }
     }
 
-    void add(ServiceReference<Service> const& reference) {
-      auto const id = idOf(reference);
+    void add(const ServiceReference<Service>& reference) {
+      const auto id = idOf(reference);
       if (!isNew(id)) {
         return;
       }
-      if (auto const service = serviceOf(reference)) {
+      if (const auto service = serviceOf(reference)) {
         added_(reference, service);
         if (!isKnown(id)) {
           removed_(id);
@@ -84,15 +84,15 @@ class ServiceWatcher {
     }
 
    private:
-    static long idOf(ServiceReferenceBase const& reference) {
+    static long idOf(const ServiceReferenceBase& reference) {
       return any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
     }
 
     // A service that goes at this very moment, or cannot be made, is none.
-    std::shared_ptr<Service> serviceOf(ServiceReference<Service> const& reference) {
+    std::shared_ptr<Service> serviceOf(const ServiceReference<Service>& reference) {
       try {
         return context_.GetService(reference);
-      } catch (std::exception const&) {
+      } catch (const std::exception&) {
         return nullptr;
       }
     }

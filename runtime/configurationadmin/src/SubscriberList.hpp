@@ -23,15 +23,15 @@ class SubscriberList {
   /// \param pid    what it wants to know about
   /// \param since  it knows of the changes up to this one
   void add(long id, std::string pid, Revision since, std::shared_ptr<Service> service) {
-    auto const place = std::find_if(subscribers_.begin(), subscribers_.end(),
-                                    [id](Subscriber const& subscriber) { return subscriber.id > id; });
+    const auto place = std::find_if(subscribers_.begin(), subscribers_.end(),
+                                    [id](const Subscriber& subscriber) { return subscriber.id > id; });
     subscribers_.insert(place, {id, std::move(pid), since, std::move(service)});
   }
 
   /// \return the service, whose last holder the caller may now be; null if there is none
   std::shared_ptr<Service> remove(long id) {
-    auto const found = std::find_if(subscribers_.begin(), subscribers_.end(),
-                                    [id](Subscriber const& subscriber) { return subscriber.id == id; });
+    const auto found = std::find_if(subscribers_.begin(), subscribers_.end(),
+                                    [id](const Subscriber& subscriber) { return subscriber.id == id; });
     if (found == subscribers_.end()) {
       return nullptr;
     }
@@ -41,9 +41,9 @@ class SubscriberList {
   }
 
   /// Those that have to be told of that change of that PID.
-  Services interestedIn(std::string const& pid, Revision revision) const {
+  Services interestedIn(const std::string& pid, Revision revision) const {
     Services services;
-    for (auto const& subscriber : subscribers_) {
+    for (const auto& subscriber : subscribers_) {
       if (subscriber.pid == pid && subscriber.since < revision) {
         services.push_back(subscriber.service);
       }

@@ -53,7 +53,7 @@ class Journal {
 /// Properties with one entry "value".
 AnyMap valued(int value);
 /// "=<value>" for such properties, "=" for empty ones.
-std::string textOf(AnyMap const& properties);
+std::string textOf(const AnyMap& properties);
 
 /// Writes down what it is told, then does what the test wants done.
 class RecordingFactory : public ManagedServiceFactory {
@@ -61,11 +61,11 @@ class RecordingFactory : public ManagedServiceFactory {
   explicit RecordingFactory(Journal& journal, std::string name = "factory")
       : journal_(journal), name_(std::move(name)) {}
 
-  void Updated(std::string const& pid, AnyMap const& properties) override;
-  void Removed(std::string const& pid) override;
+  void Updated(const std::string& pid, const AnyMap& properties) override;
+  void Removed(const std::string& pid) override;
 
-  std::function<void(std::string const& pid)> onUpdated = [](std::string const&) {};
-  std::function<void(std::string const& pid)> onRemoved = [](std::string const&) {};
+  std::function<void(const std::string& pid)> onUpdated = [](const std::string&) {};
+  std::function<void(const std::string& pid)> onRemoved = [](const std::string&) {};
 
  private:
   Journal& journal_;
@@ -77,7 +77,7 @@ class RecordingService : public ManagedService {
   explicit RecordingService(Journal& journal, std::string name = "service")
       : journal_(journal), name_(std::move(name)) {}
 
-  void Updated(AnyMap const& properties) override;
+  void Updated(const AnyMap& properties) override;
 
   std::function<void()> onUpdated = [] {};
 
@@ -90,9 +90,9 @@ class RecordingListener : public ConfigurationListener {
  public:
   explicit RecordingListener(Journal& journal) : journal_(journal) {}
 
-  void configurationEvent(ConfigurationEvent const& event) override;
+  void configurationEvent(const ConfigurationEvent& event) override;
 
-  std::function<void(ConfigurationEvent const& event)> onEvent = [](ConfigurationEvent const&) {};
+  std::function<void(const ConfigurationEvent& event)> onEvent = [](const ConfigurationEvent&) {};
 
  private:
   Journal& journal_;
@@ -107,12 +107,12 @@ class ConfigurationAdminFixture : public testing::Test {
   cppmicroservices::BundleContext context() { return framework.GetBundleContext(); }
 
   template <class Service>
-  auto registerWithPid(std::shared_ptr<Service> const& service, std::string const& pid) {
+  auto registerWithPid(const std::shared_ptr<Service>& service, const std::string& pid) {
     return context().RegisterService<typename InterfaceOf<Service>::type>(
         service, ServiceProperties{{cppmicroservices::Constants::SERVICE_PID, pid}});
   }
 
-  auto registerListener(std::shared_ptr<RecordingListener> const& listener) {
+  auto registerListener(const std::shared_ptr<RecordingListener>& listener) {
     return context().RegisterService<ConfigurationListener>(listener);
   }
 
@@ -145,7 +145,7 @@ class ConfigurationAdminFixture : public testing::Test {
 
 /// Whether the future becomes ready while the tests have patience.
 template <class Future>
-bool becomesReady(Future const& future) {
+bool becomesReady(const Future& future) {
   return future.wait_for(patience) == std::future_status::ready;
 }
 

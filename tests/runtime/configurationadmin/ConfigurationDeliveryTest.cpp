@@ -12,8 +12,8 @@ using testing::ElementsAre;
 
 class ADelivery : public ConfigurationAdminFixture {
  protected:
-  std::shared_ptr<RecordingFactory> addFactory(std::string const& pid = "f", std::string const& name = "factory") {
-    auto const factory = std::make_shared<RecordingFactory>(journal, name);
+  std::shared_ptr<RecordingFactory> addFactory(const std::string& pid = "f", const std::string& name = "factory") {
+    const auto factory = std::make_shared<RecordingFactory>(journal, name);
     registerWithPid(factory, pid);
     return factory;
   }
@@ -46,7 +46,7 @@ TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
   admin->GetFactoryConfiguration("x~y", "z")->Update(valued(1)).get();
   EXPECT_THAT(journal.entries(), ElementsAre("factory x~y~z=1"));
 
-  auto const created = admin->CreateFactoryConfiguration("x~y");
+  const auto created = admin->CreateFactoryConfiguration("x~y");
   created->Update(valued(2)).get();
   EXPECT_EQ(journal.entries().back(), "factory " + created->GetPid() + "=2");
 }
@@ -63,9 +63,9 @@ TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
 }
 
 TEST_F(ADelivery, RunsOnOneThreadThatIsNotTheCallers) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::vector<std::thread::id> threads;
-  factory->onUpdated = [&](std::string const&) { threads.push_back(std::this_thread::get_id()); };
+  factory->onUpdated = [&](const std::string&) { threads.push_back(std::this_thread::get_id()); };
   admin->GetConfiguration("f~1")->Update().get();
   admin->GetConfiguration("f~2")->Update().get();
 
@@ -88,8 +88,8 @@ TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
 
 TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
   blockDeliveries();
-  auto const future = admin->GetConfiguration("f~i")->Update();
-  auto const safe = admin->GetConfiguration("f~j")->SafeUpdate();
+  const auto future = admin->GetConfiguration("f~i")->Update();
+  const auto safe = admin->GetConfiguration("f~j")->SafeUpdate();
   EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   unblockDeliveries();
 
@@ -101,7 +101,7 @@ TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
 TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
   addFactory();
   blockDeliveries();
-  auto const future = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto future = admin->GetConfiguration("f~i")->Update(valued(1));
   EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0"));
   unblockDeliveries();
   future.get();
@@ -110,10 +110,10 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
 }
 
 TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::atomic<int> running{0};
   std::atomic<int> most{0};
-  factory->onUpdated = [&](std::string const&) {
+  factory->onUpdated = [&](const std::string&) {
     most = std::max(most.load(), ++running);
     std::this_thread::yield();
     --running;
@@ -137,10 +137,10 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
 TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
   addFactory();
   blockDeliveries();
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1));
   sut->Update(valued(2));
-  auto const last = sut->Update(valued(3));
+  const auto last = sut->Update(valued(3));
   unblockDeliveries();
   last.get();
 
@@ -149,7 +149,7 @@ TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
 }
 
 TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
-  for (auto const* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
+  for (const auto* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
     admin->GetConfiguration(pid)->Update(valued(1)).get();
   }
   admin->GetConfiguration("f~aa");
@@ -161,7 +161,7 @@ TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
 }
 
 TEST_F(ADelivery, BringsNothingToALateServiceWhoseConfigurationWasNeverUpdated) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   waitForWhatIsQueued();
 
@@ -181,7 +181,7 @@ TEST_F(ADelivery, ToLateReceiversIsNotMadeByTheThreadThatRegistersThem) {
 
 TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   auto registration = registerWithPid(factory, "f");
   ASSERT_EQ(journal.waitFor(1).size(), 1u);
   registration.Unregister();
@@ -191,11 +191,11 @@ TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
 }
 
 TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
   blockDeliveries();
   addFactory();
-  auto const last = sut->Update(valued(2));
+  const auto last = sut->Update(valued(2));
   unblockDeliveries();
   last.get();
 
@@ -204,13 +204,13 @@ TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
 }
 
 TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     blocked.open();
     EXPECT_TRUE(unblocked.wait());
   };
   auto registration = registerWithPid(factory, "f");
-  auto const running = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto running = admin->GetConfiguration("f~i")->Update(valued(1));
   ASSERT_TRUE(blocked.wait());
   registration.Unregister();
   EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
@@ -238,7 +238,7 @@ TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
   auto registration = registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   admin->GetConfiguration("f~told")->Update(valued(1)).get();
   blockDeliveries();
-  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto queued = admin->GetConfiguration("f~i")->Update(valued(1));
   registration.Unregister();
   unblockDeliveries();
   queued.get();
@@ -256,14 +256,14 @@ TEST_F(ADelivery, OfWhatThereWasIsMadeToALateFactoryEvenIfItIsGoneMeanwhile) {
 }
 
 TEST_F(ADelivery, IsDoneWhateverItsReceiversThrow) {
-  auto const first = addFactory("f", "first");
-  first->onUpdated = [](std::string const&) { throw std::runtime_error("not wanted"); };
-  first->onRemoved = [](std::string const&) { throw 5; };
+  const auto first = addFactory("f", "first");
+  first->onUpdated = [](const std::string&) { throw std::runtime_error("not wanted"); };
+  first->onRemoved = [](const std::string&) { throw 5; };
   addFactory("f", "second");
-  auto const service = std::make_shared<RecordingService>(journal);
+  const auto service = std::make_shared<RecordingService>(journal);
   service->onUpdated = [] { throw 5; };
   registerWithPid(service, "f~i");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
 
   EXPECT_NO_THROW(sut->Update(valued(1)).get());
   EXPECT_EQ(sut->GetProperties(), valued(1));
@@ -273,8 +273,8 @@ TEST_F(ADelivery, IsDoneWhateverItsReceiversThrow) {
 }
 
 TEST_F(ADelivery, MayUseTheConfigurationAdminAndTheFramework) {
-  auto const factory = addFactory();
-  factory->onUpdated = [&](std::string const& pid) {
+  const auto factory = addFactory();
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       admin->GetFactoryConfiguration("f", "inner")->Update(valued(2));
       addFactory("g", "other");
@@ -288,8 +288,8 @@ TEST_F(ADelivery, MayUseTheConfigurationAdminAndTheFramework) {
 }
 
 TEST_F(ADelivery, MayWaitForTheSafeFutureOfAnotherOne) {
-  auto const factory = addFactory();
-  factory->onUpdated = [&](std::string const& pid) {
+  const auto factory = addFactory();
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       admin->GetConfiguration("f~inner")->SafeUpdate(valued(2))->wait();
       journal.write("waited");
@@ -302,9 +302,9 @@ TEST_F(ADelivery, MayWaitForTheSafeFutureOfAnotherOne) {
 
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::shared_future<void> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner = admin->GetConfiguration("f~inner")->Update(valued(2));
       inner.get();
@@ -318,31 +318,31 @@ TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
 }
 
 TEST_F(ADelivery, MakesThePlainFutureOfAnotherOneReadyIfNobodyWaitsForIt) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
     }
   };
   admin->GetConfiguration("f~outer")->Update(valued(1)).get();
-  auto const future = inner.get_future().get();
+  const auto future = inner.get_future().get();
   admin->GetConfiguration("f~last")->Update(valued(3)).get();
 
   EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
 TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
       EXPECT_TRUE(unblocked.wait());
     }
   };
   admin->GetConfiguration("f~outer")->Update(valued(1));
-  auto const future = inner.get_future().get();
+  const auto future = inner.get_future().get();
   std::thread waiting([&] { future.get(); });
   unblockDeliveries();
   waiting.join();
@@ -351,10 +351,10 @@ TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
 }
 
 TEST_F(ADelivery, RefusesToWaitForItself) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::promise<std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture>> own;
   auto known = own.get_future().share();
-  factory->onUpdated = [&](std::string const&) {
+  factory->onUpdated = [&](const std::string&) {
     EXPECT_THROW(known.get()->wait(), std::logic_error);
     EXPECT_THROW(known.get()->get(), std::logic_error);
     EXPECT_EQ(known.get()->wait_for(1), std::future_status::timeout);
@@ -370,7 +370,7 @@ TEST_F(ADelivery, OfAnOldUpdateIsNotMadeToALateFactory) {
   blockDeliveries();
   admin->GetConfiguration("f~i")->Update(valued(1));
   addFactory();
-  auto const last = admin->GetConfiguration("f~j")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~j")->Update(valued(2));
   unblockDeliveries();
   last.get();
 

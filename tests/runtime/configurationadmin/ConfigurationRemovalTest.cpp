@@ -9,10 +9,10 @@ using testing::ElementsAre;
 class ARemoval : public ConfigurationAdminFixture {};
 
 TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update();
   sut->Remove().get();
-  auto const says = testing::ThrowsMessage<std::runtime_error>("This Configuration has been Removed");
+  const auto says = testing::ThrowsMessage<std::runtime_error>("This Configuration has been Removed");
 
   EXPECT_THAT([&] { sut->GetPid(); }, says);
   EXPECT_THAT([&] { sut->GetFactoryPid(); }, says);
@@ -28,10 +28,10 @@ TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
 }
 
 TEST_F(ARemoval, MakesRoomForANewObject) {
-  auto const old = admin->GetConfiguration("a");
+  const auto old = admin->GetConfiguration("a");
   old->Update(valued(1));
   old->Remove().get();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_NE(sut, old);
   EXPECT_EQ(sut->GetProperties(), AnyMap());
@@ -51,7 +51,7 @@ TEST_F(ARemoval, OfWhatWasNeverUpdatedIsToldToNobody) {
 
 TEST_F(ARemoval, IsToldToTheFactory) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
   sut->SafeRemove()->get();
 
@@ -60,7 +60,7 @@ TEST_F(ARemoval, IsToldToTheFactory) {
 
 TEST_F(ARemoval, LooksLikeEmptyPropertiesToAService) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1)).get();
   sut->Remove().get();
 
@@ -70,9 +70,9 @@ TEST_F(ARemoval, LooksLikeEmptyPropertiesToAService) {
 TEST_F(ARemoval, TakesThePlaceOfAnUpdateThatWasNotDeliveredYet) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1));
-  auto const last = sut->Remove();
+  const auto last = sut->Remove();
   unblockDeliveries();
   last.get();
 
@@ -86,7 +86,7 @@ TEST_F(ARemoval, IsToldBeforeANewConfigurationOfThatPid) {
   admin->GetConfiguration("f~i")->Update(valued(1)).get();
   blockDeliveries();
   admin->GetConfiguration("f~i")->Remove();
-  auto const last = admin->GetConfiguration("f~i")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~i")->Update(valued(2));
   unblockDeliveries();
   last.get();
 
@@ -97,24 +97,24 @@ TEST_F(ARemoval, IsToldBeforeANewConfigurationOfThatPid) {
 TEST_F(ARemoval, NeverHidesTheLastStateOfANewConfiguration) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   for (int i = 0; i < 200; ++i) {
-    auto const old = admin->GetConfiguration("f~i");
+    const auto old = admin->GetConfiguration("f~i");
     old->Update(valued(-1));
     old->Remove();
-    auto const last = admin->GetConfiguration("f~i")->Update(valued(i));
+    const auto last = admin->GetConfiguration("f~i")->Update(valued(i));
     last.get();
-    auto const entries = journal.entries();
+    const auto entries = journal.entries();
     ASSERT_EQ(entries.back(), "factory f~i=" + std::to_string(i));
     ASSERT_EQ(*(entries.end() - 2), "factory f~i removed");
   }
 }
 
 TEST_F(ARemoval, OfLongAgoIsNotToldToALateFactory) {
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   blockDeliveries();
   sut->Update(valued(1));
   sut->Remove();
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const last = admin->GetConfiguration("f~j")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~j")->Update(valued(2));
   unblockDeliveries();
   last.get();
 

@@ -7,13 +7,13 @@ using testing::ElementsAre;
 /// Registers a factory with the properties, then updates "f~i".
 class APid : public ConfigurationAdminFixture {
  protected:
-  std::vector<std::string> toldWith(ServiceProperties const& properties) {
+  std::vector<std::string> toldWith(const ServiceProperties& properties) {
     context().RegisterService<ManagedServiceFactory>(std::make_shared<RecordingFactory>(journal), properties);
     admin->GetConfiguration("f~i")->Update(valued(1)).get();
     return journal.entries();
   }
 
-  static AnyMap map(std::string const& key, std::string const& value) {
+  static AnyMap map(const std::string& key, const std::string& value) {
     AnyMap result;
     result[key] = value;
     return result;
@@ -72,7 +72,7 @@ TEST_F(APid, CannotStandInAFactoryPid) {
 }
 
 TEST_F(APid, HasToBeAString) {
-  EXPECT_THAT(toldWith({{"service.pid", Any(static_cast<char const*>("f"))}}), ElementsAre());
+  EXPECT_THAT(toldWith({{"service.pid", Any(static_cast<const char*>("f"))}}), ElementsAre());
 }
 
 TEST_F(APid, IsNeededToBeTold) {

@@ -25,9 +25,9 @@ TEST_F(AStoppedConfigurationAdmin, OffersItsServiceNoMore) {
 }
 
 TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingThread) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
-  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
   registerWithPid(factory, "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   admin->GetConfiguration("f~never");
@@ -48,7 +48,7 @@ TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
 TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
-  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto queued = admin->GetConfiguration("f~i")->Update(valued(1));
   std::thread stopping([&] { stopBundle(); });
   unblockDeliveries();
   stopping.join();
@@ -67,8 +67,8 @@ TEST_F(AStoppedConfigurationAdmin, WasStoppedByTheFrameworkInTheSameWay) {
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedByADelivery) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) { framework.Stop(); };
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) { framework.Stop(); };
   registerWithPid(factory, "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   stopFramework();
@@ -88,10 +88,10 @@ TEST_F(AStoppedConfigurationAdmin, ForgetsEverything) {
 }
 
 TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesNothing) {
-  auto const held = admin;
+  const auto held = admin;
   stopBundle();
-  auto const sut = held->GetConfiguration("a");
-  auto const other = held->GetConfiguration("b");
+  const auto sut = held->GetConfiguration("a");
+  const auto other = held->GetConfiguration("b");
 
   EXPECT_FALSE(sut->Update(valued(1)).valid());
   EXPECT_THROW(sut->SafeUpdate(valued(2))->get(), std::future_error);
@@ -105,9 +105,9 @@ TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesN
 }
 
 TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServiceAnyMore) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
-  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
   registerWithPid(factory, "f");
   auto held = admin;
   held->GetConfiguration("f~a")->Update(valued(1)).get();
@@ -128,8 +128,8 @@ TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServ
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatAnswerButTellNobody) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~a");
-  auto const other = admin->GetConfiguration("f~b");
+  const auto sut = admin->GetConfiguration("f~a");
+  const auto other = admin->GetConfiguration("f~b");
   sut->Update(valued(1)).get();
   stopBundle();
 
@@ -158,8 +158,8 @@ TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
 }
 
 TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhenItsTimeIsUp) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     framework.Stop();
     EXPECT_EQ(framework.WaitForStop(std::chrono::milliseconds(20)).GetType(),
               cppmicroservices::FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
@@ -172,11 +172,11 @@ TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhen
 }
 
 TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStoppedIt) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
-    auto const held = std::move(admin);
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
+    const auto held = std::move(admin);
     bundle.Stop();
-    auto const late = held->GetConfiguration("late");
+    const auto late = held->GetConfiguration("late");
     EXPECT_FALSE(late->Update(valued(2)).valid());
     EXPECT_THROW(late->SafeUpdate(valued(3))->wait(), std::future_error);
     EXPECT_THROW(late->SafeUpdate(valued(4))->wait_for(0), std::future_error);
@@ -189,8 +189,8 @@ TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStop
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     stopBundle();
     journal.write("stopped");
   };

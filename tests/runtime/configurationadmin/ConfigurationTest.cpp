@@ -12,9 +12,9 @@ using testing::UnorderedElementsAre;
 
 class AConfigurationAdmin : public ConfigurationAdminFixture {
  protected:
-  std::vector<std::string> pidsOf(std::string const& filter = {}) {
+  std::vector<std::string> pidsOf(const std::string& filter = {}) {
     std::vector<std::string> pids;
-    for (auto const& configuration : admin->ListConfigurations(filter)) {
+    for (const auto& configuration : admin->ListConfigurations(filter)) {
       pids.push_back(configuration->GetPid());
     }
     return pids;
@@ -32,7 +32,7 @@ TEST_F(AConfigurationAdmin, IsABundleWithAnActivatorThatOffersOneService) {
 }
 
 TEST_F(AConfigurationAdmin, GivesTheSameObjectForAPidAgain) {
-  auto const first = admin->GetConfiguration("a");
+  const auto first = admin->GetConfiguration("a");
 
   EXPECT_EQ(admin->GetConfiguration("a"), first);
   EXPECT_EQ(first->GetPid(), "a");
@@ -63,7 +63,7 @@ TEST_F(AConfigurationAdmin, NamesAConfigurationOfAFactoryAfterBoth) {
 TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
   std::set<std::string> pids;
   for (int i = 0; i < 100; ++i) {
-    auto const configuration = admin->CreateFactoryConfiguration("f");
+    const auto configuration = admin->CreateFactoryConfiguration("f");
     EXPECT_THAT(configuration->GetPid(), testing::ContainsRegex("^f~[0-9A-Za-z]{6}$"));
     EXPECT_EQ(configuration->GetFactoryPid(), "f");
     pids.insert(configuration->GetPid());
@@ -128,7 +128,7 @@ TEST_F(AConfigurationAdmin, CannotMatchPropertiesWithAnotherSpellingOfThePidsNam
 }
 
 TEST_F(AConfiguration, HasNoPropertiesAtFirst) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_EQ(sut->GetProperties(), AnyMap());
   EXPECT_EQ(sut->GetChangeCount(), 0u);
@@ -139,7 +139,7 @@ TEST_F(AConfiguration, KeepsThePropertiesAsTheyAreGiven) {
   AnyMap properties(AnyMap::ORDERED_MAP);
   properties["Key"] = 1;
   properties["KEY"] = std::vector<Any>{Any(2)};
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_EQ(sut->GetProperties(), properties);
@@ -148,14 +148,14 @@ TEST_F(AConfiguration, KeepsThePropertiesAsTheyAreGiven) {
 TEST_F(AConfiguration, KeepsEmptyValues) {
   AnyMap properties;
   properties["empty"] = Any();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_TRUE(sut->GetProperties().at("empty").Empty());
 }
 
 TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   auto copy = sut->GetProperties();
   copy["value"] = 2;
@@ -164,7 +164,7 @@ TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
 }
 
 TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   EXPECT_EQ(sut->GetChangeCount(), 1u);
   sut->Update(valued(1));
@@ -174,7 +174,7 @@ TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
 }
 
 TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   sut->Update();
 
@@ -183,10 +183,10 @@ TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
 }
 
 TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
-  auto const result = sut->UpdateIfDifferent(valued(1));
-  auto const safe = sut->SafeUpdateIfDifferent(valued(1));
+  const auto result = sut->UpdateIfDifferent(valued(1));
+  const auto safe = sut->SafeUpdateIfDifferent(valued(1));
 
   EXPECT_FALSE(result.first);
   EXPECT_TRUE(becomesReady(result.second));
@@ -196,16 +196,16 @@ TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
 }
 
 TEST_F(AConfiguration, IsNotUpdatedWithNothingAtFirst) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_FALSE(sut->UpdateIfDifferent().first);
   EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
 }
 
 TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
-  auto const result = sut->UpdateIfDifferent(valued(2));
+  const auto result = sut->UpdateIfDifferent(valued(2));
 
   EXPECT_TRUE(result.first);
   EXPECT_TRUE(becomesReady(result.second));
@@ -214,7 +214,7 @@ TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
 }
 
 TEST_F(AConfiguration, TakesCapitalsTypesAndKindsOfMapsForDifferent) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
 
   EXPECT_TRUE(sut->UpdateIfDifferent(AnyMap{{"Value", Any(1)}}).first);
@@ -228,7 +228,7 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
 }
 
 TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   AnyMap const properties{{"value", Any(Incomparable())}};
   sut->Update(properties);
 
@@ -246,7 +246,7 @@ TEST_F(AConfiguration, LeavesAnEmptyMapWhereItTookThePropertiesFrom) {
 TEST_F(AConfiguration, TakesAnEmptyValueForDifferentFromEverything) {
   AnyMap properties;
   properties["empty"] = Any();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);

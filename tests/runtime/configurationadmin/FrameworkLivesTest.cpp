@@ -10,7 +10,7 @@ namespace spf::test {
 namespace {
 
 /// How many entries a folder has.
-int entriesIn(char const* folder) {
+int entriesIn(const char* folder) {
   int count = 0;
   auto* const directory = opendir(folder);
   while (directory != nullptr && readdir(directory) != nullptr) {
@@ -51,8 +51,8 @@ class ALongLivingProcess : public ConfigurationAdminFixture {
   class CountingFactory : public ManagedServiceFactory {
    public:
     explicit CountingFactory(std::atomic<int>& deliveries) : deliveries_(deliveries) {}
-    void Updated(std::string const&, AnyMap const&) override { ++deliveries_; }
-    void Removed(std::string const&) override {}
+    void Updated(const std::string&, const AnyMap&) override { ++deliveries_; }
+    void Removed(const std::string&) override {}
 
    private:
     std::atomic<int>& deliveries_;
@@ -64,9 +64,9 @@ class ALongLivingProcess : public ConfigurationAdminFixture {
 TEST_F(ALongLivingProcess, LosesNothingToAThousandLivesOfAFramework) {
   constexpr int lives = 1000;
   live(50);  // what is kept for good is there by now
-  auto const threadsBefore = threads();
-  auto const descriptorsBefore = descriptors();
-  auto const bytesBefore = bytesInUse();
+  const auto threadsBefore = threads();
+  const auto descriptorsBefore = descriptors();
+  const auto bytesBefore = bytesInUse();
 
   live(lives);
   EXPECT_EQ(deliveries, 50 + lives);

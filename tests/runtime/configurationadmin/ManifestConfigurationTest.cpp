@@ -30,7 +30,7 @@ TEST_F(AManifest, HasItsConfigurationsWhileTheBundleIsActive) {
   EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
   configured.Start();
   ASSERT_EQ(admin->ListConfigurations("(pid=from.manifest)").size(), 1u);
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   EXPECT_EQ(sut->GetProperties(), valued(1));
   EXPECT_EQ(sut->GetChangeCount(), 1u);
   configured.Stop();
@@ -48,7 +48,7 @@ TEST_F(AManifest, HasItsConfigurationsIfTheBundleWasActiveFirst) {
 }
 
 TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(1)).get();
   configured.Start();
 
@@ -58,7 +58,7 @@ TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
 }
 
 TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
   configured.Start();
 
@@ -68,7 +68,7 @@ TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
 
 TEST_F(AManifest, LeavesAConfigurationThatSomebodyElseHasChangedSince) {
   configured.Start();
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
   configured.Stop();
 

@@ -15,19 +15,19 @@ namespace shapes {
 /// A type that says itself how it is shown.
 struct Square {
   int side = 2;
-  bool operator==(Square const& other) const { return side == other.side; }
+  bool operator==(const Square& other) const { return side == other.side; }
 };
 
-std::ostream& operator<<(std::ostream& out, Square const&) {
+std::ostream& operator<<(std::ostream& out, const Square&) {
   return out << "streamed";
 }
-std::ostream& any_value_to_string(std::ostream& out, Square const& square) {
+std::ostream& any_value_to_string(std::ostream& out, const Square& square) {
   return out << "square of " << square.side;
 }
-std::ostream& any_value_to_json(std::ostream& out, Square const& square, std::uint8_t, std::int32_t) {
+std::ostream& any_value_to_json(std::ostream& out, const Square& square, std::uint8_t, std::int32_t) {
   return out << "{\"side\" : " << square.side << "}";
 }
-std::ostream& any_value_to_cpp(std::ostream& out, Square const& square, std::uint8_t, std::int32_t) {
+std::ostream& any_value_to_cpp(std::ostream& out, const Square& square, std::uint8_t, std::int32_t) {
   return out << "Square{" << square.side << "}";
 }
 
@@ -55,7 +55,7 @@ TEST(TheCppOfAnAny, ShowsScalarsAsTheyAreWritten) {
 
 TEST(TheCppOfAnAny, QuotesNothingButStrings) {
   EXPECT_EQ(Any('x').ToCPP(), "x");
-  EXPECT_EQ(Any(static_cast<char const*>("text")).ToCPP(), "text");
+  EXPECT_EQ(Any(static_cast<const char*>("text")).ToCPP(), "text");
   EXPECT_EQ(Any(std::map<std::string, std::string>{{"k", "v"}}).ToCPP(), "AnyMap { ORDERED_MAP, {{\"k\" , v}}}");
 }
 

@@ -16,9 +16,9 @@ using cppmicroservices::any_cast;
 using cppmicroservices::any_map;
 using cppmicroservices::AnyMap;
 
-std::vector<std::string> keysOf(AnyMap const& map) {
+std::vector<std::string> keysOf(const AnyMap& map) {
   std::vector<std::string> keys;
-  for (auto const& [key, value] : map) {
+  for (const auto& [key, value] : map) {
     keys.push_back(key);
   }
   return keys;
@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(OfEachType, AMap,
                                          AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
 
 TEST_P(AMap, IsEmptyAtFirst) {
-  auto const sut = make();
+  const auto sut = make();
 
   EXPECT_EQ(sut.GetType(), GetParam());
   EXPECT_TRUE(sut.empty());
@@ -44,14 +44,14 @@ TEST_P(AMap, IsEmptyAtFirst) {
 }
 
 TEST_P(AMap, TakesTheFirstOfEntriesWithOneKey) {
-  auto const sut = make({{"k", Any(1)}, {"k", Any(2)}});
+  const auto sut = make({{"k", Any(1)}, {"k", Any(2)}});
 
   EXPECT_EQ(sut.size(), 1u);
   EXPECT_EQ(sut.at("k"), 1);
 }
 
 TEST_P(AMap, FindsWhatItHolds) {
-  auto const sut = make({{"k", Any(1)}, {"l", Any(2)}});
+  const auto sut = make({{"k", Any(1)}, {"l", Any(2)}});
 
   EXPECT_EQ(sut.count("k"), 1u);
   EXPECT_EQ(sut.count("m"), 0u);
@@ -61,9 +61,9 @@ TEST_P(AMap, FindsWhatItHolds) {
 
 TEST_P(AMap, ThrowsForAKeyThatItDoesNotHold) {
   auto sut = make();
-  auto const& constant = sut;
+  const auto& constant = sut;
 
-  auto const says =
+  const auto says =
       testing::ThrowsMessage<std::out_of_range>(GetParam() == AnyMap::ORDERED_MAP ? "map::at" : "unordered_map::at");
 
   EXPECT_THAT([&] { sut.at("k"); }, says);
@@ -91,10 +91,10 @@ TEST_P(AMap, TakesARvalueKeyOnlyForANewEntry) {
 
 TEST_P(AMap, LeavesAnEntryAsItIsWhenItIsInsertedAgain) {
   auto sut = make();
-  auto const inserted = sut.insert({"k", Any(1)});
-  auto const again = sut.insert({"k", Any(2)});
-  auto const emplaced = sut.emplace("l", 3);
-  auto const emplacedAgain = sut.emplace(std::string("l"), Any(4));
+  const auto inserted = sut.insert({"k", Any(1)});
+  const auto again = sut.insert({"k", Any(2)});
+  const auto emplaced = sut.emplace("l", 3);
+  const auto emplacedAgain = sut.emplace(std::string("l"), Any(4));
 
   EXPECT_TRUE(inserted.second);
   EXPECT_FALSE(again.second);
@@ -115,7 +115,7 @@ TEST_P(AMap, LetsItsEntriesBeErasedAndCleared) {
 }
 
 TEST_P(AMap, IsCopiedDeeply) {
-  auto const original = make({{"k", Any(make({{"l", Any(1)}}))}});
+  const auto original = make({{"k", Any(make({{"l", Any(1)}}))}});
   auto copy = original;
   cppmicroservices::ref_any_cast<AnyMap>(copy.at("k"))["l"] = 2;
 
@@ -124,7 +124,7 @@ TEST_P(AMap, IsCopiedDeeply) {
 }
 
 TEST_P(AMap, EqualsOneWithTheSameKeysAndValues) {
-  auto const sut = make({{"k", Any(1)}, {"l", Any(std::string("x"))}});
+  const auto sut = make({{"k", Any(1)}, {"l", Any(std::string("x"))}});
 
   EXPECT_TRUE(sut == make({{"l", Any(std::string("x"))}, {"k", Any(1)}}));
   EXPECT_FALSE(sut != sut);
@@ -135,7 +135,7 @@ TEST_P(AMap, EqualsOneWithTheSameKeysAndValues) {
 }
 
 TEST_P(AMap, NeverEqualsOneOfAnotherType) {
-  for (auto const type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
     EXPECT_EQ(make() == AnyMap(type), type == GetParam());
   }
 }
@@ -185,7 +185,7 @@ TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
   EXPECT_EQ(sut.size(), 0u);
   EXPECT_EQ(sut.count("l"), 0u);
   EXPECT_TRUE(sut.begin() == sut.end());
-  auto const copy = sut;
+  const auto copy = sut;
   EXPECT_EQ(copy.GetType(), GetParam());
 
   AnyMap assigned;
@@ -204,7 +204,7 @@ TEST_P(AMap, SurvivesAMoveToItself) {
 }
 
 TEST_P(AMap, IsComparedWithoutHarmWhenAValueIsEmpty) {
-  auto const sut = make({{"k", Any()}});
+  const auto sut = make({{"k", Any()}});
 
   EXPECT_FALSE(sut == AnyMap(sut));
   EXPECT_FALSE(sut == make({{"k", Any(1)}}));
@@ -248,7 +248,7 @@ TEST(AnAnyMap, NumbersItsTypes) {
 }
 
 template <class Map>
-using Subscribed = decltype(std::declval<Map>()[std::declval<std::string const&>()]);
+using Subscribed = decltype(std::declval<Map>()[std::declval<const std::string&>()]);
 template <class Map>
 using ComparedFromItsEnd = decltype(std::declval<Map&>().end() != std::declval<Map&>().find(std::string()));
 template <class Map>
@@ -274,7 +274,7 @@ inline constexpr bool allows<Use, Map, std::void_t<Use<Map>>> = true;
 
 TEST(AnAnyMap, GivesOnlyConstantAccessWhereItFinds) {
   static_assert(std::is_same_v<decltype(std::declval<AnyMap&>().find("")), AnyMap::const_iterator>);
-  static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, AnyMap const&>);
+  static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, const AnyMap&>);
   static_assert(allows<ComparedToItsEnd, AnyMap> && !allows<ComparedFromItsEnd, AnyMap>);
 }
 
@@ -289,7 +289,7 @@ TEST(AnAnyMap, LacksWhatOnlyStandardMapsHave) {
 }
 
 TEST(AnAnyMap, IsNotMadeOfItsBase) {
-  EXPECT_FALSE((std::is_constructible_v<AnyMap, any_map const&>));
+  EXPECT_FALSE((std::is_constructible_v<AnyMap, const any_map&>));
 }
 
 TEST(AnAnyMap, IsOrderedByBytes) {

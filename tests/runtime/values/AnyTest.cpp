@@ -30,20 +30,20 @@ struct Transfers {
 /// Counts its copies and moves; without `==`.
 struct Counted {
   explicit Counted(Transfers& count) : transfers(&count) {}
-  Counted(Counted const& other) : transfers(other.transfers) { ++transfers->copies; }
+  Counted(const Counted& other) : transfers(other.transfers) { ++transfers->copies; }
   Counted(Counted&& other) noexcept : transfers(other.transfers) { ++transfers->moves; }
 
   Transfers* transfers;
 };
 
-std::ostream& operator<<(std::ostream& out, Counted const&) {
+std::ostream& operator<<(std::ostream& out, const Counted&) {
   return out << "counted";
 }
 
 /// Small, but its move might throw.
 struct Throwing {
   explicit Throwing(int v) : value(v) {}
-  Throwing(Throwing const& other) : value(other.value) {
+  Throwing(const Throwing& other) : value(other.value) {
     if (value < 0) {
       throw 5;
     }
@@ -52,7 +52,7 @@ struct Throwing {
   int value;
 };
 
-std::ostream& operator<<(std::ostream& out, Throwing const&) {
+std::ostream& operator<<(std::ostream& out, const Throwing&) {
   return out;
 }
 
@@ -69,7 +69,7 @@ TEST(AnAny, HoldsTheDecayedType) {
 
   EXPECT_TRUE(Any(text).Type() == typeid(std::string));
   EXPECT_TRUE(Any(reference).Type() == typeid(std::string));
-  EXPECT_TRUE(Any(static_cast<char const*>("x")).Type() == typeid(char const*));
+  EXPECT_TRUE(Any(static_cast<const char*>("x")).Type() == typeid(const char*));
 }
 
 TEST(AnAny, HoldsEverythingThatCanBeCopiedAndStreamed) {
@@ -133,11 +133,11 @@ TEST(AnAny, LeavesItsValueAloneWhenItIsMoved) {
 template <class T>
 bool staysWhenMoved(T value) {
   Any sut = std::move(value);
-  auto const* const before = any_cast<T>(&sut);
+  const auto* const before = any_cast<T>(&sut);
   Any const constructed = std::move(sut);
   Any assigned;
   assigned = Any(constructed);
-  auto const* const assignedBefore = any_cast<T>(&assigned);
+  const auto* const assignedBefore = any_cast<T>(&assigned);
   sut = std::move(assigned);
   return any_cast<T>(&constructed) == before && any_cast<T>(&sut) == assignedBefore;
 }
@@ -218,7 +218,7 @@ TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
 
 TEST(AnAny, NeverEqualsALiteral) {
   EXPECT_FALSE(Any(std::string("x")) == "x");
-  EXPECT_FALSE(Any(static_cast<char const*>("x")) == "x");
+  EXPECT_FALSE(Any(static_cast<const char*>("x")) == "x");
 }
 
 TEST(AnAny, ComparesPointersToCharactersAsPointers) {
@@ -240,7 +240,7 @@ TEST(AnAny, EqualsAnotherOneWithAnEqualValueOfThatType) {
 TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
   Transfers transfers;
   Any const sut = Counted(transfers);
-  Any const& same = sut;
+  const Any& same = sut;
 
   EXPECT_FALSE(sut == same);
   EXPECT_TRUE(sut != same);
@@ -276,7 +276,7 @@ TEST(ACast, GivesACopyOfTheValue) {
 TEST(ACast, GivesTheAddressOfTheValue) {
   Any sut = std::string("text");
   *any_cast<std::string>(&sut) += "!";
-  Any const& constant = sut;
+  const Any& constant = sut;
 
   EXPECT_EQ(*any_cast<std::string>(&constant), "text!");
 }
@@ -284,7 +284,7 @@ TEST(ACast, GivesTheAddressOfTheValue) {
 TEST(ACast, GivesAReferenceToTheValue) {
   Any sut = std::string("text");
   ref_any_cast<std::string>(sut) += "!";
-  Any const& constant = sut;
+  const Any& constant = sut;
 
   EXPECT_EQ(ref_any_cast<std::string>(constant), "text!");
 }
@@ -296,11 +296,11 @@ TEST(ACast, GivesNoAddressOfAnotherTypeOrNothing) {
   EXPECT_EQ(any_cast<long>(&sut), nullptr);
   EXPECT_EQ(any_cast<int>(&empty), nullptr);
   EXPECT_EQ(any_cast<int>(static_cast<Any*>(nullptr)), nullptr);
-  EXPECT_EQ(any_cast<int>(static_cast<Any const*>(nullptr)), nullptr);
+  EXPECT_EQ(any_cast<int>(static_cast<const Any*>(nullptr)), nullptr);
 }
 
 TEST(ACast, ThrowsWhatNamesBothTypes) {
-  auto const start = std::string("cppmicroservices::BadAnyCastException: ");
+  const auto start = std::string("cppmicroservices::BadAnyCastException: ");
   Any sut = 1;
 
   EXPECT_THAT([&] { any_cast<double>(sut); },

@@ -21,7 +21,7 @@ AnyMap ordered(std::initializer_list<AnyMap::value_type> entries) {
 
 TEST(TheTextOfAnAny, ShowsScalarsAsTheyAreStreamed) {
   EXPECT_EQ(Any(std::string("a \"b\"")).ToString(), "a \"b\"");
-  EXPECT_EQ(Any(static_cast<char const*>("text")).ToString(), "text");
+  EXPECT_EQ(Any(static_cast<const char*>("text")).ToString(), "text");
   EXPECT_EQ(Any(-5).ToString(), "-5");
   EXPECT_EQ(Any(true).ToString(), "1");
   EXPECT_EQ(Any(false).ToString(), "0");
@@ -51,7 +51,7 @@ TEST(TheTextOfAnAny, ShowsMapsInBraces) {
 }
 
 TEST(TheTextOfAnAny, DoesNotExistForNothing) {
-  auto const says = testing::ThrowsMessage<std::logic_error>("empty any");
+  const auto says = testing::ThrowsMessage<std::logic_error>("empty any");
 
   EXPECT_THAT([] { Any().ToString(); }, says);
   EXPECT_THAT([] { Any(std::vector<Any>{Any()}).ToString(); }, says);
@@ -79,7 +79,7 @@ TEST(TheJsonOfAnAny, EscapesWhatIsSpecialInAString) {
 }
 
 TEST(TheJsonOfAnAny, QuotesStringsOnly) {
-  EXPECT_EQ(Any(static_cast<char const*>("text")).ToJSON(), "text");
+  EXPECT_EQ(Any(static_cast<const char*>("text")).ToJSON(), "text");
   EXPECT_EQ(Any('x').ToJSON(), "x");
   EXPECT_EQ(Any(std::map<std::string, std::string>{{"k", "v"}}).ToJSON(), "{\"k\" : v}");
 }
@@ -93,7 +93,7 @@ TEST(TheJsonOfAnAny, ShowsContainers) {
 }
 
 TEST(TheJsonOfAnAny, IndentsByFourBlanksForEachLevelOnRequest) {
-  auto const map = ordered({{"k", Any(std::vector<Any>{Any(1), Any(std::vector<Any>{})})}, {"l", Any(ordered({}))}});
+  const auto map = ordered({{"k", Any(std::vector<Any>{Any(1), Any(std::vector<Any>{})})}, {"l", Any(ordered({}))}});
 
   EXPECT_EQ(Any(map).ToJSON(true),
             "{\n"

@@ -24,7 +24,7 @@ class ACompoundKey : public testing::Test {
     map["empty"] = Any();
   }
 
-  Any orNone(std::string const& key) { return map.AtCompoundKey(key, Any(std::string("none"))); }
+  Any orNone(const std::string& key) { return map.AtCompoundKey(key, Any(std::string("none"))); }
 
   AnyMap map;
   Any const none = std::string("none");
@@ -68,7 +68,7 @@ TEST_F(ACompoundKey, IsNeverThatOfAnEntryWithADotInItsKey) {
 }
 
 TEST_F(ACompoundKey, SaysWhereItFailed) {
-  auto const says = [](std::string const& start) {
+  const auto says = [](const std::string& start) {
     return testing::ThrowsMessage<std::out_of_range>(testing::StartsWith(start));
   };
   AnyMap const ordered(AnyMap::ORDERED_MAP);
@@ -86,7 +86,7 @@ TEST_F(ACompoundKey, NeedsANumberForAVector) {
 }
 
 TEST_F(ACompoundKey, CannotSelectFromAnythingElse) {
-  auto const says = [](std::string const& name) {
+  const auto says = [](const std::string& name) {
     return testing::ThrowsMessage<std::invalid_argument>("Unsupported Any type at '" + name + "' for dotted get");
   };
 

@@ -25,20 +25,20 @@ using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
 /// Matches a single property "p".
-bool matches(std::string const& filter, Any const& value) {
+bool matches(const std::string& filter, const Any& value) {
   AnyMap properties;
   properties["p"] = value;
   return LDAPFilter(filter).Match(properties);
 }
 
 /// Texts as std::string values.
-bool matchesText(std::string const& filter, std::string const& text) {
+bool matchesText(const std::string& filter, const std::string& text) {
   return matches(filter, Any(text));
 }
 
 TEST(AnOperation, CombinesComparisons) {
   AnyMap const properties{{"a", Any(1)}, {"b", Any(2)}};
-  auto const match = [&](char const* filter) { return LDAPFilter(std::string(filter)).Match(properties); };
+  const auto match = [&](const char* filter) { return LDAPFilter(std::string(filter)).Match(properties); };
 
   EXPECT_TRUE(match("(&(a=1)(b=2))"));
   EXPECT_FALSE(match("(&(a=1)(b=1))"));
@@ -49,7 +49,7 @@ TEST(AnOperation, CombinesComparisons) {
 }
 
 TEST(AnAttribute, IsFoundInAnySpelling) {
-  for (auto const type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
     AnyMap const properties(type, {{"Name", Any(1)}});
     EXPECT_TRUE(LDAPFilter("(nAME=1)").Match(properties));
     EXPECT_FALSE(LDAPFilter("(nAME=1)").MatchCase(properties));
@@ -65,9 +65,9 @@ TEST(AnAttribute, WithDotsIsAPlainKey) {
 }
 
 TEST(AnAttribute, MustNotBeThereInTwoSpellings) {
-  for (auto const type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP}) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP}) {
     AnyMap const properties(type, {{"name", Any(1)}, {"nAme", Any(1)}, {"other", Any(1)}});
-    auto const says = testing::ThrowsMessage<std::runtime_error>(
+    const auto says = testing::ThrowsMessage<std::runtime_error>(
         testing::MatchesRegex("Properties contain case variants of the key: n.me"));
     EXPECT_THAT([&] { LDAPFilter("(other=1)").Match(properties); }, says);
     EXPECT_THAT([&] { LDAPFilter("(missing=1)").MatchCase(properties); }, says);
@@ -84,7 +84,7 @@ TEST(AMissingProperty, MatchesNoComparison) {
 }
 
 TEST(APresence, IsThatOfAnyValueOfAnyType) {
-  for (Any const& value : {Any(1), Any(std::string()), Any(false), Any(std::vector<int>()), Any(AnyMap()), Any(nullptr),
+  for (const Any& value : {Any(1), Any(std::string()), Any(false), Any(std::vector<int>()), Any(AnyMap()), Any(nullptr),
                            Any(std::vector<Any>{Any()}), Any(1.5L), Any(std::map<int, int>())}) {
     EXPECT_TRUE(matches("(p=*)", value)) << value.Type().name();
   }
@@ -150,7 +150,7 @@ TEST(AString, MatchesTheWildcardsOwnByteAsAWildcard) {
 }
 
 TEST(AString, MayBeAPointerOrACharacter) {
-  EXPECT_TRUE(matches("(p=te*)", Any(static_cast<char const*>("text"))));
+  EXPECT_TRUE(matches("(p=te*)", Any(static_cast<const char*>("text"))));
   EXPECT_TRUE(matches("(p=x)", Any('x')));
   EXPECT_FALSE(matches("(p=X)", Any('x')));
   EXPECT_TRUE(matches("(p~=X)", Any('x')));
@@ -170,7 +170,7 @@ TEST(AString, MatchesManyWildcardsInAMoment) {
 }
 
 TEST(AString, IsComparedWithAPointerToNothingWithoutHarm) {
-  EXPECT_FALSE(matches("(p=text)", Any(static_cast<char const*>(nullptr))));
+  EXPECT_FALSE(matches("(p=text)", Any(static_cast<const char*>(nullptr))));
 }
 #endif
 
@@ -232,7 +232,7 @@ TEST(AFloatingPointNumber, IsComparedAsANumber) {
 }
 
 TEST(AFloatingPointNumber, IsComparedWithAnyNumberOfItsRangeHoweverSmall) {
-  for (Any const& zero : {Any(0.0), Any(0.0f)}) {
+  for (const Any& zero : {Any(0.0), Any(0.0f)}) {
     EXPECT_TRUE(matches("(p<=1e-310)", zero));
     EXPECT_TRUE(matches("(p>=-1e-310)", zero));
     EXPECT_FALSE(matches("(p>=1e-310)", zero));
@@ -273,7 +273,7 @@ TEST(ABool, DoesNotEqualALongerText) {
 #endif
 
 TEST(AList, MatchesIfAnElementDoes) {
-  for (Any const& list : {Any(std::vector<std::string>{"a", "bb"}), Any(std::list<std::string>{"a", "bb"}),
+  for (const Any& list : {Any(std::vector<std::string>{"a", "bb"}), Any(std::list<std::string>{"a", "bb"}),
                           Any(std::vector<Any>{Any(), Any(1), Any(std::string("a")), Any(std::string("bb"))}),
                           Any(std::vector<Any>{Any(std::vector<std::string>{"a", "bb"})})}) {
     EXPECT_TRUE(matches("(p=a)", list));
@@ -312,7 +312,7 @@ TEST_F(AFilterInAFramework, MatchesThePropertiesOfAService) {
   auto context = framework.GetBundleContext();
   auto registration = context.RegisterService<Service>(std::make_shared<Service>(),
                                                        {{"Color", Any(std::string("red"))}, {"size", Any(5)}});
-  auto const reference = context.GetServiceReference<Service>();
+  const auto reference = context.GetServiceReference<Service>();
 
   EXPECT_TRUE(LDAPFilter("(&(color=r*)(size>=5)(service.id=*))").Match(reference));
   EXPECT_FALSE(LDAPFilter("(color=green)").Match(reference));
@@ -332,7 +332,7 @@ TEST_F(AFilterInAFramework, MatchesTheHeadersOfABundle) {
   headers["color"] = std::string("red");
   AnyMap manifests;
   manifests["sample"] = headers;
-  auto const bundle = framework.GetBundleContext().InstallBundles("/proc/self/exe", manifests).at(0);
+  const auto bundle = framework.GetBundleContext().InstallBundles("/proc/self/exe", manifests).at(0);
 
   EXPECT_TRUE(LDAPFilter("(&(COLOR=red)(bundle.symbolic_name=sample))").Match(bundle));
   EXPECT_FALSE(LDAPFilter("(color=green)").Match(bundle));

@@ -13,7 +13,7 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
-std::string normalised(std::string const& text) {
+std::string normalised(const std::string& text) {
   return LDAPFilter(text).ToString();
 }
 
@@ -85,7 +85,7 @@ TEST(AFilter, EqualsOneWithTheSameText) {
 }
 
 TEST(AFilter, IsNotMadeOfALiteralByAccident) {
-  EXPECT_FALSE((std::is_convertible_v<char const*, LDAPFilter>));
+  EXPECT_FALSE((std::is_convertible_v<const char*, LDAPFilter>));
   EXPECT_TRUE((std::is_convertible_v<std::string, LDAPFilter>));
 }
 
@@ -103,7 +103,7 @@ TEST(AFilter, MayBeCopiedAndAssigned) {
 class ABadFilter : public testing::TestWithParam<std::pair<std::string, std::string>> {};
 
 TEST_P(ABadFilter, IsRefusedWithTheReason) {
-  auto const& [text, message] = GetParam();
+  const auto& [text, message] = GetParam();
   EXPECT_THAT([filter = text] { LDAPFilter{filter}; }, testing::ThrowsMessage<std::invalid_argument>(message));
 }
 

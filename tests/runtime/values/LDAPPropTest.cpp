@@ -12,7 +12,7 @@ using cppmicroservices::LDAPFilter;
 using cppmicroservices::LDAPProp;
 using cppmicroservices::LDAPPropExpr;
 
-std::string textOf(LDAPPropExpr const& expression) {
+std::string textOf(const LDAPPropExpr& expression) {
   return expression;
 }
 

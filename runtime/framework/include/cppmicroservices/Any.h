@@ -35,7 +35,7 @@ class [[gnu::visibility("default")]] Any {
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
   Any(T && value) : content_(contentOf(std::forward<T>(value))) {}
 
-  Any(Any const& other) : content_(other.content_ ? other.content_->operations->copy(*other.content_) : nullptr) {}
+  Any(const Any& other) : content_(other.content_ ? other.content_->operations->copy(*other.content_) : nullptr) {}
   Any(Any && other) noexcept : content_(std::exchange(other.content_, nullptr)) {}
   ~Any() {
     if (content_) {
@@ -44,7 +44,7 @@ class [[gnu::visibility("default")]] Any {
   }
 
   // What is assigned may be part of the value that goes, so that one goes last.
-  Any& operator=(Any const& other) {
+  Any& operator=(const Any& other) {
     Any copy(other);
     return Swap(copy);
   }
@@ -66,7 +66,7 @@ class [[gnu::visibility("default")]] Any {
   /// True if a value of exactly that type is held and compares equal by its own `==`. Values of a
   /// type without `==` are never equal.
   template <class T>
-  bool operator==(T const& value) const {
+  bool operator==(const T& value) const {
     if constexpr (std::is_array_v<T>) {
       return false;
     } else {
@@ -76,10 +76,10 @@ class [[gnu::visibility("default")]] Any {
 
   /// True if both hold values of one type that compare equal. An empty Any equals nothing, not even
   /// another empty one.
-  bool operator==(Any const& other) const;
+  bool operator==(const Any& other) const;
 
   template <class T>
-  bool operator!=(T const& value) const {
+  bool operator!=(const T& value) const {
     return !(*this == value);
   }
 
@@ -88,7 +88,7 @@ class [[gnu::visibility("default")]] Any {
   }
 
   /// The held type, `typeid(void)` if there is none.
-  std::type_info const& Type() const noexcept {
+  const std::type_info& Type() const noexcept {
     return content_ ? *content_->operations->type : typeid(void);
   }
 
@@ -138,15 +138,15 @@ class [[gnu::visibility("default")]] BadAnyCastException : public std::bad_cast 
   explicit BadAnyCastException(std::string message = {}) : message_(std::move(message)) {}
   ~BadAnyCastException() override;
 
-  char const* what() const noexcept override;
+  const char* what() const noexcept override;
 
  private:
   std::string message_;
 };
 
 namespace detail {
-[[noreturn, gnu::visibility("default")]] void throwBadAnyCast(char const* function, std::type_info const& held,
-                                                              std::type_info const& wanted);
+[[noreturn, gnu::visibility("default")]] void throwBadAnyCast(const char* function, const std::type_info& held,
+                                                              const std::type_info& wanted);
 }  // namespace detail
 
 /// The held value without a look at its type, which has to be T.
@@ -156,7 +156,7 @@ T* unsafe_any_cast(Any* any) {
 }
 
 template <class T>
-T const* unsafe_any_cast(Any const* any) {
+const T* unsafe_any_cast(const Any* any) {
   return unsafe_any_cast<T>(const_cast<Any*>(any));
 }
 
@@ -168,7 +168,7 @@ T* any_cast(Any* any) {
 }
 
 template <class T>
-T const* any_cast(Any const* any) {
+const T* any_cast(const Any* any) {
   return any_cast<T>(const_cast<Any*>(any));
 }
 
@@ -183,16 +183,16 @@ T& ref_any_cast(Any& any) {
 }
 
 template <class T>
-T const& ref_any_cast(Any const& any) {
+const T& ref_any_cast(const Any& any) {
   return ref_any_cast<T>(const_cast<Any&>(any));
 }
 
 /// A copy of the held value.
 /// \throws BadAnyCastException if the type is another or the Any is empty
 template <class T>
-T any_cast(Any const& any) {
+T any_cast(const Any& any) {
   static_assert(!std::is_reference_v<T>, "use ref_any_cast to refer to the held value");
-  if (auto const* value = any_cast<T>(&any)) {
+  if (const auto* value = any_cast<T>(&any)) {
     return *value;
   }
   detail::throwBadAnyCast("any_cast", any.Type(), typeid(T));
@@ -200,7 +200,7 @@ T any_cast(Any const& any) {
 
 template <class T>
 T any_cast(Any& any) {
-  return any_cast<T>(static_cast<Any const&>(any));
+  return any_cast<T>(static_cast<const Any&>(any));
 }
 
 }  // namespace cppmicroservices

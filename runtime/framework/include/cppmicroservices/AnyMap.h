@@ -22,12 +22,12 @@ namespace detail {
 
 /// Hash of the key's bytes with A to Z folded to a to z.
 struct [[gnu::visibility("default")]] any_map_cihash {
-  std::size_t operator()(std::string const& key) const;
+  std::size_t operator()(const std::string& key) const;
 };
 
 /// Equality of bytes with A to Z folded to a to z.
 struct [[gnu::visibility("default")]] any_map_ciequal {
-  bool operator()(std::string const& left, std::string const& right) const;
+  bool operator()(const std::string& left, const std::string& right) const;
 };
 
 }  // namespace detail
@@ -39,13 +39,13 @@ class [[gnu::visibility("default")]] any_map {
  public:
   using key_type = std::string;
   using mapped_type = Any;
-  using value_type = std::pair<key_type const, mapped_type>;
+  using value_type = std::pair<const key_type, mapped_type>;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
   using reference = value_type&;
-  using const_reference = value_type const&;
+  using const_reference = const value_type&;
   using pointer = value_type*;
-  using const_pointer = value_type const*;
+  using const_pointer = const value_type*;
   using ordered_any_map = std::map<std::string, Any>;
   using unordered_any_map = std::unordered_map<std::string, Any>;
   using unordered_any_cimap = std::unordered_map<std::string, Any, detail::any_map_cihash, detail::any_map_ciequal>;
@@ -81,10 +81,10 @@ class [[gnu::visibility("default")]] any_map {
     }
     iter& operator++();
     iter operator++(int);
-    bool operator==(iter const& other) const {
+    bool operator==(const iter& other) const {
       return position_ == other.position_;
     }
-    bool operator!=(iter const& other) const {
+    bool operator!=(const iter& other) const {
       return !(*this == other);
     }
 
@@ -106,7 +106,7 @@ class [[gnu::visibility("default")]] any_map {
     using pointer = any_map::const_pointer;
 
     const_iter() = default;
-    const_iter(iter const& other);
+    const_iter(const iter& other);
 
     reference operator*() const;
     pointer operator->() const {
@@ -114,10 +114,10 @@ class [[gnu::visibility("default")]] any_map {
     }
     const_iter& operator++();
     const_iter operator++(int);
-    bool operator==(const_iter const& other) const {
+    bool operator==(const const_iter& other) const {
       return position_ == other.position_;
     }
-    bool operator!=(const_iter const& other) const {
+    bool operator!=(const const_iter& other) const {
       return !(*this == other);
     }
 
@@ -133,16 +133,16 @@ class [[gnu::visibility("default")]] any_map {
 
   /// Of entries with one key the first is taken.
   any_map(map_type type, std::initializer_list<value_type> entries = {});
-  any_map(ordered_any_map const& map);
+  any_map(const ordered_any_map& map);
   any_map(ordered_any_map && map);
-  any_map(unordered_any_map const& map);
+  any_map(const unordered_any_map& map);
   any_map(unordered_any_map && map);
-  any_map(unordered_any_cimap const& map);
+  any_map(const unordered_any_cimap& map);
   any_map(unordered_any_cimap && map);
 
-  any_map(any_map const& other);
+  any_map(const any_map& other);
   any_map(any_map && other) noexcept;
-  any_map& operator=(any_map const& other);
+  any_map& operator=(const any_map& other);
   any_map& operator=(any_map&& other) noexcept;
   ~any_map();
 
@@ -161,33 +161,33 @@ class [[gnu::visibility("default")]] any_map {
     return size() == 0;
   }
   size_type size() const;
-  size_type count(key_type const& key) const;
+  size_type count(const key_type& key) const;
   void clear();
 
   /// \throws std::out_of_range if there is no such key
-  mapped_type& at(key_type const& key);
-  mapped_type const& at(key_type const& key) const;
+  mapped_type& at(const key_type& key);
+  const mapped_type& at(const key_type& key) const;
 
   /// Adds an empty value if there is no such key.
-  mapped_type& operator[](key_type const& key);
+  mapped_type& operator[](const key_type& key);
   mapped_type& operator[](key_type&& key);
 
   /// Leaves an entry that is there already as it is. \return where the key is, and whether it was added
-  std::pair<iterator, bool> insert(value_type const& value);
+  std::pair<iterator, bool> insert(const value_type& value);
 
   template <class... Args>
   std::pair<iterator, bool> emplace(Args && ... args) {
     return add(std::pair<key_type, mapped_type>(std::forward<Args>(args)...));
   }
 
-  const_iter find(key_type const& key) const;
+  const_iter find(const key_type& key) const;
 
   /// \return how many entries were removed
-  size_type erase(key_type const& key);
+  size_type erase(const key_type& key);
 
   /// True for maps of one type with the same keys, to the letter, and equal values.
-  bool operator==(any_map const& other) const;
-  bool operator!=(any_map const& other) const {
+  bool operator==(const any_map& other) const;
+  bool operator!=(const any_map& other) const {
     return !(*this == other);
   }
 
@@ -208,11 +208,11 @@ class [[gnu::visibility("default")]] AnyMap : public any_map {
   /// A map whose keys are compared without regard to case.
   AnyMap(std::initializer_list<value_type> entries = {});
   AnyMap(map_type type, std::initializer_list<value_type> entries = {});
-  AnyMap(ordered_any_map const& map);
+  AnyMap(const ordered_any_map& map);
   AnyMap(ordered_any_map && map);
-  AnyMap(unordered_any_map const& map);
+  AnyMap(const unordered_any_map& map);
   AnyMap(unordered_any_map && map);
-  AnyMap(unordered_any_cimap const& map);
+  AnyMap(const unordered_any_cimap& map);
   AnyMap(unordered_any_cimap && map);
 
   map_type GetType() const noexcept {
@@ -223,19 +223,19 @@ class [[gnu::visibility("default")]] AnyMap : public any_map {
   /// that selects from a vector is an index, negative ones count from the end.
   /// \throws std::out_of_range if there is no such key or index
   /// \throws std::invalid_argument if a part is no index, or what it would select from is neither kind
-  mapped_type const& AtCompoundKey(key_type const& key) const;
+  const mapped_type& AtCompoundKey(const key_type& key) const;
 
   /// A copy of that value, or the default where the other form throws.
-  mapped_type AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept;
+  mapped_type AtCompoundKey(const key_type& key, mapped_type defaultValue) const noexcept;
 };
 
 namespace detail {
 
 template <>
 struct [[gnu::visibility("default")]] AnyPrinter<AnyMap> {
-  static void text(std::ostream & out, AnyMap const& map);
-  static void json(std::ostream & out, AnyMap const& map, Layout layout);
-  static void cpp(std::ostream & out, AnyMap const& map, Layout layout);
+  static void text(std::ostream & out, const AnyMap& map);
+  static void json(std::ostream & out, const AnyMap& map, Layout layout);
+  static void cpp(std::ostream & out, const AnyMap& map, Layout layout);
 };
 
 }  // namespace detail

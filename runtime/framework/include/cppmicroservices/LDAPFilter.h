@@ -23,37 +23,37 @@ class [[gnu::visibility("default")]] LDAPFilter {
   LDAPFilter();
 
   /// \throws std::invalid_argument that names the reason and the rest of the text, if it is no filter
-  LDAPFilter(std::string const& filter);
+  LDAPFilter(const std::string& filter);
 
-  LDAPFilter(LDAPFilter const& other);
-  LDAPFilter& operator=(LDAPFilter const& other);
+  LDAPFilter(const LDAPFilter& other);
+  LDAPFilter& operator=(const LDAPFilter& other);
   ~LDAPFilter();
 
   explicit operator bool() const;
 
   /// Whether the properties match; their names are compared without regard to case.
   /// \throws std::runtime_error if two keys differ only in case
-  bool Match(AnyMap const& dictionary) const;
+  bool Match(const AnyMap& dictionary) const;
 
   /// As Match(), but names have to be the same to the letter.
-  bool MatchCase(AnyMap const& dictionary) const;
+  bool MatchCase(const AnyMap& dictionary) const;
 
   /// Whether the properties of the service match. A reference to none has none.
-  bool Match(ServiceReferenceBase const& reference) const;
+  bool Match(const ServiceReferenceBase& reference) const;
 
   /// Whether the headers in the bundle's manifest match.
-  bool Match(Bundle const& bundle) const;
+  bool Match(const Bundle& bundle) const;
 
   /// The filter without the blanks that mean nothing; empty for a default constructed one.
   std::string ToString() const;
 
   /// Compares what ToString() gives.
-  bool operator==(LDAPFilter const& other) const;
+  bool operator==(const LDAPFilter& other) const;
 
  private:
-  std::shared_ptr<LDAPFilterData const> data_;
+  std::shared_ptr<const LDAPFilterData> data_;
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, LDAPFilter const& filter);
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, const LDAPFilter& filter);
 
 }  // namespace cppmicroservices

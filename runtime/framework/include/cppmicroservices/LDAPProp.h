@@ -23,8 +23,8 @@ class [[gnu::visibility("default")]] LDAPPropExpr {
     return expression_.empty();
   }
 
-  LDAPPropExpr& operator|=(LDAPPropExpr const& right);
-  LDAPPropExpr& operator&=(LDAPPropExpr const& right);
+  LDAPPropExpr& operator|=(const LDAPPropExpr& right);
+  LDAPPropExpr& operator&=(const LDAPPropExpr& right);
 
  private:
   std::string expression_;
@@ -44,54 +44,54 @@ class [[gnu::visibility("default")]] LDAPProp {
   /// Its absence.
   LDAPPropExpr operator!() const;
 
-  LDAPPropExpr operator==(std::string const& value) const;
-  LDAPPropExpr operator==(Any const& value) const;
+  LDAPPropExpr operator==(const std::string& value) const;
+  LDAPPropExpr operator==(const Any& value) const;
   LDAPPropExpr operator==(bool value) const;
   template <class T>
-  LDAPPropExpr operator==(T const& value) const {
+  LDAPPropExpr operator==(const T& value) const {
     return compared("=", textOf(value));
   }
 
-  LDAPPropExpr operator!=(std::string const& value) const;
-  LDAPPropExpr operator!=(Any const& value) const;
+  LDAPPropExpr operator!=(const std::string& value) const;
+  LDAPPropExpr operator!=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator!=(T const& value) const {
+  LDAPPropExpr operator!=(const T& value) const {
     return *this != textOf(value);
   }
 
-  LDAPPropExpr operator>=(std::string const& value) const;
-  LDAPPropExpr operator>=(Any const& value) const;
+  LDAPPropExpr operator>=(const std::string& value) const;
+  LDAPPropExpr operator>=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator>=(T const& value) const {
+  LDAPPropExpr operator>=(const T& value) const {
     return *this >= textOf(value);
   }
 
-  LDAPPropExpr operator<=(std::string const& value) const;
-  LDAPPropExpr operator<=(Any const& value) const;
+  LDAPPropExpr operator<=(const std::string& value) const;
+  LDAPPropExpr operator<=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator<=(T const& value) const {
+  LDAPPropExpr operator<=(const T& value) const {
     return *this <= textOf(value);
   }
 
-  LDAPPropExpr Approx(std::string const& value) const;
-  LDAPPropExpr Approx(Any const& value) const;
+  LDAPPropExpr Approx(const std::string& value) const;
+  LDAPPropExpr Approx(const Any& value) const;
   template <class T>
-  LDAPPropExpr Approx(T const& value) const {
+  LDAPPropExpr Approx(const T& value) const {
     return Approx(textOf(value));
   }
 
  private:
-  LDAPProp& operator=(LDAPProp const&) = delete;
+  LDAPProp& operator=(const LDAPProp&) = delete;
 
   template <class T>
-  static std::string textOf(T const& value) {
+  static std::string textOf(const T& value) {
     std::ostringstream text;
     text << value;
     return text.str();
   }
 
-  LDAPPropExpr compared(char const* operation, std::string const& value) const;
-  LDAPPropExpr comparedUnlessEmpty(char const* operation, std::string const& value) const;
+  LDAPPropExpr compared(const char* operation, const std::string& value) const;
+  LDAPPropExpr comparedUnlessEmpty(const char* operation, const std::string& value) const;
 
   std::string property_;
 };
@@ -99,9 +99,9 @@ class [[gnu::visibility("default")]] LDAPProp {
 }  // namespace cppmicroservices
 
 /// Both have to hold; if one is null, the other one.
-[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator&&(cppmicroservices::LDAPPropExpr const& left,
-                                                                         cppmicroservices::LDAPPropExpr const& right);
+[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator&&(const cppmicroservices::LDAPPropExpr& left,
+                                                                         const cppmicroservices::LDAPPropExpr& right);
 
 /// One of them has to hold; if one is null, the other one.
-[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator||(cppmicroservices::LDAPPropExpr const& left,
-                                                                         cppmicroservices::LDAPPropExpr const& right);
+[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator||(const cppmicroservices::LDAPPropExpr& left,
+                                                                         const cppmicroservices::LDAPPropExpr& right);

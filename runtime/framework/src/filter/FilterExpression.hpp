@@ -14,10 +14,10 @@ struct FilterExpression {
   enum class Kind { comparison, all, any, none };
 
   /// Whether the properties that the look-up finds match.
-  bool matches(PropertyLookup const& lookup) const;
+  bool matches(const PropertyLookup& lookup) const;
 
   /// Whether it only matches where that attribute, in any spelling, equals one of some texts without wildcards.
-  bool fixes(std::string const& name) const;
+  bool fixes(const std::string& name) const;
 
   /// Appends the expression without the blanks that mean nothing.
   void print(std::string& text) const;

@@ -26,12 +26,12 @@ class FilterParser {
   }
 
  private:
-  [[noreturn]] void fail(std::string const& reason) const {
+  [[noreturn]] void fail(const std::string& reason) const {
     throw std::invalid_argument(reason + ": " + std::string(rest_));
   }
 
   void skipBlanks() {
-    auto const next = rest_.find_first_not_of(blanks);
+    const auto next = rest_.find_first_not_of(blanks);
     rest_.remove_prefix(next == std::string_view::npos ? rest_.size() : next);
   }
 
@@ -87,9 +87,9 @@ class FilterParser {
   }
 
   std::string parseAttribute() {
-    auto const length = rest_.find_first_of("=<>~()");
-    auto const attribute = rest_.substr(0, length);
-    auto const last = attribute.find_last_not_of(blanks);
+    const auto length = rest_.find_first_of("=<>~()");
+    const auto attribute = rest_.substr(0, length);
+    const auto last = attribute.find_last_not_of(blanks);
     if (length == std::string_view::npos) {
       rest_ = {};
       peek();
@@ -104,7 +104,7 @@ class FilterParser {
   Relation parseRelation() {
     static constexpr std::pair<std::string_view, Relation> relations[] = {
         {"=", Relation::equal}, {"~=", Relation::approximate}, {">=", Relation::atLeast}, {"<=", Relation::atMost}};
-    for (auto const& [sign, relation] : relations) {
+    for (const auto& [sign, relation] : relations) {
       if (rest_.substr(0, sign.size()) == sign) {
         rest_.remove_prefix(sign.size());
         return relation;
@@ -131,7 +131,7 @@ class FilterParser {
 
 }  // namespace
 
-FilterExpression parseFilter(std::string const& text) {
+FilterExpression parseFilter(const std::string& text) {
   return FilterParser(text).parse();
 }
 

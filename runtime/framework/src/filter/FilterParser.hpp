@@ -10,6 +10,6 @@ namespace cppmicroservices {
 constexpr int maxFilterDepth = 2000;
 
 /// \throws std::invalid_argument with the reason and the text from where it could not be parsed
-FilterExpression parseFilter(std::string const& text);
+FilterExpression parseFilter(const std::string& text);
 
 }  // namespace cppmicroservices

@@ -47,7 +47,7 @@ bool FilterValue::matches(std::string_view text) const {
   text.remove_prefix(length);
   pattern.remove_prefix(length + 1);
   for (length = pattern.find(wildcard); length != std::string_view::npos; length = pattern.find(wildcard)) {
-    auto const found = text.find(pattern.substr(0, length));
+    const auto found = text.find(pattern.substr(0, length));
     if (found == std::string_view::npos) {
       return false;
     }

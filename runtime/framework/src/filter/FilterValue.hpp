@@ -15,7 +15,7 @@ class FilterValue {
   void append(char c) { text_ += c; }
 
   /// The text with its wildcards.
-  std::string const& text() const { return text_; }
+  const std::string& text() const { return text_; }
 
   bool hasWildcards() const { return text_.find(wildcard) != std::string::npos; }
 

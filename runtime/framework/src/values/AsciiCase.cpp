@@ -20,7 +20,7 @@ std::uint64_t lower(std::uint64_t bytes) {
   return bytes | (isUpper >> 2);
 }
 
-std::uint64_t load(char const* from, std::size_t size) {
+std::uint64_t load(const char* from, std::size_t size) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, from, size);
   return bytes;

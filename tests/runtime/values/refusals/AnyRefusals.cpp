@@ -27,14 +27,14 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
 struct Uncopyable {
   Uncopyable() = default;
   Uncopyable(Uncopyable&&) = default;
-  Uncopyable(Uncopyable const&) = delete;
-  friend std::ostream& operator<<(std::ostream& out, Uncopyable const&) { return out; }
+  Uncopyable(const Uncopyable&) = delete;
+  friend std::ostream& operator<<(std::ostream& out, const Uncopyable&) { return out; }
 };
 
 [[maybe_unused]] void accepted(AnyMap& map) {
   map["text"] = std::string("text");
   map["text"] = std::string_view("text");
-  map["text"] = static_cast<char const*>("text");
+  map["text"] = static_cast<const char*>("text");
   map["value"] = Incomparable();
   map["map"] = std::map<std::string, Any>();
   map["pointer"] = std::shared_ptr<int>();

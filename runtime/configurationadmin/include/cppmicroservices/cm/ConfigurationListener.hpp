@@ -19,9 +19,9 @@ class ConfigurationEvent {
       : configAdmin_(std::move(configAdmin)), type_(type), factoryPid_(std::move(factoryPid)), pid_(std::move(pid)) {}
 
   /// The service that the configuration belongs to.
-  ServiceReference<ConfigurationAdmin> const& getReference() const noexcept { return configAdmin_; }
-  std::string const& getPid() const noexcept { return pid_; }
-  std::string const& getFactoryPid() const noexcept { return factoryPid_; }
+  const ServiceReference<ConfigurationAdmin>& getReference() const noexcept { return configAdmin_; }
+  const std::string& getPid() const noexcept { return pid_; }
+  const std::string& getFactoryPid() const noexcept { return factoryPid_; }
   ConfigurationEventType getType() const noexcept { return type_; }
 
  private:
@@ -37,7 +37,7 @@ class ConfigurationListener {
   virtual ~ConfigurationListener() noexcept = default;
 
   /// Called on the Configuration Admin's thread, one notification at a time.
-  virtual void configurationEvent(ConfigurationEvent const& event) = 0;
+  virtual void configurationEvent(const ConfigurationEvent& event) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm

@@ -11,7 +11,7 @@ class ManagedService {
 
   /// Called on the Configuration Admin's thread, one notification at a time, with the newest
   /// properties; with none when the configuration was removed. Exceptions are dropped.
-  virtual void Updated(AnyMap const& properties) = 0;
+  virtual void Updated(const AnyMap& properties) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm

@@ -13,10 +13,10 @@ class ManagedServiceFactory {
 
   /// Called on the Configuration Admin's thread, one notification at a time, with the newest
   /// properties. Exceptions are dropped.
-  virtual void Updated(std::string const& pid, AnyMap const& properties) = 0;
+  virtual void Updated(const std::string& pid, const AnyMap& properties) = 0;
 
   /// The configuration is gone, or the Configuration Admin is about to be.
-  virtual void Removed(std::string const& pid) = 0;
+  virtual void Removed(const std::string& pid) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm
