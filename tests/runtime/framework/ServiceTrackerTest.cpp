@@ -236,6 +236,7 @@ TEST_F(AServiceTracker, StopsWaitingWhenItIsClosed) {
   other.join();
 }
 
+#ifdef SPF_RUNTIME_BUNDLED
 TEST_F(AServiceTracker, StopsWaitingWhenItsContextBecomesInvalid) {
   ServiceTracker<Interface> sut(context());
   sut.Open();
@@ -244,6 +245,7 @@ TEST_F(AServiceTracker, StopsWaitingWhenItsContextBecomesInvalid) {
   other.join();
   EXPECT_THROW(sut.WaitForService(), std::logic_error);
 }
+#endif
 
 TEST_F(AServiceTracker, TracksWholeServices) {
   const auto registration = add("one");
