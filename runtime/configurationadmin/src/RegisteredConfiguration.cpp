@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "ConfigurationRegistry.hpp"
+#include "DeliveryFutures.hpp"
 
 namespace cppmicroservices::configurationadmin {
 
