@@ -7,13 +7,13 @@
 
 namespace cppmicroservices {
 
-/// The text of a filter under construction; may be null, which the operators pass over.
+/// The text of a filter under construction. It may be null; the operators then ignore it.
 class [[gnu::visibility("default")]] LDAPPropExpr {
  public:
   LDAPPropExpr() = default;
   explicit LDAPPropExpr(std::string expression);
 
-  /// Negates this very expression.
+  /// Returns the negation of this expression.
   LDAPPropExpr& operator!();
 
   operator std::string() const {
@@ -30,18 +30,18 @@ class [[gnu::visibility("default")]] LDAPPropExpr {
   std::string expression_;
 };
 
-/// A property's name, from which comparisons make the text of a filter:
+/// A property's name. Comparing it with values makes the text of a filter:
 /// `LDAPProp("unit") == "celsius" && LDAPProp("rank") >= 5`.
-/// Values go into the text as they are: nothing is escaped, `*` stays a wildcard. Comparing with an
-/// empty std::string gives a null expression.
+/// Values are inserted unchanged: nothing is escaped, and `*` stays a wildcard. Comparing with an empty std::string
+/// makes a null expression.
 class [[gnu::visibility("default")]] LDAPProp {
  public:
   /// \throws std::invalid_argument if the name is empty
   LDAPProp(std::string property);
 
-  /// The presence of the property.
+  /// Makes a filter that matches if the property is present.
   operator LDAPPropExpr() const;
-  /// Its absence.
+  /// Makes a filter that matches if the property is absent.
   LDAPPropExpr operator!() const;
 
   LDAPPropExpr operator==(const std::string& value) const;
@@ -98,10 +98,10 @@ class [[gnu::visibility("default")]] LDAPProp {
 
 }  // namespace cppmicroservices
 
-/// Both have to hold; if one is null, the other one.
+/// Returns a filter that matches if both match; if one is null, the other one.
 [[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator&&(const cppmicroservices::LDAPPropExpr& left,
                                                                          const cppmicroservices::LDAPPropExpr& right);
 
-/// One of them has to hold; if one is null, the other one.
+/// Returns a filter that matches if one of them matches; if one is null, the other one.
 [[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator||(const cppmicroservices::LDAPPropExpr& left,
                                                                          const cppmicroservices::LDAPPropExpr& right);

@@ -14,25 +14,25 @@ namespace cppmicroservices {
 
 class Any;
 
-/// How many digits floating point numbers are shown with.
+/// The number of digits of floating point numbers.
 constexpr int DOUBLE_PRECISION = 12;
 
-/// Shows a value as Any::ToString does. Whoever wants another text for a type of his own overloads this and the
-/// two functions below next to the type.
+/// Writes a value as Any::ToString does. To get another text for a type, overload this function and the two below next
+/// to the type.
 template <class T>
 std::ostream& any_value_to_string(std::ostream& out, const T& value);
 
-/// Shows a value as Any::ToJSON does.
+/// Writes a value as Any::ToJSON does.
 /// \param increment  blanks that are added for each level; 0 for everything on one line
 /// \param indent     blanks in front of what is inside the value
 template <class T>
 std::ostream& any_value_to_json(std::ostream& out, const T& value, std::uint8_t increment = 0, std::int32_t indent = 0);
 
-/// Shows a value as Any::ToCPP does.
+/// Writes a value as Any::ToCPP does.
 template <class T>
 std::ostream& any_value_to_cpp(std::ostream& out, const T& value, std::uint8_t increment = 0, std::int32_t indent = 0);
 
-/// Begins a line with that many blanks, unless the increment is 0, which means everything on one line.
+/// Begins a line with that many blanks; does nothing if the increment is 0, which means everything on one line.
 [[gnu::visibility("default")]] std::ostream& newline_and_indent(std::ostream& out, std::uint8_t increment,
                                                                 std::int32_t indent);
 
@@ -46,7 +46,7 @@ std::ostream& stream_floating_point(std::ostream& out, const T& value) {
 
 namespace detail {
 
-/// Where the next line starts. An increment of zero means everything on one line.
+/// The indentation of the next line. An increment of zero means everything on one line.
 struct Layout {
   std::uint8_t increment = 0;
   std::int32_t indent = 0;
@@ -58,8 +58,8 @@ struct Layout {
 
 [[gnu::visibility("default")]] void printQuoted(std::ostream& out, const std::string& text);
 
-/// How a value is shown as text, as JSON and as C++. This general form is for everything that can only be
-/// streamed; containers and the types with a form of their own have specialisations.
+/// Writes values of one type as text, as JSON and as C++. This general form only streams them; containers and the types
+/// with a form of their own have specialisations.
 template <class T>
 struct AnyPrinter {
   static void text(std::ostream& out, const T& value) {
@@ -90,7 +90,7 @@ struct AnyPrinter<std::string> {
   }
 };
 
-/// Shows what an Any holds; an empty one is `null`, and has no text.
+/// Writes the value that an Any holds; an empty Any is `null`, and has no text.
 template <>
 struct [[gnu::visibility("default")]] AnyPrinter<Any> {
   static void text(std::ostream & out, const Any& value);
@@ -98,7 +98,7 @@ struct [[gnu::visibility("default")]] AnyPrinter<Any> {
   static void cpp(std::ostream & out, const Any& value, Layout layout);
 };
 
-/// A function has nothing to show.
+/// Writes nothing for a function.
 template <class Signature>
 struct AnyPrinter<std::function<Signature>> {
   static void text(std::ostream&, const std::function<Signature>&) {}
@@ -157,7 +157,7 @@ struct AnyPrinter<std::list<E>> : AnySequencePrinter<std::list<E>> {};
 template <class E>
 struct AnyPrinter<std::set<E>> : AnySequencePrinter<std::set<E>> {};
 
-/// Values of a map are streamed as they are, unless they are an Any.
+/// Streams the values of a map unchanged, unless they are an Any.
 template <class Map>
 struct AnyMapPrinter {
   static constexpr bool holdsAny = std::is_same_v<typename Map::mapped_type, Any>;
@@ -198,8 +198,8 @@ struct AnyMapPrinter {
   }
 
   /// \param type  the kind of map
-  /// \param inside  where the entries start
-  /// \param outside  where the end of the map does
+  /// \param inside  the indentation of the entries
+  /// \param outside  the indentation of the map's end
   static void cpp(std::ostream& out, const Map& map, const char* type, Layout inside, Layout outside) {
     out << "AnyMap { " << type << ", {";
     printEntries(out, map, inside, [&](const auto& key, const auto& value) {
