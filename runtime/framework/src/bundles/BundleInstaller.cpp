@@ -12,11 +12,11 @@ namespace cppmicroservices {
 
 namespace {
 
-bool holdsBundles(const std::string& location) {
+bool hasBundles(const std::string& location) {
   try {
     return !readManifests(location).empty();
   } catch (const std::runtime_error&) {
-    return false;  // as most programs
+    return false;  // true of most programs
   }
 }
 
@@ -36,12 +36,12 @@ BundleRegistry::Bundles BundleInstaller::install(const std::shared_ptr<BundlePri
 void BundleInstaller::installProgram(const std::shared_ptr<BundlePrivate>& system) {
   std::error_code failure;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", failure).string();
-  if (!failure && holdsBundles(program)) {
+  if (!failure && hasBundles(program)) {
     install(system, program, AnyMap());
   }
 }
 
-/// Calls the bundle listeners; if one of them refuses a bundle, uninstalls them all.
+/// Calls the bundle listeners. If one of them refuses a bundle, uninstalls all bundles of this installation.
 void BundleInstaller::announce(const BundleRegistry::Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin) {
   std::exception_ptr refusal;
   for (const auto& bundle : bundles) {

@@ -5,7 +5,7 @@
 #include <system_error>
 #include <utility>
 
-#define US_BUNDLE_NAME system_bundle  // the header of the activator asks for one
+#define US_BUNDLE_NAME system_bundle  // required by the header of the activator
 
 #include "bundles/BundlePrivate.h"
 #include "bundles/BundleRegistry.h"
@@ -37,21 +37,21 @@ BundleLifecycle::BundleLifecycle(const FrameworkProperties& properties, BundleRe
 
 void BundleLifecycle::requireInstalled(const BundlePrivate& bundle) const {
   if (bundle.state == Bundle::STATE_UNINSTALLED) {
-    throw std::logic_error(bundle.described() + " is uninstalled");
+    throw std::logic_error(bundle.describe() + " is uninstalled");
   }
 }
 
 void BundleLifecycle::requireStartable(const BundlePrivate& bundle) const {
   requireInstalled(bundle);
-  // A bundle of the time before a restart is not known to the framework any more.
+  // The framework no longer knows a bundle that was installed before a restart.
   if (!isRunning(registry_.find(systemBundleId)->state) || registry_.find(bundle.id).get() != &bundle) {
-    throw std::runtime_error(bundle.described() + " belongs to a stopped framework");
+    throw std::runtime_error(bundle.describe() + " belongs to a stopped framework");
   }
 }
 
 void BundleLifecycle::start(const BundlePointer& bundle) {
   if (bundle->state == Bundle::STATE_STARTING && operations_.isMine(*bundle)) {
-    return;  // the activator starts its own bundle, which is what it is being asked to do
+    return;  // the activator starts its own bundle, which is being started already
   }
   const BundleOperations::Scope operation(operations_, *bundle, "started");
   requireStartable(*bundle);
@@ -66,7 +66,7 @@ void BundleLifecycle::start(const BundlePointer& bundle) {
   bundle->openContext();
   try {
     listeners_.bundles.notify(BundleEvent::BUNDLE_STARTING, bundle);
-    if (wantsActivator(bundle)) {
+    if (hasActivator(bundle)) {
       validate(bundle);
       runActivator(bundle);
     }
@@ -87,7 +87,7 @@ void BundleLifecycle::announceStarted(const BundlePointer& bundle) {
   rethrowIfAny(refusal);
 }
 
-bool BundleLifecycle::wantsActivator(const BundlePointer& bundle) {
+bool BundleLifecycle::hasActivator(const BundlePointer& bundle) {
   const auto found = bundle->headers.find(Constants::BUNDLE_ACTIVATOR);
   if (found == bundle->headers.end() || found->second.Empty()) {
     return false;
@@ -116,7 +116,7 @@ void BundleLifecycle::validate(const BundlePointer& bundle) {
     throw SecurityException(reason, handle);
   }
   if (!accepted) {
-    throw SecurityException(bundle->described() + " failed bundle validation.", handle);
+    throw SecurityException(bundle->describe() + " failed bundle validation.", handle);
   }
 }
 
@@ -135,7 +135,7 @@ void BundleLifecycle::runActivator(const BundlePointer& bundle) {
   } catch (const SharedLibraryException&) {
     throw;
   } catch (const std::system_error& error) {
-    // The library cannot be loaded, or the activator lacks something of the system's.
+    // The library could not be loaded, or a system call of the activator failed.
     throw SharedLibraryException(error.code(), error.what(), handleOf(bundle));
   } catch (...) {
     throw std::runtime_error("Bundle " + bundle->symbolicName + " (location= " + bundle->location +
@@ -156,7 +156,7 @@ void BundleLifecycle::undoStart(const BundlePointer& bundle) {
 
 void BundleLifecycle::stop(const BundlePointer& bundle) {
   if (bundle->state == Bundle::STATE_STOPPING && operations_.isMine(*bundle)) {
-    return;  // the activator stops its own bundle, which is what it is being asked to do
+    return;  // the activator stops its own bundle, which is being stopped already
   }
   const BundleOperations::Scope operation(operations_, *bundle, "stopped");
   requireInstalled(*bundle);
@@ -197,7 +197,7 @@ void BundleLifecycle::stopActivator(const BundlePointer& bundle) {
   try {
     activator->Stop(detail::HandleAccess::context(bundle->context()));
   } catch (...) {
-    throw std::runtime_error(bundle->described() + ", BundleActivator::Stop() failed: " + currentExceptionText());
+    throw std::runtime_error(bundle->describe() + ", BundleActivator::Stop() failed: " + currentExceptionText());
   }
 }
 
@@ -207,7 +207,7 @@ void BundleLifecycle::withdraw(const BundlePointer& bundle) {
   services_.unregisterAllOf(*bundle);
   services_.releaseAllOf(*bundle);
   bundle->closeContext();
-  // What other threads still brought in before the context became invalid goes as well.
+  // Again, for additions of other threads between the first removal and the end of the context.
   listeners_.removeAllOf(*context);
   services_.unregisterAllOf(*bundle);
   services_.releaseAllOf(*bundle);

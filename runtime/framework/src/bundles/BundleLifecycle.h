@@ -18,8 +18,8 @@ class FrameworkProperties;
 class ServiceRegistry;
 struct EventListeners;
 
-/// Starts, stops and uninstalls one framework's bundles, all but the system bundle: see Bundle. Any thread
-/// may use it; the bundles' code runs on the calling thread with no lock held.
+/// Starts, stops and uninstalls one framework's bundles except the system bundle, see Bundle. Any thread may use it.
+/// The bundles' code runs on the calling thread with no lock held.
 class BundleLifecycle {
  public:
   BundleLifecycle(const FrameworkProperties& properties, BundleRegistry& registry, ServiceRegistry& services,
@@ -29,7 +29,7 @@ class BundleLifecycle {
   void stop(const std::shared_ptr<BundlePrivate>& bundle);
   void uninstall(const std::shared_ptr<BundlePrivate>& bundle);
 
-  /// Stops a bundle together with its framework, so that it cannot be started any more.
+  /// Stops a bundle together with its framework, so that it cannot be started again.
   void stopForGood(const std::shared_ptr<BundlePrivate>& bundle);
 
  private:
@@ -43,7 +43,7 @@ class BundleLifecycle {
 
   void requireStartable(const BundlePrivate& bundle) const;
   void requireInstalled(const BundlePrivate& bundle) const;
-  bool wantsActivator(const BundlePointer& bundle);
+  bool hasActivator(const BundlePointer& bundle);
   void validate(const BundlePointer& bundle);
   void runActivator(const BundlePointer& bundle);
   void announceStarted(const BundlePointer& bundle);

@@ -7,9 +7,9 @@
 
 namespace cppmicroservices {
 
-/// One framework's bundle listeners. They are called on the thread of the event, with no lock held. What they throw
-/// becomes a FRAMEWORK_ERROR event; SecurityException and SharedLibraryException are also thrown on when all
-/// listeners were called. Any thread may use it.
+/// One framework's bundle listeners. They are called on the thread of the event, with no lock held. Their exceptions
+/// become FRAMEWORK_ERROR events; a SecurityException or SharedLibraryException is also propagated to the caller once
+/// all listeners were called. Any thread may use it.
 class BundleListeners {
  public:
   using Entry = ListenerEntry<BundleListener>;
@@ -17,9 +17,9 @@ class BundleListeners {
   explicit BundleListeners(FrameworkListeners& reports);
 
   /// Calls the listeners.
-  /// \throws SecurityException and SharedLibraryException if a listener threw that
+  /// \throws SecurityException or SharedLibraryException if a listener threw one
   void notify(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle);
-  /// Calls the listeners about a change that nothing can prevent; their exceptions are only reported.
+  /// Calls the listeners about a change that cannot be prevented; their exceptions are only reported.
   void notifyAnyway(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle) noexcept;
   /// Calls the listeners with BUNDLE_INSTALLED.
   /// \throws as notify()

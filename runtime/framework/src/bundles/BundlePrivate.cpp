@@ -26,7 +26,7 @@ std::shared_ptr<FrameworkCore> BundlePrivate::requireFramework() const {
   if (auto alive = framework.lock()) {
     return alive;
   }
-  throw std::runtime_error(described() + " belongs to a framework that no longer exists");
+  throw std::runtime_error(describe() + " belongs to a framework that no longer exists");
 }
 
 std::shared_ptr<BundleContextPrivate> BundlePrivate::context() const {
@@ -63,7 +63,7 @@ std::shared_ptr<const ResourceTree> BundlePrivate::resources() const {
   return resources_;
 }
 
-std::string BundlePrivate::described() const {
+std::string BundlePrivate::describe() const {
   return "Bundle " + symbolicName + " (location=" + location + ")";
 }
 

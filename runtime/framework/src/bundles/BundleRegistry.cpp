@@ -39,14 +39,14 @@ void requireSymbolicName(const AnyMap& headers, const std::string& name, const s
 }
 
 template <class Manifests>
-Manifests without(Manifests manifests, const BundleRegistry::Bundles& present) {
+Manifests exclude(Manifests manifests, const BundleRegistry::Bundles& present) {
   for (const auto& bundle : present) {
     manifests.erase(bundle->symbolicName);
   }
   return manifests;
 }
 
-AnyMap parsed(const std::map<std::string, std::string>& texts, const std::string& location) {
+AnyMap parse(const std::map<std::string, std::string>& texts, const std::string& location) {
   AnyMap manifests(AnyMap::ORDERED_MAP);
   for (const auto& [name, text] : texts) {
     try {
@@ -77,10 +77,10 @@ BundleRegistry::Bundles BundleRegistry::installMissing(const std::string& locati
   Bundles added;
   if (manifests.empty()) {
     const auto texts = readManifests(location);
-    added = createFromFile(location, without(texts, present));
+    added = createFromFile(location, exclude(texts, present));
     add(added, texts.size());
   } else {
-    added = createFrom(without(manifests, present), location);
+    added = createFrom(exclude(manifests, present), location);
     add(added, manifests.size());
   }
   return added;
@@ -88,18 +88,18 @@ BundleRegistry::Bundles BundleRegistry::installMissing(const std::string& locati
 
 BundleRegistry::Bundles BundleRegistry::createFromFile(const std::string& location,
                                                        const std::map<std::string, std::string>& texts) {
-  const auto firstId = useUpIds(texts.size());
-  return create(location, parsed(texts, location), firstId);
+  const auto firstId = reserveIds(texts.size());
+  return create(location, parse(texts, location), firstId);
 }
 
 BundleRegistry::Bundles BundleRegistry::createFrom(const AnyMap& manifests, const std::string& location) {
   if (!std::filesystem::exists(location)) {
     throw std::runtime_error(location + " does not exist");
   }
-  return create(location, manifests, useUpIds(manifests.size()));
+  return create(location, manifests, reserveIds(manifests.size()));
 }
 
-long BundleRegistry::useUpIds(std::size_t count) {
+long BundleRegistry::reserveIds(std::size_t count) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto first = lastId_ + 1;
   lastId_ += static_cast<long>(count);
@@ -158,7 +158,7 @@ bool BundleRegistry::remove(const BundlePrivate& bundle) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byId_.find(bundle.id);
   if (found == byId_.end() || found->second.get() != &bundle) {
-    return false;  // one of the time before a restart
+    return false;  // it was installed before a restart
   }
   byId_.erase(found);
   auto& there = byLocation_[bundle.location].bundles;
@@ -171,7 +171,7 @@ bool BundleRegistry::remove(const BundlePrivate& bundle) {
 }
 
 void BundleRegistry::reset(const std::shared_ptr<BundlePrivate>& system) {
-  std::map<std::string, Site> forgotten;  // the last handle to a bundle must not be released under the lock
+  std::map<std::string, Site> forgotten;  // destroyed without the lock
   const std::lock_guard<std::mutex> lock(mutex_);
   lastId_ = systemBundleId;
   forgotten.swap(byLocation_);
@@ -188,7 +188,7 @@ BundleRegistry::Bundles BundleRegistry::all() const {
   return bundles;
 }
 
-BundleRegistry::Bundles BundleRegistry::at(const std::string& location) const {
+BundleRegistry::Bundles BundleRegistry::findAt(const std::string& location) const {
   return siteAt(location).bundles;
 }
 

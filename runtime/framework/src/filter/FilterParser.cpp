@@ -43,7 +43,7 @@ class FilterParser {
   }
 
   char take() {
-    char const c = peek();
+    const char c = peek();
     rest_.remove_prefix(1);
     return c;
   }
@@ -58,14 +58,14 @@ class FilterParser {
     }
     take();
     skipBlanks();
-    char const sign = peek();
+    const char sign = peek();
     return sign == '&' || sign == '|' || sign == '!' ? parseOperation(depth) : parseComparison();
   }
 
   FilterExpression parseOperation(int depth) {
     using Kind = FilterExpression::Kind;
     FilterExpression expression;
-    char const sign = take();
+    const char sign = take();
     expression.kind = sign == '&' ? Kind::all : sign == '|' ? Kind::any : Kind::none;
     do {
       expression.operands.push_back(parseExpression(depth + 1));
@@ -117,7 +117,7 @@ class FilterParser {
   FilterValue parseValue() {
     FilterValue value;
     for (std::size_t open = 0; open > 0 || peek() != ')';) {
-      char const c = take();
+      const char c = take();
       open += c == '(' ? 1 : 0;
       open -= c == ')' ? 1 : 0;
       value.append(c == '*' ? FilterValue::wildcard : c == '\\' ? take() : c);

@@ -10,7 +10,7 @@ bool LDAPFilter::Match(const ServiceReferenceBase& reference) const {
   if (!data_) {
     return false;
   }
-  Any property;  // the one looked up last, which is all that a comparison needs
+  Any property;  // the last one that was looked up; a comparison needs no other
   return data_->expression.matches([&](const std::string& name) {
     property = reference.GetProperty(name);
     return &property;

@@ -32,14 +32,14 @@ bool compareText(const std::string& property, Relation relation, const FilterVal
   return false;
 }
 
-// Any beginning of the two words does.
+// Any prefix of the two words matches.
 bool compareBool(bool property, Relation relation, const FilterValue& value) {
-  std::string_view const word = property ? "true" : "false";
+  const std::string_view word = property ? "true" : "false";
   return (relation == Relation::equal || relation == Relation::approximate) && value.text().size() <= word.size() &&
          ascii::equalIgnoringCase(value.text(), word.substr(0, value.text().size()));
 }
 
-/// Whether the number is only too small for full precision, which counts as out of range like an overflow does.
+/// Returns whether a number that was parsed with a range error is just denormal.
 bool isDenormal(long /*number*/) {
   return false;
 }
@@ -47,13 +47,14 @@ bool isDenormal(double number) {
   return number != 0 && std::isfinite(number);
 }
 
-/// The number at the text's beginning, whatever follows it; none if there is no number, or it is out of range.
+/// Parses the number at the beginning of the text and ignores the rest.
+/// \return none if there is no number, or it is out of range
 template <class Number, class Parse>
 std::optional<Number> numberIn(const std::string& text, Parse parse) {
   char* end = nullptr;
   errno = 0;
-  Number const number = parse(text.c_str(), &end);
-  bool const isInRange = errno == 0 || isDenormal(number);
+  const Number number = parse(text.c_str(), &end);
+  const bool isInRange = errno == 0 || isDenormal(number);
   return end != text.c_str() && isInRange ? std::optional<Number>(number) : std::nullopt;
 }
 
@@ -124,7 +125,7 @@ auto compareValue(const Sequence& properties, Relation relation, const FilterVal
                      [&](const auto& property) { return compareValue(property, relation, value); });
 }
 
-/// Compares if the property is of that very type.
+/// Compares if the property has exactly that type.
 template <class T>
 bool comparesAs(const Any& property, Relation relation, const FilterValue& value) {
   const auto* held = any_cast<T>(&property);
@@ -133,8 +134,8 @@ bool comparesAs(const Any& property, Relation relation, const FilterValue& value
 
 template <class... Types>
 bool comparesAsAnyOf(const Any& property, Relation relation, const FilterValue& value) {
-  // A type's name mostly has one address in a process, so that looking at addresses first spares the
-  // comparison of texts with every type before the right one.
+  // A type's name usually has one address in a process. Comparing addresses first avoids the comparison of texts with
+  // every type before the right one.
   const auto* const name = property.Type().name();
   bool result = false;
   if (((name == typeid(Types).name() && (result = comparesAs<Types>(property, relation, value), true)) || ...)) {

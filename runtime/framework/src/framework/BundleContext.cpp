@@ -23,7 +23,7 @@ std::vector<Bundle> handlesOf(const FrameworkCore& framework,
   return handles;
 }
 
-/// Gets the use of a service that the reference means.
+/// Returns the bundle's use of the service to which the reference refers.
 std::shared_ptr<ServiceUse> useOf(const std::shared_ptr<BundleContextPrivate>& context,
                                   const ServiceReferenceBase& reference) {
   if (!reference) {
@@ -104,7 +104,7 @@ std::vector<Bundle> BundleContext::GetBundles() const {
 
 std::vector<Bundle> BundleContext::GetBundles(const std::string& location) const {
   const ContextSession session(context_);
-  return handlesOf(*session.framework, session.framework->bundles.at(location));
+  return handlesOf(*session.framework, session.framework->bundles.findAt(location));
 }
 
 std::vector<Bundle> BundleContext::InstallBundles(const std::string& location, const AnyMap& bundleManifest) {
@@ -135,7 +135,7 @@ std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::st
 }
 
 ServiceReferenceU BundleContext::GetServiceReference(const std::string& clazz) {
-  return ContextSession(context_).framework->services.best(clazz);
+  return ContextSession(context_).framework->services.findBest(clazz);
 }
 
 std::shared_ptr<void> BundleContext::GetService(const ServiceReferenceBase& reference) {

@@ -10,10 +10,11 @@ namespace cppmicroservices {
 
 /// The framework and the bundle of a context, kept alive for the length of one call.
 struct ContextSession {
+  /// Locks the context's bundle and framework.
   /// \throws IllegalStateException if the context is null or no longer valid
   explicit ContextSession(const std::shared_ptr<BundleContextPrivate>& context);
 
-  /// Returns the bundle as the services see it.
+  /// Returns the bundle's identity as a user and owner of services.
   ServiceClient client() const { return framework->clientFor(bundle); }
 
   const std::shared_ptr<BundlePrivate> bundle;

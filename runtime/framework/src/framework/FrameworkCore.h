@@ -19,10 +19,10 @@
 
 namespace cppmicroservices {
 
-/// All that makes up one framework. The parts below it do not know it: each gets its collaborators at construction.
+/// One framework: it makes the parts and passes each its collaborators. The parts do not know it.
 ///
-/// It is owned by the lease that the handles share, and by every call that works with it; everything that lives
-/// longer than a call (bundles, contexts, services) refers to it weakly.
+/// The lease that the handles share owns it, and so does each running call; objects that live longer than a call
+/// (bundles, contexts, services) refer to it weakly.
 class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
  public:
   /// Makes a framework.
@@ -31,12 +31,12 @@ class FrameworkCore : public std::enable_shared_from_this<FrameworkCore> {
 
   FrameworkCore(const std::unordered_map<std::string, Any>& configuration, std::ostream& logger);
 
-  /// Returns the bundle as the services see it.
+  /// Returns a bundle's identity as a user and owner of services.
   ServiceClient clientFor(const std::shared_ptr<BundlePrivate>& bundle);
   const std::shared_ptr<BundlePrivate>& systemBundle() const { return systemBundle_; }
 
   // Constant after construction:
-  const std::uint64_t id;  ///< counted up in the process, so that frameworks have an order
+  const std::uint64_t id;  ///< unique and ascending in the process, so that frameworks have an order
   const FrameworkProperties properties;
 
   // Synchronised by themselves:

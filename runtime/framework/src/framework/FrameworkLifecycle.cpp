@@ -14,17 +14,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long a stop may take before whoever waits for it says on the log what it waits for, and says it again.
+/// The interval at which a thread that waits for a slow stop logs the bundle that the stop waits for.
 constexpr std::chrono::seconds noticePeriod(2);
 
-/// Zero stands for no limit.
+/// Returns the deadline of a wait; zero stands for no limit.
 Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
   const auto now = Clock::now();
   const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
   return timeout == timeout.zero() || timeout > longest ? Clock::time_point::max() : now + timeout;
 }
 
-/// Joins a thread that is about to end; lets it go if it is the calling one.
+/// Joins a thread that is about to end, or detaches it if it is the calling one.
 void release(std::thread thread) {
   if (!thread.joinable()) {
     return;
@@ -44,13 +44,13 @@ FrameworkLifecycle::~FrameworkLifecycle() {
   release(std::move(stopThread_));
 }
 
-bool FrameworkLifecycle::stopped() const {
+bool FrameworkLifecycle::isStopped() const {
   const auto state = framework_.systemBundle()->state.load();
   return state == Bundle::STATE_INSTALLED || state == Bundle::STATE_RESOLVED;
 }
 
 void FrameworkLifecycle::init() {
-  // What is left of the time before a restart; ended when no lock is held.
+  // The services that remained before a restart are ended without a lock.
   ServiceRegistry::Records leftovers;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -58,7 +58,7 @@ void FrameworkLifecycle::init() {
     if (system.state == Bundle::STATE_STOPPING) {
       throw std::runtime_error("The framework cannot be started: it is just being stopped");
     }
-    if (!stopped()) {
+    if (!isStopped()) {
       return;
     }
     leftovers = framework_.services.reset();
@@ -90,7 +90,7 @@ void FrameworkLifecycle::stop() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     auto& state = framework_.systemBundle()->state;
-    if (stopped()) {
+    if (isStopped()) {
       stops_ += stops_ == 0 ? 1 : 0;
       return;
     }
@@ -107,7 +107,7 @@ void FrameworkLifecycle::stop() {
 
 void FrameworkLifecycle::runStop() {
   {
-    const std::lock_guard<std::mutex> begun(mutex_);  // stop() has noted this thread now
+    const std::lock_guard<std::mutex> begun(mutex_);  // waits until stop() has noted this thread
   }
   framework_.listeners.bundles.notifyAnyway(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
   const auto bundles = framework_.bundles.all();
@@ -137,7 +137,7 @@ void FrameworkLifecycle::finishStop() {
   const auto context = system.context();
   framework_.listeners.removeAllOf(*context);
   system.closeContext();
-  framework_.listeners.removeAllOf(*context);  // those that came in between
+  framework_.listeners.removeAllOf(*context);  // those that were added in between
   framework_.services.endAbandoned();
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -156,12 +156,12 @@ bool FrameworkLifecycle::awaitStop(Lock& lock, std::chrono::milliseconds timeout
     if (Clock::now() >= deadline) {
       return false;
     }
-    noticeSlowStop(lock);
+    logSlowStop(lock);
   }
   return true;
 }
 
-void FrameworkLifecycle::noticeSlowStop(Lock& lock) {
+void FrameworkLifecycle::logSlowStop(Lock& lock) {
   const auto bundle = stoppingBundle_ ? stoppingBundle_ : framework_.systemBundle();
   lock.unlock();
   framework_.log.write(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handles.of(bundle),
@@ -175,13 +175,13 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
   {
     Lock lock(mutex_);
     if (stoppingOn_ == std::this_thread::get_id()) {
-      return answer(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
+      return makeEvent(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
     }
-    neverStarted = stopped() && stops_ == 0;
-    if (!stopped() && !awaitStop(lock, timeout)) {
-      return answer(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+    neverStarted = isStopped() && stops_ == 0;
+    if (!isStopped() && !awaitStop(lock, timeout)) {
+      return makeEvent(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
     }
-    if (stopped()) {
+    if (isStopped()) {
       ended = std::move(stopThread_);
     }
   }
@@ -189,11 +189,11 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
   if (const auto& extraShutdown = framework_.properties.extraShutdown()) {
     extraShutdown();
   }
-  return neverStarted ? answer(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started")
-                      : answer(FrameworkEvent::FRAMEWORK_STOPPED);
+  return neverStarted ? makeEvent(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started")
+                      : makeEvent(FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
-FrameworkEvent FrameworkLifecycle::answer(FrameworkEvent::Type type, const std::string& message) const {
+FrameworkEvent FrameworkLifecycle::makeEvent(FrameworkEvent::Type type, const std::string& message) const {
   return FrameworkEvent(type, framework_.handles.of(framework_.systemBundle()), message);
 }
 

@@ -16,7 +16,7 @@ struct ServiceClient {
   void report(FrameworkEvent::Type type, const std::string& message, std::exception_ptr exception) const;
 
   std::shared_ptr<BundlePrivate> bundle;
-  std::weak_ptr<FrameworkListeners> framework;  // keeps all of the framework alive while it is locked
+  std::weak_ptr<FrameworkListeners> framework;  // keeps the whole framework alive while it is locked
 };
 
 }  // namespace cppmicroservices

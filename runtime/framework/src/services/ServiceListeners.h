@@ -23,8 +23,8 @@ struct ServiceListenerEntry : ListenerEntry<ServiceListener> {
   const LDAPFilter filter;
 };
 
-/// One framework's service listeners. They are called on the thread of the event, with no lock held; what they
-/// throw becomes a FRAMEWORK_ERROR event. Any thread may use it.
+/// One framework's service listeners. They are called on the thread of the event, with no lock held; their exceptions
+/// become FRAMEWORK_ERROR events. Any thread may use it.
 class ServiceListeners {
  public:
   explicit ServiceListeners(FrameworkListeners& reports);

@@ -36,7 +36,7 @@ std::shared_ptr<ServiceUse> ServiceRecord::sharedUse(const BundlePrivate& user) 
 }
 
 std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const ServiceClient& user, bool shared) {
-  uses_.reserve(uses_.size() + 1);  // nothing may fail once there is a use: its end takes the lock
+  uses_.reserve(uses_.size() + 1);  // nothing may throw once there is a use, whose destructor takes the lock
   auto maker = factory();
   auto use = maker ? std::make_shared<ServiceUse>(shared_from_this(), user, std::move(maker))
                    : std::make_shared<ServiceUse>(shared_from_this(), user, service_);
@@ -61,8 +61,8 @@ std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceReco
       use = record->beginUse(user, true);
     }
   }
-  // The factory is foreign code, and others may wait for it: no lock is held here.
-  const bool ready = !fromFactory || (made ? use->await() : use->make());
+  // No lock is held here: the factory is foreign code, and other threads may wait for it.
+  const bool ready = !fromFactory || (made ? use->awaitObject() : use->make());
   return ready ? use : nullptr;
 }
 
@@ -89,7 +89,7 @@ void ServiceRecord::forgetEndedUses() {
 }
 
 void ServiceRecord::closeUsesOf(const BundlePrivate& user) {
-  std::vector<std::shared_ptr<ServiceUse>> closing;  // a last pointer among them has to go without the lock
+  std::vector<std::shared_ptr<ServiceUse>> closing;  // destroyed without the lock, which a last pointer takes
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     closing.reserve(uses_.size());
@@ -187,7 +187,7 @@ void ServiceRecord::end() {
   }
 }
 
-bool comesBefore(const ServiceRecord& left, const ServiceRecord& right) {
+bool precedes(const ServiceRecord& left, const ServiceRecord& right) {
   const int leftRanking = left.ranking;
   const int rightRanking = right.ranking;
   if (leftRanking != rightRanking) {

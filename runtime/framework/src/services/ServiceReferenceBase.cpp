@@ -90,7 +90,7 @@ bool ServiceReferenceBase::operator<(const ServiceReferenceBase& other) const {
   if (!record_ || !other.record_) {
     return !record_ && other.record_;
   }
-  return comesBefore(*other.record_, *record_);
+  return precedes(*other.record_, *record_);
 }
 
 bool ServiceReferenceBase::operator==(const ServiceReferenceBase& other) const {

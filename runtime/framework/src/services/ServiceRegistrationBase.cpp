@@ -61,7 +61,7 @@ bool ServiceRegistrationBase::operator<(const ServiceRegistrationBase& other) co
   if (!record_ || !other.record_) {
     return !record_ && other.record_;
   }
-  return comesBefore(*other.record_, *record_);
+  return precedes(*other.record_, *record_);
 }
 
 bool ServiceRegistrationBase::operator==(const ServiceRegistrationBase& other) const {

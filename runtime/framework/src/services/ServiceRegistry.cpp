@@ -17,12 +17,12 @@ namespace cppmicroservices {
 namespace {
 
 long nextServiceId() {
-  static std::atomic<long> last{0};  // one count for all frameworks of the process
+  static std::atomic<long> last{0};  // shared by all frameworks of the process
   return ++last;
 }
 
-bool earlier(const ServiceRegistry::Record& left, const ServiceRegistry::Record& right) {
-  return comesBefore(*left, *right);
+bool isEarlier(const ServiceRegistry::Record& left, const ServiceRegistry::Record& right) {
+  return precedes(*left, *right);
 }
 
 std::string withoutGlobalScope(const std::string& name) {
@@ -98,7 +98,7 @@ void ServiceRegistry::addToIndex(const Record& record) {
   byId_.emplace(record->identity.id, record);
   for (const auto& name : record->classes) {
     auto& services = byClass_[name];
-    services.insert(std::upper_bound(services.begin(), services.end(), record, earlier), record);
+    services.insert(std::upper_bound(services.begin(), services.end(), record, isEarlier), record);
   }
 }
 
@@ -110,7 +110,7 @@ void ServiceRegistry::removeFromIndex(const Record& record) {
       continue;
     }
     auto& sorted = services->second;
-    const auto at = std::lower_bound(sorted.begin(), sorted.end(), record, earlier);
+    const auto at = std::lower_bound(sorted.begin(), sorted.end(), record, isEarlier);
     if (at != sorted.end() && *at == record) {
       sorted.erase(at);
     }
@@ -180,8 +180,8 @@ std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, c
   if (!filter.empty()) {
     keepMatching(records, LDAPFilter(filter));
     if (name.empty() && parseFilter(filter).fixes(Constants::OBJECTCLASS)) {
-      const std::lock_guard<std::mutex> lock(mutex_);  // rankings must not change meanwhile
-      std::sort(records.begin(), records.end(), earlier);
+      const std::lock_guard<std::mutex> lock(mutex_);  // the rankings must not change during the sort
+      std::sort(records.begin(), records.end(), isEarlier);
     }
   }
   std::vector<ServiceReferenceU> found;
@@ -192,7 +192,7 @@ std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, c
   return found;
 }
 
-ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
+ServiceReferenceU ServiceRegistry::findBest(const std::string& clazz) const {
   const auto name = withoutGlobalScope(clazz);
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byClass_.find(name);
@@ -203,7 +203,7 @@ ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
   return detail::HandleAccess::reference(record, record->findClass(name));
 }
 
-std::vector<ServiceReferenceU> ServiceRegistry::registeredBy(const BundlePrivate& bundle) const {
+std::vector<ServiceReferenceU> ServiceRegistry::findRegisteredBy(const BundlePrivate& bundle) const {
   std::vector<ServiceReferenceU> registered;
   for (const auto& record : all()) {
     if (record->owner.bundle.get() == &bundle) {
@@ -213,7 +213,7 @@ std::vector<ServiceReferenceU> ServiceRegistry::registeredBy(const BundlePrivate
   return registered;
 }
 
-std::vector<ServiceReferenceU> ServiceRegistry::usedBy(const BundlePrivate& bundle) const {
+std::vector<ServiceReferenceU> ServiceRegistry::findUsedBy(const BundlePrivate& bundle) const {
   std::vector<ServiceReferenceU> used;
   for (const auto& record : all()) {
     const auto users = record->users();
@@ -232,7 +232,7 @@ void ServiceRegistry::unregisterAllOf(const BundlePrivate& bundle) {
     try {
       unregister(record);
     } catch (const std::logic_error&) {
-      // Somebody else was faster.
+      // Another thread has unregistered it meanwhile.
     }
   }
 }

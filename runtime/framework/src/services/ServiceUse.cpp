@@ -14,8 +14,8 @@ namespace cppmicroservices {
 
 namespace {
 
-/// What makes a pointer that was handed out share the use. It lets go as soon as the pointer is gone, even if
-/// a weak pointer keeps its control block.
+/// The deleter with which a bundle's pointer shares the use. It releases the use together with the last pointer, even
+/// if a weak pointer keeps the control block.
 struct Hold {
   std::shared_ptr<ServiceUse> use;
   std::shared_ptr<ServiceRecord> record;
@@ -49,9 +49,9 @@ bool ServiceUse::make() {
   try {
     made = factory_->GetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()));
   } catch (const SharedLibraryException& error) {
-    passOn(error.GetBundle());
+    reportAndRethrow(error.GetBundle());
   } catch (const SecurityException& error) {
-    passOn(error.GetBundle());
+    reportAndRethrow(error.GetBundle());
   } catch (...) {
     reportFactoryException();
     return finish(nullptr);
@@ -59,8 +59,8 @@ bool ServiceUse::make() {
   return finish(isComplete(made) ? made : nullptr);
 }
 
-/// Lets an exception about a bundle that the factory could not load out to the one that asked for the service.
-void ServiceUse::passOn(const Bundle& bundle) {
+/// Reports an exception about a bundle that the factory could not load, and propagates it to the user of the service.
+void ServiceUse::reportAndRethrow(const Bundle& bundle) {
   finish(nullptr);
   if (const auto listeners = user_.framework.lock()) {
     listeners->report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
@@ -85,7 +85,7 @@ bool ServiceUse::isComplete(const InterfaceMapConstPtr& made) {
   return true;
 }
 
-/// Reports the exception that is just being handled.
+/// Reports the exception that is being handled.
 void ServiceUse::reportFactoryException() {
   const auto reason = currentExceptionText();
   report(FrameworkEvent::FRAMEWORK_ERROR, "The service factory threw an exception: " + reason,
@@ -107,12 +107,12 @@ bool ServiceUse::finish(InterfaceMapConstPtr made) {
   }
   made_.notify_all();
   if (made && tooLate) {
-    giveBack(made);
+    returnToFactory(made);
   }
   return made && !tooLate;
 }
 
-bool ServiceUse::await() {
+bool ServiceUse::awaitObject() {
   std::unique_lock<std::mutex> lock(mutex_);
   if (progress_ == Progress::making && maker_ == std::this_thread::get_id()) {
     lock.unlock();
@@ -134,11 +134,11 @@ void ServiceUse::close() noexcept {
     object = object_;
   }
   if (object) {
-    giveBack(object);
+    returnToFactory(object);
   }
 }
 
-void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
+void ServiceUse::returnToFactory(const InterfaceMapConstPtr& object) noexcept {
   if (!factory_) {
     return;
   }

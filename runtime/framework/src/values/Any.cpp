@@ -24,7 +24,7 @@ std::string Any::ToStringNoExcept() const {
 }
 
 std::string Any::ToJSON(bool prettyPrint) const {
-  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  const std::uint8_t increment = prettyPrint ? 4 : 0;
   return ToJSON(increment, increment);
 }
 
@@ -35,7 +35,7 @@ std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
 }
 
 std::string Any::ToCPP(bool prettyPrint) const {
-  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  const std::uint8_t increment = prettyPrint ? 4 : 0;
   return ToCPP(increment, increment);
 }
 

@@ -46,7 +46,7 @@ void increment(Position& position) {
       position);
 }
 
-// Calls get with the map and, as a constant, the number of its alternative, and makes a position of the result.
+// Calls `get` with the map and, as a constant, the index of its alternative, and makes a position of the result.
 template <class Position, class Storage, class Get>
 Position positionIn(Storage& storage, Get get) {
   switch (storage.index()) {
@@ -84,7 +84,7 @@ any_map::iter& any_map::iter::operator++() {
 }
 
 any_map::iter any_map::iter::operator++(int) {
-  iter const before(*this);
+  const iter before(*this);
   ++*this;
   return before;
 }
@@ -115,7 +115,7 @@ any_map::const_iter& any_map::const_iter::operator++() {
 }
 
 any_map::const_iter any_map::const_iter::operator++(int) {
-  const_iter const before(*this);
+  const const_iter before(*this);
   ++*this;
   return before;
 }
@@ -136,7 +136,7 @@ any_map::any_map(any_map&& other) noexcept : storage_(std::move(other.storage_))
   other.clear();
 }
 
-// The other map may be part of this one's values, so these go last.
+// The other map may be one of this one's values, so these are destroyed last.
 any_map& any_map::operator=(const any_map& other) {
   Storage copy(other.storage_);
   storage_.swap(copy);

@@ -10,7 +10,7 @@ namespace detail {
 
 namespace {
 
-// The character behind the backslash, or 0 if the character needs no such form.
+// Returns the character that follows the backslash in an escape sequence; 0 if there is no such sequence.
 char escapeOf(char c) {
   switch (c) {
     case '"':
@@ -47,7 +47,7 @@ void printCharacter(std::ostream& out, char c) {
 
 void printQuoted(std::ostream& out, const std::string& text) {
   out << '"';
-  for (char const c : text) {
+  for (const char c : text) {
     printCharacter(out, c);
   }
   out << '"';
@@ -84,7 +84,7 @@ void AnyPrinter<AnyMap>::json(std::ostream& out, const AnyMap& map, Layout layou
   AnyMapPrinter<AnyMap>::json(out, map, layout);
 }
 
-// The entries of this kind of map are indented once more than those of others.
+// The entries of this type of map are indented by one level more than those of others.
 void AnyPrinter<AnyMap>::cpp(std::ostream& out, const AnyMap& map, Layout layout) {
   static constexpr const char* types[] = {"ORDERED_MAP", "UNORDERED_MAP", "UNORDERED_MAP_CASEINSENSITIVE_KEYS"};
   AnyMapPrinter<AnyMap>::cpp(out, map, types[map.GetType()], layout.nested(), layout.outer());

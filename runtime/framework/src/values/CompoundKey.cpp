@@ -10,7 +10,7 @@ namespace {
 
 using AnyVector = std::vector<Any>;
 
-/// The parts of a key, one after the other.
+/// Splits a key into its parts.
 class KeyParts {
  public:
   explicit KeyParts(const std::string& key) : key_(key) {}
@@ -24,7 +24,7 @@ class KeyParts {
     return part;
   }
 
-  /// Whether nothing but a dot at the end of the key is left.
+  /// Returns whether the rest of the key is empty or a single dot.
   bool isAtFinalDot() const { return next_ == key_.size(); }
 
  private:
@@ -33,7 +33,7 @@ class KeyParts {
 };
 
 const Any& elementAt(const AnyVector& vector, const std::string& index) {
-  int const number = std::stoi(index);
+  const int number = std::stoi(index);
   return vector.at(number < 0 ? vector.size() + static_cast<std::size_t>(number) : static_cast<std::size_t>(number));
 }
 
@@ -53,7 +53,7 @@ const Any* findIn(const AnyMap& map, const std::string& key) {
 }
 
 const Any* findElement(const AnyVector& vector, const std::string& index) try {
-  // The first element cannot be counted from the end here.
+  // A negative index cannot select the first element.
   return std::stoi(index) == -static_cast<long long>(vector.size()) ? nullptr : &elementAt(vector, index);
 } catch (const std::logic_error&) {
   return nullptr;
@@ -83,7 +83,7 @@ AnyMap::mapped_type AnyMap::AtCompoundKey(const key_type& key, mapped_type defau
     } else if (const auto* vector = any_cast<AnyVector>(value)) {
       value = findElement(*vector, part);
       if (parts.hasNext() && parts.isAtFinalDot()) {
-        break;  // a dot behind an index is passed over
+        break;  // a dot after the last index is ignored
       }
     } else {
       value = nullptr;
