@@ -25,7 +25,7 @@ struct ConfigurationRecord {
         reportedFactoryPid(std::move(reported)),
         instanceCount(instance) {}
 
-  // Constant after construction.
+  // Constant after construction:
   const std::string pid;
   /// The factory that is told of it.
   const std::string factoryPid;

@@ -64,7 +64,7 @@ std::exception_ptr tell(const SubscriberList<ConfigurationListener>::Services& l
 
 ConfigurationEvent eventOf(const ServiceReference<ConfigurationAdmin>& admin, const ConfigurationRecord& record,
                            ConfigurationEventType type) {
-  bool const isOfFactory = record.pid.find('~') != std::string::npos;
+  const bool isOfFactory = record.pid.find('~') != std::string::npos;
   return {admin, type, isOfFactory ? record.pid : std::string(), isOfFactory ? std::string() : record.pid};
 }
 
@@ -128,7 +128,7 @@ std::shared_ptr<Delivery> ConfigurationRegistry::update(const RecordPtr& record,
 std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(const RecordPtr& record, AnyMap&& properties) {
   Properties exchanged = std::make_shared<const AnyMap>(std::move(properties));
   for (;;) {
-    Properties const compared = propertiesOf(record);
+    const Properties compared = propertiesOf(record);
     if (*compared == *exchanged) {
       return nullptr;
     }

@@ -40,9 +40,9 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   Properties propertiesOf(const RecordPtr& record) const;
   unsigned long changeCountOf(const RecordPtr& record) const;
   std::shared_ptr<Delivery> update(const RecordPtr& record, AnyMap&& properties);
-  /// \return null if the properties are the ones there are
+  /// Returns null if the properties are the ones there are.
   std::shared_ptr<Delivery> updateIfDifferent(const RecordPtr& record, AnyMap&& properties);
-  /// \return null if nobody was ever told of the configuration
+  /// Returns null if nobody was ever told of the configuration.
   std::shared_ptr<Delivery> remove(const RecordPtr& record);
 
   const DeliveryQueue& queue() const { return queue_; }
@@ -76,7 +76,7 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   void takeAway(const ConfigurationRecord& record) const;
 
   mutable std::mutex mutex_;
-  // Guarded by mutex_:
+  // Guarded by `mutex_`:
   ConfigurationTable table_;
   Revision revision_ = 0;
   SubscriberList<service::cm::ConfigurationListener> listeners_;

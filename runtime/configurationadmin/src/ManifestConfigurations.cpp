@@ -27,7 +27,7 @@ struct Made {
   unsigned long changeCount;
 };
 
-/// \return none if the configuration was there and equal: it is not the manifest's then
+/// Returns none if the configuration was there and equal: it is not the manifest's then.
 /// \throws std::runtime_error  if somebody else removes it meanwhile
 std::optional<Made> make(ConfigurationRegistry& registry, const std::string& pid, AnyMap properties) {
   auto configuration = registry.obtain(pid);
@@ -105,7 +105,7 @@ class ManifestConfigurations::State {
   // Held while configurations change, so that a bundle's start and stop cannot overtake each other;
   // telling of the changes is done by another thread.
   std::mutex mutex_;
-  // Guarded by mutex_:
+  // Guarded by `mutex_`:
   std::map<long, std::vector<Made>> made_;
 };
 

@@ -109,13 +109,13 @@ class ServiceWatcher {
       return known_.count(id) > 0;
     }
 
-    // Constant after construction.
+    // Constant after construction:
     BundleContext context_;
     const Added added_;
     const Removed removed_;
 
     std::mutex mutex_;
-    // Guarded by mutex_:
+    // Guarded by `mutex_`:
     std::set<long> known_;
     std::set<long> gone_;
     bool isFirstLook_ = true;

@@ -28,7 +28,7 @@ class SubscriberList {
     subscribers_.insert(place, {id, std::move(pid), since, std::move(service)});
   }
 
-  /// \return the service, whose last holder the caller may now be; null if there is none
+  /// Returns the service, whose last holder the caller may now be; null if there is none.
   std::shared_ptr<Service> remove(long id) {
     const auto found = std::find_if(subscribers_.begin(), subscribers_.end(),
                                     [id](const Subscriber& subscriber) { return subscriber.id == id; });

@@ -11,7 +11,7 @@ namespace spf::test {
 
 namespace {
 
-std::string const bundleFile = SPF_CONFIGURATION_ADMIN_FILE;
+const std::string bundleFile = SPF_CONFIGURATION_ADMIN_FILE;
 
 // Some Configuration Admins need this library, and have no run path to find it by.
 void loadCompanion() {

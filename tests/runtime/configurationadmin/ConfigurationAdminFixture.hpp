@@ -41,7 +41,7 @@ class Journal {
  public:
   void write(std::string entry);
   std::vector<std::string> entries() const;
-  /// \return the entries as soon as there are so many, or what there is when patience is at its end
+  /// Returns the entries as soon as there are so many, or what there is when patience is at its end.
   std::vector<std::string> waitFor(std::size_t count) const;
 
  private:

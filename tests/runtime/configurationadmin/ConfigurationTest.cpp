@@ -55,7 +55,7 @@ TEST_F(AConfigurationAdmin, TakesWhatStandsBeforeTheFirstTildeForTheFactory) {
 }
 
 TEST_F(AConfigurationAdmin, NamesAConfigurationOfAFactoryAfterBoth) {
-  for (std::string const instance : {"i", "", "~", " \n", "\xc3\xa4"}) {
+  for (const std::string instance : {"i", "", "~", " \n", "\xc3\xa4"}) {
     EXPECT_EQ(admin->GetFactoryConfiguration("f", instance), admin->GetConfiguration("f~" + instance));
   }
 }
@@ -229,7 +229,7 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
 
 TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
   const auto sut = admin->GetConfiguration("a");
-  AnyMap const properties{{"value", Any(Incomparable())}};
+  const AnyMap properties{{"value", Any(Incomparable())}};
   sut->Update(properties);
 
   EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);

@@ -237,7 +237,7 @@ class AnExtraShutdownFunction : public testing::Test {
   Framework framework = FrameworkFactory().NewFramework(configuration());
 };
 
-/// \return false if the framework did not come to that state for as long as the tests' patience lasts
+/// Returns false if the framework did not come to that state for as long as the tests' patience lasts.
 bool comesTo(Bundle::State state, const Framework& framework) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (framework.GetState() != state && std::chrono::steady_clock::now() < deadline) {

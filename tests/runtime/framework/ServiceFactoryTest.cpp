@@ -41,7 +41,7 @@ struct NotingFactory : Base {
   std::function<void()> afterUnget = [] {};
 };
 
-/// \return kind and text of the exception that an event carries
+/// Returns kind and text of the exception that an event carries.
 std::string describe(const std::exception_ptr& throwable) {
   try {
     std::rethrow_exception(throwable);
@@ -55,7 +55,7 @@ std::string describe(const std::exception_ptr& throwable) {
 
 class AServiceFactory : public StartedFramework {
  protected:
-  /// \return where all framework events will be noted as "ERROR bundle: factory exception: text"
+  /// Returns where all framework events will be noted as "ERROR bundle: factory exception: text".
   Journal noteReports() {
     const Journal journal;
     context().AddFrameworkListener([journal](const FrameworkEvent& event) {
@@ -68,7 +68,7 @@ class AServiceFactory : public StartedFramework {
 
   ServiceRegistration<Interface> add() { return user.RegisterService<Interface>(ToFactory(sut)); }
 
-  /// \return the context of a started bundle without code
+  /// Returns the context of a started bundle without code.
   BundleContext otherBundle() {
     auto bundle = context().InstallBundles(DATA_ONLY_BUNDLE).at(0);
     bundle.Start();

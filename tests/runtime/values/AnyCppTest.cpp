@@ -37,7 +37,7 @@ namespace {
 
 using namespace cppmicroservices;
 
-std::string const indented = R"(AnyMap { ORDERED_MAP, {
+const std::string indented = R"(AnyMap { ORDERED_MAP, {
         {"k" , 1}, 
         {"l" , AnyMap { UNORDERED_MAP, {
                 {"x" , true}
@@ -75,20 +75,20 @@ TEST(TheCppOfAnAny, ShowsMapsWithTheirKind) {
 }
 
 TEST(TheCppOfAnAny, IndentsTheEntriesOfItsOwnMapsTwice) {
-  AnyMap const inner(AnyMap::UNORDERED_MAP, {{"x", true}});
+  const AnyMap inner(AnyMap::UNORDERED_MAP, {{"x", true}});
   EXPECT_EQ(Any(AnyMap(AnyMap::ORDERED_MAP, {{"k", 1}, {"l", inner}})).ToCPP(true), indented);
   EXPECT_EQ(Any(std::map<std::string, Any>{{"a", 1}}).ToCPP(2, 1), "AnyMap { ORDERED_MAP, {\n {\"a\" , 1}\n}}");
 }
 
 TEST(AnOwnType, MaySayHowItIsShown) {
-  Any const any = shapes::Square{3};
+  const Any any = shapes::Square{3};
   EXPECT_EQ(any.ToString(), "square of 3");
   EXPECT_EQ(any.ToJSON(), "{\"side\" : 3}");
   EXPECT_EQ(any.ToCPP(), "Square{3}");
 }
 
 TEST(AnOwnType, IsShownThatWayInsideOfASequence) {
-  Any const any = std::vector<shapes::Square>(2);
+  const Any any = std::vector<shapes::Square>(2);
   EXPECT_EQ(any.ToString(), "[square of 2,square of 2]");
   EXPECT_EQ(any.ToJSON(), "[{\"side\" : 2},{\"side\" : 2}]");
   EXPECT_EQ(any.ToCPP(), "AnyVector {{Square{2},Square{2}}}");

@@ -165,9 +165,9 @@ TEST_P(AMap, MayHoldACopyOfItself) {
 
 TEST_P(AMap, KnowsItsTypeAndMayBeMovedAndAssignedAfterAMove) {
   auto sut = make({{"k", Any(1)}});
-  AnyMap const moved(std::move(sut));
+  const AnyMap moved(std::move(sut));
   EXPECT_EQ(sut.GetType(), GetParam());
-  AnyMap const again(std::move(sut));
+  const AnyMap again(std::move(sut));
   sut = moved;
   EXPECT_EQ(sut, moved);
 }
@@ -175,13 +175,13 @@ TEST_P(AMap, KnowsItsTypeAndMayBeMovedAndAssignedAfterAMove) {
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
   auto sut = make({{"k", Any(1)}});
-  AnyMap const moved(std::move(sut));
+  const AnyMap moved(std::move(sut));
   EXPECT_EQ(moved.size(), 1u);
   EXPECT_EQ(sut, make());
   sut["l"] = 2;
   EXPECT_EQ(sut.at("l"), 2);
 
-  Any const holder(std::move(sut));
+  const Any holder(std::move(sut));
   EXPECT_EQ(sut.size(), 0u);
   EXPECT_EQ(sut.count("l"), 0u);
   EXPECT_TRUE(sut.begin() == sut.end());
@@ -228,9 +228,9 @@ TEST(AnAnyMap, IgnoresTheCaseOfKeysUnlessToldOtherwise) {
 }
 
 TEST(AnAnyMap, TakesItsTypeFromTheMapItIsMadeOf) {
-  AnyMap::ordered_any_map const ordered{{"k", Any(1)}};
-  AnyMap::unordered_any_map const unordered{{"k", Any(1)}};
-  AnyMap::unordered_any_cimap const caseInsensitive{{"k", Any(1)}};
+  const AnyMap::ordered_any_map ordered{{"k", Any(1)}};
+  const AnyMap::unordered_any_map unordered{{"k", Any(1)}};
+  const AnyMap::unordered_any_cimap caseInsensitive{{"k", Any(1)}};
 
   EXPECT_EQ(AnyMap(ordered), AnyMap(AnyMap::ORDERED_MAP, {{"k", Any(1)}}));
   EXPECT_EQ(AnyMap(unordered), AnyMap(AnyMap::UNORDERED_MAP, {{"k", Any(1)}}));
@@ -293,7 +293,7 @@ TEST(AnAnyMap, IsNotMadeOfItsBase) {
 }
 
 TEST(AnAnyMap, IsOrderedByBytes) {
-  AnyMap const sut(AnyMap::ORDERED_MAP, {{"a", Any(1)}, {"B", Any(1)}, {"", Any(1)}, {"\xc3\xa4", Any(1)}});
+  const AnyMap sut(AnyMap::ORDERED_MAP, {{"a", Any(1)}, {"B", Any(1)}, {"", Any(1)}, {"\xc3\xa4", Any(1)}});
 
   EXPECT_THAT(keysOf(sut), testing::ElementsAre("", "B", "a", "\xc3\xa4"));
 }
@@ -323,7 +323,7 @@ TEST(AnAnyMap, FoldsEveryLetterAtEveryPlace) {
       sut[key] = 1;
       std::string other = key;
       other[place] = static_cast<char>(c ^ 0x20);
-      bool const isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+      const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
       ASSERT_EQ(sut.count(other), isLetter ? 1u : 0u) << "byte " << c << " at " << place;
     }
   }
@@ -341,7 +341,7 @@ TEST(AnAnyMap, KeepsTheFirstSpellingOfAKey) {
 }
 
 TEST(AnAnyMap, TakesTheFirstOfEntriesWhoseKeysDifferInCase) {
-  AnyMap const sut{{"Key", Any(1)}, {"KEY", Any(2)}};
+  const AnyMap sut{{"Key", Any(1)}, {"KEY", Any(2)}};
 
   EXPECT_THAT(keysOf(sut), testing::ElementsAre("Key"));
   EXPECT_EQ(sut.at("key"), 1);

@@ -57,14 +57,14 @@ std::ostream& operator<<(std::ostream& out, const Throwing&) {
 }
 
 TEST(AnAny, IsEmptyAtFirst) {
-  Any const sut;
+  const Any sut;
 
   EXPECT_TRUE(sut.Empty());
   EXPECT_TRUE(sut.Type() == typeid(void));
 }
 
 TEST(AnAny, HoldsTheDecayedType) {
-  std::string const text = "x";
+  const std::string text = "x";
   std::string& reference = const_cast<std::string&>(text);
 
   EXPECT_TRUE(Any(text).Type() == typeid(std::string));
@@ -85,7 +85,7 @@ TEST(AnAny, HoldsEverythingThatCanBeCopiedAndStreamed) {
 
 TEST(AnAny, CopiesAnotherOneInsteadOfHoldingIt) {
   Any original = 5;
-  Any const copy(original);
+  const Any copy(original);
   Any assigned;
   assigned = original;
 
@@ -94,7 +94,7 @@ TEST(AnAny, CopiesAnotherOneInsteadOfHoldingIt) {
 }
 
 TEST(AnAny, HasAValueOfItsOwnInEachCopy) {
-  Any const original = std::vector<Any>{Any(1)};
+  const Any original = std::vector<Any>{Any(1)};
   Any copy = original;
   ref_any_cast<std::vector<Any>>(copy).front() = 2;
 
@@ -108,7 +108,7 @@ TEST(AnAny, CopiesItsValueOnlyWhenItIsCopied) {
   sut = std::move(moved);
   EXPECT_EQ(transfers.copies, 0);
 
-  Any const copy = sut;
+  const Any copy = sut;
   EXPECT_EQ(transfers.copies, 1);
 }
 
@@ -129,12 +129,12 @@ TEST(AnAny, LeavesItsValueAloneWhenItIsMoved) {
   EXPECT_EQ(transfers.moves, 0);
 }
 
-/// \return whether a move leaves the value where it was
+/// Returns whether a move leaves the value where it was.
 template <class T>
 bool staysWhenMoved(T value) {
   Any sut = std::move(value);
   const auto* const before = any_cast<T>(&sut);
-  Any const constructed = std::move(sut);
+  const Any constructed = std::move(sut);
   Any assigned;
   assigned = Any(constructed);
   const auto* const assignedBefore = any_cast<T>(&assigned);
@@ -154,7 +154,7 @@ TEST(AnAny, LeavesItsValueWhereItWasWhenItIsMoved) {
 
 TEST(AnAny, IsEmptyAndUsableAfterAMove) {
   for (Any sut : {Any(1), Any(std::string(100, 'x')), Any(std::string("x")), Any(AnyMap())}) {
-    Any const moved = std::move(sut);
+    const Any moved = std::move(sut);
     EXPECT_FALSE(moved.Empty());
     EXPECT_TRUE(sut.Empty());
     EXPECT_TRUE(sut.Type() == typeid(void));
@@ -195,16 +195,16 @@ TEST(AnAny, ExchangesItsValueWithAnother) {
 
 TEST(AnAny, KeepsItsValueIfAnAssignmentThrows) {
   Any sut = 1;
-  Throwing const bad(-1);
+  const Throwing bad(-1);
 
   EXPECT_THROW(sut = bad, int);
   EXPECT_EQ(sut, 1);
-  Any const holder = Throwing(5);
+  const Any holder = Throwing(5);
   EXPECT_EQ(ref_any_cast<Throwing>(holder).value, 5);
 }
 
 TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
-  Any const sut = 1;
+  const Any sut = 1;
 
   EXPECT_TRUE(sut == 1);
   EXPECT_FALSE(sut != 1);
@@ -222,8 +222,8 @@ TEST(AnAny, NeverEqualsALiteral) {
 }
 
 TEST(AnAny, ComparesPointersToCharactersAsPointers) {
-  std::string const text = "x";
-  std::string const same = "x";
+  const std::string text = "x";
+  const std::string same = "x";
 
   EXPECT_TRUE(Any(text.c_str()) == Any(text.c_str()));
   EXPECT_FALSE(Any(text.c_str()) == Any(same.c_str()));
@@ -239,7 +239,7 @@ TEST(AnAny, EqualsAnotherOneWithAnEqualValueOfThatType) {
 
 TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
   Transfers transfers;
-  Any const sut = Counted(transfers);
+  const Any sut = Counted(transfers);
   const Any& same = sut;
 
   EXPECT_FALSE(sut == same);
@@ -248,7 +248,7 @@ TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
 }
 
 TEST(AnAny, EqualsNothingWhenItIsEmpty) {
-  Any const empty;
+  const Any empty;
 
   EXPECT_FALSE(empty == 1);
   EXPECT_FALSE(empty == Any(1));
@@ -256,7 +256,7 @@ TEST(AnAny, EqualsNothingWhenItIsEmpty) {
 
 #ifdef SPF_RUNTIME_BUNDLED
 TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
-  Any const empty;
+  const Any empty;
 
   EXPECT_FALSE(Any(1) == empty);
   EXPECT_TRUE(Any(1) != empty);

@@ -27,7 +27,7 @@ class ACompoundKey : public testing::Test {
   Any orNone(const std::string& key) { return map.AtCompoundKey(key, Any(std::string("none"))); }
 
   AnyMap map;
-  Any const none = std::string("none");
+  const Any none = std::string("none");
 };
 
 TEST_F(ACompoundKey, SelectsFromNestedMaps) {
@@ -55,7 +55,7 @@ TEST_F(ACompoundKey, FindsEmptyValues) {
 }
 
 TEST_F(ACompoundKey, HasToBeThere) {
-  for (std::string const key : {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4",
+  for (const std::string key : {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4",
                                 "list.2.5", "list.99999999999", "list.1."}) {
     EXPECT_THROW(map.AtCompoundKey(key), std::out_of_range) << key;
   }
@@ -71,7 +71,7 @@ TEST_F(ACompoundKey, SaysWhereItFailed) {
   const auto says = [](const std::string& start) {
     return testing::ThrowsMessage<std::out_of_range>(testing::StartsWith(start));
   };
-  AnyMap const ordered(AnyMap::ORDERED_MAP);
+  const AnyMap ordered(AnyMap::ORDERED_MAP);
 
   EXPECT_THAT([&] { map.AtCompoundKey("map.missing"); }, says("unordered_map::at"));
   EXPECT_THAT([&] { ordered.AtCompoundKey("missing"); }, says("map::at"));
@@ -98,7 +98,7 @@ TEST_F(ACompoundKey, CannotSelectFromAnythingElse) {
 }
 
 TEST_F(ACompoundKey, GivesTheDefaultForWhatIsNotThere) {
-  for (std::string const key :
+  for (const std::string key :
        {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4", "list.-3", "list.2.5",
         "list.99999999999", "list.x", "list.", "scalar.key", "scalar.", "map.key.more", "standard.key", "empty.key"}) {
     EXPECT_EQ(orNone(key), none) << key;

@@ -37,7 +37,7 @@ bool matchesText(const std::string& filter, const std::string& text) {
 }
 
 TEST(AnOperation, CombinesComparisons) {
-  AnyMap const properties{{"a", Any(1)}, {"b", Any(2)}};
+  const AnyMap properties{{"a", Any(1)}, {"b", Any(2)}};
   const auto match = [&](const char* filter) { return LDAPFilter(std::string(filter)).Match(properties); };
 
   EXPECT_TRUE(match("(&(a=1)(b=2))"));
@@ -50,7 +50,7 @@ TEST(AnOperation, CombinesComparisons) {
 
 TEST(AnAttribute, IsFoundInAnySpelling) {
   for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
-    AnyMap const properties(type, {{"Name", Any(1)}});
+    const AnyMap properties(type, {{"Name", Any(1)}});
     EXPECT_TRUE(LDAPFilter("(nAME=1)").Match(properties));
     EXPECT_FALSE(LDAPFilter("(nAME=1)").MatchCase(properties));
     EXPECT_TRUE(LDAPFilter("(Name=1)").MatchCase(properties));
@@ -58,7 +58,7 @@ TEST(AnAttribute, IsFoundInAnySpelling) {
 }
 
 TEST(AnAttribute, WithDotsIsAPlainKey) {
-  AnyMap const properties{{"a.b", Any(1)}, {"c", Any(AnyMap{{"d", Any(1)}, {"e", Any(1)}})}};
+  const AnyMap properties{{"a.b", Any(1)}, {"c", Any(AnyMap{{"d", Any(1)}, {"e", Any(1)}})}};
 
   EXPECT_TRUE(LDAPFilter("(a.b=1)").Match(properties));
   EXPECT_FALSE(LDAPFilter("(c.d=1)").Match(properties));
@@ -66,7 +66,7 @@ TEST(AnAttribute, WithDotsIsAPlainKey) {
 
 TEST(AnAttribute, MustNotBeThereInTwoSpellings) {
   for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP}) {
-    AnyMap const properties(type, {{"name", Any(1)}, {"nAme", Any(1)}, {"other", Any(1)}});
+    const AnyMap properties(type, {{"name", Any(1)}, {"nAme", Any(1)}, {"other", Any(1)}});
     const auto says = testing::ThrowsMessage<std::runtime_error>(
         testing::MatchesRegex("Properties contain case variants of the key: n.me"));
     EXPECT_THAT([&] { LDAPFilter("(other=1)").Match(properties); }, says);
@@ -75,8 +75,8 @@ TEST(AnAttribute, MustNotBeThereInTwoSpellings) {
 }
 
 TEST(AMissingProperty, MatchesNoComparison) {
-  AnyMap const properties{{"empty", Any()}, {"k", Any(1)}};
-  for (std::string const comparison : {"=1", "~=1", ">=1", "<=1", "=*", "="}) {
+  const AnyMap properties{{"empty", Any()}, {"k", Any(1)}};
+  for (const std::string comparison : {"=1", "~=1", ">=1", "<=1", "=*", "="}) {
     EXPECT_FALSE(LDAPFilter("(missing" + comparison + ")").Match(properties)) << comparison;
     EXPECT_FALSE(LDAPFilter("(empty" + comparison + ")").Match(properties)) << comparison;
     EXPECT_TRUE(LDAPFilter("(!(missing" + comparison + "))").Match(properties)) << comparison;
@@ -163,7 +163,7 @@ TEST(AString, MatchesManyWildcardsInAMoment) {
   for (int i = 0; i < 200; ++i) {
     pattern += "*a";
   }
-  std::string const text(100000, 'a');
+  const std::string text(100000, 'a');
 
   EXPECT_FALSE(matchesText(pattern + "*b)", text));
   EXPECT_TRUE(matchesText(pattern + "*)", text));
@@ -182,7 +182,7 @@ using Integers = testing::Types<unsigned char, short, unsigned short, int, unsig
 TYPED_TEST_SUITE(AnInteger, Integers);
 
 TYPED_TEST(AnInteger, IsComparedAsANumber) {
-  Any const five = static_cast<TypeParam>(5);
+  const Any five = static_cast<TypeParam>(5);
 
   EXPECT_TRUE(matches("(p=5)", five));
   EXPECT_TRUE(matches("(p= +5)", five));
@@ -195,7 +195,7 @@ TYPED_TEST(AnInteger, IsComparedAsANumber) {
 }
 
 TYPED_TEST(AnInteger, IgnoresWhatFollowsTheNumber) {
-  Any const five = static_cast<TypeParam>(5);
+  const Any five = static_cast<TypeParam>(5);
 
   EXPECT_TRUE(matches("(p=5abc)", five));
   EXPECT_TRUE(matches("(p=5.9)", five));
@@ -203,8 +203,8 @@ TYPED_TEST(AnInteger, IgnoresWhatFollowsTheNumber) {
 }
 
 TYPED_TEST(AnInteger, MatchesNothingThatIsNoNumber) {
-  for (TypeParam const value : {TypeParam(0), TypeParam(5)}) {
-    for (std::string const text : {"", "abc", "-", "*5", "99999999999999999999"}) {
+  for (const TypeParam value : {TypeParam(0), TypeParam(5)}) {
+    for (const std::string text : {"", "abc", "-", "*5", "99999999999999999999"}) {
       EXPECT_FALSE(matches("(p=" + text + ")", Any(value))) << text;
       EXPECT_FALSE(matches("(p>=" + text + ")", Any(value))) << text;
       EXPECT_FALSE(matches("(p<=" + text + ")", Any(value))) << text;
@@ -340,7 +340,7 @@ TEST_F(AFilterInAFramework, MatchesTheHeadersOfABundle) {
 
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_F(AFilterInAFramework, FindsNoPropertiesInAReferenceToNone) {
-  cppmicroservices::ServiceReferenceU const none;
+  const cppmicroservices::ServiceReferenceU none;
 
   EXPECT_FALSE(LDAPFilter("(service.id=*)").Match(none));
   EXPECT_TRUE(LDAPFilter("(!(service.id=*))").Match(none));

@@ -26,7 +26,7 @@ std::string nested(int depth) {
 }
 
 TEST(ADefaultFilter, MatchesNothing) {
-  LDAPFilter const sut;
+  const LDAPFilter sut;
 
   EXPECT_FALSE(sut);
   EXPECT_EQ(sut.ToString(), "");
@@ -37,7 +37,7 @@ TEST(ADefaultFilter, MatchesNothing) {
 }
 
 TEST(AFilter, IsTrueAndPrintable) {
-  LDAPFilter const sut("(a=b)");
+  const LDAPFilter sut("(a=b)");
   std::ostringstream out;
   out << sut;
 
@@ -59,7 +59,7 @@ TEST(AFilter, KeepsTheBlanksInValues) {
 }
 
 TEST(AFilter, KeepsEveryOperator) {
-  for (std::string const text : {"(a=b)", "(a~=b)", "(a>=b)", "(a<=b)", "(a=*)", "(a=*b*c**)", "(a=)", "(a==b)",
+  for (const std::string text : {"(a=b)", "(a~=b)", "(a>=b)", "(a<=b)", "(a=*)", "(a=*b*c**)", "(a=)", "(a==b)",
                                  "(a!=b)", "(&(a=b)(|(c=d)(!(e=f))))", "(&(a=b))", "(a.b=c)", "(a*=b)", "(a&b=c)"}) {
     EXPECT_EQ(normalised(text), text);
   }
@@ -92,8 +92,8 @@ TEST(AFilter, IsNotMadeOfALiteralByAccident) {
 TEST(AFilter, MayBeCopiedAndAssigned) {
   LDAPFilter sut;
   {
-    LDAPFilter const original("(a=b)");
-    LDAPFilter const copy(original);
+    const LDAPFilter original("(a=b)");
+    const LDAPFilter copy(original);
     sut = copy;
   }
   EXPECT_EQ(sut.ToString(), "(a=b)");
@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("(a=b))", "Trailing garbage ')': )")));
 
 TEST(ADeepFilter, MatchesAtAThousandLevels) {
-  LDAPFilter const sut(nested(1000));
+  const LDAPFilter sut(nested(1000));
 
   EXPECT_TRUE(sut.Match(AnyMap{{"b", Any(1)}, {"c", Any(1)}}));
   EXPECT_EQ(sut.ToString(), nested(1000));

@@ -18,7 +18,7 @@ std::string textOf(const LDAPPropExpr& expression) {
 
 class AProperty : public testing::Test {
  protected:
-  LDAPProp const sut{"k"};
+  const LDAPProp sut{"k"};
 };
 
 TEST_F(AProperty, NeedsAName) {
@@ -63,7 +63,7 @@ TEST_F(AProperty, MakesPresenceAndAbsence) {
 }
 
 TEST_F(AProperty, MakesNothingOfAnEmptyString) {
-  std::string const empty;
+  const std::string empty;
 
   EXPECT_TRUE((sut == empty).IsNull());
   EXPECT_TRUE((sut != empty).IsNull());
@@ -77,9 +77,9 @@ TEST_F(AProperty, MakesNothingOfAnEmptyString) {
 
 class AnExpression : public testing::Test {
  protected:
-  LDAPPropExpr const a{"(a=1)"};
-  LDAPPropExpr const b{"(b=2)"};
-  LDAPPropExpr const null;
+  const LDAPPropExpr a{"(a=1)"};
+  const LDAPPropExpr b{"(b=2)"};
+  const LDAPPropExpr null;
 };
 
 TEST_F(AnExpression, IsNullAtFirst) {

@@ -18,7 +18,7 @@ struct Script {
 /// What the scripted bundle offers.
 struct ContextProbe {
   virtual ~ContextProbe() = default;
-  /// \return what the free function GetBundleContext() gives in the bundle's code
+  /// Returns what the free function GetBundleContext() gives in the bundle's code.
   virtual cppmicroservices::BundleContext contextOfTheCode() const = 0;
 };
 

@@ -41,7 +41,7 @@ class TemporaryFolder {
 
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
-  /// \return the path of a new file with that content
+  /// Returns the path of a new file with that content.
   std::string write(const std::string& name, const std::string& content) const {
     std::ofstream(path_ / name, std::ios::binary) << content;
     return *this / name;
@@ -90,7 +90,7 @@ inline cppmicroservices::FrameworkEvent stopAndWait(cppmicroservices::Framework&
   return framework.WaitForStop(std::chrono::milliseconds::zero());
 }
 
-/// \return what the exception says that the call throws; a complaint if it throws none
+/// Returns what the exception says that the call throws; a complaint if it throws none.
 template <class Exception, class Call>
 std::string messageOf(Call&& call) {
   try {

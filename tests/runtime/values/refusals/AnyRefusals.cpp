@@ -43,9 +43,9 @@ struct Uncopyable {
 
 #ifdef SPF_REFUSED
 [[maybe_unused]] void refused(AnyMap& map) {
-  Any const literal("1234");                             // refused: char [5]
+  const Any literal("1234");                             // refused: char [5]
   map["text"] = "12345";                                 // refused: char [6]
-  AnyMap const listed{{"key", "123"}, {"lock", "123"}};  // refused: char [4]
+  const AnyMap listed{{"key", "123"}, {"lock", "123"}};  // refused: char [4]
   map["enum"] = Scoped::value;                           // refused: ::Scoped
   map["optional"] = std::optional<int>();                // refused: std::optional<int>
   map["pair"] = std::pair<int, int>();                   // refused: std::pair<int, int>

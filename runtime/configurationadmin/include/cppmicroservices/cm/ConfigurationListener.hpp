@@ -25,10 +25,10 @@ class ConfigurationEvent {
   ConfigurationEventType getType() const noexcept { return type_; }
 
  private:
-  ServiceReference<ConfigurationAdmin> const configAdmin_;
-  ConfigurationEventType const type_;
-  std::string const factoryPid_;
-  std::string const pid_;
+  const ServiceReference<ConfigurationAdmin> configAdmin_;
+  const ConfigurationEventType type_;
+  const std::string factoryPid_;
+  const std::string pid_;
 };
 
 /// A service that is told of every update and removal, before the services that it is for.
