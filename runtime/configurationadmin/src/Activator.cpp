@@ -20,7 +20,7 @@ using service::cm::ManagedServiceFactory;
 
 namespace {
 
-/// Brings the services of one interface to the registry; managed ones only if they have a PID.
+/// Adds the services of one interface to the registry; managed ones only if they have a PID.
 template <class Service>
 ServiceWatcher<Service> watch(const BundleContext& context, const std::shared_ptr<ConfigurationRegistry>& registry) {
   const auto added = [registry](const ServiceReference<Service>& reference, const std::shared_ptr<Service>& service) {
@@ -34,7 +34,7 @@ ServiceWatcher<Service> watch(const BundleContext& context, const std::shared_pt
   return {context, added, [registry](long id) { registry->remove(id); }};
 }
 
-/// What there is while the bundle is started.
+/// The parts of the started bundle.
 class Running {
  public:
   explicit Running(BundleContext context)
@@ -44,7 +44,7 @@ class Running {
         factories_(watch<ManagedServiceFactory>(context, registry_)),
         manifests_(context, registry_) {}
 
-  // The configurations are taken away by whoever is the last to let go of the service: here, as a rule.
+  // The configurations are withdrawn with the last pointer to the service, which is usually released here.
   void stop() {
     registration_.Unregister();
     manifests_.close();
@@ -56,7 +56,7 @@ class Running {
   }
 
  private:
-  // Events can only name their source once that is registered.
+  // Events can name their source only after it was registered.
   const BundleContext& withSource(const BundleContext& context) {
     registry_->setAdmin(registration_.GetReference());
     return context;

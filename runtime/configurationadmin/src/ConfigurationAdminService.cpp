@@ -22,9 +22,9 @@ ConfigurationAdminService::ConfigurationAdminService(std::shared_ptr<Configurati
 
 ConfigurationAdminService::~ConfigurationAdminService() {
   try {
-    registry_->takeAllAway();
+    registry_->withdrawAll();
   } catch (...) {
-    // Out of memory. There is nobody left who could be told, and the services come to no harm.
+    // Out of memory. A destructor cannot report it, and the services keep configurations that still work.
   }
 }
 
@@ -42,12 +42,12 @@ ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::GetFactor
   return registry_->obtain(factoryPid + '~' + instanceName);
 }
 
-// One that is removed while the others are looked at is left out.
+// Leaves out a configuration that is removed meanwhile.
 std::vector<ConfigurationAdminService::ConfigurationPtr> ConfigurationAdminService::ListConfigurations(
     const std::string& filter) {
   const auto parsed = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
   std::vector<ConfigurationPtr> found;
-  for (const auto& state : registry_->updated()) {
+  for (const auto& state : registry_->listUpdated()) {
     auto object = !parsed || matches(state, parsed) ? registry_->objectOf(state.record) : nullptr;
     if (object) {
       found.push_back(std::move(object));

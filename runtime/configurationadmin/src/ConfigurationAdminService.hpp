@@ -8,8 +8,8 @@ namespace cppmicroservices::configurationadmin {
 
 class ConfigurationRegistry;
 
-/// The service that the bundle offers. Configurations stay with those who know of them for as long as somebody
-/// holds it: its destructor takes them away.
+/// The service that the bundle offers. Services keep their configurations as long as this object lives: its destructor
+/// withdraws them.
 class ConfigurationAdminService : public service::cm::ConfigurationAdmin {
  public:
   using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;

@@ -24,9 +24,9 @@ void requireNotRemoved(const ConfigurationRecord& record) {
   }
 }
 
-/// Calls a service, whose exceptions are its own business.
+/// Calls a service and swallows its exceptions.
 template <class Call>
-void tell(Call call) noexcept {
+void callQuietly(Call call) noexcept {
   try {
     call();
   } catch (...) {
@@ -34,12 +34,12 @@ void tell(Call call) noexcept {
 }
 
 /// \param properties  null if the configuration was removed
-void tell(ManagedService& service, const Properties& properties) {
-  tell([&] { service.Updated(properties ? *properties : AnyMap()); });
+void notify(ManagedService& service, const Properties& properties) {
+  callQuietly([&] { service.Updated(properties ? *properties : AnyMap()); });
 }
 
-void tell(ManagedServiceFactory& factory, const std::string& pid, const Properties& properties) {
-  tell([&] {
+void notify(ManagedServiceFactory& factory, const std::string& pid, const Properties& properties) {
+  callQuietly([&] {
     if (properties) {
       factory.Updated(pid, *properties);
     } else {
@@ -48,9 +48,10 @@ void tell(ManagedServiceFactory& factory, const std::string& pid, const Properti
   });
 }
 
-/// Calls every listener. \return the first exception; null if there was none
-std::exception_ptr tell(const SubscriberList<ConfigurationListener>::Services& listeners,
-                        const ConfigurationEvent& event) {
+/// Calls every listener.
+/// \return the first exception; null if there was none
+std::exception_ptr notify(const SubscriberList<ConfigurationListener>::Services& listeners,
+                          const ConfigurationEvent& event) {
   std::exception_ptr first;
   for (const auto& listener : listeners) {
     try {
@@ -85,9 +86,9 @@ ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::create(const std:
   return objectOfLocked(table_.create(factoryPid));
 }
 
-std::vector<ConfigurationState> ConfigurationRegistry::updated() const {
+std::vector<ConfigurationState> ConfigurationRegistry::listUpdated() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return table_.updated();
+  return table_.listUpdated();
 }
 
 ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOf(const RecordPtr& record) {
@@ -116,7 +117,7 @@ unsigned long ConfigurationRegistry::changeCountOf(const RecordPtr& record) cons
   return record->changeCount;
 }
 
-// The old properties end up in a variable that outlives the lock: destroying them runs foreign code.
+// The old properties are swapped into a variable that outlives the lock: destroying them runs foreign code.
 std::shared_ptr<Delivery> ConfigurationRegistry::update(const RecordPtr& record, AnyMap&& properties) {
   Properties exchanged = std::make_shared<const AnyMap>(std::move(properties));
   const std::lock_guard<std::mutex> lock(mutex_);
@@ -124,7 +125,7 @@ std::shared_ptr<Delivery> ConfigurationRegistry::update(const RecordPtr& record,
   return replaceLocked(record, exchanged);
 }
 
-// Comparing runs foreign code too, so it is done without the lock, and again if there was a change meanwhile.
+// Comparing runs foreign code too: it is done without the lock, and repeated if the properties have changed meanwhile.
 std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(const RecordPtr& record, AnyMap&& properties) {
   Properties exchanged = std::make_shared<const AnyMap>(std::move(properties));
   for (;;) {
@@ -164,7 +165,7 @@ void ConfigurationRegistry::add(long id, const std::string& pid, const std::shar
   services_.add(id, pid, revision_, service);
   const auto record = table_.find(pid);
   if (record && record->changeCount > 0) {
-    queue_.post([service, known = record->properties] { tell(*service, known); });
+    queue_.post([service, known = record->properties] { notify(*service, known); });
   }
 }
 
@@ -172,9 +173,9 @@ void ConfigurationRegistry::add(long id, const std::string& pid,
                                 const std::shared_ptr<ManagedServiceFactory>& factory) {
   const std::lock_guard<std::mutex> lock(mutex_);
   factories_.add(id, pid, revision_, factory);
-  for (const auto& [record, properties] : table_.updated()) {
+  for (const auto& [record, properties] : table_.listUpdated()) {
     if (!record->factoryPid.empty() && record->factoryPid == pid) {
-      queue_.post([factory, about = record, known = properties] { tell(*factory, about->pid, known); });
+      queue_.post([factory, about = record, known = properties] { notify(*factory, about->pid, known); });
     }
   }
 }
@@ -184,7 +185,7 @@ void ConfigurationRegistry::add(long id, const std::shared_ptr<ConfigurationList
   listeners_.add(id, std::string(), 0, listener);
 }
 
-// Whatever was removed is released after the lock.
+// The removed services are released after the lock.
 void ConfigurationRegistry::remove(long id) {
   std::shared_ptr<void> service;
   std::shared_ptr<void> factory;
@@ -197,12 +198,12 @@ void ConfigurationRegistry::remove(long id) {
 
 ConfigurationRegistry::Audience ConfigurationRegistry::audienceLocked(const ConfigurationRecord& record,
                                                                       Revision revision) const {
-  return {listeners_.interestedIn(std::string(), revision), services_.interestedIn(record.pid, revision),
+  return {listeners_.findSubscribed(std::string(), revision), services_.findSubscribed(record.pid, revision),
           record.factoryPid.empty() ? decltype(Audience::factories)()
-                                    : factories_.interestedIn(record.factoryPid, revision)};
+                                    : factories_.findSubscribed(record.factoryPid, revision)};
 }
 
-// Tells the properties as they are by now, and the removal if there are none any more.
+// Delivers the current properties, or the removal if the configuration is removed by now.
 void ConfigurationRegistry::deliver(const RecordPtr& record, Revision revision) const {
   Audience audience;
   Properties properties;
@@ -214,29 +215,29 @@ void ConfigurationRegistry::deliver(const RecordPtr& record, Revision revision) 
     admin = admin_;
   }
   const auto type = properties ? ConfigurationEventType::CM_UPDATED : ConfigurationEventType::CM_DELETED;
-  const auto failure = tell(audience.listeners, eventOf(admin, *record, type));
+  const auto failure = notify(audience.listeners, eventOf(admin, *record, type));
   for (const auto& service : audience.services) {
-    tell(*service, properties);
+    notify(*service, properties);
   }
   for (const auto& factory : audience.factories) {
-    tell(*factory, record->pid, properties);
+    notify(*factory, record->pid, properties);
   }
   if (failure) {
     std::rethrow_exception(failure);
   }
 }
 
-void ConfigurationRegistry::takeAway(const ConfigurationRecord& record) const {
+void ConfigurationRegistry::withdraw(const ConfigurationRecord& record) const {
   Audience audience;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     audience = audienceLocked(record, std::numeric_limits<Revision>::max());
   }
   for (const auto& service : audience.services) {
-    tell(*service, nullptr);
+    notify(*service, nullptr);
   }
   for (const auto& factory : audience.factories) {
-    tell(*factory, record.pid, nullptr);
+    notify(*factory, record.pid, nullptr);
   }
 }
 
@@ -244,10 +245,10 @@ void ConfigurationRegistry::finish() {
   queue_.finish();
 }
 
-void ConfigurationRegistry::takeAllAway() {
+void ConfigurationRegistry::withdrawAll() {
   queue_.settle();
-  for (const auto& state : updated()) {
-    takeAway(*state.record);
+  for (const auto& state : listUpdated()) {
+    withdraw(*state.record);
   }
 }
 

@@ -19,7 +19,7 @@ RecordPtr ConfigurationTable::find(const std::string& pid) const {
 RecordPtr ConfigurationTable::create(const std::string& factoryPid) {
   std::string pid;
   do {
-    pid = factoryPid + '~' + randomName();
+    pid = factoryPid + '~' + makeRandomName();
   } while (instanceCounts_.count(pid) > 0);
   return add(pid, factoryPid);
 }
@@ -31,7 +31,7 @@ void ConfigurationTable::remove(const ConfigurationRecord& record) {
   }
 }
 
-std::vector<ConfigurationState> ConfigurationTable::updated() const {
+std::vector<ConfigurationState> ConfigurationTable::listUpdated() const {
   std::vector<ConfigurationState> states;
   for (const auto& [pid, record] : records_) {
     if (record->changeCount > 0) {
@@ -50,7 +50,7 @@ RecordPtr ConfigurationTable::add(const std::string& pid, std::string reportedFa
   return record;
 }
 
-std::string ConfigurationTable::randomName() {
+std::string ConfigurationTable::makeRandomName() {
   static constexpr std::string_view characters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   std::uniform_int_distribution<std::size_t> position(0, characters.size() - 1);
   std::string name(6, '0');

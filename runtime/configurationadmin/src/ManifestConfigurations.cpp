@@ -13,7 +13,7 @@ namespace {
 
 using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;
 
-/// The value of that key if it is of that type, else none.
+/// Returns the value of that key if it has that type, otherwise a default one.
 template <class T>
 T valueOf(const AnyMap& map, const std::string& key) {
   const auto found = map.find(key);
@@ -21,15 +21,16 @@ T valueOf(const AnyMap& map, const std::string& key) {
   return value ? *value : T();
 }
 
-/// A configuration as the manifest wants it, and its change count since.
-struct Made {
+/// A configuration that was published for a manifest, and its change count at that time.
+struct Published {
   ConfigurationPtr configuration;
   unsigned long changeCount;
 };
 
-/// Returns none if the configuration was there and equal: it is not the manifest's then.
-/// \throws std::runtime_error  if somebody else removes it meanwhile
-std::optional<Made> make(ConfigurationRegistry& registry, const std::string& pid, AnyMap properties) {
+/// Publishes one configuration of a manifest.
+/// \return none if an equal configuration exists already, which then does not belong to the manifest
+/// \throws std::runtime_error  if other code removes the configuration meanwhile
+std::optional<Published> publish(ConfigurationRegistry& registry, const std::string& pid, AnyMap properties) {
   auto configuration = registry.obtain(pid);
   if (configuration->GetChangeCount() == 0) {
     configuration->Update(std::move(properties));
@@ -37,11 +38,11 @@ std::optional<Made> make(ConfigurationRegistry& registry, const std::string& pid
     return std::nullopt;
   }
   const auto changeCount = configuration->GetChangeCount();
-  return Made{std::move(configuration), changeCount};
+  return Published{std::move(configuration), changeCount};
 }
 
-std::vector<Made> configure(ConfigurationRegistry& registry, const AnyMap& headers) {
-  std::vector<Made> made;
+std::vector<Published> publishAll(ConfigurationRegistry& registry, const AnyMap& headers) {
+  std::vector<Published> published;
   for (const auto& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
     const auto* wanted = any_cast<AnyMap>(&entry);
     const auto pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
@@ -49,24 +50,24 @@ std::vector<Made> configure(ConfigurationRegistry& registry, const AnyMap& heade
       continue;
     }
     try {
-      if (auto one = make(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
-        made.push_back(std::move(*one));
+      if (auto one = publish(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
+        published.push_back(std::move(*one));
       }
     } catch (const std::runtime_error&) {
-      // Whoever has removed it meanwhile wants it gone.
+      // Other code has removed it meanwhile, and so it stays removed.
     }
   }
-  return made;
+  return published;
 }
 
-/// Leaves what somebody else has changed since.
-void removeUnchanged(const Made& made) {
+/// Removes a configuration unless other code has changed it since.
+void removeUnchanged(const Published& published) {
   try {
-    if (made.configuration->GetChangeCount() == made.changeCount) {
-      made.configuration->Remove();
+    if (published.configuration->GetChangeCount() == published.changeCount) {
+      published.configuration->Remove();
     }
   } catch (const std::runtime_error&) {
-    // Somebody else has removed it.
+    // Other code has removed it.
   }
 }
 
@@ -86,27 +87,27 @@ class ManifestConfigurations::State {
 
   void add(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (bundle.GetState() == Bundle::STATE_ACTIVE && made_.count(bundle.GetBundleId()) == 0) {
-      made_[bundle.GetBundleId()] = configure(*registry_, bundle.GetHeaders());
+    if (bundle.GetState() == Bundle::STATE_ACTIVE && published_.count(bundle.GetBundleId()) == 0) {
+      published_[bundle.GetBundleId()] = publishAll(*registry_, bundle.GetHeaders());
     }
   }
 
  private:
   void remove(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (const auto& made : made_[bundle.GetBundleId()]) {
-      removeUnchanged(made);
+    for (const auto& published : published_[bundle.GetBundleId()]) {
+      removeUnchanged(published);
     }
-    made_.erase(bundle.GetBundleId());
+    published_.erase(bundle.GetBundleId());
   }
 
   const std::shared_ptr<ConfigurationRegistry> registry_;
 
-  // Held while configurations change, so that a bundle's start and stop cannot overtake each other;
-  // telling of the changes is done by another thread.
+  // Held while configurations change, so that a bundle's start and stop cannot overtake each other. Another thread
+  // delivers the changes.
   std::mutex mutex_;
   // Guarded by `mutex_`:
-  std::map<long, std::vector<Made>> made_;
+  std::map<long, std::vector<Published>> published_;
 };
 
 ManifestConfigurations::ManifestConfigurations(const BundleContext& context,

@@ -10,7 +10,7 @@ namespace cppmicroservices::configurationadmin {
 RegisteredConfiguration::RegisteredConfiguration(std::shared_ptr<ConfigurationRegistry> registry, RecordPtr record)
     : registry_(std::move(registry)), record_(std::move(record)) {}
 
-// The names never change, but may only be asked for as long as the configuration is there.
+// The names never change, but a removed configuration has to refuse to return them.
 std::string RegisteredConfiguration::GetPid() const {
   static_cast<void>(registry_->changeCountOf(record_));
   return record_->pid;

@@ -7,7 +7,7 @@ namespace cppmicroservices::configurationadmin {
 
 namespace {
 
-/// A PID is a text, and not an empty one.
+/// Returns the value if it is a text and not empty.
 std::optional<std::string> pidIn(const Any& value) {
   const auto* text = any_cast<std::string>(&value);
   return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;

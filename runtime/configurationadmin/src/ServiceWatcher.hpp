@@ -15,9 +15,8 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// Says which services of one interface there are: each of those registered already and each new one is
-/// reported once, and once more when it goes. Reports come on the thread that registers or unregisters the
-/// service, without any lock held.
+/// Reports the services of one interface: every existing and every new one once, and again when it is unregistered. The
+/// reports are made on the thread that registers or unregisters the service, without any lock held.
 template <class Service>
 class ServiceWatcher {
  public:
@@ -32,10 +31,10 @@ class ServiceWatcher {
     for (const auto& reference : context_.template GetServiceReferences<Service>()) {
       state_->add(reference);
     }
-    state_->endFirstLook();
+    state_->endInitialScan();
   }
 
-  /// To be called while the context is valid. A report that is under way is not waited for.
+  /// Stops watching, without waiting for a running report. To be called while the context is valid.
   void close() { context_.RemoveListener(std::move(token_)); }
 
  private:
@@ -70,16 +69,16 @@ class ServiceWatcher {
       {
         const std::lock_guard<std::mutex> lock(mutex_);
         known_.erase(id);
-        if (isFirstLook_) {
+        if (isScanning_) {
           gone_.insert(id);
         }
       }
       removed_(id);
     }
 
-    void endFirstLook() {
+    void endInitialScan() {
       const std::lock_guard<std::mutex> lock(mutex_);
-      isFirstLook_ = false;
+      isScanning_ = false;
       gone_.clear();
     }
 
@@ -88,7 +87,7 @@ class ServiceWatcher {
       return any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
     }
 
-    // A service that goes at this very moment, or cannot be made, is none.
+    // Returns null for a service that is unregistered meanwhile, or whose factory fails.
     std::shared_ptr<Service> serviceOf(const ServiceReference<Service>& reference) {
       try {
         return context_.GetService(reference);
@@ -97,8 +96,8 @@ class ServiceWatcher {
       }
     }
 
-    // The listener and the first look at what is there may come upon one service both, and the first look
-    // may come upon one that the listener saw going.
+    // Both the listener and the initial scan may find a service, and the scan may find one whose end the listener has
+    // already reported.
     bool isNew(long id) {
       const std::lock_guard<std::mutex> lock(mutex_);
       return gone_.count(id) == 0 && known_.insert(id).second;
@@ -118,7 +117,7 @@ class ServiceWatcher {
     // Guarded by `mutex_`:
     std::set<long> known_;
     std::set<long> gone_;
-    bool isFirstLook_ = true;
+    bool isScanning_ = true;
   };
 
   BundleContext context_;
