@@ -13,7 +13,7 @@ namespace {
 
 const std::string bundleFile = SPF_CONFIGURATION_ADMIN_FILE;
 
-// Some Configuration Admins need this library, and have no run path to find it by.
+// Some Configuration Admins need this library, and have no run path with which the loader could find it.
 void loadCompanion() {
   const auto companion = std::filesystem::path(bundleFile).parent_path() / "libusAsyncWorkService.so";
   if (std::filesystem::exists(companion)) {

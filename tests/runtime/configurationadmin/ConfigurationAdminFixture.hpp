@@ -36,12 +36,13 @@ using cppmicroservices::service::cm::ConfigurationListener;
 using cppmicroservices::service::cm::ManagedService;
 using cppmicroservices::service::cm::ManagedServiceFactory;
 
-/// What happened, in its order, as text. Any thread may write and wait.
+/// A list of what happened, as text. Any thread may write and wait.
 class Journal {
  public:
   void write(std::string entry);
   std::vector<std::string> entries() const;
-  /// Returns the entries as soon as there are so many, or what there is when patience is at its end.
+  /// Blocks until there are that many entries, or the tests' patience has run out.
+  /// \return all entries
   std::vector<std::string> waitFor(std::size_t count) const;
 
  private:
@@ -50,12 +51,12 @@ class Journal {
   std::vector<std::string> entries_;
 };
 
-/// Properties with one entry "value".
+/// Returns properties with one entry "value".
 AnyMap valued(int value);
-/// "=<value>" for such properties, "=" for empty ones.
+/// Returns "=<value>" for such properties, "=" for empty ones.
 std::string textOf(const AnyMap& properties);
 
-/// Writes down what it is told, then does what the test wants done.
+/// Records each call, then calls a function of the test.
 class RecordingFactory : public ManagedServiceFactory {
  public:
   explicit RecordingFactory(Journal& journal, std::string name = "factory")
@@ -116,13 +117,13 @@ class ConfigurationAdminFixture : public testing::Test {
     return context().RegisterService<ConfigurationListener>(listener);
   }
 
-  /// A factory that stays inside of its first Updated() for "blocker~it" until the gate is opened.
+  /// Registers a factory that stays in its first Updated() for "blocker~it" until the gate is opened.
   void blockDeliveries();
   void unblockDeliveries() { unblocked.open(); }
 
   void stopFramework();
 
-  /// In a framework that was started again.
+  /// Starts the bundle in a framework that was started again.
   void startConfigurationAdmin();
 
   cppmicroservices::Framework framework;
@@ -143,7 +144,7 @@ class ConfigurationAdminFixture : public testing::Test {
   };
 };
 
-/// Whether the future becomes ready while the tests have patience.
+/// Returns whether the future becomes ready before the tests' patience has run out.
 template <class Future>
 bool becomesReady(const Future& future) {
   return future.wait_for(patience) == std::future_status::ready;

@@ -18,11 +18,11 @@ class ADelivery : public ConfigurationAdminFixture {
     return factory;
   }
 
-  /// What was queued before is delivered then, unless a runtime keeps no order between configurations.
+  /// Blocks until all earlier work is delivered, if the runtime keeps an order between configurations.
   void waitForWhatIsQueued() { admin->GetConfiguration("of nobody")->Update().get(); }
 };
 
-TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
+TEST_F(ADelivery, IsMadeToTheFactoryOfTheConfiguration) {
   addFactory("f");
   addFactory("g", "other");
   admin->GetFactoryConfiguration("f", "i")->Update(valued(1)).get();
@@ -30,7 +30,7 @@ TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
 }
 
-TEST_F(ADelivery, BringsAnUpdateToTheServiceOfThatVeryPid) {
+TEST_F(ADelivery, IsMadeToTheServiceWithExactlyThatPid) {
   registerWithPid(std::make_shared<RecordingService>(journal, "plain"), "plain");
   registerWithPid(std::make_shared<RecordingService>(journal, "instance"), "f~i");
   registerWithPid(std::make_shared<RecordingService>(journal, "factory"), "f");
@@ -40,7 +40,7 @@ TEST_F(ADelivery, BringsAnUpdateToTheServiceOfThatVeryPid) {
   EXPECT_THAT(journal.entries(), ElementsAre("plain=1", "instance=2"));
 }
 
-TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
+TEST_F(ADelivery, IsMadeToTheFactoryBeforeTheFirstTilde) {
   addFactory("x");
   addFactory("x~y", "never");
   admin->GetFactoryConfiguration("x~y", "z")->Update(valued(1)).get();
@@ -51,7 +51,7 @@ TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
   EXPECT_EQ(journal.entries().back(), "factory " + created->GetPid() + "=2");
 }
 
-TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
+TEST_F(ADelivery, IsNotMadeToAFactoryWithoutAName) {
   addFactory("");
   admin->GetConfiguration("plain")->Update(valued(1)).get();
   EXPECT_EQ(admin->GetFactoryConfiguration("", "i")->GetPid(), "~i");
@@ -74,7 +74,7 @@ TEST_F(ADelivery, RunsOnOneThreadThatIsNotTheCallers) {
   EXPECT_NE(threads[0], std::this_thread::get_id());
 }
 
-TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
+TEST_F(ADelivery, IsMadeToListenersThenServicesThenFactories) {
   addFactory("f", "factory1");
   addFactory("f", "factory2");
   registerWithPid(std::make_shared<RecordingService>(journal, "service1"), "f~i");
@@ -86,7 +86,7 @@ TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
                                              "factory1 f~i=1", "factory2 f~i=1"));
 }
 
-TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
+TEST_F(ADelivery, HasEndedWhenItsFutureIsReady) {
   blockDeliveries();
   const auto future = admin->GetConfiguration("f~i")->Update();
   const auto safe = admin->GetConfiguration("f~j")->SafeUpdate();
@@ -109,7 +109,7 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
   EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0", "factory f~i=1"));
 }
 
-TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
+TEST_F(ADelivery, IsNeverMadeWhileAnotherThreadsOneRuns) {
   const auto factory = addFactory();
   std::atomic<int> running{0};
   std::atomic<int> most{0};
@@ -134,7 +134,7 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
   EXPECT_EQ(most, 1);
 }
 
-TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
+TEST_F(ADelivery, HasThePropertiesOfTheMomentWhenItIsMade) {
   addFactory();
   blockDeliveries();
   const auto sut = admin->GetConfiguration("f~i");
@@ -148,7 +148,7 @@ TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
               ElementsAre("blocker blocker~it=0", "factory f~i=3", "factory f~i=3", "factory f~i=3"));
 }
 
-TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
+TEST_F(ADelivery, ToALateFactoryIsOrderedByPid) {
   for (const auto* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
     admin->GetConfiguration(pid)->Update(valued(1)).get();
   }
@@ -160,7 +160,7 @@ TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~b=1", "factory f~c=1"));
 }
 
-TEST_F(ADelivery, BringsNothingToALateServiceWhoseConfigurationWasNeverUpdated) {
+TEST_F(ADelivery, IsNotMadeToALateServiceBeforeTheFirstUpdate) {
   const auto sut = admin->GetConfiguration("a");
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   waitForWhatIsQueued();
@@ -179,7 +179,7 @@ TEST_F(ADelivery, ToLateReceiversIsNotMadeByTheThreadThatRegistersThem) {
   EXPECT_THAT(journal.waitFor(3), testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "service=1"));
 }
 
-TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
+TEST_F(ADelivery, IsRepeatedToAFactoryThatIsRegisteredAgain) {
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   const auto factory = std::make_shared<RecordingFactory>(journal);
   auto registration = registerWithPid(factory, "f");
@@ -190,7 +190,7 @@ TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
   EXPECT_THAT(journal.waitFor(2), ElementsAre("factory f~a=1", "factory f~a=1"));
 }
 
-TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
+TEST_F(ADelivery, ToALateFactoryHasThePropertiesOfItsRegistration) {
   const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
   blockDeliveries();
@@ -203,7 +203,7 @@ TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
               testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "factory f~i=2"));
 }
 
-TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
+TEST_F(ADelivery, DoesNotBlockTheUnregistrationOfItsReceiver) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   factory->onUpdated = [&](const std::string&) {
     blocked.open();
@@ -220,21 +220,21 @@ TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
 }
 
-TEST_F(ADelivery, BringsALateServiceItsConfiguration) {
+TEST_F(ADelivery, IsMadeToALateService) {
   admin->GetConfiguration("f~one")->Update(valued(1)).get();
   registerWithPid(std::make_shared<RecordingService>(journal), "f~one");
 
   EXPECT_THAT(journal.waitFor(1), ElementsAre("service=1"));
 }
 
-TEST_F(ADelivery, BringsNothingToAServiceThatHasNoConfiguration) {
+TEST_F(ADelivery, IsNotMadeToAServiceWithoutConfiguration) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   admin->GetConfiguration("b")->Update(valued(1)).get();
 
   EXPECT_THAT(journal.entries(), ElementsAre());
 }
 
-TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
+TEST_F(ADelivery, IsNotMadeToAnUnregisteredFactory) {
   auto registration = registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   admin->GetConfiguration("f~told")->Update(valued(1)).get();
   blockDeliveries();
@@ -246,7 +246,7 @@ TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~told=1", "blocker blocker~it=0"));
 }
 
-TEST_F(ADelivery, OfWhatThereWasIsMadeToALateFactoryEvenIfItIsGoneMeanwhile) {
+TEST_F(ADelivery, IsMadeToALateFactoryEvenIfThatIsUnregisteredMeanwhile) {
   admin->GetConfiguration("f~i")->Update(valued(1)).get();
   blockDeliveries();
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f").Unregister();
@@ -317,7 +317,7 @@ TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
   EXPECT_EQ(inner.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
-TEST_F(ADelivery, MakesThePlainFutureOfAnotherOneReadyIfNobodyWaitsForIt) {
+TEST_F(ADelivery, CompletesThePlainFutureOfAnotherOneWithoutAWait) {
   const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
   factory->onUpdated = [&](const std::string& pid) {
@@ -332,7 +332,7 @@ TEST_F(ADelivery, MakesThePlainFutureOfAnotherOneReadyIfNobodyWaitsForIt) {
   EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
-TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
+TEST_F(ADelivery, HasAPlainFutureThatAnotherThreadMayWaitFor) {
   const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
   factory->onUpdated = [&](const std::string& pid) {

@@ -27,7 +27,7 @@ TEST_F(AConfigurationEvent, IsSentForEveryChangeEvenWithoutReceivers) {
       ElementsAre("event updated pid:a factory:", "event updated pid:a factory:", "event deleted pid:a factory:"));
 }
 
-TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationInPlaceOfTheFactorys) {
+TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationAsItsFactoryPid) {
   admin->GetConfiguration("f~i")->Update().get();
   admin->GetConfiguration("~i")->Update().get();
 
@@ -42,14 +42,14 @@ TEST_F(AConfigurationEvent, RefersToTheConfigurationAdmin) {
   EXPECT_TRUE(reference == context().GetServiceReference<ConfigurationAdmin>());
 }
 
-TEST_F(AConfigurationEvent, PutsTheExceptionOfAListenerIntoTheFuture) {
+TEST_F(AConfigurationEvent, StoresTheExceptionOfAListenerInTheFuture) {
   listener->onEvent = [](const ConfigurationEvent&) { throw std::domain_error("not wanted"); };
 
   EXPECT_THROW(admin->GetConfiguration("a")->Update().get(), std::domain_error);
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AConfigurationEvent, KeepsNobodyFromTheUpdateWhateverAListenerThrows) {
+TEST_F(AConfigurationEvent, DoesNotPreventTheUpdateWhateverAListenerThrows) {
   listener->onEvent = [](const ConfigurationEvent&) { throw 5; };
   registerListener(std::make_shared<RecordingListener>(journal));
   registerWithPid(std::make_shared<RecordingService>(journal), "f~i");

@@ -8,7 +8,7 @@ using testing::ElementsAre;
 
 class ARemoval : public ConfigurationAdminFixture {};
 
-TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
+TEST_F(ARemoval, LeavesAnObjectThatRefusesEveryCall) {
   const auto sut = admin->GetConfiguration("a");
   sut->Update();
   sut->Remove().get();
@@ -27,7 +27,7 @@ TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
   EXPECT_EQ(sut->GetInstanceCount(), 1u);
 }
 
-TEST_F(ARemoval, MakesRoomForANewObject) {
+TEST_F(ARemoval, AllowsANewObject) {
   const auto old = admin->GetConfiguration("a");
   old->Update(valued(1));
   old->Remove().get();
@@ -39,7 +39,7 @@ TEST_F(ARemoval, MakesRoomForANewObject) {
   EXPECT_EQ(sut->GetInstanceCount(), 2u);
 }
 
-TEST_F(ARemoval, OfWhatWasNeverUpdatedIsToldToNobody) {
+TEST_F(ARemoval, OfAConfigurationWithoutUpdateIsNotDelivered) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   registerListener(std::make_shared<RecordingListener>(journal));
   EXPECT_TRUE(becomesReady(admin->GetConfiguration("f~i")->Remove()));
@@ -49,7 +49,7 @@ TEST_F(ARemoval, OfWhatWasNeverUpdatedIsToldToNobody) {
   EXPECT_THAT(journal.entries(), ElementsAre("event updated pid: factory:f~k", "factory f~k=1"));
 }
 
-TEST_F(ARemoval, IsToldToTheFactory) {
+TEST_F(ARemoval, IsDeliveredToTheFactory) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
@@ -67,7 +67,7 @@ TEST_F(ARemoval, LooksLikeEmptyPropertiesToAService) {
   EXPECT_THAT(journal.entries(), ElementsAre("service=1", "service="));
 }
 
-TEST_F(ARemoval, TakesThePlaceOfAnUpdateThatWasNotDeliveredYet) {
+TEST_F(ARemoval, ReplacesAnUpdateThatWasNotDeliveredYet) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
   const auto sut = admin->GetConfiguration("f~i");
@@ -80,7 +80,7 @@ TEST_F(ARemoval, TakesThePlaceOfAnUpdateThatWasNotDeliveredYet) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(ARemoval, IsToldBeforeANewConfigurationOfThatPid) {
+TEST_F(ARemoval, IsDeliveredBeforeANewConfigurationOfThatPid) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   registerWithPid(std::make_shared<RecordingService>(journal), "f~i");
   admin->GetConfiguration("f~i")->Update(valued(1)).get();
@@ -108,7 +108,7 @@ TEST_F(ARemoval, NeverHidesTheLastStateOfANewConfiguration) {
   }
 }
 
-TEST_F(ARemoval, OfLongAgoIsNotToldToALateFactory) {
+TEST_F(ARemoval, BeforeTheRegistrationIsNotDeliveredToALateFactory) {
   const auto sut = admin->GetConfiguration("f~i");
   blockDeliveries();
   sut->Update(valued(1));

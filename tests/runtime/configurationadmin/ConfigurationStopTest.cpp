@@ -18,13 +18,13 @@ class AStoppedConfigurationAdmin : public ConfigurationAdminFixture {
   }
 };
 
-TEST_F(AStoppedConfigurationAdmin, OffersItsServiceNoMore) {
+TEST_F(AStoppedConfigurationAdmin, NoLongerOffersItsService) {
   stopBundle();
 
   EXPECT_FALSE(context().GetServiceReference<ConfigurationAdmin>());
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingThread) {
+TEST_F(AStoppedConfigurationAdmin, HasWithdrawnEveryConfigurationOnTheStoppingThread) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
   factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
@@ -37,7 +37,7 @@ TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingTh
   EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
+TEST_F(AStoppedConfigurationAdmin, HasDeliveredEmptyPropertiesToServices) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   admin->GetConfiguration("a")->Update(valued(1)).get();
   stopBundle();
@@ -45,7 +45,7 @@ TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
   EXPECT_THAT(journal.entries(), ElementsAre("service=1", "service="));
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
+TEST_F(AStoppedConfigurationAdmin, HasMadeThePendingDeliveries) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
   const auto queued = admin->GetConfiguration("f~i")->Update(valued(1));
@@ -58,7 +58,7 @@ TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
                                                                "blocker blocker~it removed", "factory f~i removed"));
 }
 
-TEST_F(AStoppedConfigurationAdmin, WasStoppedByTheFrameworkInTheSameWay) {
+TEST_F(AStoppedConfigurationAdmin, BehavesTheSameAfterAStopOfTheFramework) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   stopFramework();
@@ -87,7 +87,7 @@ TEST_F(AStoppedConfigurationAdmin, ForgetsEverything) {
   EXPECT_EQ(admin->GetConfiguration("a")->GetInstanceCount(), 1u);
 }
 
-TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesNothing) {
+TEST_F(AStoppedConfigurationAdmin, StillWorksForAHolderOfItsServiceWithoutFutures) {
   const auto held = admin;
   stopBundle();
   const auto sut = held->GetConfiguration("a");
@@ -104,7 +104,7 @@ TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesN
   EXPECT_THAT(held->ListConfigurations(), ElementsAre(sut));
 }
 
-TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServiceAnyMore) {
+TEST_F(AStoppedConfigurationAdmin, WithdrawsConfigurationsWithTheLastHolderOfItsService) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
   factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
@@ -126,7 +126,7 @@ TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServ
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatAnswerButTellNobody) {
+TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatWorkWithoutDeliveries) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   const auto sut = admin->GetConfiguration("f~a");
   const auto other = admin->GetConfiguration("f~b");
@@ -157,7 +157,7 @@ TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
   removed.reset();
 }
 
-TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhenItsTimeIsUp) {
+TEST_F(AStoppedConfigurationAdmin, LetsADeliveryThatWaitsForItTimeOut) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   factory->onUpdated = [&](const std::string&) {
     framework.Stop();
@@ -171,7 +171,7 @@ TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhen
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
 }
 
-TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStoppedIt) {
+TEST_F(AStoppedConfigurationAdmin, HasNoFuturesForTheDeliveryThatHasStoppedIt) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   factory->onUpdated = [&](const std::string&) {
     const auto held = std::move(admin);

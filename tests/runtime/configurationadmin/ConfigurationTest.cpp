@@ -31,7 +31,7 @@ TEST_F(AConfigurationAdmin, IsABundleWithAnActivatorThatOffersOneService) {
               UnorderedElementsAre("objectclass", "service.id", "service.scope"));
 }
 
-TEST_F(AConfigurationAdmin, GivesTheSameObjectForAPidAgain) {
+TEST_F(AConfigurationAdmin, ReturnsTheSameObjectForAPidAgain) {
   const auto first = admin->GetConfiguration("a");
 
   EXPECT_EQ(admin->GetConfiguration("a"), first);
@@ -42,11 +42,11 @@ TEST_F(AConfigurationAdmin, DistinguishesPidsThatDifferInCase) {
   EXPECT_NE(admin->GetConfiguration("a"), admin->GetConfiguration("A"));
 }
 
-TEST_F(AConfigurationAdmin, TakesEmptyTextForAPid) {
+TEST_F(AConfigurationAdmin, AcceptsAnEmptyPid) {
   EXPECT_EQ(admin->GetConfiguration("")->GetPid(), "");
 }
 
-TEST_F(AConfigurationAdmin, TakesWhatStandsBeforeTheFirstTildeForTheFactory) {
+TEST_F(AConfigurationAdmin, TakesTheTextBeforeTheFirstTildeAsTheFactory) {
   EXPECT_EQ(admin->GetConfiguration("plain")->GetFactoryPid(), "");
   EXPECT_EQ(admin->GetConfiguration("f~i")->GetFactoryPid(), "f");
   EXPECT_EQ(admin->GetConfiguration("f~i~j")->GetFactoryPid(), "f");
@@ -60,7 +60,7 @@ TEST_F(AConfigurationAdmin, NamesAConfigurationOfAFactoryAfterBoth) {
   }
 }
 
-TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
+TEST_F(AConfigurationAdmin, MakesANewPidForEachConfigurationItCreates) {
   std::set<std::string> pids;
   for (int i = 0; i < 100; ++i) {
     const auto configuration = admin->CreateFactoryConfiguration("f");
@@ -71,11 +71,11 @@ TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
   EXPECT_EQ(pids.size(), 100u);
 }
 
-TEST_F(AConfigurationAdmin, ReportsTheFactoryThatACreatedConfigurationIsFor) {
+TEST_F(AConfigurationAdmin, ReportsTheFactoryOfACreatedConfiguration) {
   EXPECT_EQ(admin->CreateFactoryConfiguration("x~y")->GetFactoryPid(), "x~y");
 }
 
-TEST_F(AConfigurationAdmin, ListsOnlyWhatWasUpdated) {
+TEST_F(AConfigurationAdmin, ListsOnlyUpdatedConfigurations) {
   admin->GetConfiguration("never");
   admin->GetConfiguration("a")->Update();
   admin->GetConfiguration("b")->Update(valued(1));
@@ -83,14 +83,14 @@ TEST_F(AConfigurationAdmin, ListsOnlyWhatWasUpdated) {
   EXPECT_THAT(pidsOf(), UnorderedElementsAre("a", "b"));
 }
 
-TEST_F(AConfigurationAdmin, ListsNothingThatWasRemoved) {
+TEST_F(AConfigurationAdmin, ListsNoRemovedConfiguration) {
   admin->GetConfiguration("a")->Update();
   admin->GetConfiguration("a")->Remove().get();
 
   EXPECT_THAT(pidsOf(), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ListsWhatMatchesAFilter) {
+TEST_F(AConfigurationAdmin, ListsTheConfigurationsThatMatchAFilter) {
   admin->GetConfiguration("a")->Update(valued(1));
   admin->GetConfiguration("b")->Update(valued(2));
 
@@ -99,7 +99,7 @@ TEST_F(AConfigurationAdmin, ListsWhatMatchesAFilter) {
   EXPECT_THAT(pidsOf("(value=3)"), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ShowsTheFilterThePidInPlaceOfAPropertyOfThatName) {
+TEST_F(AConfigurationAdmin, OffersTheFilterThePidInPlaceOfAPropertyOfThatName) {
   AnyMap properties;
   properties["pid"] = std::string("other");
   admin->GetConfiguration("a")->Update(properties);
@@ -108,7 +108,7 @@ TEST_F(AConfigurationAdmin, ShowsTheFilterThePidInPlaceOfAPropertyOfThatName) {
   EXPECT_THAT(pidsOf("(pid=other)"), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ShowsTheFilterNoOtherNameOfThePid) {
+TEST_F(AConfigurationAdmin, OffersTheFilterNoOtherNameOfThePid) {
   admin->GetConfiguration("f~a")->Update(valued(1));
 
   EXPECT_THAT(pidsOf("(|(service.pid=*)(service.factoryPid=*)(factoryPid=*))"), ElementsAre());
@@ -154,7 +154,7 @@ TEST_F(AConfiguration, KeepsEmptyValues) {
   EXPECT_TRUE(sut->GetProperties().at("empty").Empty());
 }
 
-TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
+TEST_F(AConfiguration, ReturnsCopiesOfItsProperties) {
   const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   auto copy = sut->GetProperties();
@@ -173,7 +173,7 @@ TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
   EXPECT_EQ(sut->GetChangeCount(), 3u);
 }
 
-TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
+TEST_F(AConfiguration, IsEmptyAfterAnUpdateWithoutProperties) {
   const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   sut->Update();
@@ -195,7 +195,7 @@ TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
   EXPECT_EQ(sut->GetChangeCount(), 1u);
 }
 
-TEST_F(AConfiguration, IsNotUpdatedWithNothingAtFirst) {
+TEST_F(AConfiguration, IsNotUpdatedFromNoPropertiesToEmptyOnes) {
   const auto sut = admin->GetConfiguration("a");
 
   EXPECT_FALSE(sut->UpdateIfDifferent().first);
@@ -213,7 +213,7 @@ TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
   EXPECT_EQ(sut->GetChangeCount(), 2u);
 }
 
-TEST_F(AConfiguration, TakesCapitalsTypesAndKindsOfMapsForDifferent) {
+TEST_F(AConfiguration, DistinguishesCapitalsTypesAndTypesOfMaps) {
   const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
 
@@ -227,7 +227,7 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   return out;
 }
 
-TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
+TEST_F(AConfiguration, ConsidersValuesWithoutComparisonDifferent) {
   const auto sut = admin->GetConfiguration("a");
   const AnyMap properties{{"value", Any(Incomparable())}};
   sut->Update(properties);
@@ -236,14 +236,14 @@ TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AConfiguration, LeavesAnEmptyMapWhereItTookThePropertiesFrom) {
+TEST_F(AConfiguration, LeavesAnEmptyMapWhenItIsUpdatedByMove) {
   auto properties = valued(1);
   admin->GetConfiguration("a")->Update(std::move(properties));
 
   EXPECT_EQ(properties, AnyMap());
 }
 
-TEST_F(AConfiguration, TakesAnEmptyValueForDifferentFromEverything) {
+TEST_F(AConfiguration, ConsidersAnEmptyValueDifferentFromEverything) {
   AnyMap properties;
   properties["empty"] = Any();
   const auto sut = admin->GetConfiguration("a");

@@ -10,7 +10,7 @@ namespace spf::test {
 
 #ifdef SPF_RUNTIME_BUNDLED
 
-/// Four threads that do the same at once.
+/// Runs the same function on four threads at once.
 class SeveralThreads : public ConfigurationAdminFixture {
  protected:
   static void run(const std::function<void(int thread)>& work) {
@@ -78,10 +78,10 @@ TEST_F(SeveralThreads, MayRegisterFactoriesWhileOthersUpdate) {
 
   EXPECT_THAT(last.waitFor(2), testing::ElementsAre("factory f~2=" + std::to_string(rounds - 1),
                                                     "factory f~3=" + std::to_string(rounds - 1)));
-  stopFramework();  // which is told to the last journal, too
+  stopFramework();  // the last journal records that, too
 }
 
-/// Knows the last value that it was told of each PID.
+/// Holds the last value that was delivered for each PID.
 class LatestValues : public ManagedServiceFactory {
  public:
   void Updated(const std::string& pid, const AnyMap& properties) override { note(pid, textOf(properties)); }
@@ -104,11 +104,11 @@ class LatestValues : public ManagedServiceFactory {
   std::map<std::string, std::string> latest_;
 };
 
-TEST_F(SeveralThreads, SeeTheLastStateOfAnIDThatTheyRemoveAndMakeAnew) {
+TEST_F(SeveralThreads, SeeTheLastStateOfAnIdThatTheyRecreate) {
   const auto factory = std::make_shared<LatestValues>();
   registerWithPid(factory, "f");
   constexpr int bursts = 100;
-  constexpr int cyclesPerBurst = 25;  // of each of four threads: 10,000 in all
+  constexpr int cyclesPerBurst = 25;  // on each of four threads: 10,000 in all
   for (int burst = 0; burst < bursts; ++burst) {
     run([&](int thread) {
       for (int cycle = 0; cycle < cyclesPerBurst; ++cycle) {
@@ -116,20 +116,20 @@ TEST_F(SeveralThreads, SeeTheLastStateOfAnIDThatTheyRemoveAndMakeAnew) {
           admin->GetConfiguration("f~i")->Remove();
           admin->GetConfiguration("f~i")->Update(valued(thread * cyclesPerBurst + cycle));
         } catch (const std::runtime_error&) {
-          // Somebody else has removed the object in between.
+          // Another thread has removed the object meanwhile.
         }
       }
     });
-    // Whoever came last has updated what nobody removed afterwards, unless it was removed under him.
+    // The last thread's update stands, unless another thread has removed the object meanwhile.
     admin->GetConfiguration("f~i")->Update(valued(1000 + burst));
     ASSERT_TRUE(factory->waitFor("f~i", "=" + std::to_string(1000 + burst))) << "in burst " << burst;
   }
 }
 
-TEST_F(SeveralThreads, MayRemoveAndMakeIDsOfTheirOwnAnewAtOnce) {
+TEST_F(SeveralThreads, MayRemoveAndRecreateTheirOwnIdsAtOnce) {
   const auto factory = std::make_shared<LatestValues>();
   registerWithPid(factory, "f");
-  constexpr int cycles = 2500;  // of each of four threads: 10,000 in all
+  constexpr int cycles = 2500;  // on each of four threads: 10,000 in all
   run([&](int thread) {
     const auto pid = "f~" + std::to_string(thread);
     for (int cycle = 0; cycle < cycles; ++cycle) {
@@ -162,7 +162,7 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
   EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
 }
 
-TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
+TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndReleaseIt) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   const auto sut = admin->GetConfiguration("f~i");
   std::vector<std::shared_ptr<ConfigurationAdmin>> held(threadCount, admin);
@@ -186,7 +186,7 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
   EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
 }
 
-TEST_F(SeveralThreads, MayStopTheBundleWhileADeliveryLetsGoOfItsService) {
+TEST_F(SeveralThreads, MayStopTheBundleWhileADeliveryReleasesItsService) {
   const auto factory = std::make_shared<RecordingFactory>(journal);
   auto held = admin;
   Gate stopping;

@@ -4,7 +4,7 @@ namespace spf::test {
 
 using testing::ElementsAre;
 
-/// A bundle without code whose manifest asks for the configuration "from.manifest".
+/// A bundle without code whose manifest contains the configuration "from.manifest".
 class AManifest : public ConfigurationAdminFixture {
  protected:
   AManifest() {
@@ -47,7 +47,7 @@ TEST_F(AManifest, HasItsConfigurationsIfTheBundleWasActiveFirst) {
   EXPECT_EQ(admin->GetConfiguration("from.manifest")->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
+TEST_F(AManifest, LeavesAnEqualConfigurationThatExistsToItsOwner) {
   const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(1)).get();
   configured.Start();
@@ -57,7 +57,7 @@ TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
   EXPECT_EQ(sut->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
+TEST_F(AManifest, ChangesADifferentConfigurationThatExists) {
   const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
   configured.Start();
@@ -66,7 +66,7 @@ TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
   EXPECT_EQ(sut->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, LeavesAConfigurationThatSomebodyElseHasChangedSince) {
+TEST_F(AManifest, LeavesAConfigurationThatOtherCodeHasChangedSince) {
   configured.Start();
   const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
@@ -75,7 +75,7 @@ TEST_F(AManifest, LeavesAConfigurationThatSomebodyElseHasChangedSince) {
   EXPECT_EQ(sut->GetProperties(), valued(2));
 }
 
-TEST_F(AManifest, MayHaveLostAConfigurationToSomebodyElse) {
+TEST_F(AManifest, MayHaveLostAConfigurationToOtherCode) {
   configured.Start();
   admin->GetConfiguration("from.manifest")->Remove();
 

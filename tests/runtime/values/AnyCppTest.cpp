@@ -12,7 +12,7 @@
 
 namespace shapes {
 
-/// A type that says itself how it is shown.
+/// A type that defines how it is printed.
 struct Square {
   int side = 2;
   bool operator==(const Square& other) const { return side == other.side; }
@@ -44,7 +44,7 @@ const std::string indented = R"(AnyMap { ORDERED_MAP, {
         }}}
 }})";
 
-TEST(TheCppOfAnAny, ShowsScalarsAsTheyAreWritten) {
+TEST(TheCppOfAnAny, ContainsScalarsAsLiterals) {
   EXPECT_EQ(Any(-5).ToCPP(), "-5");
   EXPECT_EQ(Any(true).ToCPP(), "true");
   EXPECT_EQ(Any(0.1f).ToCPP(), "0.10000000149");
@@ -59,7 +59,7 @@ TEST(TheCppOfAnAny, QuotesNothingButStrings) {
   EXPECT_EQ(Any(std::map<std::string, std::string>{{"k", "v"}}).ToCPP(), "AnyMap { ORDERED_MAP, {{\"k\" , v}}}");
 }
 
-TEST(TheCppOfAnAny, ShowsSequencesAsOneKindOfVector) {
+TEST(TheCppOfAnAny, ContainsSequencesAsOneTypeOfVector) {
   EXPECT_EQ(Any(std::vector<std::string>{"a", "b"}).ToCPP(), "AnyVector {{std::string(\"a\"),std::string(\"b\")}}");
   EXPECT_EQ(Any(std::vector<Any>{1, Any()}).ToCPP(), "AnyVector {{1,null}}");
   EXPECT_EQ(Any(std::list<int>()).ToCPP(), "AnyVector {{}}");
@@ -67,7 +67,7 @@ TEST(TheCppOfAnAny, ShowsSequencesAsOneKindOfVector) {
   EXPECT_EQ(Any(std::vector<int>{1, 2}).ToCPP(true), "AnyVector {{\n    1,\n    2\n}}");
 }
 
-TEST(TheCppOfAnAny, ShowsMapsWithTheirKind) {
+TEST(TheCppOfAnAny, NamesTheTypeOfMaps) {
   EXPECT_EQ(Any(AnyMap({{"k", 1}})).ToCPP(), "AnyMap { UNORDERED_MAP_CASEINSENSITIVE_KEYS, {{\"k\" , 1}}}");
   EXPECT_EQ(Any(AnyMap(AnyMap::UNORDERED_MAP)).ToCPP(), "AnyMap { UNORDERED_MAP, {}}");
   EXPECT_EQ(Any(std::map<std::string, Any>{{"a", 1}, {"b", Any()}}).ToCPP(),
@@ -80,21 +80,21 @@ TEST(TheCppOfAnAny, IndentsTheEntriesOfItsOwnMapsTwice) {
   EXPECT_EQ(Any(std::map<std::string, Any>{{"a", 1}}).ToCPP(2, 1), "AnyMap { ORDERED_MAP, {\n {\"a\" , 1}\n}}");
 }
 
-TEST(AnOwnType, MaySayHowItIsShown) {
+TEST(AnOwnType, MayDefineHowItIsPrinted) {
   const Any any = shapes::Square{3};
   EXPECT_EQ(any.ToString(), "square of 3");
   EXPECT_EQ(any.ToJSON(), "{\"side\" : 3}");
   EXPECT_EQ(any.ToCPP(), "Square{3}");
 }
 
-TEST(AnOwnType, IsShownThatWayInsideOfASequence) {
+TEST(AnOwnType, IsPrintedInItsOwnWayInsideOfASequence) {
   const Any any = std::vector<shapes::Square>(2);
   EXPECT_EQ(any.ToString(), "[square of 2,square of 2]");
   EXPECT_EQ(any.ToJSON(), "[{\"side\" : 2},{\"side\" : 2}]");
   EXPECT_EQ(any.ToCPP(), "AnyVector {{Square{2},Square{2}}}");
 }
 
-TEST(AValue, IsShownOnAStreamAsInAnAny) {
+TEST(AValue, IsStreamedAsInAnAny) {
   std::ostringstream out;
   any_value_to_string(out, std::string("s")) << ' ';
   any_value_to_string(out, Any(3)) << ' ';

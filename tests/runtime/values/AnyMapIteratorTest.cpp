@@ -58,7 +58,7 @@ TEST_P(AnIterator, StepsBeforeOrAfterItIsRead) {
   EXPECT_TRUE(++ ++constant == map.cend());
 }
 
-TEST_P(AnIterator, BecomesOneThatMayOnlyRead) {
+TEST_P(AnIterator, ConvertsToAConstantOne) {
   AnyMap::const_iterator sut = map.begin();
   EXPECT_TRUE(sut == map.cbegin());
   sut = map.end();
@@ -94,7 +94,7 @@ TEST(ADefaultIterator, EqualsAnother) {
   EXPECT_TRUE(AnyMap::const_iterator() == AnyMap::const_iterator());
 }
 
-TEST(ADefaultIterator, RefusesToBeUsed) {
+TEST(ADefaultIterator, RefusesEveryUse) {
   const auto cannotRead = testing::ThrowsMessage<std::logic_error>("cannot dereference an invalid iterator");
   const auto cannotStep = testing::ThrowsMessage<std::logic_error>("cannot increment an invalid iterator");
 

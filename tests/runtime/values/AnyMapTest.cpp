@@ -24,7 +24,7 @@ std::vector<std::string> keysOf(const AnyMap& map) {
   return keys;
 }
 
-/// For what holds of every type of map.
+/// Tests what is true of every type of map.
 class AMap : public testing::TestWithParam<AnyMap::map_type> {
  protected:
   AnyMap make(std::initializer_list<AnyMap::value_type> entries = {}) { return AnyMap(GetParam(), entries); }
@@ -50,7 +50,7 @@ TEST_P(AMap, TakesTheFirstOfEntriesWithOneKey) {
   EXPECT_EQ(sut.at("k"), 1);
 }
 
-TEST_P(AMap, FindsWhatItHolds) {
+TEST_P(AMap, FindsItsEntries) {
   const auto sut = make({{"k", Any(1)}, {"l", Any(2)}});
 
   EXPECT_EQ(sut.count("k"), 1u);
@@ -89,7 +89,7 @@ TEST_P(AMap, TakesARvalueKeyOnlyForANewEntry) {
   EXPECT_EQ(unknown, "");
 }
 
-TEST_P(AMap, LeavesAnEntryAsItIsWhenItIsInsertedAgain) {
+TEST_P(AMap, LeavesAnEntryUnchangedWhenItIsInsertedAgain) {
   auto sut = make();
   const auto inserted = sut.insert({"k", Any(1)});
   const auto again = sut.insert({"k", Any(2)});
@@ -203,7 +203,7 @@ TEST_P(AMap, SurvivesAMoveToItself) {
   EXPECT_EQ(sut.at("k"), 1);
 }
 
-TEST_P(AMap, IsComparedWithoutHarmWhenAValueIsEmpty) {
+TEST_P(AMap, MayBeComparedIfAValueIsEmpty) {
   const auto sut = make({{"k", Any()}});
 
   EXPECT_FALSE(sut == AnyMap(sut));
@@ -222,7 +222,7 @@ TEST_P(AMap, MayBeAssignedAPartOfItselfDirectly) {
 }
 #endif
 
-TEST(AnAnyMap, IgnoresTheCaseOfKeysUnlessToldOtherwise) {
+TEST(AnAnyMap, IgnoresTheCaseOfKeysByDefault) {
   EXPECT_EQ(AnyMap().GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
   EXPECT_EQ((AnyMap{{"k", Any(1)}, {"l", Any(2)}}).GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
 }
@@ -272,13 +272,13 @@ inline constexpr bool allows = false;
 template <template <class...> class Use, class Map>
 inline constexpr bool allows<Use, Map, std::void_t<Use<Map>>> = true;
 
-TEST(AnAnyMap, GivesOnlyConstantAccessWhereItFinds) {
+TEST(AnAnyMap, FindsEntriesThatCannotBeChanged) {
   static_assert(std::is_same_v<decltype(std::declval<AnyMap&>().find("")), AnyMap::const_iterator>);
   static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, const AnyMap&>);
   static_assert(allows<ComparedToItsEnd, AnyMap> && !allows<ComparedFromItsEnd, AnyMap>);
 }
 
-TEST(AnAnyMap, LacksWhatOnlyStandardMapsHave) {
+TEST(AnAnyMap, LacksTheMembersOfStandardMapsOnly) {
   using StandardMap = std::map<std::string, Any>;
   static_assert(allows<InsertedOrAssigned, StandardMap> && !allows<InsertedOrAssigned, AnyMap>);
   static_assert(allows<SwappedByItsOwn, StandardMap> && !allows<SwappedByItsOwn, AnyMap>);
@@ -329,7 +329,7 @@ TEST(AnAnyMap, FoldsEveryLetterAtEveryPlace) {
   }
 }
 
-TEST(AnAnyMap, KeepsTheFirstSpellingOfAKey) {
+TEST(AnAnyMap, KeepsTheFirstCaseVariantOfAKey) {
   AnyMap sut;
   sut["Key"] = 1;
   sut["KEY"] = 2;

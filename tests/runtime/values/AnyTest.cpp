@@ -27,7 +27,7 @@ struct Transfers {
   int moves = 0;
 };
 
-/// Counts its copies and moves; without `==`.
+/// Counts its copies and moves; has no `==`.
 struct Counted {
   explicit Counted(Transfers& count) : transfers(&count) {}
   Counted(const Counted& other) : transfers(other.transfers) { ++transfers->copies; }
@@ -40,7 +40,7 @@ std::ostream& operator<<(std::ostream& out, const Counted&) {
   return out << "counted";
 }
 
-/// Small, but its move might throw.
+/// Is small, but its move may throw.
 struct Throwing {
   explicit Throwing(int v) : value(v) {}
   Throwing(const Throwing& other) : value(other.value) {
@@ -129,7 +129,7 @@ TEST(AnAny, LeavesItsValueAloneWhenItIsMoved) {
   EXPECT_EQ(transfers.moves, 0);
 }
 
-/// Returns whether a move leaves the value where it was.
+/// Returns whether a move leaves the value in its place.
 template <class T>
 bool staysWhenMoved(T value) {
   Any sut = std::move(value);
@@ -203,7 +203,7 @@ TEST(AnAny, KeepsItsValueIfAnAssignmentThrows) {
   EXPECT_EQ(ref_any_cast<Throwing>(holder).value, 5);
 }
 
-TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
+TEST(AnAny, EqualsOnlyAValueOfExactlyItsType) {
   const Any sut = 1;
 
   EXPECT_TRUE(sut == 1);
@@ -255,7 +255,7 @@ TEST(AnAny, EqualsNothingWhenItIsEmpty) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
+TEST(AnAny, MayBeComparedWithAnEmptyOne) {
   const Any empty;
 
   EXPECT_FALSE(Any(1) == empty);
@@ -266,14 +266,14 @@ TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
 }
 #endif
 
-TEST(ACast, GivesACopyOfTheValue) {
+TEST(ACast, ReturnsACopyOfTheValue) {
   Any sut = std::string("text");
   any_cast<std::string>(sut) += "!";
 
   EXPECT_EQ(any_cast<std::string>(sut), "text");
 }
 
-TEST(ACast, GivesTheAddressOfTheValue) {
+TEST(ACast, ReturnsTheAddressOfTheValue) {
   Any sut = std::string("text");
   *any_cast<std::string>(&sut) += "!";
   const Any& constant = sut;
@@ -281,7 +281,7 @@ TEST(ACast, GivesTheAddressOfTheValue) {
   EXPECT_EQ(*any_cast<std::string>(&constant), "text!");
 }
 
-TEST(ACast, GivesAReferenceToTheValue) {
+TEST(ACast, ReturnsAReferenceToTheValue) {
   Any sut = std::string("text");
   ref_any_cast<std::string>(sut) += "!";
   const Any& constant = sut;
@@ -289,7 +289,7 @@ TEST(ACast, GivesAReferenceToTheValue) {
   EXPECT_EQ(ref_any_cast<std::string>(constant), "text!");
 }
 
-TEST(ACast, GivesNoAddressOfAnotherTypeOrNothing) {
+TEST(ACast, ReturnsNullForAnotherTypeAndForAnEmptyAny) {
   Any sut = 1;
   Any empty;
 
@@ -299,7 +299,7 @@ TEST(ACast, GivesNoAddressOfAnotherTypeOrNothing) {
   EXPECT_EQ(any_cast<int>(static_cast<const Any*>(nullptr)), nullptr);
 }
 
-TEST(ACast, ThrowsWhatNamesBothTypes) {
+TEST(ACast, ThrowsAnExceptionThatNamesBothTypes) {
   const auto start = std::string("cppmicroservices::BadAnyCastException: ");
   Any sut = 1;
 

@@ -54,14 +54,14 @@ TEST_F(ACompoundKey, FindsEmptyValues) {
   EXPECT_TRUE(orNone("empty").Empty());
 }
 
-TEST_F(ACompoundKey, HasToBeThere) {
+TEST_F(ACompoundKey, HasToExist) {
   for (const std::string key : {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4",
                                 "list.2.5", "list.99999999999", "list.1."}) {
     EXPECT_THROW(map.AtCompoundKey(key), std::out_of_range) << key;
   }
 }
 
-TEST_F(ACompoundKey, IsNeverThatOfAnEntryWithADotInItsKey) {
+TEST_F(ACompoundKey, NeverSelectsAnEntryWithADotInItsKey) {
   EXPECT_EQ(map.at("lonely.key"), 78);
   EXPECT_THROW(map.AtCompoundKey("lonely.key"), std::out_of_range);
   EXPECT_EQ(orNone("lonely.key"), none);
@@ -97,7 +97,7 @@ TEST_F(ACompoundKey, CannotSelectFromAnythingElse) {
   EXPECT_THAT([&] { map.AtCompoundKey("empty.key"); }, says("empty"));
 }
 
-TEST_F(ACompoundKey, GivesTheDefaultForWhatIsNotThere) {
+TEST_F(ACompoundKey, SelectsTheDefaultIfThereIsNoSuchValue) {
   for (const std::string key :
        {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4", "list.-3", "list.2.5",
         "list.99999999999", "list.x", "list.", "scalar.key", "scalar.", "map.key.more", "standard.key", "empty.key"}) {
@@ -105,7 +105,7 @@ TEST_F(ACompoundKey, GivesTheDefaultForWhatIsNotThere) {
   }
 }
 
-TEST_F(ACompoundKey, MayEndInADotBehindAnIndexIfThereIsADefault) {
+TEST_F(ACompoundKey, MayEndInADotAfterAnIndexIfThereIsADefault) {
   EXPECT_EQ(orNone("list.0."), 10);
   EXPECT_TRUE(orNone("list.1.").Type() == typeid(AnyMap));
 }

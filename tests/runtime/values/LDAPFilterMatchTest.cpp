@@ -24,14 +24,14 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
-/// Matches a single property "p".
+/// Matches filters with a single property "p".
 bool matches(const std::string& filter, const Any& value) {
   AnyMap properties;
   properties["p"] = value;
   return LDAPFilter(filter).Match(properties);
 }
 
-/// Texts as std::string values.
+/// Returns texts as std::string values.
 bool matchesText(const std::string& filter, const std::string& text) {
   return matches(filter, Any(text));
 }
@@ -48,7 +48,7 @@ TEST(AnOperation, CombinesComparisons) {
   EXPECT_FALSE(match("(!(|(a=2)(b=2)))"));
 }
 
-TEST(AnAttribute, IsFoundInAnySpelling) {
+TEST(AnAttribute, IsFoundInAnyCase) {
   for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
     const AnyMap properties(type, {{"Name", Any(1)}});
     EXPECT_TRUE(LDAPFilter("(nAME=1)").Match(properties));
@@ -64,7 +64,7 @@ TEST(AnAttribute, WithDotsIsAPlainKey) {
   EXPECT_FALSE(LDAPFilter("(c.d=1)").Match(properties));
 }
 
-TEST(AnAttribute, MustNotBeThereInTwoSpellings) {
+TEST(AnAttribute, MustNotExistInTwoCaseVariants) {
   for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP}) {
     const AnyMap properties(type, {{"name", Any(1)}, {"nAme", Any(1)}, {"other", Any(1)}});
     const auto says = testing::ThrowsMessage<std::runtime_error>(
@@ -158,7 +158,7 @@ TEST(AString, MayBeAPointerOrACharacter) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST(AString, MatchesManyWildcardsInAMoment) {
+TEST(AString, MatchesManyWildcardsWithoutBacktracking) {
   std::string pattern = "(p=";
   for (int i = 0; i < 200; ++i) {
     pattern += "*a";
@@ -169,7 +169,7 @@ TEST(AString, MatchesManyWildcardsInAMoment) {
   EXPECT_TRUE(matchesText(pattern + "*)", text));
 }
 
-TEST(AString, IsComparedWithAPointerToNothingWithoutHarm) {
+TEST(AString, MayBeComparedWithANullPointer) {
   EXPECT_FALSE(matches("(p=text)", Any(static_cast<const char*>(nullptr))));
 }
 #endif
@@ -194,7 +194,7 @@ TYPED_TEST(AnInteger, IsComparedAsANumber) {
   EXPECT_FALSE(matches("(p<=4)", five));
 }
 
-TYPED_TEST(AnInteger, IgnoresWhatFollowsTheNumber) {
+TYPED_TEST(AnInteger, IgnoresTheTextAfterTheNumber) {
   const Any five = static_cast<TypeParam>(5);
 
   EXPECT_TRUE(matches("(p=5abc)", five));
@@ -231,7 +231,7 @@ TEST(AFloatingPointNumber, IsComparedAsANumber) {
   EXPECT_FALSE(matches("(p<=1e400)", Any(0.0)));
 }
 
-TEST(AFloatingPointNumber, IsComparedWithAnyNumberOfItsRangeHoweverSmall) {
+TEST(AFloatingPointNumber, IsComparedWithEverySmallNumberOfItsRange) {
   for (const Any& zero : {Any(0.0), Any(0.0f)}) {
     EXPECT_TRUE(matches("(p<=1e-310)", zero));
     EXPECT_TRUE(matches("(p>=-1e-310)", zero));
@@ -241,14 +241,14 @@ TEST(AFloatingPointNumber, IsComparedWithAnyNumberOfItsRangeHoweverSmall) {
   }
 }
 
-TEST(AFloatingPointNumber, EqualsWhatIsWithinItsPrecisionAtOne) {
+TEST(AFloatingPointNumber, EqualsANumberWithinItsPrecisionAtOne) {
   EXPECT_TRUE(matches("(p=0.3)", Any(0.1 + 0.2)));
   EXPECT_FALSE(matches("(p=0.30000001)", Any(0.3)));
   EXPECT_TRUE(matches("(p=0.10000001)", Any(0.1f)));
   EXPECT_FALSE(matches("(p=10000000001)", Any(1e10)));
 }
 
-TEST(ABool, EqualsEveryBeginningOfItsName) {
+TEST(ABool, EqualsEveryPrefixOfItsName) {
   EXPECT_TRUE(matches("(p=true)", Any(true)));
   EXPECT_TRUE(matches("(p=TRUE)", Any(true)));
   EXPECT_TRUE(matches("(p=t)", Any(true)));
@@ -339,7 +339,7 @@ TEST_F(AFilterInAFramework, MatchesTheHeadersOfABundle) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AFilterInAFramework, FindsNoPropertiesInAReferenceToNone) {
+TEST_F(AFilterInAFramework, FindsNoPropertiesInAnEmptyReference) {
   const cppmicroservices::ServiceReferenceU none;
 
   EXPECT_FALSE(LDAPFilter("(service.id=*)").Match(none));

@@ -45,7 +45,7 @@ TEST(AFilter, IsTrueAndPrintable) {
   EXPECT_EQ(out.str(), "(a=b)");
 }
 
-TEST(AFilter, LosesTheBlanksThatMeanNothing) {
+TEST(AFilter, HasNoInsignificantBlanks) {
   EXPECT_EQ(normalised("  ( a =b)  "), "(a=b)");
   EXPECT_EQ(normalised("( & (a=b)\n( c =d) )"), "(&(a=b)(c=d))");
   EXPECT_EQ(normalised("(! (a=b) )"), "(!(a=b))");
@@ -65,7 +65,7 @@ TEST(AFilter, KeepsEveryOperator) {
   }
 }
 
-TEST(AFilter, EscapesWhatIsSpecialInAValue) {
+TEST(AFilter, EscapesTheSpecialCharactersOfAValue) {
   EXPECT_EQ(normalised("(a=(x))"), "(a=\\(x\\))");
   EXPECT_EQ(normalised("(a=x(y)z)"), "(a=x\\(y\\)z)");
   EXPECT_EQ(normalised("(a=\\(\\*\\\\)"), "(a=\\(\\*\\\\)");

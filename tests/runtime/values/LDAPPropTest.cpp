@@ -53,7 +53,7 @@ TEST_F(AProperty, MakesComparisonsWithTheTextOfAnAny) {
   EXPECT_THROW(sut != Any(), std::logic_error);
 }
 
-TEST_F(AProperty, LeavesValuesAsTheyAre) {
+TEST_F(AProperty, LeavesValuesUnchanged) {
   EXPECT_EQ(textOf(sut == std::string("a*(b)")), "(k=a*(b))");
 }
 
@@ -62,7 +62,7 @@ TEST_F(AProperty, MakesPresenceAndAbsence) {
   EXPECT_EQ(textOf(!sut), "(!(k=*))");
 }
 
-TEST_F(AProperty, MakesNothingOfAnEmptyString) {
+TEST_F(AProperty, MakesANullExpressionOfAnEmptyString) {
   const std::string empty;
 
   EXPECT_TRUE((sut == empty).IsNull());
@@ -103,7 +103,7 @@ TEST_F(AnExpression, IsLeftOutIfItIsNull) {
   EXPECT_TRUE((null || null).IsNull());
 }
 
-TEST_F(AnExpression, GrowsInPlace) {
+TEST_F(AnExpression, MayBeExtendedInPlace) {
   LDAPPropExpr sut;
   sut &= a;
   EXPECT_EQ(textOf(sut), "(a=1)");
@@ -115,7 +115,7 @@ TEST_F(AnExpression, GrowsInPlace) {
   EXPECT_EQ(textOf(sut), "(|(&(a=1)(b=2))(a=1))");
 }
 
-TEST_F(AnExpression, IsItselfNegated) {
+TEST_F(AnExpression, MayBeNegatedInPlace) {
   LDAPPropExpr sut = a;
   !sut;
   EXPECT_EQ(textOf(sut), "(!(a=1))");

@@ -1,5 +1,5 @@
-// What the compiler has to refuse, with the type that it has to complain about, and what it has to take; see
-// CheckRefusals.cmake.
+// Lines that the compiler has to refuse, each with the type that its message has to name, and lines that it has to
+// accept; see CheckRefusals.cmake.
 #include <cppmicroservices/AnyMap.h>
 
 #include <array>
@@ -23,7 +23,7 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   return out;
 }
 
-/// Its operator is seen by nobody else, so that the compiler names it only when it is refused.
+/// Has an operator that no other type uses, so that the compiler names this type only when it refuses it.
 struct Uncopyable {
   Uncopyable() = default;
   Uncopyable(Uncopyable&&) = default;
