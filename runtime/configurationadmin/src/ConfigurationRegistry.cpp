@@ -33,6 +33,7 @@ void callQuietly(Call call) noexcept {
   }
 }
 
+/// Delivers a configuration to a service.
 /// \param properties  null if the configuration was removed
 void notify(ManagedService& service, const Properties& properties) {
   callQuietly([&] { service.Updated(properties ? *properties : AnyMap()); });

@@ -103,6 +103,7 @@ class [[gnu::visibility("default")]] Any {
   /// \param prettyPrint  one element per line, indented by four blanks for each level
   std::string ToJSON(bool prettyPrint = false) const;
 
+  /// Returns the value as JSON with a given indentation.
   /// \param increment  blanks added for each level; 0 for everything on one line
   /// \param indent     blanks before the outermost elements
   std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;

@@ -114,7 +114,7 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
         items->untrack(bundle, BundleEvent());
       }
     } catch (...) {
-      // The caller cannot be told of the customizer's failure.
+      // The customizer failed, which this function cannot propagate.
     }
   }
 

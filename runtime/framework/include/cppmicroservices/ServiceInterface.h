@@ -97,6 +97,7 @@ std::shared_ptr<Interface> ExtractInterface(const InterfaceMapConstPtr& map) {
   return found == map->end() ? nullptr : std::static_pointer_cast<Interface>(found->second);
 }
 
+/// Returns the map's pointer to that interface, or null.
 /// \param interfaceId  an empty one means any of the map's interfaces
 inline std::shared_ptr<void> ExtractInterface(const InterfaceMapConstPtr& map, const std::string& interfaceId) {
   if (!map || map->empty()) {

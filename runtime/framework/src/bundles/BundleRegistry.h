@@ -24,6 +24,7 @@ class BundleRegistry {
     Bundles added;
   };
 
+  /// Makes an empty registry.
   /// \param storage  the folder that the framework may write to
   explicit BundleRegistry(std::filesystem::path storage);
 

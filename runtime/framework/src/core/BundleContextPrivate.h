@@ -16,6 +16,7 @@ class BundleContextPrivate : public std::enable_shared_from_this<BundleContextPr
  public:
   explicit BundleContextPrivate(std::weak_ptr<BundlePrivate> bundle);
 
+  /// Reports that a context is invalid.
   /// \throws IllegalStateException always
   [[noreturn]] static void throwInvalid();
 

@@ -37,6 +37,7 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   void closeUsesOf(const BundlePrivate& user);
 
   bool isRegistered() const;
+  /// Requires that the service is registered.
   /// \throws std::logic_error if the service is unregistered
   void requireRegistered() const;
   Properties properties() const;

@@ -197,7 +197,8 @@ struct AnyMapPrinter {
     cpp(out, map, "ORDERED_MAP", layout, layout.outer());
   }
 
-  /// \param type  the kind of map
+  /// Writes a map as C++ source.
+  /// \param type  the type of the map
   /// \param inside  the indentation of the entries
   /// \param outside  the indentation of the map's end
   static void cpp(std::ostream& out, const Map& map, const char* type, Layout inside, Layout outside) {
