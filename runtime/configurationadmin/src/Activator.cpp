@@ -20,21 +20,21 @@ using service::cm::ManagedServiceFactory;
 
 namespace {
 
-/// Brings the services of one interface to the registry; managed ones only if they have a PID.
+/// Adds the services of one interface to the registry; managed ones only if they have a PID.
 template <class Service>
-ServiceWatcher<Service> watch(BundleContext const& context, std::shared_ptr<ConfigurationRegistry> const& registry) {
-  auto const added = [registry](ServiceReference<Service> const& reference, std::shared_ptr<Service> const& service) {
-    auto const id = any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
+ServiceWatcher<Service> watch(const BundleContext& context, const std::shared_ptr<ConfigurationRegistry>& registry) {
+  const auto added = [registry](const ServiceReference<Service>& reference, const std::shared_ptr<Service>& service) {
+    const auto id = any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
     if constexpr (std::is_same_v<Service, ConfigurationListener>) {
       registry->add(id, service);
-    } else if (auto const pid = servicePidOf(reference)) {
+    } else if (const auto pid = servicePidOf(reference)) {
       registry->add(id, *pid, service);
     }
   };
   return {context, added, [registry](long id) { registry->remove(id); }};
 }
 
-/// What there is while the bundle is started.
+/// The parts of the started bundle.
 class Running {
  public:
   explicit Running(BundleContext context)
@@ -44,7 +44,7 @@ class Running {
         factories_(watch<ManagedServiceFactory>(context, registry_)),
         manifests_(context, registry_) {}
 
-  // The configurations are taken away by whoever is the last to let go of the service: here, as a rule.
+  // The configurations are withdrawn with the last pointer to the service, which is usually released here.
   void stop() {
     registration_.Unregister();
     manifests_.close();
@@ -56,8 +56,8 @@ class Running {
   }
 
  private:
-  // Events can only name their source once that is registered.
-  BundleContext const& withSource(BundleContext const& context) {
+  // Events can name their source only after it was registered.
+  const BundleContext& withSource(const BundleContext& context) {
     registry_->setAdmin(registration_.GetReference());
     return context;
   }

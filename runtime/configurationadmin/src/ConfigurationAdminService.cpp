@@ -9,7 +9,7 @@ namespace cppmicroservices::configurationadmin {
 
 namespace {
 
-bool matches(ConfigurationState const& state, LDAPFilter const& filter) {
+bool matches(const ConfigurationState& state, const LDAPFilter& filter) {
   AnyMap visible(*state.properties);
   visible["pid"] = state.record->pid;
   return filter.Match(visible);
@@ -22,32 +22,32 @@ ConfigurationAdminService::ConfigurationAdminService(std::shared_ptr<Configurati
 
 ConfigurationAdminService::~ConfigurationAdminService() {
   try {
-    registry_->takeAllAway();
+    registry_->withdrawAll();
   } catch (...) {
-    // Out of memory. There is nobody left who could be told, and the services come to no harm.
+    // Out of memory. A destructor cannot report it, and the services keep configurations that still work.
   }
 }
 
-ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::GetConfiguration(std::string const& pid) {
+ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::GetConfiguration(const std::string& pid) {
   return registry_->obtain(pid);
 }
 
 ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::CreateFactoryConfiguration(
-    std::string const& factoryPid) {
+    const std::string& factoryPid) {
   return registry_->create(factoryPid);
 }
 
 ConfigurationAdminService::ConfigurationPtr ConfigurationAdminService::GetFactoryConfiguration(
-    std::string const& factoryPid, std::string const& instanceName) {
+    const std::string& factoryPid, const std::string& instanceName) {
   return registry_->obtain(factoryPid + '~' + instanceName);
 }
 
-// One that is removed while the others are looked at is left out.
+// Leaves out a configuration that is removed meanwhile.
 std::vector<ConfigurationAdminService::ConfigurationPtr> ConfigurationAdminService::ListConfigurations(
-    std::string const& filter) {
-  auto const parsed = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
+    const std::string& filter) {
+  const auto parsed = filter.empty() ? LDAPFilter() : LDAPFilter(filter);
   std::vector<ConfigurationPtr> found;
-  for (auto const& state : registry_->updated()) {
+  for (const auto& state : registry_->listUpdated()) {
     auto object = !parsed || matches(state, parsed) ? registry_->objectOf(state.record) : nullptr;
     if (object) {
       found.push_back(std::move(object));

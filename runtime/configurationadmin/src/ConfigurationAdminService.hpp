@@ -8,21 +8,21 @@ namespace cppmicroservices::configurationadmin {
 
 class ConfigurationRegistry;
 
-/// The service that the bundle offers. Configurations stay with those who know of them for as long as somebody
-/// holds it: its destructor takes them away.
+/// The service that the bundle offers. Services keep their configurations as long as this object lives: its destructor
+/// withdraws them.
 class ConfigurationAdminService : public service::cm::ConfigurationAdmin {
  public:
   using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;
 
   explicit ConfigurationAdminService(std::shared_ptr<ConfigurationRegistry> registry);
   ~ConfigurationAdminService() override;
-  ConfigurationAdminService(ConfigurationAdminService const&) = delete;
-  ConfigurationAdminService& operator=(ConfigurationAdminService const&) = delete;
+  ConfigurationAdminService(const ConfigurationAdminService&) = delete;
+  ConfigurationAdminService& operator=(const ConfigurationAdminService&) = delete;
 
-  ConfigurationPtr GetConfiguration(std::string const& pid) override;
-  ConfigurationPtr CreateFactoryConfiguration(std::string const& factoryPid) override;
-  ConfigurationPtr GetFactoryConfiguration(std::string const& factoryPid, std::string const& instanceName) override;
-  std::vector<ConfigurationPtr> ListConfigurations(std::string const& filter) override;
+  ConfigurationPtr GetConfiguration(const std::string& pid) override;
+  ConfigurationPtr CreateFactoryConfiguration(const std::string& factoryPid) override;
+  ConfigurationPtr GetFactoryConfiguration(const std::string& factoryPid, const std::string& instanceName) override;
+  std::vector<ConfigurationPtr> ListConfigurations(const std::string& filter) override;
 
  private:
   const std::shared_ptr<ConfigurationRegistry> registry_;

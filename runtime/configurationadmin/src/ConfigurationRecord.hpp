@@ -7,43 +7,43 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// Properties that never change again, so that they can be shared instead of copied.
-using Properties = std::shared_ptr<AnyMap const>;
+/// Immutable properties, which are shared instead of copied.
+using Properties = std::shared_ptr<const AnyMap>;
 
-/// The factory's part of a PID: what stands before the first '~', if there is one.
-inline std::string factoryPartOf(std::string const& pid) {
-  auto const separator = pid.find('~');
+/// Returns the factory's part of a PID: the text before the first '~'; an empty text if there is none.
+inline std::string factoryPartOf(const std::string& pid) {
+  const auto separator = pid.find('~');
   return separator == std::string::npos ? std::string() : pid.substr(0, separator);
 }
 
-/// What is known of one configuration. Of a PID that was removed and made again there are two, so that
-/// the end of the one cannot be taken for that of the other.
+/// The state of one configuration. A PID that was removed and created again has two records, so that the removal of the
+/// first cannot be mistaken for that of the second.
 struct ConfigurationRecord {
-  ConfigurationRecord(std::string pidOfIt, std::string reported, unsigned long instance)
-      : pid(std::move(pidOfIt)),
+  ConfigurationRecord(std::string ownPid, std::string reported, unsigned long instance)
+      : pid(std::move(ownPid)),
         factoryPid(factoryPartOf(pid)),
         reportedFactoryPid(std::move(reported)),
         instanceCount(instance) {}
 
-  // Constant after construction.
+  // Constant after construction:
   const std::string pid;
-  /// The factory that is told of it.
+  /// The factory to which the configuration is delivered.
   const std::string factoryPid;
-  /// The factory that it was made for.
+  /// The factory for which the configuration was created.
   const std::string reportedFactoryPid;
   const unsigned long instanceCount;
 
-  // Guarded by the mutex of the registry that it belongs to.
-  Properties properties = std::make_shared<AnyMap const>();
+  // Guarded by the registry's mutex:
+  Properties properties = std::make_shared<const AnyMap>();
   unsigned long changeCount = 0;
   bool isRemoved = false;
-  /// The object that stands for it as long as somebody holds it.
+  /// The configuration's object, as long as a caller holds it.
   std::weak_ptr<service::cm::Configuration> object;
 };
 
 using RecordPtr = std::shared_ptr<ConfigurationRecord>;
 
-/// A configuration as it was at some time.
+/// A snapshot of a configuration.
 struct ConfigurationState {
   RecordPtr record;
   Properties properties;

@@ -18,28 +18,29 @@ using service::cm::ManagedServiceFactory;
 
 namespace {
 
-void requireNotRemoved(ConfigurationRecord const& record) {
+void requireNotRemoved(const ConfigurationRecord& record) {
   if (record.isRemoved) {
     throw std::runtime_error("This Configuration has been Removed");
   }
 }
 
-/// Calls a service, whose exceptions are its own business.
+/// Calls a service and swallows its exceptions.
 template <class Call>
-void tell(Call call) noexcept {
+void callQuietly(Call call) noexcept {
   try {
     call();
   } catch (...) {
   }
 }
 
+/// Delivers a configuration to a service.
 /// \param properties  null if the configuration was removed
-void tell(ManagedService& service, Properties const& properties) {
-  tell([&] { service.Updated(properties ? *properties : AnyMap()); });
+void notify(ManagedService& service, const Properties& properties) {
+  callQuietly([&] { service.Updated(properties ? *properties : AnyMap()); });
 }
 
-void tell(ManagedServiceFactory& factory, std::string const& pid, Properties const& properties) {
-  tell([&] {
+void notify(ManagedServiceFactory& factory, const std::string& pid, const Properties& properties) {
+  callQuietly([&] {
     if (properties) {
       factory.Updated(pid, *properties);
     } else {
@@ -48,11 +49,12 @@ void tell(ManagedServiceFactory& factory, std::string const& pid, Properties con
   });
 }
 
-/// Calls every listener. \return the first exception; null if there was none
-std::exception_ptr tell(SubscriberList<ConfigurationListener>::Services const& listeners,
-                        ConfigurationEvent const& event) {
+/// Calls every listener.
+/// \return the first exception; null if there was none
+std::exception_ptr notify(const SubscriberList<ConfigurationListener>::Services& listeners,
+                          const ConfigurationEvent& event) {
   std::exception_ptr first;
-  for (auto const& listener : listeners) {
+  for (const auto& listener : listeners) {
     try {
       listener->configurationEvent(event);
     } catch (...) {
@@ -62,40 +64,40 @@ std::exception_ptr tell(SubscriberList<ConfigurationListener>::Services const& l
   return first;
 }
 
-ConfigurationEvent eventOf(ServiceReference<ConfigurationAdmin> const& admin, ConfigurationRecord const& record,
+ConfigurationEvent eventOf(const ServiceReference<ConfigurationAdmin>& admin, const ConfigurationRecord& record,
                            ConfigurationEventType type) {
-  bool const isOfFactory = record.pid.find('~') != std::string::npos;
+  const bool isOfFactory = record.pid.find('~') != std::string::npos;
   return {admin, type, isOfFactory ? record.pid : std::string(), isOfFactory ? std::string() : record.pid};
 }
 
 }  // namespace
 
-void ConfigurationRegistry::setAdmin(ServiceReference<ConfigurationAdmin> const& admin) {
+void ConfigurationRegistry::setAdmin(const ServiceReference<ConfigurationAdmin>& admin) {
   const std::lock_guard<std::mutex> lock(mutex_);
   admin_ = admin;
 }
 
-ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::obtain(std::string const& pid) {
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::obtain(const std::string& pid) {
   const std::lock_guard<std::mutex> lock(mutex_);
   return objectOfLocked(table_.obtain(pid));
 }
 
-ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::create(std::string const& factoryPid) {
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::create(const std::string& factoryPid) {
   const std::lock_guard<std::mutex> lock(mutex_);
   return objectOfLocked(table_.create(factoryPid));
 }
 
-std::vector<ConfigurationState> ConfigurationRegistry::updated() const {
+std::vector<ConfigurationState> ConfigurationRegistry::listUpdated() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return table_.updated();
+  return table_.listUpdated();
 }
 
-ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOf(RecordPtr const& record) {
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOf(const RecordPtr& record) {
   const std::lock_guard<std::mutex> lock(mutex_);
   return record->isRemoved ? nullptr : objectOfLocked(record);
 }
 
-ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOfLocked(RecordPtr const& record) {
+ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOfLocked(const RecordPtr& record) {
   auto object = record->object.lock();
   if (!object) {
     object = std::make_shared<RegisteredConfiguration>(shared_from_this(), record);
@@ -104,31 +106,31 @@ ConfigurationRegistry::ConfigurationPtr ConfigurationRegistry::objectOfLocked(Re
   return object;
 }
 
-Properties ConfigurationRegistry::propertiesOf(RecordPtr const& record) const {
+Properties ConfigurationRegistry::propertiesOf(const RecordPtr& record) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   requireNotRemoved(*record);
   return record->properties;
 }
 
-unsigned long ConfigurationRegistry::changeCountOf(RecordPtr const& record) const {
+unsigned long ConfigurationRegistry::changeCountOf(const RecordPtr& record) const {
   const std::lock_guard<std::mutex> lock(mutex_);
   requireNotRemoved(*record);
   return record->changeCount;
 }
 
-// The old properties end up in a variable that outlives the lock: destroying them runs foreign code.
-std::shared_ptr<Delivery> ConfigurationRegistry::update(RecordPtr const& record, AnyMap&& properties) {
-  Properties exchanged = std::make_shared<AnyMap const>(std::move(properties));
+// The old properties are swapped into a variable that outlives the lock: destroying them runs foreign code.
+std::shared_ptr<Delivery> ConfigurationRegistry::update(const RecordPtr& record, AnyMap&& properties) {
+  Properties exchanged = std::make_shared<const AnyMap>(std::move(properties));
   const std::lock_guard<std::mutex> lock(mutex_);
   requireNotRemoved(*record);
   return replaceLocked(record, exchanged);
 }
 
-// Comparing runs foreign code too, so it is done without the lock, and again if there was a change meanwhile.
-std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(RecordPtr const& record, AnyMap&& properties) {
-  Properties exchanged = std::make_shared<AnyMap const>(std::move(properties));
+// Comparing runs foreign code too: it is done without the lock, and repeated if the properties have changed meanwhile.
+std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(const RecordPtr& record, AnyMap&& properties) {
+  Properties exchanged = std::make_shared<const AnyMap>(std::move(properties));
   for (;;) {
-    Properties const compared = propertiesOf(record);
+    const Properties compared = propertiesOf(record);
     if (*compared == *exchanged) {
       return nullptr;
     }
@@ -140,13 +142,13 @@ std::shared_ptr<Delivery> ConfigurationRegistry::updateIfDifferent(RecordPtr con
   }
 }
 
-std::shared_ptr<Delivery> ConfigurationRegistry::replaceLocked(RecordPtr const& record, Properties& properties) {
+std::shared_ptr<Delivery> ConfigurationRegistry::replaceLocked(const RecordPtr& record, Properties& properties) {
   record->properties.swap(properties);
   ++record->changeCount;
   return announceLocked(record);
 }
 
-std::shared_ptr<Delivery> ConfigurationRegistry::remove(RecordPtr const& record) {
+std::shared_ptr<Delivery> ConfigurationRegistry::remove(const RecordPtr& record) {
   const std::lock_guard<std::mutex> lock(mutex_);
   requireNotRemoved(*record);
   record->isRemoved = true;
@@ -154,37 +156,37 @@ std::shared_ptr<Delivery> ConfigurationRegistry::remove(RecordPtr const& record)
   return record->changeCount > 0 ? announceLocked(record) : nullptr;
 }
 
-std::shared_ptr<Delivery> ConfigurationRegistry::announceLocked(RecordPtr const& record) {
-  auto const revision = ++revision_;
+std::shared_ptr<Delivery> ConfigurationRegistry::announceLocked(const RecordPtr& record) {
+  const auto revision = ++revision_;
   return queue_.post([self = shared_from_this(), record, revision] { self->deliver(record, revision); });
 }
 
-void ConfigurationRegistry::add(long id, std::string const& pid, std::shared_ptr<ManagedService> const& service) {
+void ConfigurationRegistry::add(long id, const std::string& pid, const std::shared_ptr<ManagedService>& service) {
   const std::lock_guard<std::mutex> lock(mutex_);
   services_.add(id, pid, revision_, service);
-  auto const record = table_.find(pid);
+  const auto record = table_.find(pid);
   if (record && record->changeCount > 0) {
-    queue_.post([service, known = record->properties] { tell(*service, known); });
+    queue_.post([service, known = record->properties] { notify(*service, known); });
   }
 }
 
-void ConfigurationRegistry::add(long id, std::string const& pid,
-                                std::shared_ptr<ManagedServiceFactory> const& factory) {
+void ConfigurationRegistry::add(long id, const std::string& pid,
+                                const std::shared_ptr<ManagedServiceFactory>& factory) {
   const std::lock_guard<std::mutex> lock(mutex_);
   factories_.add(id, pid, revision_, factory);
-  for (auto const& [record, properties] : table_.updated()) {
+  for (const auto& [record, properties] : table_.listUpdated()) {
     if (!record->factoryPid.empty() && record->factoryPid == pid) {
-      queue_.post([factory, about = record, known = properties] { tell(*factory, about->pid, known); });
+      queue_.post([factory, about = record, known = properties] { notify(*factory, about->pid, known); });
     }
   }
 }
 
-void ConfigurationRegistry::add(long id, std::shared_ptr<ConfigurationListener> const& listener) {
+void ConfigurationRegistry::add(long id, const std::shared_ptr<ConfigurationListener>& listener) {
   const std::lock_guard<std::mutex> lock(mutex_);
   listeners_.add(id, std::string(), 0, listener);
 }
 
-// Whatever was removed is released after the lock.
+// The removed services are released after the lock.
 void ConfigurationRegistry::remove(long id) {
   std::shared_ptr<void> service;
   std::shared_ptr<void> factory;
@@ -195,15 +197,15 @@ void ConfigurationRegistry::remove(long id) {
   listener = listeners_.remove(id);
 }
 
-ConfigurationRegistry::Audience ConfigurationRegistry::audienceLocked(ConfigurationRecord const& record,
+ConfigurationRegistry::Audience ConfigurationRegistry::audienceLocked(const ConfigurationRecord& record,
                                                                       Revision revision) const {
-  return {listeners_.interestedIn(std::string(), revision), services_.interestedIn(record.pid, revision),
+  return {listeners_.findSubscribed(std::string(), revision), services_.findSubscribed(record.pid, revision),
           record.factoryPid.empty() ? decltype(Audience::factories)()
-                                    : factories_.interestedIn(record.factoryPid, revision)};
+                                    : factories_.findSubscribed(record.factoryPid, revision)};
 }
 
-// Tells the properties as they are by now, and the removal if there are none any more.
-void ConfigurationRegistry::deliver(RecordPtr const& record, Revision revision) const {
+// Delivers the current properties, or the removal if the configuration is removed by now.
+void ConfigurationRegistry::deliver(const RecordPtr& record, Revision revision) const {
   Audience audience;
   Properties properties;
   ServiceReference<ConfigurationAdmin> admin;
@@ -213,30 +215,30 @@ void ConfigurationRegistry::deliver(RecordPtr const& record, Revision revision) 
     properties = record->isRemoved ? nullptr : record->properties;
     admin = admin_;
   }
-  auto const type = properties ? ConfigurationEventType::CM_UPDATED : ConfigurationEventType::CM_DELETED;
-  auto const failure = tell(audience.listeners, eventOf(admin, *record, type));
-  for (auto const& service : audience.services) {
-    tell(*service, properties);
+  const auto type = properties ? ConfigurationEventType::CM_UPDATED : ConfigurationEventType::CM_DELETED;
+  const auto failure = notify(audience.listeners, eventOf(admin, *record, type));
+  for (const auto& service : audience.services) {
+    notify(*service, properties);
   }
-  for (auto const& factory : audience.factories) {
-    tell(*factory, record->pid, properties);
+  for (const auto& factory : audience.factories) {
+    notify(*factory, record->pid, properties);
   }
   if (failure) {
     std::rethrow_exception(failure);
   }
 }
 
-void ConfigurationRegistry::takeAway(ConfigurationRecord const& record) const {
+void ConfigurationRegistry::withdraw(const ConfigurationRecord& record) const {
   Audience audience;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     audience = audienceLocked(record, std::numeric_limits<Revision>::max());
   }
-  for (auto const& service : audience.services) {
-    tell(*service, nullptr);
+  for (const auto& service : audience.services) {
+    notify(*service, nullptr);
   }
-  for (auto const& factory : audience.factories) {
-    tell(*factory, record.pid, nullptr);
+  for (const auto& factory : audience.factories) {
+    notify(*factory, record.pid, nullptr);
   }
 }
 
@@ -244,10 +246,10 @@ void ConfigurationRegistry::finish() {
   queue_.finish();
 }
 
-void ConfigurationRegistry::takeAllAway() {
+void ConfigurationRegistry::withdrawAll() {
   queue_.settle();
-  for (auto const& state : updated()) {
-    takeAway(*state.record);
+  for (const auto& state : listUpdated()) {
+    withdraw(*state.record);
   }
 }
 

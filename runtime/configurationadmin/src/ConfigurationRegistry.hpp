@@ -15,68 +15,76 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// Keeps the configurations and the services that want to know of them, and tells the ones of the others,
-/// on the thread of a queue. Any thread may use it. The services are called without any lock held.
+/// Holds the configurations and the services for them, and delivers the configurations to the services on the thread of
+/// a queue. Any thread may use it. The services are called without any lock held.
 ///
-/// Each change has a number. A service that comes late is told of what there is, and of no change with a
-/// number up to that moment's; so it sees every configuration's last state, whatever still was in the queue.
+/// Each change has a revision number. A service that is added later gets the current configurations, and afterwards
+/// only the changes with greater numbers. So it sees the last state of every configuration, whatever was still in the
+/// queue.
 class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationRegistry> {
  public:
   using Configuration = service::cm::Configuration;
   using ConfigurationPtr = std::shared_ptr<Configuration>;
 
-  /// What events name as their source.
-  void setAdmin(ServiceReference<service::cm::ConfigurationAdmin> const& admin);
+  /// Sets the service that events name as their source.
+  void setAdmin(const ServiceReference<service::cm::ConfigurationAdmin>& admin);
 
-  ConfigurationPtr obtain(std::string const& pid);
-  ConfigurationPtr create(std::string const& factoryPid);
+  /// Returns the configuration of that PID; creates one if there is none.
+  ConfigurationPtr obtain(const std::string& pid);
+  /// Creates a configuration of that factory, with a PID that was never used before.
+  ConfigurationPtr create(const std::string& factoryPid);
 
-  /// The configurations that were updated at least once, ordered by PID.
-  std::vector<ConfigurationState> updated() const;
-  /// The object for a record; null if it was removed.
-  ConfigurationPtr objectOf(RecordPtr const& record);
+  /// Returns the configurations that were updated at least once, ordered by PID.
+  std::vector<ConfigurationState> listUpdated() const;
+  /// Returns the object of a record; null if the configuration was removed.
+  ConfigurationPtr objectOf(const RecordPtr& record);
 
-  /// These throw std::runtime_error if the configuration was removed.
-  Properties propertiesOf(RecordPtr const& record) const;
-  unsigned long changeCountOf(RecordPtr const& record) const;
-  std::shared_ptr<Delivery> update(RecordPtr const& record, AnyMap&& properties);
-  /// \return null if the properties are the ones there are
-  std::shared_ptr<Delivery> updateIfDifferent(RecordPtr const& record, AnyMap&& properties);
-  /// \return null if nobody was ever told of the configuration
-  std::shared_ptr<Delivery> remove(RecordPtr const& record);
+  // These throw std::runtime_error if the configuration was removed:
 
-  DeliveryQueue const& queue() const { return queue_; }
+  Properties propertiesOf(const RecordPtr& record) const;
+  unsigned long changeCountOf(const RecordPtr& record) const;
+  std::shared_ptr<Delivery> update(const RecordPtr& record, AnyMap&& properties);
+  /// Replaces the properties unless they are equal.
+  /// \return null if they are equal to the current ones
+  std::shared_ptr<Delivery> updateIfDifferent(const RecordPtr& record, AnyMap&& properties);
+  /// Removes the configuration.
+  /// \return null if it was never updated, so that there is nothing to deliver
+  std::shared_ptr<Delivery> remove(const RecordPtr& record);
 
-  void add(long id, std::string const& pid, std::shared_ptr<service::cm::ManagedService> const& service);
-  void add(long id, std::string const& pid, std::shared_ptr<service::cm::ManagedServiceFactory> const& factory);
-  void add(long id, std::shared_ptr<service::cm::ConfigurationListener> const& listener);
+  const DeliveryQueue& queue() const { return queue_; }
+
+  void add(long id, const std::string& pid, const std::shared_ptr<service::cm::ManagedService>& service);
+  void add(long id, const std::string& pid, const std::shared_ptr<service::cm::ManagedServiceFactory>& factory);
+  void add(long id, const std::shared_ptr<service::cm::ConfigurationListener>& listener);
   void remove(long id);
 
-  /// Tells what is still to be told, and later changes to nobody. They have no futures, see DeliveryQueue.
+  /// Blocks until the pending changes are delivered. Later changes are delivered to no service and have no futures, see
+  /// DeliveryQueue.
   void finish();
-  /// Does the same, then takes every configuration away from the services that know of it, on the calling thread.
-  /// The futures of later changes are ready.
-  void takeAllAway();
+  /// Blocks as finish(), then withdraws every configuration from its services on the calling thread. The futures of
+  /// later changes are ready.
+  void withdrawAll();
 
  private:
+  /// The services to which one change is delivered.
   struct Audience {
     SubscriberList<service::cm::ConfigurationListener>::Services listeners;
     SubscriberList<service::cm::ManagedService>::Services services;
     SubscriberList<service::cm::ManagedServiceFactory>::Services factories;
   };
 
-  // To be called with mutex_ locked.
-  ConfigurationPtr objectOfLocked(RecordPtr const& record);
-  std::shared_ptr<Delivery> replaceLocked(RecordPtr const& record, Properties& properties);
-  std::shared_ptr<Delivery> announceLocked(RecordPtr const& record);
-  Audience audienceLocked(ConfigurationRecord const& record, Revision revision) const;
+  // To be called with `mutex_` locked:
+  ConfigurationPtr objectOfLocked(const RecordPtr& record);
+  std::shared_ptr<Delivery> replaceLocked(const RecordPtr& record, Properties& properties);
+  std::shared_ptr<Delivery> announceLocked(const RecordPtr& record);
+  Audience audienceLocked(const ConfigurationRecord& record, Revision revision) const;
 
-  // To be called without.
-  void deliver(RecordPtr const& record, Revision revision) const;
-  void takeAway(ConfigurationRecord const& record) const;
+  // To be called without it:
+  void deliver(const RecordPtr& record, Revision revision) const;
+  void withdraw(const ConfigurationRecord& record) const;
 
   mutable std::mutex mutex_;
-  // Guarded by mutex_:
+  // Guarded by `mutex_`:
   ConfigurationTable table_;
   Revision revision_ = 0;
   SubscriberList<service::cm::ConfigurationListener> listeners_;
@@ -84,7 +92,7 @@ class ConfigurationRegistry : public std::enable_shared_from_this<ConfigurationR
   SubscriberList<service::cm::ManagedServiceFactory> factories_;
   ServiceReference<service::cm::ConfigurationAdmin> admin_;
 
-  // Synchronised by itself. Changes are posted under mutex_, so that they are told in their order.
+  // Synchronised by itself. Changes are posted under `mutex_`, so that they are delivered in their order:
   DeliveryQueue queue_;
 };
 

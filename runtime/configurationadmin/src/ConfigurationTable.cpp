@@ -6,51 +6,51 @@
 
 namespace cppmicroservices::configurationadmin {
 
-RecordPtr ConfigurationTable::obtain(std::string const& pid) {
+RecordPtr ConfigurationTable::obtain(const std::string& pid) {
   auto record = find(pid);
   return record ? record : add(pid, factoryPartOf(pid));
 }
 
-RecordPtr ConfigurationTable::find(std::string const& pid) const {
-  auto const found = records_.find(pid);
+RecordPtr ConfigurationTable::find(const std::string& pid) const {
+  const auto found = records_.find(pid);
   return found == records_.end() ? nullptr : found->second;
 }
 
-RecordPtr ConfigurationTable::create(std::string const& factoryPid) {
+RecordPtr ConfigurationTable::create(const std::string& factoryPid) {
   std::string pid;
   do {
-    pid = factoryPid + '~' + randomName();
+    pid = factoryPid + '~' + makeRandomName();
   } while (instanceCounts_.count(pid) > 0);
   return add(pid, factoryPid);
 }
 
-void ConfigurationTable::remove(ConfigurationRecord const& record) {
-  auto const found = records_.find(record.pid);
+void ConfigurationTable::remove(const ConfigurationRecord& record) {
+  const auto found = records_.find(record.pid);
   if (found != records_.end() && found->second.get() == &record) {
     records_.erase(found);
   }
 }
 
-std::vector<ConfigurationState> ConfigurationTable::updated() const {
+std::vector<ConfigurationState> ConfigurationTable::listUpdated() const {
   std::vector<ConfigurationState> states;
-  for (auto const& [pid, record] : records_) {
+  for (const auto& [pid, record] : records_) {
     if (record->changeCount > 0) {
       states.push_back({record, record->properties});
     }
   }
   std::sort(states.begin(), states.end(),
-            [](auto const& left, auto const& right) { return left.record->pid < right.record->pid; });
+            [](const auto& left, const auto& right) { return left.record->pid < right.record->pid; });
   return states;
 }
 
-RecordPtr ConfigurationTable::add(std::string const& pid, std::string reportedFactoryPid) {
-  auto const instance = ++instanceCounts_[pid];
+RecordPtr ConfigurationTable::add(const std::string& pid, std::string reportedFactoryPid) {
+  const auto instance = ++instanceCounts_[pid];
   auto record = std::make_shared<ConfigurationRecord>(pid, std::move(reportedFactoryPid), instance);
   records_[pid] = record;
   return record;
 }
 
-std::string ConfigurationTable::randomName() {
+std::string ConfigurationTable::makeRandomName() {
   static constexpr std::string_view characters = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
   std::uniform_int_distribution<std::size_t> position(0, characters.size() - 1);
   std::string name(6, '0');

@@ -10,27 +10,27 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// The configurations that there are. Not synchronised.
+/// The records of all configurations that exist. Not synchronised.
 class ConfigurationTable {
  public:
-  /// The record of that PID; a new one if there is none.
-  RecordPtr obtain(std::string const& pid);
+  /// Returns the record of that PID; creates one if there is none.
+  RecordPtr obtain(const std::string& pid);
 
-  /// The record of that PID; null if there is none.
-  RecordPtr find(std::string const& pid) const;
+  /// Returns the record of that PID; null if there is none.
+  RecordPtr find(const std::string& pid) const;
 
-  /// A new record of that factory, whose PID was never used before.
-  RecordPtr create(std::string const& factoryPid);
+  /// Creates a record of that factory, with a PID that was never used before.
+  RecordPtr create(const std::string& factoryPid);
 
-  /// Takes the record out, unless another one has its PID already.
-  void remove(ConfigurationRecord const& record);
+  /// Removes the record, unless another one has its PID already.
+  void remove(const ConfigurationRecord& record);
 
-  /// The configurations that were updated at least once, ordered by PID.
-  std::vector<ConfigurationState> updated() const;
+  /// Returns the configurations that were updated at least once, ordered by PID.
+  std::vector<ConfigurationState> listUpdated() const;
 
  private:
-  RecordPtr add(std::string const& pid, std::string reportedFactoryPid);
-  std::string randomName();
+  RecordPtr add(const std::string& pid, std::string reportedFactoryPid);
+  std::string makeRandomName();
 
   std::unordered_map<std::string, RecordPtr> records_;
   std::unordered_map<std::string, unsigned long> instanceCounts_;

@@ -13,60 +13,61 @@ namespace {
 
 using ConfigurationPtr = std::shared_ptr<service::cm::Configuration>;
 
-/// The value of that key if it is of that type, else none.
+/// Returns the value of that key if it has that type, otherwise a default one.
 template <class T>
-T valueOf(AnyMap const& map, std::string const& key) {
-  auto const found = map.find(key);
-  auto const* value = found == map.end() ? nullptr : any_cast<T>(&found->second);
+T valueOf(const AnyMap& map, const std::string& key) {
+  const auto found = map.find(key);
+  const auto* value = found == map.end() ? nullptr : any_cast<T>(&found->second);
   return value ? *value : T();
 }
 
-/// A configuration as the manifest wants it, and its change count since.
-struct Made {
+/// A configuration that was published for a manifest, and its change count at that time.
+struct Published {
   ConfigurationPtr configuration;
   unsigned long changeCount;
 };
 
-/// \return none if the configuration was there and equal: it is not the manifest's then
-/// \throws std::runtime_error  if somebody else removes it meanwhile
-std::optional<Made> make(ConfigurationRegistry& registry, std::string const& pid, AnyMap properties) {
+/// Publishes one configuration of a manifest.
+/// \return none if an equal configuration exists already, which then does not belong to the manifest
+/// \throws std::runtime_error  if other code removes the configuration meanwhile
+std::optional<Published> publish(ConfigurationRegistry& registry, const std::string& pid, AnyMap properties) {
   auto configuration = registry.obtain(pid);
   if (configuration->GetChangeCount() == 0) {
     configuration->Update(std::move(properties));
   } else if (!configuration->UpdateIfDifferent(std::move(properties)).first) {
     return std::nullopt;
   }
-  auto const changeCount = configuration->GetChangeCount();
-  return Made{std::move(configuration), changeCount};
+  const auto changeCount = configuration->GetChangeCount();
+  return Published{std::move(configuration), changeCount};
 }
 
-std::vector<Made> configure(ConfigurationRegistry& registry, AnyMap const& headers) {
-  std::vector<Made> made;
-  for (auto const& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
-    auto const* wanted = any_cast<AnyMap>(&entry);
-    auto const pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
+std::vector<Published> publishAll(ConfigurationRegistry& registry, const AnyMap& headers) {
+  std::vector<Published> published;
+  for (const auto& entry : valueOf<std::vector<Any>>(valueOf<AnyMap>(headers, "cm"), "configurations")) {
+    const auto* wanted = any_cast<AnyMap>(&entry);
+    const auto pid = wanted ? valueOf<std::string>(*wanted, "pid") : std::string();
     if (pid.empty()) {
       continue;
     }
     try {
-      if (auto one = make(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
-        made.push_back(std::move(*one));
+      if (auto one = publish(registry, pid, valueOf<AnyMap>(*wanted, "properties"))) {
+        published.push_back(std::move(*one));
       }
-    } catch (std::runtime_error const&) {
-      // Whoever has removed it meanwhile wants it gone.
+    } catch (const std::runtime_error&) {
+      // Other code has removed it meanwhile, and so it stays removed.
     }
   }
-  return made;
+  return published;
 }
 
-/// Leaves what somebody else has changed since.
-void removeUnchanged(Made const& made) {
+/// Removes a configuration unless other code has changed it since.
+void removeUnchanged(const Published& published) {
   try {
-    if (made.configuration->GetChangeCount() == made.changeCount) {
-      made.configuration->Remove();
+    if (published.configuration->GetChangeCount() == published.changeCount) {
+      published.configuration->Remove();
     }
-  } catch (std::runtime_error const&) {
-    // Somebody else has removed it.
+  } catch (const std::runtime_error&) {
+    // Other code has removed it.
   }
 }
 
@@ -76,7 +77,7 @@ class ManifestConfigurations::State {
  public:
   explicit State(std::shared_ptr<ConfigurationRegistry> registry) : registry_(std::move(registry)) {}
 
-  void handle(BundleEvent const& event) {
+  void handle(const BundleEvent& event) {
     if (event.GetType() == BundleEvent::BUNDLE_STARTED) {
       add(event.GetBundle());
     } else if (event.GetType() == BundleEvent::BUNDLE_STOPPING) {
@@ -84,36 +85,36 @@ class ManifestConfigurations::State {
     }
   }
 
-  void add(Bundle const& bundle) {
+  void add(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (bundle.GetState() == Bundle::STATE_ACTIVE && made_.count(bundle.GetBundleId()) == 0) {
-      made_[bundle.GetBundleId()] = configure(*registry_, bundle.GetHeaders());
+    if (bundle.GetState() == Bundle::STATE_ACTIVE && published_.count(bundle.GetBundleId()) == 0) {
+      published_[bundle.GetBundleId()] = publishAll(*registry_, bundle.GetHeaders());
     }
   }
 
  private:
-  void remove(Bundle const& bundle) {
+  void remove(const Bundle& bundle) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (auto const& made : made_[bundle.GetBundleId()]) {
-      removeUnchanged(made);
+    for (const auto& published : published_[bundle.GetBundleId()]) {
+      removeUnchanged(published);
     }
-    made_.erase(bundle.GetBundleId());
+    published_.erase(bundle.GetBundleId());
   }
 
   const std::shared_ptr<ConfigurationRegistry> registry_;
 
-  // Held while configurations change, so that a bundle's start and stop cannot overtake each other;
-  // telling of the changes is done by another thread.
+  // Held while configurations change, so that a bundle's start and stop cannot overtake each other. Another thread
+  // delivers the changes.
   std::mutex mutex_;
-  // Guarded by mutex_:
-  std::map<long, std::vector<Made>> made_;
+  // Guarded by `mutex_`:
+  std::map<long, std::vector<Published>> published_;
 };
 
-ManifestConfigurations::ManifestConfigurations(BundleContext const& context,
+ManifestConfigurations::ManifestConfigurations(const BundleContext& context,
                                                std::shared_ptr<ConfigurationRegistry> registry)
     : context_(context), state_(std::make_shared<State>(std::move(registry))) {
-  token_ = context_.AddBundleListener([state = state_](BundleEvent const& event) { state->handle(event); });
-  for (auto const& bundle : context_.GetBundles()) {
+  token_ = context_.AddBundleListener([state = state_](const BundleEvent& event) { state->handle(event); });
+  for (const auto& bundle : context_.GetBundles()) {
     state_->add(bundle);
   }
 }

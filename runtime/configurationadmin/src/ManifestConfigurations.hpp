@@ -11,14 +11,14 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// Keeps up, while a bundle is active, the configurations that its manifest asks for:
+/// Publishes the configurations in a bundle's manifest while the bundle is active:
 /// `"cm": {"version": 1, "configurations": [{"pid": "a.pid", "properties": {}}]}`.
-/// Entries that are not of this form are passed over.
+/// Entries that are not of this form are ignored.
 class ManifestConfigurations {
  public:
-  ManifestConfigurations(BundleContext const& context, std::shared_ptr<ConfigurationRegistry> registry);
+  ManifestConfigurations(const BundleContext& context, std::shared_ptr<ConfigurationRegistry> registry);
 
-  /// To be called while the context is valid. The configurations stay.
+  /// Stops watching the bundles; their configurations stay. To be called while the context is valid.
   void close();
 
  private:

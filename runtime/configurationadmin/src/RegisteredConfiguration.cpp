@@ -3,13 +3,14 @@
 #include <utility>
 
 #include "ConfigurationRegistry.hpp"
+#include "DeliveryFutures.hpp"
 
 namespace cppmicroservices::configurationadmin {
 
 RegisteredConfiguration::RegisteredConfiguration(std::shared_ptr<ConfigurationRegistry> registry, RecordPtr record)
     : registry_(std::move(registry)), record_(std::move(record)) {}
 
-// The names never change, but may only be asked for as long as the configuration is there.
+// The names never change, but a removed configuration has to refuse to return them.
 std::string RegisteredConfiguration::GetPid() const {
   static_cast<void>(registry_->changeCountOf(record_));
   return record_->pid;
@@ -21,7 +22,7 @@ std::string RegisteredConfiguration::GetFactoryPid() const {
 }
 
 AnyMap RegisteredConfiguration::GetProperties() const {
-  auto const properties = registry_->propertiesOf(record_);
+  const auto properties = registry_->propertiesOf(record_);
   return *properties;
 }
 
@@ -39,12 +40,12 @@ std::shared_future<void> RegisteredConfiguration::Update(AnyMap properties) {
 
 std::pair<bool, std::shared_ptr<ThreadpoolSafeFuture>> RegisteredConfiguration::SafeUpdateIfDifferent(
     AnyMap properties) {
-  auto const delivery = registry_->updateIfDifferent(record_, std::move(properties));
+  const auto delivery = registry_->updateIfDifferent(record_, std::move(properties));
   return {delivery != nullptr, safeFutureOf(delivery)};
 }
 
 std::pair<bool, std::shared_future<void>> RegisteredConfiguration::UpdateIfDifferent(AnyMap properties) {
-  auto const delivery = registry_->updateIfDifferent(record_, std::move(properties));
+  const auto delivery = registry_->updateIfDifferent(record_, std::move(properties));
   return {delivery != nullptr, futureOf(delivery)};
 }
 
@@ -60,12 +61,12 @@ unsigned long RegisteredConfiguration::GetInstanceCount() {
   return record_->instanceCount;
 }
 
-std::shared_future<void> RegisteredConfiguration::futureOf(std::shared_ptr<Delivery> const& delivery) const {
+std::shared_future<void> RegisteredConfiguration::futureOf(const std::shared_ptr<Delivery>& delivery) const {
   return delivery ? registry_->queue().futureOf(delivery) : readyFuture();
 }
 
 std::shared_ptr<ThreadpoolSafeFuture> RegisteredConfiguration::safeFutureOf(
-    std::shared_ptr<Delivery> const& delivery) const {
+    const std::shared_ptr<Delivery>& delivery) const {
   return delivery ? registry_->queue().safeFutureOf(delivery) : readySafeFuture();
 }
 

@@ -9,7 +9,7 @@ namespace cppmicroservices::configurationadmin {
 class ConfigurationRegistry;
 class Delivery;
 
-/// A configuration of a registry, which it keeps going.
+/// A configuration of a registry. It shares ownership of the registry.
 class RegisteredConfiguration : public service::cm::Configuration {
  public:
   RegisteredConfiguration(std::shared_ptr<ConfigurationRegistry> registry, RecordPtr record);
@@ -27,9 +27,9 @@ class RegisteredConfiguration : public service::cm::Configuration {
   unsigned long GetInstanceCount() override;
 
  private:
-  /// The future of what may not have to be delivered at all.
-  std::shared_future<void> futureOf(std::shared_ptr<Delivery> const& delivery) const;
-  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(std::shared_ptr<Delivery> const& delivery) const;
+  // Return the future of a delivery; a ready one for null.
+  std::shared_future<void> futureOf(const std::shared_ptr<Delivery>& delivery) const;
+  std::shared_ptr<ThreadpoolSafeFuture> safeFutureOf(const std::shared_ptr<Delivery>& delivery) const;
 
   const std::shared_ptr<ConfigurationRegistry> registry_;
   const RecordPtr record_;

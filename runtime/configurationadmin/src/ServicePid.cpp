@@ -7,20 +7,20 @@ namespace cppmicroservices::configurationadmin {
 
 namespace {
 
-/// A PID is a text, and not an empty one.
-std::optional<std::string> pidIn(Any const& value) {
-  auto const* text = any_cast<std::string>(&value);
+/// Returns the value if it is a text and not empty.
+std::optional<std::string> pidIn(const Any& value) {
+  const auto* text = any_cast<std::string>(&value);
   return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<std::string> nestedPidIn(Any const& value, std::string const& key) {
-  auto const* map = any_cast<AnyMap>(&value);
+std::optional<std::string> nestedPidIn(const Any& value, const std::string& key) {
+  const auto* map = any_cast<AnyMap>(&value);
   return map ? pidIn(map->AtCompoundKey(key, Any())) : std::nullopt;
 }
 
 }  // namespace
 
-std::optional<std::string> servicePidOf(ServiceReferenceBase const& reference) {
+std::optional<std::string> servicePidOf(const ServiceReferenceBase& reference) {
   if (auto pid = nestedPidIn(reference.GetProperty("service"), "pid")) {
     return pid;
   }

@@ -7,8 +7,8 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// The PID that a service was registered with: its property `service.pid`, `component.name`, or `pid` in the
-/// map `service`, the first of these that is a std::string.
-std::optional<std::string> servicePidOf(ServiceReferenceBase const& reference);
+/// Returns the PID with which a service was registered: the first of `pid` in the map `service`, `name` in the map
+/// `component`, and the properties `service.pid` and `component.name` that is a std::string and not empty.
+std::optional<std::string> servicePidOf(const ServiceReferenceBase& reference);
 
 }  // namespace cppmicroservices::configurationadmin

@@ -15,27 +15,26 @@
 
 namespace cppmicroservices::configurationadmin {
 
-/// Says which services of one interface there are: each of those registered already and each new one is
-/// reported once, and once more when it goes. Reports come on the thread that registers or unregisters the
-/// service, without any lock held.
+/// Reports the services of one interface: every existing and every new one once, and again when it is unregistered. The
+/// reports are made on the thread that registers or unregisters the service, without any lock held.
 template <class Service>
 class ServiceWatcher {
  public:
-  using Added = std::function<void(ServiceReference<Service> const&, std::shared_ptr<Service> const&)>;
+  using Added = std::function<void(const ServiceReference<Service>&, const std::shared_ptr<Service>&)>;
   using Removed = std::function<void(long serviceId)>;
 
-  ServiceWatcher(BundleContext const& context, Added added, Removed removed)
+  ServiceWatcher(const BundleContext& context, Added added, Removed removed)
       : context_(context), state_(std::make_shared<State>(context, std::move(added), std::move(removed))) {
-    auto const interfaceId = us_service_interface_iid<Service>();
-    token_ = context_.AddServiceListener([state = state_](ServiceEvent const& event) { state->handle(event); },
+    const auto interfaceId = us_service_interface_iid<Service>();
+    token_ = context_.AddServiceListener([state = state_](const ServiceEvent& event) { state->handle(event); },
                                          "(" + Constants::OBJECTCLASS + "=" + interfaceId + ")");
-    for (auto const& reference : context_.template GetServiceReferences<Service>()) {
+    for (const auto& reference : context_.template GetServiceReferences<Service>()) {
       state_->add(reference);
     }
-    state_->endFirstLook();
+    state_->endInitialScan();
   }
 
-  /// To be called while the context is valid. A report that is under way is not waited for.
+  /// Stops watching, without waiting for a running report. To be called while the context is valid.
   void close() { context_.RemoveListener(std::move(token_)); }
 
  private:
@@ -44,8 +43,8 @@ class ServiceWatcher {
     State(BundleContext context, Added added, Removed removed)
         : context_(std::move(context)), added_(std::move(added)), removed_(std::move(removed)) {}
 
-    void handle(ServiceEvent const& event) {
-      auto const reference = event.GetServiceReference();
+    void handle(const ServiceEvent& event) {
+      const auto reference = event.GetServiceReference();
       if (event.GetType() == ServiceEvent::SERVICE_REGISTERED) {
         add(ServiceReference<Service>(reference));
       } else if (event.GetType() == ServiceEvent::SERVICE_UNREGISTERING) {
@@ -53,12 +52,12 @@ class ServiceWatcher {
       }
     }
 
-    void add(ServiceReference<Service> const& reference) {
-      auto const id = idOf(reference);
+    void add(const ServiceReference<Service>& reference) {
+      const auto id = idOf(reference);
       if (!isNew(id)) {
         return;
       }
-      if (auto const service = serviceOf(reference)) {
+      if (const auto service = serviceOf(reference)) {
         added_(reference, service);
         if (!isKnown(id)) {
           removed_(id);
@@ -70,35 +69,35 @@ class ServiceWatcher {
       {
         const std::lock_guard<std::mutex> lock(mutex_);
         known_.erase(id);
-        if (isFirstLook_) {
+        if (isScanning_) {
           gone_.insert(id);
         }
       }
       removed_(id);
     }
 
-    void endFirstLook() {
+    void endInitialScan() {
       const std::lock_guard<std::mutex> lock(mutex_);
-      isFirstLook_ = false;
+      isScanning_ = false;
       gone_.clear();
     }
 
    private:
-    static long idOf(ServiceReferenceBase const& reference) {
+    static long idOf(const ServiceReferenceBase& reference) {
       return any_cast<long>(reference.GetProperty(Constants::SERVICE_ID));
     }
 
-    // A service that goes at this very moment, or cannot be made, is none.
-    std::shared_ptr<Service> serviceOf(ServiceReference<Service> const& reference) {
+    // Returns null for a service that is unregistered meanwhile, or whose factory fails.
+    std::shared_ptr<Service> serviceOf(const ServiceReference<Service>& reference) {
       try {
         return context_.GetService(reference);
-      } catch (std::exception const&) {
+      } catch (const std::exception&) {
         return nullptr;
       }
     }
 
-    // The listener and the first look at what is there may come upon one service both, and the first look
-    // may come upon one that the listener saw going.
+    // Both the listener and the initial scan may find a service, and the scan may find one whose end the listener has
+    // already reported.
     bool isNew(long id) {
       const std::lock_guard<std::mutex> lock(mutex_);
       return gone_.count(id) == 0 && known_.insert(id).second;
@@ -109,16 +108,16 @@ class ServiceWatcher {
       return known_.count(id) > 0;
     }
 
-    // Constant after construction.
+    // Constant after construction:
     BundleContext context_;
     const Added added_;
     const Removed removed_;
 
     std::mutex mutex_;
-    // Guarded by mutex_:
+    // Guarded by `mutex_`:
     std::set<long> known_;
     std::set<long> gone_;
-    bool isFirstLook_ = true;
+    bool isScanning_ = true;
   };
 
   BundleContext context_;

@@ -12,26 +12,27 @@ namespace cppmicroservices::configurationadmin {
 /// Counts the changes of all configurations.
 using Revision = std::uint64_t;
 
-/// The services of one kind that want to be told of changes, in the order of their registration.
-/// Not synchronised.
+/// The services of one type that changes are delivered to, in the order of their registration. Not synchronised.
 template <class Service>
 class SubscriberList {
  public:
   using Services = std::vector<std::shared_ptr<Service>>;
 
+  /// Adds a service.
   /// \param id     the service's ID, which grows with each registration
-  /// \param pid    what it wants to know about
-  /// \param since  it knows of the changes up to this one
+  /// \param pid    the PID of the changes to deliver
+  /// \param since  the last change that is not to be delivered any more
   void add(long id, std::string pid, Revision since, std::shared_ptr<Service> service) {
-    auto const place = std::find_if(subscribers_.begin(), subscribers_.end(),
-                                    [id](Subscriber const& subscriber) { return subscriber.id > id; });
+    const auto place = std::find_if(subscribers_.begin(), subscribers_.end(),
+                                    [id](const Subscriber& subscriber) { return subscriber.id > id; });
     subscribers_.insert(place, {id, std::move(pid), since, std::move(service)});
   }
 
-  /// \return the service, whose last holder the caller may now be; null if there is none
+  /// Removes a service.
+  /// \return the service, which the caller may now be the last to hold; null if there is none
   std::shared_ptr<Service> remove(long id) {
-    auto const found = std::find_if(subscribers_.begin(), subscribers_.end(),
-                                    [id](Subscriber const& subscriber) { return subscriber.id == id; });
+    const auto found = std::find_if(subscribers_.begin(), subscribers_.end(),
+                                    [id](const Subscriber& subscriber) { return subscriber.id == id; });
     if (found == subscribers_.end()) {
       return nullptr;
     }
@@ -40,10 +41,10 @@ class SubscriberList {
     return service;
   }
 
-  /// Those that have to be told of that change of that PID.
-  Services interestedIn(std::string const& pid, Revision revision) const {
+  /// Returns the services to which that change of that PID has to be delivered.
+  Services findSubscribed(const std::string& pid, Revision revision) const {
     Services services;
-    for (auto const& subscriber : subscribers_) {
+    for (const auto& subscriber : subscribers_) {
       if (subscriber.pid == pid && subscriber.since < revision) {
         services.push_back(subscriber.service);
       }

@@ -11,11 +11,11 @@ namespace spf::test {
 
 namespace {
 
-std::string const bundleFile = SPF_CONFIGURATION_ADMIN_FILE;
+const std::string bundleFile = SPF_CONFIGURATION_ADMIN_FILE;
 
-// Some Configuration Admins need this library, and have no run path to find it by.
+// Some Configuration Admins need this library, and have no run path with which the loader could find it.
 void loadCompanion() {
-  auto const companion = std::filesystem::path(bundleFile).parent_path() / "libusAsyncWorkService.so";
+  const auto companion = std::filesystem::path(bundleFile).parent_path() / "libusAsyncWorkService.so";
   if (std::filesystem::exists(companion)) {
     dlopen(companion.c_str(), RTLD_NOW | RTLD_GLOBAL);
   }
@@ -46,28 +46,28 @@ AnyMap valued(int value) {
   return properties;
 }
 
-std::string textOf(AnyMap const& properties) {
-  auto const found = properties.find("value");
+std::string textOf(const AnyMap& properties) {
+  const auto found = properties.find("value");
   return found == properties.end() ? "=" : "=" + found->second.ToString();
 }
 
-void RecordingFactory::Updated(std::string const& pid, AnyMap const& properties) {
+void RecordingFactory::Updated(const std::string& pid, const AnyMap& properties) {
   journal_.write(name_ + " " + pid + textOf(properties));
   onUpdated(pid);
 }
 
-void RecordingFactory::Removed(std::string const& pid) {
+void RecordingFactory::Removed(const std::string& pid) {
   journal_.write(name_ + " " + pid + " removed");
   onRemoved(pid);
 }
 
-void RecordingService::Updated(AnyMap const& properties) {
+void RecordingService::Updated(const AnyMap& properties) {
   journal_.write(name_ + textOf(properties));
   onUpdated();
 }
 
-void RecordingListener::configurationEvent(ConfigurationEvent const& event) {
-  auto const* const type = event.getType() == ConfigurationEventType::CM_UPDATED ? "updated" : "deleted";
+void RecordingListener::configurationEvent(const ConfigurationEvent& event) {
+  const auto* const type = event.getType() == ConfigurationEventType::CM_UPDATED ? "updated" : "deleted";
   journal_.write(std::string("event ") + type + " pid:" + event.getPid() + " factory:" + event.getFactoryPid());
   onEvent(event);
 }
@@ -91,8 +91,8 @@ ConfigurationAdminFixture::~ConfigurationAdminFixture() {
 }
 
 void ConfigurationAdminFixture::blockDeliveries() {
-  auto const factory = std::make_shared<RecordingFactory>(journal, "blocker");
-  factory->onUpdated = [this](std::string const&) {
+  const auto factory = std::make_shared<RecordingFactory>(journal, "blocker");
+  factory->onUpdated = [this](const std::string&) {
     blocked.open();
     EXPECT_TRUE(unblocked.wait());
   };

@@ -36,12 +36,13 @@ using cppmicroservices::service::cm::ConfigurationListener;
 using cppmicroservices::service::cm::ManagedService;
 using cppmicroservices::service::cm::ManagedServiceFactory;
 
-/// What happened, in its order, as text. Any thread may write and wait.
+/// A list of what happened, as text. Any thread may write and wait.
 class Journal {
  public:
   void write(std::string entry);
   std::vector<std::string> entries() const;
-  /// \return the entries as soon as there are so many, or what there is when patience is at its end
+  /// Blocks until there are that many entries, or the tests' patience has run out.
+  /// \return all entries
   std::vector<std::string> waitFor(std::size_t count) const;
 
  private:
@@ -50,22 +51,22 @@ class Journal {
   std::vector<std::string> entries_;
 };
 
-/// Properties with one entry "value".
+/// Returns properties with one entry "value".
 AnyMap valued(int value);
-/// "=<value>" for such properties, "=" for empty ones.
-std::string textOf(AnyMap const& properties);
+/// Returns "=<value>" for such properties, "=" for empty ones.
+std::string textOf(const AnyMap& properties);
 
-/// Writes down what it is told, then does what the test wants done.
+/// Records each call, then calls a function of the test.
 class RecordingFactory : public ManagedServiceFactory {
  public:
   explicit RecordingFactory(Journal& journal, std::string name = "factory")
       : journal_(journal), name_(std::move(name)) {}
 
-  void Updated(std::string const& pid, AnyMap const& properties) override;
-  void Removed(std::string const& pid) override;
+  void Updated(const std::string& pid, const AnyMap& properties) override;
+  void Removed(const std::string& pid) override;
 
-  std::function<void(std::string const& pid)> onUpdated = [](std::string const&) {};
-  std::function<void(std::string const& pid)> onRemoved = [](std::string const&) {};
+  std::function<void(const std::string& pid)> onUpdated = [](const std::string&) {};
+  std::function<void(const std::string& pid)> onRemoved = [](const std::string&) {};
 
  private:
   Journal& journal_;
@@ -77,7 +78,7 @@ class RecordingService : public ManagedService {
   explicit RecordingService(Journal& journal, std::string name = "service")
       : journal_(journal), name_(std::move(name)) {}
 
-  void Updated(AnyMap const& properties) override;
+  void Updated(const AnyMap& properties) override;
 
   std::function<void()> onUpdated = [] {};
 
@@ -90,9 +91,9 @@ class RecordingListener : public ConfigurationListener {
  public:
   explicit RecordingListener(Journal& journal) : journal_(journal) {}
 
-  void configurationEvent(ConfigurationEvent const& event) override;
+  void configurationEvent(const ConfigurationEvent& event) override;
 
-  std::function<void(ConfigurationEvent const& event)> onEvent = [](ConfigurationEvent const&) {};
+  std::function<void(const ConfigurationEvent& event)> onEvent = [](const ConfigurationEvent&) {};
 
  private:
   Journal& journal_;
@@ -107,22 +108,22 @@ class ConfigurationAdminFixture : public testing::Test {
   cppmicroservices::BundleContext context() { return framework.GetBundleContext(); }
 
   template <class Service>
-  auto registerWithPid(std::shared_ptr<Service> const& service, std::string const& pid) {
+  auto registerWithPid(const std::shared_ptr<Service>& service, const std::string& pid) {
     return context().RegisterService<typename InterfaceOf<Service>::type>(
         service, ServiceProperties{{cppmicroservices::Constants::SERVICE_PID, pid}});
   }
 
-  auto registerListener(std::shared_ptr<RecordingListener> const& listener) {
+  auto registerListener(const std::shared_ptr<RecordingListener>& listener) {
     return context().RegisterService<ConfigurationListener>(listener);
   }
 
-  /// A factory that stays inside of its first Updated() for "blocker~it" until the gate is opened.
+  /// Registers a factory that stays in its first Updated() for "blocker~it" until the gate is opened.
   void blockDeliveries();
   void unblockDeliveries() { unblocked.open(); }
 
   void stopFramework();
 
-  /// In a framework that was started again.
+  /// Starts the bundle in a framework that was started again.
   void startConfigurationAdmin();
 
   cppmicroservices::Framework framework;
@@ -143,9 +144,9 @@ class ConfigurationAdminFixture : public testing::Test {
   };
 };
 
-/// Whether the future becomes ready while the tests have patience.
+/// Returns whether the future becomes ready before the tests' patience has run out.
 template <class Future>
-bool becomesReady(Future const& future) {
+bool becomesReady(const Future& future) {
   return future.wait_for(patience) == std::future_status::ready;
 }
 

@@ -12,17 +12,17 @@ using testing::ElementsAre;
 
 class ADelivery : public ConfigurationAdminFixture {
  protected:
-  std::shared_ptr<RecordingFactory> addFactory(std::string const& pid = "f", std::string const& name = "factory") {
-    auto const factory = std::make_shared<RecordingFactory>(journal, name);
+  std::shared_ptr<RecordingFactory> addFactory(const std::string& pid = "f", const std::string& name = "factory") {
+    const auto factory = std::make_shared<RecordingFactory>(journal, name);
     registerWithPid(factory, pid);
     return factory;
   }
 
-  /// What was queued before is delivered then, unless a runtime keeps no order between configurations.
+  /// Blocks until all earlier work is delivered, if the runtime keeps an order between configurations.
   void waitForWhatIsQueued() { admin->GetConfiguration("of nobody")->Update().get(); }
 };
 
-TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
+TEST_F(ADelivery, IsMadeToTheFactoryOfTheConfiguration) {
   addFactory("f");
   addFactory("g", "other");
   admin->GetFactoryConfiguration("f", "i")->Update(valued(1)).get();
@@ -30,7 +30,7 @@ TEST_F(ADelivery, BringsAnUpdateToTheFactoryItIsFor) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
 }
 
-TEST_F(ADelivery, BringsAnUpdateToTheServiceOfThatVeryPid) {
+TEST_F(ADelivery, IsMadeToTheServiceWithExactlyThatPid) {
   registerWithPid(std::make_shared<RecordingService>(journal, "plain"), "plain");
   registerWithPid(std::make_shared<RecordingService>(journal, "instance"), "f~i");
   registerWithPid(std::make_shared<RecordingService>(journal, "factory"), "f");
@@ -40,18 +40,18 @@ TEST_F(ADelivery, BringsAnUpdateToTheServiceOfThatVeryPid) {
   EXPECT_THAT(journal.entries(), ElementsAre("plain=1", "instance=2"));
 }
 
-TEST_F(ADelivery, GoesToTheFactoryBeforeTheFirstTilde) {
+TEST_F(ADelivery, IsMadeToTheFactoryBeforeTheFirstTilde) {
   addFactory("x");
   addFactory("x~y", "never");
   admin->GetFactoryConfiguration("x~y", "z")->Update(valued(1)).get();
   EXPECT_THAT(journal.entries(), ElementsAre("factory x~y~z=1"));
 
-  auto const created = admin->CreateFactoryConfiguration("x~y");
+  const auto created = admin->CreateFactoryConfiguration("x~y");
   created->Update(valued(2)).get();
   EXPECT_EQ(journal.entries().back(), "factory " + created->GetPid() + "=2");
 }
 
-TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
+TEST_F(ADelivery, IsNotMadeToAFactoryWithoutAName) {
   addFactory("");
   admin->GetConfiguration("plain")->Update(valued(1)).get();
   EXPECT_EQ(admin->GetFactoryConfiguration("", "i")->GetPid(), "~i");
@@ -63,9 +63,9 @@ TEST_F(ADelivery, GoesToNoFactoryWithoutAName) {
 }
 
 TEST_F(ADelivery, RunsOnOneThreadThatIsNotTheCallers) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::vector<std::thread::id> threads;
-  factory->onUpdated = [&](std::string const&) { threads.push_back(std::this_thread::get_id()); };
+  factory->onUpdated = [&](const std::string&) { threads.push_back(std::this_thread::get_id()); };
   admin->GetConfiguration("f~1")->Update().get();
   admin->GetConfiguration("f~2")->Update().get();
 
@@ -74,7 +74,7 @@ TEST_F(ADelivery, RunsOnOneThreadThatIsNotTheCallers) {
   EXPECT_NE(threads[0], std::this_thread::get_id());
 }
 
-TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
+TEST_F(ADelivery, IsMadeToListenersThenServicesThenFactories) {
   addFactory("f", "factory1");
   addFactory("f", "factory2");
   registerWithPid(std::make_shared<RecordingService>(journal, "service1"), "f~i");
@@ -86,10 +86,10 @@ TEST_F(ADelivery, ReachesListenersThenServicesThenFactories) {
                                              "factory1 f~i=1", "factory2 f~i=1"));
 }
 
-TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
+TEST_F(ADelivery, HasEndedWhenItsFutureIsReady) {
   blockDeliveries();
-  auto const future = admin->GetConfiguration("f~i")->Update();
-  auto const safe = admin->GetConfiguration("f~j")->SafeUpdate();
+  const auto future = admin->GetConfiguration("f~i")->Update();
+  const auto safe = admin->GetConfiguration("f~j")->SafeUpdate();
   EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
   unblockDeliveries();
 
@@ -101,7 +101,7 @@ TEST_F(ADelivery, IsOverWhenItsFutureIsReady) {
 TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
   addFactory();
   blockDeliveries();
-  auto const future = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto future = admin->GetConfiguration("f~i")->Update(valued(1));
   EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0"));
   unblockDeliveries();
   future.get();
@@ -109,11 +109,11 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRuns) {
   EXPECT_THAT(journal.entries(), ElementsAre("blocker blocker~it=0", "factory f~i=1"));
 }
 
-TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
-  auto const factory = addFactory();
+TEST_F(ADelivery, IsNeverMadeWhileAnotherThreadsOneRuns) {
+  const auto factory = addFactory();
   std::atomic<int> running{0};
   std::atomic<int> most{0};
-  factory->onUpdated = [&](std::string const&) {
+  factory->onUpdated = [&](const std::string&) {
     most = std::max(most.load(), ++running);
     std::this_thread::yield();
     --running;
@@ -134,13 +134,13 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherOneRunsWhoeverUpdates) {
   EXPECT_EQ(most, 1);
 }
 
-TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
+TEST_F(ADelivery, HasThePropertiesOfTheMomentWhenItIsMade) {
   addFactory();
   blockDeliveries();
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1));
   sut->Update(valued(2));
-  auto const last = sut->Update(valued(3));
+  const auto last = sut->Update(valued(3));
   unblockDeliveries();
   last.get();
 
@@ -148,8 +148,8 @@ TEST_F(ADelivery, CarriesThePropertiesAsTheyAreWhenItIsMade) {
               ElementsAre("blocker blocker~it=0", "factory f~i=3", "factory f~i=3", "factory f~i=3"));
 }
 
-TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
-  for (auto const* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
+TEST_F(ADelivery, ToALateFactoryIsOrderedByPid) {
+  for (const auto* const pid : {"f~c", "f~a", "f~b", "g~a", "f"}) {
     admin->GetConfiguration(pid)->Update(valued(1)).get();
   }
   admin->GetConfiguration("f~aa");
@@ -160,8 +160,8 @@ TEST_F(ADelivery, BringsALateFactoryWhatThereIsOrderedByPid) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~b=1", "factory f~c=1"));
 }
 
-TEST_F(ADelivery, BringsNothingToALateServiceWhoseConfigurationWasNeverUpdated) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(ADelivery, IsNotMadeToALateServiceBeforeTheFirstUpdate) {
+  const auto sut = admin->GetConfiguration("a");
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   waitForWhatIsQueued();
 
@@ -179,9 +179,9 @@ TEST_F(ADelivery, ToLateReceiversIsNotMadeByTheThreadThatRegistersThem) {
   EXPECT_THAT(journal.waitFor(3), testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "service=1"));
 }
 
-TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
+TEST_F(ADelivery, IsRepeatedToAFactoryThatIsRegisteredAgain) {
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   auto registration = registerWithPid(factory, "f");
   ASSERT_EQ(journal.waitFor(1).size(), 1u);
   registration.Unregister();
@@ -190,12 +190,12 @@ TEST_F(ADelivery, BringsAFactoryEverythingAgainWhenItIsRegisteredAgain) {
   EXPECT_THAT(journal.waitFor(2), ElementsAre("factory f~a=1", "factory f~a=1"));
 }
 
-TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
-  auto const sut = admin->GetConfiguration("f~i");
+TEST_F(ADelivery, ToALateFactoryHasThePropertiesOfItsRegistration) {
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
   blockDeliveries();
   addFactory();
-  auto const last = sut->Update(valued(2));
+  const auto last = sut->Update(valued(2));
   unblockDeliveries();
   last.get();
 
@@ -203,14 +203,14 @@ TEST_F(ADelivery, BringsALateFactoryThePropertiesAsTheyWereAtItsRegistration) {
               testing::UnorderedElementsAre("blocker blocker~it=0", "factory f~i=1", "factory f~i=2"));
 }
 
-TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+TEST_F(ADelivery, DoesNotBlockTheUnregistrationOfItsReceiver) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     blocked.open();
     EXPECT_TRUE(unblocked.wait());
   };
   auto registration = registerWithPid(factory, "f");
-  auto const running = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto running = admin->GetConfiguration("f~i")->Update(valued(1));
   ASSERT_TRUE(blocked.wait());
   registration.Unregister();
   EXPECT_EQ(running.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
@@ -220,25 +220,25 @@ TEST_F(ADelivery, KeepsNobodyWaitingWhoUnregistersItsReceiver) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~i=1"));
 }
 
-TEST_F(ADelivery, BringsALateServiceItsConfiguration) {
+TEST_F(ADelivery, IsMadeToALateService) {
   admin->GetConfiguration("f~one")->Update(valued(1)).get();
   registerWithPid(std::make_shared<RecordingService>(journal), "f~one");
 
   EXPECT_THAT(journal.waitFor(1), ElementsAre("service=1"));
 }
 
-TEST_F(ADelivery, BringsNothingToAServiceThatHasNoConfiguration) {
+TEST_F(ADelivery, IsNotMadeToAServiceWithoutConfiguration) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   admin->GetConfiguration("b")->Update(valued(1)).get();
 
   EXPECT_THAT(journal.entries(), ElementsAre());
 }
 
-TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
+TEST_F(ADelivery, IsNotMadeToAnUnregisteredFactory) {
   auto registration = registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   admin->GetConfiguration("f~told")->Update(valued(1)).get();
   blockDeliveries();
-  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto queued = admin->GetConfiguration("f~i")->Update(valued(1));
   registration.Unregister();
   unblockDeliveries();
   queued.get();
@@ -246,7 +246,7 @@ TEST_F(ADelivery, IsNotMadeToAFactoryThatIsGone) {
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~told=1", "blocker blocker~it=0"));
 }
 
-TEST_F(ADelivery, OfWhatThereWasIsMadeToALateFactoryEvenIfItIsGoneMeanwhile) {
+TEST_F(ADelivery, IsMadeToALateFactoryEvenIfThatIsUnregisteredMeanwhile) {
   admin->GetConfiguration("f~i")->Update(valued(1)).get();
   blockDeliveries();
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f").Unregister();
@@ -256,14 +256,14 @@ TEST_F(ADelivery, OfWhatThereWasIsMadeToALateFactoryEvenIfItIsGoneMeanwhile) {
 }
 
 TEST_F(ADelivery, IsDoneWhateverItsReceiversThrow) {
-  auto const first = addFactory("f", "first");
-  first->onUpdated = [](std::string const&) { throw std::runtime_error("not wanted"); };
-  first->onRemoved = [](std::string const&) { throw 5; };
+  const auto first = addFactory("f", "first");
+  first->onUpdated = [](const std::string&) { throw std::runtime_error("not wanted"); };
+  first->onRemoved = [](const std::string&) { throw 5; };
   addFactory("f", "second");
-  auto const service = std::make_shared<RecordingService>(journal);
+  const auto service = std::make_shared<RecordingService>(journal);
   service->onUpdated = [] { throw 5; };
   registerWithPid(service, "f~i");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
 
   EXPECT_NO_THROW(sut->Update(valued(1)).get());
   EXPECT_EQ(sut->GetProperties(), valued(1));
@@ -273,8 +273,8 @@ TEST_F(ADelivery, IsDoneWhateverItsReceiversThrow) {
 }
 
 TEST_F(ADelivery, MayUseTheConfigurationAdminAndTheFramework) {
-  auto const factory = addFactory();
-  factory->onUpdated = [&](std::string const& pid) {
+  const auto factory = addFactory();
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       admin->GetFactoryConfiguration("f", "inner")->Update(valued(2));
       addFactory("g", "other");
@@ -288,8 +288,8 @@ TEST_F(ADelivery, MayUseTheConfigurationAdminAndTheFramework) {
 }
 
 TEST_F(ADelivery, MayWaitForTheSafeFutureOfAnotherOne) {
-  auto const factory = addFactory();
-  factory->onUpdated = [&](std::string const& pid) {
+  const auto factory = addFactory();
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       admin->GetConfiguration("f~inner")->SafeUpdate(valued(2))->wait();
       journal.write("waited");
@@ -302,9 +302,9 @@ TEST_F(ADelivery, MayWaitForTheSafeFutureOfAnotherOne) {
 
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::shared_future<void> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner = admin->GetConfiguration("f~inner")->Update(valued(2));
       inner.get();
@@ -317,32 +317,32 @@ TEST_F(ADelivery, MayWaitForThePlainFutureOfAnotherOne) {
   EXPECT_EQ(inner.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
-TEST_F(ADelivery, MakesThePlainFutureOfAnotherOneReadyIfNobodyWaitsForIt) {
-  auto const factory = addFactory();
+TEST_F(ADelivery, CompletesThePlainFutureOfAnotherOneWithoutAWait) {
+  const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
     }
   };
   admin->GetConfiguration("f~outer")->Update(valued(1)).get();
-  auto const future = inner.get_future().get();
+  const auto future = inner.get_future().get();
   admin->GetConfiguration("f~last")->Update(valued(3)).get();
 
   EXPECT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
 }
 
-TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
-  auto const factory = addFactory();
+TEST_F(ADelivery, HasAPlainFutureThatAnotherThreadMayWaitFor) {
+  const auto factory = addFactory();
   std::promise<std::shared_future<void>> inner;
-  factory->onUpdated = [&](std::string const& pid) {
+  factory->onUpdated = [&](const std::string& pid) {
     if (pid == "f~outer") {
       inner.set_value(admin->GetConfiguration("f~inner")->Update(valued(2)));
       EXPECT_TRUE(unblocked.wait());
     }
   };
   admin->GetConfiguration("f~outer")->Update(valued(1));
-  auto const future = inner.get_future().get();
+  const auto future = inner.get_future().get();
   std::thread waiting([&] { future.get(); });
   unblockDeliveries();
   waiting.join();
@@ -351,10 +351,10 @@ TEST_F(ADelivery, MayHaveItsPlainFutureWaitedForByAnotherThread) {
 }
 
 TEST_F(ADelivery, RefusesToWaitForItself) {
-  auto const factory = addFactory();
+  const auto factory = addFactory();
   std::promise<std::shared_ptr<cppmicroservices::ThreadpoolSafeFuture>> own;
   auto known = own.get_future().share();
-  factory->onUpdated = [&](std::string const&) {
+  factory->onUpdated = [&](const std::string&) {
     EXPECT_THROW(known.get()->wait(), std::logic_error);
     EXPECT_THROW(known.get()->get(), std::logic_error);
     EXPECT_EQ(known.get()->wait_for(1), std::future_status::timeout);
@@ -370,7 +370,7 @@ TEST_F(ADelivery, OfAnOldUpdateIsNotMadeToALateFactory) {
   blockDeliveries();
   admin->GetConfiguration("f~i")->Update(valued(1));
   addFactory();
-  auto const last = admin->GetConfiguration("f~j")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~j")->Update(valued(2));
   unblockDeliveries();
   last.get();
 

@@ -17,7 +17,7 @@ class AConfigurationEvent : public ConfigurationAdminFixture {
 };
 
 TEST_F(AConfigurationEvent, IsSentForEveryChangeEvenWithoutReceivers) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1)).get();
   sut->Update(valued(1)).get();
   sut->Remove().get();
@@ -27,7 +27,7 @@ TEST_F(AConfigurationEvent, IsSentForEveryChangeEvenWithoutReceivers) {
       ElementsAre("event updated pid:a factory:", "event updated pid:a factory:", "event deleted pid:a factory:"));
 }
 
-TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationInPlaceOfTheFactorys) {
+TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationAsItsFactoryPid) {
   admin->GetConfiguration("f~i")->Update().get();
   admin->GetConfiguration("~i")->Update().get();
 
@@ -36,21 +36,21 @@ TEST_F(AConfigurationEvent, HasTheFullPidOfAFactorysConfigurationInPlaceOfTheFac
 
 TEST_F(AConfigurationEvent, RefersToTheConfigurationAdmin) {
   cppmicroservices::ServiceReference<ConfigurationAdmin> reference;
-  listener->onEvent = [&](ConfigurationEvent const& event) { reference = event.getReference(); };
+  listener->onEvent = [&](const ConfigurationEvent& event) { reference = event.getReference(); };
   admin->GetConfiguration("a")->Update().get();
 
   EXPECT_TRUE(reference == context().GetServiceReference<ConfigurationAdmin>());
 }
 
-TEST_F(AConfigurationEvent, PutsTheExceptionOfAListenerIntoTheFuture) {
-  listener->onEvent = [](ConfigurationEvent const&) { throw std::domain_error("not wanted"); };
+TEST_F(AConfigurationEvent, StoresTheExceptionOfAListenerInTheFuture) {
+  listener->onEvent = [](const ConfigurationEvent&) { throw std::domain_error("not wanted"); };
 
   EXPECT_THROW(admin->GetConfiguration("a")->Update().get(), std::domain_error);
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AConfigurationEvent, KeepsNobodyFromTheUpdateWhateverAListenerThrows) {
-  listener->onEvent = [](ConfigurationEvent const&) { throw 5; };
+TEST_F(AConfigurationEvent, DoesNotPreventTheUpdateWhateverAListenerThrows) {
+  listener->onEvent = [](const ConfigurationEvent&) { throw 5; };
   registerListener(std::make_shared<RecordingListener>(journal));
   registerWithPid(std::make_shared<RecordingService>(journal), "f~i");
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");

@@ -8,11 +8,11 @@ using testing::ElementsAre;
 
 class ARemoval : public ConfigurationAdminFixture {};
 
-TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(ARemoval, LeavesAnObjectThatRefusesEveryCall) {
+  const auto sut = admin->GetConfiguration("a");
   sut->Update();
   sut->Remove().get();
-  auto const says = testing::ThrowsMessage<std::runtime_error>("This Configuration has been Removed");
+  const auto says = testing::ThrowsMessage<std::runtime_error>("This Configuration has been Removed");
 
   EXPECT_THAT([&] { sut->GetPid(); }, says);
   EXPECT_THAT([&] { sut->GetFactoryPid(); }, says);
@@ -27,11 +27,11 @@ TEST_F(ARemoval, LeavesAnObjectThatSaysSo) {
   EXPECT_EQ(sut->GetInstanceCount(), 1u);
 }
 
-TEST_F(ARemoval, MakesRoomForANewObject) {
-  auto const old = admin->GetConfiguration("a");
+TEST_F(ARemoval, AllowsANewObject) {
+  const auto old = admin->GetConfiguration("a");
   old->Update(valued(1));
   old->Remove().get();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_NE(sut, old);
   EXPECT_EQ(sut->GetProperties(), AnyMap());
@@ -39,7 +39,7 @@ TEST_F(ARemoval, MakesRoomForANewObject) {
   EXPECT_EQ(sut->GetInstanceCount(), 2u);
 }
 
-TEST_F(ARemoval, OfWhatWasNeverUpdatedIsToldToNobody) {
+TEST_F(ARemoval, OfAConfigurationWithoutUpdateIsNotDelivered) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   registerListener(std::make_shared<RecordingListener>(journal));
   EXPECT_TRUE(becomesReady(admin->GetConfiguration("f~i")->Remove()));
@@ -49,9 +49,9 @@ TEST_F(ARemoval, OfWhatWasNeverUpdatedIsToldToNobody) {
   EXPECT_THAT(journal.entries(), ElementsAre("event updated pid: factory:f~k", "factory f~k=1"));
 }
 
-TEST_F(ARemoval, IsToldToTheFactory) {
+TEST_F(ARemoval, IsDeliveredToTheFactory) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1)).get();
   sut->SafeRemove()->get();
 
@@ -60,19 +60,19 @@ TEST_F(ARemoval, IsToldToTheFactory) {
 
 TEST_F(ARemoval, LooksLikeEmptyPropertiesToAService) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1)).get();
   sut->Remove().get();
 
   EXPECT_THAT(journal.entries(), ElementsAre("service=1", "service="));
 }
 
-TEST_F(ARemoval, TakesThePlaceOfAnUpdateThatWasNotDeliveredYet) {
+TEST_F(ARemoval, ReplacesAnUpdateThatWasNotDeliveredYet) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   sut->Update(valued(1));
-  auto const last = sut->Remove();
+  const auto last = sut->Remove();
   unblockDeliveries();
   last.get();
 
@@ -80,13 +80,13 @@ TEST_F(ARemoval, TakesThePlaceOfAnUpdateThatWasNotDeliveredYet) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(ARemoval, IsToldBeforeANewConfigurationOfThatPid) {
+TEST_F(ARemoval, IsDeliveredBeforeANewConfigurationOfThatPid) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   registerWithPid(std::make_shared<RecordingService>(journal), "f~i");
   admin->GetConfiguration("f~i")->Update(valued(1)).get();
   blockDeliveries();
   admin->GetConfiguration("f~i")->Remove();
-  auto const last = admin->GetConfiguration("f~i")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~i")->Update(valued(2));
   unblockDeliveries();
   last.get();
 
@@ -97,24 +97,24 @@ TEST_F(ARemoval, IsToldBeforeANewConfigurationOfThatPid) {
 TEST_F(ARemoval, NeverHidesTheLastStateOfANewConfiguration) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   for (int i = 0; i < 200; ++i) {
-    auto const old = admin->GetConfiguration("f~i");
+    const auto old = admin->GetConfiguration("f~i");
     old->Update(valued(-1));
     old->Remove();
-    auto const last = admin->GetConfiguration("f~i")->Update(valued(i));
+    const auto last = admin->GetConfiguration("f~i")->Update(valued(i));
     last.get();
-    auto const entries = journal.entries();
+    const auto entries = journal.entries();
     ASSERT_EQ(entries.back(), "factory f~i=" + std::to_string(i));
     ASSERT_EQ(*(entries.end() - 2), "factory f~i removed");
   }
 }
 
-TEST_F(ARemoval, OfLongAgoIsNotToldToALateFactory) {
-  auto const sut = admin->GetConfiguration("f~i");
+TEST_F(ARemoval, BeforeTheRegistrationIsNotDeliveredToALateFactory) {
+  const auto sut = admin->GetConfiguration("f~i");
   blockDeliveries();
   sut->Update(valued(1));
   sut->Remove();
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const last = admin->GetConfiguration("f~j")->Update(valued(2));
+  const auto last = admin->GetConfiguration("f~j")->Update(valued(2));
   unblockDeliveries();
   last.get();
 

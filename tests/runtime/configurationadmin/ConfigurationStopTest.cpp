@@ -18,16 +18,16 @@ class AStoppedConfigurationAdmin : public ConfigurationAdminFixture {
   }
 };
 
-TEST_F(AStoppedConfigurationAdmin, OffersItsServiceNoMore) {
+TEST_F(AStoppedConfigurationAdmin, NoLongerOffersItsService) {
   stopBundle();
 
   EXPECT_FALSE(context().GetServiceReference<ConfigurationAdmin>());
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingThread) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+TEST_F(AStoppedConfigurationAdmin, HasWithdrawnEveryConfigurationOnTheStoppingThread) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
-  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
   registerWithPid(factory, "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   admin->GetConfiguration("f~never");
@@ -37,7 +37,7 @@ TEST_F(AStoppedConfigurationAdmin, HasTakenEveryConfigurationAwayOnTheStoppingTh
   EXPECT_EQ(thread, std::this_thread::get_id());
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
+TEST_F(AStoppedConfigurationAdmin, HasDeliveredEmptyPropertiesToServices) {
   registerWithPid(std::make_shared<RecordingService>(journal), "a");
   admin->GetConfiguration("a")->Update(valued(1)).get();
   stopBundle();
@@ -45,10 +45,10 @@ TEST_F(AStoppedConfigurationAdmin, HasGivenServicesEmptyProperties) {
   EXPECT_THAT(journal.entries(), ElementsAre("service=1", "service="));
 }
 
-TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
+TEST_F(AStoppedConfigurationAdmin, HasMadeThePendingDeliveries) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   blockDeliveries();
-  auto const queued = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto queued = admin->GetConfiguration("f~i")->Update(valued(1));
   std::thread stopping([&] { stopBundle(); });
   unblockDeliveries();
   stopping.join();
@@ -58,7 +58,7 @@ TEST_F(AStoppedConfigurationAdmin, HasFinishedWhatWasStillToBeDelivered) {
                                                                "blocker blocker~it removed", "factory f~i removed"));
 }
 
-TEST_F(AStoppedConfigurationAdmin, WasStoppedByTheFrameworkInTheSameWay) {
+TEST_F(AStoppedConfigurationAdmin, BehavesTheSameAfterAStopOfTheFramework) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   stopFramework();
@@ -67,8 +67,8 @@ TEST_F(AStoppedConfigurationAdmin, WasStoppedByTheFrameworkInTheSameWay) {
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedByADelivery) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) { framework.Stop(); };
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) { framework.Stop(); };
   registerWithPid(factory, "f");
   admin->GetConfiguration("f~a")->Update(valued(1)).get();
   stopFramework();
@@ -87,11 +87,11 @@ TEST_F(AStoppedConfigurationAdmin, ForgetsEverything) {
   EXPECT_EQ(admin->GetConfiguration("a")->GetInstanceCount(), 1u);
 }
 
-TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesNothing) {
-  auto const held = admin;
+TEST_F(AStoppedConfigurationAdmin, StillWorksForAHolderOfItsServiceWithoutFutures) {
+  const auto held = admin;
   stopBundle();
-  auto const sut = held->GetConfiguration("a");
-  auto const other = held->GetConfiguration("b");
+  const auto sut = held->GetConfiguration("a");
+  const auto other = held->GetConfiguration("b");
 
   EXPECT_FALSE(sut->Update(valued(1)).valid());
   EXPECT_THROW(sut->SafeUpdate(valued(2))->get(), std::future_error);
@@ -104,10 +104,10 @@ TEST_F(AStoppedConfigurationAdmin, GoesOnAnsweringWhoHoldsItsServiceButPromisesN
   EXPECT_THAT(held->ListConfigurations(), ElementsAre(sut));
 }
 
-TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServiceAnyMore) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+TEST_F(AStoppedConfigurationAdmin, WithdrawsConfigurationsWithTheLastHolderOfItsService) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   std::thread::id thread;
-  factory->onRemoved = [&](std::string const&) { thread = std::this_thread::get_id(); };
+  factory->onRemoved = [&](const std::string&) { thread = std::this_thread::get_id(); };
   registerWithPid(factory, "f");
   auto held = admin;
   held->GetConfiguration("f~a")->Update(valued(1)).get();
@@ -126,10 +126,10 @@ TEST_F(AStoppedConfigurationAdmin, TakesConfigurationsAwayWhenNobodyHoldsItsServ
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatAnswerButTellNobody) {
+TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatWorkWithoutDeliveries) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~a");
-  auto const other = admin->GetConfiguration("f~b");
+  const auto sut = admin->GetConfiguration("f~a");
+  const auto other = admin->GetConfiguration("f~b");
   sut->Update(valued(1)).get();
   stopBundle();
 
@@ -157,9 +157,9 @@ TEST_F(AStoppedConfigurationAdmin, LeavesConfigurationsThatMayBeReleasedLater) {
   removed.reset();
 }
 
-TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhenItsTimeIsUp) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+TEST_F(AStoppedConfigurationAdmin, LetsADeliveryThatWaitsForItTimeOut) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     framework.Stop();
     EXPECT_EQ(framework.WaitForStop(std::chrono::milliseconds(20)).GetType(),
               cppmicroservices::FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
@@ -171,12 +171,12 @@ TEST_F(AStoppedConfigurationAdmin, CannotBeWaitedForByADeliveryButLetsItGoOnWhen
   EXPECT_THAT(journal.entries(), ElementsAre("factory f~a=1", "factory f~a removed"));
 }
 
-TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStoppedIt) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
-    auto const held = std::move(admin);
+TEST_F(AStoppedConfigurationAdmin, HasNoFuturesForTheDeliveryThatHasStoppedIt) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
+    const auto held = std::move(admin);
     bundle.Stop();
-    auto const late = held->GetConfiguration("late");
+    const auto late = held->GetConfiguration("late");
     EXPECT_FALSE(late->Update(valued(2)).valid());
     EXPECT_THROW(late->SafeUpdate(valued(3))->wait(), std::future_error);
     EXPECT_THROW(late->SafeUpdate(valued(4))->wait_for(0), std::future_error);
@@ -189,8 +189,8 @@ TEST_F(AStoppedConfigurationAdmin, PromisesNothingToTheDeliveryEitherThatHasStop
 }
 
 TEST_F(AStoppedConfigurationAdmin, MayHaveBeenStoppedInsideOfADelivery) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
-  factory->onUpdated = [&](std::string const&) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
+  factory->onUpdated = [&](const std::string&) {
     stopBundle();
     journal.write("stopped");
   };

@@ -12,9 +12,9 @@ using testing::UnorderedElementsAre;
 
 class AConfigurationAdmin : public ConfigurationAdminFixture {
  protected:
-  std::vector<std::string> pidsOf(std::string const& filter = {}) {
+  std::vector<std::string> pidsOf(const std::string& filter = {}) {
     std::vector<std::string> pids;
-    for (auto const& configuration : admin->ListConfigurations(filter)) {
+    for (const auto& configuration : admin->ListConfigurations(filter)) {
       pids.push_back(configuration->GetPid());
     }
     return pids;
@@ -31,8 +31,8 @@ TEST_F(AConfigurationAdmin, IsABundleWithAnActivatorThatOffersOneService) {
               UnorderedElementsAre("objectclass", "service.id", "service.scope"));
 }
 
-TEST_F(AConfigurationAdmin, GivesTheSameObjectForAPidAgain) {
-  auto const first = admin->GetConfiguration("a");
+TEST_F(AConfigurationAdmin, ReturnsTheSameObjectForAPidAgain) {
+  const auto first = admin->GetConfiguration("a");
 
   EXPECT_EQ(admin->GetConfiguration("a"), first);
   EXPECT_EQ(first->GetPid(), "a");
@@ -42,11 +42,11 @@ TEST_F(AConfigurationAdmin, DistinguishesPidsThatDifferInCase) {
   EXPECT_NE(admin->GetConfiguration("a"), admin->GetConfiguration("A"));
 }
 
-TEST_F(AConfigurationAdmin, TakesEmptyTextForAPid) {
+TEST_F(AConfigurationAdmin, AcceptsAnEmptyPid) {
   EXPECT_EQ(admin->GetConfiguration("")->GetPid(), "");
 }
 
-TEST_F(AConfigurationAdmin, TakesWhatStandsBeforeTheFirstTildeForTheFactory) {
+TEST_F(AConfigurationAdmin, TakesTheTextBeforeTheFirstTildeAsTheFactory) {
   EXPECT_EQ(admin->GetConfiguration("plain")->GetFactoryPid(), "");
   EXPECT_EQ(admin->GetConfiguration("f~i")->GetFactoryPid(), "f");
   EXPECT_EQ(admin->GetConfiguration("f~i~j")->GetFactoryPid(), "f");
@@ -55,15 +55,15 @@ TEST_F(AConfigurationAdmin, TakesWhatStandsBeforeTheFirstTildeForTheFactory) {
 }
 
 TEST_F(AConfigurationAdmin, NamesAConfigurationOfAFactoryAfterBoth) {
-  for (std::string const instance : {"i", "", "~", " \n", "\xc3\xa4"}) {
+  for (const std::string instance : {"i", "", "~", " \n", "\xc3\xa4"}) {
     EXPECT_EQ(admin->GetFactoryConfiguration("f", instance), admin->GetConfiguration("f~" + instance));
   }
 }
 
-TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
+TEST_F(AConfigurationAdmin, MakesANewPidForEachConfigurationItCreates) {
   std::set<std::string> pids;
   for (int i = 0; i < 100; ++i) {
-    auto const configuration = admin->CreateFactoryConfiguration("f");
+    const auto configuration = admin->CreateFactoryConfiguration("f");
     EXPECT_THAT(configuration->GetPid(), testing::ContainsRegex("^f~[0-9A-Za-z]{6}$"));
     EXPECT_EQ(configuration->GetFactoryPid(), "f");
     pids.insert(configuration->GetPid());
@@ -71,11 +71,11 @@ TEST_F(AConfigurationAdmin, InventsAPidForEachConfigurationItCreates) {
   EXPECT_EQ(pids.size(), 100u);
 }
 
-TEST_F(AConfigurationAdmin, ReportsTheFactoryThatACreatedConfigurationIsFor) {
+TEST_F(AConfigurationAdmin, ReportsTheFactoryOfACreatedConfiguration) {
   EXPECT_EQ(admin->CreateFactoryConfiguration("x~y")->GetFactoryPid(), "x~y");
 }
 
-TEST_F(AConfigurationAdmin, ListsOnlyWhatWasUpdated) {
+TEST_F(AConfigurationAdmin, ListsOnlyUpdatedConfigurations) {
   admin->GetConfiguration("never");
   admin->GetConfiguration("a")->Update();
   admin->GetConfiguration("b")->Update(valued(1));
@@ -83,14 +83,14 @@ TEST_F(AConfigurationAdmin, ListsOnlyWhatWasUpdated) {
   EXPECT_THAT(pidsOf(), UnorderedElementsAre("a", "b"));
 }
 
-TEST_F(AConfigurationAdmin, ListsNothingThatWasRemoved) {
+TEST_F(AConfigurationAdmin, ListsNoRemovedConfiguration) {
   admin->GetConfiguration("a")->Update();
   admin->GetConfiguration("a")->Remove().get();
 
   EXPECT_THAT(pidsOf(), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ListsWhatMatchesAFilter) {
+TEST_F(AConfigurationAdmin, ListsTheConfigurationsThatMatchAFilter) {
   admin->GetConfiguration("a")->Update(valued(1));
   admin->GetConfiguration("b")->Update(valued(2));
 
@@ -99,7 +99,7 @@ TEST_F(AConfigurationAdmin, ListsWhatMatchesAFilter) {
   EXPECT_THAT(pidsOf("(value=3)"), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ShowsTheFilterThePidInPlaceOfAPropertyOfThatName) {
+TEST_F(AConfigurationAdmin, OffersTheFilterThePidInPlaceOfAPropertyOfThatName) {
   AnyMap properties;
   properties["pid"] = std::string("other");
   admin->GetConfiguration("a")->Update(properties);
@@ -108,7 +108,7 @@ TEST_F(AConfigurationAdmin, ShowsTheFilterThePidInPlaceOfAPropertyOfThatName) {
   EXPECT_THAT(pidsOf("(pid=other)"), ElementsAre());
 }
 
-TEST_F(AConfigurationAdmin, ShowsTheFilterNoOtherNameOfThePid) {
+TEST_F(AConfigurationAdmin, OffersTheFilterNoOtherNameOfThePid) {
   admin->GetConfiguration("f~a")->Update(valued(1));
 
   EXPECT_THAT(pidsOf("(|(service.pid=*)(service.factoryPid=*)(factoryPid=*))"), ElementsAre());
@@ -128,7 +128,7 @@ TEST_F(AConfigurationAdmin, CannotMatchPropertiesWithAnotherSpellingOfThePidsNam
 }
 
 TEST_F(AConfiguration, HasNoPropertiesAtFirst) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_EQ(sut->GetProperties(), AnyMap());
   EXPECT_EQ(sut->GetChangeCount(), 0u);
@@ -139,7 +139,7 @@ TEST_F(AConfiguration, KeepsThePropertiesAsTheyAreGiven) {
   AnyMap properties(AnyMap::ORDERED_MAP);
   properties["Key"] = 1;
   properties["KEY"] = std::vector<Any>{Any(2)};
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_EQ(sut->GetProperties(), properties);
@@ -148,14 +148,14 @@ TEST_F(AConfiguration, KeepsThePropertiesAsTheyAreGiven) {
 TEST_F(AConfiguration, KeepsEmptyValues) {
   AnyMap properties;
   properties["empty"] = Any();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_TRUE(sut->GetProperties().at("empty").Empty());
 }
 
-TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(AConfiguration, ReturnsCopiesOfItsProperties) {
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   auto copy = sut->GetProperties();
   copy["value"] = 2;
@@ -164,7 +164,7 @@ TEST_F(AConfiguration, GivesCopiesOfItsProperties) {
 }
 
 TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   EXPECT_EQ(sut->GetChangeCount(), 1u);
   sut->Update(valued(1));
@@ -173,8 +173,8 @@ TEST_F(AConfiguration, CountsEachUpdateAtOnce) {
   EXPECT_EQ(sut->GetChangeCount(), 3u);
 }
 
-TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(AConfiguration, IsEmptyAfterAnUpdateWithoutProperties) {
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
   sut->Update();
 
@@ -183,10 +183,10 @@ TEST_F(AConfiguration, IsEmptiedByAnUpdateWithNothing) {
 }
 
 TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
-  auto const result = sut->UpdateIfDifferent(valued(1));
-  auto const safe = sut->SafeUpdateIfDifferent(valued(1));
+  const auto result = sut->UpdateIfDifferent(valued(1));
+  const auto safe = sut->SafeUpdateIfDifferent(valued(1));
 
   EXPECT_FALSE(result.first);
   EXPECT_TRUE(becomesReady(result.second));
@@ -195,17 +195,17 @@ TEST_F(AConfiguration, IsNotUpdatedWithEqualProperties) {
   EXPECT_EQ(sut->GetChangeCount(), 1u);
 }
 
-TEST_F(AConfiguration, IsNotUpdatedWithNothingAtFirst) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(AConfiguration, IsNotUpdatedFromNoPropertiesToEmptyOnes) {
+  const auto sut = admin->GetConfiguration("a");
 
   EXPECT_FALSE(sut->UpdateIfDifferent().first);
   EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
 }
 
 TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
-  auto const result = sut->UpdateIfDifferent(valued(2));
+  const auto result = sut->UpdateIfDifferent(valued(2));
 
   EXPECT_TRUE(result.first);
   EXPECT_TRUE(becomesReady(result.second));
@@ -213,8 +213,8 @@ TEST_F(AConfiguration, IsUpdatedWithDifferentProperties) {
   EXPECT_EQ(sut->GetChangeCount(), 2u);
 }
 
-TEST_F(AConfiguration, TakesCapitalsTypesAndKindsOfMapsForDifferent) {
-  auto const sut = admin->GetConfiguration("a");
+TEST_F(AConfiguration, DistinguishesCapitalsTypesAndTypesOfMaps) {
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(valued(1));
 
   EXPECT_TRUE(sut->UpdateIfDifferent(AnyMap{{"Value", Any(1)}}).first);
@@ -227,26 +227,26 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   return out;
 }
 
-TEST_F(AConfiguration, TakesWhatCannotBeComparedForDifferent) {
-  auto const sut = admin->GetConfiguration("a");
-  AnyMap const properties{{"value", Any(Incomparable())}};
+TEST_F(AConfiguration, ConsidersValuesWithoutComparisonDifferent) {
+  const auto sut = admin->GetConfiguration("a");
+  const AnyMap properties{{"value", Any(Incomparable())}};
   sut->Update(properties);
 
   EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST_F(AConfiguration, LeavesAnEmptyMapWhereItTookThePropertiesFrom) {
+TEST_F(AConfiguration, LeavesAnEmptyMapWhenItIsUpdatedByMove) {
   auto properties = valued(1);
   admin->GetConfiguration("a")->Update(std::move(properties));
 
   EXPECT_EQ(properties, AnyMap());
 }
 
-TEST_F(AConfiguration, TakesAnEmptyValueForDifferentFromEverything) {
+TEST_F(AConfiguration, ConsidersAnEmptyValueDifferentFromEverything) {
   AnyMap properties;
   properties["empty"] = Any();
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   sut->Update(properties);
 
   EXPECT_TRUE(sut->UpdateIfDifferent(properties).first);

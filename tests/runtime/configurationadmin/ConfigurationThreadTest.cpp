@@ -10,10 +10,10 @@ namespace spf::test {
 
 #ifdef SPF_RUNTIME_BUNDLED
 
-/// Four threads that do the same at once.
+/// Runs the same function on four threads at once.
 class SeveralThreads : public ConfigurationAdminFixture {
  protected:
-  static void run(std::function<void(int thread)> const& work) {
+  static void run(const std::function<void(int thread)>& work) {
     std::vector<std::thread> threads;
     for (int i = 0; i < threadCount; ++i) {
       threads.emplace_back(work, i);
@@ -33,7 +33,7 @@ TEST_F(SeveralThreads, MayListWhileOthersRemove) {
       if (thread < 2) {
         EXPECT_NO_THROW(admin->ListConfigurations("(value=*)"));
       } else {
-        auto const sut = admin->GetConfiguration("a" + std::to_string(thread));
+        const auto sut = admin->GetConfiguration("a" + std::to_string(thread));
         sut->Update(valued(i));
         sut->Remove();
       }
@@ -42,7 +42,7 @@ TEST_F(SeveralThreads, MayListWhileOthersRemove) {
 }
 
 TEST_F(SeveralThreads, MayUpdateOneConfiguration) {
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
   run([&](int thread) {
     for (int i = 0; i < rounds; ++i) {
@@ -56,7 +56,7 @@ TEST_F(SeveralThreads, MayUpdateOneConfiguration) {
 }
 
 TEST_F(SeveralThreads, UpdateOnceIfTheyUpdateToTheSame) {
-  auto const sut = admin->GetConfiguration("a");
+  const auto sut = admin->GetConfiguration("a");
   for (int i = 1; i <= rounds; ++i) {
     run([&](int) { sut->UpdateIfDifferent(valued(i)); });
     ASSERT_EQ(sut->GetChangeCount(), static_cast<unsigned long>(i));
@@ -78,22 +78,22 @@ TEST_F(SeveralThreads, MayRegisterFactoriesWhileOthersUpdate) {
 
   EXPECT_THAT(last.waitFor(2), testing::ElementsAre("factory f~2=" + std::to_string(rounds - 1),
                                                     "factory f~3=" + std::to_string(rounds - 1)));
-  stopFramework();  // which is told to the last journal, too
+  stopFramework();  // the last journal records that, too
 }
 
-/// Knows the last value that it was told of each PID.
+/// Holds the last value that was delivered for each PID.
 class LatestValues : public ManagedServiceFactory {
  public:
-  void Updated(std::string const& pid, AnyMap const& properties) override { note(pid, textOf(properties)); }
-  void Removed(std::string const& pid) override { note(pid, "removed"); }
+  void Updated(const std::string& pid, const AnyMap& properties) override { note(pid, textOf(properties)); }
+  void Removed(const std::string& pid) override { note(pid, "removed"); }
 
-  bool waitFor(std::string const& pid, std::string const& text) {
+  bool waitFor(const std::string& pid, const std::string& text) {
     std::unique_lock<std::mutex> lock(mutex_);
     return changed_.wait_for(lock, patience, [&] { return latest_[pid] == text; });
   }
 
  private:
-  void note(std::string const& pid, std::string const& text) {
+  void note(const std::string& pid, const std::string& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
     latest_[pid] = text;
     changed_.notify_all();
@@ -104,34 +104,34 @@ class LatestValues : public ManagedServiceFactory {
   std::map<std::string, std::string> latest_;
 };
 
-TEST_F(SeveralThreads, SeeTheLastStateOfAnIDThatTheyRemoveAndMakeAnew) {
-  auto const factory = std::make_shared<LatestValues>();
+TEST_F(SeveralThreads, SeeTheLastStateOfAnIdThatTheyRecreate) {
+  const auto factory = std::make_shared<LatestValues>();
   registerWithPid(factory, "f");
   constexpr int bursts = 100;
-  constexpr int cyclesPerBurst = 25;  // of each of four threads: 10,000 in all
+  constexpr int cyclesPerBurst = 25;  // on each of four threads: 10,000 in all
   for (int burst = 0; burst < bursts; ++burst) {
     run([&](int thread) {
       for (int cycle = 0; cycle < cyclesPerBurst; ++cycle) {
         try {
           admin->GetConfiguration("f~i")->Remove();
           admin->GetConfiguration("f~i")->Update(valued(thread * cyclesPerBurst + cycle));
-        } catch (std::runtime_error const&) {
-          // Somebody else has removed the object in between.
+        } catch (const std::runtime_error&) {
+          // Another thread has removed the object meanwhile.
         }
       }
     });
-    // Whoever came last has updated what nobody removed afterwards, unless it was removed under him.
+    // The last thread's update stands, unless another thread has removed the object meanwhile.
     admin->GetConfiguration("f~i")->Update(valued(1000 + burst));
     ASSERT_TRUE(factory->waitFor("f~i", "=" + std::to_string(1000 + burst))) << "in burst " << burst;
   }
 }
 
-TEST_F(SeveralThreads, MayRemoveAndMakeIDsOfTheirOwnAnewAtOnce) {
-  auto const factory = std::make_shared<LatestValues>();
+TEST_F(SeveralThreads, MayRemoveAndRecreateTheirOwnIdsAtOnce) {
+  const auto factory = std::make_shared<LatestValues>();
   registerWithPid(factory, "f");
-  constexpr int cycles = 2500;  // of each of four threads: 10,000 in all
+  constexpr int cycles = 2500;  // on each of four threads: 10,000 in all
   run([&](int thread) {
-    auto const pid = "f~" + std::to_string(thread);
+    const auto pid = "f~" + std::to_string(thread);
     for (int cycle = 0; cycle < cycles; ++cycle) {
       admin->GetConfiguration(pid)->Update(valued(cycle));
       admin->GetConfiguration(pid)->Remove();
@@ -146,7 +146,7 @@ TEST_F(SeveralThreads, MayRemoveAndMakeIDsOfTheirOwnAnewAtOnce) {
 
 TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   run([&](int thread) {
     if (thread == 0) {
       admin.reset();
@@ -158,13 +158,13 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdate) {
     }
   });
 
-  auto const entries = journal.entries();
+  const auto entries = journal.entries();
   EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
 }
 
-TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
+TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndReleaseIt) {
   registerWithPid(std::make_shared<RecordingFactory>(journal), "f");
-  auto const sut = admin->GetConfiguration("f~i");
+  const auto sut = admin->GetConfiguration("f~i");
   std::vector<std::shared_ptr<ConfigurationAdmin>> held(threadCount, admin);
   admin.reset();
   run([&](int thread) {
@@ -174,7 +174,7 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
       return;
     }
     for (int i = 0; i < rounds; ++i) {
-      auto const future = sut->Update(valued(i));
+      const auto future = sut->Update(valued(i));
       if (future.valid()) {
         future.get();
       }
@@ -182,27 +182,27 @@ TEST_F(SeveralThreads, MayStopTheBundleWhileOthersUpdateAndLetGoOfItsService) {
     held[static_cast<std::size_t>(thread)].reset();
   });
 
-  auto const entries = journal.entries();
+  const auto entries = journal.entries();
   EXPECT_TRUE(entries.empty() || entries.back() == "factory f~i removed");
 }
 
-TEST_F(SeveralThreads, MayStopTheBundleWhileADeliveryLetsGoOfItsService) {
-  auto const factory = std::make_shared<RecordingFactory>(journal);
+TEST_F(SeveralThreads, MayStopTheBundleWhileADeliveryReleasesItsService) {
+  const auto factory = std::make_shared<RecordingFactory>(journal);
   auto held = admin;
   Gate stopping;
-  factory->onUpdated = [&](std::string const&) {
+  factory->onUpdated = [&](const std::string&) {
     EXPECT_TRUE(stopping.wait());
     held.reset();
   };
   registerWithPid(factory, "f");
   context().AddServiceListener(
-      [&](cppmicroservices::ServiceEvent const& event) {
+      [&](const cppmicroservices::ServiceEvent& event) {
         if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_UNREGISTERING) {
           stopping.open();
         }
       },
       "(objectclass=" + us_service_interface_iid<ConfigurationAdmin>() + ")");
-  auto const delivered = admin->GetConfiguration("f~i")->Update(valued(1));
+  const auto delivered = admin->GetConfiguration("f~i")->Update(valued(1));
   admin.reset();
   bundle.Stop();
 

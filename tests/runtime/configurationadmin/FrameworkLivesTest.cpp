@@ -9,8 +9,8 @@ namespace spf::test {
 
 namespace {
 
-/// How many entries a folder has.
-int entriesIn(char const* folder) {
+/// Returns the number of entries in a folder.
+int entriesIn(const char* folder) {
   int count = 0;
   auto* const directory = opendir(folder);
   while (directory != nullptr && readdir(directory) != nullptr) {
@@ -28,7 +28,7 @@ int descriptors() {
   return entriesIn("/proc/self/fd");
 }
 
-/// Nothing where a sanitizer manages the memory: that looks for leaks itself.
+/// Returns zero if a sanitizer manages the memory, which looks for leaks itself.
 std::size_t bytesInUse() {
   return mallinfo2().uordblks;
 }
@@ -37,8 +37,8 @@ std::size_t bytesInUse() {
 
 class ALongLivingProcess : public ConfigurationAdminFixture {
  protected:
-  /// Stops the framework and starts it again so many times; in each life a configuration reaches a factory.
-  void live(int times) {
+  /// Restarts the framework that many times; each time a configuration is delivered to a factory.
+  void restart(int times) {
     for (int life = 0; life < times; ++life) {
       stopFramework();
       framework.Start();
@@ -51,8 +51,8 @@ class ALongLivingProcess : public ConfigurationAdminFixture {
   class CountingFactory : public ManagedServiceFactory {
    public:
     explicit CountingFactory(std::atomic<int>& deliveries) : deliveries_(deliveries) {}
-    void Updated(std::string const&, AnyMap const&) override { ++deliveries_; }
-    void Removed(std::string const&) override {}
+    void Updated(const std::string&, const AnyMap&) override { ++deliveries_; }
+    void Removed(const std::string&) override {}
 
    private:
     std::atomic<int>& deliveries_;
@@ -61,18 +61,18 @@ class ALongLivingProcess : public ConfigurationAdminFixture {
   std::atomic<int> deliveries{0};
 };
 
-TEST_F(ALongLivingProcess, LosesNothingToAThousandLivesOfAFramework) {
+TEST_F(ALongLivingProcess, LeaksNoMemoryInAThousandRestartsOfAFramework) {
   constexpr int lives = 1000;
-  live(50);  // what is kept for good is there by now
-  auto const threadsBefore = threads();
-  auto const descriptorsBefore = descriptors();
-  auto const bytesBefore = bytesInUse();
+  restart(50);  // everything that is kept permanently exists afterwards
+  const auto threadsBefore = threads();
+  const auto descriptorsBefore = descriptors();
+  const auto bytesBefore = bytesInUse();
 
-  live(lives);
+  restart(lives);
   EXPECT_EQ(deliveries, 50 + lives);
   EXPECT_EQ(threads(), threadsBefore);
   EXPECT_EQ(descriptors(), descriptorsBefore);
-  // A leak of one allocation in each life is at least 32 bytes each.
+  // A leak of one allocation in each restart is at least 32 bytes.
   EXPECT_LT(bytesInUse(), bytesBefore + 16 * lives);
 }
 

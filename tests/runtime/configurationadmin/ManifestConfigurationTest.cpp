@@ -4,7 +4,7 @@ namespace spf::test {
 
 using testing::ElementsAre;
 
-/// A bundle without code whose manifest asks for the configuration "from.manifest".
+/// A bundle without code whose manifest contains the configuration "from.manifest".
 class AManifest : public ConfigurationAdminFixture {
  protected:
   AManifest() {
@@ -30,7 +30,7 @@ TEST_F(AManifest, HasItsConfigurationsWhileTheBundleIsActive) {
   EXPECT_THAT(admin->ListConfigurations(), ElementsAre());
   configured.Start();
   ASSERT_EQ(admin->ListConfigurations("(pid=from.manifest)").size(), 1u);
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   EXPECT_EQ(sut->GetProperties(), valued(1));
   EXPECT_EQ(sut->GetChangeCount(), 1u);
   configured.Stop();
@@ -47,8 +47,8 @@ TEST_F(AManifest, HasItsConfigurationsIfTheBundleWasActiveFirst) {
   EXPECT_EQ(admin->GetConfiguration("from.manifest")->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
-  auto const sut = admin->GetConfiguration("from.manifest");
+TEST_F(AManifest, LeavesAnEqualConfigurationThatExistsToItsOwner) {
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(1)).get();
   configured.Start();
 
@@ -57,8 +57,8 @@ TEST_F(AManifest, LeavesAnEqualConfigurationThatIsThereToItsOwner) {
   EXPECT_EQ(sut->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
-  auto const sut = admin->GetConfiguration("from.manifest");
+TEST_F(AManifest, ChangesADifferentConfigurationThatExists) {
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
   configured.Start();
 
@@ -66,16 +66,16 @@ TEST_F(AManifest, ChangesADifferentConfigurationThatIsThere) {
   EXPECT_EQ(sut->GetProperties(), valued(1));
 }
 
-TEST_F(AManifest, LeavesAConfigurationThatSomebodyElseHasChangedSince) {
+TEST_F(AManifest, LeavesAConfigurationThatOtherCodeHasChangedSince) {
   configured.Start();
-  auto const sut = admin->GetConfiguration("from.manifest");
+  const auto sut = admin->GetConfiguration("from.manifest");
   sut->Update(valued(2)).get();
   configured.Stop();
 
   EXPECT_EQ(sut->GetProperties(), valued(2));
 }
 
-TEST_F(AManifest, MayHaveLostAConfigurationToSomebodyElse) {
+TEST_F(AManifest, MayHaveLostAConfigurationToOtherCode) {
   configured.Start();
   admin->GetConfiguration("from.manifest")->Remove();
 

@@ -22,7 +22,7 @@ struct Other {
   virtual ~Other() = default;
 };
 
-/// How many allocations the call makes on this thread.
+/// Returns the number of allocations that the call makes on this thread.
 template <class Call>
 int allocationsOf(Call&& call) {
   const AllocationHook hook([](int, std::size_t) {});
@@ -54,7 +54,7 @@ class ALookUp : public StartedFramework {
   }
 };
 
-TEST_F(ALookUp, CostsTheSameHoweverManyServicesOfOtherInterfacesThereAre) {
+TEST_F(ALookUp, CostsTheSameWithManyServicesOfOtherInterfaces) {
   offer<Wanted>(10);
   const auto all = costOfAll();
   const auto matching = costOfMatching();
@@ -65,21 +65,21 @@ TEST_F(ALookUp, CostsTheSameHoweverManyServicesOfOtherInterfacesThereAre) {
   EXPECT_EQ(costOfBest(), best);
 }
 
-TEST_F(ALookUp, CostsNoMoreThanItsAnswerIsLonger) {
+TEST_F(ALookUp, CostsInProportionToItsResults) {
   offer<Wanted>(100);
   const auto all = costOfAll();
   offer<Wanted>(900);
   EXPECT_LE(costOfAll(), 10 * all);
 }
 
-TEST_F(ALookUp, LooksAtEachServiceOfTheInterfaceOnceIfThereIsAFilter) {
+TEST_F(ALookUp, ChecksEachServiceOfTheInterfaceOnceIfThereIsAFilter) {
   offer<Wanted>(100);
   const auto matching = costOfMatching();
   offer<Wanted>(900);
   EXPECT_LE(costOfMatching(), 10 * matching);
 }
 
-TEST_F(ALookUp, OfTheBestServiceCostsTheSameHoweverManyThereAre) {
+TEST_F(ALookUp, OfTheBestServiceCostsTheSameAmongMany) {
   offer<Wanted>(1);
   const auto best = costOfBest();
   offer<Wanted>(999);
@@ -95,7 +95,7 @@ class AnUpdate : public StartedFramework {
     sut = context().GetService(reference)->GetConfiguration("pid");
   }
 
-  /// The allocations of an update with so many entries, all but the making of the map.
+  /// Returns the number of allocations of an update with that many entries, except those that make the map.
   int costWith(int entries) {
     AnyMap properties(AnyMap::UNORDERED_MAP);
     for (int i = 0; i < entries; ++i) {
@@ -112,7 +112,7 @@ class AnUpdate : public StartedFramework {
 
 TEST_F(AnUpdate, MovesItsMapAndCopiesNothing) {
   costWith(1);
-  // The queue of deliveries may grow by a block once in a while.
+  // The queue of deliveries may occasionally grow by a block.
   EXPECT_LE(costWith(1000), costWith(1) + 2);
 }
 

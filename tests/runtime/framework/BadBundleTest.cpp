@@ -22,12 +22,12 @@ std::string fileWithManifest(const std::string& text) {
   return ZipArchive().add("b/manifest.json", text).bytes();
 }
 
-/// Next to a good bundle.
+/// Installs bad files beside a good bundle.
 class ABadFile : public StartedFramework {
  protected:
   ABadFile() { context().InstallBundles(DATA_ONLY_BUNDLE); }
 
-  /// Expects that the file is refused with its name and that reason, and that nothing is left of it.
+  /// Expects that the file is refused with its name and that reason, and that nothing of it stays installed.
   void expectRefused(const std::string& content, const std::string& reason) {
     const auto before = context().GetBundles();
     folder.write("b.zip", content);
@@ -80,7 +80,7 @@ TEST_F(ABadFile, WithOneChangedByteIsRefusedOrHarmless) {
   expectThatAGoodOneCanTakeItsPlace();
 }
 
-/// A file, and what its refusal has to say.
+/// A file, and the text that its refusal has to contain.
 struct BadFile {
   const char* name;
   std::string (*content)();
@@ -93,7 +93,7 @@ void PrintTo(const BadFile& file, std::ostream* out) {
 
 class AFile : public ABadFile, public testing::WithParamInterface<BadFile> {};
 
-TEST_P(AFile, IsRefusedWithItsNameAndTheReasonAndLeavesNothingBehind) {
+TEST_P(AFile, IsRefusedWithItsNameAndTheReason) {
   expectRefused(GetParam().content(), GetParam().reason);
   expectThatAGoodOneCanTakeItsPlace();
 }
@@ -128,7 +128,7 @@ INSTANTIATE_TEST_SUITE_P(OnEitherRuntime, AFile, testing::ValuesIn(badFiles), na
 
 static_assert(std::is_base_of_v<std::system_error, SharedLibraryException>);
 
-/// Of a bundle with an activator.
+/// Installs a file without code whose manifest declares an activator.
 class AFileWithoutCode : public ABadFile {
  protected:
   AFileWithoutCode() {
@@ -157,14 +157,14 @@ TEST_F(AFileWithoutCode, CannotBeStarted) {
   expectThatItCannotBeStarted();
 }
 
-TEST_F(AFileWithoutCode, CannotBeStartedAfterItIsGone) {
+TEST_F(AFileWithoutCode, CannotBeStartedAfterItWasRemoved) {
   std::filesystem::remove(path);
   expectThatItCannotBeStarted();
 }
 
 class ABadLibrary : public StartedFramework {
  protected:
-  /// Expects that the bundle cannot be started for that reason, and can be taken away and installed again.
+  /// Expects that the bundle cannot be started for that reason, and can be uninstalled and installed again.
   void expectNotStarted(const std::string& path, const std::string& reason) {
     const auto before = context().GetBundles();
     for (int time = 0; time < 2; ++time) {
@@ -178,7 +178,7 @@ class ABadLibrary : public StartedFramework {
   }
 };
 
-TEST_F(ABadLibrary, ThatNeedsWhatNobodyDefinesIsNotStarted) {
+TEST_F(ABadLibrary, WithAnUndefinedSymbolIsNotStarted) {
   expectNotStarted(UNDEFINED_SYMBOL_BUNDLE, "spf_test_symbol_that_nobody_defines");
 }
 
@@ -188,7 +188,7 @@ TEST_F(ABadLibrary, WithoutEntryPointsIsNotStarted) {
 
 class AnActivatorThatLacksSomethingOfTheSystem : public ScriptedBundle {};
 
-TEST_F(AnActivatorThatLacksSomethingOfTheSystem, EndsTheStartAsALibraryThatCannotBeLoadedDoes) {
+TEST_F(AnActivatorThatLacksSomethingOfTheSystem, FailsTheStartLikeALibraryThatCannotBeLoaded) {
   script([](const std::string& step, BundleContext) {
     if (step == "start") {
       throw std::system_error(std::make_error_code(std::errc::permission_denied), "no socket");
@@ -205,7 +205,7 @@ TEST_F(AnActivatorThatLacksSomethingOfTheSystem, EndsTheStartAsALibraryThatCanno
   EXPECT_EQ(sut.GetState(), Bundle::STATE_RESOLVED);
 }
 
-/// Throws in one step of its life.
+/// Throws in one step of the activator.
 class ABadActivator : public ScriptedBundle {
  protected:
   void expectThatNothingRuns() {
@@ -251,7 +251,7 @@ TEST_F(ABadActivator, ThatThrowsWhenItIsStoppedLeavesNothingRunning) {
   expectThatItCanBeInstalledAnew();
 }
 
-TEST_F(ABadActivator, ThatThrowsWhenItIsUninstalledIsReportedAndGone) {
+TEST_F(ABadActivator, ThatThrowsWhenItIsUninstalledIsReportedAndRemoved) {
   scriptThrowingIn("stop");
   sut.Start();
   Journal journal;
@@ -267,7 +267,7 @@ TEST_F(ABadActivator, ThatThrowsWhenItIsUninstalledIsReportedAndGone) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to be less careful.
+// In these cases, other implementations are known to be less careful.
 
 std::string fileWithDeep(const std::string& open, const std::string& close) {
   std::string text = R"({"bundle.symbolic_name": "b", "deep": )";

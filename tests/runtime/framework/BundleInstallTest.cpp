@@ -22,7 +22,7 @@ ZipArchive archiveOf(const std::string& name) {
   return ZipArchive().add(name + "/manifest.json", manifest(name));
 }
 
-/// A library, as far as its frame goes, with an archive in the section for resources.
+/// Returns the frame of a library, with an archive in the section for resources.
 std::string libraryWithSection(const std::string& archive) {
   const std::string names("\0.shstrtab\0.us_resources\0", 25);
   Elf64_Ehdr header{};
@@ -75,7 +75,7 @@ TEST_F(AnInstallingFramework, InstallsAnArchiveThatStandsAlone) {
   EXPECT_FALSE(bundles[0].GetBundleContext());
 }
 
-TEST_F(AnInstallingFramework, InstallsAnArchiveAppendedToALibraryAsItIs) {
+TEST_F(AnInstallingFramework, InstallsAnArchiveAppendedToALibraryUnchanged) {
   ASSERT_EQ(install(library + archiveOf("appended").bytes()).size(), 1u);
 }
 
@@ -114,14 +114,14 @@ TEST_F(AnInstallingFramework, StartsABundleWithoutCode) {
   EXPECT_TRUE(bundles[0].GetBundleContext());
 }
 
-TEST_F(AnInstallingFramework, GivesTheSameBundlesForTheSameLocation) {
+TEST_F(AnInstallingFramework, ReturnsTheSameBundlesForTheSameLocation) {
   const auto path = folder.write("same.zip", archiveOf("same").bytes());
   const auto first = context().InstallBundles(path);
   EXPECT_EQ(context().InstallBundles(path), first);
   EXPECT_EQ(context().GetBundles(path), first);
 }
 
-TEST_F(AnInstallingFramework, BringsBackThoseOfAFilesBundlesThatWereUninstalled) {
+TEST_F(AnInstallingFramework, ReinstallsTheUninstalledBundlesOfAFile) {
   auto archive = archiveOf("alpha");
   archive.add("beta/manifest.json", manifest("beta")).add("gamma/manifest.json", manifest("gamma"));
   const auto path = folder.write("three.zip", archive.bytes());
@@ -142,7 +142,7 @@ TEST_F(AnInstallingFramework, BringsBackThoseOfAFilesBundlesThatWereUninstalled)
   EXPECT_EQ(context().InstallBundles(path), second);
 }
 
-TEST_F(AnInstallingFramework, BringsBackUninstalledBundlesWithTheCallersManifests) {
+TEST_F(AnInstallingFramework, ReinstallsUninstalledBundlesWithTheCallersManifests) {
   AnyMap manifests(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
   for (const auto* name : {"alpha", "beta"}) {
     manifests[name] = AnyMap{{Constants::BUNDLE_SYMBOLICNAME, std::string(name)}};
@@ -200,7 +200,7 @@ TEST_F(AnInstallingFramework, TakesTheCallersManifestInPlaceOfTheFiles) {
   EXPECT_EQ(bundles[0].GetVersion().ToString(), "3.0.0");
 }
 
-TEST_F(AnInstallingFramework, LooksForABundlesCodeUnderItsNameAndNotUnderItsHeader) {
+TEST_F(AnInstallingFramework, FindsABundlesCodeByItsNameAndNotByItsHeader) {
   const auto installCode = [&](const std::string& name, const std::string& header) {
     AnyMap headers;
     headers[Constants::BUNDLE_SYMBOLICNAME] = header;
@@ -218,7 +218,7 @@ TEST_F(AnInstallingFramework, LooksForABundlesCodeUnderItsNameAndNotUnderItsHead
   EXPECT_THAT(messageOf<std::runtime_error>([&] { bad.Start(); }), HasSubstr("activator constructor not found"));
 }
 
-TEST_F(AnInstallingFramework, TellsOfEachInstalledBundle) {
+TEST_F(AnInstallingFramework, ReportsEachInstalledBundle) {
   Journal journal;
   noteBundleEvents(journal);
   auto archive = archiveOf("one");
@@ -226,7 +226,7 @@ TEST_F(AnInstallingFramework, TellsOfEachInstalledBundle) {
   EXPECT_THAT(journal.texts(), ElementsAre("INSTALLED one", "INSTALLED two"));
 }
 
-TEST_F(AnInstallingFramework, RefusesAnotherSpellingOfALocation) {
+TEST_F(AnInstallingFramework, RefusesAnotherPathOfAnInstalledLocation) {
   const auto path = folder.write("same.zip", archiveOf("same").bytes());
   context().InstallBundles(path);
   EXPECT_THAT(messageOf<std::runtime_error>([&] { context().InstallBundles(folder / "./same.zip"); }),
@@ -243,7 +243,7 @@ TEST_F(AnInstallingFramework, NeedsTheFileAlsoForTheCallersManifest) {
             path + " does not exist");
 }
 
-TEST_F(AnInstallingFramework, UsesUpTheIdsOfBundlesThatItRefuses) {
+TEST_F(AnInstallingFramework, DoesNotReuseTheIdsOfRefusedBundles) {
   EXPECT_THROW(install("text"), std::runtime_error);
   EXPECT_THROW(install(ZipArchive().add("manifest.json", "{}").bytes()), std::runtime_error);
   EXPECT_EQ(install(archiveOf("a").bytes()).at(0).GetBundleId(), 1);
@@ -303,9 +303,9 @@ TEST_F(AnInstallingFramework, InstallsNothingOfAnArchiveWithOneBadBundle) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to be less careful.
+// In these cases, other implementations are known to be less careful.
 
-TEST_F(AnInstallingFramework, RefusesALibraryWhoseSectionsLie) {
+TEST_F(AnInstallingFramework, RefusesALibraryWithWrongSections) {
   const auto good = libraryWithSection(archiveOf("section").bytes());
   for (std::size_t at = 0; at < good.size(); ++at) {
     auto bytes = good;

@@ -23,7 +23,7 @@ using testing::IsEmpty;
 
 class ABundle : public ScriptedBundle {};
 
-TEST_F(ABundle, GoesThroughItsStates) {
+TEST_F(ABundle, ChangesItsStateWithEachOperation) {
   Journal journal;
   noteBundleEvents(journal);
   sut.Start();
@@ -62,7 +62,7 @@ TEST_F(ABundle, RunsItsActivatorWithAValidContext) {
   EXPECT_THAT(journal.texts().back(), HasSubstr("destroy"));
 }
 
-TEST_F(ABundle, FindsItsContextFromItsCodeWhileItIsActive) {
+TEST_F(ABundle, FindsItsContextInItsCodeWhileItIsActive) {
   sut.Start();
   auto mine = context();
   const auto probe = mine.GetService(mine.GetServiceReference<ContextProbe>());
@@ -72,7 +72,7 @@ TEST_F(ABundle, FindsItsContextFromItsCodeWhileItIsActive) {
   EXPECT_FALSE(sut.GetBundleContext());
 }
 
-TEST_F(ABundle, FindsItsContextFromItsCodeWhileItsActivatorIsStopped) {
+TEST_F(ABundle, FindsItsContextInItsCodeWhileItsActivatorIsStopped) {
   Journal journal;
   script([&](const std::string& step, BundleContext given) {
     if (step == "stop") {
@@ -89,7 +89,7 @@ TEST_F(ABundle, FindsItsContextFromItsCodeWhileItsActivatorIsStopped) {
   EXPECT_THAT(journal.texts(), ElementsAre("stop"));
 }
 
-TEST_F(ABundle, HearsOfServicesWhileItsActivatorIsStoppedAndNotAfterwards) {
+TEST_F(ABundle, ReceivesServiceEventsUntilItsActivatorIsStopped) {
   Journal heard;
   const auto offer = [&](const std::string& when) {
     (void)context().RegisterService<std::string>(std::make_shared<std::string>(), {{"when", when}});
@@ -132,7 +132,7 @@ TEST_F(ABundle, LosesItsServicesAndListenersWhenItStops) {
   EXPECT_FALSE(reference);
   EXPECT_FALSE(bundleContext);
   EXPECT_THAT(unregistered.texts(), ElementsAre("valid"));
-  EXPECT_THAT(events.texts(), ElementsAre("bundle"));  // that it is stopping
+  EXPECT_THAT(events.texts(), ElementsAre("bundle"));  // the event STOPPING
 }
 
 TEST_F(ABundle, LeavesHeldServicesUsableWhenItStops) {
@@ -152,7 +152,7 @@ TEST_F(ABundle, LeavesItsLibraryLoadedWhenItStops) {
   dlclose(library);
 }
 
-TEST_F(ABundle, EqualsWhatHasItsIdInItsFramework) {
+TEST_F(ABundle, EqualsAHandleWithItsIdAndFramework) {
   const TemporaryFolder otherFolder;
   auto other = newFramework(otherFolder);
   other.Start();
@@ -209,7 +209,7 @@ TEST_F(ABundle, IsStoppedEvenIfItsActivatorThrows) {
   EXPECT_FALSE(context().GetServiceReference<ContextProbe>());
 }
 
-TEST_F(ABundle, RefusesEverythingThatChangesItOnceUninstalled) {
+TEST_F(ABundle, RefusesEveryChangeOnceItIsUninstalled) {
   sut.Uninstall();
   EXPECT_THROW(sut.Start(), std::logic_error);
   EXPECT_THROW(sut.Stop(), std::logic_error);
@@ -252,7 +252,7 @@ TEST_F(ABundle, LooksUpSymbolsOnlyWhileItIsActive) {
 
 class ABundleOfText : public ABundle {
  protected:
-  /// \param header  of the activator, with a comma in front
+  /// \param header  the header for the activator, with a comma in front
   Bundle install(const std::string& header) {
     const auto manifest = R"({"bundle.symbolic_name": "text")" + header + "}";
     return context()
@@ -332,7 +332,7 @@ TEST_F(ABundle, IsRefusedByTheValidationFunction) {
   stopAndWait(strict);
 }
 
-TEST_F(ABundle, ListsWhatItRegisteredAndWhatItUses) {
+TEST_F(ABundle, ListsTheServicesThatItRegisteredAndUses) {
   script([](const std::string&, BundleContext) {});
   sut.Start();
   ASSERT_EQ(sut.GetRegisteredServices().size(), 1u);
@@ -385,7 +385,7 @@ TEST_F(ABundle, IsStartedOnceByThreadsThatStartItAtTheSameTime) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to hang or to crash.
+// In these cases, other implementations are known to hang or to crash.
 
 TEST_F(ABundle, CannotBeUninstalledByItsOwnActivator) {
   Journal refusals;
@@ -412,7 +412,7 @@ TEST_F(ABundle, CannotBeStoppedByItsOwnStart) {
   EXPECT_THAT(refusals.texts(), ElementsAre(HasSubstr("cannot be stopped")));
 }
 
-TEST_F(ABundle, MayBeStoppedByAListenerThatHearsOfItsStart) {
+TEST_F(ABundle, MayBeStoppedByAListenerDuringItsStart) {
   context().AddBundleListener([&](const BundleEvent& event) {
     if (event.GetType() == BundleEvent::BUNDLE_STARTED) {
       event.GetBundle().GetBundleContext().GetBundle().Stop();
@@ -459,7 +459,7 @@ TEST_F(ABundle, LetsItsFrameworkStopWaitForARunningStart) {
   EXPECT_FALSE(sut.GetBundleContext());
 }
 
-TEST_F(ABundle, LeavesNothingBehindThatItRegistersOnceItIsStopped) {
+TEST_F(ABundle, LeavesNoRegistrationsOnceItIsStopped) {
   sut.Start();
   auto held = sut.GetBundleContext();
   sut.Stop();
@@ -468,7 +468,7 @@ TEST_F(ABundle, LeavesNothingBehindThatItRegistersOnceItIsStopped) {
   EXPECT_FALSE(context().GetServiceReference<Script>());
 }
 
-TEST_F(ABundle, OfATimeBeforeARestartIsLeftAlone) {
+TEST_F(ABundle, InstalledBeforeARestartIsUnaffectedByIt) {
   stopAndWait(framework);
   framework.Start();
   auto successor = context().InstallBundles(SCRIPTED_BUNDLE).at(0);

@@ -16,7 +16,7 @@ std::string bundleBytes() {
   return ZipArchive().add("b/manifest.json", R"({"bundle.symbolic_name": "b"})").bytes();
 }
 
-/// Throws at one step of a bundle's life.
+/// Throws at one event of a bundle.
 class ABundleListener : public StartedFramework {
  protected:
   ABundleListener() { noteFrameworkEvents(journal); }
@@ -88,7 +88,7 @@ TEST(ABundleEventType, IsPrintedByItsName) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations leave the bundle between two states.
+// In these cases, other implementations leave the bundle between two states.
 
 TEST_F(ABundleListener, MayRefuseAStartBecauseOfALibrary) {
   throwAt(BundleEvent::BUNDLE_STARTED, [](const Bundle& bundle) {
@@ -131,7 +131,7 @@ TEST_F(ABundleListener, LeavesNothingInstalledIfItRefusesAnInstallation) {
   EXPECT_EQ(context().InstallBundles(path).size(), 1u);
 }
 
-TEST_F(ABundleListener, DoesNotKeepOthersFromHearingOfTheChange) {
+TEST_F(ABundleListener, ThatThrowsDoesNotPreventTheCallOfOthers) {
   refuseAt(BundleEvent::BUNDLE_STARTED);
   Journal heard;
   noteBundleEvents(heard);

@@ -68,7 +68,7 @@ TEST_F(AResource, IsNotFoundOutsideOfTheBundle) {
   }
 }
 
-TEST_F(AResource, IsFoundInAnySpelling) {
+TEST_F(AResource, IsFoundInAnyCase) {
   EXPECT_EQ(contentOf(bee.GetResource("TOP.TXT")), "top\nline\n");
 }
 
@@ -135,7 +135,7 @@ TEST_F(AResource, IsReadAsAStreamThatCanBeSought) {
   EXPECT_EQ(stream.peek(), 'l');
 }
 
-TEST_F(AResource, IsReadAsNothingIfItIsNoFileWithContent) {
+TEST_F(AResource, IsReadAsAnEmptyTextIfItIsNoFileWithContent) {
   EXPECT_EQ(contentOf(bee.GetResource("empty.txt")), "");
   EXPECT_EQ(contentOf(bee.GetResource("dir/")), "");
   EXPECT_EQ(contentOf(BundleResource()), "");
@@ -176,7 +176,7 @@ TEST_F(AResource, StaysUsableAfterItsBundle) {
   EXPECT_THROW(bee.FindResources("/", "*", true), std::logic_error);
 }
 
-TEST_F(AResource, IsNeverThatOfAFrameworkOrOfNoBundle) {
+TEST_F(AResource, DoesNotExistInAFrameworkOrAnInvalidBundle) {
   EXPECT_FALSE(framework.GetResource("top.txt"));
   EXPECT_THROW(Bundle().GetResource("top.txt"), std::invalid_argument);
   EXPECT_THROW(Bundle().FindResources("/", "*", true), std::invalid_argument);
@@ -192,7 +192,7 @@ TEST_F(AResource, NeedsAnArchiveInTheBundlesFile) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations lose bytes or files, or trust the archive.
+// In these cases, other implementations lose bytes or files, or trust the archive.
 
 TEST_F(AResource, IsReadToItsLastByteInEveryMode) {
   BundleResourceStream stream(bee.GetResource("top.txt"));
@@ -216,7 +216,7 @@ class ABrokenResource : public StartedFramework {
   }
 };
 
-TEST_F(ABrokenResource, OfAbsurdSizeIsNotRead) {
+TEST_F(ABrokenResource, OverTheLargestSizeIsNotRead) {
   EXPECT_THAT(refusalOf(archiveOf("broken").addClaiming("broken/data", "text", 0xfffffff0)),
               testing::AllOf(HasSubstr("broken.zip"), HasSubstr("broken/data is larger than")));
 }
@@ -226,7 +226,7 @@ TEST_F(ABrokenResource, ThatInflatesToMoreThanItClaimsIsNotRead) {
               HasSubstr("broken/data cannot be read"));
 }
 
-TEST_F(ABrokenResource, OfAFileThatIsGoneIsNotRead) {
+TEST_F(ABrokenResource, OfARemovedFileIsNotRead) {
   const auto path = folder.write("gone.zip", archiveOf("gone").bytes());
   const auto bundle = context().InstallBundles(path).at(0);
   const auto resource = bundle.GetResource("manifest.json");

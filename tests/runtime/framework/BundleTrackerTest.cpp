@@ -13,7 +13,7 @@ using namespace spf::test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Keeps the name of each bundle but the system bundle, and notes what becomes of it.
+/// Keeps the name of each bundle except the system bundle, and notes its changes.
 struct NotingCustomizer : BundleTrackerCustomizer<std::string> {
   std::optional<std::string> AddingBundle(const Bundle& bundle, const BundleEvent& event) override {
     note("adding", bundle, event);
@@ -59,7 +59,7 @@ TEST_F(ABundleTracker, TracksBundlesInItsStates) {
   EXPECT_EQ(sut.GetObject(bundle), std::nullopt);
 }
 
-TEST_F(ABundleTracker, TellsItsCustomizerOfEachStep) {
+TEST_F(ABundleTracker, CallsItsCustomizerForEachChange) {
   const auto customizer = std::make_shared<NotingCustomizer>();
   BundleTracker<std::string> sut(context(), running, customizer);
   sut.Open();
@@ -75,7 +75,7 @@ TEST_F(ABundleTracker, TellsItsCustomizerOfEachStep) {
                           "removed data.only"));
 }
 
-TEST_F(ABundleTracker, HearsOnceThatABundleIsUninstalled) {
+TEST_F(ABundleTracker, RemovesAnUninstalledBundleOnce) {
   const auto customizer = std::make_shared<NotingCustomizer>();
   const auto there = BundleTracker<>::CreateStateMask(Bundle::STATE_INSTALLED, Bundle::STATE_RESOLVED);
   BundleTracker<std::string> sut(context(), there, customizer);

@@ -21,7 +21,7 @@ TEST(ABundleVersion, MayLeaveOutItsLastNumbers) {
   EXPECT_EQ(BundleVersion(std::string("7.1")).ToString(), "7.1.0");
 }
 
-TEST(ABundleVersion, ReadsTheNumberThatEachPartBeginsWith) {
+TEST(ABundleVersion, ReadsTheNumberAtTheBeginningOfEachPart) {
   const auto text = [](const char* version) { return BundleVersion(std::string(version)).ToString(); };
   EXPECT_EQ(text("0.0.1_qa0_"), "0.0.1");
   EXPECT_EQ(text("1.0.0-rc1"), "1.0.0");
@@ -46,7 +46,7 @@ TEST(ABundleVersion, RefusesAnythingElse) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where others read what is not there.
+// In these cases, other implementations read beyond the text.
 TEST(ABundleVersion, RefusesAPartWithoutANumberAlsoBeforeOthers) {
   for (const auto* text : {"x.1", "1..2", "1.x.3", "-1", "1.-2"}) {
     EXPECT_THROW(BundleVersion{std::string(text)}, std::invalid_argument) << text;

@@ -60,7 +60,7 @@ TEST_F(AFramework, KeepsItsContextFromInitToStart) {
   EXPECT_EQ(sut.GetBundleContext(), context);
 }
 
-TEST_F(AFramework, TellsOnceThatItStarted) {
+TEST_F(AFramework, ReportsItsStartOnce) {
   Journal journal;
   sut.Init();
   sut.GetBundleContext().AddFrameworkListener([&](const FrameworkEvent& event) {
@@ -119,7 +119,7 @@ TEST_F(AStartedFramework, TimesOutAWaitWhileItIsActive) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, milliseconds(20));
 }
 
-TEST_F(AFramework, StartsAgainWithNothingButANewContext) {
+TEST_F(AFramework, StartsAgainWithANewContextAndNothingElse) {
   sut.Start();
   const auto old = sut.GetBundleContext();
   auto context = old;
@@ -144,7 +144,7 @@ TEST_F(AFramework, HasNoBundlesAndCountsThemFromOneWhenItIsStartedAgain) {
   stopAndWait(sut);
 }
 
-TEST_F(AFramework, HasPropertiesThatNobodyGave) {
+TEST_F(AFramework, HasPropertiesOfItsOwn) {
   auto framework = FrameworkFactory().NewFramework();
   framework.Init();
   const auto context = framework.GetBundleContext();
@@ -157,7 +157,7 @@ TEST_F(AFramework, HasPropertiesThatNobodyGave) {
   EXPECT_NE(any_cast<int>(context.GetProperty(Constants::LIBRARY_LOAD_OPTIONS)), 0);
 }
 
-TEST_F(AFramework, HasThePropertiesGivenAndItsOwn) {
+TEST_F(AFramework, HasTheGivenPropertiesToo) {
   auto given = configurationWith(folder);
   given["answer"] = 42;
   auto framework = FrameworkFactory().NewFramework(given);
@@ -237,7 +237,8 @@ class AnExtraShutdownFunction : public testing::Test {
   Framework framework = FrameworkFactory().NewFramework(configuration());
 };
 
-/// \return false if the framework did not come to that state for as long as the tests' patience lasts
+/// Blocks until the framework has that state, or the tests' patience has run out.
+/// \return whether it has the state
 bool comesTo(Bundle::State state, const Framework& framework) {
   const auto deadline = std::chrono::steady_clock::now() + patience;
   while (framework.GetState() != state && std::chrono::steady_clock::now() < deadline) {
@@ -269,7 +270,7 @@ TEST_F(AnExtraShutdownFunction, IsCalledAlsoWhenTheFrameworkWasNeverStarted) {
   EXPECT_THAT(calls, ElementsAre(here));
 }
 
-TEST_F(AFramework, IsApartFromOtherFrameworks) {
+TEST_F(AFramework, IsIndependentOfOtherFrameworks) {
   const TemporaryFolder otherFolder;
   auto other = newFramework(otherFolder);
   sut.Start();
@@ -302,7 +303,7 @@ TEST_F(AFramework, IsStoppedWithItsLastHandle) {
   EXPECT_THROW(context.GetBundle(), IllegalStateException);
 }
 
-TEST_F(AFramework, LeavesHeldServicesUsableWhenItIsGone) {
+TEST_F(AFramework, LeavesHeldServicesUsableWhenItIsDestroyed) {
   std::optional<Framework> framework = newFramework(folder);
   framework->Start();
   auto context = framework->GetBundleContext();
@@ -331,7 +332,7 @@ TEST_F(AStartedFramework, KeepsTheServicesOfItsOwnContextThroughTheStop) {
   EXPECT_THROW(registration.Unregister(), std::logic_error);
 }
 
-TEST_F(AStartedFramework, EndsServicesOfItsOwnContextThatNobodyHasARegistrationOfWithTheStop) {
+TEST_F(AStartedFramework, EndsAbandonedServicesOfItsOwnContextWithTheStop) {
   auto kept = context().RegisterService<Interface>(std::make_shared<Interface>());
   static_cast<void>(context().RegisterService<Interface>(std::make_shared<Interface>()));
   const auto references = context().GetServiceReferences<Interface>();
@@ -363,7 +364,7 @@ TEST_F(AFramework, EndsTheServicesOfItsOwnContextWithItsLastHandle) {
   EXPECT_FALSE(reference);
 }
 
-TEST_F(AStartedFramework, TellsOnlyOfItsOwnStopWhenItHasNoBundles) {
+TEST_F(AStartedFramework, ReportsOnlyItsOwnStopIfItHasNoBundles) {
   Journal bundles;
   Journal services;
   noteBundleEvents(bundles);
@@ -445,7 +446,7 @@ class AnInvalidContext : public testing::TestWithParam<bool> {
   const TemporaryFolder folder;
   Framework framework = newFramework(folder);
   BundleContext sut;
-  // Of the framework's own bundle, whose services outlive a stop for whoever holds them.
+  // The framework's own bundle has registered it. A stop does not end such services while they are held.
   ServiceRegistration<Interface> registration;
   ServiceReference<Interface> reference;
   ListenerToken token;
@@ -476,11 +477,11 @@ TEST_P(AnInvalidContext, RefusesEveryCall) {
   expectRefusal([&] { sut.GetService(reference); });
 }
 
-TEST_P(AnInvalidContext, LooksAtTheReferenceFirstWhenAskedForAService) {
+TEST_P(AnInvalidContext, ChecksTheReferenceFirstWhenItGetsAService) {
   EXPECT_THROW(sut.GetService(ServiceReference<Interface>()), std::invalid_argument);
 }
 
-TEST_P(AnInvalidContext, GivesAccessToServiceObjectsOnlyIfItWasValidOnce) {
+TEST_P(AnInvalidContext, MakesServiceObjectsOnlyIfItWasValidOnce) {
   const bool wasValid = GetParam();
   if (wasValid) {
     EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetServiceObjects(ServiceReference<Interface>()); }),
@@ -495,7 +496,7 @@ TEST_P(AnInvalidContext, GivesAccessToServiceObjectsOnlyIfItWasValidOnce) {
 
 INSTANTIATE_TEST_SUITE_P(DefaultOrStopped, AnInvalidContext, testing::Bool());
 
-TEST_F(AStartedFramework, IgnoresWhatFrameworkListenersThrow) {
+TEST_F(AStartedFramework, IgnoresTheExceptionsOfFrameworkListeners) {
   Journal journal;
   context().AddFrameworkListener([](const FrameworkEvent&) { throw std::runtime_error("listener"); });
   noteFrameworkEvents(journal);
@@ -504,7 +505,7 @@ TEST_F(AStartedFramework, IgnoresWhatFrameworkListenersThrow) {
   EXPECT_THAT(journal.texts(), ElementsAre("ERROR Bundle listener threw an exception"));
 }
 
-TEST_F(AFramework, LogsWhatFrameworkListenersThrow) {
+TEST_F(AFramework, LogsTheExceptionsOfFrameworkListeners) {
   std::ostringstream log;
   auto given = configurationWith(folder);
   given[Constants::FRAMEWORK_LOG] = true;
@@ -517,9 +518,9 @@ TEST_F(AFramework, LogsWhatFrameworkListenersThrow) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to hang or to crash.
+// In these cases, other implementations are known to hang or to crash.
 
-/// A framework whose stop goes on only when the test lets it.
+/// A framework whose stop waits for a gate of the test.
 class ASlowlyStoppingFramework : public StartedFramework {
  protected:
   void beginToStop() {
@@ -535,7 +536,7 @@ class ASlowlyStoppingFramework : public StartedFramework {
   Gate mayStop;
 };
 
-TEST_F(ASlowlyStoppingFramework, TimesOutAWaitAndStopsAllTheSame) {
+TEST_F(ASlowlyStoppingFramework, StopsEvenIfAWaitTimesOut) {
   beginToStop();
   EXPECT_EQ(framework.GetState(), Bundle::STATE_STOPPING);
   EXPECT_EQ(framework.WaitForStop(milliseconds(1)).GetType(), FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
@@ -551,7 +552,7 @@ TEST_F(ASlowlyStoppingFramework, DoesNotStartMeanwhile) {
   framework.WaitForStop(milliseconds::zero());
 }
 
-/// A log that opens a gate when it is told of a wait.
+/// A log that opens a gate when a wait is logged.
 class ObservedLog : public std::stringbuf {
  public:
   Gate wait;
@@ -565,7 +566,7 @@ class ObservedLog : public std::stringbuf {
   }
 };
 
-TEST_F(AFramework, SaysOnItsLogWhatAStopOfSecondsWaitsFor) {
+TEST_F(AFramework, LogsTheBundleThatASlowStopWaitsFor) {
   ObservedLog log;
   std::ostream stream(&log);
   auto configuration = configurationWith(folder);

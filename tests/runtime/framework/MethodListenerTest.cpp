@@ -3,7 +3,7 @@
 #include "TestFramework.hpp"
 #include "ZipArchive.hpp"
 
-// The listeners that are superseded by tokens still have to work.
+// The functions that tokens superseded still have to work.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace {
@@ -42,7 +42,7 @@ void countCalls(const ServiceEvent&) {
 
 class AMethodListener : public StartedFramework {
  protected:
-  ~AMethodListener() override { stopAndWait(framework); }  // before the receivers go, which hear of it
+  ~AMethodListener() override { stopAndWait(framework); }  // before the receivers of its events are destroyed
 
   void offer(const ServiceProperties& properties = {}) {
     static_cast<void>(context().RegisterService<Service>(std::make_shared<Service>(), properties));
@@ -53,7 +53,7 @@ class AMethodListener : public StartedFramework {
     return context().InstallBundles(folder.write("b.zip", bytes)).at(0);
   }
 
-  /// Has the framework report an error.
+  /// Makes the framework report an error.
   void fail() {
     auto token = context().AddServiceListener([](const ServiceEvent&) { throw std::runtime_error("thrown"); });
     offer();
@@ -64,7 +64,7 @@ class AMethodListener : public StartedFramework {
   Receiver other;
 };
 
-TEST_F(AMethodListener, HearsOfServicesUntilItIsRemoved) {
+TEST_F(AMethodListener, ReceivesServiceEventsUntilItIsRemoved) {
   context().AddServiceListener(&receiver, &Receiver::onService);
   offer();
   EXPECT_THAT(receiver.journal.take(), ElementsAre("REGISTERED"));
@@ -73,7 +73,7 @@ TEST_F(AMethodListener, HearsOfServicesUntilItIsRemoved) {
   EXPECT_THAT(receiver.journal.take(), IsEmpty());
 }
 
-TEST_F(AMethodListener, HearsOnlyOfServicesThatMatchItsFilter) {
+TEST_F(AMethodListener, ReceivesOnlyEventsThatMatchItsFilter) {
   context().AddServiceListener(&receiver, &Receiver::onService, "(wanted=true)");
   offer();
   EXPECT_THAT(receiver.journal.texts(), IsEmpty());
@@ -81,7 +81,7 @@ TEST_F(AMethodListener, HearsOnlyOfServicesThatMatchItsFilter) {
   EXPECT_THAT(receiver.journal.texts(), ElementsAre("REGISTERED"));
 }
 
-TEST_F(AMethodListener, IsNotThatOfAnotherObject) {
+TEST_F(AMethodListener, DiffersFromThatOfAnotherObject) {
   context().AddServiceListener(&receiver, &Receiver::onService);
   context().AddServiceListener(&other, &Receiver::onService);
   context().RemoveServiceListener(&receiver, &Receiver::onService);
@@ -98,7 +98,7 @@ TEST_F(AMethodListener, MayBeRemovedByItsToken) {
   EXPECT_THAT(receiver.journal.texts(), IsEmpty());
 }
 
-TEST_F(AMethodListener, HearsOfBundlesUntilItIsRemoved) {
+TEST_F(AMethodListener, ReceivesBundleEventsUntilItIsRemoved) {
   context().AddBundleListener(&receiver, &Receiver::onBundle);
   auto bundle = install();
   EXPECT_THAT(receiver.journal.take(), ElementsAre("INSTALLED"));
@@ -107,7 +107,7 @@ TEST_F(AMethodListener, HearsOfBundlesUntilItIsRemoved) {
   EXPECT_THAT(receiver.journal.take(), IsEmpty());
 }
 
-TEST_F(AMethodListener, HearsOfTheFrameworkUntilItIsRemoved) {
+TEST_F(AMethodListener, ReceivesFrameworkEventsUntilItIsRemoved) {
   context().AddFrameworkListener(&receiver, &Receiver::onFramework);
   fail();
   EXPECT_THAT(receiver.journal.take(), ElementsAre("ERROR"));
@@ -116,7 +116,7 @@ TEST_F(AMethodListener, HearsOfTheFrameworkUntilItIsRemoved) {
   EXPECT_THAT(receiver.journal.take(), IsEmpty());
 }
 
-TEST_F(AMethodListener, IsWhatTheOldFunctorsMake) {
+TEST_F(AMethodListener, IsMadeByTheOldFunctors) {
   context().AddServiceListener(ServiceListenerMemberFunctor(&receiver, &Receiver::onService));
   context().AddBundleListener(BundleListenerMemberFunctor(&receiver, &Receiver::onBundle));
   context().AddFrameworkListener(BindFrameworkListenerToFunctor(&receiver, &Receiver::onFramework));
@@ -134,7 +134,7 @@ TEST_F(AMethodListener, CannotBeRemovedThroughAStoppedFrameworksContext) {
   EXPECT_THROW(old.AddBundleListener(&receiver, &Receiver::onBundle), IllegalStateException);
 }
 
-TEST_F(AMethodListener, MayBeAFunctionInstead) {
+TEST_F(AMethodListener, MayBeAFunction) {
   callsOfTheFunction = 0;
   context().AddServiceListener(countCalls);
   offer();
@@ -144,9 +144,9 @@ TEST_F(AMethodListener, MayBeAFunctionInstead) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations take one listener for another.
+// In these cases, other implementations mistake one listener for another.
 
-TEST_F(AMethodListener, IsNotAnotherMethodOfTheSameObject) {
+TEST_F(AMethodListener, DiffersFromAnotherMethodOfTheSameObject) {
   context().AddServiceListener(&receiver, &Receiver::onService);
   context().AddServiceListener(&receiver, &Receiver::onServiceToo);
   offer();
@@ -156,7 +156,7 @@ TEST_F(AMethodListener, IsNotAnotherMethodOfTheSameObject) {
   EXPECT_THAT(receiver.journal.take(), ElementsAre("REGISTERED too"));
 }
 
-TEST_F(AMethodListener, MayBeACallableObjectInsteadThatIsKnownByItsType) {
+TEST_F(AMethodListener, MayBeACallableObjectThatIsRemovedByItsType) {
   int first = 0;
   int second = 0;
   const BundleListener countFirst = [&](const BundleEvent&) { ++first; };

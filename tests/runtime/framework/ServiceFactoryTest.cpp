@@ -22,7 +22,7 @@ using testing::IsEmpty;
 
 struct Interface {};
 
-/// Makes what a function gives, and notes the calls.
+/// Returns the object that a function makes, and notes the calls.
 template <class Base>
 struct NotingFactory : Base {
   InterfaceMapConstPtr GetService(const Bundle& bundle, const ServiceRegistrationBase&) override {
@@ -41,7 +41,7 @@ struct NotingFactory : Base {
   std::function<void()> afterUnget = [] {};
 };
 
-/// \return kind and text of the exception that an event carries
+/// Returns the type and the text of an event's exception.
 std::string describe(const std::exception_ptr& throwable) {
   try {
     std::rethrow_exception(throwable);
@@ -55,7 +55,7 @@ std::string describe(const std::exception_ptr& throwable) {
 
 class AServiceFactory : public StartedFramework {
  protected:
-  /// \return where all framework events will be noted as "ERROR bundle: factory exception: text"
+  /// Returns a journal that notes all framework events as "ERROR bundle: factory exception: text".
   Journal noteReports() {
     const Journal journal;
     context().AddFrameworkListener([journal](const FrameworkEvent& event) {
@@ -68,7 +68,7 @@ class AServiceFactory : public StartedFramework {
 
   ServiceRegistration<Interface> add() { return user.RegisterService<Interface>(ToFactory(sut)); }
 
-  /// \return the context of a started bundle without code
+  /// Returns the context of a started bundle without code.
   BundleContext otherBundle() {
     auto bundle = context().InstallBundles(DATA_ONLY_BUNDLE).at(0);
     bundle.Start();
@@ -79,7 +79,7 @@ class AServiceFactory : public StartedFramework {
   BundleContext user = context();
 };
 
-TEST_F(AServiceFactory, IsAskedOncePerBundleWhileTheServiceIsHeld) {
+TEST_F(AServiceFactory, IsCalledOncePerBundleWhileTheServiceIsHeld) {
   const auto reference = add().GetReference();
   auto first = user.GetService(reference);
   auto second = user.GetService(reference);
@@ -96,7 +96,7 @@ TEST_F(AServiceFactory, IsAskedOncePerBundleWhileTheServiceIsHeld) {
   EXPECT_THAT(sut->journal.take(), ElementsAre("get for system_bundle"));
 }
 
-TEST_F(AServiceFactory, IsKnownByTheScopeOfItsService) {
+TEST_F(AServiceFactory, SetsTheScopeOfItsService) {
   const auto reference = add().GetReference();
   EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_BUNDLE);
   EXPECT_THAT(any_cast<std::vector<std::string>>(reference.GetProperty(Constants::OBJECTCLASS)),
@@ -139,7 +139,7 @@ TEST_F(AServiceFactory, IsReportedWithItsOwnTextWhenItThrows) {
   EXPECT_THAT(heard.texts(), ElementsAre("ERROR system_bundle: factory exception: no object today"));
 }
 
-TEST_F(AServiceFactory, IsReportedForTheBundleThatAsked) {
+TEST_F(AServiceFactory, IsReportedForTheBundleThatGetsTheService) {
   auto other = otherBundle();
   const auto heard = noteReports();
   sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("no object today"); };
@@ -147,7 +147,7 @@ TEST_F(AServiceFactory, IsReportedForTheBundleThatAsked) {
   EXPECT_THAT(heard.texts(), ElementsAre("ERROR data.only: factory exception: no object today"));
 }
 
-TEST_F(AServiceFactory, IsWarnedOfWhenItsObjectLacksAnInterface) {
+TEST_F(AServiceFactory, IsReportedAsAWarningIfItsObjectLacksAnInterface) {
   struct Other {};
   auto other = otherBundle();
   const auto heard = noteReports();
@@ -156,7 +156,7 @@ TEST_F(AServiceFactory, IsWarnedOfWhenItsObjectLacksAnInterface) {
   EXPECT_THAT(heard.texts(), ElementsAre(testing::StartsWith("WARNING data.only: logic error:")));
 }
 
-TEST_F(AServiceFactory, PassesOnThatABundleCannotBeLoaded) {
+TEST_F(AServiceFactory, PropagatesThatABundleCannotBeLoaded) {
   auto other = otherBundle();
   Journal errors;
   noteFrameworkEvents(errors);
@@ -178,7 +178,7 @@ TEST_F(AServiceFactory, IsReportedWhenItThrowsOnGettingItsObjectBack) {
   EXPECT_THAT(heard.texts(), ElementsAre("ERROR data.only: factory exception: keep it"));
 }
 
-TEST_F(AServiceFactory, MayBeAskedAgainAfterItThrew) {
+TEST_F(AServiceFactory, MayBeCalledAgainAfterItThrew) {
   const auto good = sut->make;
   sut->make = []() -> InterfaceMapConstPtr { throw std::runtime_error("not yet"); };
   const auto reference = add().GetReference();
@@ -187,7 +187,7 @@ TEST_F(AServiceFactory, MayBeAskedAgainAfterItThrew) {
   EXPECT_TRUE(user.GetService(reference));
 }
 
-TEST_F(AServiceFactory, IsReportedWhenItGivesNothing) {
+TEST_F(AServiceFactory, IsReportedWhenItReturnsNoObject) {
   auto other = otherBundle();
   const auto heard = noteReports();
   sut->make = [] { return InterfaceMapConstPtr(); };
@@ -207,7 +207,7 @@ class APrototypeServiceFactory : public AServiceFactory {
       std::make_shared<NotingFactory<PrototypeServiceFactory>>();
 };
 
-TEST_F(APrototypeServiceFactory, IsAskedForEachObject) {
+TEST_F(APrototypeServiceFactory, IsCalledForEachObject) {
   const auto reference = user.RegisterService<Interface>(ToFactory(prototypes)).GetReference();
   EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_PROTOTYPE);
   const auto objects = user.GetServiceObjects(reference);
@@ -219,15 +219,15 @@ TEST_F(APrototypeServiceFactory, IsAskedForEachObject) {
               ElementsAre("get for system_bundle", "get for system_bundle", "unget for system_bundle"));
 }
 
-TEST_F(APrototypeServiceFactory, IsAskedOncePerBundleWithoutServiceObjects) {
+TEST_F(APrototypeServiceFactory, IsCalledOncePerBundleWithoutServiceObjects) {
   const auto reference = user.RegisterService<Interface>(ToFactory(prototypes)).GetReference();
   EXPECT_EQ(user.GetService(reference), user.GetService(reference));
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// What others leave open.
+// In these cases, the behaviour of other implementations is undefined.
 
-TEST_F(AServiceFactory, IsReportedWhenItAsksForItsOwnService) {
+TEST_F(AServiceFactory, IsReportedWhenItGetsItsOwnService) {
   Journal errors;
   noteFrameworkEvents(errors);
   const auto reference = add().GetReference();
@@ -240,7 +240,7 @@ TEST_F(AServiceFactory, IsReportedWhenItAsksForItsOwnService) {
   EXPECT_THAT(errors.texts(), ElementsAre(HasSubstr("just making")));
 }
 
-TEST_F(AServiceFactory, IsAskedOnceByThreadsThatNeedItsObjectAtTheSameTime) {
+TEST_F(AServiceFactory, IsCalledOnceByThreadsThatNeedItsObjectAtTheSameTime) {
   Gate making;
   Gate mayMake;
   const auto good = sut->make;
@@ -262,7 +262,7 @@ TEST_F(AServiceFactory, IsAskedOnceByThreadsThatNeedItsObjectAtTheSameTime) {
   EXPECT_EQ(sut->journal.texts().size(), 1u);
 }
 
-TEST_F(AServiceFactory, GetsBackWhatItMadeForAServiceThatWentAwayMeanwhile) {
+TEST_F(AServiceFactory, GetsItsObjectBackIfTheServiceIsUnregisteredMeanwhile) {
   auto registration = add();
   const auto reference = registration.GetReference();
   const auto good = sut->make;

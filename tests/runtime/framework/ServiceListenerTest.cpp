@@ -40,7 +40,7 @@ class AServiceListener : public StartedFramework {
   Journal journal;
 };
 
-TEST_F(AServiceListener, HearsOfEachStepInAServicesLife) {
+TEST_F(AServiceListener, IsCalledForEachChangeOfAService) {
   sut.AddServiceListener(noting(journal));
   auto registration = add();
   registration.SetProperties({{"key", 1}});
@@ -56,7 +56,7 @@ TEST_F(AServiceListener, IsCalledByTheThreadThatChangesTheService) {
   EXPECT_EQ(called, std::this_thread::get_id());
 }
 
-TEST_F(AServiceListener, HearsOnlyOfServicesThatMatchItsFilter) {
+TEST_F(AServiceListener, IsCalledOnlyForServicesThatMatchItsFilter) {
   sut.AddServiceListener(noting(journal), "(colour=red)");
   auto registration = add({{"colour", std::string("blue")}});
   EXPECT_THAT(journal.take(), IsEmpty());
@@ -69,7 +69,7 @@ TEST_F(AServiceListener, HearsOnlyOfServicesThatMatchItsFilter) {
   EXPECT_THAT(journal.take(), IsEmpty());
 }
 
-TEST_F(AServiceListener, HearsOfOneInterfaceThroughItsFilter) {
+TEST_F(AServiceListener, MaySelectOneInterfaceByItsFilter) {
   struct Other {};
   sut.AddServiceListener(noting(journal), "(objectclass=" + us_service_interface_iid<Interface>() + ")");
   (void)sut.RegisterService<Other>(std::make_shared<Other>());
@@ -101,7 +101,7 @@ TEST_F(AServiceListener, FindsTheServiceStillUsableWhenItIsUnregistered) {
   EXPECT_FALSE(reference);
 }
 
-TEST_F(AServiceListener, KeepsNoOtherThreadThatUnregistersTheServiceWaiting) {
+TEST_F(AServiceListener, DoesNotBlockAnotherThreadThatUnregistersTheService) {
   Gate hearing;
   Gate mayReturn;
   auto registration = add();
@@ -167,7 +167,7 @@ TEST_F(AServiceListener, MayRemoveItself) {
   EXPECT_EQ(calls, 1);
 }
 
-TEST_F(AServiceListener, IsNotAmongThoseThatADefaultOrMovedTokenRemoves) {
+TEST_F(AServiceListener, IsNotRemovedByADefaultOrMovedToken) {
   sut.AddServiceListener(noting(journal));
   sut.RemoveListener(ListenerToken());
   auto token = sut.AddServiceListener([](const ServiceEvent&) {});
@@ -193,7 +193,7 @@ TEST_F(AServiceListener, IsReportedWhenItThrowsAndOthersAreCalled) {
   EXPECT_THAT(errors.texts(), ElementsAre(error, error, error));
 }
 
-TEST_F(AServiceListener, SeesItsExceptionInTheReport) {
+TEST_F(AServiceListener, HasItsExceptionInTheReport) {
   std::string reported;
   sut.AddFrameworkListener([&](const FrameworkEvent& event) {
     reported = messageOf<std::runtime_error>([&] { std::rethrow_exception(event.GetThrowable()); });
@@ -203,7 +203,7 @@ TEST_F(AServiceListener, SeesItsExceptionInTheReport) {
   EXPECT_EQ(reported, "mine");
 }
 
-TEST_F(AServiceListener, MayBeNamedByAMovedTokenOnly) {
+TEST_F(AServiceListener, IsRemovedByTheTokenThatWasMovedTo) {
   static_assert(!std::is_copy_constructible_v<ListenerToken> && std::is_nothrow_move_constructible_v<ListenerToken>);
   auto token = sut.AddServiceListener(noting(journal));
   const auto moved = std::move(token);

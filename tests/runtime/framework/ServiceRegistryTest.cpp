@@ -83,7 +83,7 @@ TEST_F(AServiceRegistry, FindsAServiceByEachOfItsInterfaces) {
   EXPECT_EQ(registration.GetReference<Other>().GetInterfaceId(), "registrytest::Other");
 }
 
-TEST_F(AServiceRegistry, FindsNothingForAnInterfaceNobodyOffers) {
+TEST_F(AServiceRegistry, FindsNothingForAnUnknownInterface) {
   EXPECT_FALSE(sut.GetServiceReference<Interface>());
   EXPECT_THAT(sut.GetServiceReferences<Interface>(), IsEmpty());
 }
@@ -94,7 +94,7 @@ TEST_F(AServiceRegistry, DropsTheGlobalScopeOfALookedUpName) {
   EXPECT_FALSE(sut.GetServiceReference("registrytest::interface"));
 }
 
-TEST_F(AServiceRegistry, AnswersTheHighestRankingServiceFirst) {
+TEST_F(AServiceRegistry, ReturnsTheServiceWithTheHighestRankingFirst) {
   add({{"number", 1}, {Constants::SERVICE_RANKING, 5}});
   add({{"number", 2}});
   add({{"number", 3}, {Constants::SERVICE_RANKING, 10}});
@@ -104,7 +104,7 @@ TEST_F(AServiceRegistry, AnswersTheHighestRankingServiceFirst) {
   EXPECT_EQ(any_cast<int>(sut.GetServiceReference<Interface>().GetProperty("number")), 3);
 }
 
-TEST_F(AServiceRegistry, FollowsARankingThatChanges) {
+TEST_F(AServiceRegistry, ReordersServicesWhenARankingChanges) {
   auto first = add({{"number", 1}});
   add({{"number", 2}});
   auto third = add({{"number", 3}});
@@ -167,7 +167,7 @@ TEST_F(AServiceRegistry, FiltersByProperties) {
   EXPECT_THAT(sut.GetServiceReferences<Interface>("(colour=green)"), IsEmpty());
 }
 
-TEST_F(AServiceRegistry, RefusesABadFilterOnlyIfThereIsSomethingToFilter) {
+TEST_F(AServiceRegistry, RefusesABadFilterOnlyIfThereAreServices) {
   EXPECT_THAT(sut.GetServiceReferences<Interface>("("), IsEmpty());
   const auto registration = add();
   EXPECT_THROW(sut.GetServiceReferences<Interface>("("), std::invalid_argument);
@@ -222,7 +222,7 @@ TEST_F(AServiceRegistry, RefusesKeysThatDifferOnlyInCase) {
   EXPECT_FALSE(sut.GetServiceReference<Interface>());
 }
 
-TEST_F(AServiceRegistry, KeepsGivenPropertiesThatAreItsOwnUntilThePropertiesAreSet) {
+TEST_F(AServiceRegistry, KeepsGivenPropertiesOfItsOwnNamesUntilTheyAreSet) {
   const std::vector<std::string> classes{"registrytest::Interface", "another"};
   const ServiceProperties given{{Constants::SERVICE_ID, 123456L},
                                 {Constants::SERVICE_SCOPE, Constants::SCOPE_PROTOTYPE},
@@ -258,7 +258,7 @@ TEST_F(AServiceRegistry, ReplacesPropertiesWhenTheyAreSet) {
   EXPECT_THAT(reference.GetPropertyKeys(), UnorderedElementsAre("new", "objectclass", "service.id", "service.scope"));
 }
 
-TEST_F(AServiceRegistry, TakesAnUnregisteredServiceOutOfTheLookUp) {
+TEST_F(AServiceRegistry, DoesNotFindAnUnregisteredService) {
   auto registration = add({{"key", 1}});
   const auto reference = registration.GetReference();
   EXPECT_EQ(reference.GetBundle(), framework);
@@ -274,7 +274,7 @@ TEST_F(AServiceRegistry, TakesAnUnregisteredServiceOutOfTheLookUp) {
   EXPECT_EQ(std::hash<ServiceReference<Interface>>()(reference), std::hash<ServiceReference<Interface>>()(reference));
 }
 
-TEST_F(AServiceRegistry, LetsGoOfAnUnregisteredImplementation) {
+TEST_F(AServiceRegistry, ReleasesAnUnregisteredImplementation) {
   auto implementation = std::make_shared<Interface>();
   const std::weak_ptr<Interface> watch = implementation;
   auto registration = sut.RegisterService<Interface>(std::move(implementation));
@@ -299,7 +299,7 @@ TEST_F(AServiceRegistry, KeepsARegistrationTrueAfterUnregister) {
   EXPECT_EQ(messageOf<std::logic_error>([&] { registration.Unregister(); }), "ServiceRegistrationBase object invalid");
 }
 
-TEST_F(AServiceRegistry, PrintsAReferenceToNoServiceAsInvalid) {
+TEST_F(AServiceRegistry, PrintsAnEmptyReferenceAsInvalid) {
   const auto text = [](const ServiceReferenceBase& reference) {
     std::ostringstream out;
     out << reference;
@@ -317,7 +317,7 @@ TEST(ADefaultRegistration, IsFalse) {
   EXPECT_FALSE(ServiceRegistration<Interface>());
 }
 
-TEST_F(AServiceRegistry, KeepsAServiceWhoseRegistrationIsGone) {
+TEST_F(AServiceRegistry, KeepsAServiceWhoseRegistrationIsDestroyed) {
   auto registration = add();
   registration = nullptr;
   EXPECT_TRUE(sut.GetServiceReference<Interface>());
@@ -337,7 +337,7 @@ TEST_F(AServiceRegistry, CountsABundleAsUserWhileItHoldsTheService) {
   EXPECT_THAT(reference.GetUsingBundles(), IsEmpty());
 }
 
-TEST_F(AServiceRegistry, RefusesToGetAServiceThatIsNotThere) {
+TEST_F(AServiceRegistry, RefusesToGetAnUnregisteredService) {
   const std::string expected = "Default constructed ServiceReference is not a valid input to GetService()";
   EXPECT_EQ(messageOf<std::invalid_argument>([&] { sut.GetService(ServiceReference<Interface>()); }), expected);
   auto registration = add();
@@ -348,7 +348,7 @@ TEST_F(AServiceRegistry, RefusesToGetAServiceThatIsNotThere) {
             "The service reference is invalid");
 }
 
-TEST_F(AServiceRegistry, GivesNoObjectsOfAServiceThatWentAway) {
+TEST_F(AServiceRegistry, ReturnsNoObjectsOfAnUnregisteredService) {
   auto registration = add();
   const auto objects = sut.GetServiceObjects(registration.GetReference());
   EXPECT_TRUE(objects.GetService());
@@ -356,14 +356,14 @@ TEST_F(AServiceRegistry, GivesNoObjectsOfAServiceThatWentAway) {
   EXPECT_FALSE(objects.GetService());
 }
 
-TEST_F(AServiceRegistry, GivesNoObjectsThroughAStoppedContext) {
+TEST_F(AServiceRegistry, ReturnsNoObjectsThroughAStoppedContext) {
   const auto registration = add();
   const auto objects = sut.GetServiceObjects(registration.GetReference());
   stopAndWait(framework);
   EXPECT_THROW(objects.GetService(), IllegalStateException);
 }
 
-TEST_F(AServiceRegistry, GivesAllInterfacesOfAServiceAtOnce) {
+TEST_F(AServiceRegistry, ReturnsAllInterfacesOfAServiceAtOnce) {
   const auto both = std::make_shared<Both>();
   const ServiceReferenceU reference = sut.RegisterService<Interface, Other>(both).GetReference();
   const auto interfaces = sut.GetService(reference);
@@ -372,7 +372,7 @@ TEST_F(AServiceRegistry, GivesAllInterfacesOfAServiceAtOnce) {
   EXPECT_FALSE(ExtractInterface(interfaces, "nobody"));
 }
 
-TEST_F(AServiceRegistry, KnowsWhichReferenceAServiceCameFrom) {
+TEST_F(AServiceRegistry, ReturnsTheReferenceThatAServiceWasGotWith) {
   const auto reference = add().GetReference();
   const auto service = sut.GetService(reference);
   EXPECT_EQ(ServiceReferenceFromService(service), reference);
@@ -404,7 +404,7 @@ TEST_F(AServiceRegistry, GivesRegistrationsAHashAndAnOrder) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to crash or to lose track.
+// In these cases, other implementations are known to crash or to corrupt their state.
 
 TEST_F(AServiceRegistry, RefusesPropertiesOfTheWrongTypeBeforeItRegistersAnything) {
   const ServiceProperties wrong[] = {{{Constants::SERVICE_RANKING, 1L}},
@@ -417,7 +417,7 @@ TEST_F(AServiceRegistry, RefusesPropertiesOfTheWrongTypeBeforeItRegistersAnythin
   EXPECT_THAT(sut.GetServiceReferences(""), IsEmpty());
 }
 
-TEST_F(AServiceRegistry, KeepsTrackOfAServiceThatClaimsForeignClasses) {
+TEST_F(AServiceRegistry, ToleratesAServiceThatClaimsForeignClasses) {
   auto registration = add({{Constants::OBJECTCLASS, std::vector<std::string>{"foreign"}}});
   EXPECT_TRUE(sut.GetServiceReference<Interface>());
   EXPECT_FALSE(sut.GetServiceReference("foreign"));
@@ -427,7 +427,7 @@ TEST_F(AServiceRegistry, KeepsTrackOfAServiceThatClaimsForeignClasses) {
   EXPECT_TRUE(sut.GetServiceReference<Interface>());
 }
 
-TEST(ADefaultReference, GivesEmptyAnswers) {
+TEST(ADefaultReference, ReturnsEmptyResults) {
   const ServiceReferenceU sut;
   EXPECT_FALSE(sut);
   EXPECT_TRUE(sut.GetProperty("key").Empty());

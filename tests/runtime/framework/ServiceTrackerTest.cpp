@@ -28,7 +28,7 @@ using testing::IsEmpty;
 using trackertest::Interface;
 using trackertest::Other;
 
-/// Makes a text of each service and notes what becomes of it.
+/// Keeps a text for each service and notes the service's changes.
 struct NotingCustomizer : ServiceTrackerCustomizer<Interface, std::string> {
   std::shared_ptr<std::string> AddingService(const ServiceReference<Interface>& reference) override {
     const auto name = any_cast<std::string>(reference.GetProperty("name"));
@@ -62,7 +62,7 @@ TEST_F(AServiceTracker, TracksNothingBeforeItIsOpened) {
   EXPECT_FALSE(sut.GetService());
 }
 
-TEST_F(AServiceTracker, TracksServicesThatAreThereAndThoseThatCome) {
+TEST_F(AServiceTracker, TracksExistingAndNewServices) {
   const auto first = add("one");
   ServiceTracker<Interface> sut(context());
   sut.Open();
@@ -78,7 +78,7 @@ TEST_F(AServiceTracker, TracksServicesThatAreThereAndThoseThatCome) {
   EXPECT_EQ(sut.GetService()->value, 0);
 }
 
-TEST_F(AServiceTracker, TellsItsCustomizerOfEachStep) {
+TEST_F(AServiceTracker, CallsItsCustomizerForEachChange) {
   NotingCustomizer customizer;
   ServiceTracker<Interface, std::string> sut(context(), &customizer);
   auto early = add("early");
@@ -91,7 +91,7 @@ TEST_F(AServiceTracker, TellsItsCustomizerOfEachStep) {
               ElementsAre("adding early", "adding late", "modified late", "removed early", "removed late"));
 }
 
-TEST_F(AServiceTracker, LeavesOutWhatItsCustomizerDoesNotWant) {
+TEST_F(AServiceTracker, IgnoresServicesThatItsCustomizerRefuses) {
   NotingCustomizer customizer;
   ServiceTracker<Interface, std::string> sut(context(), &customizer);
   sut.Open();
@@ -127,7 +127,7 @@ TEST_F(AServiceTracker, TracksOneServiceByItsReference) {
   EXPECT_TRUE(sut.IsEmpty());
 }
 
-TEST_F(AServiceTracker, LeavesOutServicesThatMatchItsFilterWithoutItsInterface) {
+TEST_F(AServiceTracker, IgnoresServicesThatMatchItsFilterWithoutItsInterface) {
   NotingCustomizer customizer;
   ServiceTracker<Interface, std::string> sut(context(), LDAPFilter("(name=*)"), &customizer);
   auto early = context().RegisterService<Other>(std::make_shared<Other>(), {{"name", std::string("early other")}});
@@ -151,7 +151,7 @@ TEST_F(AServiceTracker, KeepsTheInterfaceOfTheReferenceThatItTracks) {
   EXPECT_TRUE(sut.GetService(reference));
 }
 
-TEST_F(AServiceTracker, TracksNothingByAReferenceToAServiceThatIsGone) {
+TEST_F(AServiceTracker, TracksNothingByAReferenceToAnUnregisteredService) {
   auto registration = add("one");
   const auto reference = registration.GetReference();
   registration.Unregister();
@@ -187,7 +187,7 @@ TEST_F(AServiceTracker, ForgetsAServiceOnRequest) {
   EXPECT_TRUE(sut.IsEmpty());
 }
 
-TEST_F(AServiceTracker, GivesAllItTracks) {
+TEST_F(AServiceTracker, ReturnsAllTrackedServices) {
   const auto registration = add("one");
   ServiceTracker<Interface> sut(context());
   sut.Open();
@@ -219,7 +219,7 @@ TEST_F(AServiceTracker, WaitsForAService) {
   other.join();
 }
 
-TEST_F(AServiceTracker, GivesUpWaitingWhenTimeRunsOut) {
+TEST_F(AServiceTracker, StopsWaitingAtItsTimeOut) {
   ServiceTracker<Interface> sut(context());
   sut.Open();
   const auto begin = std::chrono::steady_clock::now();
@@ -236,6 +236,17 @@ TEST_F(AServiceTracker, StopsWaitingWhenItIsClosed) {
   other.join();
 }
 
+#ifdef SPF_RUNTIME_BUNDLED
+TEST_F(AServiceTracker, StopsWaitingWhenItsContextBecomesInvalid) {
+  ServiceTracker<Interface> sut(context());
+  sut.Open();
+  std::thread other([&] { stopAndWait(framework); });
+  EXPECT_THROW(sut.WaitForService(patience), std::logic_error);
+  other.join();
+  EXPECT_THROW(sut.WaitForService(), std::logic_error);
+}
+#endif
+
 TEST_F(AServiceTracker, TracksWholeServices) {
   const auto registration = add("one");
   ServiceTracker<void> sut(context(), us_service_interface_iid<Interface>());
@@ -245,7 +256,7 @@ TEST_F(AServiceTracker, TracksWholeServices) {
   EXPECT_TRUE(ExtractInterface<Interface>(interfaces));
 }
 
-TEST_F(AServiceTracker, HasToBeToldTheInterfaceOfWholeServices) {
+TEST_F(AServiceTracker, NeedsTheInterfaceOfWholeServices) {
   EXPECT_THROW(ServiceTracker<void>{context()}, ServiceException);
 }
 
@@ -257,7 +268,7 @@ TEST_F(AServiceTracker, IsHarmlessAfterTheFrameworkStopped) {
   EXPECT_NO_THROW(sut.Close());
 }
 
-TEST_F(AServiceTracker, TracksServicesThatComeAndGoOnOtherThreads) {
+TEST_F(AServiceTracker, TracksServicesThatOtherThreadsRegister) {
   NotingCustomizer customizer;
   ServiceTracker<Interface, std::string> sut(context(), &customizer);
   std::vector<std::thread> threads;
@@ -281,7 +292,7 @@ TEST_F(AServiceTracker, TracksServicesThatComeAndGoOnOtherThreads) {
   EXPECT_TRUE(sut.IsEmpty());
   int balance = 0;
   for (const auto& text : customizer.journal.texts()) {
-    // A service that is found at the opening may be reported as modified when its registration is heard of.
+    // A service that Open() finds may be reported as modified when the event of its registration arrives.
     balance += text.rfind("adding", 0) == 0 ? 1 : text.rfind("removed", 0) == 0 ? -1 : 0;
   }
   EXPECT_EQ(balance, 0);

@@ -36,7 +36,7 @@ class ABusyServiceRegistry : public StartedFramework {
   }
 };
 
-TEST_F(ABusyServiceRegistry, SurvivesManyThreadsThatRegisterFindGetListenAndUnregister) {
+TEST_F(ABusyServiceRegistry, AllowsManyThreadsThatRegisterFindGetAndUnregister) {
   constexpr int rounds = 200;
   std::atomic<int> registered{0};
   std::atomic<int> unregistered{0};
@@ -54,7 +54,7 @@ TEST_F(ABusyServiceRegistry, SurvivesManyThreadsThatRegisterFindGetListenAndUnre
       const auto mine = sut.GetServiceReferences<Interface>("(thread=" + std::to_string(thread) + ")");
       ASSERT_EQ(mine.size(), 1u);
       EXPECT_EQ(sut.GetService(mine[0])->value, thread);
-      // Somebody else's service may go away at any moment.
+      // Another thread's service may be unregistered at any moment.
       try {
         if (const auto found = sut.GetService(sut.GetServiceReference<Interface>())) {
           EXPECT_LT(found->value, 8);
@@ -70,7 +70,7 @@ TEST_F(ABusyServiceRegistry, SurvivesManyThreadsThatRegisterFindGetListenAndUnre
   EXPECT_TRUE(framework.GetBundleContext().GetServiceReferences("").empty());
 }
 
-TEST_F(ABusyServiceRegistry, UnregistersOnceHoweverManyThreadsTry) {
+TEST_F(ABusyServiceRegistry, UnregistersAServiceOnceIfManyThreadsTry) {
   for (int round = 0; round < 50; ++round) {
     auto registration = context().RegisterService<Interface>(std::make_shared<Interface>());
     std::atomic<int> events{0};
@@ -108,7 +108,7 @@ TEST_F(ABusyServiceRegistry, MayBeUsedWhileTheFrameworkStops) {
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-// Where other implementations are known to crash.
+// In these cases, other implementations are known to crash.
 
 TEST_F(ABusyServiceRegistry, KeepsItsOrderWhileRankingsChange) {
   std::vector<ServiceRegistration<Interface>> registrations;

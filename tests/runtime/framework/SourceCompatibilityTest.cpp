@@ -3,14 +3,14 @@
 
 #include <string>
 
-// Each is in a file of its own, which includes the header of its name only.
+// Each function is in a file of its own, which includes only the header of its name.
 std::string textThroughAny();
 bool opensFileThroughBundleResourceStream(const char* name);
 int countThroughServiceReferenceBase();
 
 namespace {
 
-TEST(AHeader, BringsTheStandardHeadersThatProgramsRelyOn) {
+TEST(AHeader, IncludesTheStandardHeadersThatProgramsRelyOn) {
   EXPECT_EQ(textThroughAny(), "  7100");
   EXPECT_TRUE(opensFileThroughBundleResourceStream("/dev/null"));
   EXPECT_EQ(countThroughServiceReferenceBase(), 1);

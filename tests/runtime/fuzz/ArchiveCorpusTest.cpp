@@ -2,7 +2,7 @@
 
 namespace spf::test {
 
-TEST(TheArchiveCorpus, IsTakenWithoutHarm) {
+TEST(TheArchiveCorpus, IsReadSafely) {
   replay(SPF_CORPUS);
 }
 

@@ -2,7 +2,7 @@
 
 namespace spf::test {
 
-TEST(TheFilterCorpus, IsTakenWithoutHarm) {
+TEST(TheFilterCorpus, IsReadSafely) {
   replay(SPF_CORPUS);
 }
 

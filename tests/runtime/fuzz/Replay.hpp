@@ -12,8 +12,8 @@
 
 namespace spf::test {
 
-/// Gives the target that is linked in every file of a folder, whole and cut off at every length. A target that is
-/// not content ends the process.
+/// Passes every file of a folder to the linked target, whole and cut off at every length. A target that finds a fault
+/// ends the process.
 inline void replay(const std::filesystem::path& folder) {
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {

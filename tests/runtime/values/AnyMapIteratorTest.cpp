@@ -23,7 +23,7 @@ INSTANTIATE_TEST_SUITE_P(OfEachTypeOfMap, AnIterator,
 TEST_P(AnIterator, VisitsEveryEntryOnce) {
   std::string keys;
   int sum = 0;
-  for (auto const& [key, value] : map) {
+  for (const auto& [key, value] : map) {
     keys += key;
     sum += any_cast<int>(value);
   }
@@ -40,15 +40,15 @@ TEST_P(AnIterator, LetsValuesBeChanged) {
   map.begin()->second = std::string("first");
 
   EXPECT_EQ(map.begin()->second, std::string("first"));
-  EXPECT_EQ(std::count_if(map.cbegin(), map.cend(), [](auto const& entry) { return entry.second == entry.first; }), 2);
+  EXPECT_EQ(std::count_if(map.cbegin(), map.cend(), [](const auto& entry) { return entry.second == entry.first; }), 2);
 }
 
 TEST_P(AnIterator, StepsBeforeOrAfterItIsRead) {
   auto sut = map.begin();
-  auto const first = sut->first;
+  const auto first = sut->first;
   EXPECT_EQ((sut++)->first, first);
   EXPECT_NE(sut->first, first);
-  auto const second = sut->first;
+  const auto second = sut->first;
   EXPECT_NE((++sut)->first, second);
   EXPECT_TRUE(++sut == map.end());
 
@@ -58,7 +58,7 @@ TEST_P(AnIterator, StepsBeforeOrAfterItIsRead) {
   EXPECT_TRUE(++ ++constant == map.cend());
 }
 
-TEST_P(AnIterator, BecomesOneThatMayOnlyRead) {
+TEST_P(AnIterator, ConvertsToAConstantOne) {
   AnyMap::const_iterator sut = map.begin();
   EXPECT_TRUE(sut == map.cbegin());
   sut = map.end();
@@ -67,7 +67,7 @@ TEST_P(AnIterator, BecomesOneThatMayOnlyRead) {
 }
 
 TEST_P(AnIterator, IsCopiedIndependently) {
-  auto const sut = map.cbegin();
+  const auto sut = map.cbegin();
   auto copy = sut;
   ++copy;
 
@@ -77,7 +77,7 @@ TEST_P(AnIterator, IsCopiedIndependently) {
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_P(AnIterator, MayBeAssigned) {
   AnyMap::iterator sut;
-  auto const begin = map.begin();
+  const auto begin = map.begin();
   sut = begin;
   EXPECT_TRUE(sut == begin);
   auto& same = sut;
@@ -94,9 +94,9 @@ TEST(ADefaultIterator, EqualsAnother) {
   EXPECT_TRUE(AnyMap::const_iterator() == AnyMap::const_iterator());
 }
 
-TEST(ADefaultIterator, RefusesToBeUsed) {
-  auto const cannotRead = testing::ThrowsMessage<std::logic_error>("cannot dereference an invalid iterator");
-  auto const cannotStep = testing::ThrowsMessage<std::logic_error>("cannot increment an invalid iterator");
+TEST(ADefaultIterator, RefusesEveryUse) {
+  const auto cannotRead = testing::ThrowsMessage<std::logic_error>("cannot dereference an invalid iterator");
+  const auto cannotStep = testing::ThrowsMessage<std::logic_error>("cannot increment an invalid iterator");
 
   EXPECT_THAT([] { *AnyMap::iterator(); }, cannotRead);
   EXPECT_THAT([] { *AnyMap::const_iterator(); }, cannotRead);

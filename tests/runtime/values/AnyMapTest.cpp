@@ -16,15 +16,15 @@ using cppmicroservices::any_cast;
 using cppmicroservices::any_map;
 using cppmicroservices::AnyMap;
 
-std::vector<std::string> keysOf(AnyMap const& map) {
+std::vector<std::string> keysOf(const AnyMap& map) {
   std::vector<std::string> keys;
-  for (auto const& [key, value] : map) {
+  for (const auto& [key, value] : map) {
     keys.push_back(key);
   }
   return keys;
 }
 
-/// For what holds of every type of map.
+/// Tests what is true of every type of map.
 class AMap : public testing::TestWithParam<AnyMap::map_type> {
  protected:
   AnyMap make(std::initializer_list<AnyMap::value_type> entries = {}) { return AnyMap(GetParam(), entries); }
@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(OfEachType, AMap,
                                          AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
 
 TEST_P(AMap, IsEmptyAtFirst) {
-  auto const sut = make();
+  const auto sut = make();
 
   EXPECT_EQ(sut.GetType(), GetParam());
   EXPECT_TRUE(sut.empty());
@@ -44,14 +44,14 @@ TEST_P(AMap, IsEmptyAtFirst) {
 }
 
 TEST_P(AMap, TakesTheFirstOfEntriesWithOneKey) {
-  auto const sut = make({{"k", Any(1)}, {"k", Any(2)}});
+  const auto sut = make({{"k", Any(1)}, {"k", Any(2)}});
 
   EXPECT_EQ(sut.size(), 1u);
   EXPECT_EQ(sut.at("k"), 1);
 }
 
-TEST_P(AMap, FindsWhatItHolds) {
-  auto const sut = make({{"k", Any(1)}, {"l", Any(2)}});
+TEST_P(AMap, FindsItsEntries) {
+  const auto sut = make({{"k", Any(1)}, {"l", Any(2)}});
 
   EXPECT_EQ(sut.count("k"), 1u);
   EXPECT_EQ(sut.count("m"), 0u);
@@ -61,9 +61,9 @@ TEST_P(AMap, FindsWhatItHolds) {
 
 TEST_P(AMap, ThrowsForAKeyThatItDoesNotHold) {
   auto sut = make();
-  auto const& constant = sut;
+  const auto& constant = sut;
 
-  auto const says =
+  const auto says =
       testing::ThrowsMessage<std::out_of_range>(GetParam() == AnyMap::ORDERED_MAP ? "map::at" : "unordered_map::at");
 
   EXPECT_THAT([&] { sut.at("k"); }, says);
@@ -89,12 +89,12 @@ TEST_P(AMap, TakesARvalueKeyOnlyForANewEntry) {
   EXPECT_EQ(unknown, "");
 }
 
-TEST_P(AMap, LeavesAnEntryAsItIsWhenItIsInsertedAgain) {
+TEST_P(AMap, LeavesAnEntryUnchangedWhenItIsInsertedAgain) {
   auto sut = make();
-  auto const inserted = sut.insert({"k", Any(1)});
-  auto const again = sut.insert({"k", Any(2)});
-  auto const emplaced = sut.emplace("l", 3);
-  auto const emplacedAgain = sut.emplace(std::string("l"), Any(4));
+  const auto inserted = sut.insert({"k", Any(1)});
+  const auto again = sut.insert({"k", Any(2)});
+  const auto emplaced = sut.emplace("l", 3);
+  const auto emplacedAgain = sut.emplace(std::string("l"), Any(4));
 
   EXPECT_TRUE(inserted.second);
   EXPECT_FALSE(again.second);
@@ -115,7 +115,7 @@ TEST_P(AMap, LetsItsEntriesBeErasedAndCleared) {
 }
 
 TEST_P(AMap, IsCopiedDeeply) {
-  auto const original = make({{"k", Any(make({{"l", Any(1)}}))}});
+  const auto original = make({{"k", Any(make({{"l", Any(1)}}))}});
   auto copy = original;
   cppmicroservices::ref_any_cast<AnyMap>(copy.at("k"))["l"] = 2;
 
@@ -124,7 +124,7 @@ TEST_P(AMap, IsCopiedDeeply) {
 }
 
 TEST_P(AMap, EqualsOneWithTheSameKeysAndValues) {
-  auto const sut = make({{"k", Any(1)}, {"l", Any(std::string("x"))}});
+  const auto sut = make({{"k", Any(1)}, {"l", Any(std::string("x"))}});
 
   EXPECT_TRUE(sut == make({{"l", Any(std::string("x"))}, {"k", Any(1)}}));
   EXPECT_FALSE(sut != sut);
@@ -135,7 +135,7 @@ TEST_P(AMap, EqualsOneWithTheSameKeysAndValues) {
 }
 
 TEST_P(AMap, NeverEqualsOneOfAnotherType) {
-  for (auto const type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
     EXPECT_EQ(make() == AnyMap(type), type == GetParam());
   }
 }
@@ -165,9 +165,9 @@ TEST_P(AMap, MayHoldACopyOfItself) {
 
 TEST_P(AMap, KnowsItsTypeAndMayBeMovedAndAssignedAfterAMove) {
   auto sut = make({{"k", Any(1)}});
-  AnyMap const moved(std::move(sut));
+  const AnyMap moved(std::move(sut));
   EXPECT_EQ(sut.GetType(), GetParam());
-  AnyMap const again(std::move(sut));
+  const AnyMap again(std::move(sut));
   sut = moved;
   EXPECT_EQ(sut, moved);
 }
@@ -175,17 +175,17 @@ TEST_P(AMap, KnowsItsTypeAndMayBeMovedAndAssignedAfterAMove) {
 #ifdef SPF_RUNTIME_BUNDLED
 TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
   auto sut = make({{"k", Any(1)}});
-  AnyMap const moved(std::move(sut));
+  const AnyMap moved(std::move(sut));
   EXPECT_EQ(moved.size(), 1u);
   EXPECT_EQ(sut, make());
   sut["l"] = 2;
   EXPECT_EQ(sut.at("l"), 2);
 
-  Any const holder(std::move(sut));
+  const Any holder(std::move(sut));
   EXPECT_EQ(sut.size(), 0u);
   EXPECT_EQ(sut.count("l"), 0u);
   EXPECT_TRUE(sut.begin() == sut.end());
-  auto const copy = sut;
+  const auto copy = sut;
   EXPECT_EQ(copy.GetType(), GetParam());
 
   AnyMap assigned;
@@ -203,8 +203,8 @@ TEST_P(AMap, SurvivesAMoveToItself) {
   EXPECT_EQ(sut.at("k"), 1);
 }
 
-TEST_P(AMap, IsComparedWithoutHarmWhenAValueIsEmpty) {
-  auto const sut = make({{"k", Any()}});
+TEST_P(AMap, MayBeComparedIfAValueIsEmpty) {
+  const auto sut = make({{"k", Any()}});
 
   EXPECT_FALSE(sut == AnyMap(sut));
   EXPECT_FALSE(sut == make({{"k", Any(1)}}));
@@ -222,15 +222,15 @@ TEST_P(AMap, MayBeAssignedAPartOfItselfDirectly) {
 }
 #endif
 
-TEST(AnAnyMap, IgnoresTheCaseOfKeysUnlessToldOtherwise) {
+TEST(AnAnyMap, IgnoresTheCaseOfKeysByDefault) {
   EXPECT_EQ(AnyMap().GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
   EXPECT_EQ((AnyMap{{"k", Any(1)}, {"l", Any(2)}}).GetType(), AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
 }
 
 TEST(AnAnyMap, TakesItsTypeFromTheMapItIsMadeOf) {
-  AnyMap::ordered_any_map const ordered{{"k", Any(1)}};
-  AnyMap::unordered_any_map const unordered{{"k", Any(1)}};
-  AnyMap::unordered_any_cimap const caseInsensitive{{"k", Any(1)}};
+  const AnyMap::ordered_any_map ordered{{"k", Any(1)}};
+  const AnyMap::unordered_any_map unordered{{"k", Any(1)}};
+  const AnyMap::unordered_any_cimap caseInsensitive{{"k", Any(1)}};
 
   EXPECT_EQ(AnyMap(ordered), AnyMap(AnyMap::ORDERED_MAP, {{"k", Any(1)}}));
   EXPECT_EQ(AnyMap(unordered), AnyMap(AnyMap::UNORDERED_MAP, {{"k", Any(1)}}));
@@ -248,7 +248,7 @@ TEST(AnAnyMap, NumbersItsTypes) {
 }
 
 template <class Map>
-using Subscribed = decltype(std::declval<Map>()[std::declval<std::string const&>()]);
+using Subscribed = decltype(std::declval<Map>()[std::declval<const std::string&>()]);
 template <class Map>
 using ComparedFromItsEnd = decltype(std::declval<Map&>().end() != std::declval<Map&>().find(std::string()));
 template <class Map>
@@ -272,13 +272,13 @@ inline constexpr bool allows = false;
 template <template <class...> class Use, class Map>
 inline constexpr bool allows<Use, Map, std::void_t<Use<Map>>> = true;
 
-TEST(AnAnyMap, GivesOnlyConstantAccessWhereItFinds) {
+TEST(AnAnyMap, FindsEntriesThatCannotBeChanged) {
   static_assert(std::is_same_v<decltype(std::declval<AnyMap&>().find("")), AnyMap::const_iterator>);
-  static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, AnyMap const&>);
+  static_assert(allows<Subscribed, AnyMap&> && !allows<Subscribed, const AnyMap&>);
   static_assert(allows<ComparedToItsEnd, AnyMap> && !allows<ComparedFromItsEnd, AnyMap>);
 }
 
-TEST(AnAnyMap, LacksWhatOnlyStandardMapsHave) {
+TEST(AnAnyMap, LacksTheMembersOfStandardMapsOnly) {
   using StandardMap = std::map<std::string, Any>;
   static_assert(allows<InsertedOrAssigned, StandardMap> && !allows<InsertedOrAssigned, AnyMap>);
   static_assert(allows<SwappedByItsOwn, StandardMap> && !allows<SwappedByItsOwn, AnyMap>);
@@ -289,11 +289,11 @@ TEST(AnAnyMap, LacksWhatOnlyStandardMapsHave) {
 }
 
 TEST(AnAnyMap, IsNotMadeOfItsBase) {
-  EXPECT_FALSE((std::is_constructible_v<AnyMap, any_map const&>));
+  EXPECT_FALSE((std::is_constructible_v<AnyMap, const any_map&>));
 }
 
 TEST(AnAnyMap, IsOrderedByBytes) {
-  AnyMap const sut(AnyMap::ORDERED_MAP, {{"a", Any(1)}, {"B", Any(1)}, {"", Any(1)}, {"\xc3\xa4", Any(1)}});
+  const AnyMap sut(AnyMap::ORDERED_MAP, {{"a", Any(1)}, {"B", Any(1)}, {"", Any(1)}, {"\xc3\xa4", Any(1)}});
 
   EXPECT_THAT(keysOf(sut), testing::ElementsAre("", "B", "a", "\xc3\xa4"));
 }
@@ -323,13 +323,13 @@ TEST(AnAnyMap, FoldsEveryLetterAtEveryPlace) {
       sut[key] = 1;
       std::string other = key;
       other[place] = static_cast<char>(c ^ 0x20);
-      bool const isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+      const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
       ASSERT_EQ(sut.count(other), isLetter ? 1u : 0u) << "byte " << c << " at " << place;
     }
   }
 }
 
-TEST(AnAnyMap, KeepsTheFirstSpellingOfAKey) {
+TEST(AnAnyMap, KeepsTheFirstCaseVariantOfAKey) {
   AnyMap sut;
   sut["Key"] = 1;
   sut["KEY"] = 2;
@@ -341,7 +341,7 @@ TEST(AnAnyMap, KeepsTheFirstSpellingOfAKey) {
 }
 
 TEST(AnAnyMap, TakesTheFirstOfEntriesWhoseKeysDifferInCase) {
-  AnyMap const sut{{"Key", Any(1)}, {"KEY", Any(2)}};
+  const AnyMap sut{{"Key", Any(1)}, {"KEY", Any(2)}};
 
   EXPECT_THAT(keysOf(sut), testing::ElementsAre("Key"));
   EXPECT_EQ(sut.at("key"), 1);

@@ -27,23 +27,23 @@ struct Transfers {
   int moves = 0;
 };
 
-/// Counts its copies and moves; without `==`.
+/// Counts its copies and moves; has no `==`.
 struct Counted {
   explicit Counted(Transfers& count) : transfers(&count) {}
-  Counted(Counted const& other) : transfers(other.transfers) { ++transfers->copies; }
+  Counted(const Counted& other) : transfers(other.transfers) { ++transfers->copies; }
   Counted(Counted&& other) noexcept : transfers(other.transfers) { ++transfers->moves; }
 
   Transfers* transfers;
 };
 
-std::ostream& operator<<(std::ostream& out, Counted const&) {
+std::ostream& operator<<(std::ostream& out, const Counted&) {
   return out << "counted";
 }
 
-/// Small, but its move might throw.
+/// Is small, but its move may throw.
 struct Throwing {
   explicit Throwing(int v) : value(v) {}
-  Throwing(Throwing const& other) : value(other.value) {
+  Throwing(const Throwing& other) : value(other.value) {
     if (value < 0) {
       throw 5;
     }
@@ -52,24 +52,24 @@ struct Throwing {
   int value;
 };
 
-std::ostream& operator<<(std::ostream& out, Throwing const&) {
+std::ostream& operator<<(std::ostream& out, const Throwing&) {
   return out;
 }
 
 TEST(AnAny, IsEmptyAtFirst) {
-  Any const sut;
+  const Any sut;
 
   EXPECT_TRUE(sut.Empty());
   EXPECT_TRUE(sut.Type() == typeid(void));
 }
 
 TEST(AnAny, HoldsTheDecayedType) {
-  std::string const text = "x";
+  const std::string text = "x";
   std::string& reference = const_cast<std::string&>(text);
 
   EXPECT_TRUE(Any(text).Type() == typeid(std::string));
   EXPECT_TRUE(Any(reference).Type() == typeid(std::string));
-  EXPECT_TRUE(Any(static_cast<char const*>("x")).Type() == typeid(char const*));
+  EXPECT_TRUE(Any(static_cast<const char*>("x")).Type() == typeid(const char*));
 }
 
 TEST(AnAny, HoldsEverythingThatCanBeCopiedAndStreamed) {
@@ -85,7 +85,7 @@ TEST(AnAny, HoldsEverythingThatCanBeCopiedAndStreamed) {
 
 TEST(AnAny, CopiesAnotherOneInsteadOfHoldingIt) {
   Any original = 5;
-  Any const copy(original);
+  const Any copy(original);
   Any assigned;
   assigned = original;
 
@@ -94,7 +94,7 @@ TEST(AnAny, CopiesAnotherOneInsteadOfHoldingIt) {
 }
 
 TEST(AnAny, HasAValueOfItsOwnInEachCopy) {
-  Any const original = std::vector<Any>{Any(1)};
+  const Any original = std::vector<Any>{Any(1)};
   Any copy = original;
   ref_any_cast<std::vector<Any>>(copy).front() = 2;
 
@@ -108,7 +108,7 @@ TEST(AnAny, CopiesItsValueOnlyWhenItIsCopied) {
   sut = std::move(moved);
   EXPECT_EQ(transfers.copies, 0);
 
-  Any const copy = sut;
+  const Any copy = sut;
   EXPECT_EQ(transfers.copies, 1);
 }
 
@@ -129,15 +129,15 @@ TEST(AnAny, LeavesItsValueAloneWhenItIsMoved) {
   EXPECT_EQ(transfers.moves, 0);
 }
 
-/// \return whether a move leaves the value where it was
+/// Returns whether a move leaves the value in its place.
 template <class T>
 bool staysWhenMoved(T value) {
   Any sut = std::move(value);
-  auto const* const before = any_cast<T>(&sut);
-  Any const constructed = std::move(sut);
+  const auto* const before = any_cast<T>(&sut);
+  const Any constructed = std::move(sut);
   Any assigned;
   assigned = Any(constructed);
-  auto const* const assignedBefore = any_cast<T>(&assigned);
+  const auto* const assignedBefore = any_cast<T>(&assigned);
   sut = std::move(assigned);
   return any_cast<T>(&constructed) == before && any_cast<T>(&sut) == assignedBefore;
 }
@@ -154,7 +154,7 @@ TEST(AnAny, LeavesItsValueWhereItWasWhenItIsMoved) {
 
 TEST(AnAny, IsEmptyAndUsableAfterAMove) {
   for (Any sut : {Any(1), Any(std::string(100, 'x')), Any(std::string("x")), Any(AnyMap())}) {
-    Any const moved = std::move(sut);
+    const Any moved = std::move(sut);
     EXPECT_FALSE(moved.Empty());
     EXPECT_TRUE(sut.Empty());
     EXPECT_TRUE(sut.Type() == typeid(void));
@@ -195,16 +195,16 @@ TEST(AnAny, ExchangesItsValueWithAnother) {
 
 TEST(AnAny, KeepsItsValueIfAnAssignmentThrows) {
   Any sut = 1;
-  Throwing const bad(-1);
+  const Throwing bad(-1);
 
   EXPECT_THROW(sut = bad, int);
   EXPECT_EQ(sut, 1);
-  Any const holder = Throwing(5);
+  const Any holder = Throwing(5);
   EXPECT_EQ(ref_any_cast<Throwing>(holder).value, 5);
 }
 
-TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
-  Any const sut = 1;
+TEST(AnAny, EqualsOnlyAValueOfExactlyItsType) {
+  const Any sut = 1;
 
   EXPECT_TRUE(sut == 1);
   EXPECT_FALSE(sut != 1);
@@ -218,12 +218,12 @@ TEST(AnAny, EqualsAValueOfItsVeryTypeOnly) {
 
 TEST(AnAny, NeverEqualsALiteral) {
   EXPECT_FALSE(Any(std::string("x")) == "x");
-  EXPECT_FALSE(Any(static_cast<char const*>("x")) == "x");
+  EXPECT_FALSE(Any(static_cast<const char*>("x")) == "x");
 }
 
 TEST(AnAny, ComparesPointersToCharactersAsPointers) {
-  std::string const text = "x";
-  std::string const same = "x";
+  const std::string text = "x";
+  const std::string same = "x";
 
   EXPECT_TRUE(Any(text.c_str()) == Any(text.c_str()));
   EXPECT_FALSE(Any(text.c_str()) == Any(same.c_str()));
@@ -239,8 +239,8 @@ TEST(AnAny, EqualsAnotherOneWithAnEqualValueOfThatType) {
 
 TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
   Transfers transfers;
-  Any const sut = Counted(transfers);
-  Any const& same = sut;
+  const Any sut = Counted(transfers);
+  const Any& same = sut;
 
   EXPECT_FALSE(sut == same);
   EXPECT_TRUE(sut != same);
@@ -248,15 +248,15 @@ TEST(AnAny, NeverEqualsAnythingIfItsTypeHasNoEquality) {
 }
 
 TEST(AnAny, EqualsNothingWhenItIsEmpty) {
-  Any const empty;
+  const Any empty;
 
   EXPECT_FALSE(empty == 1);
   EXPECT_FALSE(empty == Any(1));
 }
 
 #ifdef SPF_RUNTIME_BUNDLED
-TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
-  Any const empty;
+TEST(AnAny, MayBeComparedWithAnEmptyOne) {
+  const Any empty;
 
   EXPECT_FALSE(Any(1) == empty);
   EXPECT_TRUE(Any(1) != empty);
@@ -266,41 +266,41 @@ TEST(AnAny, IsComparedWithAnEmptyOneWithoutHarm) {
 }
 #endif
 
-TEST(ACast, GivesACopyOfTheValue) {
+TEST(ACast, ReturnsACopyOfTheValue) {
   Any sut = std::string("text");
   any_cast<std::string>(sut) += "!";
 
   EXPECT_EQ(any_cast<std::string>(sut), "text");
 }
 
-TEST(ACast, GivesTheAddressOfTheValue) {
+TEST(ACast, ReturnsTheAddressOfTheValue) {
   Any sut = std::string("text");
   *any_cast<std::string>(&sut) += "!";
-  Any const& constant = sut;
+  const Any& constant = sut;
 
   EXPECT_EQ(*any_cast<std::string>(&constant), "text!");
 }
 
-TEST(ACast, GivesAReferenceToTheValue) {
+TEST(ACast, ReturnsAReferenceToTheValue) {
   Any sut = std::string("text");
   ref_any_cast<std::string>(sut) += "!";
-  Any const& constant = sut;
+  const Any& constant = sut;
 
   EXPECT_EQ(ref_any_cast<std::string>(constant), "text!");
 }
 
-TEST(ACast, GivesNoAddressOfAnotherTypeOrNothing) {
+TEST(ACast, ReturnsNullForAnotherTypeAndForAnEmptyAny) {
   Any sut = 1;
   Any empty;
 
   EXPECT_EQ(any_cast<long>(&sut), nullptr);
   EXPECT_EQ(any_cast<int>(&empty), nullptr);
   EXPECT_EQ(any_cast<int>(static_cast<Any*>(nullptr)), nullptr);
-  EXPECT_EQ(any_cast<int>(static_cast<Any const*>(nullptr)), nullptr);
+  EXPECT_EQ(any_cast<int>(static_cast<const Any*>(nullptr)), nullptr);
 }
 
-TEST(ACast, ThrowsWhatNamesBothTypes) {
-  auto const start = std::string("cppmicroservices::BadAnyCastException: ");
+TEST(ACast, ThrowsAnExceptionThatNamesBothTypes) {
+  const auto start = std::string("cppmicroservices::BadAnyCastException: ");
   Any sut = 1;
 
   EXPECT_THAT([&] { any_cast<double>(sut); },

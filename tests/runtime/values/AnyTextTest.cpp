@@ -19,9 +19,9 @@ AnyMap ordered(std::initializer_list<AnyMap::value_type> entries) {
   return AnyMap(AnyMap::ORDERED_MAP, entries);
 }
 
-TEST(TheTextOfAnAny, ShowsScalarsAsTheyAreStreamed) {
+TEST(TheTextOfAnAny, HasScalarsAsTheyAreStreamed) {
   EXPECT_EQ(Any(std::string("a \"b\"")).ToString(), "a \"b\"");
-  EXPECT_EQ(Any(static_cast<char const*>("text")).ToString(), "text");
+  EXPECT_EQ(Any(static_cast<const char*>("text")).ToString(), "text");
   EXPECT_EQ(Any(-5).ToString(), "-5");
   EXPECT_EQ(Any(true).ToString(), "1");
   EXPECT_EQ(Any(false).ToString(), "0");
@@ -30,13 +30,13 @@ TEST(TheTextOfAnAny, ShowsScalarsAsTheyAreStreamed) {
   EXPECT_EQ(Any(std::function<void()>()).ToString(), "");
 }
 
-TEST(TheTextOfAnAny, ShowsFloatingPointNumbersWithTwelveDigits) {
+TEST(TheTextOfAnAny, HasFloatingPointNumbersWithTwelveDigits) {
   EXPECT_EQ(Any(0.1f).ToString(), "0.10000000149");
   EXPECT_EQ(Any(1.0 / 3.0).ToString(), "0.333333333333");
   EXPECT_EQ(Any(std::vector<double>{1.0 / 3.0}).ToString(), "[0.333333333333]");
 }
 
-TEST(TheTextOfAnAny, ShowsContainersInBrackets) {
+TEST(TheTextOfAnAny, HasContainersInBrackets) {
   EXPECT_EQ(Any(std::vector<int>{1, 2}).ToString(), "[1,2]");
   EXPECT_EQ(Any(std::vector<bool>{true, false}).ToString(), "[1,0]");
   EXPECT_EQ(Any(std::list<std::string>{"a", "b"}).ToString(), "[a,b]");
@@ -44,27 +44,27 @@ TEST(TheTextOfAnAny, ShowsContainersInBrackets) {
   EXPECT_EQ(Any(std::vector<Any>{Any(1), Any(std::vector<Any>{Any(true)})}).ToString(), "[1,[1]]");
 }
 
-TEST(TheTextOfAnAny, ShowsMapsInBraces) {
+TEST(TheTextOfAnAny, HasMapsInBraces) {
   EXPECT_EQ(Any(std::map<std::string, std::string>{{"k", "v"}, {"l", "w"}}).ToString(), "{k : v, l : w}");
   EXPECT_EQ(Any(std::map<int, Any>{{1, Any(0.1f)}}).ToString(), "{1 : 0.10000000149}");
   EXPECT_EQ(Any(ordered({{"k", Any(1)}, {"l", Any(ordered({}))}})).ToString(), "{k : 1, l : {}}");
 }
 
-TEST(TheTextOfAnAny, DoesNotExistForNothing) {
-  auto const says = testing::ThrowsMessage<std::logic_error>("empty any");
+TEST(TheTextOfAnAny, DoesNotExistForAnEmptyOne) {
+  const auto says = testing::ThrowsMessage<std::logic_error>("empty any");
 
   EXPECT_THAT([] { Any().ToString(); }, says);
   EXPECT_THAT([] { Any(std::vector<Any>{Any()}).ToString(); }, says);
   EXPECT_THAT([] { Any(ordered({{"k", Any()}})).ToString(); }, says);
 }
 
-TEST(TheTextOfAnAny, IsEmptyForNothingOnRequest) {
+TEST(TheTextOfAnAny, IsEmptyForAnEmptyOneOnRequest) {
   EXPECT_EQ(Any().ToStringNoExcept(), "");
   EXPECT_EQ(Any(5).ToStringNoExcept(), "5");
   EXPECT_THROW(Any(std::vector<Any>{Any()}).ToStringNoExcept(), std::logic_error);
 }
 
-TEST(TheJsonOfAnAny, ShowsScalars) {
+TEST(TheJsonOfAnAny, ContainsScalars) {
   EXPECT_EQ(Any().ToJSON(), "null");
   EXPECT_EQ(Any(true).ToJSON(), "true");
   EXPECT_EQ(Any(false).ToJSON(), "false");
@@ -73,18 +73,18 @@ TEST(TheJsonOfAnAny, ShowsScalars) {
   EXPECT_EQ(Any(std::nan("")).ToJSON(), "nan");
 }
 
-TEST(TheJsonOfAnAny, EscapesWhatIsSpecialInAString) {
+TEST(TheJsonOfAnAny, EscapesTheSpecialCharactersOfAString) {
   EXPECT_EQ(Any(std::string("\"\\/\b\f\n\r\t\x01\x1f\x7f\xc3\xa4")).ToJSON(),
             "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0001\\u001f\x7f\xc3\xa4\"");
 }
 
 TEST(TheJsonOfAnAny, QuotesStringsOnly) {
-  EXPECT_EQ(Any(static_cast<char const*>("text")).ToJSON(), "text");
+  EXPECT_EQ(Any(static_cast<const char*>("text")).ToJSON(), "text");
   EXPECT_EQ(Any('x').ToJSON(), "x");
   EXPECT_EQ(Any(std::map<std::string, std::string>{{"k", "v"}}).ToJSON(), "{\"k\" : v}");
 }
 
-TEST(TheJsonOfAnAny, ShowsContainers) {
+TEST(TheJsonOfAnAny, ContainsContainers) {
   EXPECT_EQ(Any(std::vector<Any>{Any(1), Any(std::string("x")), Any()}).ToJSON(), "[1,\"x\",null]");
   EXPECT_EQ(Any(std::set<bool>{true}).ToJSON(), "[true]");
   EXPECT_EQ(Any(ordered({{"k", Any(true)}, {"l\"", Any(std::vector<Any>{})}})).ToJSON(),
@@ -93,7 +93,7 @@ TEST(TheJsonOfAnAny, ShowsContainers) {
 }
 
 TEST(TheJsonOfAnAny, IndentsByFourBlanksForEachLevelOnRequest) {
-  auto const map = ordered({{"k", Any(std::vector<Any>{Any(1), Any(std::vector<Any>{})})}, {"l", Any(ordered({}))}});
+  const auto map = ordered({{"k", Any(std::vector<Any>{Any(1), Any(std::vector<Any>{})})}, {"l", Any(ordered({}))}});
 
   EXPECT_EQ(Any(map).ToJSON(true),
             "{\n"
@@ -105,7 +105,7 @@ TEST(TheJsonOfAnAny, IndentsByFourBlanksForEachLevelOnRequest) {
             "}");
 }
 
-TEST(TheJsonOfAnAny, IndentsAsMuchAsItIsTold) {
+TEST(TheJsonOfAnAny, IndentsByTheGivenIncrement) {
   EXPECT_EQ(Any(std::vector<int>{1, 2}).ToJSON(2, 3), "[\n   1,\n   2\n ]");
   EXPECT_EQ(Any(std::vector<int>{1, 2}).ToJSON(2, 0), "[\n1,\n2\n]");
   EXPECT_EQ(Any(std::vector<int>{1, 2}).ToJSON(0, 5), "[1,2]");

@@ -24,10 +24,10 @@ class ACompoundKey : public testing::Test {
     map["empty"] = Any();
   }
 
-  Any orNone(std::string const& key) { return map.AtCompoundKey(key, Any(std::string("none"))); }
+  Any orNone(const std::string& key) { return map.AtCompoundKey(key, Any(std::string("none"))); }
 
   AnyMap map;
-  Any const none = std::string("none");
+  const Any none = std::string("none");
 };
 
 TEST_F(ACompoundKey, SelectsFromNestedMaps) {
@@ -54,24 +54,24 @@ TEST_F(ACompoundKey, FindsEmptyValues) {
   EXPECT_TRUE(orNone("empty").Empty());
 }
 
-TEST_F(ACompoundKey, HasToBeThere) {
-  for (std::string const key : {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4",
+TEST_F(ACompoundKey, HasToExist) {
+  for (const std::string key : {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4",
                                 "list.2.5", "list.99999999999", "list.1."}) {
     EXPECT_THROW(map.AtCompoundKey(key), std::out_of_range) << key;
   }
 }
 
-TEST_F(ACompoundKey, IsNeverThatOfAnEntryWithADotInItsKey) {
+TEST_F(ACompoundKey, NeverSelectsAnEntryWithADotInItsKey) {
   EXPECT_EQ(map.at("lonely.key"), 78);
   EXPECT_THROW(map.AtCompoundKey("lonely.key"), std::out_of_range);
   EXPECT_EQ(orNone("lonely.key"), none);
 }
 
 TEST_F(ACompoundKey, SaysWhereItFailed) {
-  auto const says = [](std::string const& start) {
+  const auto says = [](const std::string& start) {
     return testing::ThrowsMessage<std::out_of_range>(testing::StartsWith(start));
   };
-  AnyMap const ordered(AnyMap::ORDERED_MAP);
+  const AnyMap ordered(AnyMap::ORDERED_MAP);
 
   EXPECT_THAT([&] { map.AtCompoundKey("map.missing"); }, says("unordered_map::at"));
   EXPECT_THAT([&] { ordered.AtCompoundKey("missing"); }, says("map::at"));
@@ -86,7 +86,7 @@ TEST_F(ACompoundKey, NeedsANumberForAVector) {
 }
 
 TEST_F(ACompoundKey, CannotSelectFromAnythingElse) {
-  auto const says = [](std::string const& name) {
+  const auto says = [](const std::string& name) {
     return testing::ThrowsMessage<std::invalid_argument>("Unsupported Any type at '" + name + "' for dotted get");
   };
 
@@ -97,15 +97,15 @@ TEST_F(ACompoundKey, CannotSelectFromAnythingElse) {
   EXPECT_THAT([&] { map.AtCompoundKey("empty.key"); }, says("empty"));
 }
 
-TEST_F(ACompoundKey, GivesTheDefaultForWhatIsNotThere) {
-  for (std::string const key :
+TEST_F(ACompoundKey, SelectsTheDefaultIfThereIsNoSuchValue) {
+  for (const std::string key :
        {"", "missing", "missing.key", "map.missing", "map.inner.", "list.3", "list.-4", "list.-3", "list.2.5",
         "list.99999999999", "list.x", "list.", "scalar.key", "scalar.", "map.key.more", "standard.key", "empty.key"}) {
     EXPECT_EQ(orNone(key), none) << key;
   }
 }
 
-TEST_F(ACompoundKey, MayEndInADotBehindAnIndexIfThereIsADefault) {
+TEST_F(ACompoundKey, MayEndInADotAfterAnIndexIfThereIsADefault) {
   EXPECT_EQ(orNone("list.0."), 10);
   EXPECT_TRUE(orNone("list.1.").Type() == typeid(AnyMap));
 }

@@ -5,7 +5,7 @@ namespace {
 
 using namespace cppmicroservices::Constants;
 
-TEST(TheConstants, AreTheNamesThatAreInUse) {
+TEST(TheConstants, HaveTheStandardNames) {
   EXPECT_EQ(OBJECTCLASS, "objectclass");
   EXPECT_EQ(SERVICE_ID, "service.id");
   EXPECT_EQ(SERVICE_PID, "service.pid");

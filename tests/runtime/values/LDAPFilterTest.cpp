@@ -13,7 +13,7 @@ using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::LDAPFilter;
 
-std::string normalised(std::string const& text) {
+std::string normalised(const std::string& text) {
   return LDAPFilter(text).ToString();
 }
 
@@ -26,7 +26,7 @@ std::string nested(int depth) {
 }
 
 TEST(ADefaultFilter, MatchesNothing) {
-  LDAPFilter const sut;
+  const LDAPFilter sut;
 
   EXPECT_FALSE(sut);
   EXPECT_EQ(sut.ToString(), "");
@@ -37,7 +37,7 @@ TEST(ADefaultFilter, MatchesNothing) {
 }
 
 TEST(AFilter, IsTrueAndPrintable) {
-  LDAPFilter const sut("(a=b)");
+  const LDAPFilter sut("(a=b)");
   std::ostringstream out;
   out << sut;
 
@@ -45,7 +45,7 @@ TEST(AFilter, IsTrueAndPrintable) {
   EXPECT_EQ(out.str(), "(a=b)");
 }
 
-TEST(AFilter, LosesTheBlanksThatMeanNothing) {
+TEST(AFilter, HasNoInsignificantBlanks) {
   EXPECT_EQ(normalised("  ( a =b)  "), "(a=b)");
   EXPECT_EQ(normalised("( & (a=b)\n( c =d) )"), "(&(a=b)(c=d))");
   EXPECT_EQ(normalised("(! (a=b) )"), "(!(a=b))");
@@ -59,13 +59,13 @@ TEST(AFilter, KeepsTheBlanksInValues) {
 }
 
 TEST(AFilter, KeepsEveryOperator) {
-  for (std::string const text : {"(a=b)", "(a~=b)", "(a>=b)", "(a<=b)", "(a=*)", "(a=*b*c**)", "(a=)", "(a==b)",
+  for (const std::string text : {"(a=b)", "(a~=b)", "(a>=b)", "(a<=b)", "(a=*)", "(a=*b*c**)", "(a=)", "(a==b)",
                                  "(a!=b)", "(&(a=b)(|(c=d)(!(e=f))))", "(&(a=b))", "(a.b=c)", "(a*=b)", "(a&b=c)"}) {
     EXPECT_EQ(normalised(text), text);
   }
 }
 
-TEST(AFilter, EscapesWhatIsSpecialInAValue) {
+TEST(AFilter, EscapesTheSpecialCharactersOfAValue) {
   EXPECT_EQ(normalised("(a=(x))"), "(a=\\(x\\))");
   EXPECT_EQ(normalised("(a=x(y)z)"), "(a=x\\(y\\)z)");
   EXPECT_EQ(normalised("(a=\\(\\*\\\\)"), "(a=\\(\\*\\\\)");
@@ -85,15 +85,15 @@ TEST(AFilter, EqualsOneWithTheSameText) {
 }
 
 TEST(AFilter, IsNotMadeOfALiteralByAccident) {
-  EXPECT_FALSE((std::is_convertible_v<char const*, LDAPFilter>));
+  EXPECT_FALSE((std::is_convertible_v<const char*, LDAPFilter>));
   EXPECT_TRUE((std::is_convertible_v<std::string, LDAPFilter>));
 }
 
 TEST(AFilter, MayBeCopiedAndAssigned) {
   LDAPFilter sut;
   {
-    LDAPFilter const original("(a=b)");
-    LDAPFilter const copy(original);
+    const LDAPFilter original("(a=b)");
+    const LDAPFilter copy(original);
     sut = copy;
   }
   EXPECT_EQ(sut.ToString(), "(a=b)");
@@ -103,7 +103,7 @@ TEST(AFilter, MayBeCopiedAndAssigned) {
 class ABadFilter : public testing::TestWithParam<std::pair<std::string, std::string>> {};
 
 TEST_P(ABadFilter, IsRefusedWithTheReason) {
-  auto const& [text, message] = GetParam();
+  const auto& [text, message] = GetParam();
   EXPECT_THAT([filter = text] { LDAPFilter{filter}; }, testing::ThrowsMessage<std::invalid_argument>(message));
 }
 
@@ -126,7 +126,7 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("(a=b))", "Trailing garbage ')': )")));
 
 TEST(ADeepFilter, MatchesAtAThousandLevels) {
-  LDAPFilter const sut(nested(1000));
+  const LDAPFilter sut(nested(1000));
 
   EXPECT_TRUE(sut.Match(AnyMap{{"b", Any(1)}, {"c", Any(1)}}));
   EXPECT_EQ(sut.ToString(), nested(1000));

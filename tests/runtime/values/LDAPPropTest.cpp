@@ -12,13 +12,13 @@ using cppmicroservices::LDAPFilter;
 using cppmicroservices::LDAPProp;
 using cppmicroservices::LDAPPropExpr;
 
-std::string textOf(LDAPPropExpr const& expression) {
+std::string textOf(const LDAPPropExpr& expression) {
   return expression;
 }
 
 class AProperty : public testing::Test {
  protected:
-  LDAPProp const sut{"k"};
+  const LDAPProp sut{"k"};
 };
 
 TEST_F(AProperty, NeedsAName) {
@@ -53,7 +53,7 @@ TEST_F(AProperty, MakesComparisonsWithTheTextOfAnAny) {
   EXPECT_THROW(sut != Any(), std::logic_error);
 }
 
-TEST_F(AProperty, LeavesValuesAsTheyAre) {
+TEST_F(AProperty, LeavesValuesUnchanged) {
   EXPECT_EQ(textOf(sut == std::string("a*(b)")), "(k=a*(b))");
 }
 
@@ -62,8 +62,8 @@ TEST_F(AProperty, MakesPresenceAndAbsence) {
   EXPECT_EQ(textOf(!sut), "(!(k=*))");
 }
 
-TEST_F(AProperty, MakesNothingOfAnEmptyString) {
-  std::string const empty;
+TEST_F(AProperty, MakesANullExpressionOfAnEmptyString) {
+  const std::string empty;
 
   EXPECT_TRUE((sut == empty).IsNull());
   EXPECT_TRUE((sut != empty).IsNull());
@@ -77,9 +77,9 @@ TEST_F(AProperty, MakesNothingOfAnEmptyString) {
 
 class AnExpression : public testing::Test {
  protected:
-  LDAPPropExpr const a{"(a=1)"};
-  LDAPPropExpr const b{"(b=2)"};
-  LDAPPropExpr const null;
+  const LDAPPropExpr a{"(a=1)"};
+  const LDAPPropExpr b{"(b=2)"};
+  const LDAPPropExpr null;
 };
 
 TEST_F(AnExpression, IsNullAtFirst) {
@@ -103,7 +103,7 @@ TEST_F(AnExpression, IsLeftOutIfItIsNull) {
   EXPECT_TRUE((null || null).IsNull());
 }
 
-TEST_F(AnExpression, GrowsInPlace) {
+TEST_F(AnExpression, MayBeExtendedInPlace) {
   LDAPPropExpr sut;
   sut &= a;
   EXPECT_EQ(textOf(sut), "(a=1)");
@@ -115,7 +115,7 @@ TEST_F(AnExpression, GrowsInPlace) {
   EXPECT_EQ(textOf(sut), "(|(&(a=1)(b=2))(a=1))");
 }
 
-TEST_F(AnExpression, IsItselfNegated) {
+TEST_F(AnExpression, MayBeNegatedInPlace) {
   LDAPPropExpr sut = a;
   !sut;
   EXPECT_EQ(textOf(sut), "(!(a=1))");

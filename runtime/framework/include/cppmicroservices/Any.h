@@ -1,6 +1,6 @@
 #pragma once
 
-// More than this header needs: programs rely on getting these with it.
+// These are more than this header needs: programs rely on getting them with it.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -23,10 +23,9 @@ namespace cppmicroservices {
 
 /// A value of any type that can be copied and streamed with `operator<<`, or none.
 ///
-/// The held type is the decayed type of what was given; it is never converted, so that only a cast
-/// to that very type finds the value. Copies are deep; a moved-from Any is empty and can be used
-/// again. A move neither copies nor moves the held value: pointers to it stay good.
-/// Different objects may be used by different threads.
+/// The held type is the decayed type of the given value. It is never converted: only a cast to exactly that type
+/// succeeds. Copies are deep; a moved-from Any is empty and can be used again. A move neither copies nor moves the
+/// held value: pointers to it stay valid. Different objects may be used by different threads.
 class [[gnu::visibility("default")]] Any {
  public:
   Any() noexcept {}  // not defaulted, so that there may be a constant empty one
@@ -35,7 +34,7 @@ class [[gnu::visibility("default")]] Any {
   template <class T, class = std::enable_if_t<!std::is_same_v<std::decay_t<T>, Any>>>
   Any(T && value) : content_(contentOf(std::forward<T>(value))) {}
 
-  Any(Any const& other) : content_(other.content_ ? other.content_->operations->copy(*other.content_) : nullptr) {}
+  Any(const Any& other) : content_(other.content_ ? other.content_->operations->copy(*other.content_) : nullptr) {}
   Any(Any && other) noexcept : content_(std::exchange(other.content_, nullptr)) {}
   ~Any() {
     if (content_) {
@@ -43,8 +42,8 @@ class [[gnu::visibility("default")]] Any {
     }
   }
 
-  // What is assigned may be part of the value that goes, so that one goes last.
-  Any& operator=(Any const& other) {
+  // The assigned value may be part of the old value, so the old value is destroyed last.
+  Any& operator=(const Any& other) {
     Any copy(other);
     return Swap(copy);
   }
@@ -63,10 +62,10 @@ class [[gnu::visibility("default")]] Any {
     return *this;
   }
 
-  /// True if a value of exactly that type is held and compares equal by its own `==`. Values of a
-  /// type without `==` are never equal.
+  /// Returns whether a value of exactly that type is held and compares equal by its own `==`. Values of a type without
+  /// `==` are never equal.
   template <class T>
-  bool operator==(T const& value) const {
+  bool operator==(const T& value) const {
     if constexpr (std::is_array_v<T>) {
       return false;
     } else {
@@ -74,12 +73,12 @@ class [[gnu::visibility("default")]] Any {
     }
   }
 
-  /// True if both hold values of one type that compare equal. An empty Any equals nothing, not even
-  /// another empty one.
-  bool operator==(Any const& other) const;
+  /// Returns whether both hold values of one type that compare equal. An empty Any equals nothing, not even another
+  /// empty one.
+  bool operator==(const Any& other) const;
 
   template <class T>
-  bool operator!=(T const& value) const {
+  bool operator!=(const T& value) const {
     return !(*this == value);
   }
 
@@ -87,28 +86,29 @@ class [[gnu::visibility("default")]] Any {
     return content_ == nullptr;
   }
 
-  /// The held type, `typeid(void)` if there is none.
-  std::type_info const& Type() const noexcept {
+  /// Returns the held type; `typeid(void)` if the Any is empty.
+  const std::type_info& Type() const noexcept {
     return content_ ? *content_->operations->type : typeid(void);
   }
 
-  /// The value as text: strings as they are, `bool` as 1 or 0, floating point numbers with twelve
-  /// digits, `[a,b]` for a vector, list or set, `{k : v, l : w}` for a map.
+  /// Returns the value as text: strings unchanged, `bool` as 1 or 0, floating point numbers with twelve digits, `[a,b]`
+  /// for a vector, list or set, `{k : v, l : w}` for a map.
   /// \throws std::logic_error if this Any, or one inside the held container, is empty
   std::string ToString() const;
 
-  /// As ToString(), but empty text if this Any is empty itself.
+  /// Returns the text of ToString(), but an empty one if this Any itself is empty.
   std::string ToStringNoExcept() const;
 
-  /// The value as JSON; `null` if empty. Keys are not escaped.
+  /// Returns the value as JSON; `null` if empty. Keys are not escaped.
   /// \param prettyPrint  one element per line, indented by four blanks for each level
   std::string ToJSON(bool prettyPrint = false) const;
 
+  /// Returns the value as JSON with a given indentation.
   /// \param increment  blanks added for each level; 0 for everything on one line
   /// \param indent     blanks before the outermost elements
   std::string ToJSON(std::uint8_t increment, std::int32_t indent) const;
 
-  /// The value as it is written in C++, with `AnyVector` for vectors, lists and sets; `null` if empty. Keys are not
+  /// Returns the value as C++ source, with `AnyVector` for vectors, lists and sets; `null` if empty. Keys are not
   /// escaped. The parameters are those of ToJSON().
   std::string ToCPP(bool prettyPrint = false) const;
   std::string ToCPP(std::uint8_t increment, std::int32_t indent) const;
@@ -132,35 +132,35 @@ class [[gnu::visibility("default")]] Any {
   detail::AnyContent* content_ = nullptr;  // owned
 };
 
-/// A cast to a type that is not the held one.
+/// Reports a cast to a type that is not the held one.
 class [[gnu::visibility("default")]] BadAnyCastException : public std::bad_cast {
  public:
   explicit BadAnyCastException(std::string message = {}) : message_(std::move(message)) {}
   ~BadAnyCastException() override;
 
-  char const* what() const noexcept override;
+  const char* what() const noexcept override;
 
  private:
   std::string message_;
 };
 
 namespace detail {
-[[noreturn, gnu::visibility("default")]] void throwBadAnyCast(char const* function, std::type_info const& held,
-                                                              std::type_info const& wanted);
+[[noreturn, gnu::visibility("default")]] void throwBadAnyCast(const char* function, const std::type_info& held,
+                                                              const std::type_info& wanted);
 }  // namespace detail
 
-/// The held value without a look at its type, which has to be T.
+/// Returns the held value without checking that its type is T.
 template <class T>
 T* unsafe_any_cast(Any* any) {
   return &static_cast<detail::AnyHolder<std::remove_const_t<T>>*>(any->content_)->value;
 }
 
 template <class T>
-T const* unsafe_any_cast(Any const* any) {
+const T* unsafe_any_cast(const Any* any) {
   return unsafe_any_cast<T>(const_cast<Any*>(any));
 }
 
-/// The address of the held value; null if the type is another, the Any is empty, or there is none.
+/// Returns the address of the held value; null if its type is another one, or the Any is empty or null.
 template <class T>
 T* any_cast(Any* any) {
   static_assert(!std::is_reference_v<T>, "use ref_any_cast to refer to the held value");
@@ -168,12 +168,12 @@ T* any_cast(Any* any) {
 }
 
 template <class T>
-T const* any_cast(Any const* any) {
+const T* any_cast(const Any* any) {
   return any_cast<T>(const_cast<Any*>(any));
 }
 
-/// Refers to the held value.
-/// \throws BadAnyCastException if the type is another or the Any is empty
+/// Returns a reference to the held value.
+/// \throws BadAnyCastException if its type is another one or the Any is empty
 template <class T>
 T& ref_any_cast(Any& any) {
   if (T* value = any_cast<T>(&any)) {
@@ -183,16 +183,16 @@ T& ref_any_cast(Any& any) {
 }
 
 template <class T>
-T const& ref_any_cast(Any const& any) {
+const T& ref_any_cast(const Any& any) {
   return ref_any_cast<T>(const_cast<Any&>(any));
 }
 
-/// A copy of the held value.
-/// \throws BadAnyCastException if the type is another or the Any is empty
+/// Returns a copy of the held value.
+/// \throws BadAnyCastException if its type is another one or the Any is empty
 template <class T>
-T any_cast(Any const& any) {
+T any_cast(const Any& any) {
   static_assert(!std::is_reference_v<T>, "use ref_any_cast to refer to the held value");
-  if (auto const* value = any_cast<T>(&any)) {
+  if (const auto* value = any_cast<T>(&any)) {
     return *value;
   }
   detail::throwBadAnyCast("any_cast", any.Type(), typeid(T));
@@ -200,7 +200,7 @@ T any_cast(Any const& any) {
 
 template <class T>
 T any_cast(Any& any) {
-  return any_cast<T>(static_cast<Any const&>(any));
+  return any_cast<T>(static_cast<const Any&>(any));
 }
 
 }  // namespace cppmicroservices

@@ -20,32 +20,31 @@ namespace detail {
 
 // Neither is noexcept: the standard library keeps the hash of a key only if computing it might throw.
 
-/// Hash of the key's bytes with A to Z folded to a to z.
+/// Hashes the key's bytes with A to Z folded to a to z.
 struct [[gnu::visibility("default")]] any_map_cihash {
-  std::size_t operator()(std::string const& key) const;
+  std::size_t operator()(const std::string& key) const;
 };
 
-/// Equality of bytes with A to Z folded to a to z.
+/// Compares bytes with A to Z folded to a to z.
 struct [[gnu::visibility("default")]] any_map_ciequal {
-  bool operator()(std::string const& left, std::string const& right) const;
+  bool operator()(const std::string& left, const std::string& right) const;
 };
 
 }  // namespace detail
 
-/// A map from text to Any that is ordered, hashed, or hashed with keys that differ in more than the
-/// case of ASCII letters; which of these is settled when it is made. Moved-from maps are empty maps
-/// of their type.
+/// A map from text to Any of one of three types, chosen at construction: ordered, hashed, or hashed with keys whose
+/// ASCII letters compare without regard to case. A moved-from map is an empty map of its type.
 class [[gnu::visibility("default")]] any_map {
  public:
   using key_type = std::string;
   using mapped_type = Any;
-  using value_type = std::pair<key_type const, mapped_type>;
+  using value_type = std::pair<const key_type, mapped_type>;
   using size_type = std::size_t;
   using difference_type = std::ptrdiff_t;
   using reference = value_type&;
-  using const_reference = value_type const&;
+  using const_reference = const value_type&;
   using pointer = value_type*;
-  using const_pointer = value_type const*;
+  using const_pointer = const value_type*;
   using ordered_any_map = std::map<std::string, Any>;
   using unordered_any_map = std::unordered_map<std::string, Any>;
   using unordered_any_cimap = std::unordered_map<std::string, Any, detail::any_map_cihash, detail::any_map_ciequal>;
@@ -54,7 +53,7 @@ class [[gnu::visibility("default")]] any_map {
 
  private:
   using Storage = std::variant<ordered_any_map, unordered_any_map, unordered_any_cimap>;
-  // The alternative of a position is one more than that of the map.
+  // The index of a position's alternative is one more than that of the map's.
   using Position = std::variant<std::monostate, ordered_any_map::iterator, unordered_any_map::iterator,
                                 unordered_any_cimap::iterator>;
   using ConstPosition = std::variant<std::monostate, ordered_any_map::const_iterator, unordered_any_map::const_iterator,
@@ -63,8 +62,8 @@ class [[gnu::visibility("default")]] any_map {
  public:
   class const_iter;
 
-  /// Iterates over entries whose values may be changed. Default constructed ones are equal; they
-  /// throw std::logic_error when they are dereferenced or incremented.
+  /// Iterates over entries and lets their values be changed. Default constructed iterators are equal; they throw
+  /// std::logic_error when they are dereferenced or incremented.
   class [[gnu::visibility("default")]] iter {
    public:
     using iterator_category = std::forward_iterator_tag;
@@ -81,10 +80,10 @@ class [[gnu::visibility("default")]] any_map {
     }
     iter& operator++();
     iter operator++(int);
-    bool operator==(iter const& other) const {
+    bool operator==(const iter& other) const {
       return position_ == other.position_;
     }
-    bool operator!=(iter const& other) const {
+    bool operator!=(const iter& other) const {
       return !(*this == other);
     }
 
@@ -96,7 +95,7 @@ class [[gnu::visibility("default")]] any_map {
     Position position_;
   };
 
-  /// Iterates over entries that stay as they are; otherwise as iter.
+  /// Iterates over constant entries; otherwise as iter.
   class [[gnu::visibility("default")]] const_iter {
    public:
     using iterator_category = std::forward_iterator_tag;
@@ -106,7 +105,7 @@ class [[gnu::visibility("default")]] any_map {
     using pointer = any_map::const_pointer;
 
     const_iter() = default;
-    const_iter(iter const& other);
+    const_iter(const iter& other);
 
     reference operator*() const;
     pointer operator->() const {
@@ -114,10 +113,10 @@ class [[gnu::visibility("default")]] any_map {
     }
     const_iter& operator++();
     const_iter operator++(int);
-    bool operator==(const_iter const& other) const {
+    bool operator==(const const_iter& other) const {
       return position_ == other.position_;
     }
-    bool operator!=(const_iter const& other) const {
+    bool operator!=(const const_iter& other) const {
       return !(*this == other);
     }
 
@@ -131,18 +130,18 @@ class [[gnu::visibility("default")]] any_map {
   using iterator = iter;
   using const_iterator = const_iter;
 
-  /// Of entries with one key the first is taken.
+  /// Makes a map of the entries; of those with one key it takes the first.
   any_map(map_type type, std::initializer_list<value_type> entries = {});
-  any_map(ordered_any_map const& map);
+  any_map(const ordered_any_map& map);
   any_map(ordered_any_map && map);
-  any_map(unordered_any_map const& map);
+  any_map(const unordered_any_map& map);
   any_map(unordered_any_map && map);
-  any_map(unordered_any_cimap const& map);
+  any_map(const unordered_any_cimap& map);
   any_map(unordered_any_cimap && map);
 
-  any_map(any_map const& other);
+  any_map(const any_map& other);
   any_map(any_map && other) noexcept;
-  any_map& operator=(any_map const& other);
+  any_map& operator=(const any_map& other);
   any_map& operator=(any_map&& other) noexcept;
   ~any_map();
 
@@ -161,33 +160,35 @@ class [[gnu::visibility("default")]] any_map {
     return size() == 0;
   }
   size_type size() const;
-  size_type count(key_type const& key) const;
+  size_type count(const key_type& key) const;
   void clear();
 
+  /// Returns the value of the key.
   /// \throws std::out_of_range if there is no such key
-  mapped_type& at(key_type const& key);
-  mapped_type const& at(key_type const& key) const;
+  mapped_type& at(const key_type& key);
+  const mapped_type& at(const key_type& key) const;
 
-  /// Adds an empty value if there is no such key.
-  mapped_type& operator[](key_type const& key);
+  /// Returns the value of the key; adds an empty one if there is no such key.
+  mapped_type& operator[](const key_type& key);
   mapped_type& operator[](key_type&& key);
 
-  /// Leaves an entry that is there already as it is. \return where the key is, and whether it was added
-  std::pair<iterator, bool> insert(value_type const& value);
+  /// Adds an entry unless there is one with that key.
+  /// \return the position of the key's entry, and whether it was added
+  std::pair<iterator, bool> insert(const value_type& value);
 
   template <class... Args>
   std::pair<iterator, bool> emplace(Args && ... args) {
     return add(std::pair<key_type, mapped_type>(std::forward<Args>(args)...));
   }
 
-  const_iter find(key_type const& key) const;
+  const_iter find(const key_type& key) const;
 
-  /// \return how many entries were removed
-  size_type erase(key_type const& key);
+  /// Returns how many entries were removed.
+  size_type erase(const key_type& key);
 
-  /// True for maps of one type with the same keys, to the letter, and equal values.
-  bool operator==(any_map const& other) const;
-  bool operator!=(any_map const& other) const {
+  /// Returns whether the maps have the same type, exactly the same keys, and equal values.
+  bool operator==(const any_map& other) const;
+  bool operator!=(const any_map& other) const {
     return !(*this == other);
   }
 
@@ -202,40 +203,40 @@ class [[gnu::visibility("default")]] any_map {
   Storage storage_;
 };
 
-/// The map that properties, manifests and configurations are made of.
+/// The map type of properties, manifests and configurations.
 class [[gnu::visibility("default")]] AnyMap : public any_map {
  public:
-  /// A map whose keys are compared without regard to case.
+  /// Makes a map whose keys are compared without regard to case.
   AnyMap(std::initializer_list<value_type> entries = {});
   AnyMap(map_type type, std::initializer_list<value_type> entries = {});
-  AnyMap(ordered_any_map const& map);
+  AnyMap(const ordered_any_map& map);
   AnyMap(ordered_any_map && map);
-  AnyMap(unordered_any_map const& map);
+  AnyMap(const unordered_any_map& map);
   AnyMap(unordered_any_map && map);
-  AnyMap(unordered_any_cimap const& map);
+  AnyMap(const unordered_any_cimap& map);
   AnyMap(unordered_any_cimap && map);
 
   map_type GetType() const noexcept {
     return type();
   }
 
-  /// Finds a value in nested AnyMap and std::vector<Any> values. The key is split at each dot; a part
-  /// that selects from a vector is an index, negative ones count from the end.
+  /// Finds a value in nested AnyMap and std::vector<Any> values. The key is split at each dot; a part that selects from
+  /// a vector is an index, and a negative one counts from the end.
   /// \throws std::out_of_range if there is no such key or index
-  /// \throws std::invalid_argument if a part is no index, or what it would select from is neither kind
-  mapped_type const& AtCompoundKey(key_type const& key) const;
+  /// \throws std::invalid_argument if a part is no index, or would select from a value of neither type
+  const mapped_type& AtCompoundKey(const key_type& key) const;
 
-  /// A copy of that value, or the default where the other form throws.
-  mapped_type AtCompoundKey(key_type const& key, mapped_type defaultValue) const noexcept;
+  /// Returns a copy of that value, or the default where the other form throws.
+  mapped_type AtCompoundKey(const key_type& key, mapped_type defaultValue) const noexcept;
 };
 
 namespace detail {
 
 template <>
 struct [[gnu::visibility("default")]] AnyPrinter<AnyMap> {
-  static void text(std::ostream & out, AnyMap const& map);
-  static void json(std::ostream & out, AnyMap const& map, Layout layout);
-  static void cpp(std::ostream & out, AnyMap const& map, Layout layout);
+  static void text(std::ostream & out, const AnyMap& map);
+  static void json(std::ostream & out, const AnyMap& map, Layout layout);
+  static void cpp(std::ostream & out, const AnyMap& map, Layout layout);
 };
 
 }  // namespace detail

@@ -29,11 +29,11 @@ namespace detail {
 struct HandleAccess;
 }
 
-/// A handle to one installed bundle. Copies are cheap and mean the same bundle.
+/// A handle to one installed bundle. Copies are cheap and refer to the same bundle.
 ///
-/// A handle keeps its framework going: when the last handle of a framework (bundles and the framework
-/// alike) is destroyed, the framework is stopped and the destructor waits for that. Different handles may
-/// be used by different threads at the same time; one handle object needs the caller's care, as any value.
+/// A handle keeps its framework running: when the last handle to a framework or to any of its bundles is destroyed, the
+/// destructor stops the framework and waits for the stop. Different handles may be used by different threads at the
+/// same time; the use of one handle object has to be synchronised by the caller.
 ///
 /// Every method but the conversion to bool, comparison and assignment throws std::invalid_argument on a
 /// default constructed or moved-from handle.
@@ -61,29 +61,30 @@ class US_Framework_EXPORT Bundle {
   virtual ~Bundle();
 
   explicit operator bool() const;
-  /// Handles are equal when framework and bundle ID are the same, or both mean no bundle.
+  /// Returns whether framework and bundle ID are the same, or both handles are invalid.
   bool operator==(const Bundle& other) const;
   bool operator!=(const Bundle& other) const;
-  /// Orders by framework, then by bundle ID; handles to no bundle come last.
+  /// Orders by framework, then by bundle ID; invalid handles are the greatest.
   bool operator<(const Bundle& other) const;
 
   State GetState() const;
-  /// \return the bundle's context; an invalid one while the bundle is not started
+  /// Returns the bundle's context; an invalid one while the bundle is not started.
   BundleContext GetBundleContext() const;
-  /// \return 0 for the system bundle; otherwise counted up from 1, never used twice
+  /// Returns the bundle's ID: 0 for the system bundle, otherwise counted up from 1 and never used twice.
   long GetBundleId() const;
   std::string GetLocation() const;
-  /// \return the name of the directory in the bundle's archive that holds its manifest
+  /// Returns the name of the directory in the bundle's archive that holds its manifest.
   std::string GetSymbolicName() const;
-  /// \return 0.0.0 if the manifest names no version
+  /// Returns the version in the manifest; 0.0.0 if there is none.
   BundleVersion GetVersion() const;
-  /// \return the manifest; keys compare without regard to case. Lives as long as a handle to the bundle.
+  /// Returns the manifest, whose keys compare without regard to case. The reference is valid as long as there is a
+  /// handle to the bundle.
   const AnyMap& GetHeaders() const;
 
-  /// Looks a file or folder up in the archive in the bundle's file, which is read when the first one is asked for.
+  /// Looks up a file or folder in the archive in the bundle's file. The first look-up reads the archive.
   /// Needs the header BundleResource.h.
-  /// \param path  from the bundle's own folder, with or without '/' in front; that of a folder ends in '/'. If no
-  ///        name is the same to the letter, one that differs in case is found.
+  /// \param path  relative to the bundle's own folder, with or without '/' in front; that of a folder ends in '/'. If
+  ///        no name matches exactly, one that differs in case is found.
   /// \return an invalid resource if there is none, and always for a framework
   /// \throws std::runtime_error if the file is gone or holds no readable archive, std::logic_error if the bundle
   ///         is uninstalled
@@ -91,46 +92,48 @@ class US_Framework_EXPORT Bundle {
 
   /// Finds files and folders by name.
   /// \param path  the folder to look in
-  /// \param filePattern  what the names contain, with `*` for any text; an empty one means all
-  /// \param recurse  whether to look in its folders too
-  /// \return sorted by name in each folder; what is in a folder comes before the folder
+  /// \param filePattern  a part of the names, with `*` for any text; an empty one matches all
+  /// \param recurse  whether to search the folders in it too
+  /// \return the files and folders, sorted by name in each folder; a folder's content precedes the folder
   /// \throws as GetResource
   std::vector<BundleResource> FindResources(const std::string& path, const std::string& filePattern,
                                             bool recurse) const;
 
-  /// \return when the bundle was installed or uninstalled
+  /// Returns the time at which the bundle was installed or uninstalled.
   TimeStamp GetLastModified() const;
+  /// Returns the services that the bundle has registered.
   /// \throws std::logic_error if the bundle is uninstalled
   std::vector<ServiceReferenceU> GetRegisteredServices() const;
+  /// Returns the services that the bundle uses.
   /// \throws std::logic_error if the bundle is uninstalled
   std::vector<ServiceReferenceU> GetServicesInUse() const;
 
-  /// Looks a symbol up in a library.
+  /// Looks up a symbol in a library.
   /// \return null if there is none of that name
   /// \throws std::invalid_argument for a null library or an empty name, std::runtime_error while the bundle
   ///         is not active
   void* GetSymbol(void* handle, const std::string& name) const;
 
-  /// Superseded by GetHeaders(), from which it makes ordered maps, nested ones too.
+  /// Returns the headers as ordered maps, nested ones included. Superseded by GetHeaders().
   US_DEPRECATED std::map<std::string, Any> GetProperties() const;
-  /// \return the header of exactly that name; else the framework's property; else an empty value
+  /// Returns the header of exactly that name; else the framework's property; else an empty value.
   US_DEPRECATED Any GetProperty(const std::string& key) const;
   US_DEPRECATED std::vector<std::string> GetPropertyKeys() const;
 
-  /// Starts the bundle and returns when its activator did. Starting an active bundle does nothing. While
-  /// another thread starts, stops or uninstalls the bundle, this waits for it.
-  /// On the framework itself: initialises it, if need be, and makes it active.
-  /// \throws SharedLibraryException if the library cannot be loaded, the activator throws a std::system_error, or, as
+  /// Starts the bundle and returns when its activator has returned. Starting an active bundle does nothing. Blocks
+  /// while another thread starts, stops or uninstalls the bundle. On a framework: initialises it unless that has
+  /// happened, and makes it active. \throws SharedLibraryException if the library cannot be loaded, the activator
+  /// throws a std::system_error, or, as
   ///         SecurityException, if a bundle listener throws that
   /// \throws std::runtime_error naming bundle, location and reason if entry points are missing, the
-  ///         activator throws, the framework was stopped, or the bundle is just being started, stopped or
-  ///         uninstalled by this very thread; the bundle then is as before, and none of its services stay
+  ///         activator throws, the framework was stopped, or this very thread is starting, stopping or uninstalling the
+  ///         bundle; the bundle then is as before, and none of its services stay registered
   /// \throws std::logic_error if the bundle is uninstalled
   void Start(uint32_t options);
   void Start();
 
   /// Stops the bundle: runs its activator's Stop, then removes its listeners and services. Blocks as Start.
-  /// On the framework itself: begins to stop it on a thread of its own and returns at once.
+  /// On a framework: begins to stop it on a thread of its own and returns at once.
   /// \throws std::runtime_error if the activator throws (the bundle is stopped all the same)
   /// \throws std::logic_error if the bundle is uninstalled
   void Stop(uint32_t options);

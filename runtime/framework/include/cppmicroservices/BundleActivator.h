@@ -9,22 +9,22 @@
 
 namespace cppmicroservices {
 
-/// What a bundle does when it is started and stopped. The framework makes the object before Start and
-/// destroys it after Stop, or after a Start that threw.
+/// The code that starts and stops a bundle. The framework makes the object before Start and destroys it after Stop, or
+/// after a Start that threw.
 struct US_Framework_EXPORT BundleActivator {
   virtual ~BundleActivator() = default;
 
-  /// An exception makes the start of the bundle fail.
+  /// Starts the bundle. An exception makes the start fail.
   virtual void Start(BundleContext context) = 0;
 
-  /// The context is still valid. Services and listeners that are left are removed afterwards. An exception is
-  /// reported to who stops the bundle; the bundle is stopped all the same.
+  /// Stops the bundle; the context is still valid. Remaining services and listeners are removed afterwards. An
+  /// exception is propagated to the caller of Bundle::Stop; the bundle is stopped all the same.
   virtual void Stop(BundleContext context) = 0;
 };
 
 }  // namespace cppmicroservices
 
-/// Makes a default constructible class the bundle's activator; to be used once, in the global namespace.
+/// Makes a default constructible class the bundle's activator. Use it once, in the global namespace.
 #define CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(activator_type)                                                      \
   extern "C" US_ABI_EXPORT cppmicroservices::BundleActivator* US_CREATE_ACTIVATOR_FUNC(US_BUNDLE_NAME)();             \
   extern "C" US_ABI_EXPORT cppmicroservices::BundleActivator* US_CREATE_ACTIVATOR_FUNC(US_BUNDLE_NAME)() {            \

@@ -25,51 +25,50 @@ namespace detail {
 struct HandleAccess;
 }
 
-/// What a started bundle does its business with the framework through. Copies are cheap. It is valid from
-/// just before the bundle's activator is started until just after it was stopped, and does not keep the
-/// framework going. Any thread may use it.
+/// A started bundle's access to the framework. Copies are cheap. It is valid from just before the bundle's activator is
+/// started until just after it was stopped, and does not keep the framework running. Any thread may use it.
 ///
-/// Every method but the comparisons throws IllegalStateException if the context is default constructed or no
-/// longer valid. Listeners are called without any lock held, on the thread that caused the event, and may call
-/// everything; the order among listeners is not specified. What they throw is swallowed and reported to the
-/// framework listeners as FRAMEWORK_ERROR; a SecurityException or SharedLibraryException of a bundle listener also
-/// goes out to who installs, starts, stops or uninstalls the bundle. A listener added during an event does not see that
-/// event, one removed during it is not called any more, but a call that already runs is not waited for.
+/// Every method but the comparisons throws IllegalStateException if the context is default constructed or no longer
+/// valid. Listeners are called without any lock held, on the thread that caused the event, and may call everything; the
+/// order among listeners is not specified. Their exceptions are swallowed and reported to the framework listeners as
+/// FRAMEWORK_ERROR; a SecurityException or SharedLibraryException of a bundle listener is also propagated to the call
+/// that installs, starts, stops or uninstalls the bundle. A listener added during an event does not get that event. One
+/// removed during it is not called afterwards, but a call that is already running is not waited for.
 class US_Framework_EXPORT BundleContext {
  public:
   BundleContext();
 
-  /// Contexts are equal when they are the same, or none of the two is valid.
+  /// Returns whether both are the same context, or both are invalid.
   bool operator==(const BundleContext& other) const;
   bool operator!=(const BundleContext& other) const;
   bool operator<(const BundleContext& other) const;
   BundleContext& operator=(std::nullptr_t);
 
-  /// \return whether the context is valid
+  /// Returns whether the context is valid.
   explicit operator bool() const;
 
-  /// \return the framework property of exactly that name; an empty value if there is none
+  /// Returns the framework property of exactly that name; an empty value if there is none.
   Any GetProperty(const std::string& key) const;
   AnyMap GetProperties() const;
 
-  /// \return the bundle that this is the context of
+  /// Returns the bundle to which the context belongs.
   Bundle GetBundle() const;
-  /// \return an invalid bundle if there is none of that ID
+  /// Returns the bundle with that ID; an invalid one if there is none.
   Bundle GetBundle(long id) const;
-  /// \return all bundles, the system bundle included, ordered by location
+  /// Returns all bundles, the system bundle included, ordered by location.
   std::vector<Bundle> GetBundles() const;
   std::vector<Bundle> GetBundles(const std::string& location) const;
 
-  /// Installs the bundles of one file: a zip archive, or a shared library with one appended or in its
-  /// section ".us_resources". A location that is already installed gives the same bundles again;
-  /// those of them that were uninstalled are installed anew.
+  /// Installs the bundles of one file: a zip archive, or a shared library with one appended or in its section
+  /// ".us_resources". Returns the same bundles again if the location is already installed, and installs those that were
+  /// uninstalled anew.
   /// \param location  the file's path; compared as text
-  /// \param bundleManifest  if not empty: the manifests, by symbolic name; the file is not opened then
+  /// \param bundleManifest  if not empty: the manifests by symbolic name, instead of those in the file
   /// \throws std::runtime_error naming location and reason; no bundle of the location is installed then
   std::vector<Bundle> InstallBundles(
       const std::string& location, const AnyMap& bundleManifest = AnyMap(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
 
-  /// \return the path of a file in a folder that is the bundle's own, which is created; "" for the system bundle
+  /// Returns the path of a file in the bundle's own data folder, which is created; "" for the system bundle.
   std::string GetDataFile(const std::string& filename) const;
 
   /// Registers a service and calls the service listeners with SERVICE_REGISTERED on this thread.
@@ -85,6 +84,7 @@ class US_Framework_EXPORT BundleContext {
     return RegisterService(InterfaceMapConstPtr(MakeInterfaceMap<I1, Interfaces...>(implementation)), properties);
   }
 
+  /// Registers a service factory, otherwise as above.
   /// \throws ServiceException if the factory is null
   template <class I1, class... Interfaces>
   ServiceRegistration<I1, Interfaces...> RegisterService(const std::shared_ptr<ServiceFactory>& factory,
@@ -92,9 +92,11 @@ class US_Framework_EXPORT BundleContext {
     return RegisterService(InterfaceMapConstPtr(MakeInterfaceMap<I1, Interfaces...>(factory)), properties);
   }
 
+  /// Finds services.
   /// \param clazz  an interface ID; an empty one means all services
   /// \param filter  an LDAP filter over the properties; an empty one matches all
-  /// \return highest ranking first, then lowest ID; without clazz as registered, unless the filter fixes objectclass
+  /// \return references ordered by descending ranking, then by ascending ID; without clazz by registration, unless the
+  ///         filter fixes objectclass
   /// \throws std::invalid_argument for a bad filter, if there is any service of that interface or clazz is empty
   std::vector<ServiceReferenceU> GetServiceReferences(const std::string& clazz,
                                                       const std::string& filter = std::string());
@@ -105,7 +107,8 @@ class US_Framework_EXPORT BundleContext {
     return std::vector<ServiceReference<S>>(found.begin(), found.end());
   }
 
-  /// \return the service with the highest ranking, of those with the lowest ID; a reference to none if there is none
+  /// Returns the service with the highest ranking, among equals the one with the lowest ID; an empty reference if none
+  /// matches.
   ServiceReferenceU GetServiceReference(const std::string& clazz);
 
   template <class S>
@@ -113,10 +116,10 @@ class US_Framework_EXPORT BundleContext {
     return ServiceReference<S>(GetServiceReference(requiredInterfaceId<S>()));
   }
 
-  /// Gets the service's object. The bundle counts as a user of the service until the last pointer is gone;
-  /// the object lives on as long as a pointer does, whatever becomes of the service.
-  /// \return null if the service's factory fails (reported as FRAMEWORK_ERROR; as FRAMEWORK_WARNING if its object lacks
-  ///         an interface)
+  /// Gets the service's object. The bundle counts as a user of the service until the last pointer is destroyed; until
+  /// then the object lives, even if the service is unregistered.
+  /// \return null if the service's factory fails, which is reported as FRAMEWORK_ERROR, or as FRAMEWORK_WARNING if its
+  ///         object lacks an interface
   /// \throws std::invalid_argument if the reference refers to no registered service; SharedLibraryException or
   ///         SecurityException if the factory threw that
   std::shared_ptr<void> GetService(const ServiceReferenceBase& reference);
@@ -127,7 +130,7 @@ class US_Framework_EXPORT BundleContext {
     return std::static_pointer_cast<S>(GetService(static_cast<const ServiceReferenceBase&>(reference)));
   }
 
-  /// For services that are made anew for each request. Needs the header ServiceObjects.h.
+  /// Returns access to services of which each request may get an object of its own. Needs the header ServiceObjects.h.
   /// \throws std::invalid_argument if the reference refers to no registered service
   template <class S>
   ServiceObjects<S> GetServiceObjects(const ServiceReference<S>& reference) {
@@ -137,16 +140,17 @@ class US_Framework_EXPORT BundleContext {
     return ServiceObjects<S>(context_, reference);
   }
 
+  /// Adds a listener.
   /// \param filter  an LDAP filter; the listener is called for services that match it
   /// \throws std::invalid_argument for a bad filter
   ListenerToken AddServiceListener(const ServiceListener& listener, const std::string& filter = std::string());
   ListenerToken AddBundleListener(const BundleListener& listener);
   ListenerToken AddFrameworkListener(const FrameworkListener& listener);
-  /// Removes a listener of any kind. A token that names none is fine.
+  /// Removes a listener of any kind; does nothing for a token that names none.
   void RemoveListener(ListenerToken token);
 
-  // Superseded by tokens. They remove what was added through this context: all listeners that are the same function,
-  // the same method of the same object, or a callable object of the same type. Other objects cannot be compared.
+  // Superseded by tokens. They remove those listeners of this context that are the same function, the same method of
+  // the same object, or a callable object of the same type. Other objects cannot be compared.
   US_DEPRECATED void RemoveServiceListener(const ServiceListener& listener) { remove(listener); }
   US_DEPRECATED void RemoveBundleListener(const BundleListener& listener) { remove(listener); }
   US_DEPRECATED void RemoveFrameworkListener(const FrameworkListener& listener) { remove(listener); }

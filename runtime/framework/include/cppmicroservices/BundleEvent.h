@@ -10,8 +10,8 @@ namespace cppmicroservices {
 
 class Bundle;
 
-/// A step in a bundle's life. A value: copies are cheap, and it may be kept, but a kept event keeps the
-/// framework going as any Bundle does. A default constructed event converts to false.
+/// A change of a bundle's state. Copies are cheap. An event may be kept, but it keeps the framework running as any
+/// Bundle does. A default constructed event converts to false.
 class US_Framework_EXPORT BundleEvent {
  public:
   enum Type : uint32_t {
@@ -34,11 +34,11 @@ class US_Framework_EXPORT BundleEvent {
 
   explicit operator bool() const;
 
-  /// \return the bundle that changed; an invalid one for a default constructed event
+  /// Returns the bundle that changed; an invalid one for a default constructed event.
   Bundle GetBundle() const;
-  /// \return BUNDLE_UNINSTALLED for a default constructed event
+  /// Returns the type of the change; BUNDLE_UNINSTALLED for a default constructed event.
   Type GetType() const;
-  /// \return for BUNDLE_INSTALLED the bundle whose context installed it, otherwise the bundle itself
+  /// Returns the bundle whose context installed the bundle, for BUNDLE_INSTALLED; otherwise the bundle itself.
   Bundle GetOrigin() const;
 
   bool operator==(const BundleEvent& other) const;

@@ -12,10 +12,10 @@ class BundleContextPrivate;
 
 }  // namespace cppmicroservices
 
-// A static bundle is one whose code is linked into the program. Nothing in the program calls it by name, so that the
-// linker would leave it out of a static library. These macros refer to it; they are to be used once per bundle, in one
-// source file of the program, in the global namespace. The program has to export its symbols (ENABLE_EXPORTS in CMake),
-// and its own file is the location to install the bundle from.
+// The code of a static bundle is linked into the program. Nothing in the program refers to it, so the linker would
+// leave it out of a static library. These macros refer to it. Use one of them once per bundle, in one source file of
+// the program, in the global namespace. The program has to export its symbols (ENABLE_EXPORTS in CMake); the bundle is
+// installed from the program's own file.
 
 /// Keeps the code of a static bundle that has no activator.
 #define CPPMICROSERVICES_INITIALIZE_STATIC_BUNDLE(bundle_name)                                            \

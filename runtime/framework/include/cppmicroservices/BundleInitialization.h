@@ -16,8 +16,8 @@ using SetBundleContextFn = std::function<void(BundleContextPrivate*)>;
 
 }  // namespace cppmicroservices
 
-/// Holds the bundle's context for GetBundleContext(); to be used once, in one source file of the bundle, in
-/// the global namespace.
+/// Holds the bundle's context for GetBundleContext(). Use it once, in one source file of the bundle, in the global
+/// namespace.
 #define CPPMICROSERVICES_INITIALIZE_BUNDLE                                                                          \
   std::atomic<cppmicroservices::BundleContextPrivate*> US_CTX_INS(US_BUNDLE_NAME){};                                \
   extern "C" cppmicroservices::BundleContextPrivate* US_GET_CTX_FUNC(US_BUNDLE_NAME)();                             \

@@ -21,11 +21,11 @@ namespace detail {
 struct HandleAccess;
 }
 
-/// A file or folder in a bundle's archive: see Bundle::GetResource. A value: copies are cheap, it never
-/// changes, and it can be used also after the bundle was uninstalled, as long as the bundle file is there. A
-/// default constructed one is invalid and answers with zero and empty values.
+/// A file or folder in a bundle's archive, see Bundle::GetResource. It is immutable, and copies are cheap. It can be
+/// used also after the bundle was uninstalled, as long as the bundle file exists. A default constructed resource is
+/// invalid, and its methods return zero and empty values.
 ///
-/// Paths begin in the bundle's own folder, and with '/'; those of folders end in '/' as well.
+/// Paths are relative to the bundle's own folder and begin with '/'; those of folders end in '/' as well.
 class US_Framework_EXPORT BundleResource {
  public:
   BundleResource();
@@ -35,40 +35,40 @@ class US_Framework_EXPORT BundleResource {
 
   /// Orders by path.
   bool operator<(const BundleResource& resource) const;
-  /// \return whether both are the same resource of the same bundle file, or both invalid
+  /// Returns whether both are the same resource of the same bundle file, or both invalid.
   bool operator==(const BundleResource& resource) const;
   bool operator!=(const BundleResource& resource) const;
 
   bool IsValid() const;
   explicit operator bool() const;
 
-  /// \return "file.tar.gz" for "/folder/file.tar.gz"; "" for a folder
+  /// Returns the name: "file.tar.gz" for "/folder/file.tar.gz"; "" for a folder.
   std::string GetName() const;
-  /// \return "/folder/"
+  /// Returns the path of the folder: "/folder/".
   std::string GetPath() const;
-  /// \return "/folder/file.tar.gz"
+  /// Returns the whole path: "/folder/file.tar.gz".
   std::string GetResourcePath() const;
-  /// \return the name up to its first dot: "file"
+  /// Returns the name up to its first dot: "file".
   std::string GetBaseName() const;
-  /// \return the name up to its last dot: "file.tar"
+  /// Returns the name up to its last dot: "file.tar".
   std::string GetCompleteBaseName() const;
-  /// \return what is behind the last dot: "gz"
+  /// Returns the text after the last dot: "gz".
   std::string GetSuffix() const;
-  /// \return what is behind the first dot: "tar.gz"
+  /// Returns the text after the first dot: "tar.gz".
   std::string GetCompleteSuffix() const;
 
   bool IsDir() const;
-  /// \return true also for an invalid resource
+  /// Returns whether this is no folder; true also for an invalid resource.
   bool IsFile() const;
 
-  /// \return the names of what is in the folder, sorted; those of folders end in '/'
+  /// Returns the names of the folder's entries, sorted; those of folders end in '/'.
   std::vector<std::string> GetChildren() const;
   std::vector<BundleResource> GetChildResources() const;
 
-  /// \return the size of the content in bytes, as the archive gives it; the largest int if it is larger
+  /// Returns the size of the content in bytes that the archive states; at most the largest int.
   int GetSize() const;
   int GetCompressedSize() const;
-  /// \return when the file was changed before it was packed, in seconds since 1970
+  /// Returns the time of the file's last change before it was packed, in seconds since 1970.
   time_t GetLastModified() const;
   uint32_t GetCrc32() const;
 

@@ -11,12 +11,12 @@ namespace cppmicroservices {
 
 class BundleResource;
 
-/// Reads the content of a resource. All of it is taken into memory at once, so that the stream needs neither
-/// the resource nor the bundle file afterwards.
+/// Reads the content of a resource. The constructor reads all of it into memory, so that the stream needs neither the
+/// resource nor the bundle file afterwards.
 class US_Framework_EXPORT BundleResourceStream : public std::istream {
  public:
   /// \param resource  a folder and an invalid resource read as an empty file
-  /// \param mode  makes no difference: every byte is read as it is
+  /// \param mode  is ignored: every byte is read unchanged
   /// \throws std::runtime_error if the bundle file is gone or broken, or the resource is larger than 256 MiB
   BundleResourceStream(const BundleResource& resource, std::ios_base::openmode mode = std::ios_base::in);
   BundleResourceStream(const BundleResourceStream&) = delete;

@@ -16,8 +16,8 @@
 
 namespace cppmicroservices {
 
-/// Keeps up with the bundles that are in certain states: while it is open, it has an object for each of them.
-/// Any thread may use it. Who derives from it closes it in the destructor.
+/// Tracks the bundles that are in certain states: while it is open, it keeps an object for each of them. Any thread may
+/// use it. A derived class has to close it in its destructor.
 template <class T = Bundle>
 class BundleTracker : protected BundleTrackerCustomizer<T> {
  public:
@@ -31,8 +31,8 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
     return (static_cast<BundleStateMaskType>(states) | ...);
   }
 
-  /// \param stateMask  the states, as CreateStateMask makes it
-  /// \param customizer  decides what is kept; null means the tracker itself
+  /// \param stateMask  the states, made by CreateStateMask
+  /// \param customizer  makes the objects to keep; null means the tracker itself
   BundleTracker(const BundleContext& context, const BundleStateMaskType stateMask,
                 const std::shared_ptr<BundleTrackerCustomizer<T>> customizer = nullptr) noexcept
       : context_(context), stateMask_(stateMask), customizer_(customizer) {}
@@ -45,13 +45,13 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
     const auto items = std::make_shared<Items>(calls());
     {
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (items_ && !items_->closed()) {
+      if (items_ && !items_->isClosed()) {
         return;
       }
       token_ = context_.AddBundleListener(
           [watch = std::weak_ptr<Items>(items), mask = stateMask_](const BundleEvent& event) {
             if (const auto tracked = watch.lock()) {
-              take(*tracked, mask, event);
+              handle(*tracked, mask, event);
             }
           });
       items_ = items;
@@ -59,8 +59,8 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
     items->trackInitial([this] { return initialBundles(); });
   }
 
-  /// Stops tracking and removes everything. Waits for customizer calls that run on other threads. What the
-  /// customizer throws is lost.
+  /// Stops tracking and removes all objects. Waits for customizer calls on other threads. Exceptions of the customizer
+  /// are swallowed.
   void Close() noexcept {
     try {
       std::shared_ptr<Items> items;
@@ -75,7 +75,7 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
         items->close();
       }
     } catch (...) {
-      // Nothing that could be done about it: the context ended meanwhile, or the customizer failed.
+      // The context has become invalid meanwhile, or the customizer failed: the caller could do nothing about either.
     }
   }
 
@@ -87,21 +87,21 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
     return bundles;
   }
 
-  /// \return what is kept for the bundle; nothing if it is not tracked
+  /// Returns the object that is kept for the bundle; none if it is not tracked.
   std::optional<T> GetObject(const Bundle& bundle) const noexcept {
-    const auto items = open();
+    const auto items = currentItems();
     return items && bundle ? items->find(bundle) : std::nullopt;
   }
 
   TrackingMap GetTracked() const noexcept {
-    const auto items = open();
+    const auto items = currentItems();
     return items ? items->all() : TrackingMap();
   }
 
-  /// \return how often a bundle was added, modified or removed since the tracker was opened; -1 if it is not open
+  /// Returns how often a bundle was added, modified or removed since the tracker was opened; -1 if it is not open.
   int GetTrackingCount() const noexcept {
-    const auto items = open();
-    return items && !items->closed() ? items->changes() : -1;
+    const auto items = currentItems();
+    return items && !items->isClosed() ? items->changes() : -1;
   }
 
   size_t Size() const noexcept { return GetTracked().size(); }
@@ -110,11 +110,11 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
   /// Forgets a bundle until it changes.
   void Remove(const Bundle& bundle) noexcept {
     try {
-      if (const auto items = open()) {
+      if (const auto items = currentItems()) {
         items->untrack(bundle, BundleEvent());
       }
     } catch (...) {
-      // The customizer's failure has nobody to go to.
+      // The customizer failed, which this function cannot propagate.
     }
   }
 
@@ -127,9 +127,9 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
  private:
   using Items = detail::TrackedItems<Bundle, T, BundleEvent>;
 
-  static void take(Items& items, BundleStateMaskType mask, const BundleEvent& event) {
+  static void handle(Items& items, BundleStateMaskType mask, const BundleEvent& event) {
     if (event.GetType() == BundleEvent::BUNDLE_UNRESOLVED) {
-      return;  // a step of uninstalling the bundle, whose end is an event of its own
+      return;  // a step of uninstalling the bundle, which ends with an event of its own
     }
     const auto bundle = event.GetBundle();
     if (bundle.GetState() & mask) {
@@ -140,7 +140,7 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
   }
 
   typename Items::Calls calls() {
-    // A shared customizer is kept by the calls; the tracker itself outlives them.
+    // The calls share ownership of the customizer; the tracker itself outlives them.
     const auto kept = customizer_;
     BundleTrackerCustomizer<T>* const customizer = kept ? kept.get() : this;
     return {[kept, customizer](const Bundle& bundle, const BundleEvent& event) {
@@ -164,18 +164,18 @@ class BundleTracker : protected BundleTrackerCustomizer<T> {
     return bundles;
   }
 
-  std::shared_ptr<Items> open() const {
+  std::shared_ptr<Items> currentItems() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return items_;
   }
 
-  // constant after construction; the context is synchronised by itself
+  // Constant after construction, except for the context, which is synchronised by itself:
   BundleContext context_;
   const BundleStateMaskType stateMask_;
   const std::shared_ptr<BundleTrackerCustomizer<T>> customizer_;
 
   mutable std::mutex mutex_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   std::shared_ptr<Items> items_;
   ListenerToken token_;
 };

@@ -7,12 +7,12 @@
 
 namespace cppmicroservices {
 
-/// The version of a bundle: major.minor.micro[.qualifier]. A value; it never changes.
+/// The version of a bundle: major.minor.micro[.qualifier].
 class US_Framework_EXPORT BundleVersion {
  public:
-  /// 0.0.0
+  /// Returns 0.0.0.
   static BundleVersion EmptyVersion();
-  /// The version of something that has none; all getters throw std::logic_error.
+  /// Returns the version of something that has none; all its getters throw std::logic_error.
   static BundleVersion UndefinedVersion();
 
   BundleVersion(unsigned int majorVersion, unsigned int minorVersion, unsigned int microVersion);
@@ -23,7 +23,7 @@ class US_Framework_EXPORT BundleVersion {
   BundleVersion(const std::string& version);
   BundleVersion(const BundleVersion& version);
 
-  /// As the constructor from text, but without surrounding blanks, and 0.0.0 for an empty text.
+  /// Makes a version as the constructor from text, but ignores surrounding blanks, and makes 0.0.0 of an empty text.
   static BundleVersion ParseVersion(const std::string& version);
 
   bool IsUndefined() const;
@@ -33,9 +33,11 @@ class US_Framework_EXPORT BundleVersion {
   std::string GetQualifier() const;
   std::string ToString() const;
 
+  /// Returns whether both are equal, or both undefined.
   /// \throws std::logic_error if only the left side is undefined
   bool operator==(const BundleVersion& other) const;
-  /// \return negative, zero or positive; qualifiers compare as text
+  /// Compares two versions; qualifiers compare as text.
+  /// \return a negative number, zero, or a positive number
   /// \throws std::logic_error if one of the two is undefined
   int Compare(const BundleVersion& other) const;
 

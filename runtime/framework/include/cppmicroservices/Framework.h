@@ -13,11 +13,11 @@ namespace cppmicroservices {
 
 class FrameworkEvent;
 
-/// A handle to a framework, which is its own system bundle (ID 0). See Bundle for its lifetime; see
-/// FrameworkFactory for how to make one. Several frameworks in one process know nothing of each other.
+/// A handle to a framework, which is its own system bundle (ID 0). See Bundle for its lifetime, and FrameworkFactory
+/// for how to make one. Several frameworks in one process are independent of one another.
 ///
-/// The states are INSTALLED (new), STARTING (after Init), ACTIVE (after Start), STOPPING and RESOLVED (after
-/// Stop); it can be started again then, with a new context and without bundles and services.
+/// The states are INSTALLED (new), STARTING (after Init), ACTIVE (after Start), STOPPING and RESOLVED (after Stop). A
+/// stopped framework can be started again, with a new context and without bundles and services.
 class US_Framework_EXPORT Framework : public Bundle {
  public:
   /// \throws std::invalid_argument if there is no bundle, std::logic_error if it is not a framework's system bundle
@@ -32,12 +32,12 @@ class US_Framework_EXPORT Framework : public Bundle {
   /// \throws std::runtime_error while the framework is stopping, or if a bundle in the program's file is broken
   void Init();
 
-  /// Waits until the framework is stopped, and then runs the function given as the framework property
-  /// Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC, if any.
+  /// Blocks until the framework is stopped, and then runs the function that the framework property
+  /// Constants::FRAMEWORK_EXTRA_SHUTDOWN_FUNC holds, if any.
   /// \param timeout  how long to wait; zero waits without limit, a negative one does not wait
   /// \return an event of type FRAMEWORK_STOPPED after a stop or if there is nothing to stop,
-  ///         FRAMEWORK_WAIT_TIMEDOUT if time ran out (calling again goes on waiting), and FRAMEWORK_ERROR if the
-  ///         calling thread is the one that stops the framework, which cannot wait for itself
+  ///         FRAMEWORK_WAIT_TIMEDOUT if the time-out has passed (another call continues the wait), and FRAMEWORK_ERROR
+  ///         if the calling thread is the one that stops the framework, which cannot wait for itself
   FrameworkEvent WaitForStop(const std::chrono::milliseconds& timeout);
 
  private:

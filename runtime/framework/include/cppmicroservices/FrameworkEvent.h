@@ -12,8 +12,8 @@ namespace cppmicroservices {
 
 class Bundle;
 
-/// Something that happened in a framework, or an error that no caller is there for. A value: copies are
-/// cheap, and it may be kept. A default constructed event converts to false.
+/// A change of a framework's state, or an error that cannot be propagated to a caller. Copies are cheap, and an event
+/// may be kept. A default constructed event converts to false.
 class US_Framework_EXPORT FrameworkEvent {
  public:
   enum Type : uint32_t {
@@ -32,12 +32,12 @@ class US_Framework_EXPORT FrameworkEvent {
 
   explicit operator bool() const;
 
-  /// \return the bundle that it is about; an invalid one for a default constructed event
+  /// Returns the bundle that the event concerns; an invalid one for a default constructed event.
   Bundle GetBundle() const;
   std::string GetMessage() const;
-  /// \return the exception behind it, or null
+  /// Returns the exception that caused the event, or null.
   std::exception_ptr GetThrowable() const;
-  /// \return FRAMEWORK_ERROR for a default constructed event
+  /// Returns the type; FRAMEWORK_ERROR for a default constructed event.
   Type GetType() const;
 
  private:

@@ -2,5 +2,5 @@
 
 #include "cppmicroservices/GlobalConfig.h"
 
-/// Marks what the runtime library exports; types that cross libraries (exceptions above all) need it.
+/// Marks the names that the runtime library exports. Types that cross libraries need it, exceptions above all.
 #define US_Framework_EXPORT US_ABI_EXPORT

@@ -16,12 +16,13 @@ class Framework;
 
 using FrameworkConfiguration = std::unordered_map<std::string, Any>;
 
-/// Makes frameworks. It has no state: any thread may call it.
+/// Makes frameworks. It has no state; any thread may use it.
 class US_Framework_EXPORT FrameworkFactory {
  public:
-  /// \param configuration  the framework's properties; those that it needs are added
-  /// \param logger  where diagnostics go if the property Constants::FRAMEWORK_LOG is true (null: std::clog);
-  ///        has to outlive the framework
+  /// Makes a framework in the state INSTALLED.
+  /// \param configuration  the framework's properties; missing ones that it needs are added
+  /// \param logger  the stream for diagnostics, which are written if the property Constants::FRAMEWORK_LOG is true
+  ///        (null: std::clog); has to outlive the framework
   /// \throws BadAnyCastException if a property that the framework reads has the wrong type
   Framework NewFramework(const FrameworkConfiguration& configuration, std::ostream* logger = nullptr);
   Framework NewFramework();

@@ -15,7 +15,7 @@ namespace detail {
 US_Framework_EXPORT BundleContext MakeBundleContext(BundleContextPrivate* context);
 }
 
-/// \return the context of the bundle that this code belongs to; an invalid one while it is not started
+/// Returns the context of the bundle to which the calling code belongs; an invalid one while the bundle is not started.
 static inline BundleContext GetBundleContext() {
   BundleContextPrivate* const context = US_GET_CTX_FUNC(US_BUNDLE_NAME)();
   return context ? detail::MakeBundleContext(context) : BundleContext();

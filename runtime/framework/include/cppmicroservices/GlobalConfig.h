@@ -67,9 +67,9 @@
   ;                          \
   }
 
-// Entry points of a bundle library end in the bundle's symbolic name. The prefixes differ from those of
-// other implementations of the same interface on purpose: a bundle that was built for another one is
-// then refused by name, instead of being called with objects that it would misread.
+// The names of a bundle library's entry points end in the bundle's symbolic name. The prefixes differ from those of
+// other implementations of the same interface on purpose: a bundle that was built for another one then has no entry
+// points here, and is never called with objects that it would misread.
 #define US_GET_CTX_PREFIX spf_runtime_get_bundle_context_
 #define US_SET_CTX_PREFIX spf_runtime_set_bundle_context_
 #define US_CTX_INS_PREFIX spf_runtime_bundle_context_

@@ -7,8 +7,8 @@
 
 namespace cppmicroservices {
 
-/// A method was called on an object that is in the wrong state for it, above all on a bundle context
-/// whose bundle is no longer started.
+/// Reports a call of a method on an object in the wrong state, above all on a bundle context whose bundle is no longer
+/// started.
 class US_Framework_EXPORT IllegalStateException final : public std::runtime_error {
  public:
   explicit IllegalStateException(std::string what);

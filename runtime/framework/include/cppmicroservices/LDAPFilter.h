@@ -14,46 +14,46 @@ class ServiceReferenceBase;
 
 /// A condition on properties, written as in RFC 1960: `(name=value)` with `*` for any text, `~=` for
 /// equality without regard to blanks and case, `>=`, `<=`, `(name=*)` for presence, and `(&(a)(b))`,
-/// `(|(a)(b))`, `(!(a))`. A backslash takes away the special meaning of the character behind it.
-/// The value's text is read as the property's type demands. Copies share one immutable filter and may
-/// be used by several threads.
+/// `(|(a)(b))`, `(!(a))`. A backslash removes the special meaning of the next character. The value's text is converted
+/// to the property's type. Copies share one immutable filter and may be used by several threads.
 class [[gnu::visibility("default")]] LDAPFilter {
  public:
-  /// A filter that is false and matches nothing.
+  /// Makes a filter that converts to false and matches nothing.
   LDAPFilter();
 
-  /// \throws std::invalid_argument that names the reason and the rest of the text, if it is no filter
-  LDAPFilter(std::string const& filter);
+  /// Parses a filter.
+  /// \throws std::invalid_argument that names the reason and the rest of the text, if the text is no filter
+  LDAPFilter(const std::string& filter);
 
-  LDAPFilter(LDAPFilter const& other);
-  LDAPFilter& operator=(LDAPFilter const& other);
+  LDAPFilter(const LDAPFilter& other);
+  LDAPFilter& operator=(const LDAPFilter& other);
   ~LDAPFilter();
 
   explicit operator bool() const;
 
-  /// Whether the properties match; their names are compared without regard to case.
+  /// Returns whether the properties match; their names are compared without regard to case.
   /// \throws std::runtime_error if two keys differ only in case
-  bool Match(AnyMap const& dictionary) const;
+  bool Match(const AnyMap& dictionary) const;
 
-  /// As Match(), but names have to be the same to the letter.
-  bool MatchCase(AnyMap const& dictionary) const;
+  /// Returns whether the properties match; their names are compared exactly.
+  bool MatchCase(const AnyMap& dictionary) const;
 
-  /// Whether the properties of the service match. A reference to none has none.
-  bool Match(ServiceReferenceBase const& reference) const;
+  /// Returns whether the properties of the service match. An empty reference has no properties.
+  bool Match(const ServiceReferenceBase& reference) const;
 
-  /// Whether the headers in the bundle's manifest match.
-  bool Match(Bundle const& bundle) const;
+  /// Returns whether the headers in the bundle's manifest match.
+  bool Match(const Bundle& bundle) const;
 
-  /// The filter without the blanks that mean nothing; empty for a default constructed one.
+  /// Returns the filter's text without insignificant blanks; an empty text for a default constructed filter.
   std::string ToString() const;
 
-  /// Compares what ToString() gives.
-  bool operator==(LDAPFilter const& other) const;
+  /// Compares the texts of ToString().
+  bool operator==(const LDAPFilter& other) const;
 
  private:
-  std::shared_ptr<LDAPFilterData const> data_;
+  std::shared_ptr<const LDAPFilterData> data_;
 };
 
-[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, LDAPFilter const& filter);
+[[gnu::visibility("default")]] std::ostream& operator<<(std::ostream& out, const LDAPFilter& filter);
 
 }  // namespace cppmicroservices

@@ -7,13 +7,13 @@
 
 namespace cppmicroservices {
 
-/// The text of a filter under construction; may be null, which the operators pass over.
+/// The text of a filter under construction. It may be null; the operators then ignore it.
 class [[gnu::visibility("default")]] LDAPPropExpr {
  public:
   LDAPPropExpr() = default;
   explicit LDAPPropExpr(std::string expression);
 
-  /// Negates this very expression.
+  /// Returns the negation of this expression.
   LDAPPropExpr& operator!();
 
   operator std::string() const {
@@ -23,85 +23,85 @@ class [[gnu::visibility("default")]] LDAPPropExpr {
     return expression_.empty();
   }
 
-  LDAPPropExpr& operator|=(LDAPPropExpr const& right);
-  LDAPPropExpr& operator&=(LDAPPropExpr const& right);
+  LDAPPropExpr& operator|=(const LDAPPropExpr& right);
+  LDAPPropExpr& operator&=(const LDAPPropExpr& right);
 
  private:
   std::string expression_;
 };
 
-/// A property's name, from which comparisons make the text of a filter:
+/// A property's name. Comparing it with values makes the text of a filter:
 /// `LDAPProp("unit") == "celsius" && LDAPProp("rank") >= 5`.
-/// Values go into the text as they are: nothing is escaped, `*` stays a wildcard. Comparing with an
-/// empty std::string gives a null expression.
+/// Values are inserted unchanged: nothing is escaped, and `*` stays a wildcard. Comparing with an empty std::string
+/// makes a null expression.
 class [[gnu::visibility("default")]] LDAPProp {
  public:
   /// \throws std::invalid_argument if the name is empty
   LDAPProp(std::string property);
 
-  /// The presence of the property.
+  /// Makes a filter that matches if the property is present.
   operator LDAPPropExpr() const;
-  /// Its absence.
+  /// Makes a filter that matches if the property is absent.
   LDAPPropExpr operator!() const;
 
-  LDAPPropExpr operator==(std::string const& value) const;
-  LDAPPropExpr operator==(Any const& value) const;
+  LDAPPropExpr operator==(const std::string& value) const;
+  LDAPPropExpr operator==(const Any& value) const;
   LDAPPropExpr operator==(bool value) const;
   template <class T>
-  LDAPPropExpr operator==(T const& value) const {
+  LDAPPropExpr operator==(const T& value) const {
     return compared("=", textOf(value));
   }
 
-  LDAPPropExpr operator!=(std::string const& value) const;
-  LDAPPropExpr operator!=(Any const& value) const;
+  LDAPPropExpr operator!=(const std::string& value) const;
+  LDAPPropExpr operator!=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator!=(T const& value) const {
+  LDAPPropExpr operator!=(const T& value) const {
     return *this != textOf(value);
   }
 
-  LDAPPropExpr operator>=(std::string const& value) const;
-  LDAPPropExpr operator>=(Any const& value) const;
+  LDAPPropExpr operator>=(const std::string& value) const;
+  LDAPPropExpr operator>=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator>=(T const& value) const {
+  LDAPPropExpr operator>=(const T& value) const {
     return *this >= textOf(value);
   }
 
-  LDAPPropExpr operator<=(std::string const& value) const;
-  LDAPPropExpr operator<=(Any const& value) const;
+  LDAPPropExpr operator<=(const std::string& value) const;
+  LDAPPropExpr operator<=(const Any& value) const;
   template <class T>
-  LDAPPropExpr operator<=(T const& value) const {
+  LDAPPropExpr operator<=(const T& value) const {
     return *this <= textOf(value);
   }
 
-  LDAPPropExpr Approx(std::string const& value) const;
-  LDAPPropExpr Approx(Any const& value) const;
+  LDAPPropExpr Approx(const std::string& value) const;
+  LDAPPropExpr Approx(const Any& value) const;
   template <class T>
-  LDAPPropExpr Approx(T const& value) const {
+  LDAPPropExpr Approx(const T& value) const {
     return Approx(textOf(value));
   }
 
  private:
-  LDAPProp& operator=(LDAPProp const&) = delete;
+  LDAPProp& operator=(const LDAPProp&) = delete;
 
   template <class T>
-  static std::string textOf(T const& value) {
+  static std::string textOf(const T& value) {
     std::ostringstream text;
     text << value;
     return text.str();
   }
 
-  LDAPPropExpr compared(char const* operation, std::string const& value) const;
-  LDAPPropExpr comparedUnlessEmpty(char const* operation, std::string const& value) const;
+  LDAPPropExpr compared(const char* operation, const std::string& value) const;
+  LDAPPropExpr comparedUnlessEmpty(const char* operation, const std::string& value) const;
 
   std::string property_;
 };
 
 }  // namespace cppmicroservices
 
-/// Both have to hold; if one is null, the other one.
-[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator&&(cppmicroservices::LDAPPropExpr const& left,
-                                                                         cppmicroservices::LDAPPropExpr const& right);
+/// Returns a filter that matches if both match; if one is null, the other one.
+[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator&&(const cppmicroservices::LDAPPropExpr& left,
+                                                                         const cppmicroservices::LDAPPropExpr& right);
 
-/// One of them has to hold; if one is null, the other one.
-[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator||(cppmicroservices::LDAPPropExpr const& left,
-                                                                         cppmicroservices::LDAPPropExpr const& right);
+/// Returns a filter that matches if one of them matches; if one is null, the other one.
+[[gnu::visibility("default")]] cppmicroservices::LDAPPropExpr operator||(const cppmicroservices::LDAPPropExpr& left,
+                                                                         const cppmicroservices::LDAPPropExpr& right);

@@ -18,7 +18,7 @@ using FrameworkListener = std::function<void(const FrameworkEvent&)>;
 
 namespace detail {
 
-/// A listener that is a method of an object. Unlike other callable objects it can be found again.
+/// A listener that is a method of an object. Unlike other callable objects it can be compared, and so be removed.
 template <class Event>
 class ListenerMethod {
  public:
@@ -30,7 +30,7 @@ class ListenerMethod {
 
   void operator()(const Event& event) const { call_(*this, event); }
 
-  /// \return whether both are the same method of the same object
+  /// Returns whether both are the same method of the same object.
   bool operator==(const ListenerMethod& other) const {
     return receiver_ == other.receiver_ && method_ == other.method_;
   }

@@ -12,8 +12,8 @@ struct HandleAccess;
 
 using ListenerTokenId = std::uint64_t;
 
-/// Names one added listener, so that it can be removed again. Move-only; a default constructed or
-/// moved-from token names none and converts to false. Destroying a token removes nothing.
+/// Names one added listener, so that it can be removed. Move-only; a default constructed or moved-from token names none
+/// and converts to false. Destroying a token removes nothing.
 class US_Framework_EXPORT ListenerToken {
  public:
   ListenerToken();

@@ -7,13 +7,13 @@
 
 namespace cppmicroservices {
 
-/// A bundle was refused for reasons of security.
+/// Reports that a bundle was refused for reasons of security.
 class US_Framework_EXPORT SecurityException final : public std::runtime_error {
  public:
   explicit SecurityException(std::string what, Bundle origin);
   ~SecurityException() override;
 
-  /// \return the bundle that was refused
+  /// Returns the bundle that was refused.
   Bundle GetBundle() const;
 
  private:

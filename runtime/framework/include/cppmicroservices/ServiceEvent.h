@@ -8,7 +8,7 @@
 
 namespace cppmicroservices {
 
-/// A step in a service's life. A value: copies are cheap. A default constructed event converts to false.
+/// A change of a service. Copies are cheap. A default constructed event converts to false.
 class US_Framework_EXPORT ServiceEvent {
  public:
   enum Type : uint32_t {
@@ -25,12 +25,13 @@ class US_Framework_EXPORT ServiceEvent {
 
   explicit operator bool() const;
 
-  /// \return the service; a reference to none for a default constructed event
+  /// Returns a reference to the service; an empty one for a default constructed event.
   ServiceReferenceU GetServiceReference() const;
   template <class S>
   ServiceReference<S> GetServiceReference() const {
     return GetServiceReference();
   }
+  /// Returns the type of the change.
   /// \throws std::logic_error for a default constructed event
   Type GetType() const;
 

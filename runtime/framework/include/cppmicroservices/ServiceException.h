@@ -8,16 +8,16 @@
 
 namespace cppmicroservices {
 
-/// Something went wrong with a service: with its factory, its interface or the way it was asked for.
+/// Reports a failure of a service's factory, a missing interface, or a wrong request.
 class US_Framework_EXPORT ServiceException : public std::runtime_error {
  public:
   enum Type {
     UNSPECIFIED = 0,
-    UNREGISTERED = 1,       ///< the service is gone
-    FACTORY_ERROR = 2,      ///< a factory gave an object that does not implement the service
+    UNREGISTERED = 1,       ///< the service is unregistered
+    FACTORY_ERROR = 2,      ///< a factory returned an object that does not implement the service
     FACTORY_EXCEPTION = 3,  ///< a factory threw
     REMOTE = 5,             ///< a remote service failed
-    FACTORY_RECURSION = 6   ///< a factory asked for the service that it is just making
+    FACTORY_RECURSION = 6   ///< a factory requested the service that it is making
   };
 
   ServiceException(const std::string& what, const Type& type = UNSPECIFIED);

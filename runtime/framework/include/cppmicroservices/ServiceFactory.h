@@ -13,11 +13,11 @@ class US_Framework_EXPORT ServiceFactory {
  public:
   virtual ~ServiceFactory() = default;
 
-  /// Called when a bundle gets the service and does not hold it yet.
+  /// Makes the object for a bundle that gets the service and does not hold it yet.
   /// \return the object; it has to implement all the interfaces of the registration
   virtual InterfaceMapConstPtr GetService(const Bundle& bundle, const ServiceRegistrationBase& registration) = 0;
 
-  /// Called when the bundle let go of the service, was stopped, or the service was unregistered.
+  /// Takes the object back when the bundle has released the service or was stopped, or the service was unregistered.
   virtual void UngetService(const Bundle& bundle, const ServiceRegistrationBase& registration,
                             const InterfaceMapConstPtr& service) = 0;
 };

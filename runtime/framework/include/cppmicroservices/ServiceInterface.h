@@ -13,14 +13,14 @@
 namespace cppmicroservices {
 
 namespace detail {
-/// \return the type's name as in source code
+/// Returns the type's name as it is written in source code.
 US_Framework_EXPORT std::string GetDemangledName(const std::type_info& type);
 }  // namespace detail
 
 }  // namespace cppmicroservices
 
-/// \return the ID that services of interface T are registered under: the name given to
-///         CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE, otherwise the type's demangled name; "" for void
+/// Returns the ID under which services of interface T are registered: the name given to
+/// CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE, otherwise the type's demangled name; "" for void.
 template <class T>
 const std::string& us_service_interface_iid() {
   static const std::string name = cppmicroservices::detail::GetDemangledName(typeid(T));
@@ -33,8 +33,8 @@ inline const std::string& us_service_interface_iid<void>() {
   return none;
 }
 
-/// Gives a service interface an ID of its own. To be used in the global namespace, in the header that
-/// declares the interface, before any use of it.
+/// Gives a service interface an ID of its own. Use it in the global namespace, in the header that declares the
+/// interface, before any use of the interface.
 #define CPPMICROSERVICES_DECLARE_SERVICE_INTERFACE(type, id)   \
   template <>                                                  \
   inline const std::string& us_service_interface_iid<type>() { \
@@ -46,14 +46,14 @@ namespace cppmicroservices {
 
 class ServiceFactory;
 
-/// What a service consists of: for each interface ID the implementation's pointer to that interface.
+/// The implementation of a service: for each interface ID its pointer to that interface.
 using InterfaceMap = std::unordered_map<std::string, std::shared_ptr<void>>;
 using InterfaceMapPtr = std::shared_ptr<InterfaceMap>;
 using InterfaceMapConstPtr = std::shared_ptr<const InterfaceMap>;
 
 namespace detail {
 
-/// Under this ID an interface map holds a factory instead of an implementation.
+/// Returns the ID under which an interface map holds a factory instead of an implementation.
 US_Framework_EXPORT const std::string& factoryInterfaceId();
 
 template <class T, class... List>
@@ -87,7 +87,7 @@ class MakeInterfaceMap {
   InterfaceMapPtr map_;
 };
 
-/// \return the map's pointer to that interface, or null
+/// Returns the map's pointer to that interface, or null.
 template <class Interface>
 std::shared_ptr<Interface> ExtractInterface(const InterfaceMapConstPtr& map) {
   if (!map) {
@@ -97,6 +97,7 @@ std::shared_ptr<Interface> ExtractInterface(const InterfaceMapConstPtr& map) {
   return found == map->end() ? nullptr : std::static_pointer_cast<Interface>(found->second);
 }
 
+/// Returns the map's pointer to that interface, or null.
 /// \param interfaceId  an empty one means any of the map's interfaces
 inline std::shared_ptr<void> ExtractInterface(const InterfaceMapConstPtr& map, const std::string& interfaceId) {
   if (!map || map->empty()) {
@@ -106,7 +107,7 @@ inline std::shared_ptr<void> ExtractInterface(const InterfaceMapConstPtr& map, c
   return found == map->end() ? nullptr : found->second;
 }
 
-/// Says that a pointer is to be registered as a factory and not as the service itself.
+/// Marks a pointer that is to be registered as a factory and not as the service itself.
 template <class T>
 std::shared_ptr<ServiceFactory> ToFactory(const std::shared_ptr<T>& factory) {
   return std::static_pointer_cast<ServiceFactory>(factory);

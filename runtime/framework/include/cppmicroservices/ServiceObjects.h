@@ -10,7 +10,7 @@
 
 namespace cppmicroservices {
 
-/// What all ServiceObjects have in common.
+/// The common base of all ServiceObjects.
 class US_Framework_EXPORT ServiceObjectsBase {
  public:
   ServiceObjectsBase(const ServiceObjectsBase&) = delete;
@@ -31,15 +31,15 @@ class US_Framework_EXPORT ServiceObjectsBase {
   ServiceReferenceU reference_;
 };
 
-/// Gets objects of one service: a new one each time if its factory is a PrototypeServiceFactory, otherwise
-/// as BundleContext::GetService. Move-only. Made by BundleContext::GetServiceObjects.
+/// Gets objects of one service: a new one for each call if its factory is a PrototypeServiceFactory, otherwise as
+/// BundleContext::GetService. Move-only. Made by BundleContext::GetServiceObjects.
 template <class S>
 class ServiceObjects : private ServiceObjectsBase {
  public:
   ServiceObjects(ServiceObjects&& other) noexcept = default;
   ServiceObjects& operator=(ServiceObjects&& other) noexcept = default;
 
-  /// \return the object; null if the service is unregistered or its factory fails
+  /// Returns the object; null if the service is unregistered or its factory fails.
   /// \throws IllegalStateException if the bundle context is no longer valid
   std::shared_ptr<S> GetService() const { return std::static_pointer_cast<S>(ServiceObjectsBase::GetService()); }
   ServiceReference<S> GetServiceReference() const { return GetReference(); }
@@ -51,7 +51,7 @@ class ServiceObjects : private ServiceObjectsBase {
       : ServiceObjectsBase(context, reference) {}
 };
 
-/// The same for services whose interfaces are not known at compile time.
+/// Gets objects of a service whose interfaces are not known at compile time.
 template <>
 class US_Framework_EXPORT ServiceObjects<void> : private ServiceObjectsBase {
  public:

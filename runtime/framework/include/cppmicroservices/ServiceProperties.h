@@ -7,7 +7,7 @@
 
 namespace cppmicroservices {
 
-/// What a service is registered with. Keys that differ only in case are refused.
+/// The properties that a service is registered with. Keys that differ only in case are refused.
 using ServiceProperties = std::unordered_map<std::string, Any>;
 
 }  // namespace cppmicroservices

@@ -7,8 +7,8 @@
 
 namespace cppmicroservices {
 
-/// A reference to a service of interface S. Made from a reference to a service that does not have that
-/// interface it refers to none.
+/// A reference to a service of interface S. It is empty if it is made from a reference to a service without that
+/// interface.
 template <class S>
 class ServiceReference : public ServiceReferenceBase {
  public:
@@ -45,8 +45,8 @@ class ServiceReference<void> : public ServiceReferenceBase {
 
 using ServiceReferenceU = ServiceReference<void>;
 
-/// \param service  what BundleContext::GetService or ServiceObjects::GetService returned
-/// \return the reference that it was got with
+/// Returns a reference to the service that an object belongs to.
+/// \param service  a pointer that BundleContext::GetService or ServiceObjects::GetService returned
 /// \throws std::runtime_error for any other pointer
 US_Framework_EXPORT ServiceReferenceU ServiceReferenceFromService(const std::shared_ptr<void>& service);
 

@@ -22,9 +22,9 @@ namespace detail {
 struct HandleAccess;
 }
 
-/// Names one registered service without using it. Copies are cheap. It keeps the service's properties, not
-/// the service: after the service is unregistered it converts to false, and the properties as they were last
-/// can still be read. On a default constructed reference every method gives an empty result.
+/// Refers to one registered service without using it. Copies are cheap. It keeps the service's properties, not the
+/// service: after the service is unregistered, it converts to false, and the last properties can still be read. On a
+/// default constructed reference every method returns an empty result.
 /// Different references may be used by different threads at the same time.
 class US_Framework_EXPORT ServiceReferenceBase {
  public:
@@ -33,26 +33,26 @@ class US_Framework_EXPORT ServiceReferenceBase {
   ServiceReferenceBase& operator=(std::nullptr_t);
   ~ServiceReferenceBase();
 
-  /// \return whether the service is registered
+  /// Returns whether the service is registered.
   explicit operator bool() const;
 
-  /// \return a copy of the property; an empty one if there is none. Case of the key does not matter.
+  /// Returns a copy of the property; an empty one if there is none. The case of the key is ignored.
   Any GetProperty(const std::string& key) const;
   std::vector<std::string> GetPropertyKeys() const;
-  /// Replaces the content of `keys`.
+  /// Replaces the content of `keys` with the names of the properties.
   void GetPropertyKeys(std::vector<std::string>& keys) const;
 
-  /// \return the bundle that registered the service; an invalid one after it was unregistered
+  /// Returns the bundle that registered the service; an invalid one after it was unregistered.
   Bundle GetBundle() const;
-  /// \return the bundles that hold the service at the moment
+  /// Returns the bundles that currently hold the service.
   std::vector<Bundle> GetUsingBundles() const;
 
-  /// \return the interface that this reference stands for; "" for all of the service
+  /// Returns the ID of the interface that this reference is for; "" if it is for the whole service.
   std::string GetInterfaceId() const;
-  /// \return whether the service was registered with that interface
+  /// Returns whether the service was registered with that interface.
   bool IsConvertibleTo(const std::string& interfaceId) const;
 
-  /// A lower ranking is less; with equal rankings, a higher service ID is less.
+  /// Orders by ranking; with equal rankings, a higher service ID is less.
   bool operator<(const ServiceReferenceBase& other) const;
   bool operator==(const ServiceReferenceBase& other) const;
 
@@ -66,7 +66,7 @@ class US_Framework_EXPORT ServiceReferenceBase {
   ServiceReferenceBase(std::shared_ptr<ServiceRecord> record, const std::string* interfaceId);
 
   std::size_t Hash() const;
-  /// Makes this a reference to that interface of the service; to no service if it does not have it.
+  /// Makes this a reference to that interface of the service; an empty reference if the service does not have it.
   void narrowTo(const std::string& interfaceId);
 
   std::shared_ptr<ServiceRecord> record_;

@@ -4,7 +4,7 @@
 
 namespace cppmicroservices {
 
-/// The registration of a service with the interfaces named.
+/// The registration of a service with the given interfaces.
 template <class I1, class... Interfaces>
 class ServiceRegistration : public ServiceRegistrationBase {
  public:

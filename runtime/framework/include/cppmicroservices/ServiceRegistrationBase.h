@@ -17,8 +17,8 @@ namespace detail {
 struct HandleAccess;
 }
 
-/// The right to change and to withdraw one registered service. Copies are cheap and mean the same service.
-/// Destroying it, or assigning null, withdraws nothing. It converts to true also after the service was
+/// Changes and unregisters one registered service. Copies are cheap and refer to the same service. Destroying a
+/// registration, or assigning null, does not unregister the service. It converts to true also after the service was
 /// unregistered. Different registrations may be used by different threads at the same time.
 ///
 /// Once the framework is destroyed, SetProperties and Unregister do nothing.
@@ -33,19 +33,20 @@ class US_Framework_EXPORT ServiceRegistrationBase {
 
   explicit operator bool() const;
 
+  /// Returns a reference to the service.
   /// \throws std::logic_error if the service is unregistered, or this is no registration
   ServiceReferenceBase GetReference(const std::string& interfaceId = std::string()) const;
 
-  /// Replaces the properties but for those that the framework sets, and calls the service listeners with
-  /// SERVICE_MODIFIED (those that no longer match with SERVICE_MODIFIED_ENDMATCH) on this thread.
+  /// Replaces the properties except those that the framework sets, and calls the service listeners with
+  /// SERVICE_MODIFIED on this thread; those whose filters no longer match, with SERVICE_MODIFIED_ENDMATCH.
   /// \throws std::invalid_argument if the ranking is not an int, std::runtime_error for keys that differ only
   ///         in case, std::logic_error if the service is unregistered; nothing is changed then
   void SetProperties(const ServiceProperties& properties);
   void SetProperties(ServiceProperties&& properties);
 
-  /// Takes the service out of the look-up, calls the service listeners with SERVICE_UNREGISTERING on this
-  /// thread, and lets go of the implementation. Does not wait for those who hold the service. Returns at once
-  /// while another call of it for this service is under way, also from inside a listener.
+  /// Removes the service from the look-up, calls the service listeners with SERVICE_UNREGISTERING on this thread, and
+  /// releases the implementation. Does not wait for the holders of the service. Returns at once while another call for
+  /// this service is running, also from inside a listener.
   /// \throws std::logic_error if the service is unregistered already, or this is no registration
   void Unregister();
 

@@ -22,17 +22,17 @@
 
 namespace cppmicroservices {
 
-/// Keeps up with the services of one interface, those of them that match a filter, or one service: while it is open,
-/// it has an object for each of them. Services without the interface S are never tracked; with S = void all count. Any
-/// thread may use it. The customizer, if it is not the tracker itself, has to live until the tracker is closed; who
-/// derives from the tracker closes it in the destructor.
+/// Tracks the services of one interface, the services that match a filter, or one service: while it is open, it keeps
+/// an object for each of them. Services without the interface S are never tracked; S = void stands for any interface.
+/// Any thread may use it. A customizer other than the tracker itself has to live until the tracker is closed. A derived
+/// class has to close the tracker in its destructor.
 template <class S, class T = S>
 class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
  public:
   using TrackedParamType = typename ServiceTrackerCustomizer<S, T>::TrackedParamType;
   using TrackingMap = std::unordered_map<ServiceReference<S>, std::shared_ptr<TrackedParamType>>;
 
-  /// Tracks one service, under the reference that is given here.
+  /// Tracks one service, and reports it by the given reference.
   ServiceTracker(const BundleContext& context, const ServiceReference<S>& reference,
                  ServiceTrackerCustomizer<S, T>* customizer = nullptr)
       : ServiceTracker(
@@ -56,7 +56,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     try {
       Close();
     } catch (...) {
-      // What the customizer throws has nobody to go to.
+      // A destructor cannot propagate the exceptions of the customizer.
     }
   }
 
@@ -66,22 +66,23 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     const auto items = std::make_shared<Items>(calls());
     {
       const std::lock_guard<std::mutex> lock(mutex_);
-      if (items_ && !items_->closed()) {
+      if (items_ && !items_->isClosed()) {
         return;
       }
       token_ = context_.AddServiceListener(
           [watch = std::weak_ptr<Items>(items), only = reference_](const ServiceEvent& event) {
             if (const auto tracked = watch.lock()) {
-              take(*tracked, event, only);
+              handle(*tracked, event, only);
             }
           },
           filter_);
+      detail::addContextEndListener(context_, items);
       items_ = items;
     }
     items->trackInitial([this] { return initialReferences(); });
   }
 
-  /// Stops tracking and removes everything. Waits for customizer calls that run on other threads.
+  /// Stops tracking and removes all objects. Waits for customizer calls on other threads.
   virtual void Close() {
     std::shared_ptr<Items> items;
     {
@@ -90,7 +91,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
       try {
         context_.RemoveListener(std::move(token_));
       } catch (const IllegalStateException&) {
-        // The listener went with the context.
+        // The listener was removed with the context.
       }
     }
     if (items) {
@@ -98,12 +99,12 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     }
   }
 
-  /// Waits without limit; see below.
+  /// Waits without limit; otherwise as below.
   std::shared_ptr<TrackedParamType> WaitForService() { return WaitForService(std::chrono::milliseconds::zero()); }
 
-  /// Waits until there is a service.
+  /// Blocks until there is a service.
   /// \param duration  how long to wait; zero waits without limit
-  /// \return null if time ran out or the tracker is not open
+  /// \return null if the time has run out or the tracker is not open
   /// \throws std::invalid_argument if the duration is negative, std::logic_error if the bundle context
   ///         becomes invalid
   template <class Rep, class Period>
@@ -113,17 +114,13 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     }
     const auto deadline = deadlineIn(duration);
     auto service = GetService();
-    for (auto items = open(); !service && items && !items->closed(); service = GetService()) {
+    for (auto items = currentItems(); !service && items && !items->isClosed(); service = GetService()) {
       if (!context_) {
         throw std::logic_error("The bundle context became invalid while waiting for a service");
       }
-      // A context does not tell of its end, so that it has to be looked at now and then.
-      const auto now = std::chrono::steady_clock::now();
-      if (deadline && now >= *deadline) {
+      if (!items->awaitAny(deadline)) {
         break;
       }
-      const auto soon = now + std::chrono::milliseconds(200);
-      items->awaitAny(deadline ? std::min(soon, *deadline) : soon);
     }
     return service;
   }
@@ -136,7 +133,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return references;
   }
 
-  /// \return the service with the highest ranking, of those with the lowest ID
+  /// Returns the service with the highest ranking, among equals the one with the lowest ID.
   /// \throws ServiceException if there is none
   virtual ServiceReference<S> GetServiceReference() const {
     const auto reference = bestReference();
@@ -146,9 +143,9 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return *reference;
   }
 
-  /// \return null if the service is not tracked
+  /// Returns the object that is kept for the service; null if it is not tracked.
   virtual std::shared_ptr<TrackedParamType> GetService(const ServiceReference<S>& reference) const {
-    const auto items = open();
+    const auto items = currentItems();
     return items ? items->find(reference).value_or(nullptr) : nullptr;
   }
 
@@ -160,7 +157,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return services;
   }
 
-  /// \return what is kept for the service with the highest ranking; null if there is none
+  /// Returns the object that is kept for the service with the highest ranking; null if there is none.
   virtual std::shared_ptr<TrackedParamType> GetService() const {
     const auto reference = bestReference();
     return reference ? GetService(*reference) : nullptr;
@@ -168,7 +165,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
 
   /// Forgets a service until it changes.
   virtual void Remove(const ServiceReference<S>& reference) {
-    if (const auto items = open()) {
+    if (const auto items = currentItems()) {
       items->untrack(reference, ServiceEvent());
     }
   }
@@ -176,10 +173,10 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
   virtual int Size() const { return static_cast<int>(tracked().size()); }
   virtual bool IsEmpty() const { return Size() == 0; }
 
-  /// \return how often a service was added, modified or removed since the tracker was opened; -1 if it is not open
+  /// Returns how often a service was added, modified or removed since the tracker was opened; -1 if it is not open.
   virtual int GetTrackingCount() const {
-    const auto items = open();
-    return items && !items->closed() ? items->changes() : -1;
+    const auto items = currentItems();
+    return items && !items->isClosed() ? items->changes() : -1;
   }
 
   virtual void GetTracked(TrackingMap& tracked) const { tracked = this->tracked(); }
@@ -189,7 +186,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     try {
       return ServiceTrackerCustomizer<S, T>::TypeTraits::ConvertToTrackedType(context_.GetService(reference));
     } catch (const std::invalid_argument&) {
-      return nullptr;  // the service went away before it could be got
+      return nullptr;  // the service was unregistered meanwhile
     }
   }
   void ModifiedService(const ServiceReference<S>&, const std::shared_ptr<TrackedParamType>&) override {}
@@ -215,7 +212,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return us_service_interface_iid<S>();
   }
 
-  /// \return the text as a filter takes it literally
+  /// Returns the text with the characters escaped that are special in a filter.
   static std::string escaped(const std::string& text) {
     std::string literal;
     for (const char character : text) {
@@ -237,7 +234,7 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
 
   static bool refersToNone(const ServiceReference<S>& reference) { return reference == ServiceReference<S>(); }
 
-  static void take(Items& items, const ServiceEvent& event, const ServiceReference<S>& only) {
+  static void handle(Items& items, const ServiceEvent& event, const ServiceReference<S>& only) {
     const auto reference = refersToNone(only) ? event.GetServiceReference<S>() : only;
     if (refersToNone(reference)) {
       return;  // the service matches the filter, but does not have the interface
@@ -276,13 +273,13 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return references;
   }
 
-  std::shared_ptr<Items> open() const {
+  std::shared_ptr<Items> currentItems() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return items_;
   }
 
   TrackingMap tracked() const {
-    const auto items = open();
+    const auto items = currentItems();
     return items ? items->all() : TrackingMap();
   }
 
@@ -293,15 +290,15 @@ class ServiceTracker : protected ServiceTrackerCustomizer<S, T> {
     return best == map.end() ? std::nullopt : std::make_optional(best->first);
   }
 
-  // constant after construction; the context is synchronised by itself
+  // Constant after construction, except for the context, which is synchronised by itself:
   mutable BundleContext context_;
   const std::string filter_;
   const std::string class_;
-  const ServiceReference<S> reference_;  // to none unless the tracker was made for one service
+  const ServiceReference<S> reference_;  // empty unless the tracker was made for one service
   ServiceTrackerCustomizer<S, T>* const customizer_;
 
   mutable std::mutex mutex_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   std::shared_ptr<Items> items_;
   ListenerToken token_;
 };

@@ -10,8 +10,8 @@ namespace cppmicroservices {
 
 namespace detail {
 
-/// What a tracker of services of interface S keeps for each: an object of type T. Without a customizer that
-/// can only be the service itself.
+/// The object of type T that a tracker keeps for a service of interface S. Without a customizer it can only be the
+/// service itself.
 template <class S, class T>
 struct TrackingTypes {
   using ServiceType = S;
@@ -28,7 +28,7 @@ struct TrackingTypes {
   }
 };
 
-/// Of a service as a whole a tracker keeps its interfaces.
+/// For a service as a whole, a tracker keeps the map of its interfaces.
 template <>
 struct TrackingTypes<void, void> {
   using ServiceType = void;
@@ -42,8 +42,8 @@ struct TrackingTypes<void, void> {
 
 }  // namespace detail
 
-/// Decides what a ServiceTracker keeps for each service. It is called without locks, on the thread that opens
-/// or closes the tracker or changes the service, for different services possibly by several threads at once.
+/// Makes the objects that a ServiceTracker keeps for the services. It is called without locks, on the thread that opens
+/// or closes the tracker or changes the service; several threads may call it at once for different services.
 template <class S, class T = S>
 struct ServiceTrackerCustomizer {
   using TypeTraits = detail::TrackingTypes<S, T>;
@@ -51,12 +51,12 @@ struct ServiceTrackerCustomizer {
 
   virtual ~ServiceTrackerCustomizer() = default;
 
-  /// \return what is to be kept; null if the service is not to be tracked
+  /// Returns the object to keep; null if the service is not to be tracked.
   virtual std::shared_ptr<TrackedParamType> AddingService(const ServiceReference<S>& reference) = 0;
-  /// The service's properties changed.
+  /// Is called when the service's properties have changed.
   virtual void ModifiedService(const ServiceReference<S>& reference,
                                const std::shared_ptr<TrackedParamType>& service) = 0;
-  /// The service is no longer tracked.
+  /// Is called when the service is no longer tracked.
   virtual void RemovedService(const ServiceReference<S>& reference,
                               const std::shared_ptr<TrackedParamType>& service) = 0;
 };

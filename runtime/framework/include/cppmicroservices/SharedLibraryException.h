@@ -9,13 +9,13 @@
 
 namespace cppmicroservices {
 
-/// A bundle's library could not be loaded; the text is the loader's.
+/// Reports that a bundle's library could not be loaded, with the loader's text.
 class US_Framework_EXPORT SharedLibraryException final : public std::system_error {
  public:
   explicit SharedLibraryException(std::error_code code, std::string what, Bundle origin);
   ~SharedLibraryException() override;
 
-  /// \return the bundle whose library it is
+  /// Returns the bundle to which the library belongs.
   Bundle GetBundle() const;
 
  private:

@@ -10,8 +10,8 @@ namespace cppmicroservices {
 using ActualTask = std::packaged_task<void(bool)>;
 using PostTask = std::packaged_task<void()>;
 
-/// A future that may be waited for also by the threads that run the tasks, since a wait runs a task itself
-/// that nobody has begun. Such a wait therefore may run foreign code: hold no lock meanwhile.
+/// A future that the threads that run the tasks may wait for, too: the wait itself runs a task that has not begun. It
+/// may therefore run foreign code, so hold no lock while you wait.
 class US_Framework_EXPORT ThreadpoolSafeFuture {
  public:
   ThreadpoolSafeFuture(const ThreadpoolSafeFuture& other) = default;
@@ -24,7 +24,7 @@ class US_Framework_EXPORT ThreadpoolSafeFuture {
   bool operator!=(const ThreadpoolSafeFuture&) const = delete;
   bool operator<(const ThreadpoolSafeFuture&) const = delete;
 
-  /// Waits for the end of the task and throws what it threw.
+  /// Blocks until the task has ended, and rethrows its exception.
   virtual void get() const = 0;
   virtual void wait() const = 0;
   virtual std::future_status wait_for(const std::uint32_t& timeoutMilliseconds) const = 0;

@@ -16,7 +16,7 @@ constexpr std::size_t longestComment = 0xffff;
 constexpr std::size_t mostSections = 10000;
 constexpr std::size_t longestNameTable = 1024 * 1024;
 
-/// Reads parts of a file and nothing beyond its end.
+/// Reads parts of a file, but nothing beyond its end.
 class FileReader {
  public:
   explicit FileReader(const std::string& path) : file_(path, std::ios::binary | std::ios::ate) {
@@ -48,9 +48,10 @@ std::uint32_t littleEndian(const unsigned char* bytes, int count) {
   return value;
 }
 
-/// \param record  the record that ends a zip archive
-/// \param position  where the record is
-/// \return the archive that fits the record, in front of it
+/// Finds the archive that ends with a record.
+/// \param record  the end record of a zip archive
+/// \param position  the position of the record in the file
+/// \return none if the sizes in the record do not fit the file
 std::optional<ArchiveRegion> archiveBefore(const unsigned char* record, std::uint64_t position,
                                            std::uint64_t regionBegin, std::uint64_t regionEnd) {
   const std::uint64_t directorySize = littleEndian(record + 12, 4);
@@ -63,7 +64,7 @@ std::optional<ArchiveRegion> archiveBefore(const unsigned char* record, std::uin
   return ArchiveRegion{begin, regionEnd - begin};
 }
 
-/// Looks for an archive that ends where the region ends.
+/// Finds an archive that ends where the region ends.
 std::optional<ArchiveRegion> archiveAtEnd(FileReader& file, std::uint64_t begin, std::uint64_t end) {
   if (end - begin < endRecordSize) {
     return std::nullopt;
@@ -82,7 +83,7 @@ std::optional<ArchiveRegion> archiveAtEnd(FileReader& file, std::uint64_t begin,
   return std::nullopt;
 }
 
-/// \return the names of all sections, one after the other with a zero behind each; empty if there are none
+/// Returns the names of all sections, each followed by a zero; empty if there are none.
 std::vector<char> sectionNames(FileReader& file, const Elf64_Ehdr& header) {
   Elf64_Shdr section{};
   if (!file.read(header.e_shoff + std::uint64_t{header.e_shstrndx} * sizeof section, &section, sizeof section) ||
@@ -97,7 +98,7 @@ std::vector<char> sectionNames(FileReader& file, const Elf64_Ehdr& header) {
   return names;
 }
 
-/// Looks for the section that bundles with embedded archives have.
+/// Finds the section that holds the archive of a bundle.
 std::optional<ArchiveRegion> resourceSection(FileReader& file) {
   Elf64_Ehdr header{};
   if (!file.read(0, &header, sizeof header) || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||

@@ -6,16 +6,16 @@
 
 namespace cppmicroservices {
 
-/// Where in a file a zip archive is, in bytes.
+/// The position of a zip archive in a file, in bytes.
 struct ArchiveRegion {
   std::uint64_t begin = 0;
   std::uint64_t size = 0;
 };
 
-/// Finds the zip archive that a bundle file holds: the whole file, one that was appended to something else
-/// (with offsets that count from the archive's own start or from the file's), or an ELF section
-/// ".us_resources". Only looks at the frame of the archive, not at its content, and trusts no number in it.
-/// \return nothing if the file holds no archive or cannot be read
+/// Finds the zip archive in a bundle file: the whole file, an archive that was appended to something else (with offsets
+/// relative to its own beginning or to the file's), or an ELF section ".us_resources". Reads only the frame of the
+/// archive, not its content, and trusts no number in it.
+/// \return none if the file holds no archive or cannot be read
 std::optional<ArchiveRegion> locateArchive(const std::string& path);
 
 }  // namespace cppmicroservices

@@ -51,7 +51,7 @@ std::unique_ptr<zip, ArchiveReader::Close> ArchiveReader::open() const {
   }
   zip_error_t error;
   zip_error_init(&error);
-  // An appended archive is opened as if it were a file of its own: its offsets count from its start.
+  // An appended archive is opened like a file of its own, since its offsets are relative to its beginning.
   zip_source_t* source =
       zip_source_file_create(location_.c_str(), region->begin, static_cast<zip_int64_t>(region->size), &error);
   std::unique_ptr<zip, Close> archive(source ? zip_open_from_source(source, ZIP_RDONLY, &error) : nullptr);
@@ -96,7 +96,7 @@ void ArchiveReader::requireInside(const std::string& name) const {
   }
 }
 
-// The text grows with what was read, and not with what the archive says that there is.
+// The memory grows with the bytes that were read, whatever size the archive states.
 std::string ArchiveReader::read(const ArchiveEntry& entry, std::uint64_t largest) const {
   if (entry.size > largest) {
     refuse(entry.name + " is larger than " + std::to_string(largest) + " bytes");
@@ -111,7 +111,7 @@ std::string ArchiveReader::read(const ArchiveEntry& entry, std::uint64_t largest
   }
   std::string text;
   zip_int64_t count = 1;
-  // Reading up to the end is what makes the checksum count.
+  // Only reading to the end verifies the checksum.
   while (count > 0 && text.size() <= entry.size) {
     const auto begin = text.size();
     text.resize(begin + readAtOnce);

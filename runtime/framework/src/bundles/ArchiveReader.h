@@ -10,9 +10,9 @@ struct zip;
 
 namespace cppmicroservices {
 
-/// What an archive says about one of its entries.
+/// The description of an entry in its archive.
 struct ArchiveEntry {
-  std::string name;  // as it stands in the archive; that of a folder ends in '/'
+  std::string name;  // that of a folder ends in '/'
   std::uint64_t index = 0;
   std::uint64_t size = 0;
   std::uint64_t compressedSize = 0;
@@ -20,22 +20,25 @@ struct ArchiveEntry {
   std::time_t modified = 0;
 };
 
-/// The zip archive in one bundle file, which is open as long as this object lives. Trusts nothing that the file
-/// says. Every exception is a std::runtime_error that names location and reason.
+/// The zip archive in one bundle file, which is open as long as this object lives. Trusts no part of the file. Every
+/// exception is a std::runtime_error that names location and reason.
 class ArchiveReader {
  public:
+  /// Opens the archive.
   /// \throws std::runtime_error if there is no such file, or it holds no readable archive
   explicit ArchiveReader(std::string location);
 
-  /// \return all entries, in the order of the archive
-  /// \throws std::runtime_error if the name of one points out of the archive, or is absurdly long or deep
+  /// Returns all entries, in the order of the archive.
+  /// \throws std::runtime_error if an entry's name refers to something outside of the archive, or is too long or deep
   std::vector<ArchiveEntry> entries() const;
 
-  /// \param largest  the most bytes that are read
-  /// \throws std::runtime_error if the entry is larger, cannot be read, or is not the one that it was
+  /// Reads the content of an entry.
+  /// \param largest  the greatest size that is accepted, in bytes
+  /// \throws std::runtime_error if the entry is larger, cannot be read, or has changed
   std::string read(const ArchiveEntry& entry, std::uint64_t largest) const;
 
-  /// \throws std::runtime_error always, saying that the archive is not one of bundles
+  /// Reports that the archive is not laid out as one of bundles.
+  /// \throws std::runtime_error always
   [[noreturn]] void refuseLayout(const std::string& reason) const;
 
  private:

@@ -21,7 +21,7 @@ bool isManifest(const std::filesystem::path& name) {
   return std::distance(name.begin(), name.end()) == 2 && name.filename() == "manifest.json";
 }
 
-/// Keeps an archive with manifests of many bundles from filling the memory.
+/// Limits the memory that the manifests of one archive can take.
 void requireModestManifests(const ArchiveReader& archive, const std::vector<ArchiveEntry>& entries) {
   std::uint64_t size = 0;
   for (const auto& entry : entries) {
@@ -32,9 +32,9 @@ void requireModestManifests(const ArchiveReader& archive, const std::vector<Arch
   }
 }
 
-/// Takes in one entry of the archive.
-void look(const ArchiveReader& archive, const ArchiveEntry& entry, std::set<std::string>& directories,
-          std::map<std::string, std::string>& manifests) {
+/// Notes the directory of one entry, and reads the entry if it is a manifest.
+void readEntry(const ArchiveReader& archive, const ArchiveEntry& entry, std::set<std::string>& directories,
+               std::map<std::string, std::string>& manifests) {
   const std::filesystem::path name = entry.name;
   if (std::distance(name.begin(), name.end()) < 2) {
     archive.refuseLayout("the entry '" + entry.name + "' is not in the directory of a bundle");
@@ -55,7 +55,7 @@ std::map<std::string, std::string> readManifests(const std::string& location) {
   std::set<std::string> directories;
   std::map<std::string, std::string> manifests;
   for (const auto& entry : entries) {
-    look(archive, entry, directories, manifests);
+    readEntry(archive, entry, directories, manifests);
   }
   if (directories.empty()) {
     archive.refuseLayout("the archive is empty");

@@ -18,7 +18,7 @@ bool isThisProgram(const std::string& location) {
 }
 
 void* load(const std::string& location, int options) {
-  // Without a slash the loader would look everywhere but here.
+  // Without a slash in the path, the loader would search its own folders only.
   const auto path = std::filesystem::absolute(location).string();
   void* const library = dlopen(isThisProgram(location) ? nullptr : path.c_str(), options);
   if (!library) {
@@ -29,7 +29,7 @@ void* load(const std::string& location, int options) {
   return library;
 }
 
-/// Takes the library away again if it turns out to be none of a bundle.
+/// Unloads a library that lacks a bundle's entry points.
 struct Unload {
   void operator()(void* library) const { dlclose(library); }
 };
@@ -47,10 +47,10 @@ BundleLibrary::BundleLibrary(const BundlePrivate& bundle, int loadOptions) {
   create_ = find<decltype(create_)>(library.get(), US_STR(US_CREATE_ACTIVATOR_PREFIX), bundle);
   destroy_ = find<decltype(destroy_)>(library.get(), US_STR(US_DESTROY_ACTIVATOR_PREFIX), bundle);
   if (!create_) {
-    throw std::runtime_error(bundle.described() + " activator constructor not found");
+    throw std::runtime_error(bundle.describe() + " activator constructor not found");
   }
   if (!destroy_) {
-    throw std::runtime_error(bundle.described() + " activator destructor not found");
+    throw std::runtime_error(bundle.describe() + " activator destructor not found");
   }
   static_cast<void>(library.release());
 }

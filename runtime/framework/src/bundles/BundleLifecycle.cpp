@@ -5,40 +5,53 @@
 #include <system_error>
 #include <utility>
 
-#define US_BUNDLE_NAME system_bundle  // the header of the activator asks for one
+#define US_BUNDLE_NAME system_bundle  // required by the header of the activator
 
-#include "bundles/BundleContextPrivate.h"
 #include "bundles/BundlePrivate.h"
+#include "bundles/BundleRegistry.h"
+#include "bundles/EventListeners.h"
 #include "core/Attempt.h"
+#include "core/BundleContextPrivate.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
+#include "core/FrameworkProperties.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/BundleActivator.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
+#include "services/ServiceRegistry.h"
 
 namespace cppmicroservices {
 
-BundleLifecycle::BundleLifecycle(FrameworkCore& framework) : framework_(framework) {}
+namespace {
+
+bool isRunning(Bundle::State state) {
+  return state == Bundle::STATE_STARTING || state == Bundle::STATE_ACTIVE;
+}
+
+}  // namespace
+
+BundleLifecycle::BundleLifecycle(const FrameworkProperties& properties, BundleRegistry& registry,
+                                 ServiceRegistry& services, EventListeners& listeners)
+    : properties_(properties), registry_(registry), services_(services), listeners_(listeners) {}
 
 void BundleLifecycle::requireInstalled(const BundlePrivate& bundle) const {
   if (bundle.state == Bundle::STATE_UNINSTALLED) {
-    throw std::logic_error(bundle.described() + " is uninstalled");
+    throw std::logic_error(bundle.describe() + " is uninstalled");
   }
 }
 
 void BundleLifecycle::requireStartable(const BundlePrivate& bundle) const {
   requireInstalled(bundle);
-  // A bundle of the time before a restart is not known to the framework any more.
-  if (!framework_.lifecycle.acceptsStarts() || framework_.bundles.find(bundle.id).get() != &bundle) {
-    throw std::runtime_error(bundle.described() + " belongs to a stopped framework");
+  // The framework no longer knows a bundle that was installed before a restart.
+  if (!isRunning(registry_.find(systemBundleId)->state) || registry_.find(bundle.id).get() != &bundle) {
+    throw std::runtime_error(bundle.describe() + " belongs to a stopped framework");
   }
 }
 
 void BundleLifecycle::start(const BundlePointer& bundle) {
   if (bundle->state == Bundle::STATE_STARTING && operations_.isMine(*bundle)) {
-    return;  // the activator starts its own bundle, which is what it is being asked to do
+    return;  // the activator starts its own bundle, which is being started already
   }
   const BundleOperations::Scope operation(operations_, *bundle, "started");
   requireStartable(*bundle);
@@ -47,34 +60,34 @@ void BundleLifecycle::start(const BundlePointer& bundle) {
   }
   if (bundle->state == Bundle::STATE_INSTALLED) {
     bundle->state = Bundle::STATE_RESOLVED;
-    framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_RESOLVED, bundle);
+    listeners_.bundles.notifyAnyway(BundleEvent::BUNDLE_RESOLVED, bundle);
   }
   bundle->state = Bundle::STATE_STARTING;
   bundle->openContext();
   try {
-    framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTING, bundle);
-    if (wantsActivator(bundle)) {
+    listeners_.bundles.notify(BundleEvent::BUNDLE_STARTING, bundle);
+    if (hasActivator(bundle)) {
       validate(bundle);
       runActivator(bundle);
     }
   } catch (...) {
-    startFailed(bundle);
+    undoStart(bundle);
     throw;
   }
   bundle->state = Bundle::STATE_ACTIVE;
-  tellStarted(bundle);
+  announceStarted(bundle);
 }
 
-void BundleLifecycle::tellStarted(const BundlePointer& bundle) {
+void BundleLifecycle::announceStarted(const BundlePointer& bundle) {
   std::exception_ptr refusal;
-  attempt(refusal, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STARTED, bundle); });
+  attempt(refusal, [&] { listeners_.bundles.notify(BundleEvent::BUNDLE_STARTED, bundle); });
   if (refusal && bundle->state == Bundle::STATE_ACTIVE) {
     attempt(refusal, [&] { stopActive(bundle); });
   }
   rethrowIfAny(refusal);
 }
 
-bool BundleLifecycle::wantsActivator(const BundlePointer& bundle) {
+bool BundleLifecycle::hasActivator(const BundlePointer& bundle) {
   const auto found = bundle->headers.find(Constants::BUNDLE_ACTIVATOR);
   if (found == bundle->headers.end() || found->second.Empty()) {
     return false;
@@ -82,38 +95,35 @@ bool BundleLifecycle::wantsActivator(const BundlePointer& bundle) {
   try {
     return any_cast<bool>(found->second);
   } catch (const BadAnyCastException& error) {
-    framework_.listeners.report(
-        FrameworkEvent::FRAMEWORK_WARNING, bundle,
-        "The header " + Constants::BUNDLE_ACTIVATOR + " has to be true or false: " + error.what(),
-        std::current_exception());
+    report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
+           "The header " + Constants::BUNDLE_ACTIVATOR + " has to be true or false: " + error.what());
     return false;
   }
 }
 
 void BundleLifecycle::validate(const BundlePointer& bundle) {
-  const auto& validation = framework_.properties.validation();
+  const auto& validation = properties_.validation();
   if (!validation) {
     return;
   }
-  const auto handle = framework_.handleOf(bundle);
+  const auto handle = handleOf(bundle);
   bool accepted = false;
   try {
     accepted = validation(handle);
   } catch (...) {
     const auto reason = currentExceptionText();
-    framework_.listeners.report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
-                                "The bundle validation function threw an exception", std::current_exception());
+    report(FrameworkEvent::FRAMEWORK_WARNING, bundle, "The bundle validation function threw an exception");
     throw SecurityException(reason, handle);
   }
   if (!accepted) {
-    throw SecurityException(bundle->described() + " failed bundle validation.", handle);
+    throw SecurityException(bundle->describe() + " failed bundle validation.", handle);
   }
 }
 
 void BundleLifecycle::runActivator(const BundlePointer& bundle) {
   try {
     auto code = std::make_shared<RunningCode>(
-        RunningCode{BundleLibrary(*bundle, framework_.properties.libraryLoadOptions()), {nullptr, nullptr}});
+        RunningCode{BundleLibrary(*bundle, properties_.libraryLoadOptions()), {nullptr, nullptr}});
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       running_[bundle.get()] = code;
@@ -125,28 +135,28 @@ void BundleLifecycle::runActivator(const BundlePointer& bundle) {
   } catch (const SharedLibraryException&) {
     throw;
   } catch (const std::system_error& error) {
-    // The library cannot be loaded, or the activator lacks something of the system's.
-    throw SharedLibraryException(error.code(), error.what(), framework_.handleOf(bundle));
+    // The library could not be loaded, or a system call of the activator failed.
+    throw SharedLibraryException(error.code(), error.what(), handleOf(bundle));
   } catch (...) {
     throw std::runtime_error("Bundle " + bundle->symbolicName + " (location= " + bundle->location +
                              ") start failed: " + currentExceptionText());
   }
 }
 
-void BundleLifecycle::startFailed(const BundlePointer& bundle) {
+void BundleLifecycle::undoStart(const BundlePointer& bundle) {
   bundle->state = Bundle::STATE_STOPPING;
-  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPING, bundle);
+  listeners_.bundles.notifyAnyway(BundleEvent::BUNDLE_STOPPING, bundle);
   if (const auto code = codeOf(*bundle)) {
     code->activator.reset();
   }
   withdraw(bundle);
   bundle->state = Bundle::STATE_RESOLVED;
-  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPED, bundle);
+  listeners_.bundles.notifyAnyway(BundleEvent::BUNDLE_STOPPED, bundle);
 }
 
 void BundleLifecycle::stop(const BundlePointer& bundle) {
   if (bundle->state == Bundle::STATE_STOPPING && operations_.isMine(*bundle)) {
-    return;  // the activator stops its own bundle, which is what it is being asked to do
+    return;  // the activator stops its own bundle, which is being stopped already
   }
   const BundleOperations::Scope operation(operations_, *bundle, "stopped");
   requireInstalled(*bundle);
@@ -170,11 +180,11 @@ void BundleLifecycle::stopForGood(const BundlePointer& bundle) {
 void BundleLifecycle::stopActive(const BundlePointer& bundle) {
   bundle->state = Bundle::STATE_STOPPING;
   std::exception_ptr failure;
-  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPING, bundle); });
+  attempt(failure, [&] { listeners_.bundles.notify(BundleEvent::BUNDLE_STOPPING, bundle); });
   attempt(failure, [&] { stopActivator(bundle); });
   withdraw(bundle);
   bundle->state = Bundle::STATE_RESOLVED;
-  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_STOPPED, bundle); });
+  attempt(failure, [&] { listeners_.bundles.notify(BundleEvent::BUNDLE_STOPPED, bundle); });
   rethrowIfAny(failure);
 }
 
@@ -187,20 +197,20 @@ void BundleLifecycle::stopActivator(const BundlePointer& bundle) {
   try {
     activator->Stop(detail::HandleAccess::context(bundle->context()));
   } catch (...) {
-    throw std::runtime_error(bundle->described() + ", BundleActivator::Stop() failed: " + currentExceptionText());
+    throw std::runtime_error(bundle->describe() + ", BundleActivator::Stop() failed: " + currentExceptionText());
   }
 }
 
 void BundleLifecycle::withdraw(const BundlePointer& bundle) {
   const auto context = bundle->context();
-  framework_.listeners.removeAllOf(*context);
-  framework_.services.unregisterAllOf(*bundle);
-  framework_.services.releaseAllOf(*bundle);
+  listeners_.removeAllOf(*context);
+  services_.unregisterAllOf(*bundle);
+  services_.releaseAllOf(*bundle);
   bundle->closeContext();
-  // What other threads still brought in before the context became invalid goes as well.
-  framework_.listeners.removeAllOf(*context);
-  framework_.services.unregisterAllOf(*bundle);
-  framework_.services.releaseAllOf(*bundle);
+  // Again, for additions of other threads between the first removal and the end of the context.
+  listeners_.removeAllOf(*context);
+  services_.unregisterAllOf(*bundle);
+  services_.releaseAllOf(*bundle);
   forgetCode(*bundle);
 }
 
@@ -225,30 +235,38 @@ void BundleLifecycle::uninstall(const BundlePointer& bundle) {
     try {
       stopActive(bundle);
     } catch (...) {
-      framework_.listeners.report(FrameworkEvent::FRAMEWORK_ERROR, bundle, currentExceptionText(),
-                                  std::current_exception());
+      report(FrameworkEvent::FRAMEWORK_ERROR, bundle, currentExceptionText());
     }
   }
-  const bool wasInstalled = framework_.bundles.remove(*bundle);
+  const bool wasInstalled = registry_.remove(*bundle);
   bundle->state = Bundle::STATE_INSTALLED;
   std::exception_ptr failure;
-  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNRESOLVED, bundle); });
+  attempt(failure, [&] { listeners_.bundles.notify(BundleEvent::BUNDLE_UNRESOLVED, bundle); });
   if (wasInstalled) {
     removeData(bundle);
   }
   bundle->touch();
   bundle->state = Bundle::STATE_UNINSTALLED;
-  attempt(failure, [&] { framework_.listeners.bundleChanged(BundleEvent::BUNDLE_UNINSTALLED, bundle); });
+  attempt(failure, [&] { listeners_.bundles.notify(BundleEvent::BUNDLE_UNINSTALLED, bundle); });
   rethrowIfAny(failure);
 }
 
 void BundleLifecycle::removeData(const BundlePointer& bundle) {
   std::error_code failure;
-  std::filesystem::remove_all(framework_.bundles.dataFolder(*bundle), failure);
+  std::filesystem::remove_all(registry_.dataFolder(*bundle), failure);
   if (failure) {
-    framework_.listeners.report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
+    listeners_.framework.report(FrameworkEvent::FRAMEWORK_WARNING, bundle,
                                 "The bundle's data cannot be removed: " + failure.message());
   }
+}
+
+/// Sends a framework event about the bundle with the exception that is being handled.
+void BundleLifecycle::report(FrameworkEvent::Type type, const BundlePointer& bundle, const std::string& message) {
+  listeners_.framework.report(type, bundle, message, std::current_exception());
+}
+
+Bundle BundleLifecycle::handleOf(const BundlePointer& bundle) const {
+  return listeners_.framework.handles().of(bundle);
 }
 
 }  // namespace cppmicroservices

@@ -8,8 +8,8 @@ namespace cppmicroservices {
 
 namespace {
 
-/// \return whether the bundle is between operations, but for the listeners that are being told
-bool settled(const BundlePrivate& bundle) {
+/// Returns whether the bundle's state is final, though listeners may still be called about it.
+bool isSettled(const BundlePrivate& bundle) {
   const auto state = bundle.state.load();
   return state != Bundle::STATE_STARTING && state != Bundle::STATE_STOPPING;
 }
@@ -35,11 +35,11 @@ void BundleOperations::begin(const BundlePrivate& bundle, const char* purpose) {
   const auto self = std::this_thread::get_id();
   std::unique_lock<std::mutex> lock(mutex_);
   for (auto found = running_.find(&bundle); found != running_.end(); found = running_.find(&bundle)) {
-    if (found->second.thread == self && settled(bundle)) {
+    if (found->second.thread == self && isSettled(bundle)) {
       break;
     }
-    if (waitsForThisThread(bundle)) {
-      throw std::runtime_error(bundle.described() + " cannot be " + purpose +
+    if (isWaitingForThisThread(bundle)) {
+      throw std::runtime_error(bundle.describe() + " cannot be " + purpose +
                                ": an operation on it is under way that would wait for this one");
     }
     waiting_[self] = &bundle;
@@ -62,7 +62,7 @@ void BundleOperations::end(const BundlePrivate& bundle) {
   ended_.notify_all();
 }
 
-bool BundleOperations::waitsForThisThread(const BundlePrivate& bundle) const {
+bool BundleOperations::isWaitingForThisThread(const BundlePrivate& bundle) const {
   const BundlePrivate* next = &bundle;
   while (true) {
     const auto running = running_.find(next);

@@ -3,49 +3,30 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
 #include "bundles/ResourceTree.h"
-#include "core/FrameworkCore.h"
-#include "cppmicroservices/Constants.h"
+#include "core/BundleContextPrivate.h"
 
 namespace cppmicroservices {
 
-namespace {
-
-/// The system bundle has no file that a manifest could be in.
-AnyMap systemHeaders(const BundleVersion& version) {
-  return {{Constants::BUNDLE_SYMBOLICNAME, Constants::SYSTEM_BUNDLE_SYMBOLICNAME},
-          {Constants::BUNDLE_NAME, Constants::SYSTEM_BUNDLE_LOCATION},
-          {Constants::BUNDLE_VERSION, version.ToString()},
-          {Constants::BUNDLE_MANIFESTVERSION, std::string("2")},
-          {Constants::BUNDLE_VENDOR, std::string("SPF runtime")},
-          {Constants::BUNDLE_DESCRIPTION, std::string("The framework as a bundle")}};
-}
-
-}  // namespace
-
-std::shared_ptr<BundlePrivate> BundlePrivate::forSystem(const std::shared_ptr<FrameworkCore>& framework) {
-  const BundleVersion version(US_VERSION_MAJOR, US_VERSION_MINOR, US_VERSION_PATCH);
-  return std::make_shared<BundlePrivate>(
-      framework, 0,
-      BundleDescription{Constants::SYSTEM_BUNDLE_LOCATION, Constants::SYSTEM_BUNDLE_SYMBOLICNAME, version,
-                        systemHeaders(version)});
-}
-
-BundlePrivate::BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description)
-    : framework(owner),
-      frameworkId(owner->id),
+BundlePrivate::BundlePrivate(std::weak_ptr<FrameworkCore> owner, std::uint64_t ownerId, long bundleId,
+                             BundleDescription description)
+    : framework(std::move(owner)),
+      frameworkId(ownerId),
       id(bundleId),
       location(std::move(description.location)),
       symbolicName(std::move(description.symbolicName)),
       version(description.version),
       headers(std::move(description.headers)) {}
 
+std::shared_ptr<BundlePrivate> BundlePrivate::makeSibling(long bundleId, BundleDescription description) const {
+  return std::make_shared<BundlePrivate>(framework, frameworkId, bundleId, std::move(description));
+}
+
 std::shared_ptr<FrameworkCore> BundlePrivate::requireFramework() const {
   if (auto alive = framework.lock()) {
     return alive;
   }
-  throw std::runtime_error(described() + " belongs to a framework that no longer exists");
+  throw std::runtime_error(describe() + " belongs to a framework that no longer exists");
 }
 
 std::shared_ptr<BundleContextPrivate> BundlePrivate::context() const {
@@ -72,7 +53,7 @@ void BundlePrivate::closeContext() {
 }
 
 std::shared_ptr<const ResourceTree> BundlePrivate::resources() const {
-  if (id == 0) {
+  if (id == systemBundleId) {
     return nullptr;
   }
   const std::lock_guard<std::mutex> lock(resourcesMutex_);
@@ -82,7 +63,7 @@ std::shared_ptr<const ResourceTree> BundlePrivate::resources() const {
   return resources_;
 }
 
-std::string BundlePrivate::described() const {
+std::string BundlePrivate::describe() const {
   return "Bundle " + symbolicName + " (location=" + location + ")";
 }
 

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,7 +17,9 @@ class BundleContextPrivate;
 class FrameworkCore;
 class ResourceTree;
 
-/// What a bundle is made from.
+constexpr long systemBundleId = 0;
+
+/// The description that a bundle is made from.
 struct BundleDescription {
   std::string location;
   std::string symbolicName;
@@ -24,36 +27,38 @@ struct BundleDescription {
   AnyMap headers;
 };
 
-/// The state behind the handles to one bundle, the system bundle included. It outlives its framework if
-/// somebody keeps a handle, and refers to it weakly.
+/// The state behind the handles to one bundle, the system bundle included. It may outlive its framework, to which it
+/// refers weakly. Any thread may use it.
 class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
  public:
-  static std::shared_ptr<BundlePrivate> forSystem(const std::shared_ptr<FrameworkCore>& framework);
+  BundlePrivate(std::weak_ptr<FrameworkCore> owner, std::uint64_t ownerId, long bundleId,
+                BundleDescription description);
 
-  BundlePrivate(const std::shared_ptr<FrameworkCore>& owner, long bundleId, BundleDescription description);
+  /// Makes a bundle of the same framework.
+  std::shared_ptr<BundlePrivate> makeSibling(long bundleId, BundleDescription description) const;
 
+  /// Returns the framework.
   /// \throws std::runtime_error if the framework was destroyed
   std::shared_ptr<FrameworkCore> requireFramework() const;
 
-  /// \return the bundle's context; null while it has none
+  /// Returns the bundle's context; null while it has none.
   std::shared_ptr<BundleContextPrivate> context() const;
   /// Gives the bundle a new, valid context.
   std::shared_ptr<BundleContextPrivate> openContext();
-  /// Makes the context invalid and lets go of it.
+  /// Makes the context invalid and releases it.
   void closeContext();
 
-  /// \return the files and folders in the bundle's archive, which is looked at when this is first called; null
-  ///         for the system bundle
+  /// Returns the files and folders in the bundle's archive, which the first call reads; null for the system bundle.
   /// \throws std::runtime_error if the bundle's file is gone or holds no readable archive
   std::shared_ptr<const ResourceTree> resources() const;
 
-  /// \return "Bundle <name> (location=<location>)", as messages begin
-  std::string described() const;
+  /// Returns the beginning of messages: "Bundle <name> (location=<location>)".
+  std::string describe() const;
 
   Bundle::TimeStamp lastModified() const { return lastModified_; }
   void touch() { lastModified_ = std::chrono::steady_clock::now(); }
 
-  // constant after construction
+  // Constant after construction:
   const std::weak_ptr<FrameworkCore> framework;
   const std::uint64_t frameworkId;
   const long id;
@@ -62,17 +67,19 @@ class BundlePrivate : public std::enable_shared_from_this<BundlePrivate> {
   const BundleVersion version;
   const AnyMap headers;
 
-  // synchronised by itself; changed only by who holds the bundle's operation, or the framework's lock
+  // Synchronised by itself; changed only under the bundle's operation or the framework's lock:
   std::atomic<Bundle::State> state{Bundle::STATE_INSTALLED};
 
  private:
   std::atomic<Bundle::TimeStamp> lastModified_{std::chrono::steady_clock::now()};
 
   mutable std::mutex mutex_;
-  std::shared_ptr<BundleContextPrivate> context_;  // guarded by mutex_
+  // Guarded by `mutex_`:
+  std::shared_ptr<BundleContextPrivate> context_;
 
-  mutable std::mutex resourcesMutex_;                      // the file is read under it, but nobody is called
-  mutable std::shared_ptr<const ResourceTree> resources_;  // guarded by resourcesMutex_
+  mutable std::mutex resourcesMutex_;  // held while the file is read; no foreign code runs under it
+  // Guarded by `resourcesMutex_`:
+  mutable std::shared_ptr<const ResourceTree> resources_;
 };
 
 }  // namespace cppmicroservices

@@ -7,9 +7,7 @@
 
 #include "bundles/BundleArchive.h"
 #include "bundles/ManifestReader.h"
-#include "core/Attempt.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
 
 namespace cppmicroservices {
@@ -41,22 +39,14 @@ void requireSymbolicName(const AnyMap& headers, const std::string& name, const s
 }
 
 template <class Manifests>
-Manifests without(Manifests manifests, const BundleRegistry::Bundles& present) {
+Manifests exclude(Manifests manifests, const BundleRegistry::Bundles& present) {
   for (const auto& bundle : present) {
     manifests.erase(bundle->symbolicName);
   }
   return manifests;
 }
 
-bool holdsBundles(const std::string& location) {
-  try {
-    return !readManifests(location).empty();
-  } catch (const std::runtime_error&) {
-    return false;  // as most programs
-  }
-}
-
-AnyMap parsed(const std::map<std::string, std::string>& texts, const std::string& location) {
+AnyMap parse(const std::map<std::string, std::string>& texts, const std::string& location) {
   AnyMap manifests(AnyMap::ORDERED_MAP);
   for (const auto& [name, text] : texts) {
     try {
@@ -71,31 +61,15 @@ AnyMap parsed(const std::map<std::string, std::string>& texts, const std::string
 
 }  // namespace
 
-BundleRegistry::BundleRegistry(FrameworkCore& framework) : framework_(framework) {}
+BundleRegistry::BundleRegistry(std::filesystem::path storage) : storage_(std::move(storage)) {}
 
-BundleRegistry::Bundles BundleRegistry::install(const std::shared_ptr<BundlePrivate>& origin,
-                                                const std::string& location, const AnyMap& manifests) {
-  Site site;
-  Bundles added;
-  {
-    const std::lock_guard<std::mutex> installing(installMutex_);
-    site = siteAt(location);
-    if (site.bundles.empty() || site.bundles.size() < site.inFile) {
-      added = installMissing(location, manifests, site.bundles);
-    }
+BundleRegistry::Installation BundleRegistry::install(const std::string& location, const AnyMap& manifests) {
+  const std::lock_guard<std::mutex> installing(installMutex_);
+  const auto site = siteAt(location);
+  if (!site.bundles.empty() && site.bundles.size() >= site.inFile) {
+    return {site.bundles, {}};
   }
-  tellInstalled(added, origin);
-  site.bundles.insert(site.bundles.end(), added.begin(), added.end());
-  return site.bundles;
-}
-
-void BundleRegistry::installProgram() {
-  std::error_code failure;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", failure).string();
-  if (failure || !holdsBundles(program)) {
-    return;
-  }
-  install(framework_.systemBundle(), program, AnyMap());
+  return {site.bundles, installMissing(location, manifests, site.bundles)};
 }
 
 BundleRegistry::Bundles BundleRegistry::installMissing(const std::string& location, const AnyMap& manifests,
@@ -103,48 +77,29 @@ BundleRegistry::Bundles BundleRegistry::installMissing(const std::string& locati
   Bundles added;
   if (manifests.empty()) {
     const auto texts = readManifests(location);
-    added = createFromFile(location, without(texts, present));
+    added = createFromFile(location, exclude(texts, present));
     add(added, texts.size());
   } else {
-    added = createFrom(without(manifests, present), location);
+    added = createFrom(exclude(manifests, present), location);
     add(added, manifests.size());
   }
   return added;
 }
 
-void BundleRegistry::tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin) {
-  std::exception_ptr refusal;
-  for (const auto& bundle : bundles) {
-    attempt(refusal, [&] { framework_.listeners.bundleInstalled(bundle, origin); });
-  }
-  if (!refusal) {
-    return;
-  }
-  for (const auto& bundle : bundles) {
-    attempt(refusal, [&] { framework_.bundleLifecycle.uninstall(bundle); });
-  }
-  try {
-    std::rethrow_exception(refusal);
-  } catch (...) {
-    throw std::runtime_error("Failed to install bundle library at " + bundles.front()->location + ": " +
-                             currentExceptionText());
-  }
-}
-
 BundleRegistry::Bundles BundleRegistry::createFromFile(const std::string& location,
                                                        const std::map<std::string, std::string>& texts) {
-  const auto firstId = useUpIds(texts.size());
-  return create(location, parsed(texts, location), firstId);
+  const auto firstId = reserveIds(texts.size());
+  return create(location, parse(texts, location), firstId);
 }
 
 BundleRegistry::Bundles BundleRegistry::createFrom(const AnyMap& manifests, const std::string& location) {
   if (!std::filesystem::exists(location)) {
     throw std::runtime_error(location + " does not exist");
   }
-  return create(location, manifests, useUpIds(manifests.size()));
+  return create(location, manifests, reserveIds(manifests.size()));
 }
 
-long BundleRegistry::useUpIds(std::size_t count) {
+long BundleRegistry::reserveIds(std::size_t count) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto first = lastId_ + 1;
   lastId_ += static_cast<long>(count);
@@ -152,6 +107,7 @@ long BundleRegistry::useUpIds(std::size_t count) {
 }
 
 BundleRegistry::Bundles BundleRegistry::create(const std::string& location, const AnyMap& manifests, long firstId) {
+  const auto system = find(systemBundleId);
   std::map<std::string, Any> sorted(manifests.begin(), manifests.end());
   Bundles bundles;
   try {
@@ -159,7 +115,7 @@ BundleRegistry::Bundles BundleRegistry::create(const std::string& location, cons
       auto description = describe(location, name, any_cast<AnyMap>(headers));
       requireNew(description, bundles);
       const auto id = firstId + static_cast<long>(bundles.size());
-      bundles.push_back(std::make_shared<BundlePrivate>(framework_.shared_from_this(), id, std::move(description)));
+      bundles.push_back(system->makeSibling(id, std::move(description)));
     }
   } catch (...) {
     throw std::runtime_error("Failed to install bundle library at " + location + ": " + currentExceptionText());
@@ -187,18 +143,22 @@ void BundleRegistry::requireNew(const BundleDescription& description, const Bund
 void BundleRegistry::add(const Bundles& bundles, std::size_t inFile) {
   const std::lock_guard<std::mutex> lock(mutex_);
   for (const auto& bundle : bundles) {
-    auto& site = byLocation_[bundle->location];
-    site.bundles.push_back(bundle);
-    site.inFile = inFile;
-    byId_.emplace(bundle->id, bundle);
+    insert(bundle, inFile);
   }
+}
+
+void BundleRegistry::insert(const std::shared_ptr<BundlePrivate>& bundle, std::size_t inFile) {
+  auto& site = byLocation_[bundle->location];
+  site.bundles.push_back(bundle);
+  site.inFile = inFile;
+  byId_.emplace(bundle->id, bundle);
 }
 
 bool BundleRegistry::remove(const BundlePrivate& bundle) {
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byId_.find(bundle.id);
   if (found == byId_.end() || found->second.get() != &bundle) {
-    return false;  // one of the time before a restart
+    return false;  // it was installed before a restart
   }
   byId_.erase(found);
   auto& there = byLocation_[bundle.location].bundles;
@@ -210,14 +170,13 @@ bool BundleRegistry::remove(const BundlePrivate& bundle) {
   return true;
 }
 
-void BundleRegistry::reset() {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    lastId_ = 0;
-    byLocation_.clear();
-    byId_.clear();
-  }
-  add({framework_.systemBundle()}, 1);
+void BundleRegistry::reset(const std::shared_ptr<BundlePrivate>& system) {
+  std::map<std::string, Site> forgotten;  // destroyed without the lock
+  const std::lock_guard<std::mutex> lock(mutex_);
+  lastId_ = systemBundleId;
+  forgotten.swap(byLocation_);
+  byId_.clear();
+  insert(system, 1);
 }
 
 BundleRegistry::Bundles BundleRegistry::all() const {
@@ -229,7 +188,7 @@ BundleRegistry::Bundles BundleRegistry::all() const {
   return bundles;
 }
 
-BundleRegistry::Bundles BundleRegistry::at(const std::string& location) const {
+BundleRegistry::Bundles BundleRegistry::findAt(const std::string& location) const {
   return siteAt(location).bundles;
 }
 
@@ -246,7 +205,7 @@ std::shared_ptr<BundlePrivate> BundleRegistry::find(long id) const {
 }
 
 std::filesystem::path BundleRegistry::dataFolder(const BundlePrivate& bundle) const {
-  return std::filesystem::path(framework_.properties.storage()) / "data" / std::to_string(bundle.id);
+  return storage_ / "data" / std::to_string(bundle.id);
 }
 
 }  // namespace cppmicroservices

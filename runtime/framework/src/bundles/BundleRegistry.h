@@ -12,59 +12,66 @@
 
 namespace cppmicroservices {
 
-class FrameworkCore;
-
-/// One framework's installed bundles, the system bundle among them. Any thread may use it.
+/// One framework's installed bundles, the system bundle included. It runs no foreign code. Any thread may use it, once
+/// reset() was called.
 class BundleRegistry {
  public:
   using Bundles = std::vector<std::shared_ptr<BundlePrivate>>;
 
-  explicit BundleRegistry(FrameworkCore& framework);
+  /// The bundles of one file after an installation.
+  struct Installation {
+    Bundles present;  // were installed before
+    Bundles added;
+  };
 
-  /// See BundleContext::InstallBundles.
+  /// Makes an empty registry.
+  /// \param storage  the folder that the framework may write to
+  explicit BundleRegistry(std::filesystem::path storage);
+
+  /// Installs those bundles of a file that are not installed, see BundleContext::InstallBundles.
   /// \param manifests  manifests by symbolic name; if empty, those in the file
-  Bundles install(const std::shared_ptr<BundlePrivate>& origin, const std::string& location, const AnyMap& manifests);
-  /// Installs the bundles in the running program's own file, if there are any.
-  void installProgram();
-  /// \return false if the bundle was not among the installed ones
+  Installation install(const std::string& location, const AnyMap& manifests);
+  /// Removes a bundle.
+  /// \return false if it was not installed
   bool remove(const BundlePrivate& bundle);
-  /// Leaves nothing but the system bundle; IDs start again.
-  void reset();
+  /// Forgets all bundles but the system bundle; IDs start again.
+  void reset(const std::shared_ptr<BundlePrivate>& system);
 
-  /// \return all bundles, by location, then by ID
+  /// Returns all bundles, ordered by location, then by ID.
   Bundles all() const;
-  Bundles at(const std::string& location) const;
-  /// \return null if there is none
+  Bundles findAt(const std::string& location) const;
+  /// Returns the bundle with that ID; null if there is none. The system bundle is always there.
   std::shared_ptr<BundlePrivate> find(long id) const;
 
-  /// \return the folder that is the bundle's own; it need not exist
+  /// Returns the bundle's data folder, which need not exist.
   std::filesystem::path dataFolder(const BundlePrivate& bundle) const;
 
  private:
   /// The installed bundles of one file.
   struct Site {
     Bundles bundles;
-    std::size_t inFile = 0;  // how many there are in the file, those that were uninstalled included
+    std::size_t inFile = 0;  // number of bundles in the file, uninstalled ones included
   };
 
   Site siteAt(const std::string& location) const;
   Bundles installMissing(const std::string& location, const AnyMap& manifests, const Bundles& present);
-  void tellInstalled(const Bundles& bundles, const std::shared_ptr<BundlePrivate>& origin);
   Bundles createFromFile(const std::string& location, const std::map<std::string, std::string>& texts);
   Bundles createFrom(const AnyMap& manifests, const std::string& location);
-  /// IDs are used up even if the installation fails afterwards.
-  long useUpIds(std::size_t count);
+  /// Reserves IDs, which are never used again even if the installation fails.
+  /// \return the first one
+  long reserveIds(std::size_t count);
   Bundles create(const std::string& location, const AnyMap& manifests, long firstId);
   BundleDescription describe(const std::string& location, const std::string& name, AnyMap headers) const;
   void requireNew(const BundleDescription& description, const Bundles& alreadyMade) const;
   void add(const Bundles& bundles, std::size_t inFile);
+  void insert(const std::shared_ptr<BundlePrivate>& bundle, std::size_t inFile);
 
-  FrameworkCore& framework_;
+  const std::filesystem::path storage_;
 
-  std::mutex installMutex_;  // one installation at a time; files are read under it, but nobody is called
+  std::mutex installMutex_;  // held during an installation, which reads files; no foreign code runs under it
 
   mutable std::mutex mutex_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   long lastId_ = 0;
   std::map<std::string, Site> byLocation_;
   std::unordered_map<long, std::shared_ptr<BundlePrivate>> byId_;

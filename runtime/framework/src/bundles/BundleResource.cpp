@@ -15,7 +15,7 @@ int asInt(std::uint64_t size) {
   return static_cast<int>(std::min<std::uint64_t>(size, std::numeric_limits<int>::max()));
 }
 
-std::string behind(const std::string& name, std::size_t dot) {
+std::string textAfter(const std::string& name, std::size_t dot) {
   return dot == std::string::npos ? std::string() : name.substr(dot + 1);
 }
 
@@ -74,12 +74,12 @@ std::string BundleResource::GetCompleteBaseName() const {
 
 std::string BundleResource::GetSuffix() const {
   const auto name = GetName();
-  return behind(name, name.rfind('.'));
+  return textAfter(name, name.rfind('.'));
 }
 
 std::string BundleResource::GetCompleteSuffix() const {
   const auto name = GetName();
-  return behind(name, name.find('.'));
+  return textAfter(name, name.find('.'));
 }
 
 bool BundleResource::IsDir() const {

@@ -17,7 +17,7 @@ bool isQualifierCharacter(char character) {
          (character >= '0' && character <= '9') || character == '_' || character == '-';
 }
 
-/// \return the parts between the dots; a dot at the end begins no further one
+/// Returns the parts between the dots; a dot at the end begins no other part.
 std::vector<std::string> splitAtDots(const std::string& text) {
   std::vector<std::string> parts;
   std::istringstream stream(text);
@@ -27,7 +27,7 @@ std::vector<std::string> splitAtDots(const std::string& text) {
   return parts;
 }
 
-/// \return the number that the part begins with, after any blanks; what follows it is left out
+/// Parses the number at the beginning of a part, and ignores blanks before it and any text after it.
 unsigned int numberFrom(const std::string& part, const std::string& version) {
   const auto begin = std::min(part.find_first_not_of(" \t\n\v\f\r"), part.size());
   unsigned int number = 0;

@@ -20,7 +20,7 @@ AnyMap emptyMap() {
   return AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
 }
 
-/// Builds the manifest while the parser goes through the text; its methods are the parser's events.
+/// Builds the manifest from the events of the parser, which are its methods.
 class ManifestBuilder {
  public:
   AnyMap takeResult() {
@@ -59,7 +59,7 @@ class ManifestBuilder {
  private:
   struct Level {
     std::variant<AnyMap, Array> container;
-    std::string key;  // of the entry that comes next, in a map
+    std::string key;  // of the next entry, in a map
   };
 
   bool open(std::variant<AnyMap, Array> container) {
@@ -85,7 +85,7 @@ class ManifestBuilder {
 
   bool add(Any value) {
     if (open_.empty()) {
-      return true;  // a root that is no container, which is refused in the end
+      return true;  // a root that is no container; takeResult() refuses it
     }
     auto& level = open_.back();
     if (auto* const map = std::get_if<AnyMap>(&level.container)) {

@@ -6,10 +6,10 @@
 
 namespace cppmicroservices {
 
-/// Reads a manifest: a JSON object. Objects become maps whose keys compare without regard to case, arrays
-/// std::vector<Any>, numbers int or double. Left out are null and whole numbers that are no int; of equal keys
-/// the first counts; a '%' in front of a text is dropped.
-/// \throws std::runtime_error saying what is wrong and where
+/// Parses a manifest, which is a JSON object. Objects become maps whose keys compare without regard to case, arrays
+/// std::vector<Any>, numbers int or double. Ignores null and whole numbers that do not fit an int, uses the first of
+/// equal keys, and removes a '%' at the beginning of a text.
+/// \throws std::runtime_error naming the error and its position
 AnyMap readManifest(const std::string& text);
 
 }  // namespace cppmicroservices

@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::uint64_t largestResource = 256 * 1024 * 1024;
 
-/// Takes the first name off a path, with the '/' behind it if it has one, and passes over empty names.
+/// Removes the first name that is not empty from a path, together with the '/' after it.
+/// \return the name
 std::string takeName(std::string_view& path) {
   path.remove_prefix(std::min(path.find_first_not_of('/'), path.size()));
   const auto slash = path.find('/');

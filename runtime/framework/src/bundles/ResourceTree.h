@@ -13,34 +13,35 @@ namespace cppmicroservices {
 
 /// One file or folder of a bundle.
 struct ResourceNode {
-  /// \return "/folder/" for a folder, "/folder/file" for a file, "/" for the bundle's own folder
+  /// Returns the path: "/folder/" for a folder, "/folder/file" for a file, "/" for the bundle's own folder.
   std::string path() const;
-  /// \return the path up to the name
+  /// Returns the path up to the name.
   std::string folder() const;
-  /// \return the name; "" for the bundle's own folder
+  /// Returns the name; "" for the bundle's own folder.
   std::string name() const;
 
   const ResourceNode* parent = nullptr;  // null for the bundle's own folder
   std::string nameInParent;              // that of a folder ends in '/'
   bool isFolder = false;
-  ArchiveEntry entry;  // nothing but zeros for a folder that only its files mention
+  ArchiveEntry entry;  // empty for a folder without an entry of its own
   std::map<std::string, ResourceNode*> children;
 };
 
-/// The files and folders of one bundle as the archive in its file lists them. It does not keep the file open.
-/// Constant after construction; any thread may use it.
+/// The files and folders of one bundle in its archive. It does not keep the file open. Immutable; any thread may use
+/// it.
 class ResourceTree {
  public:
-  /// \param directory  the folder in the archive that is the bundle's own
-  /// \throws std::runtime_error if the file holds no readable archive any more
+  /// Reads the list of entries.
+  /// \param directory  the bundle's own folder in the archive
+  /// \throws std::runtime_error if the file no longer holds a readable archive
   ResourceTree(const std::string& location, const std::string& directory);
 
-  /// Looks a resource up, if need be without regard to case. A folder's path has to end in '/'.
-  /// \return null if there is none
+  /// Finds a resource by its path; if no name matches exactly, without regard to case. A folder's path has to end in
+  /// '/'. \return null if there is none
   const ResourceNode* find(std::string_view path) const;
 
-  /// \return the content of a file
-  /// \throws std::runtime_error if it is absurdly large, or the bundle file is broken or gone
+  /// Returns the content of a file.
+  /// \throws std::runtime_error if the file is too large, or the bundle file is broken or missing
   std::string read(const ResourceNode& file) const;
 
   const std::string& location() const { return location_; }

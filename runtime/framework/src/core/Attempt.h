@@ -4,8 +4,8 @@
 
 namespace cppmicroservices {
 
-/// Runs one of several steps that have to be taken whatever becomes of the others.
-/// \param failure  takes what the step throws, unless an earlier one threw
+/// Runs one of several steps that have to run even if others fail.
+/// \param failure  receives the step's exception, unless it holds that of an earlier step
 template <class Step>
 void attempt(std::exception_ptr& failure, Step step) {
   try {

@@ -4,7 +4,7 @@
 
 namespace cppmicroservices {
 
-/// \return what the exception that is just being handled says; "unknown" if it is no std::exception
+/// Returns the text of the exception that is being handled; "unknown" if it is no std::exception.
 std::string currentExceptionText();
 
 }  // namespace cppmicroservices

@@ -4,7 +4,7 @@
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
 
-// The destructors are defined here so that the type information of exceptions lives in one library.
+// The destructors are defined here so that the type information of the exceptions is in one library.
 namespace cppmicroservices {
 
 IllegalStateException::IllegalStateException(std::string what) : std::runtime_error(what) {}

@@ -36,7 +36,7 @@ std::unordered_map<std::string, Any> completed(std::unordered_map<std::string, A
   replaceUnlessHeld(values[Constants::FRAMEWORK_STORAGE], std::string("fwdir"));
   replaceUnlessHeld(values[Constants::LIBRARY_LOAD_OPTIONS], int{RTLD_LAZY | RTLD_LOCAL});
   values.emplace(Constants::FRAMEWORK_UUID, randomId());
-  // What the framework is cannot be configured.
+  // These describe the framework and cannot be configured.
   values[Constants::FRAMEWORK_THREADING_SUPPORT] = Constants::FRAMEWORK_THREADING_MULTI;
   values[Constants::FRAMEWORK_VERSION] = std::string(US_VERSION_STR);
   values[Constants::FRAMEWORK_VENDOR] = std::string("SPF runtime");

@@ -11,20 +11,20 @@ namespace cppmicroservices {
 
 class Bundle;
 
-/// A framework's properties: those given and those that every framework has. Constant after construction.
+/// A framework's properties: the given ones and those that every framework has. Constant after construction.
 class FrameworkProperties {
  public:
-  /// Storage folder and load options of a wrong type are replaced by the defaults.
+  /// Completes the given properties. Replaces storage folder and load options of a wrong type by the defaults.
   /// \throws BadAnyCastException if another property that the framework itself reads has the wrong type
   explicit FrameworkProperties(const std::unordered_map<std::string, Any>& given);
 
-  /// \return an empty value if there is no property of exactly that name
+  /// Returns the property with exactly that name; an empty value if there is none.
   Any value(const std::string& key) const;
   AnyMap all() const;
 
   bool logEnabled() const { return logEnabled_; }
   int libraryLoadOptions() const { return libraryLoadOptions_; }
-  /// \return the folder that the framework may write to
+  /// Returns the folder that the framework may write to.
   const std::string& storage() const { return storage_; }
   const std::function<bool(const Bundle&)>& validation() const { return validation_; }
   const std::function<void()>& extraShutdown() const { return extraShutdown_; }

@@ -12,7 +12,7 @@
 
 namespace cppmicroservices::detail {
 
-/// The one door between the public handles and the state behind them.
+/// Gives access to the private state of the public handles. Nothing else has it.
 struct HandleAccess {
   static Bundle bundle(std::shared_ptr<BundlePrivate> state, std::shared_ptr<FrameworkLease> lease) {
     return Bundle(std::move(state), std::move(lease));
@@ -34,7 +34,8 @@ struct HandleAccess {
     return reference.record_;
   }
 
-  /// \param record  what ServiceRecord::forRegistration() gave
+  /// Makes a registration.
+  /// \param record  a result of ServiceRecord::forRegistration()
   static ServiceRegistrationBase registration(std::shared_ptr<ServiceRecord> record) {
     return ServiceRegistrationBase(std::move(record));
   }

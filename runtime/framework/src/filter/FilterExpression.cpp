@@ -8,7 +8,7 @@ namespace cppmicroservices {
 
 namespace {
 
-char const* signOf(Relation relation) {
+const char* signOf(Relation relation) {
   switch (relation) {
     case Relation::approximate:
       return "~=";
@@ -28,8 +28,8 @@ char signOf(FilterExpression::Kind kind) {
 
 }  // namespace
 
-bool FilterExpression::matches(PropertyLookup const& lookup) const {
-  auto const operandMatches = [&](FilterExpression const& operand) { return operand.matches(lookup); };
+bool FilterExpression::matches(const PropertyLookup& lookup) const {
+  const auto operandMatches = [&](const FilterExpression& operand) { return operand.matches(lookup); };
   switch (kind) {
     case Kind::all:
       return std::all_of(operands.begin(), operands.end(), operandMatches);
@@ -40,12 +40,12 @@ bool FilterExpression::matches(PropertyLookup const& lookup) const {
     case Kind::comparison:
       break;
   }
-  auto const* property = lookup(attribute);
+  const auto* property = lookup(attribute);
   return property && compares(*property, relation, value);
 }
 
-bool FilterExpression::fixes(std::string const& name) const {
-  auto const operandFixes = [&](FilterExpression const& operand) { return operand.fixes(name); };
+bool FilterExpression::fixes(const std::string& name) const {
+  const auto operandFixes = [&](const FilterExpression& operand) { return operand.fixes(name); };
   switch (kind) {
     case Kind::all:
       return std::any_of(operands.begin(), operands.end(), operandFixes);
@@ -65,7 +65,7 @@ void FilterExpression::print(std::string& text) const {
     text += attribute + signOf(relation) + value.escaped();
   } else {
     text += signOf(kind);
-    for (auto const& operand : operands) {
+    for (const auto& operand : operands) {
       operand.print(text);
     }
   }

@@ -9,17 +9,17 @@
 
 namespace cppmicroservices {
 
-/// A parsed filter, or a part of one.
+/// A parsed filter or a part of one.
 struct FilterExpression {
   enum class Kind { comparison, all, any, none };
 
-  /// Whether the properties that the look-up finds match.
-  bool matches(PropertyLookup const& lookup) const;
+  /// Returns whether the properties that the look-up finds match.
+  bool matches(const PropertyLookup& lookup) const;
 
-  /// Whether it only matches where that attribute, in any spelling, equals one of some texts without wildcards.
-  bool fixes(std::string const& name) const;
+  /// Returns whether a match requires that the attribute, in any case, equals one of some texts without wildcards.
+  bool fixes(const std::string& name) const;
 
-  /// Appends the expression without the blanks that mean nothing.
+  /// Appends the expression without insignificant blanks.
   void print(std::string& text) const;
 
   Kind kind = Kind::comparison;

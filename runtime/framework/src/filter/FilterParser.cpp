@@ -26,12 +26,12 @@ class FilterParser {
   }
 
  private:
-  [[noreturn]] void fail(std::string const& reason) const {
+  [[noreturn]] void fail(const std::string& reason) const {
     throw std::invalid_argument(reason + ": " + std::string(rest_));
   }
 
   void skipBlanks() {
-    auto const next = rest_.find_first_not_of(blanks);
+    const auto next = rest_.find_first_not_of(blanks);
     rest_.remove_prefix(next == std::string_view::npos ? rest_.size() : next);
   }
 
@@ -43,7 +43,7 @@ class FilterParser {
   }
 
   char take() {
-    char const c = peek();
+    const char c = peek();
     rest_.remove_prefix(1);
     return c;
   }
@@ -58,14 +58,14 @@ class FilterParser {
     }
     take();
     skipBlanks();
-    char const sign = peek();
+    const char sign = peek();
     return sign == '&' || sign == '|' || sign == '!' ? parseOperation(depth) : parseComparison();
   }
 
   FilterExpression parseOperation(int depth) {
     using Kind = FilterExpression::Kind;
     FilterExpression expression;
-    char const sign = take();
+    const char sign = take();
     expression.kind = sign == '&' ? Kind::all : sign == '|' ? Kind::any : Kind::none;
     do {
       expression.operands.push_back(parseExpression(depth + 1));
@@ -87,9 +87,9 @@ class FilterParser {
   }
 
   std::string parseAttribute() {
-    auto const length = rest_.find_first_of("=<>~()");
-    auto const attribute = rest_.substr(0, length);
-    auto const last = attribute.find_last_not_of(blanks);
+    const auto length = rest_.find_first_of("=<>~()");
+    const auto attribute = rest_.substr(0, length);
+    const auto last = attribute.find_last_not_of(blanks);
     if (length == std::string_view::npos) {
       rest_ = {};
       peek();
@@ -104,7 +104,7 @@ class FilterParser {
   Relation parseRelation() {
     static constexpr std::pair<std::string_view, Relation> relations[] = {
         {"=", Relation::equal}, {"~=", Relation::approximate}, {">=", Relation::atLeast}, {"<=", Relation::atMost}};
-    for (auto const& [sign, relation] : relations) {
+    for (const auto& [sign, relation] : relations) {
       if (rest_.substr(0, sign.size()) == sign) {
         rest_.remove_prefix(sign.size());
         return relation;
@@ -117,7 +117,7 @@ class FilterParser {
   FilterValue parseValue() {
     FilterValue value;
     for (std::size_t open = 0; open > 0 || peek() != ')';) {
-      char const c = take();
+      const char c = take();
       open += c == '(' ? 1 : 0;
       open -= c == ')' ? 1 : 0;
       value.append(c == '*' ? FilterValue::wildcard : c == '\\' ? take() : c);
@@ -131,7 +131,7 @@ class FilterParser {
 
 }  // namespace
 
-FilterExpression parseFilter(std::string const& text) {
+FilterExpression parseFilter(const std::string& text) {
   return FilterParser(text).parse();
 }
 

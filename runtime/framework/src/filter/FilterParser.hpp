@@ -6,10 +6,11 @@
 
 namespace cppmicroservices {
 
-/// How deep filters may be nested, so that no text can exhaust the stack.
+/// The greatest depth of nested filters; no text can exhaust the stack.
 constexpr int maxFilterDepth = 2000;
 
-/// \throws std::invalid_argument with the reason and the text from where it could not be parsed
-FilterExpression parseFilter(std::string const& text);
+/// Parses a filter.
+/// \throws std::invalid_argument with the reason and the part of the text that could not be parsed
+FilterExpression parseFilter(const std::string& text);
 
 }  // namespace cppmicroservices

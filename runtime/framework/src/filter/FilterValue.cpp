@@ -24,7 +24,7 @@ bool isSpecial(char c) {
 
 std::string fold(std::string_view text) {
   std::string folded;
-  for (char const c : text) {
+  for (const char c : text) {
     if (!isBlank(c)) {
       folded += ascii::lower(c);
     }
@@ -34,7 +34,7 @@ std::string fold(std::string_view text) {
 
 }  // namespace
 
-// The leftmost place for each piece leaves the most room for the next ones, so nothing is ever tried twice.
+// The leftmost position for each piece leaves the most text for the next ones, so no backtracking is needed.
 bool FilterValue::matches(std::string_view text) const {
   std::string_view pattern = text_;
   auto length = pattern.find(wildcard);
@@ -47,7 +47,7 @@ bool FilterValue::matches(std::string_view text) const {
   text.remove_prefix(length);
   pattern.remove_prefix(length + 1);
   for (length = pattern.find(wildcard); length != std::string_view::npos; length = pattern.find(wildcard)) {
-    auto const found = text.find(pattern.substr(0, length));
+    const auto found = text.find(pattern.substr(0, length));
     if (found == std::string_view::npos) {
       return false;
     }
@@ -63,7 +63,7 @@ bool FilterValue::isApproximately(std::string_view text) const {
 
 std::string FilterValue::escaped() const {
   std::string result;
-  for (char const c : text_) {
+  for (const char c : text_) {
     if (isSpecial(c)) {
       result += '\\';
     }

@@ -5,31 +5,31 @@
 
 namespace cppmicroservices {
 
-/// What a filter compares a property with: a text in which one byte stands for any text.
+/// The value in a filter's comparison: a text in which one byte is the wildcard for any text.
 class FilterValue {
  public:
-  /// Written as a star in a filter. The byte itself means the same there, even behind a backslash, and every
-  /// comparison but that for equality takes it as it is.
+  /// The wildcard, which is written as a star in a filter. The byte itself is a wildcard there, too, even after a
+  /// backslash. Only comparisons for equality treat it as a wildcard.
   static constexpr char wildcard = '\x7f';
 
   void append(char c) { text_ += c; }
 
-  /// The text with its wildcards.
-  std::string const& text() const { return text_; }
+  /// Returns the text with its wildcards.
+  const std::string& text() const { return text_; }
 
   bool hasWildcards() const { return text_.find(wildcard) != std::string::npos; }
 
-  /// Whether it is a single wildcard, which asks for presence only.
+  /// Returns whether the value is a single wildcard, which any present property matches.
   bool isPresence() const { return text_.size() == 1 && text_.front() == wildcard; }
 
-  /// Whether the text is an instance of this pattern. Takes time in proportion to the product of
-  /// both lengths at worst.
+  /// Returns whether the text matches this pattern. In the worst case, the time is proportional to the product of both
+  /// lengths.
   bool matches(std::string_view text) const;
 
-  /// Whether both are the same but for blanks and the case of ASCII letters.
+  /// Returns whether both are equal except for blanks and the case of ASCII letters.
   bool isApproximately(std::string_view text) const;
 
-  /// The value as it stands in a filter, special characters escaped.
+  /// Returns the value as a filter contains it, with special characters escaped.
   std::string escaped() const;
 
  private:

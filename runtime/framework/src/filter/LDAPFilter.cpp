@@ -11,18 +11,18 @@ namespace cppmicroservices {
 
 LDAPFilter::LDAPFilter() = default;
 
-LDAPFilter::LDAPFilter(std::string const& filter)
-    : data_(std::make_shared<LDAPFilterData const>(LDAPFilterData{parseFilter(filter)})) {}
+LDAPFilter::LDAPFilter(const std::string& filter)
+    : data_(std::make_shared<const LDAPFilterData>(LDAPFilterData{parseFilter(filter)})) {}
 
-LDAPFilter::LDAPFilter(LDAPFilter const& other) = default;
-LDAPFilter& LDAPFilter::operator=(LDAPFilter const& other) = default;
+LDAPFilter::LDAPFilter(const LDAPFilter& other) = default;
+LDAPFilter& LDAPFilter::operator=(const LDAPFilter& other) = default;
 LDAPFilter::~LDAPFilter() = default;
 
 LDAPFilter::operator bool() const {
   return data_ != nullptr;
 }
 
-bool LDAPFilter::Match(AnyMap const& dictionary) const {
+bool LDAPFilter::Match(const AnyMap& dictionary) const {
   if (!data_) {
     return false;
   }
@@ -30,7 +30,7 @@ bool LDAPFilter::Match(AnyMap const& dictionary) const {
   return data_->expression.matches(lookupIgnoringCase(dictionary));
 }
 
-bool LDAPFilter::MatchCase(AnyMap const& dictionary) const {
+bool LDAPFilter::MatchCase(const AnyMap& dictionary) const {
   if (!data_) {
     return false;
   }
@@ -46,11 +46,11 @@ std::string LDAPFilter::ToString() const {
   return text;
 }
 
-bool LDAPFilter::operator==(LDAPFilter const& other) const {
+bool LDAPFilter::operator==(const LDAPFilter& other) const {
   return ToString() == other.ToString();
 }
 
-std::ostream& operator<<(std::ostream& out, LDAPFilter const& filter) {
+std::ostream& operator<<(std::ostream& out, const LDAPFilter& filter) {
   return out << filter.ToString();
 }
 

@@ -4,7 +4,7 @@
 
 namespace cppmicroservices {
 
-/// What the copies of one filter share.
+/// The state that the copies of one filter share.
 class LDAPFilterData {
  public:
   FilterExpression expression;

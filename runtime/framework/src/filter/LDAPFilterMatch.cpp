@@ -6,18 +6,18 @@
 
 namespace cppmicroservices {
 
-bool LDAPFilter::Match(ServiceReferenceBase const& reference) const {
+bool LDAPFilter::Match(const ServiceReferenceBase& reference) const {
   if (!data_) {
     return false;
   }
-  Any property;  // the one looked up last, which is all that a comparison needs
-  return data_->expression.matches([&](std::string const& name) {
+  Any property;  // the last one that was looked up; a comparison needs no other
+  return data_->expression.matches([&](const std::string& name) {
     property = reference.GetProperty(name);
     return &property;
   });
 }
 
-bool LDAPFilter::Match(Bundle const& bundle) const {
+bool LDAPFilter::Match(const Bundle& bundle) const {
   return data_ && Match(bundle.GetHeaders());
 }
 

@@ -14,11 +14,11 @@ LDAPPropExpr& LDAPPropExpr::operator!() {
   return *this;
 }
 
-LDAPPropExpr& LDAPPropExpr::operator|=(LDAPPropExpr const& right) {
+LDAPPropExpr& LDAPPropExpr::operator|=(const LDAPPropExpr& right) {
   return *this = *this || right;
 }
 
-LDAPPropExpr& LDAPPropExpr::operator&=(LDAPPropExpr const& right) {
+LDAPPropExpr& LDAPPropExpr::operator&=(const LDAPPropExpr& right) {
   return *this = *this && right;
 }
 
@@ -37,11 +37,11 @@ LDAPPropExpr LDAPProp::operator!() const {
   return !present;
 }
 
-LDAPPropExpr LDAPProp::operator==(std::string const& value) const {
+LDAPPropExpr LDAPProp::operator==(const std::string& value) const {
   return comparedUnlessEmpty("=", value);
 }
 
-LDAPPropExpr LDAPProp::operator==(Any const& value) const {
+LDAPPropExpr LDAPProp::operator==(const Any& value) const {
   return *this == value.ToString();
 }
 
@@ -49,44 +49,44 @@ LDAPPropExpr LDAPProp::operator==(bool value) const {
   return compared("=", value ? "true" : "false");
 }
 
-LDAPPropExpr LDAPProp::operator!=(std::string const& value) const {
+LDAPPropExpr LDAPProp::operator!=(const std::string& value) const {
   LDAPPropExpr equal = *this == value;
   return !equal;
 }
 
-LDAPPropExpr LDAPProp::operator!=(Any const& value) const {
+LDAPPropExpr LDAPProp::operator!=(const Any& value) const {
   return *this != value.ToString();
 }
 
-LDAPPropExpr LDAPProp::operator>=(std::string const& value) const {
+LDAPPropExpr LDAPProp::operator>=(const std::string& value) const {
   return comparedUnlessEmpty(">=", value);
 }
 
-LDAPPropExpr LDAPProp::operator>=(Any const& value) const {
+LDAPPropExpr LDAPProp::operator>=(const Any& value) const {
   return *this >= value.ToString();
 }
 
-LDAPPropExpr LDAPProp::operator<=(std::string const& value) const {
+LDAPPropExpr LDAPProp::operator<=(const std::string& value) const {
   return comparedUnlessEmpty("<=", value);
 }
 
-LDAPPropExpr LDAPProp::operator<=(Any const& value) const {
+LDAPPropExpr LDAPProp::operator<=(const Any& value) const {
   return *this <= value.ToString();
 }
 
-LDAPPropExpr LDAPProp::Approx(std::string const& value) const {
+LDAPPropExpr LDAPProp::Approx(const std::string& value) const {
   return comparedUnlessEmpty("~=", value);
 }
 
-LDAPPropExpr LDAPProp::Approx(Any const& value) const {
+LDAPPropExpr LDAPProp::Approx(const Any& value) const {
   return Approx(value.ToString());
 }
 
-LDAPPropExpr LDAPProp::compared(char const* operation, std::string const& value) const {
+LDAPPropExpr LDAPProp::compared(const char* operation, const std::string& value) const {
   return LDAPPropExpr("(" + property_ + operation + value + ")");
 }
 
-LDAPPropExpr LDAPProp::comparedUnlessEmpty(char const* operation, std::string const& value) const {
+LDAPPropExpr LDAPProp::comparedUnlessEmpty(const char* operation, const std::string& value) const {
   return value.empty() ? LDAPPropExpr() : compared(operation, value);
 }
 
@@ -94,8 +94,8 @@ LDAPPropExpr LDAPProp::comparedUnlessEmpty(char const* operation, std::string co
 
 namespace {
 
-cppmicroservices::LDAPPropExpr combined(char sign, cppmicroservices::LDAPPropExpr const& left,
-                                        cppmicroservices::LDAPPropExpr const& right) {
+cppmicroservices::LDAPPropExpr combined(char sign, const cppmicroservices::LDAPPropExpr& left,
+                                        const cppmicroservices::LDAPPropExpr& right) {
   if (left.IsNull() || right.IsNull()) {
     return left.IsNull() ? right : left;
   }
@@ -104,12 +104,12 @@ cppmicroservices::LDAPPropExpr combined(char sign, cppmicroservices::LDAPPropExp
 
 }  // namespace
 
-cppmicroservices::LDAPPropExpr operator&&(cppmicroservices::LDAPPropExpr const& left,
-                                          cppmicroservices::LDAPPropExpr const& right) {
+cppmicroservices::LDAPPropExpr operator&&(const cppmicroservices::LDAPPropExpr& left,
+                                          const cppmicroservices::LDAPPropExpr& right) {
   return combined('&', left, right);
 }
 
-cppmicroservices::LDAPPropExpr operator||(cppmicroservices::LDAPPropExpr const& left,
-                                          cppmicroservices::LDAPPropExpr const& right) {
+cppmicroservices::LDAPPropExpr operator||(const cppmicroservices::LDAPPropExpr& left,
+                                          const cppmicroservices::LDAPPropExpr& right) {
   return combined('|', left, right);
 }

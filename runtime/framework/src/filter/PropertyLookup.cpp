@@ -12,23 +12,23 @@ namespace cppmicroservices {
 
 namespace {
 
-bool hasCaseInsensitiveKeys(AnyMap const& properties) {
+bool hasCaseInsensitiveKeys(const AnyMap& properties) {
   return properties.GetType() == AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS;
 }
 
-Any const* find(AnyMap const& properties, std::string const& name) {
-  auto const found = properties.find(name);
+const Any* find(const AnyMap& properties, const std::string& name) {
+  const auto found = properties.find(name);
   return found == properties.end() ? nullptr : &found->second;
 }
 
-Any const* findIgnoringCase(AnyMap const& properties, std::string const& name) {
-  auto const found = std::find_if(properties.begin(), properties.end(),
-                                  [&](auto const& entry) { return ascii::equalIgnoringCase(entry.first, name); });
+const Any* findIgnoringCase(const AnyMap& properties, const std::string& name) {
+  const auto found = std::find_if(properties.begin(), properties.end(),
+                                  [&](const auto& entry) { return ascii::equalIgnoringCase(entry.first, name); });
   return found == properties.end() ? nullptr : &found->second;
 }
 
 /// Compares every key with every other one.
-void throwForCaseVariant(AnyMap const& properties) {
+void throwForCaseVariant(const AnyMap& properties) {
   for (auto first = properties.begin(); first != properties.end(); ++first) {
     for (auto second = first; ++second != properties.end();) {
       if (ascii::equalIgnoringCase(first->first, second->first)) {
@@ -40,30 +40,30 @@ void throwForCaseVariant(AnyMap const& properties) {
 
 }  // namespace
 
-PropertyLookup lookupIgnoringCase(AnyMap const& properties) {
+PropertyLookup lookupIgnoringCase(const AnyMap& properties) {
   if (hasCaseInsensitiveKeys(properties)) {
-    return [&properties](std::string const& name) { return find(properties, name); };
+    return [&properties](const std::string& name) { return find(properties, name); };
   }
-  return [&properties](std::string const& name) {
-    auto const* const exact = find(properties, name);
+  return [&properties](const std::string& name) {
+    const auto* const exact = find(properties, name);
     return exact ? exact : findIgnoringCase(properties, name);
   };
 }
 
-PropertyLookup lookupExactly(AnyMap const& properties) {
-  return [&properties](std::string const& name) -> Any const* {
-    auto const found = properties.find(name);
+PropertyLookup lookupExactly(const AnyMap& properties) {
+  return [&properties](const std::string& name) -> const Any* {
+    const auto found = properties.find(name);
     return found == properties.end() || found->first != name ? nullptr : &found->second;
   };
 }
 
-void requireNoCaseVariants(AnyMap const& properties) {
+void requireNoCaseVariants(const AnyMap& properties) {
   if (hasCaseInsensitiveKeys(properties)) {
     return;
   }
   std::vector<std::uint64_t> hashes;
   hashes.reserve(properties.size());
-  for (auto const& [key, value] : properties) {
+  for (const auto& [key, value] : properties) {
     hashes.push_back(ascii::hashIgnoringCase(key));
   }
   std::sort(hashes.begin(), hashes.end());

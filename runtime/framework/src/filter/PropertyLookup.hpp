@@ -8,16 +8,17 @@ namespace cppmicroservices {
 class Any;
 class AnyMap;
 
-/// Where a filter finds the property of a name; gives null if there is none.
-using PropertyLookup = std::function<Any const*(std::string const& name)>;
+/// A function that returns the property with a name; null if there is none.
+using PropertyLookup = std::function<const Any*(const std::string& name)>;
 
-/// Looks names up without regard to case.
-PropertyLookup lookupIgnoringCase(AnyMap const& properties);
+/// Returns a look-up that compares names without regard to case. The properties have to outlive it.
+PropertyLookup lookupIgnoringCase(const AnyMap& properties);
 
-/// Looks names up to the letter.
-PropertyLookup lookupExactly(AnyMap const& properties);
+/// Returns a look-up that compares names exactly. The properties have to outlive it.
+PropertyLookup lookupExactly(const AnyMap& properties);
 
+/// Requires that the keys of a map differ in more than their case.
 /// \throws std::runtime_error if two keys of the map differ only in case
-void requireNoCaseVariants(AnyMap const& properties);
+void requireNoCaseVariants(const AnyMap& properties);
 
 }  // namespace cppmicroservices

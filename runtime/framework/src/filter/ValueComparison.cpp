@@ -18,7 +18,7 @@ namespace cppmicroservices {
 
 namespace {
 
-bool compareText(std::string const& property, Relation relation, FilterValue const& value) {
+bool compareText(const std::string& property, Relation relation, const FilterValue& value) {
   switch (relation) {
     case Relation::equal:
       return value.matches(property);
@@ -32,14 +32,14 @@ bool compareText(std::string const& property, Relation relation, FilterValue con
   return false;
 }
 
-// Any beginning of the two words does.
-bool compareBool(bool property, Relation relation, FilterValue const& value) {
-  std::string_view const word = property ? "true" : "false";
+// Any prefix of the two words matches.
+bool compareBool(bool property, Relation relation, const FilterValue& value) {
+  const std::string_view word = property ? "true" : "false";
   return (relation == Relation::equal || relation == Relation::approximate) && value.text().size() <= word.size() &&
          ascii::equalIgnoringCase(value.text(), word.substr(0, value.text().size()));
 }
 
-/// Whether the number is only too small for full precision, which counts as out of range like an overflow does.
+/// Returns whether a number that was parsed with a range error is just denormal.
 bool isDenormal(long /*number*/) {
   return false;
 }
@@ -47,24 +47,25 @@ bool isDenormal(double number) {
   return number != 0 && std::isfinite(number);
 }
 
-/// The number at the text's beginning, whatever follows it; none if there is no number, or it is out of range.
+/// Parses the number at the beginning of the text and ignores the rest.
+/// \return none if there is no number, or it is out of range
 template <class Number, class Parse>
-std::optional<Number> numberIn(std::string const& text, Parse parse) {
+std::optional<Number> numberIn(const std::string& text, Parse parse) {
   char* end = nullptr;
   errno = 0;
-  Number const number = parse(text.c_str(), &end);
-  bool const isInRange = errno == 0 || isDenormal(number);
+  const Number number = parse(text.c_str(), &end);
+  const bool isInRange = errno == 0 || isDenormal(number);
   return end != text.c_str() && isInRange ? std::optional<Number>(number) : std::nullopt;
 }
 
 template <class T>
-bool compareInteger(T property, Relation relation, FilterValue const& value) {
-  auto const number =
-      numberIn<long>(value.text(), [](char const* text, char** end) { return std::strtol(text, end, 10); });
+bool compareInteger(T property, Relation relation, const FilterValue& value) {
+  const auto number =
+      numberIn<long>(value.text(), [](const char* text, char** end) { return std::strtol(text, end, 10); });
   if (!number) {
     return false;
   }
-  auto const other = static_cast<T>(*number);
+  const auto other = static_cast<T>(*number);
   switch (relation) {
     case Relation::atLeast:
       return property >= other;
@@ -76,9 +77,9 @@ bool compareInteger(T property, Relation relation, FilterValue const& value) {
 }
 
 template <class T>
-bool compareFloating(T property, Relation relation, FilterValue const& value) {
-  auto const number =
-      numberIn<double>(value.text(), [](char const* text, char** end) { return std::strtod(text, end); });
+bool compareFloating(T property, Relation relation, const FilterValue& value) {
+  const auto number =
+      numberIn<double>(value.text(), [](const char* text, char** end) { return std::strtod(text, end); });
   if (!number) {
     return false;
   }
@@ -92,20 +93,20 @@ bool compareFloating(T property, Relation relation, FilterValue const& value) {
   }
 }
 
-bool compareValue(std::string const& property, Relation relation, FilterValue const& value) {
+bool compareValue(const std::string& property, Relation relation, const FilterValue& value) {
   return compareText(property, relation, value);
 }
 
-bool compareValue(char const* property, Relation relation, FilterValue const& value) {
+bool compareValue(const char* property, Relation relation, const FilterValue& value) {
   return property != nullptr && compareText(property, relation, value);
 }
 
-bool compareValue(Any const& property, Relation relation, FilterValue const& value) {
+bool compareValue(const Any& property, Relation relation, const FilterValue& value) {
   return compares(property, relation, value);
 }
 
 template <class T>
-std::enable_if_t<std::is_arithmetic_v<T>, bool> compareValue(T property, Relation relation, FilterValue const& value) {
+std::enable_if_t<std::is_arithmetic_v<T>, bool> compareValue(T property, Relation relation, const FilterValue& value) {
   if constexpr (std::is_same_v<T, bool>) {
     return compareBool(property, relation, value);
   } else if constexpr (std::is_same_v<T, char>) {
@@ -118,24 +119,24 @@ std::enable_if_t<std::is_arithmetic_v<T>, bool> compareValue(T property, Relatio
 }
 
 template <class Sequence>
-auto compareValue(Sequence const& properties, Relation relation, FilterValue const& value)
+auto compareValue(const Sequence& properties, Relation relation, const FilterValue& value)
     -> decltype(properties.begin(), bool()) {
   return std::any_of(properties.begin(), properties.end(),
-                     [&](auto const& property) { return compareValue(property, relation, value); });
+                     [&](const auto& property) { return compareValue(property, relation, value); });
 }
 
-/// Compares if the property is of that very type.
+/// Compares if the property has exactly that type.
 template <class T>
-bool comparesAs(Any const& property, Relation relation, FilterValue const& value) {
-  auto const* held = any_cast<T>(&property);
+bool comparesAs(const Any& property, Relation relation, const FilterValue& value) {
+  const auto* held = any_cast<T>(&property);
   return held && compareValue(*held, relation, value);
 }
 
 template <class... Types>
-bool comparesAsAnyOf(Any const& property, Relation relation, FilterValue const& value) {
-  // A type's name mostly has one address in a process, so that looking at addresses first spares the
-  // comparison of texts with every type before the right one.
-  auto const* const name = property.Type().name();
+bool comparesAsAnyOf(const Any& property, Relation relation, const FilterValue& value) {
+  // A type's name usually has one address in a process. Comparing addresses first avoids the comparison of texts with
+  // every type before the right one.
+  const auto* const name = property.Type().name();
   bool result = false;
   if (((name == typeid(Types).name() && (result = comparesAs<Types>(property, relation, value), true)) || ...)) {
     return result;
@@ -145,7 +146,7 @@ bool comparesAsAnyOf(Any const& property, Relation relation, FilterValue const& 
 
 }  // namespace
 
-bool compares(Any const& property, Relation relation, FilterValue const& value) {
+bool compares(const Any& property, Relation relation, const FilterValue& value) {
   if (property.Empty()) {
     return false;
   }
@@ -153,7 +154,7 @@ bool compares(Any const& property, Relation relation, FilterValue const& value) 
     return true;
   }
   return comparesAsAnyOf<std::string, int, long, std::vector<std::string>, std::vector<Any>, bool, double,
-                         std::list<std::string>, char const*, char, float, short, long long, unsigned char,
+                         std::list<std::string>, const char*, char, float, short, long long, unsigned char,
                          unsigned short, unsigned int, unsigned long, unsigned long long>(property, relation, value);
 }
 

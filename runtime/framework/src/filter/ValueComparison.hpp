@@ -8,9 +8,9 @@ class Any;
 
 enum class Relation { equal, approximate, atLeast, atMost };
 
-/// Whether a property stands in that relation to a filter's value, whose text is read as the
-/// property's type demands. Lists of strings and of Any do if one of their elements does. A property
-/// of another kind can only be present; an empty one is not even that.
-bool compares(Any const& property, Relation relation, FilterValue const& value);
+/// Returns whether a property compares as given to a filter's value, whose text is converted to the property's type. A
+/// list of strings or of Any matches if one of its elements does. A property of another type matches only the test for
+/// presence, and an empty one does not match even that.
+bool compares(const Any& property, Relation relation, const FilterValue& value);
 
 }  // namespace cppmicroservices

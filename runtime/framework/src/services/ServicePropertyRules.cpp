@@ -15,7 +15,8 @@ void insert(AnyMap& properties, const std::string& key, const Any& value) {
   }
 }
 
-/// \param name  what the message calls the property
+/// Requires that a property has that type, if it exists.
+/// \param name  the property's name in the message
 void requireType(const AnyMap& properties, const std::string& key, const std::type_info& type, const char* name,
                  const char* typeName) {
   const auto found = properties.find(key);

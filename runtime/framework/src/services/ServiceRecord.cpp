@@ -4,17 +4,15 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/ServiceFactory.h"
 
 namespace cppmicroservices {
 
-ServiceRecord::ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdentity serviceIdentity,
-                             InterfaceMapConstPtr service, Properties properties)
-    : framework(owner->framework),
-      bundle(std::move(owner)),
+ServiceRecord::ServiceRecord(std::weak_ptr<ServiceRegistry> home, ServiceClient registrant,
+                             ServiceIdentity serviceIdentity, InterfaceMapConstPtr service, Properties properties)
+    : registry(std::move(home)),
+      owner(std::move(registrant)),
       identity(std::move(serviceIdentity)),
       classes(identity.classes),
       listedId(idIn(*properties)),
@@ -37,17 +35,17 @@ std::shared_ptr<ServiceUse> ServiceRecord::sharedUse(const BundlePrivate& user) 
   return nullptr;
 }
 
-std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const std::shared_ptr<BundlePrivate>& user, bool shared) {
-  uses_.reserve(uses_.size() + 1);  // nothing may fail once there is a use: its end takes the lock
+std::shared_ptr<ServiceUse> ServiceRecord::beginUse(const ServiceClient& user, bool shared) {
+  uses_.reserve(uses_.size() + 1);  // nothing may throw once there is a use, whose destructor takes the lock
   auto maker = factory();
   auto use = maker ? std::make_shared<ServiceUse>(shared_from_this(), user, std::move(maker))
                    : std::make_shared<ServiceUse>(shared_from_this(), user, service_);
-  uses_.push_back({user, use, shared});
+  uses_.push_back({user.bundle, use, shared});
   return use;
 }
 
 std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceRecord>& record,
-                                               const std::shared_ptr<BundlePrivate>& user) {
+                                               const ServiceClient& user) {
   std::shared_ptr<ServiceUse> use;
   bool made = false;
   bool fromFactory = false;
@@ -57,19 +55,19 @@ std::shared_ptr<ServiceUse> ServiceRecord::use(const std::shared_ptr<ServiceReco
       return nullptr;
     }
     fromFactory = record->identity.scope != Constants::SCOPE_SINGLETON;
-    use = record->sharedUse(*user);
+    use = record->sharedUse(*user.bundle);
     made = use != nullptr;
     if (!made) {
       use = record->beginUse(user, true);
     }
   }
-  // The factory is foreign code, and others may wait for it: no lock is held here.
-  const bool ready = !fromFactory || (made ? use->await() : use->make());
+  // No lock is held here: the factory is foreign code, and other threads may wait for it.
+  const bool ready = !fromFactory || (made ? use->awaitObject() : use->make());
   return ready ? use : nullptr;
 }
 
 std::shared_ptr<ServiceUse> ServiceRecord::separateUse(const std::shared_ptr<ServiceRecord>& record,
-                                                       const std::shared_ptr<BundlePrivate>& user) {
+                                                       const ServiceClient& user) {
   if (record->identity.scope != Constants::SCOPE_PROTOTYPE) {
     return use(record, user);
   }
@@ -91,7 +89,7 @@ void ServiceRecord::forgetEndedUses() {
 }
 
 void ServiceRecord::closeUsesOf(const BundlePrivate& user) {
-  std::vector<std::shared_ptr<ServiceUse>> closing;  // a last pointer among them has to go without the lock
+  std::vector<std::shared_ptr<ServiceUse>> closing;  // destroyed without the lock, which a last pointer takes
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     closing.reserve(uses_.size());
@@ -140,8 +138,8 @@ std::shared_ptr<ServiceRecord> ServiceRecord::forRegistration() {
   const std::lock_guard<std::mutex> lock(mutex_);
   auto record = forRegistrations_.lock();
   if (!record) {
-    const auto owner = std::make_shared<std::shared_ptr<ServiceRecord>>(shared_from_this());
-    record = std::shared_ptr<ServiceRecord>(owner, this);
+    const auto own = std::make_shared<std::shared_ptr<ServiceRecord>>(shared_from_this());
+    record = std::shared_ptr<ServiceRecord>(own, this);
     forRegistrations_ = record;
   }
   return record;
@@ -189,7 +187,7 @@ void ServiceRecord::end() {
   }
 }
 
-bool comesBefore(const ServiceRecord& left, const ServiceRecord& right) {
+bool precedes(const ServiceRecord& left, const ServiceRecord& right) {
   const int leftRanking = left.ranking;
   const int rightRanking = right.ranking;
   if (leftRanking != rightRanking) {

@@ -8,64 +8,67 @@
 
 #include "cppmicroservices/AnyMap.h"
 #include "cppmicroservices/ServiceInterface.h"
+#include "services/ServiceClient.h"
 #include "services/ServicePropertyRules.h"
 #include "services/ServiceUse.h"
 
 namespace cppmicroservices {
 
-class BundlePrivate;
-class FrameworkCore;
+class ServiceRegistry;
 
-/// One service from its registration on; what references and registrations share. It outlives the service if
-/// one of them does, but lets go of the implementation when the service is unregistered. Any thread may use it.
+/// One registered service: the state that references and registrations share. It lives as long as one of them, but
+/// releases the implementation when the service is unregistered. Any thread may use it.
 class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
  public:
   using Properties = std::shared_ptr<const AnyMap>;
 
-  ServiceRecord(std::shared_ptr<BundlePrivate> owner, ServiceIdentity serviceIdentity, InterfaceMapConstPtr service,
-                Properties properties);
+  ServiceRecord(std::weak_ptr<ServiceRegistry> home, ServiceClient registrant, ServiceIdentity serviceIdentity,
+                InterfaceMapConstPtr service, Properties properties);
 
-  /// Gets the bundle's use of the service, or begins it.
+  /// Returns the bundle's use of the service; begins one if there is none.
   /// \return null if the service is unregistered or its factory fails
-  static std::shared_ptr<ServiceUse> use(const std::shared_ptr<ServiceRecord>& record,
-                                         const std::shared_ptr<BundlePrivate>& user);
-  /// Begins a use of its own if the service's factory makes an object per request; otherwise as above.
+  static std::shared_ptr<ServiceUse> use(const std::shared_ptr<ServiceRecord>& record, const ServiceClient& user);
+  /// Begins a separate use if the service's factory makes an object per request; otherwise as above.
   static std::shared_ptr<ServiceUse> separateUse(const std::shared_ptr<ServiceRecord>& record,
-                                                 const std::shared_ptr<BundlePrivate>& user);
+                                                 const ServiceClient& user);
+  /// Removes the uses that have ended.
   void forgetEndedUses();
-  /// Ends what one bundle uses.
+  /// Closes the uses of one bundle.
   void closeUsesOf(const BundlePrivate& user);
 
   bool isRegistered() const;
+  /// Requires that the service is registered.
   /// \throws std::logic_error if the service is unregistered
   void requireRegistered() const;
   Properties properties() const;
-  /// \return the bundles that use the service at the moment
+  /// Returns the bundles that currently use the service.
   std::vector<std::shared_ptr<BundlePrivate>> users() const;
-  /// \return this record, for a registration to keep: as long as one does, the service is not abandoned
+  /// Returns a pointer to this record for a registration. While there is one, the service is not abandoned.
   std::shared_ptr<ServiceRecord> forRegistration();
-  /// \return whether nobody has a registration of the service any more
+  /// Returns whether the last registration of the service has been destroyed.
   bool isAbandoned() const;
-  /// \return the record's own text of that interface ID; null if the service does not have it
+  /// Returns the record's own copy of an interface ID; null if the service does not have that interface.
   const std::string* findClass(const std::string& interfaceId) const;
 
-  /// \return the properties before
+  /// Replaces the properties.
+  /// \return the previous properties
   /// \throws std::logic_error if the service is unregistered
   Properties replaceProperties(Properties properties);
-  /// \return false if it has begun already
+  /// Begins to unregister the service.
+  /// \return false if that has begun before
   /// \throws std::logic_error if the service is unregistered
   bool beginUnregistering();
-  /// Makes the service unregistered: ends all its uses and lets go of the implementation.
+  /// Makes the service unregistered: closes all its uses and releases the implementation.
   void end();
 
-  // constant after construction
-  const std::weak_ptr<FrameworkCore> framework;
-  const std::shared_ptr<BundlePrivate> bundle;
+  // Constant after construction:
+  const std::weak_ptr<ServiceRegistry> registry;  // keeps the whole framework alive while it is locked
+  const ServiceClient owner;
   const ServiceIdentity identity;
   const std::vector<std::string>& classes;
-  const long listedId;  // the property, which is not the identity's if whoever registered the service gave one
+  const long listedId;  // the property service.id, which is not the identity's if the registering code gave one
 
-  // synchronised by itself; changed under the registry's lock
+  // Synchronised by itself; changed under the registry's lock:
   std::atomic<int> ranking;
 
  private:
@@ -74,23 +77,23 @@ class ServiceRecord : public std::enable_shared_from_this<ServiceRecord> {
   struct UseEntry {
     std::shared_ptr<BundlePrivate> user;
     std::weak_ptr<ServiceUse> use;
-    bool shared;  // by all requests of the bundle
+    bool shared;  // among all requests of the bundle
   };
 
   std::shared_ptr<ServiceFactory> factory() const;
-  std::shared_ptr<ServiceUse> beginUse(const std::shared_ptr<BundlePrivate>& user, bool shared);
+  std::shared_ptr<ServiceUse> beginUse(const ServiceClient& user, bool shared);
   std::shared_ptr<ServiceUse> sharedUse(const BundlePrivate& user) const;
 
   mutable std::mutex mutex_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   Phase phase_ = Phase::registered;
   InterfaceMapConstPtr service_;
   Properties properties_;
   std::vector<UseEntry> uses_;
-  std::weak_ptr<ServiceRecord> forRegistrations_;  // has a count of owners of its own
+  std::weak_ptr<ServiceRecord> forRegistrations_;  // counts only the registrations as owners
 };
 
-/// Orders services as they are found: higher ranking first, then lower listed ID, then age.
-bool comesBefore(const ServiceRecord& left, const ServiceRecord& right);
+/// Orders services as look-ups return them: by descending ranking, then by ascending listed ID, then by age.
+bool precedes(const ServiceRecord& left, const ServiceRecord& right);
 
 }  // namespace cppmicroservices

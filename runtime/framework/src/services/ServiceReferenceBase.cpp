@@ -3,8 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/Constants.h"
 #include "services/ServiceRecord.h"
@@ -56,15 +54,15 @@ void ServiceReferenceBase::GetPropertyKeys(std::vector<std::string>& keys) const
 }
 
 Bundle ServiceReferenceBase::GetBundle() const {
-  const auto framework = record_ ? record_->framework.lock() : nullptr;
-  return framework && record_->isRegistered() ? framework->handleOf(record_->bundle) : Bundle();
+  const auto listeners = record_ ? record_->owner.framework.lock() : nullptr;
+  return listeners && record_->isRegistered() ? listeners->handles().of(record_->owner.bundle) : Bundle();
 }
 
 std::vector<Bundle> ServiceReferenceBase::GetUsingBundles() const {
   std::vector<Bundle> bundles;
-  if (const auto framework = record_ ? record_->framework.lock() : nullptr) {
+  if (const auto listeners = record_ ? record_->owner.framework.lock() : nullptr) {
     for (const auto& user : record_->users()) {
-      bundles.push_back(framework->handleOf(user));
+      bundles.push_back(listeners->handles().of(user));
     }
   }
   return bundles;
@@ -92,7 +90,7 @@ bool ServiceReferenceBase::operator<(const ServiceReferenceBase& other) const {
   if (!record_ || !other.record_) {
     return !record_ && other.record_;
   }
-  return comesBefore(*other.record_, *record_);
+  return precedes(*other.record_, *record_);
 }
 
 bool ServiceReferenceBase::operator==(const ServiceReferenceBase& other) const {

@@ -3,9 +3,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "services/ServiceRecord.h"
+#include "services/ServiceRegistry.h"
 
 namespace cppmicroservices {
 
@@ -41,8 +41,8 @@ ServiceReferenceBase ServiceRegistrationBase::GetReference(const std::string& in
 
 void ServiceRegistrationBase::SetProperties(const ServiceProperties& properties) {
   const auto kept = valid().shared_from_this();
-  if (const auto framework = kept->framework.lock()) {
-    framework->services.setProperties(kept, properties);
+  if (const auto registry = kept->registry.lock()) {
+    registry->setProperties(kept, properties);
   }
 }
 
@@ -52,8 +52,8 @@ void ServiceRegistrationBase::SetProperties(ServiceProperties&& properties) {
 
 void ServiceRegistrationBase::Unregister() {
   const auto kept = valid().shared_from_this();  // a listener may destroy or replace this very object
-  if (const auto framework = kept->framework.lock()) {
-    framework->services.unregister(kept);
+  if (const auto registry = kept->registry.lock()) {
+    registry->unregister(kept);
   }
 }
 
@@ -61,7 +61,7 @@ bool ServiceRegistrationBase::operator<(const ServiceRegistrationBase& other) co
   if (!record_ || !other.record_) {
     return !record_ && other.record_;
   }
-  return comesBefore(*other.record_, *record_);
+  return precedes(*other.record_, *record_);
 }
 
 bool ServiceRegistrationBase::operator==(const ServiceRegistrationBase& other) const {

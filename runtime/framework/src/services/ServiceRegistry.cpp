@@ -5,8 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
-#include "core/FrameworkCore.h"
+#include "core/BundleContextPrivate.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/Constants.h"
 #include "cppmicroservices/LDAPFilter.h"
@@ -18,12 +17,12 @@ namespace cppmicroservices {
 namespace {
 
 long nextServiceId() {
-  static std::atomic<long> last{0};  // one count for all frameworks of the process
+  static std::atomic<long> last{0};  // shared by all frameworks of the process
   return ++last;
 }
 
-bool earlier(const ServiceRegistry::Record& left, const ServiceRegistry::Record& right) {
-  return comesBefore(*left, *right);
+bool isEarlier(const ServiceRegistry::Record& left, const ServiceRegistry::Record& right) {
+  return precedes(*left, *right);
 }
 
 std::string withoutGlobalScope(const std::string& name) {
@@ -40,7 +39,7 @@ std::string scopeOf(const InterfaceMap& service) {
                                                                      : Constants::SCOPE_BUNDLE;
 }
 
-void keepMatching(ServiceRegistry::Leftovers& records, const LDAPFilter& filter) {
+void keepMatching(ServiceRegistry::Records& records, const LDAPFilter& filter) {
   const auto differs = [&](const ServiceRegistry::Record& record) { return !filter.Match(*record->properties()); };
   records.erase(std::remove_if(records.begin(), records.end(), differs), records.end());
 }
@@ -68,7 +67,7 @@ ServiceIdentity identityFor(const InterfaceMap& service) {
 
 }  // namespace
 
-ServiceRegistry::ServiceRegistry(FrameworkCore& framework) : framework_(framework) {}
+ServiceRegistry::ServiceRegistry(ServiceListeners& listeners) : listeners_(listeners) {}
 
 ServiceRegistry::~ServiceRegistry() {
   for (const auto& record : reset()) {
@@ -76,22 +75,22 @@ ServiceRegistry::~ServiceRegistry() {
   }
 }
 
-ServiceRegistry::Record ServiceRegistry::add(const BundleContextPrivate& context,
-                                             const std::shared_ptr<BundlePrivate>& bundle,
+ServiceRegistry::Record ServiceRegistry::add(const std::shared_ptr<ServiceRegistry>& registry,
+                                             const BundleContextPrivate& context, const ServiceClient& owner,
                                              const InterfaceMapConstPtr& service, const ServiceProperties& given) {
   requireImplementations(service);
   auto identity = identityFor(*service);
   const auto properties = propertiesForRegistration(given, identity);
-  const auto record = std::make_shared<ServiceRecord>(bundle, std::move(identity), service, properties);
+  const auto record = std::make_shared<ServiceRecord>(registry, owner, std::move(identity), service, properties);
   auto registration = record->forRegistration();
   {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::lock_guard<std::mutex> lock(registry->mutex_);
     if (!context.isValid()) {
       BundleContextPrivate::throwInvalid();
     }
-    addToIndex(record);
+    registry->addToIndex(record);
   }
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
+  registry->listeners_.notify(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
   return registration;
 }
 
@@ -99,7 +98,7 @@ void ServiceRegistry::addToIndex(const Record& record) {
   byId_.emplace(record->identity.id, record);
   for (const auto& name : record->classes) {
     auto& services = byClass_[name];
-    services.insert(std::upper_bound(services.begin(), services.end(), record, earlier), record);
+    services.insert(std::upper_bound(services.begin(), services.end(), record, isEarlier), record);
   }
 }
 
@@ -111,7 +110,7 @@ void ServiceRegistry::removeFromIndex(const Record& record) {
       continue;
     }
     auto& sorted = services->second;
-    const auto at = std::lower_bound(sorted.begin(), sorted.end(), record, earlier);
+    const auto at = std::lower_bound(sorted.begin(), sorted.end(), record, isEarlier);
     if (at != sorted.end() && *at == record) {
       sorted.erase(at);
     }
@@ -137,7 +136,7 @@ void ServiceRegistry::setProperties(const Record& record, const ServicePropertie
       }
     }
   }
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_MODIFIED, record, *before, *after);
+  listeners_.notify(ServiceEvent::SERVICE_MODIFIED, record, *before, *after);
 }
 
 void ServiceRegistry::unregister(const Record& record) {
@@ -149,13 +148,13 @@ void ServiceRegistry::unregister(const Record& record) {
     removeFromIndex(record);
   }
   const auto properties = record->properties();
-  framework_.listeners.serviceChanged(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
+  listeners_.notify(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
   record->end();
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::all() const {
+ServiceRegistry::Records ServiceRegistry::all() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  Leftovers records;
+  Records records;
   records.reserve(byId_.size());
   for (const auto& entry : byId_) {
     records.push_back(entry.second);
@@ -163,13 +162,13 @@ ServiceRegistry::Leftovers ServiceRegistry::all() const {
   return records;
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::candidates(const std::string& clazz) const {
+ServiceRegistry::Records ServiceRegistry::candidates(const std::string& clazz) const {
   if (clazz.empty()) {
     return all();
   }
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byClass_.find(clazz);
-  return found == byClass_.end() ? Leftovers() : found->second;
+  return found == byClass_.end() ? Records() : found->second;
 }
 
 std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, const std::string& filter) const {
@@ -181,8 +180,8 @@ std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, c
   if (!filter.empty()) {
     keepMatching(records, LDAPFilter(filter));
     if (name.empty() && parseFilter(filter).fixes(Constants::OBJECTCLASS)) {
-      const std::lock_guard<std::mutex> lock(mutex_);  // rankings must not change meanwhile
-      std::sort(records.begin(), records.end(), earlier);
+      const std::lock_guard<std::mutex> lock(mutex_);  // the rankings must not change during the sort
+      std::sort(records.begin(), records.end(), isEarlier);
     }
   }
   std::vector<ServiceReferenceU> found;
@@ -193,7 +192,7 @@ std::vector<ServiceReferenceU> ServiceRegistry::find(const std::string& clazz, c
   return found;
 }
 
-ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
+ServiceReferenceU ServiceRegistry::findBest(const std::string& clazz) const {
   const auto name = withoutGlobalScope(clazz);
   const std::lock_guard<std::mutex> lock(mutex_);
   const auto found = byClass_.find(name);
@@ -204,17 +203,17 @@ ServiceReferenceU ServiceRegistry::best(const std::string& clazz) const {
   return detail::HandleAccess::reference(record, record->findClass(name));
 }
 
-std::vector<ServiceReferenceU> ServiceRegistry::registeredBy(const BundlePrivate& bundle) const {
+std::vector<ServiceReferenceU> ServiceRegistry::findRegisteredBy(const BundlePrivate& bundle) const {
   std::vector<ServiceReferenceU> registered;
   for (const auto& record : all()) {
-    if (record->bundle.get() == &bundle) {
+    if (record->owner.bundle.get() == &bundle) {
       registered.emplace_back(detail::HandleAccess::reference(record, nullptr));
     }
   }
   return registered;
 }
 
-std::vector<ServiceReferenceU> ServiceRegistry::usedBy(const BundlePrivate& bundle) const {
+std::vector<ServiceReferenceU> ServiceRegistry::findUsedBy(const BundlePrivate& bundle) const {
   std::vector<ServiceReferenceU> used;
   for (const auto& record : all()) {
     const auto users = record->users();
@@ -227,13 +226,13 @@ std::vector<ServiceReferenceU> ServiceRegistry::usedBy(const BundlePrivate& bund
 
 void ServiceRegistry::unregisterAllOf(const BundlePrivate& bundle) {
   for (const auto& record : all()) {
-    if (record->bundle.get() != &bundle) {
+    if (record->owner.bundle.get() != &bundle) {
       continue;
     }
     try {
       unregister(record);
     } catch (const std::logic_error&) {
-      // Somebody else was faster.
+      // Another thread has unregistered it meanwhile.
     }
   }
 }
@@ -256,7 +255,7 @@ void ServiceRegistry::endAbandoned() {
   }
 }
 
-ServiceRegistry::Leftovers ServiceRegistry::reset() {
+ServiceRegistry::Records ServiceRegistry::reset() {
   auto records = all();
   const std::lock_guard<std::mutex> lock(mutex_);
   byClass_.clear();

@@ -9,59 +9,60 @@
 
 #include "cppmicroservices/ServiceProperties.h"
 #include "cppmicroservices/ServiceReference.h"
+#include "services/ServiceListeners.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
 
 class BundleContextPrivate;
 class BundlePrivate;
-class FrameworkCore;
 
-/// One framework's services, indexed by interface, each interface's kept in the order in which they are
-/// found. Service listeners and factories are called without a lock. Any thread may use it.
+/// One framework's services, indexed by interface, and sorted there as look-ups return them. Service listeners and
+/// factories are called without a lock. Any thread may use it.
 class ServiceRegistry {
  public:
   using Record = std::shared_ptr<ServiceRecord>;
-  using Leftovers = std::vector<Record>;
+  using Records = std::vector<Record>;
 
-  explicit ServiceRegistry(FrameworkCore& framework);
+  explicit ServiceRegistry(ServiceListeners& listeners);
   ~ServiceRegistry();
 
-  /// See BundleContext::RegisterService.
-  /// \return the new service for a registration, see ServiceRecord::forRegistration
-  Record add(const BundleContextPrivate& context, const std::shared_ptr<BundlePrivate>& bundle,
-             const InterfaceMapConstPtr& service, const ServiceProperties& properties);
-  /// See ServiceRegistrationBase::SetProperties.
+  /// Registers a service, see BundleContext::RegisterService.
+  /// \return the new record for a registration, see ServiceRecord::forRegistration
+  static Record add(const std::shared_ptr<ServiceRegistry>& registry, const BundleContextPrivate& context,
+                    const ServiceClient& owner, const InterfaceMapConstPtr& service,
+                    const ServiceProperties& properties);
+  /// Replaces a service's properties, see ServiceRegistrationBase::SetProperties.
   void setProperties(const Record& record, const ServiceProperties& properties);
-  /// See ServiceRegistrationBase::Unregister.
+  /// Unregisters a service, see ServiceRegistrationBase::Unregister.
   void unregister(const Record& record);
 
-  /// See BundleContext::GetServiceReferences.
+  /// Finds services, see BundleContext::GetServiceReferences.
   std::vector<ServiceReferenceU> find(const std::string& clazz, const std::string& filter) const;
-  /// See BundleContext::GetServiceReference.
-  ServiceReferenceU best(const std::string& clazz) const;
+  /// Finds the first of an interface's services, see BundleContext::GetServiceReference.
+  ServiceReferenceU findBest(const std::string& clazz) const;
 
-  std::vector<ServiceReferenceU> registeredBy(const BundlePrivate& bundle) const;
-  std::vector<ServiceReferenceU> usedBy(const BundlePrivate& bundle) const;
+  std::vector<ServiceReferenceU> findRegisteredBy(const BundlePrivate& bundle) const;
+  std::vector<ServiceReferenceU> findUsedBy(const BundlePrivate& bundle) const;
   void unregisterAllOf(const BundlePrivate& bundle);
   void releaseAllOf(const BundlePrivate& bundle);
 
-  /// Ends the services that nobody has a registration of, without telling anybody.
+  /// Ends the services whose registrations have all been destroyed, without an event.
   void endAbandoned();
-  /// Takes all services out without telling anybody.
-  /// \return them, to be ended when no lock is held
-  Leftovers reset();
+  /// Removes all services without an event.
+  /// \return the services, which the caller has to end without a lock
+  Records reset();
 
  private:
-  Leftovers all() const;
-  Leftovers candidates(const std::string& clazz) const;
+  Records all() const;
+  Records candidates(const std::string& clazz) const;
   void addToIndex(const Record& record);
   void removeFromIndex(const Record& record);
 
-  FrameworkCore& framework_;
+  ServiceListeners& listeners_;
 
   mutable std::mutex mutex_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   std::unordered_map<std::string, std::vector<Record>> byClass_;
   std::map<long, Record> byId_;
 };

@@ -4,9 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundlePrivate.h"
 #include "core/ExceptionText.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/SecurityException.h"
 #include "cppmicroservices/SharedLibraryException.h"
@@ -16,8 +14,8 @@ namespace cppmicroservices {
 
 namespace {
 
-/// What makes a pointer that was handed out share the use. It lets go as soon as the pointer is gone, even if
-/// a weak pointer keeps its control block.
+/// The deleter with which a bundle's pointer shares the use. It releases the use together with the last pointer, even
+/// if a weak pointer keeps the control block.
 struct Hold {
   std::shared_ptr<ServiceUse> use;
   std::shared_ptr<ServiceRecord> record;
@@ -28,18 +26,12 @@ struct Hold {
   }
 };
 
-Bundle handleOf(const std::shared_ptr<BundlePrivate>& bundle) {
-  const auto framework = bundle->framework.lock();
-  return framework ? framework->handleOf(bundle) : detail::HandleAccess::bundle(bundle, nullptr);
-}
-
 }  // namespace
 
-ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
-                       InterfaceMapConstPtr object)
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, InterfaceMapConstPtr object)
     : record_(std::move(record)), user_(std::move(user)), progress_(Progress::ready), object_(std::move(object)) {}
 
-ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
+ServiceUse::ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user,
                        std::shared_ptr<ServiceFactory> factory)
     : record_(std::move(record)),
       user_(std::move(user)),
@@ -55,11 +47,11 @@ ServiceUse::~ServiceUse() {
 bool ServiceUse::make() {
   InterfaceMapConstPtr made;
   try {
-    made = factory_->GetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()));
+    made = factory_->GetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()));
   } catch (const SharedLibraryException& error) {
-    passOn(error.GetBundle());
+    reportAndRethrow(error.GetBundle());
   } catch (const SecurityException& error) {
-    passOn(error.GetBundle());
+    reportAndRethrow(error.GetBundle());
   } catch (...) {
     reportFactoryException();
     return finish(nullptr);
@@ -67,12 +59,12 @@ bool ServiceUse::make() {
   return finish(isComplete(made) ? made : nullptr);
 }
 
-/// Lets an exception about a bundle that the factory could not load out to the one that asked for the service.
-void ServiceUse::passOn(const Bundle& bundle) {
+/// Reports an exception about a bundle that the factory could not load, and propagates it to the user of the service.
+void ServiceUse::reportAndRethrow(const Bundle& bundle) {
   finish(nullptr);
-  if (const auto framework = user_->framework.lock()) {
-    framework->listeners.report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
-                                "The service factory could not load a bundle", std::current_exception());
+  if (const auto listeners = user_.framework.lock()) {
+    listeners->report(FrameworkEvent::FRAMEWORK_ERROR, detail::HandleAccess::stateOf(bundle),
+                      "The service factory could not load a bundle", std::current_exception());
   }
   throw;
 }
@@ -93,7 +85,7 @@ bool ServiceUse::isComplete(const InterfaceMapConstPtr& made) {
   return true;
 }
 
-/// Reports the exception that is just being handled.
+/// Reports the exception that is being handled.
 void ServiceUse::reportFactoryException() {
   const auto reason = currentExceptionText();
   report(FrameworkEvent::FRAMEWORK_ERROR, "The service factory threw an exception: " + reason,
@@ -102,9 +94,7 @@ void ServiceUse::reportFactoryException() {
 
 template <class Exception>
 void ServiceUse::report(FrameworkEvent::Type type, const std::string& message, const Exception& exception) {
-  if (const auto framework = user_->framework.lock()) {
-    framework->listeners.report(type, user_, message, std::make_exception_ptr(exception));
-  }
+  user_.report(type, message, std::make_exception_ptr(exception));
 }
 
 bool ServiceUse::finish(InterfaceMapConstPtr made) {
@@ -117,12 +107,12 @@ bool ServiceUse::finish(InterfaceMapConstPtr made) {
   }
   made_.notify_all();
   if (made && tooLate) {
-    giveBack(made);
+    returnToFactory(made);
   }
   return made && !tooLate;
 }
 
-bool ServiceUse::await() {
+bool ServiceUse::awaitObject() {
   std::unique_lock<std::mutex> lock(mutex_);
   if (progress_ == Progress::making && maker_ == std::this_thread::get_id()) {
     lock.unlock();
@@ -144,16 +134,16 @@ void ServiceUse::close() noexcept {
     object = object_;
   }
   if (object) {
-    giveBack(object);
+    returnToFactory(object);
   }
 }
 
-void ServiceUse::giveBack(const InterfaceMapConstPtr& object) noexcept {
+void ServiceUse::returnToFactory(const InterfaceMapConstPtr& object) noexcept {
   if (!factory_) {
     return;
   }
   try {
-    factory_->UngetService(handleOf(user_), detail::HandleAccess::registration(record_->forRegistration()), object);
+    factory_->UngetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()), object);
   } catch (...) {
     reportFactoryException();
   }

@@ -10,70 +10,69 @@
 #include "cppmicroservices/ServiceException.h"
 #include "cppmicroservices/ServiceFactory.h"
 #include "cppmicroservices/ServiceInterface.h"
+#include "services/ServiceClient.h"
 
 namespace cppmicroservices {
 
-class BundlePrivate;
 class ServiceRecord;
 
-/// One bundle's use of one service. The pointers that the bundle got share it; it ends with the last of them.
-/// If the service comes from a factory, the use is what the factory made an object for, and the object goes
-/// back to the factory when the use ends or is closed before, whichever is first. Any thread may use it.
+/// One bundle's use of one service. The bundle's pointers to the service share it; it ends with the last of them. If
+/// the service has a factory, the factory makes the object for the use, and gets it back when the use is closed or
+/// ends, whichever is first. Any thread may use it.
 class ServiceUse {
  public:
-  /// A use of an object that is there.
-  ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user, InterfaceMapConstPtr object);
-  /// A use of an object that the calling thread is going to have made.
-  ServiceUse(std::shared_ptr<ServiceRecord> record, std::shared_ptr<BundlePrivate> user,
-             std::shared_ptr<ServiceFactory> factory);
+  /// Begins a use of an existing object.
+  ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, InterfaceMapConstPtr object);
+  /// Begins a use whose object the factory has yet to make: the calling thread has to call make().
+  ServiceUse(std::shared_ptr<ServiceRecord> record, ServiceClient user, std::shared_ptr<ServiceFactory> factory);
   ServiceUse(const ServiceUse&) = delete;
   ServiceUse& operator=(const ServiceUse&) = delete;
   ~ServiceUse();
 
-  /// Calls the factory. To be called once, by the thread that made a use of a factory, without locks.
-  /// \return false if it failed, which was reported
-  /// \throws SharedLibraryException and SecurityException if the factory threw that, which is reported as well
+  /// Calls the factory. To be called once, without locks, by the thread that began the use.
+  /// \return false if the factory failed, which was reported
+  /// \throws SharedLibraryException and SecurityException if the factory threw that, which was reported as well
   bool make();
 
-  /// Waits until there is an object.
-  /// \return false if making it failed, or would wait for the calling thread (which is reported)
-  bool await();
+  /// Blocks until there is an object.
+  /// \return false if the factory failed, or the calling thread is in the factory, which is reported
+  bool awaitObject();
 
-  /// Gives the factory its object back, unless that has happened; what was handed out stays usable. Reports
-  /// what the factory throws, and throws nothing.
+  /// Returns the object to the factory, unless that has happened. Pointers to the object stay usable. Exceptions of the
+  /// factory are reported.
   void close() noexcept;
 
-  /// \return a new pointer that shares the use; null if there is no use or not that interface
+  /// Returns a new pointer that shares the use; null if there is no use, or no such interface.
   static std::shared_ptr<void> object(std::shared_ptr<ServiceUse> use, const std::string& interfaceId);
   static InterfaceMapConstPtr interfaces(std::shared_ptr<ServiceUse> use);
-  /// \return the service that a pointer of these belongs to; null for any other pointer
+  /// Returns the service of a pointer that object() or interfaces() returned; null for any other pointer.
   static std::shared_ptr<ServiceRecord> serviceOf(const std::shared_ptr<void>& object);
 
  private:
   enum class Progress { making, ready, failed };
 
-  /// Reports what is missing.
+  /// Returns whether an object implements all interfaces; reports the missing one otherwise.
   bool isComplete(const InterfaceMapConstPtr& made);
-  [[noreturn]] void passOn(const Bundle& bundle);
+  [[noreturn]] void reportAndRethrow(const Bundle& bundle);
   void reportFactoryException();
-  /// Sends a framework event about the bundle that asked for the service.
+  /// Sends a framework event about the bundle that uses the service.
   template <class Exception>
   void report(FrameworkEvent::Type type, const std::string& message, const Exception& exception);
   bool finish(InterfaceMapConstPtr made);
-  void giveBack(const InterfaceMapConstPtr& object) noexcept;
+  void returnToFactory(const InterfaceMapConstPtr& object) noexcept;
 
-  // constant after construction
+  // Constant after construction:
   const std::shared_ptr<ServiceRecord> record_;
-  const std::shared_ptr<BundlePrivate> user_;
-  const std::shared_ptr<ServiceFactory> factory_;  // null for an object that is there
+  const ServiceClient user_;
+  const std::shared_ptr<ServiceFactory> factory_;  // null for an existing object
   const std::thread::id maker_;
 
   std::mutex mutex_;
   std::condition_variable made_;
-  // guarded by mutex_; the object is constant once it is ready
+  // Guarded by `mutex_`:
   Progress progress_;
   bool closed_ = false;
-  InterfaceMapConstPtr object_;
+  InterfaceMapConstPtr object_;  // constant, and read without the lock, once it is ready
 };
 
 }  // namespace cppmicroservices

@@ -8,7 +8,7 @@
 
 namespace cppmicroservices {
 
-bool Any::operator==(Any const& other) const {
+bool Any::operator==(const Any& other) const {
   return !Empty() && !other.Empty() && Type() == other.Type() &&
          content_->operations->equal(*content_, *other.content_);
 }
@@ -24,7 +24,7 @@ std::string Any::ToStringNoExcept() const {
 }
 
 std::string Any::ToJSON(bool prettyPrint) const {
-  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  const std::uint8_t increment = prettyPrint ? 4 : 0;
   return ToJSON(increment, increment);
 }
 
@@ -35,7 +35,7 @@ std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
 }
 
 std::string Any::ToCPP(bool prettyPrint) const {
-  std::uint8_t const increment = prettyPrint ? 4 : 0;
+  const std::uint8_t increment = prettyPrint ? 4 : 0;
   return ToCPP(increment, increment);
 }
 
@@ -47,7 +47,7 @@ std::string Any::ToCPP(std::uint8_t increment, std::int32_t indent) const {
 
 BadAnyCastException::~BadAnyCastException() = default;
 
-char const* BadAnyCastException::what() const noexcept {
+const char* BadAnyCastException::what() const noexcept {
   return message_.empty() ? "cppmicroservices::BadAnyCastException: the value is of another type" : message_.c_str();
 }
 
@@ -55,7 +55,7 @@ namespace detail {
 
 namespace {
 
-std::string nameOf(std::type_info const& type) {
+std::string nameOf(const std::type_info& type) {
   int status = 0;
   std::unique_ptr<char, void (*)(void*)> const name(abi::__cxa_demangle(type.name(), nullptr, nullptr, &status),
                                                     std::free);
@@ -64,7 +64,7 @@ std::string nameOf(std::type_info const& type) {
 
 }  // namespace
 
-void throwBadAnyCast(char const* function, std::type_info const& held, std::type_info const& wanted) {
+void throwBadAnyCast(const char* function, const std::type_info& held, const std::type_info& wanted) {
   throw BadAnyCastException("cppmicroservices::BadAnyCastException: " + std::string(function) +
                             ": Failed to convert from cppmicroservices::Any type " + nameOf(held) + " to target type " +
                             nameOf(wanted));

@@ -8,11 +8,11 @@ namespace cppmicroservices {
 
 namespace detail {
 
-std::size_t any_map_cihash::operator()(std::string const& key) const {
+std::size_t any_map_cihash::operator()(const std::string& key) const {
   return static_cast<std::size_t>(ascii::hashIgnoringCase(key));
 }
 
-bool any_map_ciequal::operator()(std::string const& left, std::string const& right) const {
+bool any_map_ciequal::operator()(const std::string& left, const std::string& right) const {
   return ascii::equalIgnoringCase(left, right);
 }
 
@@ -21,9 +21,9 @@ bool any_map_ciequal::operator()(std::string const& left, std::string const& rig
 namespace {
 
 template <class Entry, class Position>
-Entry& dereference(Position const& position) {
+Entry& dereference(const Position& position) {
   return std::visit(
-      [](auto const& at) -> Entry& {
+      [](const auto& at) -> Entry& {
         if constexpr (std::is_same_v<std::decay_t<decltype(at)>, std::monostate>) {
           throw std::logic_error("cannot dereference an invalid iterator");
         } else {
@@ -46,7 +46,7 @@ void increment(Position& position) {
       position);
 }
 
-// Calls get with the map and, as a constant, the number of its alternative, and makes a position of the result.
+// Calls `get` with the map and, as a constant, the index of its alternative, and makes a position of the result.
 template <class Position, class Storage, class Get>
 Position positionIn(Storage& storage, Get get) {
   switch (storage.index()) {
@@ -84,12 +84,12 @@ any_map::iter& any_map::iter::operator++() {
 }
 
 any_map::iter any_map::iter::operator++(int) {
-  iter const before(*this);
+  const iter before(*this);
   ++*this;
   return before;
 }
 
-any_map::const_iter::const_iter(iter const& other) {
+any_map::const_iter::const_iter(const iter& other) {
   switch (other.position_.index()) {
     case 1:
       position_.emplace<1>(*std::get_if<1>(&other.position_));
@@ -106,7 +106,7 @@ any_map::const_iter::const_iter(iter const& other) {
 }
 
 any_map::const_reference any_map::const_iter::operator*() const {
-  return dereference<value_type const>(position_);
+  return dereference<const value_type>(position_);
 }
 
 any_map::const_iter& any_map::const_iter::operator++() {
@@ -115,29 +115,29 @@ any_map::const_iter& any_map::const_iter::operator++() {
 }
 
 any_map::const_iter any_map::const_iter::operator++(int) {
-  const_iter const before(*this);
+  const const_iter before(*this);
   ++*this;
   return before;
 }
 
 any_map::any_map(map_type type, std::initializer_list<value_type> entries)
     : storage_(storageOf<Storage>(type, entries)) {}
-any_map::any_map(ordered_any_map const& map) : storage_(map) {}
+any_map::any_map(const ordered_any_map& map) : storage_(map) {}
 any_map::any_map(ordered_any_map&& map) : storage_(std::move(map)) {}
-any_map::any_map(unordered_any_map const& map) : storage_(map) {}
+any_map::any_map(const unordered_any_map& map) : storage_(map) {}
 any_map::any_map(unordered_any_map&& map) : storage_(std::move(map)) {}
-any_map::any_map(unordered_any_cimap const& map) : storage_(map) {}
+any_map::any_map(const unordered_any_cimap& map) : storage_(map) {}
 any_map::any_map(unordered_any_cimap&& map) : storage_(std::move(map)) {}
 
-any_map::any_map(any_map const& other) = default;
+any_map::any_map(const any_map& other) = default;
 
 any_map::any_map(any_map&& other) noexcept : storage_(std::move(other.storage_)) {
   static_assert(std::is_nothrow_move_constructible_v<Storage> && std::is_nothrow_move_assignable_v<Storage>);
   other.clear();
 }
 
-// The other map may be part of this one's values, so these go last.
-any_map& any_map::operator=(any_map const& other) {
+// The other map may be one of this one's values, so these are destroyed last.
+any_map& any_map::operator=(const any_map& other) {
   Storage copy(other.storage_);
   storage_.swap(copy);
   return *this;
@@ -170,31 +170,31 @@ any_map::const_iter any_map::end() const {
   return const_iter(positionIn<ConstPosition>(storage_, [](auto& map) { return map.end(); }));
 }
 
-any_map::const_iter any_map::find(key_type const& key) const {
+any_map::const_iter any_map::find(const key_type& key) const {
   return const_iter(positionIn<ConstPosition>(storage_, [&](auto& map) { return map.find(key); }));
 }
 
 any_map::size_type any_map::size() const {
-  return std::visit([](auto const& map) { return map.size(); }, storage_);
+  return std::visit([](const auto& map) { return map.size(); }, storage_);
 }
 
-any_map::size_type any_map::count(key_type const& key) const {
-  return std::visit([&](auto const& map) { return map.count(key); }, storage_);
+any_map::size_type any_map::count(const key_type& key) const {
+  return std::visit([&](const auto& map) { return map.count(key); }, storage_);
 }
 
 void any_map::clear() {
   std::visit([](auto& map) { map.clear(); }, storage_);
 }
 
-any_map::mapped_type& any_map::at(key_type const& key) {
+any_map::mapped_type& any_map::at(const key_type& key) {
   return std::visit([&](auto& map) -> mapped_type& { return map.at(key); }, storage_);
 }
 
-any_map::mapped_type const& any_map::at(key_type const& key) const {
-  return std::visit([&](auto const& map) -> mapped_type const& { return map.at(key); }, storage_);
+const any_map::mapped_type& any_map::at(const key_type& key) const {
+  return std::visit([&](const auto& map) -> const mapped_type& { return map.at(key); }, storage_);
 }
 
-any_map::mapped_type& any_map::operator[](key_type const& key) {
+any_map::mapped_type& any_map::operator[](const key_type& key) {
   return std::visit([&](auto& map) -> mapped_type& { return map[key]; }, storage_);
 }
 
@@ -202,10 +202,10 @@ any_map::mapped_type& any_map::operator[](key_type&& key) {
   return std::visit([&](auto& map) -> mapped_type& { return map[std::move(key)]; }, storage_);
 }
 
-std::pair<any_map::iterator, bool> any_map::insert(value_type const& value) {
+std::pair<any_map::iterator, bool> any_map::insert(const value_type& value) {
   bool added = false;
-  auto const position = positionIn<Position>(storage_, [&](auto& map) {
-    auto const result = map.insert(value);
+  const auto position = positionIn<Position>(storage_, [&](auto& map) {
+    const auto result = map.insert(value);
     added = result.second;
     return result.first;
   });
@@ -214,29 +214,29 @@ std::pair<any_map::iterator, bool> any_map::insert(value_type const& value) {
 
 std::pair<any_map::iterator, bool> any_map::add(std::pair<key_type, mapped_type>&& entry) {
   bool added = false;
-  auto const position = positionIn<Position>(storage_, [&](auto& map) {
-    auto const result = map.try_emplace(std::move(entry.first), std::move(entry.second));
+  const auto position = positionIn<Position>(storage_, [&](auto& map) {
+    const auto result = map.try_emplace(std::move(entry.first), std::move(entry.second));
     added = result.second;
     return result.first;
   });
   return {iter(position), added};
 }
 
-any_map::size_type any_map::erase(key_type const& key) {
+any_map::size_type any_map::erase(const key_type& key) {
   return std::visit([&](auto& map) { return map.erase(key); }, storage_);
 }
 
-bool any_map::operator==(any_map const& other) const {
+bool any_map::operator==(const any_map& other) const {
   return storage_ == other.storage_;
 }
 
 AnyMap::AnyMap(std::initializer_list<value_type> entries) : any_map(UNORDERED_MAP_CASEINSENSITIVE_KEYS, entries) {}
 AnyMap::AnyMap(map_type type, std::initializer_list<value_type> entries) : any_map(type, entries) {}
-AnyMap::AnyMap(ordered_any_map const& map) : any_map(map) {}
+AnyMap::AnyMap(const ordered_any_map& map) : any_map(map) {}
 AnyMap::AnyMap(ordered_any_map&& map) : any_map(std::move(map)) {}
-AnyMap::AnyMap(unordered_any_map const& map) : any_map(map) {}
+AnyMap::AnyMap(const unordered_any_map& map) : any_map(map) {}
 AnyMap::AnyMap(unordered_any_map&& map) : any_map(std::move(map)) {}
-AnyMap::AnyMap(unordered_any_cimap const& map) : any_map(map) {}
+AnyMap::AnyMap(const unordered_any_cimap& map) : any_map(map) {}
 AnyMap::AnyMap(unordered_any_cimap&& map) : any_map(std::move(map)) {}
 
 }  // namespace cppmicroservices

@@ -10,7 +10,7 @@ namespace detail {
 
 namespace {
 
-// The character behind the backslash, or 0 if the character needs no such form.
+// Returns the character that follows the backslash in an escape sequence; 0 if there is no such sequence.
 char escapeOf(char c) {
   switch (c) {
     case '"':
@@ -45,22 +45,22 @@ void printCharacter(std::ostream& out, char c) {
 
 }  // namespace
 
-void printQuoted(std::ostream& out, std::string const& text) {
+void printQuoted(std::ostream& out, const std::string& text) {
   out << '"';
-  for (char const c : text) {
+  for (const char c : text) {
     printCharacter(out, c);
   }
   out << '"';
 }
 
-void AnyPrinter<Any>::text(std::ostream& out, Any const& value) {
+void AnyPrinter<Any>::text(std::ostream& out, const Any& value) {
   if (value.Empty()) {
     throw std::logic_error("empty any");
   }
   value.content_->operations->text(out, *value.content_);
 }
 
-void AnyPrinter<Any>::json(std::ostream& out, Any const& value, Layout layout) {
+void AnyPrinter<Any>::json(std::ostream& out, const Any& value, Layout layout) {
   if (value.Empty()) {
     out << "null";
   } else {
@@ -68,7 +68,7 @@ void AnyPrinter<Any>::json(std::ostream& out, Any const& value, Layout layout) {
   }
 }
 
-void AnyPrinter<Any>::cpp(std::ostream& out, Any const& value, Layout layout) {
+void AnyPrinter<Any>::cpp(std::ostream& out, const Any& value, Layout layout) {
   if (value.Empty()) {
     out << "null";
   } else {
@@ -76,17 +76,17 @@ void AnyPrinter<Any>::cpp(std::ostream& out, Any const& value, Layout layout) {
   }
 }
 
-void AnyPrinter<AnyMap>::text(std::ostream& out, AnyMap const& map) {
+void AnyPrinter<AnyMap>::text(std::ostream& out, const AnyMap& map) {
   AnyMapPrinter<AnyMap>::text(out, map);
 }
 
-void AnyPrinter<AnyMap>::json(std::ostream& out, AnyMap const& map, Layout layout) {
+void AnyPrinter<AnyMap>::json(std::ostream& out, const AnyMap& map, Layout layout) {
   AnyMapPrinter<AnyMap>::json(out, map, layout);
 }
 
-// The entries of this kind of map are indented once more than those of others.
-void AnyPrinter<AnyMap>::cpp(std::ostream& out, AnyMap const& map, Layout layout) {
-  static constexpr char const* types[] = {"ORDERED_MAP", "UNORDERED_MAP", "UNORDERED_MAP_CASEINSENSITIVE_KEYS"};
+// The entries of this type of map are indented by one level more than those of others.
+void AnyPrinter<AnyMap>::cpp(std::ostream& out, const AnyMap& map, Layout layout) {
+  static constexpr const char* types[] = {"ORDERED_MAP", "UNORDERED_MAP", "UNORDERED_MAP_CASEINSENSITIVE_KEYS"};
   AnyMapPrinter<AnyMap>::cpp(out, map, types[map.GetType()], layout.nested(), layout.outer());
 }
 

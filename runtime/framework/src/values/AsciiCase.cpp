@@ -10,8 +10,8 @@ constexpr std::uint64_t everyByte(std::uint8_t byte) {
   return 0x0101010101010101u * byte;
 }
 
-// Folds eight bytes at once: the sums carry into a byte's top bit where it is at least 'A', or
-// beyond 'Z'; bytes with that bit set are no ASCII.
+// Folds eight bytes at once. The sums set a byte's top bit if the byte is at least 'A', or greater than 'Z'; bytes
+// whose top bit was set before are no ASCII.
 std::uint64_t lower(std::uint64_t bytes) {
   const std::uint64_t low = bytes & everyByte(0x7f);
   const std::uint64_t fromA = low + everyByte(0x80 - 'A');
@@ -20,7 +20,7 @@ std::uint64_t lower(std::uint64_t bytes) {
   return bytes | (isUpper >> 2);
 }
 
-std::uint64_t load(char const* from, std::size_t size) {
+std::uint64_t load(const char* from, std::size_t size) {
   std::uint64_t bytes = 0;
   std::memcpy(&bytes, from, size);
   return bytes;

@@ -5,14 +5,14 @@
 
 namespace cppmicroservices::ascii {
 
-/// A to Z becomes a to z; every other byte, non-ASCII ones too, stays.
+/// Converts A to Z to a to z; leaves all other bytes unchanged, non-ASCII ones too.
 constexpr char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
 bool equalIgnoringCase(std::string_view left, std::string_view right);
 
-/// Equal for texts that are equal ignoring case.
+/// Returns a hash that is the same for texts that differ only in case.
 std::uint64_t hashIgnoringCase(std::string_view text);
 
 }  // namespace cppmicroservices::ascii

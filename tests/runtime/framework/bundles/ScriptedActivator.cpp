@@ -18,7 +18,7 @@ struct Probe : ContextProbe {
   cppmicroservices::BundleContext contextOfTheCode() const override { return cppmicroservices::GetBundleContext(); }
 };
 
-/// Does at each step what the service of type Script says, if there is one.
+/// Calls the service of type Script at each step, if there is one.
 class ScriptedActivator : public cppmicroservices::BundleActivator {
  public:
   ScriptedActivator() : script_(findScript()) { run("construct", cppmicroservices::GetBundleContext()); }

@@ -10,7 +10,7 @@ CPPMICROSERVICES_INITIALIZE_BUNDLE
 
 namespace {
 
-/// Registers the bundle's name, which its code finds out by itself, as a service.
+/// Registers the bundle's name, which it reads from the context of its own code, as a service.
 struct StaticActivator : cppmicroservices::BundleActivator {
   void Start(cppmicroservices::BundleContext context) override {
     const auto name = cppmicroservices::GetBundleContext().GetBundle().GetSymbolicName();

@@ -1,6 +1,6 @@
 #include <cppmicroservices/Any.h>
 
-// Nothing else is included: what this file uses has to come with that header.
+// Nothing else is included: that header has to include all that this file uses.
 std::string textThroughAny() {
   std::stringstream stream;
   stream << std::setw(3) << 7;

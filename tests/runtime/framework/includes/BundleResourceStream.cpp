@@ -1,6 +1,6 @@
 #include <cppmicroservices/BundleResourceStream.h>
 
-// Nothing else is included: what this file uses has to come with that header.
+// Nothing else is included: that header has to include all that this file uses.
 bool opensFileThroughBundleResourceStream(const char* name) {
   return std::ifstream(name).is_open();
 }

@@ -1,6 +1,6 @@
 #include <cppmicroservices/ServiceReferenceBase.h>
 
-// Nothing else is included: what this file uses has to come with that header.
+// Nothing else is included: that header has to include all that this file uses.
 int countThroughServiceReferenceBase() {
   static std::mutex mutex;
   static std::atomic<int> count{0};

@@ -7,18 +7,19 @@
 
 namespace spf::test {
 
-/// What a test has the scripted bundle do: it is called at each step of the bundle's activator.
+/// A function of a test that the scripted bundle calls at each step of its activator.
 struct Script {
   virtual ~Script() = default;
+  /// Runs the test's code.
   /// \param step  "construct", "start", "stop" or "destroy"
-  /// \param context  the context given to the activator; for the other two that of the free function
+  /// \param context  the context given to the activator; for "construct" and "destroy" that of the free function
   virtual void run(const std::string& step, cppmicroservices::BundleContext context) = 0;
 };
 
-/// What the scripted bundle offers.
+/// The service that the scripted bundle offers.
 struct ContextProbe {
   virtual ~ContextProbe() = default;
-  /// \return what the free function GetBundleContext() gives in the bundle's code
+  /// Returns the result of the free function GetBundleContext() in the bundle's code.
   virtual cppmicroservices::BundleContext contextOfTheCode() const = 0;
 };
 

@@ -11,7 +11,7 @@
 
 namespace spf::test {
 
-/// A script that is a function.
+/// A script that calls a function.
 struct FunctionScript : Script {
   using Body = std::function<void(const std::string&, cppmicroservices::BundleContext)>;
 
@@ -27,7 +27,7 @@ class ScriptedBundle : public StartedFramework {
  protected:
   ~ScriptedBundle() override { sut = nullptr; }
 
-  /// Has the bundle run the function at each step.
+  /// Makes the bundle call the function at each step.
   void script(FunctionScript::Body body) {
     scripting = context().RegisterService<Script>(std::make_shared<FunctionScript>(std::move(body)));
   }

@@ -23,7 +23,7 @@
 
 namespace spf::test {
 
-/// A folder of its own for each object, which is removed with it.
+/// A temporary folder that is removed with this object.
 class TemporaryFolder {
  public:
   TemporaryFolder() {
@@ -41,7 +41,8 @@ class TemporaryFolder {
 
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
 
-  /// \return the path of a new file with that content
+  /// Writes a new file.
+  /// \return its path
   std::string write(const std::string& name, const std::string& content) const {
     std::ofstream(path_ / name, std::ios::binary) << content;
     return *this / name;
@@ -51,8 +52,8 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
-/// Notes texts in the order in which they come, from any thread. Copies write into the same journal, so that
-/// a listener can keep one for as long as it lives.
+/// A list of texts in the order of the calls. Any thread may use it. Copies share the list, so that a listener can keep
+/// a copy as long as it lives.
 class Journal {
  public:
   void note(const std::string& text) const {
@@ -90,7 +91,7 @@ inline cppmicroservices::FrameworkEvent stopAndWait(cppmicroservices::Framework&
   return framework.WaitForStop(std::chrono::milliseconds::zero());
 }
 
-/// \return what the exception says that the call throws; a complaint if it throws none
+/// Returns the text of the exception that the call throws; another text if it throws none.
 template <class Exception, class Call>
 std::string messageOf(Call&& call) {
   try {

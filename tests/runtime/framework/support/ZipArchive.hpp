@@ -6,29 +6,30 @@
 
 namespace spf::test {
 
-/// Builds zip archives byte by byte, the broken ones as well as the good ones. Nothing but bombs is compressed.
+/// Builds zip archives byte by byte, broken ones as well as good ones. Only bombs are compressed.
 class ZipArchive {
  public:
   ZipArchive& add(const std::string& name, const std::string& content) {
     return addClaiming(name, content, static_cast<std::uint32_t>(content.size()));
   }
 
-  /// Adds an entry that claims to be of another size than it is.
+  /// Adds an entry with a wrong size.
   ZipArchive& addClaiming(const std::string& name, const std::string& content, std::uint32_t size) {
     entries_.push_back({name, content, stored, size, size});
     return *this;
   }
 
-  /// Adds an entry of zeros that are compressed to next to nothing.
-  /// \param claimed  how many the entry says that there are
-  /// \param size  how many there are at least
+  /// Adds an entry of zeros, compressed to very few bytes.
+  /// \param claimed  the number of zeros that the entry states
+  /// \param size  the least number of zeros in it
   ZipArchive& addBomb(const std::string& name, std::uint32_t claimed, std::size_t size) {
     const auto content = zerosDeflated(size);
     entries_.push_back({name, content, deflated, static_cast<std::uint32_t>(content.size()), claimed});
     return *this;
   }
 
-  /// \param prefix  how many bytes are in front of the archive that its offsets shall count
+  /// Returns the archive.
+  /// \param prefix  the number of bytes in front of the archive that its offsets include
   std::string bytes(std::size_t prefix = 0) const {
     std::string file;
     std::string directory;
@@ -56,7 +57,7 @@ class ZipArchive {
   static constexpr std::uint32_t stored = 0;
   static constexpr std::uint32_t deflated = 8;
 
-  /// One block with fixed codes: a zero, and how often to repeat 258 of them.
+  /// Returns one block with fixed codes: a zero, and the repetitions of 258 of them.
   static std::string zerosDeflated(std::size_t size) {
     std::string bytes;
     std::size_t bits = 0;
@@ -71,7 +72,7 @@ class ZipArchive {
     for (std::size_t made = 1; made < size; made += 258) {
       append("1100010100000");  // 258 bytes more, from one byte back
     }
-    append("0000000");  // the end
+    append("0000000");  // the end of the block
     return bytes;
   }
 
@@ -94,7 +95,7 @@ class ZipArchive {
     return ~crc;
   }
 
-  /// What a local header and the directory say about an entry in the same words.
+  /// Returns the fields that a local header and the directory have in common.
   static std::string description(const Entry& entry) {
     return number(0, 2) + number(entry.method, 2) + number(0, 2) + number(0x21, 2) +
            number(checksum(entry.content), 4) + number(entry.compressedSize, 4) + number(entry.size, 4) +

@@ -1,5 +1,5 @@
-// What the compiler has to refuse, with the type that it has to complain about, and what it has to take; see
-// CheckRefusals.cmake.
+// Lines that the compiler has to refuse, each with the type that its message has to name, and lines that it has to
+// accept; see CheckRefusals.cmake.
 #include <cppmicroservices/AnyMap.h>
 
 #include <array>
@@ -23,18 +23,18 @@ std::ostream& operator<<(std::ostream& out, Incomparable) {
   return out;
 }
 
-/// Its operator is seen by nobody else, so that the compiler names it only when it is refused.
+/// Has an operator that no other type uses, so that the compiler names this type only when it refuses it.
 struct Uncopyable {
   Uncopyable() = default;
   Uncopyable(Uncopyable&&) = default;
-  Uncopyable(Uncopyable const&) = delete;
-  friend std::ostream& operator<<(std::ostream& out, Uncopyable const&) { return out; }
+  Uncopyable(const Uncopyable&) = delete;
+  friend std::ostream& operator<<(std::ostream& out, const Uncopyable&) { return out; }
 };
 
 [[maybe_unused]] void accepted(AnyMap& map) {
   map["text"] = std::string("text");
   map["text"] = std::string_view("text");
-  map["text"] = static_cast<char const*>("text");
+  map["text"] = static_cast<const char*>("text");
   map["value"] = Incomparable();
   map["map"] = std::map<std::string, Any>();
   map["pointer"] = std::shared_ptr<int>();
@@ -43,9 +43,9 @@ struct Uncopyable {
 
 #ifdef SPF_REFUSED
 [[maybe_unused]] void refused(AnyMap& map) {
-  Any const literal("1234");                             // refused: char [5]
+  const Any literal("1234");                             // refused: char [5]
   map["text"] = "12345";                                 // refused: char [6]
-  AnyMap const listed{{"key", "123"}, {"lock", "123"}};  // refused: char [4]
+  const AnyMap listed{{"key", "123"}, {"lock", "123"}};  // refused: char [4]
   map["enum"] = Scoped::value;                           // refused: ::Scoped
   map["optional"] = std::optional<int>();                // refused: std::optional<int>
   map["pair"] = std::pair<int, int>();                   // refused: std::pair<int, int>

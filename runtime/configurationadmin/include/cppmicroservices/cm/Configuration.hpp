@@ -10,49 +10,50 @@
 
 namespace cppmicroservices::service::cm {
 
-/// The properties of one PID, and how to change them. Every change is told to the services that
-/// want to know of it, later and on a thread of the Configuration Admin's own. May be used by several
-/// threads. Once removed, everything but GetInstanceCount() throws std::runtime_error.
+/// The properties of one PID. Changes are delivered to the services for that PID later, on the Configuration Admin's
+/// own thread. Any thread may use it. Once the configuration is removed, every method but GetInstanceCount() throws
+/// std::runtime_error.
 class Configuration {
  public:
   virtual ~Configuration() noexcept = default;
 
+  /// Returns the configuration's PID.
   virtual std::string GetPid() const = 0;
 
-  /// The PID of the factory that this is a configuration of; empty if of none.
+  /// Returns the PID of the factory to which the configuration belongs; an empty text if it belongs to none.
   virtual std::string GetFactoryPid() const = 0;
 
-  /// A copy of the properties.
+  /// Returns a copy of the properties.
   virtual AnyMap GetProperties() const = 0;
 
-  /// How often this object was updated.
+  /// Returns how often this object was updated.
   virtual unsigned long GetChangeCount() const = 0;
 
-  /// As Update(); the future may be waited for inside a notification.
+  /// Updates as Update(); the future may be waited for inside a notification.
   virtual std::shared_ptr<ThreadpoolSafeFuture> SafeUpdate(AnyMap properties = AnyMap{
                                                                AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) = 0;
 
-  /// Replaces the properties. Never waits for those who are told of it.
-  /// \return ready when all of them were told
+  /// Replaces the properties. Does not wait for the delivery.
+  /// \return a future that becomes ready when all services were notified
   virtual std::shared_future<void> Update(AnyMap properties = AnyMap{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) = 0;
 
-  /// As UpdateIfDifferent(); the future may be waited for inside a notification.
+  /// Updates as UpdateIfDifferent(); the future may be waited for inside a notification.
   virtual std::pair<bool, std::shared_ptr<ThreadpoolSafeFuture>> SafeUpdateIfDifferent(
       AnyMap properties = AnyMap{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) = 0;
 
-  /// Replaces the properties unless they are equal to the ones there are.
+  /// Replaces the properties unless they are equal to the current ones.
   /// \return whether they were replaced, and the future of Update()
   virtual std::pair<bool, std::shared_future<void>> UpdateIfDifferent(
       AnyMap properties = AnyMap{AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) = 0;
 
-  /// As Remove(); the future may be waited for inside a notification.
+  /// Removes as Remove(); the future may be waited for inside a notification.
   virtual std::shared_ptr<ThreadpoolSafeFuture> SafeRemove() = 0;
 
-  /// Takes the configuration away for good; another one of the same PID may be made at once.
-  /// \return ready when all were told
+  /// Removes the configuration for good; another one of the same PID may be created at once.
+  /// \return a future that becomes ready when all services were notified
   virtual std::shared_future<void> Remove() = 0;
 
-  /// How many objects there were for this PID, this one included.
+  /// Returns the number of configurations that this PID has had, this one included.
   virtual unsigned long GetInstanceCount() = 0;
 };
 

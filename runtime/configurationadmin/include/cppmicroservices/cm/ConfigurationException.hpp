@@ -6,10 +6,10 @@
 
 namespace cppmicroservices::service::cm {
 
-/// How a service says that it cannot do with a configuration.
+/// Reports that a service cannot use a configuration.
 class [[gnu::visibility("default")]] ConfigurationException : public std::runtime_error {
  public:
-  /// \param property  the name of the property at fault, if it is a single one
+  /// \param property  the name of the faulty property, if it is a single one
   explicit ConfigurationException(std::string reason, std::string property = {})
       : std::runtime_error("ConfigurationException due to " + reason +
                            (property.empty() ? std::string() : " (with property: " + property + ")")),

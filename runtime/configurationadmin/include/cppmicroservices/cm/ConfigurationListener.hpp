@@ -10,34 +10,34 @@ namespace cppmicroservices::service::cm {
 
 enum class ConfigurationEventType { CM_UPDATED = 1, CM_DELETED = 2 };
 
-/// That a configuration was updated or removed. For a configuration of a factory the full PID is in
-/// getFactoryPid(), and getPid() is empty.
+/// Reports that a configuration was updated or removed. For a factory's configuration, getFactoryPid() returns the full
+/// PID, and getPid() is empty.
 class ConfigurationEvent {
  public:
   ConfigurationEvent(ServiceReference<ConfigurationAdmin> configAdmin, ConfigurationEventType type,
                      std::string factoryPid, std::string pid)
       : configAdmin_(std::move(configAdmin)), type_(type), factoryPid_(std::move(factoryPid)), pid_(std::move(pid)) {}
 
-  /// The service that the configuration belongs to.
-  ServiceReference<ConfigurationAdmin> const& getReference() const noexcept { return configAdmin_; }
-  std::string const& getPid() const noexcept { return pid_; }
-  std::string const& getFactoryPid() const noexcept { return factoryPid_; }
+  /// Returns the service to which the configuration belongs.
+  const ServiceReference<ConfigurationAdmin>& getReference() const noexcept { return configAdmin_; }
+  const std::string& getPid() const noexcept { return pid_; }
+  const std::string& getFactoryPid() const noexcept { return factoryPid_; }
   ConfigurationEventType getType() const noexcept { return type_; }
 
  private:
-  ServiceReference<ConfigurationAdmin> const configAdmin_;
-  ConfigurationEventType const type_;
-  std::string const factoryPid_;
-  std::string const pid_;
+  const ServiceReference<ConfigurationAdmin> configAdmin_;
+  const ConfigurationEventType type_;
+  const std::string factoryPid_;
+  const std::string pid_;
 };
 
-/// A service that is told of every update and removal, before the services that it is for.
+/// A service that is notified of every update and removal, before the services for the PID.
 class ConfigurationListener {
  public:
   virtual ~ConfigurationListener() noexcept = default;
 
-  /// Called on the Configuration Admin's thread, one notification at a time.
-  virtual void configurationEvent(ConfigurationEvent const& event) = 0;
+  /// Is called on the Configuration Admin's thread, one notification at a time.
+  virtual void configurationEvent(const ConfigurationEvent& event) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm

@@ -4,14 +4,14 @@
 
 namespace cppmicroservices::service::cm {
 
-/// A service that wants the configuration of the PID it was registered with (`service.pid`).
+/// A service that receives the configuration of the PID with which it was registered (`service.pid`).
 class ManagedService {
  public:
   virtual ~ManagedService() noexcept = default;
 
-  /// Called on the Configuration Admin's thread, one notification at a time, with the newest
-  /// properties; with none when the configuration was removed. Exceptions are dropped.
-  virtual void Updated(AnyMap const& properties) = 0;
+  /// Is called on the Configuration Admin's thread, one notification at a time, with the current properties; with empty
+  /// ones if the configuration was removed. Exceptions are swallowed.
+  virtual void Updated(const AnyMap& properties) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm

@@ -6,17 +6,17 @@
 
 namespace cppmicroservices::service::cm {
 
-/// A service that wants every configuration of the factory PID it was registered with (`service.pid`).
+/// A service that receives every configuration of the factory PID with which it was registered (`service.pid`).
 class ManagedServiceFactory {
  public:
   virtual ~ManagedServiceFactory() noexcept = default;
 
-  /// Called on the Configuration Admin's thread, one notification at a time, with the newest
-  /// properties. Exceptions are dropped.
-  virtual void Updated(std::string const& pid, AnyMap const& properties) = 0;
+  /// Is called on the Configuration Admin's thread, one notification at a time, with the current properties. Exceptions
+  /// are swallowed.
+  virtual void Updated(const std::string& pid, const AnyMap& properties) = 0;
 
-  /// The configuration is gone, or the Configuration Admin is about to be.
-  virtual void Removed(std::string const& pid) = 0;
+  /// Is called when the configuration was removed, or the Configuration Admin is stopping. Exceptions are swallowed.
+  virtual void Removed(const std::string& pid) = 0;
 };
 
 }  // namespace cppmicroservices::service::cm

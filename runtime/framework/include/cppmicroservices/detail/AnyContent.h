@@ -17,7 +17,7 @@ inline constexpr bool
 
 struct AnyContent;
 
-/// What an Any can do with the value that it holds.
+/// The operations of an Any on the value that it holds.
 struct AnyOperations {
   const std::type_info* type;
   AnyContent* (*copy)(const AnyContent& content);
@@ -57,7 +57,7 @@ struct AnyHolder : AnyContent {
     return equal(from(left).value, from(right).value);
   }
 
-  // Called by their plain names, so that a type's own overloads are found.
+  // Called without a namespace, so that a type's own overloads are found.
   static void text(std::ostream& out, const AnyContent& content) { any_value_to_string(out, from(content).value); }
 
   static void json(std::ostream& out, const AnyContent& content, Layout layout) {

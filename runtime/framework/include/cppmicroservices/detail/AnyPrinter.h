@@ -14,31 +14,31 @@ namespace cppmicroservices {
 
 class Any;
 
-/// How many digits floating point numbers are shown with.
+/// The number of digits of floating point numbers.
 constexpr int DOUBLE_PRECISION = 12;
 
-/// Shows a value as Any::ToString does. Whoever wants another text for a type of his own overloads this and the
-/// two functions below next to the type.
+/// Writes a value as Any::ToString does. To get another text for a type, overload this function and the two below next
+/// to the type.
 template <class T>
-std::ostream& any_value_to_string(std::ostream& out, T const& value);
+std::ostream& any_value_to_string(std::ostream& out, const T& value);
 
-/// Shows a value as Any::ToJSON does.
+/// Writes a value as Any::ToJSON does.
 /// \param increment  blanks that are added for each level; 0 for everything on one line
 /// \param indent     blanks in front of what is inside the value
 template <class T>
-std::ostream& any_value_to_json(std::ostream& out, T const& value, std::uint8_t increment = 0, std::int32_t indent = 0);
+std::ostream& any_value_to_json(std::ostream& out, const T& value, std::uint8_t increment = 0, std::int32_t indent = 0);
 
-/// Shows a value as Any::ToCPP does.
+/// Writes a value as Any::ToCPP does.
 template <class T>
-std::ostream& any_value_to_cpp(std::ostream& out, T const& value, std::uint8_t increment = 0, std::int32_t indent = 0);
+std::ostream& any_value_to_cpp(std::ostream& out, const T& value, std::uint8_t increment = 0, std::int32_t indent = 0);
 
-/// Begins a line with that many blanks, unless the increment is 0, which means everything on one line.
+/// Begins a line with that many blanks; does nothing if the increment is 0, which means everything on one line.
 [[gnu::visibility("default")]] std::ostream& newline_and_indent(std::ostream& out, std::uint8_t increment,
                                                                 std::int32_t indent);
 
 template <class T>
-std::ostream& stream_floating_point(std::ostream& out, T const& value) {
-  auto const before = out.precision(DOUBLE_PRECISION);
+std::ostream& stream_floating_point(std::ostream& out, const T& value) {
+  const auto before = out.precision(DOUBLE_PRECISION);
   out << value;
   out.precision(before);
   return out;
@@ -46,7 +46,7 @@ std::ostream& stream_floating_point(std::ostream& out, T const& value) {
 
 namespace detail {
 
-/// Where the next line starts. An increment of zero means everything on one line.
+/// The indentation of the next line. An increment of zero means everything on one line.
 struct Layout {
   std::uint8_t increment = 0;
   std::int32_t indent = 0;
@@ -56,62 +56,62 @@ struct Layout {
   void breakLine(std::ostream& out) const { newline_and_indent(out, increment, indent); }
 };
 
-[[gnu::visibility("default")]] void printQuoted(std::ostream& out, std::string const& text);
+[[gnu::visibility("default")]] void printQuoted(std::ostream& out, const std::string& text);
 
-/// How a value is shown as text, as JSON and as C++. This general form is for everything that can only be
-/// streamed; containers and the types with a form of their own have specialisations.
+/// Writes values of one type as text, as JSON and as C++. This general form only streams them; containers and the types
+/// with a form of their own have specialisations.
 template <class T>
 struct AnyPrinter {
-  static void text(std::ostream& out, T const& value) {
+  static void text(std::ostream& out, const T& value) {
     if constexpr (std::is_floating_point_v<T>) {
       stream_floating_point(out, value);
     } else {
       out << value;
     }
   }
-  static void json(std::ostream& out, T const& value, Layout) {
+  static void json(std::ostream& out, const T& value, Layout) {
     if constexpr (std::is_same_v<T, bool>) {
       out << (value ? "true" : "false");
     } else {
       text(out, value);
     }
   }
-  static void cpp(std::ostream& out, T const& value, Layout layout) { json(out, value, layout); }
+  static void cpp(std::ostream& out, const T& value, Layout layout) { json(out, value, layout); }
 };
 
 template <>
 struct AnyPrinter<std::string> {
-  static void text(std::ostream& out, std::string const& value) { out << value; }
-  static void json(std::ostream& out, std::string const& value, Layout) { printQuoted(out, value); }
-  static void cpp(std::ostream& out, std::string const& value, Layout) {
+  static void text(std::ostream& out, const std::string& value) { out << value; }
+  static void json(std::ostream& out, const std::string& value, Layout) { printQuoted(out, value); }
+  static void cpp(std::ostream& out, const std::string& value, Layout) {
     out << "std::string(";
     printQuoted(out, value);
     out << ')';
   }
 };
 
-/// Shows what an Any holds; an empty one is `null`, and has no text.
+/// Writes the value that an Any holds; an empty Any is `null`, and has no text.
 template <>
 struct [[gnu::visibility("default")]] AnyPrinter<Any> {
-  static void text(std::ostream & out, Any const& value);
-  static void json(std::ostream & out, Any const& value, Layout layout);
-  static void cpp(std::ostream & out, Any const& value, Layout layout);
+  static void text(std::ostream & out, const Any& value);
+  static void json(std::ostream & out, const Any& value, Layout layout);
+  static void cpp(std::ostream & out, const Any& value, Layout layout);
 };
 
-/// A function has nothing to show.
+/// Writes nothing for a function.
 template <class Signature>
 struct AnyPrinter<std::function<Signature>> {
-  static void text(std::ostream&, std::function<Signature> const&) {}
-  static void json(std::ostream&, std::function<Signature> const&, Layout) {}
-  static void cpp(std::ostream&, std::function<Signature> const&, Layout) {}
+  static void text(std::ostream&, const std::function<Signature>&) {}
+  static void json(std::ostream&, const std::function<Signature>&, Layout) {}
+  static void cpp(std::ostream&, const std::function<Signature>&, Layout) {}
 };
 
 template <class Sequence>
 struct AnySequencePrinter {
-  static void text(std::ostream& out, Sequence const& sequence) {
-    char const* separator = "";
+  static void text(std::ostream& out, const Sequence& sequence) {
+    const char* separator = "";
     out << '[';
-    for (auto const& element : sequence) {
+    for (const auto& element : sequence) {
       out << separator;
       any_value_to_string(out, element);
       separator = ",";
@@ -119,25 +119,25 @@ struct AnySequencePrinter {
     out << ']';
   }
 
-  static void json(std::ostream& out, Sequence const& sequence, Layout layout) {
-    auto const inner = layout.nested();
+  static void json(std::ostream& out, const Sequence& sequence, Layout layout) {
+    const auto inner = layout.nested();
     print(out, sequence, layout, "[", "]",
-          [&](auto const& element) { any_value_to_json(out, element, inner.increment, inner.indent); });
+          [&](const auto& element) { any_value_to_json(out, element, inner.increment, inner.indent); });
   }
 
-  static void cpp(std::ostream& out, Sequence const& sequence, Layout layout) {
-    auto const inner = layout.nested();
+  static void cpp(std::ostream& out, const Sequence& sequence, Layout layout) {
+    const auto inner = layout.nested();
     print(out, sequence, layout, "AnyVector {{", "}}",
-          [&](auto const& element) { any_value_to_cpp(out, element, inner.increment, inner.indent); });
+          [&](const auto& element) { any_value_to_cpp(out, element, inner.increment, inner.indent); });
   }
 
  private:
   template <class Print>
-  static void print(std::ostream& out, Sequence const& sequence, Layout layout, char const* begin, char const* end,
+  static void print(std::ostream& out, const Sequence& sequence, Layout layout, const char* begin, const char* end,
                     Print printElement) {
-    char const* separator = "";
+    const char* separator = "";
     out << begin;
-    for (auto const& element : sequence) {
+    for (const auto& element : sequence) {
       out << separator;
       layout.breakLine(out);
       printElement(element);
@@ -157,15 +157,15 @@ struct AnyPrinter<std::list<E>> : AnySequencePrinter<std::list<E>> {};
 template <class E>
 struct AnyPrinter<std::set<E>> : AnySequencePrinter<std::set<E>> {};
 
-/// Values of a map are streamed as they are, unless they are an Any.
+/// Streams the values of a map unchanged, unless they are an Any.
 template <class Map>
 struct AnyMapPrinter {
   static constexpr bool holdsAny = std::is_same_v<typename Map::mapped_type, Any>;
 
-  static void text(std::ostream& out, Map const& map) {
-    char const* separator = "";
+  static void text(std::ostream& out, const Map& map) {
+    const char* separator = "";
     out << '{';
-    for (auto const& [key, value] : map) {
+    for (const auto& [key, value] : map) {
       out << separator << key << " : ";
       if constexpr (holdsAny) {
         AnyPrinter<Any>::text(out, value);
@@ -177,9 +177,9 @@ struct AnyMapPrinter {
     out << '}';
   }
 
-  static void json(std::ostream& out, Map const& map, Layout layout) {
+  static void json(std::ostream& out, const Map& map, Layout layout) {
     out << '{';
-    printEntries(out, map, layout, [&](auto const& key, auto const& value) {
+    printEntries(out, map, layout, [&](const auto& key, const auto& value) {
       out << '"' << key << "\" : ";
       if constexpr (holdsAny) {
         AnyPrinter<Any>::json(out, value, layout.nested());
@@ -193,16 +193,17 @@ struct AnyMapPrinter {
     out << '}';
   }
 
-  static void cpp(std::ostream& out, Map const& map, Layout layout) {
+  static void cpp(std::ostream& out, const Map& map, Layout layout) {
     cpp(out, map, "ORDERED_MAP", layout, layout.outer());
   }
 
-  /// \param type  the kind of map
-  /// \param inside  where the entries start
-  /// \param outside  where the end of the map does
-  static void cpp(std::ostream& out, Map const& map, char const* type, Layout inside, Layout outside) {
+  /// Writes a map as C++ source.
+  /// \param type  the type of the map
+  /// \param inside  the indentation of the entries
+  /// \param outside  the indentation of the map's end
+  static void cpp(std::ostream& out, const Map& map, const char* type, Layout inside, Layout outside) {
     out << "AnyMap { " << type << ", {";
-    printEntries(out, map, inside, [&](auto const& key, auto const& value) {
+    printEntries(out, map, inside, [&](const auto& key, const auto& value) {
       out << "{\"" << key << "\" , ";
       if constexpr (holdsAny) {
         AnyPrinter<Any>::cpp(out, value, inside.nested());
@@ -219,9 +220,9 @@ struct AnyMapPrinter {
 
  private:
   template <class Print>
-  static void printEntries(std::ostream& out, Map const& map, Layout layout, Print printEntry) {
-    char const* separator = "";
-    for (auto const& [key, value] : map) {
+  static void printEntries(std::ostream& out, const Map& map, Layout layout, Print printEntry) {
+    const char* separator = "";
+    for (const auto& [key, value] : map) {
       out << separator;
       layout.breakLine(out);
       printEntry(key, value);
@@ -236,19 +237,19 @@ struct AnyPrinter<std::map<K, V>> : AnyMapPrinter<std::map<K, V>> {};
 }  // namespace detail
 
 template <class T>
-std::ostream& any_value_to_string(std::ostream& out, T const& value) {
+std::ostream& any_value_to_string(std::ostream& out, const T& value) {
   detail::AnyPrinter<T>::text(out, value);
   return out;
 }
 
 template <class T>
-std::ostream& any_value_to_json(std::ostream& out, T const& value, std::uint8_t increment, std::int32_t indent) {
+std::ostream& any_value_to_json(std::ostream& out, const T& value, std::uint8_t increment, std::int32_t indent) {
   detail::AnyPrinter<T>::json(out, value, {increment, indent});
   return out;
 }
 
 template <class T>
-std::ostream& any_value_to_cpp(std::ostream& out, T const& value, std::uint8_t increment, std::int32_t indent) {
+std::ostream& any_value_to_cpp(std::ostream& out, const T& value, std::uint8_t increment, std::int32_t indent) {
   detail::AnyPrinter<T>::cpp(out, value, {increment, indent});
   return out;
 }

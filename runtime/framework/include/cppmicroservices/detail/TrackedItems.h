@@ -13,19 +13,21 @@
 #include <utility>
 #include <vector>
 
+#include "cppmicroservices/detail/ContextEnd.h"
+
 namespace cppmicroservices::detail {
 
-/// The items that a tracker keeps something for, and the calls to its customizer. The customizer is called
-/// without the lock; an item that goes away while it is being added is removed right afterwards. Any thread
+/// The items of a tracker with the values that it keeps for them, and the calls to its customizer. The customizer is
+/// called without the lock; an item that is untracked while it is being added is removed right afterwards. Any thread
 /// may use it.
 ///
-/// \tparam Item  what is tracked; has a hash and ==
-/// \tparam Value  what is kept for it
-/// \tparam Event  what is passed on to the customizer; a default one if nothing happened to the item itself
+/// \tparam Item  has a hash and ==
+/// \tparam Value  is kept for an item
+/// \tparam Event  is passed to the customizer; a default one if the item itself did not change
 template <class Item, class Value, class Event>
-class TrackedItems {
+class TrackedItems : public ContextEndListener {
  public:
-  /// The customizer's three calls. They have to stay callable until close() has returned.
+  /// The calls to the customizer. They have to stay callable until close() has returned.
   struct Calls {
     std::function<std::optional<Value>(const Item&, const Event&)> adding;
     std::function<void(const Item&, const Event&, const Value&)> modified;
@@ -36,13 +38,13 @@ class TrackedItems {
   TrackedItems(const TrackedItems&) = delete;
   TrackedItems& operator=(const TrackedItems&) = delete;
 
-  /// The item is there, or has changed.
+  /// Adds the item, or reports its change.
   void track(const Item& item, const Event& event) {
     Lock lock(mutex_);
     track(lock, item, event);
   }
 
-  /// The item is gone, or shall be forgotten.
+  /// Removes the item, if it is tracked.
   void untrack(const Item& item, const Event& event) {
     Lock lock(mutex_);
     const auto beingAdded = adding_.find(item);
@@ -53,8 +55,8 @@ class TrackedItems {
     }
   }
 
-  /// Takes in what was there before. Items that go away while they are being looked up are left out.
-  /// \param lookUp  gives the items
+  /// Adds the items that existed before. Those that are untracked during the look-up are left out.
+  /// \param lookUp  returns the items
   template <class LookUp>
   void trackInitial(LookUp&& lookUp) {
     noteGone(true);
@@ -72,8 +74,8 @@ class TrackedItems {
     noteGone(false);
   }
 
-  /// Removes everything, and takes in nothing any more. Waits for customizer calls on other threads.
-  /// \throws what the customizer threw first; everything is removed all the same
+  /// Removes all items, and adds none from now on. Waits for customizer calls on other threads.
+  /// \throws the first exception of the customizer; all items are removed all the same
   void close() {
     Lock lock(mutex_);
     closed_ = true;
@@ -92,12 +94,12 @@ class TrackedItems {
     }
   }
 
-  bool closed() const {
+  bool isClosed() const {
     const Lock lock(mutex_);
     return closed_;
   }
 
-  /// \return how often something was added, modified or removed
+  /// Returns how often an item was added, modified or removed.
   int changes() const {
     const Lock lock(mutex_);
     return changes_;
@@ -119,16 +121,31 @@ class TrackedItems {
     return found == values_.end() ? std::nullopt : std::optional<Value>(found->second);
   }
 
-  /// Waits until there is an item, the tracker is closed, or time is out.
-  void awaitAny(std::chrono::steady_clock::time_point deadline) const {
+  /// Blocks until there is an item, the tracker is closed, its context has become invalid, or the deadline has passed.
+  /// \param deadline  none waits without limit
+  /// \return false if the deadline has passed
+  bool awaitAny(const std::optional<std::chrono::steady_clock::time_point>& deadline) const {
+    const auto mayReturn = [this] { return closed_ || contextEnded_ || !values_.empty(); };
     Lock lock(mutex_);
-    changed_.wait_until(lock, deadline, [this] { return closed_ || !values_.empty(); });
+    if (deadline) {
+      return changed_.wait_until(lock, *deadline, mayReturn);
+    }
+    changed_.wait(lock, mayReturn);
+    return true;
+  }
+
+  void onContextEnd() noexcept override {
+    {
+      const Lock lock(mutex_);
+      contextEnded_ = true;
+    }
+    changed_.notify_all();
   }
 
  private:
   using Lock = std::unique_lock<std::mutex>;
 
-  /// Notes that a thread is in the customizer, and gives the lock away for as long as that.
+  /// Notes that a thread is in the customizer, and releases the lock meanwhile.
   class Outside {
    public:
     Outside(TrackedItems& items, Lock& lock) : items_(items), lock_(lock) {
@@ -195,7 +212,7 @@ class TrackedItems {
     }
   }
 
-  /// \return false if the item was not tracked
+  /// Returns false if the item was not tracked.
   bool remove(Lock& lock, const Item& item, const Event& event) {
     const auto found = values_.find(item);
     if (found == values_.end()) {
@@ -209,18 +226,19 @@ class TrackedItems {
     return true;
   }
 
-  // constant after construction
+  // Constant after construction:
   const Calls calls_;
 
   mutable std::mutex mutex_;
   mutable std::condition_variable changed_;
-  // guarded by mutex_
+  // Guarded by `mutex_`:
   std::unordered_map<Item, Value> values_;
-  std::unordered_map<Item, bool> adding_;   // false: it went away meanwhile
-  std::optional<std::vector<Item>> gone_;   // while the initial items are being taken in
+  std::unordered_map<Item, bool> adding_;   // false: it was untracked meanwhile
+  std::optional<std::vector<Item>> gone_;   // set while the initial items are being added
   std::map<std::thread::id, int> callers_;  // the threads that are in the customizer
   int changes_ = 0;
   bool closed_ = false;
+  bool contextEnded_ = false;
 };
 
 }  // namespace cppmicroservices::detail

@@ -3,9 +3,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
+#include "framework/ContextSession.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
@@ -26,12 +25,9 @@ namespace {
 
 std::shared_ptr<ServiceUse> separateUse(const std::shared_ptr<BundleContextPrivate>& context,
                                         const ServiceReferenceBase& reference) {
-  if (!context) {
-    BundleContextPrivate::throwInvalid();  // this object was moved from
-  }
-  const auto session = context->require();
+  const ContextSession session(context);
   const auto& record = detail::HandleAccess::recordOf(reference);
-  return record ? ServiceRecord::separateUse(record, session.bundle) : nullptr;
+  return record ? ServiceRecord::separateUse(record, session.client()) : nullptr;
 }
 
 }  // namespace

@@ -10,16 +10,16 @@
 
 #include "bundles/BundlePrivate.h"
 #include "bundles/ResourceTree.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
 #include "cppmicroservices/BundleContext.h"
 #include "cppmicroservices/BundleResource.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
 namespace {
 
-/// \return whether the parts of the pattern between its stars are all in the name, in this order
+/// Returns whether the name contains all parts of the pattern between its stars, in this order.
 bool contains(std::string_view name, std::string_view pattern) {
   while (!pattern.empty()) {
     const auto part = pattern.substr(0, pattern.find('*'));
@@ -47,11 +47,11 @@ void collect(const ResourceNode& folder, const std::string& pattern, bool recurs
 
 void requireInstalled(const BundlePrivate& bundle) {
   if (bundle.state == Bundle::STATE_UNINSTALLED) {
-    throw std::logic_error(bundle.described() + " is uninstalled");
+    throw std::logic_error(bundle.describe() + " is uninstalled");
   }
 }
 
-/// \return null for a framework
+/// Returns the bundle's resources; null for a framework.
 std::shared_ptr<const ResourceTree> resourcesOf(const BundlePrivate& bundle) {
   requireInstalled(bundle);
   return bundle.resources();
@@ -78,7 +78,7 @@ Bundle::Bundle(std::shared_ptr<BundlePrivate> bundle, std::shared_ptr<FrameworkL
     : bundle_(std::move(bundle)), lease_(std::move(lease)) {}
 
 Bundle& Bundle::operator=(Bundle&& other) noexcept {
-  // The old lease goes last: with it the framework may stop, and what runs then may look at this handle.
+  // The old lease is destroyed last: that may stop the framework, and code which runs then may use this handle.
   const auto oldLease = std::exchange(lease_, std::move(other.lease_));
   bundle_ = std::exchange(other.bundle_, nullptr);
   return *this;
@@ -172,13 +172,13 @@ Bundle::TimeStamp Bundle::GetLastModified() const {
 std::vector<ServiceReferenceU> Bundle::GetRegisteredServices() const {
   requireInstalled(*valid());
   const auto framework = bundle_->framework.lock();
-  return framework ? framework->services.registeredBy(*bundle_) : std::vector<ServiceReferenceU>();
+  return framework ? framework->services.findRegisteredBy(*bundle_) : std::vector<ServiceReferenceU>();
 }
 
 std::vector<ServiceReferenceU> Bundle::GetServicesInUse() const {
   requireInstalled(*valid());
   const auto framework = bundle_->framework.lock();
-  return framework ? framework->services.usedBy(*bundle_) : std::vector<ServiceReferenceU>();
+  return framework ? framework->services.findUsedBy(*bundle_) : std::vector<ServiceReferenceU>();
 }
 
 void* Bundle::GetSymbol(void* handle, const std::string& name) const {
@@ -186,7 +186,7 @@ void* Bundle::GetSymbol(void* handle, const std::string& name) const {
     throw std::invalid_argument("GetSymbol needs a valid bundle, a library and a name");
   }
   if (GetState() != STATE_ACTIVE) {
-    throw std::runtime_error(bundle_->described() + " is not active: cannot look up the symbol " + name);
+    throw std::runtime_error(bundle_->describe() + " is not active: cannot look up the symbol " + name);
   }
   return dlsym(handle, name.c_str());
 }
@@ -214,9 +214,9 @@ std::vector<std::string> Bundle::GetPropertyKeys() const {
 }
 
 void Bundle::Start(uint32_t) {
-  const Bundle kept(*this);  // so that the framework cannot be destroyed by what the activator does
+  const Bundle kept(*this);  // keeps the framework alive whatever the activator does
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     framework->lifecycle.start();
   } else {
     framework->bundleLifecycle.start(kept.bundle_);
@@ -230,7 +230,7 @@ void Bundle::Start() {
 void Bundle::Stop(uint32_t) {
   const Bundle kept(*this);
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     framework->lifecycle.stop();
   } else {
     framework->bundleLifecycle.stop(kept.bundle_);
@@ -244,7 +244,7 @@ void Bundle::Stop() {
 void Bundle::Uninstall() {
   const Bundle kept(*this);
   const auto framework = kept.valid()->requireFramework();
-  if (kept.bundle_->id == 0) {
+  if (kept.bundle_->id == systemBundleId) {
     throw std::runtime_error("Cannot uninstall a system bundle.");
   }
   framework->bundleLifecycle.uninstall(kept.bundle_);

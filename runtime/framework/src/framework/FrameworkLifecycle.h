@@ -14,24 +14,23 @@ namespace cppmicroservices {
 class BundlePrivate;
 class FrameworkCore;
 
-/// Takes one framework through its states, which are kept in its system bundle. Any thread may use it.
+/// Changes the states of one framework, which its system bundle holds. Any thread may use it.
 class FrameworkLifecycle {
  public:
   explicit FrameworkLifecycle(FrameworkCore& framework);
   ~FrameworkLifecycle();
 
+  /// Initialises the framework, see Framework::Init.
   /// \throws std::runtime_error while the framework is stopping, or if a bundle in the program's file is broken
   void init();
+  /// Initialises the framework unless that has happened, and makes it active.
   void start();
 
   /// Begins to stop the framework on a thread of its own, which keeps the framework alive.
   void stop();
 
-  /// See Framework::WaitForStop.
+  /// Waits for the end of a stop, see Framework::WaitForStop.
   FrameworkEvent waitForStop(std::chrono::milliseconds timeout);
-
-  /// \return whether bundles may be started
-  bool acceptsStarts() const;
 
  private:
   using Lock = std::unique_lock<std::mutex>;
@@ -39,20 +38,20 @@ class FrameworkLifecycle {
   void runStop();
   void stopBundle(const std::shared_ptr<BundlePrivate>& bundle);
   void finishStop();
-  bool stopped() const;
+  bool isStopped() const;
   bool awaitStop(Lock& lock, std::chrono::milliseconds timeout);
-  void noticeSlowStop(Lock& lock);
-  FrameworkEvent answer(FrameworkEvent::Type type, const std::string& message = std::string()) const;
+  void logSlowStop(Lock& lock);
+  FrameworkEvent makeEvent(FrameworkEvent::Type type, const std::string& message = std::string()) const;
 
   FrameworkCore& framework_;
 
-  mutable std::mutex mutex_;
+  mutable std::mutex mutex_;  // held during every change of the system bundle's state, too
   std::condition_variable changed_;
-  // guarded by mutex_, as is every change of the system bundle's state
+  // Guarded by `mutex_`:
   std::thread stopThread_;
   std::thread::id stoppingOn_;
   std::shared_ptr<BundlePrivate> stoppingBundle_;
-  std::uint64_t stops_ = 0;  // how often the framework came to a stop
+  std::uint64_t stops_ = 0;  // number of completed stops
 };
 
 }  // namespace cppmicroservices

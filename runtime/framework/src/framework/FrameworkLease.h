@@ -6,15 +6,15 @@ namespace cppmicroservices {
 
 class FrameworkCore;
 
-/// What all handles of one framework share: when the last of them is gone, the framework is stopped.
+/// The lease that all handles of one framework share: when the last of them is destroyed, the framework is stopped.
 class FrameworkLease {
  public:
   explicit FrameworkLease(std::shared_ptr<FrameworkCore> framework);
   FrameworkLease(const FrameworkLease&) = delete;
   FrameworkLease& operator=(const FrameworkLease&) = delete;
 
-  /// Stops the framework and waits for that, as long as the bundles take; does not wait on the thread that
-  /// stops the framework. Failures are lost, there is nobody to tell.
+  /// Stops the framework and waits for the stop without limit, except on the thread that stops the framework. Failures
+  /// are swallowed, because a destructor cannot report them.
   ~FrameworkLease();
 
  private:

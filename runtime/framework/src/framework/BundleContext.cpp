@@ -3,9 +3,8 @@
 #include <filesystem>
 #include <utility>
 
-#include "bundles/BundleContextPrivate.h"
-#include "core/FrameworkCore.h"
 #include "core/HandleAccess.h"
+#include "framework/ContextSession.h"
 #include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
@@ -14,31 +13,24 @@ namespace {
 
 using detail::HandleAccess;
 
-BundleContextPrivate::Session require(const std::shared_ptr<BundleContextPrivate>& context) {
-  if (!context) {
-    BundleContextPrivate::throwInvalid();
-  }
-  return context->require();
-}
-
 std::vector<Bundle> handlesOf(const FrameworkCore& framework,
                               const std::vector<std::shared_ptr<BundlePrivate>>& bundles) {
   std::vector<Bundle> handles;
   handles.reserve(bundles.size());
   for (const auto& bundle : bundles) {
-    handles.push_back(framework.handleOf(bundle));
+    handles.push_back(framework.handles.of(bundle));
   }
   return handles;
 }
 
-/// Gets the use of a service that the reference means.
+/// Returns the bundle's use of the service to which the reference refers.
 std::shared_ptr<ServiceUse> useOf(const std::shared_ptr<BundleContextPrivate>& context,
                                   const ServiceReferenceBase& reference) {
   if (!reference) {
     throw std::invalid_argument("Default constructed ServiceReference is not a valid input to GetService()");
   }
-  const auto session = require(context);
-  return ServiceRecord::use(HandleAccess::recordOf(reference), session.bundle);
+  const ContextSession session(context);
+  return ServiceRecord::use(HandleAccess::recordOf(reference), session.client());
 }
 
 }  // namespace
@@ -50,6 +42,14 @@ US_Framework_EXPORT BundleContext MakeBundleContext(BundleContextPrivate* contex
 
 BundleContext MakeBundleContext(BundleContextPrivate* context) {
   return HandleAccess::context(context ? context->shared_from_this() : nullptr);
+}
+
+void addContextEndListener(const BundleContext& context, std::weak_ptr<ContextEndListener> listener) {
+  if (const auto& state = HandleAccess::stateOf(context)) {
+    state->addEndListener(std::move(listener));
+  } else if (const auto alive = listener.lock()) {
+    alive->onContextEnd();
+  }
 }
 
 }  // namespace detail
@@ -80,41 +80,41 @@ BundleContext& BundleContext::operator=(std::nullptr_t) {
 }
 
 Any BundleContext::GetProperty(const std::string& key) const {
-  return require(context_).framework->properties.value(key);
+  return ContextSession(context_).framework->properties.value(key);
 }
 
 AnyMap BundleContext::GetProperties() const {
-  return require(context_).framework->properties.all();
+  return ContextSession(context_).framework->properties.all();
 }
 
 Bundle BundleContext::GetBundle() const {
-  const auto session = require(context_);
-  return session.framework->handleOf(session.bundle);
+  const ContextSession session(context_);
+  return session.framework->handles.of(session.bundle);
 }
 
 Bundle BundleContext::GetBundle(long id) const {
-  const auto session = require(context_);
-  return session.framework->handleOf(session.framework->bundles.find(id));
+  const ContextSession session(context_);
+  return session.framework->handles.of(session.framework->bundles.find(id));
 }
 
 std::vector<Bundle> BundleContext::GetBundles() const {
-  const auto session = require(context_);
+  const ContextSession session(context_);
   return handlesOf(*session.framework, session.framework->bundles.all());
 }
 
 std::vector<Bundle> BundleContext::GetBundles(const std::string& location) const {
-  const auto session = require(context_);
-  return handlesOf(*session.framework, session.framework->bundles.at(location));
+  const ContextSession session(context_);
+  return handlesOf(*session.framework, session.framework->bundles.findAt(location));
 }
 
 std::vector<Bundle> BundleContext::InstallBundles(const std::string& location, const AnyMap& bundleManifest) {
-  const auto session = require(context_);
-  return handlesOf(*session.framework, session.framework->bundles.install(session.bundle, location, bundleManifest));
+  const ContextSession session(context_);
+  return handlesOf(*session.framework, session.framework->installer.install(session.bundle, location, bundleManifest));
 }
 
 std::string BundleContext::GetDataFile(const std::string& filename) const {
-  const auto session = require(context_);
-  if (session.bundle->id == 0) {
+  const ContextSession session(context_);
+  if (session.bundle->id == systemBundleId) {
     return std::string();
   }
   const auto folder = session.framework->bundles.dataFolder(*session.bundle);
@@ -124,17 +124,18 @@ std::string BundleContext::GetDataFile(const std::string& filename) const {
 
 ServiceRegistrationU BundleContext::RegisterService(const InterfaceMapConstPtr& service,
                                                     const ServiceProperties& properties) {
-  const auto session = require(context_);
-  return HandleAccess::registration(session.framework->services.add(*context_, session.bundle, service, properties));
+  const ContextSession session(context_);
+  const std::shared_ptr<ServiceRegistry> registry(session.framework, &session.framework->services);
+  return HandleAccess::registration(ServiceRegistry::add(registry, *context_, session.client(), service, properties));
 }
 
 std::vector<ServiceReferenceU> BundleContext::GetServiceReferences(const std::string& clazz,
                                                                    const std::string& filter) {
-  return require(context_).framework->services.find(clazz, filter);
+  return ContextSession(context_).framework->services.find(clazz, filter);
 }
 
 ServiceReferenceU BundleContext::GetServiceReference(const std::string& clazz) {
-  return require(context_).framework->services.best(clazz);
+  return ContextSession(context_).framework->services.findBest(clazz);
 }
 
 std::shared_ptr<void> BundleContext::GetService(const ServiceReferenceBase& reference) {
@@ -146,31 +147,34 @@ InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& referenc
 }
 
 ListenerToken BundleContext::AddServiceListener(const ServiceListener& listener, const std::string& filter) {
-  return require(context_).framework->listeners.addServiceListener(context_, listener, filter);
+  return ContextSession(context_).framework->listeners.services.list.add(
+      std::make_shared<ServiceListenerEntry>(context_, listener, filter));
 }
 
 ListenerToken BundleContext::AddBundleListener(const BundleListener& listener) {
-  return require(context_).framework->listeners.addBundleListener(context_, listener);
+  return ContextSession(context_).framework->listeners.bundles.list.add(
+      std::make_shared<BundleListeners::Entry>(context_, listener));
 }
 
 ListenerToken BundleContext::AddFrameworkListener(const FrameworkListener& listener) {
-  return require(context_).framework->listeners.addFrameworkListener(context_, listener);
+  return ContextSession(context_).framework->listeners.framework.list.add(
+      std::make_shared<FrameworkListeners::Entry>(context_, listener));
 }
 
 void BundleContext::RemoveListener(ListenerToken token) {
-  require(context_).framework->listeners.remove(token);
+  ContextSession(context_).framework->listeners.remove(token);
 }
 
 void BundleContext::remove(const ServiceListener& listener) {
-  require(context_).framework->listeners.remove(*context_, listener);
+  ContextSession(context_).framework->listeners.services.list.remove(*context_, listener);
 }
 
 void BundleContext::remove(const BundleListener& listener) {
-  require(context_).framework->listeners.remove(*context_, listener);
+  ContextSession(context_).framework->listeners.bundles.list.remove(*context_, listener);
 }
 
 void BundleContext::remove(const FrameworkListener& listener) {
-  require(context_).framework->listeners.remove(*context_, listener);
+  ContextSession(context_).framework->listeners.framework.list.remove(*context_, listener);
 }
 
 }  // namespace cppmicroservices

@@ -1,4 +1,4 @@
-#include "core/FrameworkLifecycle.h"
+#include "framework/FrameworkLifecycle.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
@@ -14,17 +14,17 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// How long a stop may take before whoever waits for it says on the log what it waits for, and says it again.
+/// The interval at which a thread that waits for a slow stop logs the bundle that the stop waits for.
 constexpr std::chrono::seconds noticePeriod(2);
 
-/// Zero stands for no limit.
+/// Returns the deadline of a wait; zero stands for no limit.
 Clock::time_point deadlineAfter(std::chrono::milliseconds timeout) {
   const auto now = Clock::now();
   const auto longest = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::time_point::max() - now);
   return timeout == timeout.zero() || timeout > longest ? Clock::time_point::max() : now + timeout;
 }
 
-/// Joins a thread that is about to end; lets it go if it is the calling one.
+/// Joins a thread that is about to end, or detaches it if it is the calling one.
 void release(std::thread thread) {
   if (!thread.joinable()) {
     return;
@@ -44,37 +44,32 @@ FrameworkLifecycle::~FrameworkLifecycle() {
   release(std::move(stopThread_));
 }
 
-bool FrameworkLifecycle::stopped() const {
+bool FrameworkLifecycle::isStopped() const {
   const auto state = framework_.systemBundle()->state.load();
   return state == Bundle::STATE_INSTALLED || state == Bundle::STATE_RESOLVED;
 }
 
-bool FrameworkLifecycle::acceptsStarts() const {
-  const auto state = framework_.systemBundle()->state.load();
-  return state == Bundle::STATE_STARTING || state == Bundle::STATE_ACTIVE;
-}
-
 void FrameworkLifecycle::init() {
-  // What is left of the time before a restart; ended when no lock is held.
-  ServiceRegistry::Leftovers leftovers;
+  // The services that remained before a restart are ended without a lock.
+  ServiceRegistry::Records leftovers;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     auto& system = *framework_.systemBundle();
     if (system.state == Bundle::STATE_STOPPING) {
       throw std::runtime_error("The framework cannot be started: it is just being stopped");
     }
-    if (!stopped()) {
+    if (!isStopped()) {
       return;
     }
     leftovers = framework_.services.reset();
-    framework_.bundles.reset();
+    framework_.bundles.reset(framework_.systemBundle());
     system.openContext();
     system.state = Bundle::STATE_STARTING;
   }
   for (const auto& service : leftovers) {
     service->end();
   }
-  framework_.bundles.installProgram();
+  framework_.installer.installProgram(framework_.systemBundle());
 }
 
 void FrameworkLifecycle::start() {
@@ -87,7 +82,7 @@ void FrameworkLifecycle::start() {
     }
     state = Bundle::STATE_ACTIVE;
   }
-  framework_.listeners.report(FrameworkEvent::FRAMEWORK_STARTED, framework_.systemBundle(), std::string());
+  framework_.listeners.framework.report(FrameworkEvent::FRAMEWORK_STARTED, framework_.systemBundle(), std::string());
 }
 
 void FrameworkLifecycle::stop() {
@@ -95,7 +90,7 @@ void FrameworkLifecycle::stop() {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     auto& state = framework_.systemBundle()->state;
-    if (stopped()) {
+    if (isStopped()) {
       stops_ += stops_ == 0 ? 1 : 0;
       return;
     }
@@ -112,12 +107,12 @@ void FrameworkLifecycle::stop() {
 
 void FrameworkLifecycle::runStop() {
   {
-    const std::lock_guard<std::mutex> begun(mutex_);  // stop() has noted this thread now
+    const std::lock_guard<std::mutex> begun(mutex_);  // waits until stop() has noted this thread
   }
-  framework_.listeners.bundleChangedForSure(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
+  framework_.listeners.bundles.notifyAnyway(BundleEvent::BUNDLE_STOPPING, framework_.systemBundle());
   const auto bundles = framework_.bundles.all();
   for (auto bundle = bundles.rbegin(); bundle != bundles.rend(); ++bundle) {
-    if ((*bundle)->id != 0) {
+    if ((*bundle)->id != systemBundleId) {
       stopBundle(*bundle);
     }
   }
@@ -132,8 +127,8 @@ void FrameworkLifecycle::stopBundle(const std::shared_ptr<BundlePrivate>& bundle
   try {
     framework_.bundleLifecycle.stopForGood(bundle);
   } catch (...) {
-    framework_.listeners.report(FrameworkEvent::FRAMEWORK_ERROR, bundle, "Bundle failed to stop with its framework",
-                                std::current_exception());
+    framework_.listeners.framework.report(FrameworkEvent::FRAMEWORK_ERROR, bundle,
+                                          "Bundle failed to stop with its framework", std::current_exception());
   }
 }
 
@@ -142,7 +137,7 @@ void FrameworkLifecycle::finishStop() {
   const auto context = system.context();
   framework_.listeners.removeAllOf(*context);
   system.closeContext();
-  framework_.listeners.removeAllOf(*context);  // those that came in between
+  framework_.listeners.removeAllOf(*context);  // those that were added in between
   framework_.services.endAbandoned();
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -161,16 +156,16 @@ bool FrameworkLifecycle::awaitStop(Lock& lock, std::chrono::milliseconds timeout
     if (Clock::now() >= deadline) {
       return false;
     }
-    noticeSlowStop(lock);
+    logSlowStop(lock);
   }
   return true;
 }
 
-void FrameworkLifecycle::noticeSlowStop(Lock& lock) {
+void FrameworkLifecycle::logSlowStop(Lock& lock) {
   const auto bundle = stoppingBundle_ ? stoppingBundle_ : framework_.systemBundle();
   lock.unlock();
-  framework_.log(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handleOf(bundle),
-                                "The framework's stop still waits for this bundle to stop"));
+  framework_.log.write(FrameworkEvent(FrameworkEvent::FRAMEWORK_INFO, framework_.handles.of(bundle),
+                                      "The framework's stop still waits for this bundle to stop"));
   lock.lock();
 }
 
@@ -180,13 +175,13 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
   {
     Lock lock(mutex_);
     if (stoppingOn_ == std::this_thread::get_id()) {
-      return answer(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
+      return makeEvent(FrameworkEvent::FRAMEWORK_ERROR, "The thread that stops the framework cannot wait for that");
     }
-    neverStarted = stopped() && stops_ == 0;
-    if (!stopped() && !awaitStop(lock, timeout)) {
-      return answer(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
+    neverStarted = isStopped() && stops_ == 0;
+    if (!isStopped() && !awaitStop(lock, timeout)) {
+      return makeEvent(FrameworkEvent::FRAMEWORK_WAIT_TIMEDOUT);
     }
-    if (stopped()) {
+    if (isStopped()) {
       ended = std::move(stopThread_);
     }
   }
@@ -194,12 +189,12 @@ FrameworkEvent FrameworkLifecycle::waitForStop(std::chrono::milliseconds timeout
   if (const auto& extraShutdown = framework_.properties.extraShutdown()) {
     extraShutdown();
   }
-  return neverStarted ? answer(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started")
-                      : answer(FrameworkEvent::FRAMEWORK_STOPPED);
+  return neverStarted ? makeEvent(FrameworkEvent::FRAMEWORK_ERROR, "The framework was never started")
+                      : makeEvent(FrameworkEvent::FRAMEWORK_STOPPED);
 }
 
-FrameworkEvent FrameworkLifecycle::answer(FrameworkEvent::Type type, const std::string& message) const {
-  return FrameworkEvent(type, framework_.handleOf(framework_.systemBundle()), message);
+FrameworkEvent FrameworkLifecycle::makeEvent(FrameworkEvent::Type type, const std::string& message) const {
+  return FrameworkEvent(type, framework_.handles.of(framework_.systemBundle()), message);
 }
 
 }  // namespace cppmicroservices

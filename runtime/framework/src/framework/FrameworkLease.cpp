@@ -1,9 +1,9 @@
-#include "core/FrameworkLease.h"
+#include "framework/FrameworkLease.h"
 
 #include <chrono>
 #include <utility>
 
-#include "core/FrameworkCore.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
@@ -14,7 +14,7 @@ FrameworkLease::~FrameworkLease() {
     framework_->lifecycle.stop();
     framework_->lifecycle.waitForStop(std::chrono::milliseconds::zero());
   } catch (...) {
-    // A destructor cannot report; the framework is gone either way.
+    // A destructor cannot report it, and the framework is destroyed in any case.
   }
 }
 

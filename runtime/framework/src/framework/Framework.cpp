@@ -4,14 +4,14 @@
 #include <utility>
 
 #include "bundles/BundlePrivate.h"
-#include "core/FrameworkCore.h"
 #include "cppmicroservices/FrameworkEvent.h"
 #include "cppmicroservices/FrameworkFactory.h"
+#include "framework/FrameworkCore.h"
 
 namespace cppmicroservices {
 
 Framework::Framework(Bundle bundle) : Bundle(std::move(bundle)) {
-  if (valid()->id != 0) {
+  if (valid()->id != systemBundleId) {
     throw std::logic_error("The bundle is not the system bundle of a framework");
   }
 }
