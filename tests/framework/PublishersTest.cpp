@@ -413,10 +413,10 @@ class AnEndpointThatItsTransportCloses : public testing::Test {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsBoundAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_THAT(framework.events().lines(), ElementsAre("bound station#1 tcp://a:1", "published station#1",
                                                       "bound station#1 tcp://a:1", "published settled#1"));
@@ -424,10 +424,10 @@ TEST_F(AnEndpointThatItsTransportCloses, IsBoundAgain) {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsConnectedAgainAndReportedOnceForEachRevision) {
   framework.update("client", Configuration(1).publisher("display").connect("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   ASSERT_NE(waitFor("connected display#1"), "");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_EQ(framework.events().linesWith("connected").size(), 1u);
   framework.update("client", Configuration(2).publisher("display").connect("tcp://a:1"));
@@ -437,13 +437,13 @@ TEST_F(AnEndpointThatItsTransportCloses, IsConnectedAgainAndReportedOnceForEachR
 TEST_F(AnEndpointThatItsTransportCloses, IsPublishedOnceItIsBoundAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   EXPECT_NE(waitFor("published station#1"), "");
 }
 
 TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItCannotBeReopened) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   transport->endpoint(1).closed();
   transport->endpoint(2).failed(std::make_exception_ptr(std::runtime_error("a:1 is taken")));
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("a:1 is taken"));
@@ -451,9 +451,9 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItCannotBeReopened) {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItIsClosedAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   transport->endpoint(2).closed();
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("'tcp://a:1'"));
   settle();
@@ -463,10 +463,10 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItIsClosedAgain) {
 TEST_F(AnEndpointThatItsTransportCloses, IsReopenedOnceInEachRevision) {
   for (int count = 1; count <= 3; ++count) {
     framework.update("weather", Configuration(count).publisher("station").bind("tcp://a:1"));
-    transport->endpoint(count).opened();
+    transport->endpoint(count).opened("tcp://a:1");
     ASSERT_NE(waitFor("published station#" + std::to_string(count)), "");
     transport->endpoint(count).closed();
-    transport->endpoint(count + 1).opened();
+    transport->endpoint(count + 1).opened("tcp://a:1");
   }
   settle();
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
@@ -475,24 +475,24 @@ TEST_F(AnEndpointThatItsTransportCloses, IsReopenedOnceInEachRevision) {
 TEST_F(AnEndpointThatItsTransportCloses, IsReopenedByAReplacingTransport) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   const auto other = std::make_shared<FakeTransport>();
   const auto otherRegistration = offer(other, 2);
   transport->endpoint(2).closed();
   other->endpoint(1).closed();
-  other->endpoint(2).opened();
+  other->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
 TEST_F(AnEndpointThatItsTransportCloses, LeavesTheOtherAddressesOfItsNameOpen) {
   framework.update("weather", Configuration(1).publisher("station", legacy).bind("both"));
-  transport->endpoint(1).opened();
-  transport->endpoint(2).opened();
+  transport->endpoint(1).opened("tcp://a:1");
+  transport->endpoint(2).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   transport->endpoint(2).closed();
-  transport->endpoint(3).opened();
+  transport->endpoint(3).opened("tcp://a:1");
   EXPECT_TRUE(framework.events().waitFor("bound station#1 both", 2));
   EXPECT_THAT(transport->addresses(), ElementsAre("tcp://one:1", "tcp://two:2", "tcp://two:2"));
 }

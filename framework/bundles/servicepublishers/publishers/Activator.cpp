@@ -8,11 +8,13 @@
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include "PublisherManager.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
+#include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::Discovery;
+using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::AnyMap;
 using cppmicroservices::service::cm::ManagedServiceFactory;
@@ -54,6 +56,7 @@ class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
+    status_ = context.RegisterService<EndpointStatus>(manager_->states());
     transportListener_ = retryOnRegistration<Transport>(context, manager_);
     discoveryListener_ = retryOnRegistration<Discovery>(context, manager_);
     rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
@@ -65,6 +68,7 @@ class Activator : public cppmicroservices::BundleActivator {
     legacy_.Unregister();
     context.RemoveListener(std::move(transportListener_));
     context.RemoveListener(std::move(discoveryListener_));
+    status_.Unregister();
     manager_->stop();
   }
 
@@ -79,6 +83,7 @@ class Activator : public cppmicroservices::BundleActivator {
   std::shared_ptr<PublisherManager> manager_;
   cppmicroservices::ListenerToken transportListener_;
   cppmicroservices::ListenerToken discoveryListener_;
+  cppmicroservices::ServiceRegistration<EndpointStatus> status_;
   Registration rpc_;
   Registration legacy_;
 };
