@@ -2,14 +2,16 @@
 #include <thread>
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Constants.h>
 #include <gmock/gmock.h>
+#include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
-#include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "support/RunningFramework.hpp"
 #include "support/StatusWatch.hpp"
 
 namespace {
 
+using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointState;
 using agent::spf::frameworkinterfaces::EndpointStatus;
 using cppmicroservices::Any;
@@ -270,6 +272,97 @@ TEST_F(AnEndpointsStatus, IsConsistentWhileRevisionsChange) {
   for (auto& reader : readers) {
     reader.join();
   }
+}
+
+/// A discovery whose answers a test sets.
+class FakeDiscovery : public Discovery {
+ public:
+  std::vector<std::string> endpointsOf(const std::string& name) const override {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!error_.empty()) {
+      throw std::runtime_error(error_);
+    }
+    return name == "station" ? addresses_ : std::vector<std::string>();
+  }
+
+  void set(const std::string& error, const std::vector<std::string>& addresses) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    error_ = error;
+    addresses_ = addresses;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+
+  // Guarded by `mutex_`:
+  std::string error_;
+  std::vector<std::string> addresses_;
+};
+
+constexpr auto unknownName = "the discovery does not know the name";
+
+class AnUnknownName : public AnEndpointsStatus {
+ protected:
+  /// Lets the publishers know that the discovery has changed.
+  void announceChange() {
+    registration.SetProperties({{cppmicroservices::Constants::SERVICE_RANKING, Any(1)}, {"revision", Any(++revision)}});
+  }
+
+  const std::shared_ptr<FakeDiscovery> discovery = std::make_shared<FakeDiscovery>();
+  cppmicroservices::ServiceRegistration<Discovery> registration = framework.context().RegisterService<Discovery>(
+      discovery, {{cppmicroservices::Constants::SERVICE_RANKING, Any(1)}});
+  int revision = 0;
+};
+
+TEST_F(AnUnknownName, IsUnresolvedUntilTheDiscoveryKnowsIt) {
+  framework.update("client", Configuration(1).publisher("display").connect("station"));
+  const EndpointState unresolved = sut.waitFor("display", Phase::unresolved, unknownName);
+  EXPECT_EQ(unresolved.endpoint, "station");
+  EXPECT_EQ(unresolved.address, "");
+  EXPECT_EQ(unresolved.tries, 0u);
+  publish("server", Configuration(1).publisher("server").bind("inproc://station"), "server#1");
+  discovery->set("", {"inproc://station"});
+  announceChange();
+  const EndpointState up = sut.waitFor("display", Phase::up);
+  EXPECT_EQ(up.endpoint, "station");
+  EXPECT_EQ(up.address, "inproc://station");
+  EXPECT_GE(up.since, unresolved.since);
+}
+
+TEST_F(AnUnknownName, HoldsUpABindUntilTheDiscoveryKnowsIt) {
+  framework.update("server", Configuration(1).publisher("server").bind("station"));
+  sut.waitFor("server", Phase::unresolved, unknownName);
+  EXPECT_THAT(framework.events().lines(), IsEmpty());
+  discovery->set("", {"inproc://station"});
+  announceChange();
+  EXPECT_NE(framework.events().waitFor("published server#1"), "");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("bound server#1 station", "published server#1"));
+}
+
+TEST_F(AnUnknownName, HasTheReasonOfTheDiscovery) {
+  discovery->set("no member of the cluster answers", {});
+  framework.update("client", Configuration(1).publisher("display").connect("station"));
+  EXPECT_EQ(sut.waitFor("display", Phase::unresolved).reason, "no member of the cluster answers");
+  discovery->set("", {});
+  announceChange();
+  EXPECT_EQ(sut.waitFor("display", Phase::unresolved, unknownName).reason, unknownName);
+}
+
+TEST_F(AnUnknownName, NamesTheMissingDiscovery) {
+  registration.Unregister();
+  framework.bundle("spf_table_discovery").Stop();
+  framework.update("client", Configuration(1).publisher("display").connect("station"));
+  EXPECT_EQ(sut.waitFor("display", Phase::unresolved).reason, "no discovery is registered");
+  framework.bundle("spf_table_discovery").Start();
+  EXPECT_EQ(sut.waitFor("display", Phase::unresolved, unknownName).reason, unknownName);
+}
+
+TEST_F(AnUnknownName, DoesNotDelayOtherEndpoints) {
+  publish("server", Configuration(1).publisher("server").bind("inproc://known").connect("station"), "server#1");
+  framework.update("client", Configuration(1).publisher("display").connect("station").connect("inproc://known"));
+  ASSERT_TRUE(sut.waitForAll("display", [](const std::vector<EndpointState>& states) {
+    return states.size() == 2 && states[0].phase == Phase::unresolved && states[1].phase == Phase::up;
+  }));
 }
 
 class AStatusListener : public AnEndpointsStatus {};

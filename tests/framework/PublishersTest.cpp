@@ -19,6 +19,7 @@ using cppmicroservices::AnyMap;
 using frameworktest::Configuration;
 using frameworktest::freeAddress;
 using frameworktest::legacy;
+using frameworktest::rpc;
 using frameworktest::RunningFramework;
 using frameworktest::TakenPort;
 using testing::AllOf;
@@ -103,7 +104,8 @@ TEST_F(APublisher, FailsForAnAddressOfAnotherMachine) {
 }
 
 TEST_F(APublisher, FailsForAMalformedEndpoint) {
-  for (const auto* endpoint : {"nonsense", "tcp://", "://x", "", "tcp://127.0.0.1", "tcp://127.0.0.1:seventy"}) {
+  for (const auto* endpoint :
+       {"no sense", "a/b", "a:b", "tcp://", "://x", "", "tcp://127.0.0.1", "tcp://127.0.0.1:seventy"}) {
     const std::string id = std::string("station of ") + endpoint;
     framework.update(id, Configuration(1).publisher(id).bind(endpoint));
     EXPECT_THAT(waitFor("error " + id + "#1"), HasSubstr("'" + std::string(endpoint) + "'"));
@@ -113,6 +115,11 @@ TEST_F(APublisher, FailsForAMalformedEndpoint) {
 TEST_F(APublisher, FailsForAMalformedEndpointToConnectTo) {
   framework.update("weather", Configuration(1).publisher("display").connect("tcp:/127.0.0.1:1"));
   EXPECT_THAT(waitFor("error display#1"), AllOf(HasSubstr("malformed"), HasSubstr("'tcp:/127.0.0.1:1'")));
+}
+
+TEST_F(APublisher, FailsForAMalformedEndpointOfEitherKind) {
+  framework.update("old", Configuration(1).publisher("old", legacy).connect("no sense"));
+  EXPECT_THAT(waitFor("error old#1"), AllOf(HasSubstr("'no sense'"), HasSubstr("a discovery name of letters")));
 }
 
 TEST_F(APublisher, FailsForASchemeThatIsNotSupported) {
@@ -151,7 +158,7 @@ TEST_F(APublisher, ReportsOneErrorForEachRevision) {
   const auto broken = [&](int count) {
     return Configuration(count)
         .publisher("station")
-        .bind("nonsense")
+        .bind("no sense")
         .bind(taken.address())
         .service("w", "weather.Wind");
   };
@@ -166,7 +173,7 @@ TEST_F(APublisher, ReportsOneErrorForEachRevision) {
 }
 
 TEST_F(APublisher, RecoversWithAValidRevision) {
-  framework.update("weather", Configuration(1).publisher("station").bind("nonsense"));
+  framework.update("weather", Configuration(1).publisher("station").bind("no sense"));
   EXPECT_NE(waitFor("error station#1"), "");
   const auto address = freeAddress();
   publish("weather", Configuration(2).publisher("station").bind(address), "station#2");
@@ -177,7 +184,7 @@ TEST_F(APublisher, DoesNotAffectOthersWhenItFails) {
   const auto address = freeAddress();
   framework.update("weather", Configuration(1)
                                   .publisher("bad")
-                                  .bind("nonsense")
+                                  .bind("no sense")
                                   .publisher("good")
                                   .bind(address)
                                   .service("t", "weather.Temperature"));
@@ -506,11 +513,26 @@ TEST(ALegacyPublisher, ResolvesDiscoveryNames) {
   EXPECT_EQ(framework.events().waitFor("connected client#1"), "connected client#1 station");
 }
 
-TEST(ALegacyPublisher, WaitsForAnUnknownNameWithoutAnError) {
+class APublisherOfEitherKind : public testing::TestWithParam<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, APublisherOfEitherKind, testing::Values(rpc, legacy),
+                         [](const auto& kind) { return std::string(kind.param); });
+
+TEST_P(APublisherOfEitherKind, WaitsForAnUnknownNameToConnectToWithoutAnError) {
   RunningFramework framework;
-  framework.update("client", Configuration(2).publisher("client", legacy).connect("nobody"));
+  framework.update("client", Configuration(2).publisher("client", GetParam()).connect("no-body.1_a"));
   EXPECT_NE(framework.events().waitFor("published client#2"), "");
   EXPECT_THAT(framework.events().lines(), ElementsAre("published client#2"));
+}
+
+TEST_P(APublisherOfEitherKind, WaitsForAnUnknownNameToBindToWithoutAnError) {
+  RunningFramework framework;
+  framework.update("server", Configuration(1).publisher("server", GetParam()).bind("nobody"));
+  framework.update("marker", Configuration(1).publisher("marker"));
+  ASSERT_NE(framework.events().waitFor("published marker#1"), "");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("published marker#1"));
+  framework.remove("server");
+  EXPECT_NE(framework.events().waitFor("unpublished server#1"), "");
 }
 
 TEST(AnRpcPublisher, AcceptsADiscoveryName) {

@@ -17,6 +17,7 @@ using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::AnyMap;
+using cppmicroservices::ServiceEvent;
 using cppmicroservices::service::cm::ManagedServiceFactory;
 
 namespace {
@@ -35,15 +36,16 @@ class Factory : public ManagedServiceFactory {
   const std::shared_ptr<PublisherManager> manager_;
 };
 
-/// Retries what publishers could not open for want of a service, as soon as a service of this class is registered.
+/// Retries what publishers could not open, whenever a service of this class is registered or changed: it may be the
+/// missing one, or a discovery that knows more names.
 template <class Service>
-cppmicroservices::ListenerToken retryOnRegistration(cppmicroservices::BundleContext& context,
-                                                    const std::shared_ptr<PublisherManager>& manager) {
+cppmicroservices::ListenerToken retryOnChange(cppmicroservices::BundleContext& context,
+                                              const std::shared_ptr<PublisherManager>& manager) {
   // One listener for each class: in some releases of CppMicroServices a filter for two classes receives the events of
   // one of them only.
   return context.AddServiceListener(
-      [manager](const cppmicroservices::ServiceEvent& event) {
-        if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+      [manager](const ServiceEvent& event) {
+        if (event.GetType() == ServiceEvent::SERVICE_REGISTERED || event.GetType() == ServiceEvent::SERVICE_MODIFIED) {
           manager->retry();
         }
       },
@@ -57,8 +59,8 @@ class Activator : public cppmicroservices::BundleActivator {
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
     status_ = context.RegisterService<EndpointStatus>(manager_->states());
-    transportListener_ = retryOnRegistration<Transport>(context, manager_);
-    discoveryListener_ = retryOnRegistration<Discovery>(context, manager_);
+    transportListener_ = retryOnChange<Transport>(context, manager_);
+    discoveryListener_ = retryOnChange<Discovery>(context, manager_);
     rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
     legacy_ = registerFactory(context, Kind::legacy, "zk.spf.legacyservicepublisher");
   }

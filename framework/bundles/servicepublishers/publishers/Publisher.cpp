@@ -17,8 +17,14 @@ namespace {
 
 constexpr auto noTransport = "no transport is registered";
 
+/// Returns whether a text is an address, which the transport judges.
 bool isAddress(const std::string& text) {
   return text.find("://") != std::string::npos;
+}
+
+bool isDiscoveryName(const std::string& text) {
+  constexpr auto allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
+  return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
 }
 
 const char* listName(Direction direction) {
@@ -176,6 +182,13 @@ void Publisher::reuseOrAdd(EndpointStates::Position position, const Any& configu
            {});
     return;
   }
+  if (!isAddress(*text) && !isDiscoveryName(*text)) {
+    refuse(position, *text,
+           "malformed endpoint '" + *text +
+               "'; expected '<scheme>://<where>', or a discovery name of letters, digits, '.', '_' and '-'",
+           {});
+    return;
+  }
   const auto isSame = [&](const ConfiguredEndpoint& endpoint) {
     return endpoint.direction() == position.first && endpoint.text() == *text;
   };
@@ -217,9 +230,6 @@ void Publisher::open(ConfiguredEndpoint& endpoint) {
     addresses = addressesOf(endpoint);
   } catch (const std::runtime_error& error) {
     endpoint.markWithoutSockets(Progress::Phase::unresolved, "", error.what());
-    if (revision_->kind == Kind::rpc) {
-      fail("malformed endpoint '" + endpoint.text() + "'; expected '<scheme>://<where>' or a known discovery name");
-    }
     return;
   }
   for (const std::string& address : addresses) {

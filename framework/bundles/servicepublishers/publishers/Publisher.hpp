@@ -41,7 +41,7 @@ class Publisher {
   /// Closes every socket without a report, because the bundle is being stopped.
   void release();
 
-  /// Opens the endpoints that could not be opened because a service was missing.
+  /// Opens the endpoints that could not be opened because a service was missing or did not know their name.
   void retry();
 
   /// Handles a transport's report about a socket.

@@ -32,7 +32,8 @@ class PublisherManager {
   /// Withdraws the publisher of a factory configuration.
   void remove(const std::string& pid);
 
-  /// Lets every publisher open the endpoints that it could not open because a service was missing.
+  /// Lets every publisher open the endpoints that it could not open because a service was missing or did
+  /// not know their name.
   void retry();
 
   /// Returns the records of all endpoints, which the stop leaves empty.
