@@ -109,7 +109,7 @@ class FixedAnswerListener : public EndpointListener {
  public:
   explicit FixedAnswerListener(std::string text) : text_(std::move(text)) {}
 
-  void opened() override { isOpened.open(); }
+  void opened(const std::string&) override { isOpened.open(); }
   void failed(std::exception_ptr) override {}
   void closed() override {}
   std::string answer(const std::string&) override { return text_; }
@@ -209,7 +209,7 @@ TEST(TheFramework, ClosesItsSocketsWhenThePublishersStop) {
   ASSERT_NE(framework.events().waitFor("published station#1"), "");
   framework.bundle("spf_publishers").Stop();
   struct Listener : EndpointListener {
-    void opened() override { isOpened.open(); }
+    void opened(const std::string&) override { isOpened.open(); }
     void failed(std::exception_ptr) override {}
     void closed() override {}
     std::string answer(const std::string&) override { return ""; }

@@ -19,6 +19,7 @@ using cppmicroservices::AnyMap;
 using frameworktest::Configuration;
 using frameworktest::freeAddress;
 using frameworktest::legacy;
+using frameworktest::rpc;
 using frameworktest::RunningFramework;
 using frameworktest::TakenPort;
 using testing::AllOf;
@@ -103,7 +104,8 @@ TEST_F(APublisher, FailsForAnAddressOfAnotherMachine) {
 }
 
 TEST_F(APublisher, FailsForAMalformedEndpoint) {
-  for (const auto* endpoint : {"nonsense", "tcp://", "://x", "", "tcp://127.0.0.1", "tcp://127.0.0.1:seventy"}) {
+  for (const auto* endpoint :
+       {"no sense", "a/b", "a:b", "tcp://", "://x", "", "tcp://127.0.0.1", "tcp://127.0.0.1:seventy"}) {
     const std::string id = std::string("station of ") + endpoint;
     framework.update(id, Configuration(1).publisher(id).bind(endpoint));
     EXPECT_THAT(waitFor("error " + id + "#1"), HasSubstr("'" + std::string(endpoint) + "'"));
@@ -113,6 +115,11 @@ TEST_F(APublisher, FailsForAMalformedEndpoint) {
 TEST_F(APublisher, FailsForAMalformedEndpointToConnectTo) {
   framework.update("weather", Configuration(1).publisher("display").connect("tcp:/127.0.0.1:1"));
   EXPECT_THAT(waitFor("error display#1"), AllOf(HasSubstr("malformed"), HasSubstr("'tcp:/127.0.0.1:1'")));
+}
+
+TEST_F(APublisher, FailsForAMalformedEndpointOfEitherKind) {
+  framework.update("old", Configuration(1).publisher("old", legacy).connect("no sense"));
+  EXPECT_THAT(waitFor("error old#1"), AllOf(HasSubstr("'no sense'"), HasSubstr("a discovery name of letters")));
 }
 
 TEST_F(APublisher, FailsForASchemeThatIsNotSupported) {
@@ -151,7 +158,7 @@ TEST_F(APublisher, ReportsOneErrorForEachRevision) {
   const auto broken = [&](int count) {
     return Configuration(count)
         .publisher("station")
-        .bind("nonsense")
+        .bind("no sense")
         .bind(taken.address())
         .service("w", "weather.Wind");
   };
@@ -166,7 +173,7 @@ TEST_F(APublisher, ReportsOneErrorForEachRevision) {
 }
 
 TEST_F(APublisher, RecoversWithAValidRevision) {
-  framework.update("weather", Configuration(1).publisher("station").bind("nonsense"));
+  framework.update("weather", Configuration(1).publisher("station").bind("no sense"));
   EXPECT_NE(waitFor("error station#1"), "");
   const auto address = freeAddress();
   publish("weather", Configuration(2).publisher("station").bind(address), "station#2");
@@ -177,7 +184,7 @@ TEST_F(APublisher, DoesNotAffectOthersWhenItFails) {
   const auto address = freeAddress();
   framework.update("weather", Configuration(1)
                                   .publisher("bad")
-                                  .bind("nonsense")
+                                  .bind("no sense")
                                   .publisher("good")
                                   .bind(address)
                                   .service("t", "weather.Temperature"));
@@ -413,10 +420,10 @@ class AnEndpointThatItsTransportCloses : public testing::Test {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsBoundAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_THAT(framework.events().lines(), ElementsAre("bound station#1 tcp://a:1", "published station#1",
                                                       "bound station#1 tcp://a:1", "published settled#1"));
@@ -424,10 +431,10 @@ TEST_F(AnEndpointThatItsTransportCloses, IsBoundAgain) {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsConnectedAgainAndReportedOnceForEachRevision) {
   framework.update("client", Configuration(1).publisher("display").connect("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   ASSERT_NE(waitFor("connected display#1"), "");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_EQ(framework.events().linesWith("connected").size(), 1u);
   framework.update("client", Configuration(2).publisher("display").connect("tcp://a:1"));
@@ -437,13 +444,13 @@ TEST_F(AnEndpointThatItsTransportCloses, IsConnectedAgainAndReportedOnceForEachR
 TEST_F(AnEndpointThatItsTransportCloses, IsPublishedOnceItIsBoundAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   EXPECT_NE(waitFor("published station#1"), "");
 }
 
 TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItCannotBeReopened) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   transport->endpoint(1).closed();
   transport->endpoint(2).failed(std::make_exception_ptr(std::runtime_error("a:1 is taken")));
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("a:1 is taken"));
@@ -451,9 +458,9 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItCannotBeReopened) {
 
 TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItIsClosedAgain) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
-  transport->endpoint(1).opened();
+  transport->endpoint(1).opened("tcp://a:1");
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   transport->endpoint(2).closed();
   EXPECT_THAT(waitFor("error station#1"), HasSubstr("'tcp://a:1'"));
   settle();
@@ -463,10 +470,10 @@ TEST_F(AnEndpointThatItsTransportCloses, IsAnErrorIfItIsClosedAgain) {
 TEST_F(AnEndpointThatItsTransportCloses, IsReopenedOnceInEachRevision) {
   for (int count = 1; count <= 3; ++count) {
     framework.update("weather", Configuration(count).publisher("station").bind("tcp://a:1"));
-    transport->endpoint(count).opened();
+    transport->endpoint(count).opened("tcp://a:1");
     ASSERT_NE(waitFor("published station#" + std::to_string(count)), "");
     transport->endpoint(count).closed();
-    transport->endpoint(count + 1).opened();
+    transport->endpoint(count + 1).opened("tcp://a:1");
   }
   settle();
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
@@ -475,24 +482,24 @@ TEST_F(AnEndpointThatItsTransportCloses, IsReopenedOnceInEachRevision) {
 TEST_F(AnEndpointThatItsTransportCloses, IsReopenedByAReplacingTransport) {
   framework.update("weather", Configuration(1).publisher("station").bind("tcp://a:1"));
   transport->endpoint(1).closed();
-  transport->endpoint(2).opened();
+  transport->endpoint(2).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   const auto other = std::make_shared<FakeTransport>();
   const auto otherRegistration = offer(other, 2);
   transport->endpoint(2).closed();
   other->endpoint(1).closed();
-  other->endpoint(2).opened();
+  other->endpoint(2).opened("tcp://a:1");
   settle();
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
 
 TEST_F(AnEndpointThatItsTransportCloses, LeavesTheOtherAddressesOfItsNameOpen) {
   framework.update("weather", Configuration(1).publisher("station", legacy).bind("both"));
-  transport->endpoint(1).opened();
-  transport->endpoint(2).opened();
+  transport->endpoint(1).opened("tcp://a:1");
+  transport->endpoint(2).opened("tcp://a:1");
   ASSERT_NE(waitFor("published station#1"), "");
   transport->endpoint(2).closed();
-  transport->endpoint(3).opened();
+  transport->endpoint(3).opened("tcp://a:1");
   EXPECT_TRUE(framework.events().waitFor("bound station#1 both", 2));
   EXPECT_THAT(transport->addresses(), ElementsAre("tcp://one:1", "tcp://two:2", "tcp://two:2"));
 }
@@ -506,11 +513,26 @@ TEST(ALegacyPublisher, ResolvesDiscoveryNames) {
   EXPECT_EQ(framework.events().waitFor("connected client#1"), "connected client#1 station");
 }
 
-TEST(ALegacyPublisher, WaitsForAnUnknownNameWithoutAnError) {
+class APublisherOfEitherKind : public testing::TestWithParam<const char*> {};
+
+INSTANTIATE_TEST_SUITE_P(Of, APublisherOfEitherKind, testing::Values(rpc, legacy),
+                         [](const auto& kind) { return std::string(kind.param); });
+
+TEST_P(APublisherOfEitherKind, WaitsForAnUnknownNameToConnectToWithoutAnError) {
   RunningFramework framework;
-  framework.update("client", Configuration(2).publisher("client", legacy).connect("nobody"));
+  framework.update("client", Configuration(2).publisher("client", GetParam()).connect("no-body.1_a"));
   EXPECT_NE(framework.events().waitFor("published client#2"), "");
   EXPECT_THAT(framework.events().lines(), ElementsAre("published client#2"));
+}
+
+TEST_P(APublisherOfEitherKind, WaitsForAnUnknownNameToBindToWithoutAnError) {
+  RunningFramework framework;
+  framework.update("server", Configuration(1).publisher("server", GetParam()).bind("nobody"));
+  framework.update("marker", Configuration(1).publisher("marker"));
+  ASSERT_NE(framework.events().waitFor("published marker#1"), "");
+  EXPECT_THAT(framework.events().lines(), ElementsAre("published marker#1"));
+  framework.remove("server");
+  EXPECT_NE(framework.events().waitFor("unpublished server#1"), "");
 }
 
 TEST(AnRpcPublisher, AcceptsADiscoveryName) {

@@ -15,11 +15,12 @@ namespace frameworktest {
 /// Records the reports of a transport about one endpoint, and answers requests.
 class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
  public:
-  void opened() override {
+  void opened(const std::string& where) override {
+    openedAt = where;
     isOpened.open();
     openings.add();
   }
-  void lost() override { losses.add(); }
+  void lost(const std::string&) override { losses.add(); }
   void warned(const std::string& what) override {
     warning = what;
     isWarned.open();
@@ -71,6 +72,7 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
   spf::test::Gate isClosed;
   spf::test::Gate mayAnswer;
   spf::test::Counter answered;
+  std::string openedAt;  ///< the address of the last `opened`
   std::exception_ptr reason;
   std::string warning;
 };

@@ -15,6 +15,7 @@ constexpr std::chrono::milliseconds holderTime{500};
 }  // namespace
 
 bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now) {
+  reportReason("another endpoint of this process holds the address");
   if (holder.isClosing()) {
     return false;
   }
@@ -43,20 +44,25 @@ bool BoundEndpoint::checkAddress() {
 }
 
 void BoundEndpoint::attach(SharedState& shared) {
+  std::string opened = shownAddress();
   switch (address().scheme) {
     case Scheme::tcp:
       bind();
-      place_ = placeOf(parseAddress(boundAddress()));
+      opened = boundAddress();
+      place_ = placeOf(parseAddress(opened));
       break;
     case Scheme::ipc:
       listenLocally();
+      if (isWildcard(address())) {
+        opened = boundAddress();
+      }
       break;
     default:
       bind();
       boundNames_ = &shared.boundNames;
       boundNames_->emplace(address().where, id());
   }
-  becomeOpen();
+  becomeOpen(opened);
 }
 
 bool BoundEndpoint::detach() {

@@ -31,7 +31,6 @@ class BoundEndpoint : public Endpoint {
   bool detach() override;
   void onEvent(std::uint16_t event) override;
   void onResolved(const ResolvedHost& resolved) override;
-  void onUnresolved(const std::string& failure) override { fail(failure); }
   void beforeDrop() override;
 
   void bind();

@@ -11,9 +11,8 @@ namespace spf::zeromq {
 
 namespace {
 
-/// The interval between two look-ups of a host whose process is unreachable; doubled each time, up to a limit.
-constexpr std::chrono::milliseconds firstLookUpInterval{500};
-constexpr std::chrono::milliseconds longestLookUpInterval{30000};
+constexpr auto connectionLost = "the connection was lost";
+constexpr auto notBound = "no endpoint of this process is bound to the name";
 
 }  // namespace
 
@@ -44,14 +43,17 @@ bool ConnectedEndpoint::mayOpen(const SharedState& shared) const {
 }
 
 void ConnectedEndpoint::checkPeer(const SharedState& shared) {
-  if (!isOpen() || address().scheme != Scheme::inproc) {
+  if (address().scheme != Scheme::inproc) {
     return;
   }
   const auto bound = shared.boundNames.find(address().where);
-  if (bound == shared.boundNames.end() || bound->second != peer_) {
-    reportLoss(Phase::waiting);
-    failRequests("the connection was lost");
+  if (isOpen() && (bound == shared.boundNames.end() || bound->second != peer_)) {
+    reportLoss(Phase::waiting, connectionLost);
+    failRequests(connectionLost);
     startOver();
+  }
+  if (phase() == Phase::waiting && bound == shared.boundNames.end()) {
+    reportReason(notBound);
   }
 }
 
@@ -92,7 +94,6 @@ bool ConnectedEndpoint::checkAddress() {
   if (isWildcard(address()) || (address().scheme == Scheme::tcp && address().where == "*")) {
     throw std::runtime_error("a wildcard can be bound, not connected to");
   }
-  lookUpInterval_ = firstLookUpInterval;
   return hasUnresolvedHost(address(), InterfaceNames::unknown);
 }
 
@@ -100,7 +101,7 @@ void ConnectedEndpoint::attach(SharedState& shared) {
   retryInterrupted([this] { socket().connect(toZeroMq(address())); });
   if (address().scheme == Scheme::inproc) {
     peer_ = shared.boundNames.at(address().where);
-    becomeOpen();
+    becomeOpen(shownAddress());
   } else if (hasHostName()) {
     lookUpAgain();  // cancelled if the connection is established before
   }
@@ -108,14 +109,12 @@ void ConnectedEndpoint::attach(SharedState& shared) {
 
 void ConnectedEndpoint::onEvent(std::uint16_t event) {
   if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
-    lookUpInterval_ = firstLookUpInterval;
-    lastWarning_.clear();
-    becomeOpen();
+    becomeOpen(shownAddress());
   } else if (isOpen()) {
     onMessages();  // the answers that have arrived before
     // The peer sends no further answers, because it takes the next connection for another peer.
-    failRequests("the connection was lost");
-    reportLoss(Phase::opening);  // ZeroMQ reconnects by itself, but to the same numeric address
+    failRequests(connectionLost);
+    reportLoss(Phase::opening, connectionLost);  // ZeroMQ reconnects by itself, but to the same numeric address
     if (hasHostName()) {
       lookUpAgain();
     }
@@ -133,19 +132,6 @@ void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
   }
   setHost(next);
   startOver();
-}
-
-void ConnectedEndpoint::onUnresolved(const std::string& failure) {
-  if (failure != lastWarning_) {
-    lastWarning_ = failure;
-    warn(failure + "; it is tried again");
-  }
-  lookUpAgain();
-}
-
-void ConnectedEndpoint::lookUpAgain() {
-  requestLookUp(Clock::now() + lookUpInterval_);
-  lookUpInterval_ = std::min(2 * lookUpInterval_, longestLookUpInterval);
 }
 
 void ConnectedEndpoint::beforeDrop() {

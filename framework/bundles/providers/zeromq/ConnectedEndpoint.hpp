@@ -21,7 +21,8 @@ class ConnectedEndpoint : public Endpoint {
   /// accept the connection without it, but keep it after its socket was closed.
   bool mayOpen(const SharedState& shared) const;
 
-  /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint.
+  /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint, and reports that a
+  /// name is not bound.
   void checkPeer(const SharedState& shared);
 
   /// Sends a request. The answer is set when the peer's message arrives, or the request fails.
@@ -39,15 +40,11 @@ class ConnectedEndpoint : public Endpoint {
   bool detach() override { return false; }
   void onEvent(std::uint16_t event) override;
   void onResolved(const ResolvedHost& resolved) override;
-  void onUnresolved(const std::string& failure) override;
   void beforeDrop() override;
 
-  void lookUpAgain();
   void failRequests(const std::string& reason);
 
   EndpointID peer_ = 0;  ///< inproc: the connected endpoint
-  std::chrono::milliseconds lookUpInterval_{0};
-  std::string lastWarning_;
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;
 };

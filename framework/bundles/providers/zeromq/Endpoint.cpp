@@ -1,5 +1,6 @@
 #include "Endpoint.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -15,6 +16,10 @@ namespace {
 constexpr std::chrono::seconds closingTime{2};
 
 constexpr int reconnectInterval = 100;  // milliseconds
+
+/// The interval between two look-ups of a host; doubled each time, up to a limit.
+constexpr std::chrono::milliseconds firstLookUpInterval{500};
+constexpr std::chrono::milliseconds longestLookUpInterval{30000};
 
 template <class Call>
 void swallow(const Call& call) noexcept {
@@ -34,11 +39,14 @@ void Endpoint::start() {
   try {
     address_ = parseAddress(description_.address);
     hostName_ = address_.where;
+    resetLookUps();
     if (checkAddress()) {
       phase_ = Phase::lookingUp;
       requestLookUp(Clock::now());
+      reportTries();
     } else {
       phase_ = Phase::waiting;
+      tries_.address = shownAddress();
     }
   } catch (const std::exception& error) {
     fail(error.what());
@@ -61,17 +69,23 @@ void Endpoint::onLookUp(const ResolvedHost& resolved) {
   if (phase_ != Phase::lookingUp && phase_ != Phase::opening) {
     return;  // it was closed or connected meanwhile
   }
-  if (resolved.addresses.empty()) {
-    onUnresolved("cannot look up the host '" + hostName_ + "': " + resolved.failure);
-  } else {
+  if (!resolved.addresses.empty()) {
     onResolved(resolved);
+    return;
   }
+  reportReason(resolved.failure);
+  if (resolved.failure != lastWarning_) {
+    lastWarning_ = resolved.failure;
+    warn("cannot look up the host '" + hostName_ + "': " + resolved.failure + "; it is tried again");
+  }
+  lookUpAgain();
 }
 
 void Endpoint::open(SharedState& shared) {
   try {
     phase_ = Phase::opening;
     deadline_.reset();
+    beginTry();
     makeSocket(shared);
     attach(shared);
   } catch (const zmq::error_t& error) {
@@ -142,12 +156,14 @@ void Endpoint::abandon(std::exception_ptr reason) {
   }
 }
 
-void Endpoint::becomeOpen() {
+void Endpoint::becomeOpen(const std::string& opened) {
   if (phase_ == Phase::opening) {
     phase_ = Phase::open;
     lookUpRequested_ = false;
     deadline_.reset();
-    swallow([this] { listener_->opened(); });
+    resetLookUps();
+    tries_ = {opened, 0, ""};
+    swallow([&] { listener_->opened(opened); });
   }
 }
 
@@ -162,11 +178,38 @@ void Endpoint::startOver() {
   dropSocket();
 }
 
-void Endpoint::reportLoss(Phase next) {
+void Endpoint::reportLoss(Phase next, const std::string& reason) {
   if (phase_ == Phase::open) {
     phase_ = next;
-    swallow([this] { listener_->lost(); });
+    tries_.reason = reason;
+    swallow([&] { listener_->lost(reason); });
   }
+}
+
+void Endpoint::beginTry() {
+  ++tries_.count;
+  reportTries();
+}
+
+void Endpoint::reportReason(const std::string& reason) {
+  if (reason != tries_.reason) {
+    tries_.reason = reason;
+    reportTries();
+  }
+}
+
+void Endpoint::reportTries() {
+  swallow([this] { listener_->trying(tries_); });
+}
+
+void Endpoint::lookUpAgain() {
+  requestLookUp(Clock::now() + lookUpInterval_);
+  lookUpInterval_ = std::min(2 * lookUpInterval_, longestLookUpInterval);
+}
+
+void Endpoint::resetLookUps() {
+  lookUpInterval_ = firstLookUpInterval;
+  lastWarning_.clear();
 }
 
 void Endpoint::requestLookUp(Clock::time_point when) {
@@ -178,9 +221,14 @@ void Endpoint::warn(const std::string& what) {
   swallow([&] { listener_->warned(what); });
 }
 
+std::string Endpoint::shownAddress() const {
+  return address_.scheme == Scheme::tcp ? toZeroMq(address_) : address_.text;
+}
+
 void Endpoint::setHost(const std::string& host) {
   address_.where = host;
   address_.bracketed = false;
+  tries_.address = shownAddress();
 }
 
 void Endpoint::makeSocket(SharedState& shared) {

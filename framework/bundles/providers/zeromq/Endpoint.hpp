@@ -30,6 +30,7 @@ using agent::spf::frameworksupport::toZeroMq;
 
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
+using agent::spf::frameworkinterfaces::EndpointTries;
 using EndpointID = agent::spf::frameworkinterfaces::Transport::EndpointID;
 
 /// The state that the endpoints of one socket loop share.
@@ -140,7 +141,6 @@ class Endpoint {
 
   virtual void onEvent(std::uint16_t event) = 0;
   virtual void onResolved(const ResolvedHost& resolved) = 0;
-  virtual void onUnresolved(const std::string& failure) = 0;
 
   /// Performs the action that is due in the phases before `closing`.
   virtual void onDeadline() {}
@@ -148,17 +148,31 @@ class Endpoint {
   /// Releases what depends on the socket, before it is destroyed.
   virtual void beforeDrop() {}
 
-  void becomeOpen();
+  /// Reports the endpoint as open.
+  /// \param opened  the address that the socket has got
+  void becomeOpen(const std::string& opened);
   void becomeClosed();
 
   /// Destroys the socket and returns to `waiting`.
   void startOver();
 
   /// Reports the loss of an open connection to the listener, and changes to another phase.
-  void reportLoss(Phase next);
+  void reportLoss(Phase next, const std::string& reason);
+
+  /// Counts a try that begins, and reports it.
+  void beginTry();
+
+  /// Reports why the endpoint is not open, unless that was reported already.
+  void reportReason(const std::string& reason);
 
   /// Requests a look-up of the host. Allowed in the phase `lookingUp` and later.
   void requestLookUp(Clock::time_point when);
+
+  /// Requests a look-up of the host after an interval, which grows each time.
+  void lookUpAgain();
+
+  /// Begins with the shortest interval again.
+  void resetLookUps();
   void setDeadline(std::optional<Clock::time_point> deadline) { deadline_ = deadline; }
 
   void warn(const std::string& what);
@@ -166,6 +180,9 @@ class Endpoint {
   zmq::socket_t& socket() { return *socket_; }
   EndpointListener& listener() { return *listener_; }
   const Address& address() const noexcept { return address_; }
+
+  /// Returns the address to show: the host is a number once it is known.
+  std::string shownAddress() const;
 
   /// Replaces the name of the host by a number.
   void setHost(const std::string& host);
@@ -178,6 +195,7 @@ class Endpoint {
   void makeSocket(SharedState& shared);
   void dropSocket();
   std::string describe(const std::string& reason) const;
+  void reportTries();
 
   const EndpointID id_;
   const EndpointDescription description_;
@@ -185,8 +203,11 @@ class Endpoint {
   Address address_;
   Phase phase_ = Phase::fresh;
   std::optional<Clock::time_point> deadline_;
+  EndpointTries tries_;
   bool lookUpRequested_ = false;
   std::string hostName_;
+  std::chrono::milliseconds lookUpInterval_{0};
+  std::string lastWarning_;
   std::chrono::seconds closingWarning_{0};
 
   // The monitor is destroyed before the socket that it observes.

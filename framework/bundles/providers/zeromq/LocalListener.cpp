@@ -1,9 +1,7 @@
 #include "LocalListener.hpp"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <random>
 #include <stdexcept>
@@ -15,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include "LocalAddress.hpp"
 
 namespace spf::zeromq {
 
@@ -23,39 +22,12 @@ namespace {
 constexpr int pendingConnections = 100;
 constexpr int noDescriptor = -1;
 
-struct LocalAddress {
-  sockaddr_un address{};
-  socklen_t size = 0;
-
-  const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&address); }
-};
-
 [[noreturn]] void fail(const std::string& path, int error) {
   throw std::system_error(error, std::generic_category(), path);
 }
 
 [[noreturn]] void refuse(const std::string& path, const std::string& what) {
   throw std::runtime_error(path + ": " + what);
-}
-
-bool isFile(const std::string& path) {
-  return path.front() != '@';
-}
-
-LocalAddress toLocalAddress(const std::string& path) {
-  LocalAddress local;
-  if (path.size() >= sizeof(local.address.sun_path)) {
-    fail(path, ENAMETOOLONG);
-  }
-  local.address.sun_family = AF_UNIX;
-  std::memcpy(local.address.sun_path, path.data(), path.size());
-  if (isFile(path)) {
-    local.size = sizeof(local.address);
-  } else {
-    local.address.sun_path[0] = '\0';
-    local.size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + path.size());
-  }
-  return local;
 }
 
 int newSocket(const std::string& path) {

@@ -8,13 +8,16 @@
 #include <cppmicroservices/cm/ManagedServiceFactory.hpp>
 #include "PublisherManager.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
+#include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::Discovery;
+using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::AnyMap;
+using cppmicroservices::ServiceEvent;
 using cppmicroservices::service::cm::ManagedServiceFactory;
 
 namespace {
@@ -33,15 +36,16 @@ class Factory : public ManagedServiceFactory {
   const std::shared_ptr<PublisherManager> manager_;
 };
 
-/// Retries what publishers could not open for want of a service, as soon as a service of this class is registered.
+/// Retries what publishers could not open, whenever a service of this class is registered or changed: it may be the
+/// missing one, or a discovery that knows more names.
 template <class Service>
-cppmicroservices::ListenerToken retryOnRegistration(cppmicroservices::BundleContext& context,
-                                                    const std::shared_ptr<PublisherManager>& manager) {
+cppmicroservices::ListenerToken retryOnChange(cppmicroservices::BundleContext& context,
+                                              const std::shared_ptr<PublisherManager>& manager) {
   // One listener for each class: in some releases of CppMicroServices a filter for two classes receives the events of
   // one of them only.
   return context.AddServiceListener(
-      [manager](const cppmicroservices::ServiceEvent& event) {
-        if (event.GetType() == cppmicroservices::ServiceEvent::SERVICE_REGISTERED) {
+      [manager](const ServiceEvent& event) {
+        if (event.GetType() == ServiceEvent::SERVICE_REGISTERED || event.GetType() == ServiceEvent::SERVICE_MODIFIED) {
           manager->retry();
         }
       },
@@ -54,8 +58,9 @@ class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
-    transportListener_ = retryOnRegistration<Transport>(context, manager_);
-    discoveryListener_ = retryOnRegistration<Discovery>(context, manager_);
+    status_ = context.RegisterService<EndpointStatus>(manager_->states());
+    transportListener_ = retryOnChange<Transport>(context, manager_);
+    discoveryListener_ = retryOnChange<Discovery>(context, manager_);
     rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
     legacy_ = registerFactory(context, Kind::legacy, "zk.spf.legacyservicepublisher");
   }
@@ -65,6 +70,7 @@ class Activator : public cppmicroservices::BundleActivator {
     legacy_.Unregister();
     context.RemoveListener(std::move(transportListener_));
     context.RemoveListener(std::move(discoveryListener_));
+    status_.Unregister();
     manager_->stop();
   }
 
@@ -79,6 +85,7 @@ class Activator : public cppmicroservices::BundleActivator {
   std::shared_ptr<PublisherManager> manager_;
   cppmicroservices::ListenerToken transportListener_;
   cppmicroservices::ListenerToken discoveryListener_;
+  cppmicroservices::ServiceRegistration<EndpointStatus> status_;
   Registration rpc_;
   Registration legacy_;
 };

@@ -15,9 +15,11 @@ class ConfiguredEndpoint {
   /// Constructs an endpoint without sockets.
   /// \param configured  the configured value, which reports contain unchanged
   /// \param text        that value as text
-  ConfiguredEndpoint(Direction direction, cppmicroservices::Any configured, std::string text);
+  /// \param position    its place in the publisher's current revision
+  ConfiguredEndpoint(EndpointStates::Position position, cppmicroservices::Any configured, std::string text);
 
-  Direction direction() const noexcept { return direction_; }
+  Direction direction() const noexcept { return position_.first; }
+  const EndpointStates::Position& position() const noexcept { return position_; }
   const cppmicroservices::Any& configured() const noexcept { return configured_; }
   const std::string& text() const noexcept { return text_; }
 
@@ -31,34 +33,41 @@ class ConfiguredEndpoint {
   /// \return null if the socket does not belong to this endpoint
   const Socket* find(SocketID id) const;
 
-  void add(Socket socket) { sockets_.push_back(std::move(socket)); }
+  /// Adds a socket to an endpoint without sockets, or another one for the same discovery name.
+  void add(Socket socket);
 
-  void markOpen(SocketID id) { setOpen(id, true); }
-  void markLost(SocketID id) { setOpen(id, false); }
+  /// Handles a report of `trying`, `opened` or `lost`.
+  void onProgress(SocketID id, const SocketReport& report);
+
+  /// Sets why the endpoint has no sockets. One that was up stays lost.
+  /// \param address  the one that cannot be tried, if there is one
+  void markWithoutSockets(Progress::Phase phase, const std::string& address, const std::string& reason);
+
+  /// Returns the records of the endpoint.
+  std::vector<EndpointState> states(const agent::spf::frameworkinterfaces::EventSink::Origin& origin) const;
 
   /// Returns whether the endpoint is up and was not reported yet in the current revision.
   bool isToBeReported() const { return !reported_ && isUp(); }
   void markReported() { reported_ = true; }
 
   /// Begins a new revision, in which everything is reported again.
-  void startRevision();
+  void startRevision(std::size_t index);
 
   /// Replaces a closed socket. A bound endpoint is reported again, a connection once for each revision.
   void replace(SocketID closed, Socket socket);
 
-  /// Removes a closed socket from the endpoint.
+  /// Removes a closed socket from the endpoint. The last one leaves the endpoint lost if it was up.
   void drop(SocketID id);
 
   /// Starts closing every socket.
   void close();
 
  private:
-  void setOpen(SocketID id, bool open);
-
-  const Direction direction_;
+  EndpointStates::Position position_;
   const cppmicroservices::Any configured_;
   const std::string text_;
   std::vector<Socket> sockets_;
+  Progress withoutSockets_;  ///< in force while there are none
   bool reported_ = false;
 };
 

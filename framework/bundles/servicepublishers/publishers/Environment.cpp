@@ -1,5 +1,6 @@
 #include "Environment.hpp"
 
+#include <exception>
 #include <stdexcept>
 #include <utility>
 
@@ -18,22 +19,30 @@ using agent::spf::frameworksupport::SerialExecutor;
 
 namespace {
 
+std::string textOf(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const std::exception& exception) {
+    return exception.what();
+  } catch (...) {
+    return "unknown failure";
+  }
+}
+
 /// Passes the transport's reports to the executor's thread, and answers peers on the transport's thread.
 class SocketListener : public EndpointListener {
  public:
-  using Handler = std::function<void(SocketEvent, std::exception_ptr)>;
+  using Handler = std::function<void(const SocketReport&)>;
 
   SocketListener(std::shared_ptr<SerialExecutor> executor, Handler handler, std::shared_ptr<const PeerAnswer> answer)
       : executor_(std::move(executor)), handler_(std::move(handler)), answer_(std::move(answer)) {}
 
-  void opened() override { post(SocketEvent::opened, nullptr); }
-  void lost() override { post(SocketEvent::lost, nullptr); }
-  void warned(const std::string& what) override {
-    auto reason = std::make_exception_ptr(std::runtime_error(what));
-    post(SocketEvent::warned, std::move(reason));
-  }
-  void failed(std::exception_ptr reason) override { post(SocketEvent::failed, std::move(reason)); }
-  void closed() override { post(SocketEvent::closed, nullptr); }
+  void trying(const EndpointTries& tries) override { post({SocketEvent::trying, tries}); }
+  void opened(const std::string& address) override { post({SocketEvent::opened, {address, 0, ""}}); }
+  void lost(const std::string& reason) override { post({SocketEvent::lost, {"", 0, reason}}); }
+  void warned(const std::string& what) override { post({SocketEvent::warned, {"", 0, what}}); }
+  void failed(std::exception_ptr reason) override { post({SocketEvent::failed, {"", 0, textOf(reason)}}); }
+  void closed() override { post({SocketEvent::closed, {}}); }
 
   std::string answer(const std::string& request) override {
     if (!answer_) {
@@ -43,8 +52,8 @@ class SocketListener : public EndpointListener {
   }
 
  private:
-  void post(SocketEvent event, std::exception_ptr reason) {
-    executor_->post([handler = handler_, event, reason = std::move(reason)] { handler(event, reason); });
+  void post(SocketReport report) {
+    executor_->post([handler = handler_, report = std::move(report)] { handler(report); });
   }
 
   const std::shared_ptr<SerialExecutor> executor_;
@@ -55,19 +64,23 @@ class SocketListener : public EndpointListener {
 }  // namespace
 
 Environment::Environment(cppmicroservices::BundleContext context, std::shared_ptr<SerialExecutor> executor,
-                         SocketHandler handler)
-    : context_(std::move(context)), executor_(std::move(executor)), handler_(std::move(handler)) {}
+                         std::shared_ptr<EndpointStates> states, SocketHandler handler)
+    : context_(std::move(context)),
+      executor_(std::move(executor)),
+      states_(std::move(states)),
+      handler_(std::move(handler)) {}
 
 Socket Environment::open(const std::string& publisherPID, Direction direction, const EndpointDescription& endpoint,
                          std::shared_ptr<const PeerAnswer> answer) {
-  Socket socket{++lastSocket_, findService<Transport>(context_), 0, endpoint.address};
+  Socket socket{++lastSocket_, findService<Transport>(context_), 0, endpoint.address, {}, false};
+  socket.progress.tries.address = endpoint.address;
   if (!socket.transport) {
     return socket;
   }
   const auto listener = std::make_shared<SocketListener>(
       executor_,
-      [handler = handler_, publisherPID, id = socket.id](SocketEvent event, const std::exception_ptr& reason) {
-        handler(publisherPID, id, event, reason);
+      [handler = handler_, publisherPID, id = socket.id](const SocketReport& report) {
+        handler(publisherPID, id, report);
       },
       std::move(answer));
   try {
@@ -85,7 +98,14 @@ bool Environment::isInUse(const Transport& transport) const {
 
 std::vector<std::string> Environment::resolve(const std::string& name) const {
   const auto discovery = findService<Discovery>(context_);
-  return discovery ? discovery->endpointsOf(name) : std::vector<std::string>();
+  if (!discovery) {
+    throw std::runtime_error("no discovery is registered");
+  }
+  auto addresses = discovery->endpointsOf(name);
+  if (addresses.empty()) {
+    throw std::runtime_error("the discovery does not know the name");
+  }
+  return addresses;
 }
 
 void Environment::report(const std::function<void(EventSink&)>& call) const {

@@ -1,13 +1,14 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <cppmicroservices/BundleContext.h>
+#include "EndpointStates.hpp"
 #include "PeerAnswer.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
@@ -15,12 +16,39 @@
 
 namespace spf::publishers {
 
-enum class Direction { bind, connect };
+using agent::spf::frameworkinterfaces::EndpointTries;
 
 /// Identifies a socket that this bundle requested from a transport.
 using SocketID = std::uint64_t;
 
-enum class SocketEvent { opened, lost, warned, failed, closed };
+enum class SocketEvent { trying, opened, lost, warned, failed, closed };
+
+/// A transport's report about a socket.
+struct SocketReport {
+  SocketEvent event;
+  EndpointTries details;  ///< the address of `opened`, the reason of `lost`, `warned` and `failed`, all of `trying`
+};
+
+/// How far a socket is, or an endpoint that has none.
+struct Progress {
+  using Phase = EndpointState::Phase;
+  using Clock = std::chrono::steady_clock;
+
+  Phase phase = Phase::opening;
+  EndpointTries tries;
+  Clock::time_point since = Clock::now();
+
+  /// Changes to a phase, unless it has begun already.
+  void enter(Phase next) {
+    if (phase != next) {
+      phase = next;
+      since = Clock::now();
+    }
+  }
+
+  /// Returns whether the endpoint was up and has not been given up since.
+  bool wasUp() const noexcept { return phase == Phase::up || phase == Phase::lost; }
+};
 
 /// A socket that a transport opened for this bundle. Held until the transport has reported its end.
 struct Socket {
@@ -28,7 +56,7 @@ struct Socket {
   std::shared_ptr<agent::spf::frameworkinterfaces::Transport> transport;
   agent::spf::frameworkinterfaces::Transport::EndpointID endpoint;
   std::string address;
-  bool open = false;
+  Progress progress;
   bool isReplacement = false;  ///< replaces one that the same transport closed unasked
 };
 
@@ -36,14 +64,17 @@ struct Socket {
 /// registered late and unregistered early. Used on the executor's thread only.
 class Environment {
  public:
-  /// Handles a transport's report about a socket of a publisher; called on the executor's thread. The exception holds
-  /// the text of a warning or a failure.
-  using SocketHandler = std::function<void(const std::string& publisherPID, SocketID, SocketEvent, std::exception_ptr)>;
+  /// Handles a transport's report about a socket of a publisher; called on the executor's thread.
+  using SocketHandler = std::function<void(const std::string& publisherPID, SocketID, const SocketReport&)>;
 
   Environment(cppmicroservices::BundleContext context,
-              std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor, SocketHandler handler);
+              std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor,
+              std::shared_ptr<EndpointStates> states, SocketHandler handler);
 
   const cppmicroservices::BundleContext& context() const noexcept { return context_; }
+
+  /// Returns the records that publishers keep up to date.
+  EndpointStates& states() const noexcept { return *states_; }
 
   /// Requests a socket from the transport.
   /// \param answer  answers requests of peers; with null they are refused
@@ -55,7 +86,8 @@ class Environment {
   /// Returns whether the next socket would be opened by this transport. One that is being stopped is not in use.
   bool isInUse(const agent::spf::frameworkinterfaces::Transport& transport) const;
 
-  /// Returns the addresses of a discovery name; none if it is unknown or no discovery is registered.
+  /// Returns the addresses of a discovery name; at least one.
+  /// \throws std::runtime_error with the reason if there is none
   std::vector<std::string> resolve(const std::string& name) const;
 
   /// Makes a report to the event sink, if one is registered.
@@ -64,6 +96,7 @@ class Environment {
  private:
   const cppmicroservices::BundleContext context_;
   const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
+  const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
   SocketID lastSocket_ = 0;
 };

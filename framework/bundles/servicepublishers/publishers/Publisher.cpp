@@ -15,33 +15,37 @@ using cppmicroservices::any_cast;
 
 namespace {
 
+constexpr auto noTransport = "no transport is registered";
+
+/// Returns whether a text is an address, which the transport judges.
 bool isAddress(const std::string& text) {
   return text.find("://") != std::string::npos;
+}
+
+bool isDiscoveryName(const std::string& text) {
+  constexpr auto allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
+  return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
 }
 
 const char* listName(Direction direction) {
   return direction == Direction::bind ? "endpointsToBindTo" : "endpointsToConnectTo";
 }
 
-/// Returns a value's text for a message; values may be of any type, even of one without a text.
-std::string describe(const Any& value) {
-  if (value.Empty()) {
-    return "an empty value";
-  }
-  try {
-    return "'" + value.ToString() + "'";
-  } catch (...) {
-    return "a value without a text form";
-  }
-}
+/// A value's text for a message; values may be of any type, even of one without a text.
+struct Description {
+  std::string text;
+  std::string quoted;  ///< in quotes if it is the value's own
+};
 
-std::string textOf(const std::exception_ptr& error) {
+Description describe(const Any& value) {
+  if (value.Empty()) {
+    return {"an empty value", "an empty value"};
+  }
   try {
-    std::rethrow_exception(error);
-  } catch (const std::exception& exception) {
-    return exception.what();
+    const std::string text = value.ToString();
+    return {text, "'" + text + "'"};
   } catch (...) {
-    return "unknown failure";
+    return {"a value without a text form", "a value without a text form"};
   }
 }
 
@@ -66,6 +70,7 @@ void Publisher::update(PublisherRevision revision) {
   } else {
     apply(std::move(revision));
   }
+  commit();
 }
 
 void Publisher::remove() {
@@ -73,6 +78,7 @@ void Publisher::remove() {
   phase_ = Phase::removing;
   closeAll();
   finishRemoval();
+  commit();
 }
 
 void Publisher::release() {
@@ -82,49 +88,52 @@ void Publisher::release() {
     revision_.reset();
   }
   closeAll();
+  commit();
 }
 
 void Publisher::retry() {
-  for (ConfiguredEndpoint& endpoint : used_) {
-    if (!endpoint.hasSockets()) {
-      open(endpoint);
-    }
-  }
+  openMissing();
+  commit();
 }
 
-void Publisher::onSocket(SocketID id, SocketEvent event, const std::exception_ptr& reason) {
+void Publisher::onSocket(SocketID id, const SocketReport& report) {
   const auto endpoint =
       std::find_if(used_.begin(), used_.end(), [id](const ConfiguredEndpoint& used) { return used.has(id); });
-  const bool isUsed = endpoint != used_.end();
-  switch (event) {
-    case SocketEvent::opened:
-      if (isUsed) {
-        endpoint->markOpen(id);
-        reportUp(*endpoint, /*kept=*/false);
-        publishIfReady();
-      }
-      return;
+  if (endpoint != used_.end()) {
+    onUsedSocket(endpoint, id, report);
+  }
+  if (report.event == SocketEvent::warned) {
+    warn(report.details.reason);
+  }
+  if (report.event == SocketEvent::failed || report.event == SocketEvent::closed) {
+    dropSocket(id);
+    finishRemoval();
+  }
+  commit();
+}
+
+void Publisher::onUsedSocket(Endpoints::iterator endpoint, SocketID id, const SocketReport& report) {
+  switch (report.event) {
+    case SocketEvent::trying:
     case SocketEvent::lost:
-      if (isUsed) {
-        endpoint->markLost(id);
-      }
-      return;
+      endpoint->onProgress(id, report);
+      show(*endpoint);
+      break;
+    case SocketEvent::opened:
+      endpoint->onProgress(id, report);
+      show(*endpoint);
+      reportUp(*endpoint, /*kept=*/false);
+      publishIfReady();
+      break;
     case SocketEvent::warned:
-      warn(textOf(reason));
-      return;
+      break;
     case SocketEvent::failed:
-      if (isUsed) {
-        giveUp(endpoint, textOf(reason));
-      }
+      giveUp(endpoint, report.details.reason, endpoint->find(id)->progress.tries);
       break;
     case SocketEvent::closed:
-      if (isUsed) {
-        reopen(endpoint, id);
-      }
+      reopen(endpoint, id);
       break;
   }
-  dropSocket(id);
-  finishRemoval();
 }
 
 bool Publisher::isGone() const {
@@ -138,6 +147,7 @@ bool Publisher::hasSockets() const {
 void Publisher::apply(PublisherRevision revision) {
   revision_ = std::move(revision);
   phase_ = Phase::opening;
+  hideAll();
   // Before the endpoints, so that the first peer already receives the complete answer.
   resolveServices();
   reconcileEndpoints();
@@ -148,53 +158,88 @@ void Publisher::reconcileEndpoints() {
   Endpoints before = std::exchange(used_, {});
   std::size_t position = 0;
   for (const Any& endpoint : revision_->endpointsToBindTo) {
-    reuseOrAdd(Direction::bind, endpoint, position++, before);
+    reuseOrAdd({Direction::bind, position++}, endpoint, before);
   }
   position = 0;
   for (const Any& endpoint : revision_->endpointsToConnectTo) {
-    reuseOrAdd(Direction::connect, endpoint, position++, before);
+    reuseOrAdd({Direction::connect, position++}, endpoint, before);
   }
   for (ConfiguredEndpoint& endpoint : before) {
     endpoint.close();
   }
   closing_.splice(closing_.end(), before);
   closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
-  retry();
+  openMissing();
 }
 
-void Publisher::reuseOrAdd(Direction direction, const Any& configured, std::size_t position, Endpoints& before) {
+void Publisher::reuseOrAdd(EndpointStates::Position position, const Any& configured, Endpoints& before) {
   const auto* text = any_cast<std::string>(&configured);
   if (text == nullptr) {
-    fail(std::string(listName(direction)) + "[" + std::to_string(position) + "], " + describe(configured) +
-         ": the endpoint is no text");
+    const auto [shown, quoted] = describe(configured);
+    refuse(position, shown,
+           std::string(listName(position.first)) + "[" + std::to_string(position.second) + "], " + quoted +
+               ": the endpoint is no text",
+           {});
+    return;
+  }
+  if (!isAddress(*text) && !isDiscoveryName(*text)) {
+    refuse(position, *text,
+           "malformed endpoint '" + *text +
+               "'; expected '<scheme>://<where>', or a discovery name of letters, digits, '.', '_' and '-'",
+           {});
     return;
   }
   const auto isSame = [&](const ConfiguredEndpoint& endpoint) {
-    return endpoint.direction() == direction && endpoint.text() == *text;
+    return endpoint.direction() == position.first && endpoint.text() == *text;
   };
   if (std::any_of(used_.begin(), used_.end(), isSame)) {
     return;  // configured twice: one endpoint stands for both
   }
   const auto kept = std::find_if(before.begin(), before.end(), isSame);
   if (kept == before.end()) {
-    used_.emplace_back(direction, configured, *text);
+    used_.emplace_back(position, configured, *text);
     return;
   }
   used_.splice(used_.end(), before, kept);
-  kept->startRevision();
+  kept->startRevision(position.second);
+  show(*kept);
   reportUp(*kept, /*kept=*/true);
 }
 
+/// Fails because of an endpoint that is not tried again in this revision.
+void Publisher::refuse(EndpointStates::Position position, const std::string& text, const std::string& reason,
+                       const EndpointTries& tries) {
+  changedRecords_[position] = {{revision_->origin.servicePublisherID, revision_->origin.modificationCount,
+                                position.first, text, EndpointState::Phase::refused, tries.address, tries.count, reason,
+                                Progress::Clock::now()}};
+  fail(reason);
+}
+
+void Publisher::openMissing() {
+  for (ConfiguredEndpoint& endpoint : used_) {
+    if (!endpoint.hasSockets()) {
+      open(endpoint);
+      show(endpoint);
+    }
+  }
+}
+
 void Publisher::open(ConfiguredEndpoint& endpoint) {
-  const auto addresses = addressesOf(endpoint);
-  if (addresses.empty() && revision_->kind == Kind::rpc) {
-    fail("malformed endpoint '" + endpoint.text() + "'; expected '<scheme>://<where>' or a known discovery name");
+  std::vector<std::string> addresses;
+  try {
+    addresses = addressesOf(endpoint);
+  } catch (const std::runtime_error& error) {
+    endpoint.markWithoutSockets(Progress::Phase::unresolved, "", error.what());
+    return;
   }
   for (const std::string& address : addresses) {
     Socket socket = openSocket(endpoint, address);
     if (socket.transport) {
       endpoint.add(std::move(socket));
     }
+  }
+  if (!endpoint.hasSockets()) {
+    endpoint.markWithoutSockets(Progress::Phase::opening, addresses.front(), noTransport);
   }
 }
 
@@ -209,18 +254,25 @@ void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
   const Socket closed = *endpoint->find(id);
   if (closed.isReplacement && environment_.isInUse(*closed.transport)) {
     // Once for each revision, because a transport that keeps closing it would cause an endless loop.
-    giveUp(endpoint, "the transport closed endpoint '" + endpoint->text() + "' unasked, and once more when reopened");
+    giveUp(endpoint, "the transport closed endpoint '" + endpoint->text() + "' unasked, and once more when reopened",
+           closed.progress.tries);
     return;
   }
   Socket socket = openSocket(*endpoint, closed.address);
   if (socket.transport) {
     socket.isReplacement = socket.transport == closed.transport;
     endpoint->replace(id, std::move(socket));
+  } else {
+    endpoint->drop(id);
+    if (!endpoint->hasSockets()) {
+      endpoint->markWithoutSockets(Progress::Phase::opening, closed.address, noTransport);
+    }
   }
+  show(*endpoint);
 }
 
-void Publisher::giveUp(Endpoints::iterator endpoint, const std::string& reason) {
-  fail(reason);
+void Publisher::giveUp(Endpoints::iterator endpoint, const std::string& reason, const EndpointTries& tries) {
+  refuse(endpoint->position(), endpoint->text(), reason, tries);
   // The next revision opens it again, with all of its addresses.
   endpoint->close();
   closing_.splice(closing_.end(), used_, endpoint);
@@ -255,7 +307,7 @@ void Publisher::publishIfReady() {
     }
   }
   phase_ = Phase::published;
-  environment_.report([this](EventSink& sink) { sink.allServicesPublished(revision_->origin); });
+  report([origin = revision_->origin](EventSink& sink) { sink.allServicesPublished(origin); });
 }
 
 void Publisher::closeAll() {
@@ -263,6 +315,7 @@ void Publisher::closeAll() {
     endpoint.close();
   }
   closing_.splice(closing_.end(), used_);
+  hideAll();
 }
 
 void Publisher::finishRemoval() {
@@ -272,7 +325,7 @@ void Publisher::finishRemoval() {
   phase_ = Phase::empty;
   closing_.clear();
   if (revision_) {
-    environment_.report([this](EventSink& sink) { sink.allServicesUnpublished(revision_->origin); });
+    report([origin = revision_->origin](EventSink& sink) { sink.allServicesUnpublished(origin); });
     revision_.reset();
   }
   if (next_) {
@@ -295,11 +348,12 @@ void Publisher::reportUp(ConfiguredEndpoint& endpoint, bool kept) {
     return;
   }
   endpoint.markReported();
-  environment_.report([&](EventSink& sink) {
-    if (endpoint.direction() == Direction::bind) {
-      sink.endpointBound(revision_->origin, endpoint.configured(), kept);
+  report([origin = revision_->origin, direction = endpoint.direction(), configured = endpoint.configured(),
+          kept](EventSink& sink) {
+    if (direction == Direction::bind) {
+      sink.endpointBound(origin, configured, kept);
     } else {
-      sink.endpointConnected(revision_->origin, endpoint.configured(), kept);
+      sink.endpointConnected(origin, configured, kept);
     }
   });
 }
@@ -311,7 +365,30 @@ void Publisher::fail(const std::string& reason) {
   phase_ = Phase::failed;
   auto error = std::make_exception_ptr(
       std::runtime_error("publisher '" + revision_->origin.servicePublisherID + "': " + reason));
-  environment_.report([&](EventSink& sink) { sink.failed(revision_->origin, std::move(error)); });
+  report([origin = revision_->origin, error = std::move(error)](EventSink& sink) mutable {
+    sink.failed(origin, std::move(error));
+  });
+}
+
+void Publisher::show(const ConfiguredEndpoint& endpoint) {
+  changedRecords_[endpoint.position()] = endpoint.states(revision_->origin);
+}
+
+void Publisher::hideAll() {
+  changedRecords_.clear();
+  isEveryRecordChanged_ = true;
+}
+
+void Publisher::commit() {
+  auto records = std::exchange(changedRecords_, {});
+  if (std::exchange(isEveryRecordChanged_, false)) {
+    environment_.states().replace(pid_, std::move(records));
+  } else if (!records.empty()) {
+    environment_.states().update(pid_, std::move(records));
+  }
+  for (const Report& call : std::exchange(reports_, {})) {
+    environment_.report(call);
+  }
 }
 
 void Publisher::warn(const std::string& what) const {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <exception>
+#include <functional>
 #include <list>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ConfiguredEndpoint.hpp"
 #include "Environment.hpp"
@@ -40,11 +41,11 @@ class Publisher {
   /// Closes every socket without a report, because the bundle is being stopped.
   void release();
 
-  /// Opens the endpoints that could not be opened because a service was missing.
+  /// Opens the endpoints that could not be opened because a service was missing or did not know their name.
   void retry();
 
   /// Handles a transport's report about a socket.
-  void onSocket(SocketID id, SocketEvent event, const std::exception_ptr& reason);
+  void onSocket(SocketID id, const SocketReport& report);
 
   /// Returns whether the publisher has neither a configuration nor sockets.
   bool isGone() const;
@@ -62,14 +63,19 @@ class Publisher {
     removing    ///< the sockets are being closed
   };
 
+  using Report = std::function<void(agent::spf::frameworkinterfaces::EventSink&)>;
+
+  void onUsedSocket(Endpoints::iterator endpoint, SocketID id, const SocketReport& report);
   void apply(PublisherRevision revision);
   void reconcileEndpoints();
-  void reuseOrAdd(Direction direction, const cppmicroservices::Any& configured, std::size_t position,
-                  Endpoints& before);
+  void reuseOrAdd(EndpointStates::Position position, const cppmicroservices::Any& configured, Endpoints& before);
+  void refuse(EndpointStates::Position position, const std::string& text, const std::string& reason,
+              const EndpointTries& tries);
+  void openMissing();
   void open(ConfiguredEndpoint& endpoint);
   Socket openSocket(const ConfiguredEndpoint& endpoint, const std::string& address);
   void reopen(Endpoints::iterator endpoint, SocketID id);
-  void giveUp(Endpoints::iterator endpoint, const std::string& reason);
+  void giveUp(Endpoints::iterator endpoint, const std::string& reason, const EndpointTries& tries);
   std::vector<std::string> addressesOf(const ConfiguredEndpoint& endpoint) const;
   void resolveServices();
   void publishIfReady();
@@ -78,6 +84,10 @@ class Publisher {
   void dropSocket(SocketID id);
   void reportUp(ConfiguredEndpoint& endpoint, bool kept);
   void fail(const std::string& reason);
+  void report(Report report) { reports_.push_back(std::move(report)); }
+  void show(const ConfiguredEndpoint& endpoint);
+  void hideAll();
+  void commit();
   void warn(const std::string& what) const;
 
   Environment& environment_;
@@ -90,6 +100,11 @@ class Publisher {
 
   Endpoints used_;
   Endpoints closing_;
+
+  // What a call has changed. `commit` shows the records first, so that they contain what the reports say.
+  EndpointStates::Records changedRecords_;
+  bool isEveryRecordChanged_ = false;
+  std::vector<Report> reports_;
 };
 
 }  // namespace spf::publishers

@@ -22,11 +22,11 @@ constexpr std::chrono::seconds closingTime{5};
 }  // namespace
 
 PublisherManager::PublisherManager(cppmicroservices::BundleContext context)
-    : executor_(std::make_shared<SerialExecutor>()),
-      environment_(std::move(context), executor_,
-                   [this](const std::string& pid, SocketID id, SocketEvent event, const std::exception_ptr& reason) {
-                     onSocket(pid, id, event, reason);
-                   }) {}
+    : states_(std::make_shared<EndpointStates>()),
+      executor_(std::make_shared<SerialExecutor>()),
+      environment_(
+          std::move(context), executor_, states_,
+          [this](const std::string& pid, SocketID id, const SocketReport& report) { onSocket(pid, id, report); }) {}
 
 PublisherManager::~PublisherManager() {
   executor_->stop();
@@ -77,13 +77,13 @@ void PublisherManager::stop() {
     changed_.wait_until(lock, deadlineAfter(closingTime), [this] { return closed_; });
   }
   executor_->stop();
+  states_->stop();
 }
 
-void PublisherManager::onSocket(const std::string& pid, SocketID id, SocketEvent event,
-                                const std::exception_ptr& reason) {
+void PublisherManager::onSocket(const std::string& pid, SocketID id, const SocketReport& report) {
   const auto publisher = publishers_.find(pid);
   if (publisher != publishers_.end()) {
-    publisher->second.onSocket(id, event, reason);
+    publisher->second.onSocket(id, report);
     forgetIfGone(pid);
   }
   noteIfClosed();

@@ -32,20 +32,25 @@ class PublisherManager {
   /// Withdraws the publisher of a factory configuration.
   void remove(const std::string& pid);
 
-  /// Lets every publisher open the endpoints that it could not open because a service was missing.
+  /// Lets every publisher open the endpoints that it could not open because a service was missing or did
+  /// not know their name.
   void retry();
+
+  /// Returns the records of all endpoints, which the stop leaves empty.
+  const std::shared_ptr<EndpointStates>& states() const noexcept { return states_; }
 
   /// Closes every socket, blocks until all are closed or a few seconds have passed, and ends the thread.
   void stop();
 
  private:
   void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
-  void onSocket(const std::string& pid, SocketID id, SocketEvent event, const std::exception_ptr& reason);
+  void onSocket(const std::string& pid, SocketID id, const SocketReport& report);
   void forgetIfGone(const std::string& pid);
   void releaseAll();
   void noteIfClosed();
 
   // Constant after construction:
+  const std::shared_ptr<EndpointStates> states_;
   const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
 
   // Used by the executor's tasks only:

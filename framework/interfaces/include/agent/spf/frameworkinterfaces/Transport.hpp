@@ -8,6 +8,13 @@
 
 namespace agent::spf::frameworkinterfaces {
 
+/// A transport's tries to open an endpoint.
+struct EndpointTries {
+  std::string address;      ///< the one that is tried, with a numeric host; empty if the host has none so far
+  std::uint32_t count = 0;  ///< how many were begun, since the loss if the connection was lost
+  std::string reason;       ///< why the last one failed, in the system's words; empty if unknown
+};
+
 /// Receives the state changes of one endpoint from the transport that opened it.
 ///
 /// The transport calls it on its own thread, one call at a time for all endpoints, with no lock held. Implementations
@@ -17,12 +24,21 @@ class [[gnu::visibility("default")]] EndpointListener {
  public:
   virtual ~EndpointListener() = default;
 
+  /// Reports the tries to open the endpoint, whenever they change: before `opened`, and after `lost`.
+  virtual void trying(const EndpointTries& tries) {
+    static_cast<void>(tries);
+  }
+
   /// Reports that the endpoint listens, or that a handshake with its peer succeeded: once, and for a connection again
   /// after each `lost`.
-  virtual void opened() = 0;
+  /// \param address  the one that the socket has got, with a numeric host and without wildcards
+  virtual void opened(const std::string& address) = 0;
 
   /// Reports that the connection to the peer is lost. The transport reconnects by itself.
-  virtual void lost() {}
+  /// \param reason  empty if unknown
+  virtual void lost(const std::string& reason) {
+    static_cast<void>(reason);
+  }
 
   /// Reports that an operation takes unusually long; the transport keeps trying.
   /// \param what  a message for the log
@@ -60,7 +76,8 @@ class [[gnu::visibility("default")]] Transport {
 
   virtual ~Transport() = default;
 
-  /// Starts to listen. The outcome is reported to the listener, never thrown.
+  /// Starts to listen, and keeps trying while the host is unknown. The outcome is reported to the listener, never
+  /// thrown.
   /// \return the endpoint's ID, which is never reused
   virtual EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) = 0;
 

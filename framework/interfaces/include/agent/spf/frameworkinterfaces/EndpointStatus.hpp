@@ -1,0 +1,62 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace agent::spf::frameworkinterfaces {
+
+/// The state of one endpoint of a publisher. A discovery name with several addresses has one record for each of them.
+struct EndpointState {
+  enum class Direction { bind, connect };
+
+  enum class Phase {
+    unresolved,  ///< the discovery name or the host has no address so far; it is looked up again
+    opening,     ///< no try has succeeded so far; it is tried again
+    up,          ///< bound, or connected to a peer
+    lost,        ///< was up, and is tried again
+    refused      ///< an ErrorEvent has reported the reason; nothing is tried before the next revision
+  };
+
+  std::string servicePublisherID;
+  std::uint32_t modificationCount;  ///< the publisher's current revision
+  Direction direction;
+  std::string endpoint;  ///< the configured value as text
+  Phase phase;
+  std::string address;                          ///< the one that the socket has got, or that is tried; may be empty
+  std::uint32_t tries;                          ///< how many were begun, since the loss if the connection was lost
+  std::string reason;                           ///< why it is not up, in the system's words; empty if unknown or up
+  std::chrono::steady_clock::time_point since;  ///< when the phase began
+};
+
+/// A service that reports the state of each endpoint of each current publisher.
+///
+/// Any thread may call it, several at once, also with locks held; only `removeListener` blocks. The records of a
+/// publisher change together when its revision changes, and disappear when its withdrawal begins. What an event of the
+/// framework reports is in the records before the event is delivered. A service whose bundle was stopped has no records
+/// and calls no listener.
+class [[gnu::visibility("default")]] EndpointStatus {
+ public:
+  using ListenerID = std::uint64_t;
+
+  virtual ~EndpointStatus() = default;
+
+  /// Returns all records: those of a publisher in the order of its configuration, first those to bind.
+  virtual std::vector<EndpointState> list() const = 0;
+
+  /// Adds a listener, which is called after changes of the records; one call may stand for several changes.
+  ///
+  /// A thread of the service calls it, one listener at a time and with no lock held. The listener may call this service
+  /// and stop its bundle; a slow one delays the others only. Its exceptions are swallowed.
+  /// \return the listener's ID, which is never reused
+  /// \throws std::system_error if the system has no thread left
+  virtual ListenerID addListener(std::function<void()> listener) = 0;
+
+  /// Removes a listener. Blocks until a call of it that is under way has returned, unless that call removes it; it is
+  /// not called again. Does nothing for an unknown ID.
+  virtual void removeListener(ListenerID listener) = 0;
+};
+
+}  // namespace agent::spf::frameworkinterfaces
