@@ -5,10 +5,9 @@
 
 namespace agent::spf::frameworkwatch {
 
+// A late report of an unpublished revision changes no answer, since it is not newer than `unpublished_`.
 void PublisherState::noteReport(Revision revision) {
-  if (revision > unpublished_) {
-    reported_ = std::max<std::optional<Revision>>(reported_, revision);
-  }
+  reported_ = std::max<std::optional<Revision>>(reported_, revision);
 }
 
 void PublisherState::notePublished(Revision revision) {

@@ -1,5 +1,5 @@
 #include <chrono>
-#include <stdexcept>
+#include <exception>
 
 #include "SendingFramework.hpp"
 #include "TimedWaits.hpp"
@@ -15,9 +15,7 @@ using spf::test::ScriptedTimedWaits;
 using spf::test::timedWaitsFromThisThread;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using watchtest::Failures;
 using watchtest::isResult;
-using watchtest::Names;
 using watchtest::SendingFramework;
 using End = ScriptedTimedWaits::End;
 

@@ -1,4 +1,5 @@
 #include <chrono>
+#include <cstdint>
 #include <vector>
 
 #include "SendingFramework.hpp"

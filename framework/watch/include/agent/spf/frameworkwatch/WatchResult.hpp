@@ -26,6 +26,7 @@ struct WatchResult {
   /// The publishers that have reported nothing of the expected revision and are not among the outstanding ones.
   std::vector<std::string> silent;
 
+  /// Returns `done`.
   explicit operator bool() const noexcept { return done; }
 };
 
