@@ -4,7 +4,10 @@
 #include <cctype>
 #include <csignal>
 #include <filesystem>
+#include <regex>
+#include <sstream>
 
+#include "display/terminalText.hpp"
 #include "support/Process.hpp"
 #include "support/Workspace.hpp"
 
@@ -174,7 +177,93 @@ TEST_F(SpfctlRun, DrawsABlockOnATerminal) {
   Process process(command(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once"}),
                   Process::Stdout::terminal);
   EXPECT_EQ(process.wait(), 0);
-  EXPECT_THAT(process.out(), HasSubstr("\x1b[2Kp: ready"));
+  EXPECT_THAT(process.out(), HasSubstr("p  ready "));
+}
+
+// The lines of a block that is redrawn, each as the terminal got it, without colours.
+std::vector<std::string> drawnLines(std::string text) {
+  static const std::regex commands("\x1b\\[[0-9]*[A-Za-z]|\r");
+  text = std::regex_replace(text, commands, "");
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+class SpfctlRunOnATerminal : public SpfctlRun, public testing::WithParamInterface<std::pair<int, int>> {};
+
+TEST_P(SpfctlRunOnATerminal, FitsItsWidthAndHeight) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "needs a pseudo-terminal, and none can be opened here: " << reason;
+  }
+  const auto [columns, rows] = GetParam();
+  std::vector<std::string> publishers;
+  for (int index = 0; index < 8; ++index) {
+    publishers.push_back(
+        publisher("\u6e29\u5ea6" + std::to_string(index), quoted(freeEndpoint()), quoted(freeEndpoint())));
+  }
+  Process process(command(configuration(publishers), {"--timeout", "300ms"}), Process::Stdout::terminal,
+                  {columns, rows});
+  EXPECT_EQ(process.wait(), 4);
+  const auto& out = process.out();
+  for (const auto& line : drawnLines(out)) {
+    EXPECT_LT(spfctl::columnsOf(line), static_cast<std::size_t>(columns)) << line;
+  }
+  // What is redrawn is a whole block: as many rows up as it has lines.
+  static const std::regex redrawing("\x1b\\[([0-9]+)A\x1b\\[J");
+  auto block = out.cbegin();
+  for (std::sregex_iterator redraw(out.begin(), out.end(), redrawing); redraw != std::sregex_iterator(); ++redraw) {
+    const auto lines = std::count(block, (*redraw)[0].first, '\n');
+    EXPECT_EQ(std::to_string(lines), (*redraw)[1].str());
+    EXPECT_LT(lines, rows);
+    block = (*redraw)[0].second;
+  }
+  EXPECT_LE(std::count(block, out.cend(), '\n'), rows) << "the last block and a line";
+}
+
+INSTANTIATE_TEST_SUITE_P(OfSize, SpfctlRunOnATerminal,
+                         testing::Values(std::pair(40, 5), std::pair(40, 50), std::pair(80, 5), std::pair(80, 50),
+                                         std::pair(200, 5), std::pair(200, 50)),
+                         [](const auto& size) {
+                           return std::to_string(size.param.first) + "By" + std::to_string(size.param.second);
+                         });
+
+TEST_F(SpfctlRun, RedrawsWhenItsTerminalChangesItsSize) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "needs a pseudo-terminal, and none can be opened here: " << reason;
+  }
+  const std::string longEndpoint = "inproc://" + std::string(100, 'x');
+  Process process(command(configuration({publisher("p", quoted(freeEndpoint()), quoted(longEndpoint))})),
+                  Process::Stdout::terminal, {80, 24});
+  ASSERT_TRUE(process.waitForOutput("  to connect inproc://" + std::string(30, 'x')));
+  process.resize({40, 24});
+  ASSERT_TRUE(process.waitForOutput("  to connect inproc://" + std::string(16, 'x') + "\u2026"));
+  process.signal(SIGINT);
+  EXPECT_EQ(process.wait(), 128 + SIGINT);
+}
+
+TEST_F(SpfctlRun, ShowsConnectionsThatAreLostAndRegained) {
+  const auto address = freeEndpoint();
+  Process first(command(configuration({publisher("first", quoted(freeEndpoint()), quoted(address))})));
+  ASSERT_TRUE(first.waitForOutput("first: to connect " + address));
+  const auto peer = [&] { return command(configuration({publisher("second", quoted(address))})); };
+  {
+    Process second(peer());
+    ASSERT_TRUE(first.waitForOutput("ready: x\n"));
+    second.signal(SIGINT);
+    EXPECT_EQ(second.wait(), 0);
+    ASSERT_TRUE(first.waitForOutput("first: to connect " + address + ": lost"));
+  }
+  Process again(peer());
+  ASSERT_TRUE(first.waitForOutput("first: up: " + address + "\n"));
+}
+
+TEST_F(SpfctlRun, PrintsNoProgressWhenItIsQuiet) {
+  const auto result = run(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once", "--quiet"});
+  EXPECT_EQ(result.code, 0);
+  EXPECT_EQ(result.out, "ready: x\nwithdrawn\n");
 }
 
 TEST_F(SpfctlRun, EndsWithFourAndListsWhatIsOutstandingWhenAPeerIsUnreachable) {
@@ -183,7 +272,8 @@ TEST_F(SpfctlRun, EndsWithFourAndListsWhatIsOutstandingWhenAPeerIsUnreachable) {
       configuration({publisher("p", quoted(freeEndpoint()), quoted(nobody)), publisher("q", quoted(freeEndpoint()))}),
       {"--timeout", "700ms"});
   EXPECT_EQ(result.code, 4);
-  EXPECT_EQ(result.err, "spfctl: not ready: p: to connect " + nobody + "\n");
+  EXPECT_THAT(result.err, HasSubstr("spfctl: not ready: p: to connect " + nobody + "\n"));
+  EXPECT_THAT(result.err, HasSubstr("spfctl: not ready: p: to connect " + nobody + ": opening, "));
   EXPECT_THAT(result.out, HasSubstr("q: ready\n"));
   EXPECT_THAT(result.out, HasSubstr("withdrawn"));
 }

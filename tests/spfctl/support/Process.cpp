@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,11 +19,15 @@ namespace spf::test {
 
 namespace {
 
-void makeChannel(Process::Stdout kind, int& ours, int& theirs) {
+winsize sizeOf(Process::Size size) {
+  return {static_cast<unsigned short>(size.rows), static_cast<unsigned short>(size.columns), 0, 0};
+}
+
+void makeChannel(Process::Stdout kind, int& ours, int& theirs, Process::Size size = {80, 24}) {
   int ends[2];
   if (kind == Process::Stdout::terminal) {
-    const winsize size{24, 80, 0, 0};
-    if (openpty(&ours, &theirs, nullptr, nullptr, &size) != 0) {
+    const winsize window = sizeOf(size);
+    if (openpty(&ours, &theirs, nullptr, nullptr, &window) != 0) {
       throw std::runtime_error("cannot open a terminal");
     }
   } else if (pipe2(ends, O_CLOEXEC) == 0) {
@@ -45,10 +50,10 @@ std::string Process::whyNoTerminal() {
   return "";
 }
 
-Process::Process(const std::vector<std::string>& command, Stdout kind) {
+Process::Process(const std::vector<std::string>& command, Stdout kind, Size size) {
   int theirOut = -1;
   int theirErr = -1;
-  makeChannel(kind, outFd_, theirOut);
+  makeChannel(kind, outFd_, theirOut, size);
   makeChannel(Stdout::pipe, errFd_, theirErr);
   std::vector<char*> arguments;
   for (const auto& argument : command) {
@@ -109,6 +114,12 @@ bool Process::waitForOutput(const std::string& text) {
 
 void Process::signal(int number) {
   kill(pid_, number);
+}
+
+void Process::resize(Size size) {
+  const winsize window = sizeOf(size);
+  ioctl(outFd_, TIOCSWINSZ, &window);
+  signal(SIGWINCH);
 }
 
 int Process::wait() {

@@ -15,7 +15,13 @@ class Process {
   /// \return why this machine opens no pseudo-terminal, as some containers do; empty if it does
   static std::string whyNoTerminal();
 
-  explicit Process(const std::vector<std::string>& command, Stdout kind = Stdout::pipe);
+  struct Size {
+    int columns;
+    int rows;
+  };
+
+  /// \param size  that of the terminal
+  explicit Process(const std::vector<std::string>& command, Stdout kind = Stdout::pipe, Size size = {80, 24});
   ~Process();
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
@@ -25,6 +31,9 @@ class Process {
   [[nodiscard]] bool waitForOutput(const std::string& text);
 
   void signal(int number);
+
+  /// Changes the size of the terminal and tells the process.
+  void resize(Size size);
 
   /// Reads the rest and waits for the end.
   /// \return the exit code; 1000 and the number of the signal that killed it; -1 if it cannot be waited for

@@ -1,6 +1,4 @@
-#include <sys/ioctl.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <exception>
 #include <iostream>
@@ -13,17 +11,9 @@
 #include "commands/Inspect.hpp"
 #include "commands/Run.hpp"
 #include "commands/Show.hpp"
+#include "display/terminal.hpp"
 
 namespace {
-
-// The width of the terminal at standard output; 0 if it is not a terminal.
-std::size_t terminalColumns() {
-  winsize size{};
-  if (isatty(STDOUT_FILENO) == 0) {
-    return 0;
-  }
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
-}
 
 // Every endpoint needs file descriptors. The soft limit is low for programs that use select(), which this one does not.
 void raiseDescriptorLimit() {
@@ -63,7 +53,7 @@ class Execution {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const spfctl::Output output{std::cout, std::cerr, terminalColumns()};
+  const spfctl::Output output{std::cout, std::cerr, spfctl::terminalSize, spfctl::timeStamp, spfctl::mayBeColoured()};
   try {
     const int code = std::visit(Execution(output), spfctl::parseCommandLine({argv + 1, argv + argc}));
     if (!std::cout.flush()) {

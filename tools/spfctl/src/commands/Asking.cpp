@@ -10,12 +10,14 @@
 
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
+#include "agent/spf/frameworksupport/text.hpp"
 
 namespace spfctl {
 
 namespace {
 
 using agent::spf::frameworkinterfaces::PeerDirectory;
+using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::ref_any_cast;
@@ -24,10 +26,6 @@ std::shared_ptr<PeerDirectory> peerDirectory() {
   auto context = agent::host::services::getFramework()->GetBundleContext();
   const auto references = context.GetServiceReferences<PeerDirectory>();
   return references.empty() ? nullptr : context.GetService(references.front());
-}
-
-std::string text(const AnyMap& map, const char* key) {
-  return ref_any_cast<std::string>(map.at(key));
 }
 
 std::string describeAnswer(const AnyMap& answer) {

@@ -1,7 +1,11 @@
 #pragma once
 
-#include <cstddef>
+#include <functional>
 #include <iosfwd>
+#include <optional>
+#include <string>
+
+#include "display/publisherLines.hpp"
 
 namespace spfctl {
 
@@ -9,7 +13,14 @@ namespace spfctl {
 struct Output {
   std::ostream& out;
   std::ostream& err;
-  std::size_t columns;  ///< width of the terminal that `out` is; 0 if it is none
+
+  /// Returns the current size of the terminal that `out` is; nothing if it is none that can be redrawn.
+  std::function<std::optional<TerminalSize>()> terminalSize = [] { return std::nullopt; };
+
+  /// Returns the current time as text.
+  std::function<std::string()> timeStamp = [] { return std::string(); };
+
+  bool isColoured = false;
 };
 
 }  // namespace spfctl

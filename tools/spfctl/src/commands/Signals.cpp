@@ -27,7 +27,8 @@ sigset_t awaited() {
 }  // namespace
 
 Signals::Signals(Changes& changes) : changes_(changes) {
-  const auto set = awaited();
+  auto set = awaited();
+  sigaddset(&set, SIGWINCH);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
   thread_ = std::thread([this] { listen(); });
 }
@@ -39,8 +40,14 @@ Signals::~Signals() {
 
 void Signals::listen() {
   const auto set = awaited();
+  auto alsoResizing = set;
+  sigaddset(&alsoResizing, SIGWINCH);
   int signal = 0;
-  sigwait(&set, &signal);
+  sigwait(&alsoResizing, &signal);
+  while (signal == SIGWINCH) {
+    changes_.note();
+    sigwait(&alsoResizing, &signal);
+  }
   if (signal == SIGUSR1) {
     return;
   }

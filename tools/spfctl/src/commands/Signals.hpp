@@ -8,7 +8,7 @@
 namespace spfctl {
 
 /// Receives SIGINT, SIGTERM and, unless it is ignored, SIGHUP on a thread of its own, so that they
-/// interrupt nothing.
+/// interrupt nothing. A change of the terminal's size (SIGWINCH) is noted, too.
 ///
 /// Construct before starting threads, so that all of them inherit the mask that blocks these signals.
 /// The first signal is noted, and the work has some seconds to finish; after that, or at a second

@@ -1,74 +1,120 @@
 #include "display/ProgressDisplay.hpp"
 
+#include <algorithm>
 #include <ostream>
+#include <set>
+#include <utility>
+
+#include "display/terminalText.hpp"
 
 namespace spfctl {
 
 namespace {
 
-void append(std::string& line, const std::string& part) {
-  line += line.empty() ? part : "; " + part;
+const char* colourOf(Emphasis emphasis) {
+  switch (emphasis) {
+    case Emphasis::good:
+      return "\x1b[32m";
+    case Emphasis::bad:
+      return "\x1b[31m";
+    default:
+      return "";
+  }
 }
 
-void appendEndpoints(std::string& line, const char* what, const std::vector<std::string>& endpoints) {
-  if (endpoints.empty()) {
-    return;
-  }
-  append(line, what);
-  for (const auto& endpoint : endpoints) {
-    line += " " + endpoint;
-  }
+bool areEqual(const std::vector<DisplayLine>& left, const std::vector<DisplayLine>& right) {
+  return std::equal(left.begin(), left.end(), right.begin(), right.end(),
+                    [](const DisplayLine& one, const DisplayLine& other) { return one.text == other.text; });
+}
+
+// The number of tries changes too often to be worth a line.
+std::string withoutTries(OutstandingEndpoint endpoint) {
+  endpoint.tries = 0;
+  return describe(endpoint);
 }
 
 }  // namespace
 
-std::string describe(const PublisherState& state) {
-  if (state.failed()) {
-    return "failed: " + state.error;
-  }
-  if (state.ready()) {
-    return "ready";
-  }
-  std::string line;
-  appendEndpoints(line, "to bind", state.toBind);
-  appendEndpoints(line, "to connect", state.toConnect);
-  if (!state.servicesPublished) {
-    append(line, "services not published");
-  }
-  return line;
-}
+ProgressDisplay::ProgressDisplay(std::ostream& stream, DisplayOptions options)
+    : stream_(stream), options_(std::move(options)) {}
 
-ProgressDisplay::ProgressDisplay(std::ostream& stream, std::size_t columns) : stream_(stream), columns_(columns) {}
-
-void ProgressDisplay::show(const std::vector<PublisherState>& states) {
-  bool changed = false;
-  std::vector<std::string> lines;
-  for (const auto& state : states) {
-    const auto line = describe(state);
-    lines.push_back(state.id + ": " + line);
-    if (shown_[state.id] != line) {
-      shown_[state.id] = line;
-      changed = true;
-      if (columns_ == 0) {
-        stream_ << lines.back() << '\n';
-      }
+void ProgressDisplay::show(const std::vector<PublisherState>& states, const Moment& moment) {
+  if (options_.isQuiet) {
+    return;
+  }
+  if (const auto size = options_.terminalSize()) {
+    redraw(publisherLines(states, moment, *size), *size);
+  } else {
+    for (const auto& state : states) {
+      writeChanges(state);
     }
-  }
-  if (changed && columns_ != 0) {
-    redraw(lines);
   }
   stream_.flush();
 }
 
-void ProgressDisplay::redraw(const std::vector<std::string>& lines) {
-  if (drawnLines_ != 0) {
-    stream_ << "\x1b[" << drawnLines_ << "A";
+void ProgressDisplay::startNewBlock() {
+  drawn_.clear();
+}
+
+// Lines that were drawn on a wider terminal have been wrapped since.
+std::size_t ProgressDisplay::drawnRows(std::size_t columns) const {
+  std::size_t rows = 0;
+  for (const auto& line : drawn_) {
+    rows += std::max<std::size_t>(1, (columnsOf(line.text) + columns - 1) / columns);
+  }
+  return rows;
+}
+
+void ProgressDisplay::redraw(std::vector<DisplayLine> lines, TerminalSize size) {
+  if (areEqual(lines, drawn_) && size.columns == drawnColumns_) {
+    return;
+  }
+  if (!drawn_.empty()) {
+    const auto rows = std::min(drawnRows(std::max<std::size_t>(1, size.columns)), size.rows > 1 ? size.rows - 1 : 1);
+    stream_ << "\x1b[" << rows << "A\x1b[J";
   }
   for (const auto& line : lines) {
-    // A line that wraps would take two, and the next drawing would begin too low.
-    stream_ << "\x1b[2K" << line.substr(0, columns_ - 1) << '\n';
+    const auto* const colour = options_.isColoured ? colourOf(line.emphasis) : "";
+    stream_ << colour << line.text << (*colour == '\0' ? "" : "\x1b[0m") << '\n';
   }
-  drawnLines_ = lines.size();
+  drawn_ = std::move(lines);
+  drawnColumns_ = size.columns;
+}
+
+void ProgressDisplay::writeChanges(const PublisherState& state) {
+  const auto write = [this](const std::string& key, const std::string& publisher, const std::string& text) {
+    auto& shown = shown_[key];
+    if (shown != text) {
+      shown = text;
+      writeLine(publisher + ": " + text);
+    }
+  };
+  write(state.id, state.id, describe(state));
+  std::set<std::string> outstanding;
+  for (const auto& endpoint : state.outstanding) {
+    const auto key = state.id + '\0' + endpoint.what + ' ' + endpoint.endpoint;
+    outstanding.insert(key);
+    // What the publisher's own line does not say.
+    if (endpoint.phase == "lost" || !endpoint.reason.empty() || shown_.count(key) != 0) {
+      write(key, state.id, withoutTries(endpoint));
+    }
+  }
+  // Endpoints that were reported and are up again.
+  const auto prefix = state.id + '\0';
+  for (auto entry = shown_.lower_bound(prefix); entry != shown_.end() && entry->first.rfind(prefix, 0) == 0;) {
+    if (outstanding.count(entry->first) != 0) {
+      ++entry;
+      continue;
+    }
+    if (!state.failed()) {
+      writeLine(state.id + ": up: " + entry->first.substr(entry->first.find(' ', prefix.size() + 3) + 1));
+    }
+    entry = shown_.erase(entry);
+  }
+}
+
+void ProgressDisplay::writeLine(const std::string& text) {
+  stream_ << options_.timeStamp() << ' ' << escaped(text) << '\n';
 }
 
 }  // namespace spfctl

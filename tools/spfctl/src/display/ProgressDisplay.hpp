@@ -1,34 +1,51 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "display/PublisherState.hpp"
+#include "display/publisherLines.hpp"
 
 namespace spfctl {
 
-/// Returns what is outstanding, as one line without the publisher's name.
-std::string describe(const PublisherState& state);
+/// Where and how progress is shown.
+struct DisplayOptions {
+  /// Returns the terminal's current size; nothing if lines are to be written instead of a block that is redrawn.
+  std::function<std::optional<TerminalSize>()> terminalSize;
 
-/// Shows the state of the publishers: on a terminal one block that is redrawn at each change,
-/// elsewhere one line per change.
+  /// Returns the current time as text, for lines.
+  std::function<std::string()> timeStamp;
+
+  bool isColoured = false;
+  bool isQuiet = false;  ///< nothing is shown
+};
+
+/// Shows the state of the publishers: on a terminal one block that is redrawn at each change, elsewhere one line per
+/// change, with a time stamp.
 class ProgressDisplay {
  public:
-  /// \param columns  width of the terminal; 0 for a stream that is not a terminal
-  ProgressDisplay(std::ostream& stream, std::size_t columns);
+  ProgressDisplay(std::ostream& stream, DisplayOptions options);
 
-  void show(const std::vector<PublisherState>& states);
+  void show(const std::vector<PublisherState>& states, const Moment& moment);
+
+  /// Leaves what is drawn where it is: something else was written below it.
+  void startNewBlock();
 
  private:
-  void redraw(const std::vector<std::string>& lines);
+  void redraw(std::vector<DisplayLine> lines, TerminalSize size);
+  void writeChanges(const PublisherState& state);
+  void writeLine(const std::string& text);
+  std::size_t drawnRows(std::size_t columns) const;
 
   std::ostream& stream_;
-  const std::size_t columns_;
-  std::map<std::string, std::string> shown_;
-  std::size_t drawnLines_ = 0;
+  const DisplayOptions options_;
+  std::map<std::string, std::string> shown_;  // by publisher, and by publisher and endpoint
+  std::vector<DisplayLine> drawn_;
+  std::size_t drawnColumns_ = 0;
 };
 
 }  // namespace spfctl
