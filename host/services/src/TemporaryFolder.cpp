@@ -5,8 +5,6 @@
 #include <string>
 #include <system_error>
 
-#include <stdlib.h>
-
 namespace agent::host::services {
 
 TemporaryFolder::TemporaryFolder() {

@@ -36,7 +36,7 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
  private:
   /// The publishers of one configuration whose factory configurations were written.
   struct Applied {
-    std::uint32_t modificationCount;
+    std::uint32_t modificationCount = 0;
     std::map<PublisherKey, std::string> publishers;  ///< with their IDs
   };
 

@@ -18,8 +18,8 @@ inline constexpr auto badOutcome = "error";
 
 // Peers are not trusted, so everything that they send has a limit. ZeroMQ limits frames and complete messages, but not
 // the number of frames of an incomplete message.
-inline constexpr std::size_t largestRequest = 64 * 1024;
-inline constexpr std::size_t largestAnswer = 1024 * 1024;
+inline constexpr std::size_t largestRequest = std::size_t{64} * 1024;
+inline constexpr std::size_t largestAnswer = std::size_t{1024} * 1024;
 
 /// Checks the size of a text.
 /// \throws std::runtime_error if it is larger than the peer accepts
