@@ -1,9 +1,17 @@
+#include <algorithm>
 #include <atomic>
+#include <filesystem>
+#include <system_error>
 #include <thread>
 
+#include <arpa/inet.h>
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/Constants.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <stdlib.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "support/RunningFramework.hpp"
@@ -272,6 +280,150 @@ TEST_F(AnEndpointsStatus, IsConsistentWhileRevisionsChange) {
   for (auto& reader : readers) {
     reader.join();
   }
+}
+
+/// Accepts TCP connections and closes them at once.
+class ClosingServer {
+ public:
+  ClosingServer() {
+    sockaddr_in where{};
+    where.sin_family = AF_INET;
+    where.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof(where);
+    EXPECT_EQ(bind(listener_, reinterpret_cast<const sockaddr*>(&where), size), 0);
+    EXPECT_EQ(getsockname(listener_, reinterpret_cast<sockaddr*>(&where), &size), 0);
+    EXPECT_EQ(listen(listener_, 10), 0);
+    address_ = "tcp://127.0.0.1:" + std::to_string(ntohs(where.sin_port));
+    thread_ = std::thread([this] {
+      for (int peer = 0; peer >= 0;) {
+        peer = accept(listener_, nullptr, nullptr);
+        close(peer);
+      }
+    });
+  }
+  ~ClosingServer() {
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    close(listener_);
+  }
+  ClosingServer(const ClosingServer&) = delete;
+  ClosingServer& operator=(const ClosingServer&) = delete;
+
+  const std::string& address() const { return address_; }
+
+ private:
+  const int listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::string address_;
+  std::thread thread_;
+};
+
+std::string textOf(int error) {
+  return std::generic_category().message(error);
+}
+
+class AConnectionsStatus : public AnEndpointsStatus {};
+
+TEST_F(AConnectionsStatus, HasTheReasonAndTheTriesUntilThePeerIsThereAndAfterItHasGone) {
+  const auto address = freeAddress();
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  const EndpointState refused = sut.waitFor(
+      "display", [](const EndpointState& state) { return state.reason == textOf(ECONNREFUSED) && state.tries >= 3; });
+  EXPECT_EQ(refused.phase, Phase::opening) << toText(refused);
+  EXPECT_EQ(refused.address, address);
+  EXPECT_EQ(refused.direction, Direction::connect);
+  for (int round = 1; round <= 2; ++round) {
+    const auto id = "station" + std::to_string(round);
+    publish("server", Configuration(1).publisher(id).bind(address), id + "#1");
+    const EndpointState up = sut.waitFor("display", Phase::up);
+    EXPECT_EQ(up.reason, "");
+    EXPECT_EQ(up.address, address);
+    EXPECT_GT(up.since, refused.since);
+    framework.remove("server");
+    ASSERT_NE(framework.events().waitFor("unpublished " + id), "");
+    const EndpointState lost = sut.waitFor("display", Phase::lost, textOf(ECONNREFUSED));
+    EXPECT_EQ(lost.address, address);
+    EXPECT_GT(lost.since, up.since);
+    const EndpointState stillLost =
+        sut.waitFor("display", [&](const EndpointState& state) { return state.tries > lost.tries; });
+    EXPECT_EQ(stillLost.phase, Phase::lost);
+    EXPECT_EQ(stillLost.since, lost.since);
+  }
+  EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
+}
+
+TEST_F(AConnectionsStatus, HasTheReasonOfAPath) {
+  std::string folder = (std::filesystem::temp_directory_path() / "spf-ipc-XXXXXX").native();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const auto address = "ipc://" + folder + "/station";
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  EXPECT_EQ(sut.waitFor("display", Phase::opening, textOf(ENOENT)).address, address);
+  publish("server", Configuration(1).publisher("station").bind(address), "station#1");
+  EXPECT_EQ(sut.waitFor("display", Phase::up).address, address);
+  framework.remove("server");
+  ASSERT_NE(framework.events().waitFor("unpublished station#1"), "");
+  EXPECT_EQ(sut.waitFor("display", Phase::lost, textOf(ENOENT)).address, address);
+  std::filesystem::remove_all(folder);
+}
+
+TEST_F(AConnectionsStatus, SaysThatThePeerCompletesNoHandshake) {
+  const ClosingServer server;
+  framework.update("client", Configuration(1).publisher("display").connect(server.address()));
+  const EndpointState state = sut.waitFor("display", [](const EndpointState& shown) {
+    return shown.reason == "no handshake with the peer so far" && shown.tries >= 3;
+  });
+  EXPECT_EQ(state.phase, Phase::opening) << toText(state);
+}
+
+TEST_F(AConnectionsStatus, IsRefusedForASourceOfAnotherMachine) {
+  const auto address = "tcp://192.0.2.1:0;" + freeAddress().substr(6);
+  framework.update("client", Configuration(1).publisher("display").connect(address));
+  EXPECT_THAT(framework.events().waitFor("error display#1"), HasSubstr(textOf(EADDRNOTAVAIL)));
+  const EndpointState state = sut.of("display").at(0);
+  EXPECT_EQ(state.phase, Phase::refused);
+  EXPECT_THAT(state.reason, HasSubstr(textOf(EADDRNOTAVAIL)));
+  EXPECT_GE(state.tries, 1u);
+}
+
+TEST_F(AConnectionsStatus, IsConsistentWhilePeersComeAndGo) {
+  std::vector<std::string> addresses;
+  Configuration client(1);
+  client.publisher("display");
+  for (int i = 0; i < 5; ++i) {
+    addresses.push_back(freeAddress());
+    client.connect(addresses.back());
+  }
+  publish("client", client, "display#1");
+  std::atomic<bool> ended{false};
+  std::thread reader([&] {
+    while (!ended) {
+      const auto states = sut.of("display");
+      EXPECT_EQ(states.size(), addresses.size());
+      for (const EndpointState& state : states) {
+        EXPECT_TRUE(state.phase != Phase::up || state.reason.empty()) << toText(state);
+      }
+    }
+  });
+  for (int round = 1; round <= 3; ++round) {
+    const auto id = "station" + std::to_string(round);
+    Configuration server(1);
+    server.publisher(id);
+    for (const std::string& address : addresses) {
+      server.bind(address);
+    }
+    publish("server", server, id + "#1");
+    const auto areAll = [](Phase phase) {
+      return [phase](const std::vector<EndpointState>& states) {
+        return std::all_of(states.begin(), states.end(),
+                           [phase](const EndpointState& state) { return state.phase == phase; });
+      };
+    };
+    EXPECT_TRUE(sut.waitForAll("display", areAll(Phase::up)));
+    framework.remove("server");
+    ASSERT_NE(framework.events().waitFor("unpublished " + id), "");
+    EXPECT_TRUE(sut.waitForAll("display", areAll(Phase::lost)));
+  }
+  ended = true;
+  reader.join();
 }
 
 /// A discovery whose answers a test sets.

@@ -12,7 +12,11 @@ namespace spf::zeromq {
 namespace {
 
 constexpr auto connectionLost = "the connection was lost";
+constexpr auto noHandshake = "no handshake with the peer so far";
 constexpr auto notBound = "no endpoint of this process is bound to the name";
+
+/// How much time passes at least between two probes.
+constexpr std::chrono::seconds probeInterval{1};
 
 }  // namespace
 
@@ -107,18 +111,70 @@ void ConnectedEndpoint::attach(SharedState& shared) {
   }
 }
 
+int ConnectedEndpoint::monitoredEvents() const {
+  return ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL |
+         ZMQ_EVENT_HANDSHAKE_FAILED_AUTH | ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_DISCONNECTED;
+}
+
 void ConnectedEndpoint::onEvent(std::uint16_t event) {
-  if (event == ZMQ_EVENT_HANDSHAKE_SUCCEEDED) {
-    becomeOpen(shownAddress());
-  } else if (isOpen()) {
-    onMessages();  // the answers that have arrived before
-    // The peer sends no further answers, because it takes the next connection for another peer.
-    failRequests(connectionLost);
-    reportLoss(Phase::opening, connectionLost);  // ZeroMQ reconnects by itself, but to the same numeric address
-    if (hasHostName()) {
-      lookUpAgain();
-    }
+  switch (event) {
+    case ZMQ_EVENT_HANDSHAKE_SUCCEEDED:
+      probe_.reset();
+      becomeOpen(shownAddress());
+      break;
+    case ZMQ_EVENT_CONNECT_RETRIED:
+      onRetry(Clock::now());
+      break;
+    case ZMQ_EVENT_DISCONNECTED:
+      onLoss();
+      break;
+    default:
+      reportReason(noHandshake);
   }
+}
+
+void ConnectedEndpoint::onLoss() {
+  if (!isOpen()) {
+    return;
+  }
+  onMessages();  // the answers that have arrived before
+  // The peer sends no further answers, because it takes the next connection for another peer.
+  failRequests(connectionLost);
+  reportLoss(Phase::opening, connectionLost);  // ZeroMQ reconnects by itself, but to the same numeric address
+  if (hasHostName()) {
+    lookUpAgain();
+  }
+}
+
+// ZeroMQ does not report why a try has failed.
+void ConnectedEndpoint::onRetry(Clock::time_point now) {
+  beginTry();
+  if (!probe_ && nextProbe_ <= now) {
+    nextProbe_ = now + probeInterval;
+    probe_.emplace(address(), now);
+    onProbe(/*isReady=*/true, now);
+  }
+}
+
+void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
+  if (!probe_ || !(isReady || probe_->deadline() <= now)) {
+    return;
+  }
+  const auto outcome = probe_->poll(now);
+  if (!outcome) {
+    return;
+  }
+  probe_.reset();
+  if (outcome->isPermanent) {
+    fail(outcome->reason);
+  } else {
+    reportReason(outcome->reason.empty() ? noHandshake : outcome->reason);
+  }
+}
+
+std::optional<Endpoint::Clock::time_point> ConnectedEndpoint::deadline() const noexcept {
+  const auto own = Endpoint::deadline();
+  return probe_ && (!own || probe_->deadline() < *own) ? probe_->deadline() : own;
 }
 
 void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
@@ -135,6 +191,7 @@ void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
 }
 
 void ConnectedEndpoint::beforeDrop() {
+  probe_.reset();
   failRequests("the connection was closed");
 }
 

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Answer.hpp"
 #include "Endpoint.hpp"
+#include "Probe.hpp"
 
 namespace spf::zeromq {
 
@@ -16,6 +18,9 @@ class ConnectedEndpoint : public Endpoint {
   using Endpoint::Endpoint;
 
   void onMessages() override;
+  int probeDescriptor() const noexcept override { return probe_ ? probe_->descriptor() : -1; }
+  void onProbe(bool isReady, Clock::time_point now) override;
+  std::optional<Clock::time_point> deadline() const noexcept override;
 
   /// Returns whether there is a peer to connect to: an `inproc` name has to be bound in this process. ZeroMQ would
   /// accept the connection without it, but keep it after its socket was closed.
@@ -33,7 +38,7 @@ class ConnectedEndpoint : public Endpoint {
 
  private:
   zmq::socket_type socketType() const override { return zmq::socket_type::dealer; }
-  int monitoredEvents() const override { return ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_DISCONNECTED; }
+  int monitoredEvents() const override;
   std::size_t largestMessage() const override;
   bool checkAddress() override;
   void attach(SharedState& shared) override;
@@ -42,8 +47,12 @@ class ConnectedEndpoint : public Endpoint {
   void onResolved(const ResolvedHost& resolved) override;
   void beforeDrop() override;
 
+  void onRetry(Clock::time_point now);
+  void onLoss();
   void failRequests(const std::string& reason);
 
+  std::optional<Probe> probe_;
+  Clock::time_point nextProbe_;
   EndpointID peer_ = 0;  ///< inproc: the connected endpoint
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;

@@ -15,7 +15,13 @@ namespace {
 /// How long a socket may take to close before the listener is warned; doubled each time.
 constexpr std::chrono::seconds closingTime{2};
 
-constexpr int reconnectInterval = 100;  // milliseconds
+// Milliseconds. ZeroMQ doubles the interval between two tries from the first to the longest one.
+constexpr int firstReconnectInterval = 100;
+constexpr int longestReconnectInterval = 1000;
+
+/// How long one try may take, in milliseconds. The system would wait for two minutes, during which a peer that has come
+/// up may not be noticed.
+constexpr int connectTime = 10000;
 
 /// The interval between two look-ups of a host; doubled each time, up to a limit.
 constexpr std::chrono::milliseconds firstLookUpInterval{500};
@@ -237,7 +243,9 @@ void Endpoint::makeSocket(SharedState& shared) {
   socket_->set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(largestMessage()));
   socket_->set(zmq::sockopt::sndhwm, queuedMessages);
   socket_->set(zmq::sockopt::rcvhwm, queuedMessages);
-  socket_->set(zmq::sockopt::reconnect_ivl, reconnectInterval);
+  socket_->set(zmq::sockopt::reconnect_ivl, firstReconnectInterval);
+  socket_->set(zmq::sockopt::reconnect_ivl_max, longestReconnectInterval);
+  socket_->set(zmq::sockopt::connect_timeout, connectTime);
   socket_->set(zmq::sockopt::ipv6, isIPv6(address_));
   if (address_.scheme != Scheme::inproc) {  // ZeroMQ reports no events of these
     monitor_.emplace(shared.context, *socket_, std::to_string(++shared.lastMonitor), monitoredEvents());

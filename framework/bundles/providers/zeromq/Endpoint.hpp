@@ -106,6 +106,15 @@ class Endpoint {
   /// Performs the action that is due at the deadline.
   void onTime(Clock::time_point now);
 
+  /// Returns the descriptor to poll until it is writable; negative if there is none.
+  virtual int probeDescriptor() const noexcept { return -1; }
+
+  /// Handles the outcome of a probe if it is there, or late.
+  virtual void onProbe(bool isReady, Clock::time_point now) {
+    static_cast<void>(isReady);
+    static_cast<void>(now);
+  }
+
   /// Abandons the endpoint: reports `failed` with the reason in the phases before `open`, `closed` in later ones.
   void abandon(std::exception_ptr reason);
 
@@ -116,8 +125,8 @@ class Endpoint {
   bool isDone() const noexcept { return phase_ == Phase::done; }
   bool isClosing() const noexcept { return phase_ == Phase::closing; }
 
-  /// Returns when `onTime` or `hostToLookUp` has to be called next.
-  std::optional<Clock::time_point> deadline() const noexcept { return deadline_; }
+  /// Returns when `onTime`, `onProbe` or `hostToLookUp` has to be called next.
+  virtual std::optional<Clock::time_point> deadline() const noexcept { return deadline_; }
 
   /// Returns the socket or the monitor to poll; null if there is none.
   void* socketHandle() noexcept { return socket_ ? socket_->handle() : nullptr; }

@@ -196,25 +196,30 @@ bool SocketLoop::mayBind(BoundEndpoint& endpoint, Endpoint::Clock::time_point no
 void SocketLoop::poll() {
   const auto polled = endpoints();
   std::vector<zmq::pollitem_t> items{{nullptr, waker_.descriptor(), ZMQ_POLLIN, 0}};
-  const auto add = [&](void* handle) {
-    // An entry without a socket would stand for the standard input.
-    if (handle == nullptr) {
+  const auto add = [&](void* socket, int descriptor, short events) {
+    // An entry with neither of them would stand for the standard input.
+    if (socket == nullptr && descriptor < 0) {
       return std::size_t{0};
     }
-    items.push_back({handle, 0, ZMQ_POLLIN, 0});
+    items.push_back({socket, descriptor, events, 0});
     return items.size() - 1;
   };
-  std::vector<std::pair<std::size_t, std::size_t>> positions;  // of monitor and socket in items; 0 if there is none
+  struct Positions {
+    std::size_t monitor, socket, probe;  ///< in the items; 0 if there is none
+  };
+  std::vector<Positions> positions;
   positions.reserve(polled.size());
   for (Endpoint* endpoint : polled) {
-    const auto monitor = add(endpoint->monitorHandle());
-    positions.emplace_back(monitor, add(endpoint->socketHandle()));
+    const auto monitor = add(endpoint->monitorHandle(), -1, ZMQ_POLLIN);
+    const auto socket = add(endpoint->socketHandle(), -1, ZMQ_POLLIN);
+    positions.push_back({monitor, socket, add(nullptr, endpoint->probeDescriptor(), ZMQ_POLLOUT)});
   }
   retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
-  const auto isReadable = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
+  const auto isReady = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
   const auto now = Endpoint::Clock::now();
   for (std::size_t i = 0; i < polled.size(); ++i) {
-    serve(*polled[i], isReadable(positions[i].first), isReadable(positions[i].second));
+    serve(*polled[i], isReady(positions[i].monitor), isReady(positions[i].socket));
+    polled[i]->onProbe(isReady(positions[i].probe), now);
     polled[i]->onTime(now);
   }
 }
