@@ -25,7 +25,7 @@ enum class SocketEvent { trying, opened, lost, warned, failed, closed };
 
 /// A transport's report about a socket.
 struct SocketReport {
-  SocketEvent event;
+  SocketEvent event{};
   EndpointTries details;  ///< the address of `opened`, the reason of `lost`, `warned` and `failed`, all of `trying`
 };
 
