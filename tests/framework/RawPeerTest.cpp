@@ -14,20 +14,26 @@
 
 namespace {
 
+/// Connects to an endpoint.
+/// \param address  `tcp://` with a numeric host of IPv4
+/// \return the descriptor
+int connectTo(const std::string& address) {
+  const int descriptor = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const auto host = address.substr(6, address.rfind(':') - 6);
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_port = htons(static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1))));
+  inet_pton(AF_INET, host.c_str(), &where.sin_addr);
+  EXPECT_EQ(connect(descriptor, reinterpret_cast<const sockaddr*>(&where), sizeof(where)), 0);
+  return descriptor;
+}
+
 /// A peer with its own implementation of ZeroMQ's protocol, which can leave messages unfinished.
 class RawPeer {
  public:
   /// Connects to an endpoint.
   /// \param address  `tcp://` with a numeric host of IPv4
-  explicit RawPeer(const std::string& address) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    const auto host = address.substr(6, address.rfind(':') - 6);
-    sockaddr_in where{};
-    where.sin_family = AF_INET;
-    where.sin_port = htons(static_cast<std::uint16_t>(std::stoi(address.substr(address.rfind(':') + 1))));
-    inet_pton(AF_INET, host.c_str(), &where.sin_addr);
-    EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&where), sizeof(where)), 0);
-    shakeHands();
-  }
+  explicit RawPeer(const std::string& address) : socket_(connectTo(address)) { shakeHands(); }
   ~RawPeer() { close(socket_); }
   RawPeer(const RawPeer&) = delete;
   RawPeer& operator=(const RawPeer&) = delete;
@@ -98,6 +104,17 @@ TEST_F(ARawPeer, IsAnsweredLikeAnyOther) {
   peer.sendFrame(number, true);
   peer.sendFrame("question", false);
   EXPECT_TRUE(peer.hasReceived("answer to question"));
+}
+
+// As a transport does that looks for the reason of a failed try.
+TEST_F(ARawPeer, IsNoHarmWhenItConnectsAndClosesAtOnce) {
+  connectPair();
+  for (int i = 0; i < 50; ++i) {
+    ::close(connectTo(address));
+  }
+  EXPECT_EQ(ask("question"), "answer to question");
+  const RawPeer peer(address);
+  EXPECT_EQ(client->losses.count(), 0);
 }
 
 TEST_F(ARawPeer, IsDisconnectedForAFrameLargerThanAnyQuestion) {

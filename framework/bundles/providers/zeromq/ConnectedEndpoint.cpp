@@ -123,13 +123,17 @@ void ConnectedEndpoint::onEvent(std::uint16_t event) {
       becomeOpen(shownAddress());
       break;
     case ZMQ_EVENT_CONNECT_RETRIED:
-      onRetry(Clock::now());
+      if (phase() == Phase::opening) {
+        onRetry(Clock::now());
+      }
       break;
     case ZMQ_EVENT_DISCONNECTED:
       onLoss();
       break;
     default:
-      reportReason(noHandshake);
+      if (phase() == Phase::opening) {
+        reportReason(noHandshake);
+      }
   }
 }
 

@@ -164,7 +164,7 @@ std::string zshArguments(const CLI::App& command) {
       continue;
     }
     for (const auto& name : namesOf(*option)) {
-      const auto value = takesValue(*option) ? "=" : "";
+      const std::string value = takesValue(*option) ? "=" : "";
       const auto action = takesValue(*option) ? zshAction(*option) : std::string();
       text +=
           " \\\n        " + quoted(name + value + "[" + summaryOf(option->get_description()) + "]" + action, "'\\''");

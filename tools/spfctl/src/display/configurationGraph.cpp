@@ -10,7 +10,6 @@ namespace spfctl {
 
 namespace {
 
-using agent::spf::frameworksetup::SPFServicePublisherConfiguration;
 using Endpoints = std::vector<cppmicroservices::Any>;
 
 constexpr std::size_t mostEdges = 300;
@@ -50,11 +49,8 @@ std::string label(const std::string& first, const std::string& second) {
 
 class Graph {
  public:
-  explicit Graph(const ConfigurationDescription& description) : description_(description) {
-    for (std::size_t index = 0; index < description.serviceMappings.size(); ++index) {
-      mapped_.insert(description.serviceMappings[index]);
-    }
-  }
+  explicit Graph(const ConfigurationDescription& description)
+      : description_(description), mapped_(description.serviceMappings.begin(), description.serviceMappings.end()) {}
 
   std::string text() {
     const bool counted = edges() > mostEdges;

@@ -6,8 +6,6 @@
 #include <cwchar>
 #include <string_view>
 
-#include <locale.h>  // newlocale and uselocale are POSIX
-
 namespace spfctl {
 
 namespace {

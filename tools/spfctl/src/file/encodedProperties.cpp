@@ -4,7 +4,10 @@
 
 namespace spfctl {
 
-using namespace agent::spf::frameworksetup;
+using agent::spf::frameworksetup::encodeConfiguration;
+using agent::spf::frameworksetup::ServiceInterfaces;
+using agent::spf::frameworksetup::ServiceMappings;
+using agent::spf::frameworksetup::ServicePublishers;
 
 cppmicroservices::AnyMap encodedProperties(const ConfigurationDescription& description) {
   ServiceInterfaces interfaces;
