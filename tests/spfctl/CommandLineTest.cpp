@@ -112,6 +112,7 @@ TEST_F(TheCommandLine, ReadsTheOptionsOfEveryCommand) {
   EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "svg"})).format, ShowOptions::Format::svg);
   EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "json"})).format, ShowOptions::Format::json);
   EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--as", "dot"})).format, ShowOptions::Format::dot);
+  EXPECT_EQ(std::get<ShowOptions>(parseCommandLine({"show", "a", "--json"})).format, ShowOptions::Format::json);
   const auto diff = std::get<DiffOptions>(parseCommandLine({"diff", "a", "b", "--json"}));
   EXPECT_EQ(diff.before + diff.after, "ab");
   EXPECT_TRUE(diff.json);

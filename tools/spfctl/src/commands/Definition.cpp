@@ -163,6 +163,8 @@ void Definition::addShow() {
           "(dot, svg).")
       ->type_name("FORMAT")
       ->check(CLI::IsMember({"text", "json", "dot", "svg"}));
+  show->add_flag_callback(
+      "--json", [this] { show_.format = ShowOptions::Format::json; }, "The same as --as json.");
 }
 
 void Definition::addDiff() {
