@@ -81,7 +81,8 @@ TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
   EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
   EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
   EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");
-  EXPECT_EQ(complaint({"show", "a", "--colour"}), "spfctl show: unknown option '--colour'; expected --help, --as");
+  EXPECT_EQ(complaint({"show", "a", "--colour"}),
+            "spfctl show: unknown option '--colour'; expected --help, --as, --json");
   EXPECT_EQ(complaint({"--fast"}), "spfctl: unknown option '--fast'; expected --help, --version");
   EXPECT_EQ(complaint({"run", "a", "--timeout"}), "spfctl run: --timeout: 1 required TIME missing");
   EXPECT_EQ(complaint({"run", "a", "--root=/does/not/exist"}),
@@ -97,6 +98,14 @@ TEST_F(TheCommandLine, SuggestsWhatWasMeant) {
 
 TEST_F(TheCommandLine, TakesTheLastValueOfAnOptionThatIsGivenTwice) {
   EXPECT_EQ(parsed({"run", "f", "--timeout", "5s", "--timeout", "7s"}).timeout, 7s);
+}
+
+TEST_F(TheCommandLine, TakesABracketedNameForAFile) {
+  EXPECT_EQ(std::get<CheckOptions>(parseCommandLine({"check", "[a,b]"})).files, std::vector<std::string>{"./[a,b]"});
+}
+
+TEST_F(TheCommandLine, SuggestsAnOptionAlsoWhereTheFileIsMissing) {
+  EXPECT_EQ(complaint({"check", "--strct"}), "spfctl check: unknown option '--strct'; did you mean '--strict'?");
 }
 
 TEST_F(TheCommandLine, TakesOneDashForStandardInput) {

@@ -57,6 +57,13 @@ TEST(APicture, DrawsTextsAsTheyAre) {
   EXPECT_THAT(svg, HasSubstr("w\u00e4rme \\x1b[31m"));
 }
 
+TEST(APicture, DecodesNothing) {
+  const auto description =
+      checkConfiguration({"f", R"({"servicePublishers": [{"uniqueID": "&#27;[31m a&lt;b", "name": "n"}]})"})
+          .description;
+  EXPECT_THAT(drawnAsSvg(configurationGraph(description)), HasSubstr("&amp;#27;[31m a&amp;lt;b"));
+}
+
 TEST(APicture, OfNothingIsEmpty) {
   const auto svg = drawnAsSvg(configurationGraph({}));
   EXPECT_EQ(count(svg, "class=\"node\""), 0u);

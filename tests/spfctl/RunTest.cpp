@@ -260,6 +260,18 @@ TEST_F(SpfctlRun, ShowsConnectionsThatAreLostAndRegained) {
   ASSERT_TRUE(first.waitForOutput("first: up: " + address + "\n"));
 }
 
+TEST_F(SpfctlRun, WithdrawsWhenNobodyReadsItsOutputAnyMore) {
+  const auto address = freeEndpoint();
+  std::string line;
+  for (const auto& argument : command(configuration({publisher("p", quoted(address), quoted(freeEndpoint()))}))) {
+    line += "'" + argument + "' ";
+  }
+  // The shell's own standard output stays; that of the tool is a pipe whose reader ends after one line.
+  Process process({"/bin/bash", "-c", line + " | head -n 1; exit ${PIPESTATUS[0]}"});
+  EXPECT_EQ(process.wait(), 128 + SIGPIPE) << process.err();
+  EXPECT_FALSE(isOpen(address));
+}
+
 TEST_F(SpfctlRun, PrintsNoProgressWhenItIsQuiet) {
   const auto result = run(configuration({publisher("p", quoted(freeEndpoint()))}), {"--once", "--quiet"});
   EXPECT_EQ(result.code, 0);
@@ -433,8 +445,8 @@ TEST_F(SpfctlRun, PrintsItsUsageWhenAsked) {
 TEST_F(SpfctlRun, WarnsOfARootThatHoldsNoBundle) {
   const auto result = run(configuration({publisher("p", "")}), {"--root", workspace_.path(), "--timeout", "0s"});
   EXPECT_EQ(result.code, 4);
-  EXPECT_THAT(result.err, HasSubstr("spfctl: warning: no bundle of the framework in \"" +
-                                    (workspace_.path() / "bin/win64/spf").string() + "\"\n"));
+  EXPECT_THAT(result.err, HasSubstr("spfctl: warning: no bundle of the framework in " +
+                                    (workspace_.path() / "bin/win64/spf").string() + "\n"));
 }
 
 TEST_F(SpfctlRun, EndsWithOneAndNamesTheBundleFileThatIsCutOffOrHasNoManifest) {

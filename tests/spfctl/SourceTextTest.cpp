@@ -40,6 +40,20 @@ TEST(ASourceText, SaysWhyAFileCannotBeRead) {
   EXPECT_EQ(complaintAbout("/tmp"), "/tmp: is a directory; expected a configuration file");
 }
 
+TEST(ASourceText, SaysWhyReadingFailsInTheMiddle) {
+  try {
+    readSource("/proc/self/mem");
+    FAIL();
+  } catch (const FileError& error) {
+    EXPECT_STREQ(error.what(), "/proc/self/mem: cannot be read: Input/output error");
+  }
+}
+
+TEST(ASourceText, EndsItsLinesBeforeACarriageReturn) {
+  EXPECT_EQ(placeIn("{\r\n}\r\n", 0), "1:1 {");
+  EXPECT_EQ(placeIn("{\r\n}\r\n", 3), "2:1 }");
+}
+
 TEST(ASourceText, IsReadFromAFile) {
   const auto file = std::filesystem::path(testing::TempDir()) / "spfctl-source.json";
   std::ofstream(file) << "text";

@@ -1,5 +1,6 @@
 #include <sys/resource.h>
 
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <variant>
@@ -12,6 +13,7 @@
 #include "commands/Run.hpp"
 #include "commands/Show.hpp"
 #include "display/terminal.hpp"
+#include "display/terminalText.hpp"
 
 namespace {
 
@@ -31,6 +33,7 @@ class Execution {
 
   int operator()(const spfctl::RunOptions& options) const {
     raiseDescriptorLimit();
+    std::signal(SIGPIPE, SIG_IGN);
     spfctl::Changes changes;
     const spfctl::Signals signals(changes);
     return spfctl::run(options, signals, changes, output_);
@@ -55,17 +58,21 @@ class Execution {
 int main(int argc, char** argv) {
   const spfctl::Output output{std::cout, std::cerr, spfctl::terminalSize, spfctl::timeStamp, spfctl::mayBeColoured()};
   try {
-    const int code = std::visit(Execution(output), spfctl::parseCommandLine({argv + 1, argv + argc}));
-    if (!std::cout.flush()) {
+    const auto command = spfctl::parseCommandLine({argv + 1, argv + argc});
+    const int code = std::visit(Execution(output), command);
+    // These two answer for their output themselves.
+    const bool isChecked =
+        std::holds_alternative<spfctl::DiffOptions>(command) || std::holds_alternative<spfctl::RunOptions>(command);
+    if (!std::cout.flush() && !isChecked) {
       std::cerr << "spfctl: standard output cannot be written\n";
       return static_cast<int>(spfctl::ExitCode::failedAtRunTime);
     }
     return code;
   } catch (const spfctl::UsageError& error) {
-    std::cerr << error.what() << "\nTry 'spfctl --help'.\n";
+    std::cerr << spfctl::escaped(error.what()) << "\nTry 'spfctl --help'.\n";
     return static_cast<int>(spfctl::ExitCode::wrongUsage);
   } catch (const std::exception& error) {
-    std::cerr << "spfctl: " << error.what() << '\n';
+    std::cerr << "spfctl: " << spfctl::escaped(error.what()) << '\n';
     return static_cast<int>(spfctl::ExitCode::failedAtRunTime);
   }
 }

@@ -101,8 +101,12 @@ class BundleInspector::Framework {
     framework_.Init();
   }
   ~Framework() {
-    framework_.Stop();
-    framework_.WaitForStop(std::chrono::milliseconds::zero());
+    try {
+      framework_.Stop();
+      framework_.WaitForStop(std::chrono::milliseconds::zero());
+    } catch (const std::exception&) {
+      // Nothing runs in it that would have to be stopped.
+    }
   }
   Framework(const Framework&) = delete;
   Framework& operator=(const Framework&) = delete;
@@ -131,6 +135,9 @@ BundleReport BundleInspector::inspect(const std::filesystem::path& file) {
     return report;
   }
   report.permissions = permissionText(std::filesystem::status(report.file, unreadable).permissions());
+  if (const auto extension = report.file.extension(); extension != ".so" && extension != ".zip") {
+    report.refusals.emplace_back("a host takes files that end in .so or .zip only");
+  }
   const auto permissionProblem = agent::host::services::whyRefused(report.file);
   if (!permissionProblem.empty()) {
     report.refusals.push_back(permissionProblem);

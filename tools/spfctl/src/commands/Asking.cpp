@@ -10,6 +10,7 @@
 
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworkinterfaces/PeerDirectory.hpp"
+#include "agent/spf/frameworksupport/findService.hpp"
 #include "agent/spf/frameworksupport/text.hpp"
 
 namespace spfctl {
@@ -21,12 +22,6 @@ using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using cppmicroservices::ref_any_cast;
-
-std::shared_ptr<PeerDirectory> peerDirectory() {
-  auto context = agent::host::services::getFramework()->GetBundleContext();
-  const auto references = context.GetServiceReferences<PeerDirectory>();
-  return references.empty() ? nullptr : context.GetService(references.front());
-}
 
 std::string describeAnswer(const AnyMap& answer) {
   std::string services;
@@ -40,7 +35,8 @@ std::string describeAnswer(const AnyMap& answer) {
 }  // namespace
 
 std::string askPeer(const std::string& publisherID, const std::string& endpoint, std::chrono::milliseconds timeout) {
-  const auto directory = peerDirectory();
+  const auto directory = agent::spf::frameworksupport::findService<PeerDirectory>(
+      agent::host::services::getFramework()->GetBundleContext());
   if (!directory) {
     return {};
   }

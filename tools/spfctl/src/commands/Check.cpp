@@ -1,6 +1,7 @@
 #include "commands/Check.hpp"
 
 #include <ostream>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -41,9 +42,11 @@ class Checking {
 
   void check(const std::string& file) {
     try {
-      const auto checked = checkConfiguration(readSource(file));
-      const auto& findings = checked.findings;
-      isRefused_ = isRefused_ || findings.errors() != 0 || (options_.strict && findings.warnings() != 0);
+      auto checked = checkConfiguration(readSource(file));
+      if (options_.strict) {
+        checked.findings = checked.findings.asErrors();
+      }
+      isRefused_ = isRefused_ || checked.findings.errors() != 0;
       if (options_.json) {
         files_.push_back(toJson(checked));
       } else {

@@ -84,6 +84,11 @@ void refuseEmptyFiles(const CLI::App& command) {
 Command parseCommandLine(std::vector<std::string> arguments) {
   Definition definition;
   checkCommandName(definition, arguments);
+  // The parser would take brackets around one of several file names for a list.
+  for (auto& argument : arguments) {
+    const bool isBracketed = argument.size() > 1 && argument.front() == '[' && argument.back() == ']';
+    argument.insert(0, isBracketed ? "./" : "");
+  }
   std::reverse(arguments.begin(), arguments.end());  // the parser takes them from the end
   try {
     definition.app().parse(std::move(arguments));
@@ -94,7 +99,7 @@ Command parseCommandLine(std::vector<std::string> arguments) {
   } catch (const CLI::ExtrasError&) {
     refuseExtra(definition);
   } catch (const CLI::RequiredError& error) {
-    if (definition.app().get_subcommands().empty() && definition.app().remaining_size() != 0) {
+    if (definition.app().remaining_size(true) != 0) {
       refuseExtra(definition);
     }
     throw UsageError(nameInMessages(parsedCommand(definition)) + ": " + error.what());

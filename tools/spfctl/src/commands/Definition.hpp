@@ -53,7 +53,7 @@ struct ExitCodeText {
 /// Returns the exit codes of all commands.
 const std::vector<ExitCodeText>& exitCodeTexts();
 
-/// Returns the arguments of an option's value that can be counted up, empty if there are none.
+/// Returns the values that an option accepts; empty if it accepts any.
 std::vector<std::string> valuesOf(const CLI::Option& option);
 
 /// Returns the sub-commands in the order of their definition.

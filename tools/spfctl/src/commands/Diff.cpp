@@ -1,6 +1,8 @@
 #include "commands/Diff.hpp"
 
+#include <exception>
 #include <ostream>
+#include <utility>
 
 #include <nlohmann/json.hpp>
 
@@ -91,7 +93,9 @@ std::string asJson(const Differences& differences) {
 
 }  // namespace
 
-int diff(const DiffOptions& options, const Output& output) {
+namespace {
+
+int compare(const DiffOptions& options, const Output& output) {
   if (options.before == "-" && options.after == "-") {
     output.err << "spfctl diff: both files are standard input; expected at most one\n";
     return trouble;
@@ -111,6 +115,22 @@ int diff(const DiffOptions& options, const Output& output) {
     printGroup(output.out, "service mappings", differences.serviceMappings);
   }
   return differences.empty() ? same : different;
+}
+
+}  // namespace
+
+// 1 says that there are differences, so every failure has to be 2.
+int diff(const DiffOptions& options, const Output& output) {
+  try {
+    const int result = compare(options, output);
+    if (output.out.flush()) {
+      return result;
+    }
+    output.err << "spfctl diff: standard output cannot be written\n";
+  } catch (const std::exception& error) {
+    output.err << "spfctl diff: " << escaped(error.what()) << '\n';
+  }
+  return trouble;
 }
 
 }  // namespace spfctl

@@ -1,5 +1,7 @@
 #include "commands/EndpointRecords.hpp"
 
+#include <utility>
+
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
 
@@ -14,24 +16,28 @@ using agent::spf::frameworkinterfaces::EndpointStatus;
 EndpointRecords::EndpointRecords(Changes& changes) : changes_(changes) {}
 
 EndpointRecords::~EndpointRecords() {
-  if (listener_) {
-    service_->removeListener(*listener_);
-  }
+  forget();
 }
 
 std::vector<EndpointState> EndpointRecords::list() {
-  if (!service_) {
-    findService();
+  auto current = agent::spf::frameworksupport::findService<EndpointStatus>(
+      agent::host::services::getFramework()->GetBundleContext());
+  if (current != service_) {
+    forget();
+    service_ = std::move(current);
+    if (service_) {
+      listener_ = service_->addListener([&changes = changes_] { changes.note(); });
+    }
   }
   return service_ ? service_->list() : std::vector<EndpointState>();
 }
 
-void EndpointRecords::findService() {
-  service_ = agent::spf::frameworksupport::findService<EndpointStatus>(
-      agent::host::services::getFramework()->GetBundleContext());
-  if (service_) {
-    listener_ = service_->addListener([&changes = changes_] { changes.note(); });
+// The bundle may have been restarted, and offers another service then.
+void EndpointRecords::forget() {
+  if (service_ && listener_) {
+    service_->removeListener(*listener_);
   }
+  listener_.reset();
 }
 
 }  // namespace spfctl

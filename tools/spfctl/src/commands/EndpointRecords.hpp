@@ -18,11 +18,11 @@ class EndpointRecords {
   EndpointRecords(const EndpointRecords&) = delete;
   EndpointRecords& operator=(const EndpointRecords&) = delete;
 
-  /// Returns the current records; none if the framework offers no such service. Looks for it until it is there.
+  /// Returns the current records; none if the framework offers no such service now.
   std::vector<agent::spf::frameworkinterfaces::EndpointState> list();
 
  private:
-  void findService();
+  void forget();
 
   Changes& changes_;
   std::shared_ptr<agent::spf::frameworkinterfaces::EndpointStatus> service_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
 
@@ -16,18 +17,28 @@ namespace {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 
-// The bundle files of a directory are those that a host takes from it.
-std::vector<fs::path> bundleFilesOf(const fs::path& path) {
-  std::error_code ignored;
-  if (!fs::is_directory(path, ignored)) {
+bool isBundleFile(const fs::path& path) {
+  const auto extension = path.extension();
+  return extension == ".so" || extension == ".zip";
+}
+
+// The bundle files of a directory are those that a host takes from it; what cannot be read is left to the inspector.
+std::vector<fs::path> bundleFilesOf(const fs::path& path, std::ostream& messages) {
+  std::error_code error;
+  if (!fs::is_directory(path, error)) {
     return {path};
   }
   std::vector<fs::path> files;
-  for (const auto& entry : fs::directory_iterator(path)) {
-    const auto extension = entry.path().extension();
-    if (entry.is_regular_file() && (extension == ".so" || extension == ".zip")) {
-      files.push_back(entry.path());
+  for (fs::directory_iterator entry(path, error); !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    std::error_code unreachable;
+    if (isBundleFile(entry->path()) && !fs::is_directory(entry->path(), unreachable)) {
+      files.push_back(entry->path());
     }
+  }
+  if (error || files.empty()) {
+    messages << "spfctl inspect: " << escaped(path.native()) << ": "
+             << (error ? error.message() : std::string("no bundle file; expected one that ends in .so or .zip"))
+             << '\n';
   }
   std::sort(files.begin(), files.end());
   return files;
@@ -83,7 +94,7 @@ ExitCode inspect(const InspectOptions& options, const Output& output) {
   auto reports = ordered_json::array();
   bool isRefused = false;
   for (const auto& path : options.paths) {
-    for (const auto& file : bundleFilesOf(path)) {
+    for (const auto& file : bundleFilesOf(path, output.err)) {
       const auto report = inspector.inspect(file);
       isRefused = isRefused || !report.refusals.empty();
       if (options.json) {

@@ -13,6 +13,7 @@
 #include "commands/LogOutput.hpp"
 #include "commands/Session.hpp"
 #include "commands/loadConfiguration.hpp"
+#include "display/terminalText.hpp"
 
 namespace spfctl {
 
@@ -35,8 +36,8 @@ int runWithHost(const ConfigurationDescription& description, const RunOptions& o
   session.publish();
   if (bundleCount() == bundlesOfHost) {
     // Not an error: the framework's services may be registered in some other way. But a mistyped root looks like this.
-    output.err << "spfctl: warning: no bundle of the framework in " << host.installationRoot() / "bin/win64/spf"
-               << std::endl;
+    output.err << "spfctl: warning: no bundle of the framework in "
+               << escaped((host.installationRoot() / "bin/win64/spf").native()) << std::endl;
   }
   return session.run();
 }
@@ -54,7 +55,7 @@ int run(const RunOptions& options, const Signals& signals, Changes& changes, con
     }
     return runWithHost(*description, options, signals, changes, output);
   } catch (const std::exception& error) {
-    output.err << "spfctl: " << error.what() << std::endl;
+    output.err << "spfctl: " << escaped(error.what()) << std::endl;
     return signals.received() != 0 ? 128 + signals.received() : static_cast<int>(ExitCode::failedAtRunTime);
   }
 }

@@ -1,6 +1,7 @@
 #include "commands/Session.hpp"
 
 #include <algorithm>
+#include <csignal>
 #include <ostream>
 
 #include <cppmicroservices/BundleContext.h>
@@ -25,7 +26,7 @@ constexpr milliseconds withdrawalLimit = std::chrono::seconds(10);
 constexpr milliseconds withdrawalLimitWhenInterrupted = std::chrono::seconds(3);
 constexpr milliseconds answerLimit = std::chrono::seconds(2);
 
-// The library's listener receives an event no later than this after the tool's own listener.
+// The library's own listener may see an event after the tool's, so the library is asked again after this time.
 constexpr milliseconds refreshInterval{50};
 
 // How often a terminal shows how the time passes.
@@ -40,7 +41,13 @@ std::vector<std::string> publisherIDs(const ConfigurationDescription& descriptio
 }
 
 DisplayOptions displayOptions(const RunOptions& options, const Output& output) {
-  return {output.terminalSize, output.timeStamp, output.isColoured, options.quiet};
+  DisplayOptions display{output.terminalSize, output.timeStamp, output.isColoured, options.quiet};
+  if (options.logLevels != 0) {
+    // Log records would be written into the block.
+    display.terminalSize = [] { return std::nullopt; };
+    display.isColoured = false;
+  }
+  return display;
 }
 
 }  // namespace
@@ -64,19 +71,35 @@ void Session::publish() {
 }
 
 int Session::run() {
-  waitUntilDecided();
-  int code = static_cast<int>(ExitCode::done);
-  if (isReady() && signals_.received() == 0) {
-    announceReady();
-    stayUntilInterrupted();
-  } else {
-    code = reportFailure();
+  int code = 0;
+  try {
+    code = waitAndStay();
+  } catch (...) {
+    withdraw();
+    throw;
   }
   return withdraw() || code != 0 ? code : static_cast<int>(ExitCode::failedAtRunTime);
 }
 
+int Session::waitAndStay() {
+  waitUntilDecided();
+  if (!isReady() || interruption() != 0) {
+    return reportFailure();
+  }
+  announceReady();
+  stayUntilInterrupted();
+  return static_cast<int>(ExitCode::done);
+}
+
 bool Session::isReady() const {
   return std::all_of(states_.begin(), states_.end(), [](const PublisherState& state) { return state.ready(); });
+}
+
+// Returns the signal that ends the run, or 0. Output that nobody reads any more is like SIGPIPE, which would end the
+// process without a withdrawal.
+int Session::interruption() const {
+  const auto signal = signals_.received();
+  return signal == 0 && !output_.out.good() ? SIGPIPE : signal;
 }
 
 // Blocks until every publisher is ready or has failed, the time is up, or a signal arrived.
@@ -87,7 +110,7 @@ void Session::waitUntilDecided() {
     refresh(deadline);
     const bool isPending =
         std::any_of(states_.begin(), states_.end(), [](const PublisherState& state) { return state.isPending(); });
-    if (!isPending || signals_.received() != 0 || steady_clock::now() >= deadline) {
+    if (!isPending || interruption() != 0 || steady_clock::now() >= deadline) {
       return;
     }
     changes_.waitForMoreThan(seen, std::min(deadline, deadlineAfter(refreshInterval)));
@@ -106,7 +129,7 @@ void Session::announceReady() {
   for (const auto& publisher : description_.servicePublishers) {
     for (const auto& endpoint : publisher.endpointsToConnectTo) {
       const auto* const text = cppmicroservices::any_cast<std::string>(&endpoint);
-      if (text != nullptr && signals_.received() == 0) {
+      if (text != nullptr && interruption() == 0) {
         announceAnswer(askPeer(publisher.uniqueID, *text, answerLimit));
       }
     }
@@ -122,7 +145,7 @@ void Session::announceAnswer(const std::string& answer) {
 
 // Shows connections that are lost and regained.
 void Session::stayUntilInterrupted() {
-  while (!options_.once && signals_.received() == 0) {
+  while (!options_.once && interruption() == 0) {
     const auto seen = changes_.count();
     refresh(std::nullopt);
     const bool showsTime = !options_.quiet && output_.terminalSize().has_value();
@@ -140,14 +163,18 @@ int Session::reportFailure() {
     }
     const auto* const what = state.failed() ? "refused by the framework: " : "not ready: ";
     output_.err << "spfctl: " << what << escaped(state.id + ": " + describe(state)) << std::endl;
+    if (!state.failed()) {
+      output_.err << "spfctl: not ready: " << escaped(state.id + ": " + progressOf(state, steady_clock::now()))
+                  << std::endl;
+    }
     for (const auto& endpoint : state.outstanding) {
       if (!state.failed() && !endpoint.phase.empty()) {
         output_.err << "spfctl: not ready: " << escaped(state.id + ": " + describe(endpoint)) << std::endl;
       }
     }
   }
-  if (signals_.received() != 0) {
-    return 128 + signals_.received();
+  if (interruption() != 0) {
+    return 128 + interruption();
   }
   return static_cast<int>(failed ? ExitCode::refusedByFramework : ExitCode::notReadyInTime);
 }
@@ -177,7 +204,7 @@ bool Session::withdraw() {
 
 // A signal shortens the time.
 milliseconds Session::withdrawalTimeLeft(steady_clock::time_point deadline) {
-  if (signals_.received() != 0 && !interruptedDeadline_) {
+  if (interruption() != 0 && !interruptedDeadline_) {
     interruptedDeadline_ = deadlineAfter(withdrawalLimitWhenInterrupted);
   }
   const auto limit = interruptedDeadline_ ? std::min(deadline, *interruptedDeadline_) : deadline;

@@ -33,9 +33,11 @@ class Session {
   int run();
 
  private:
+  int waitAndStay();
   void waitUntilDecided();
   void refresh(std::optional<std::chrono::steady_clock::time_point> deadline);
   bool isReady() const;
+  int interruption() const;
   void announceReady();
   void announceAnswer(const std::string& answer);
   void stayUntilInterrupted();

@@ -1,14 +1,18 @@
 #include "commands/Signals.hpp"
 
-#include <unistd.h>
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
+
+#include <unistd.h>
 
 namespace spfctl {
 
 namespace {
 
 // How long withdrawing may take after the first signal; the process has to end within five seconds.
-constexpr timespec grace{4, 500000000};
+constexpr std::chrono::milliseconds grace{4500};
 
 sigset_t awaited() {
   sigset_t set;
@@ -34,27 +38,48 @@ Signals::Signals(Changes& changes) : changes_(changes) {
 }
 
 Signals::~Signals() {
+  stopping_ = true;
   pthread_kill(thread_.native_handle(), SIGUSR1);
   thread_.join();
 }
 
-void Signals::listen() {
-  const auto set = awaited();
-  auto alsoResizing = set;
-  sigaddset(&alsoResizing, SIGWINCH);
-  int signal = 0;
-  sigwait(&alsoResizing, &signal);
-  while (signal == SIGWINCH) {
-    changes_.note();
-    sigwait(&alsoResizing, &signal);
+// Returns the next signal that ends the process, or SIGUSR1 when this object is destroyed.
+int Signals::next() {
+  auto set = awaited();
+  sigaddset(&set, SIGWINCH);
+  for (;;) {
+    int signal = 0;
+    sigwait(&set, &signal);
+    if (signal == SIGWINCH) {
+      changes_.note();
+    } else if (signal != SIGUSR1 || stopping_) {
+      return signal;
+    }
   }
+}
+
+void Signals::listen() {
+  const int signal = next();
   if (signal == SIGUSR1) {
     return;
   }
   received_ = signal;
   changes_.note();
-  if (sigtimedwait(&set, nullptr, &grace) != SIGUSR1) {
-    _exit(128 + signal);
+  const auto deadline = std::chrono::steady_clock::now() + grace;
+  for (const auto set = awaited();;) {
+    const auto left = std::max(std::chrono::nanoseconds::zero(),
+                               std::chrono::nanoseconds(deadline - std::chrono::steady_clock::now()));
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
+    const timespec time{seconds.count(), (left - seconds).count()};
+    const int another = sigtimedwait(&set, nullptr, &time);
+    if (another == SIGUSR1 && stopping_) {
+      return;
+    }
+    // A process that was stopped and continued is interrupted here, and a stranger may send anything.
+    const bool isInterrupted = (another < 0 && errno == EINTR) || another == SIGUSR1;
+    if (!isInterrupted) {
+      _exit(128 + signal);
+    }
   }
 }
 

@@ -24,10 +24,12 @@ class Signals {
   int received() const { return received_; }
 
  private:
+  int next();
   void listen();
 
   Changes& changes_;
   std::atomic<int> received_{0};
+  std::atomic<bool> stopping_{false};
   std::thread thread_;
 };
 

@@ -1,6 +1,5 @@
 #include "commands/completion.hpp"
 
-#include <sstream>
 #include <vector>
 
 namespace spfctl {

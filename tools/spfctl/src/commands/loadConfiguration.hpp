@@ -3,7 +3,9 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <utility>
 
+#include "display/terminalText.hpp"
 #include "file/readConfiguration.hpp"
 
 namespace spfctl {
@@ -19,7 +21,7 @@ inline std::optional<ConfigurationDescription> loadConfiguration(const std::stri
     }
     printErrors(messages, checked.source, checked.findings);
   } catch (const FileError& error) {
-    messages << "spfctl: " << error.what() << '\n';
+    messages << "spfctl: " << escaped(error.what()) << '\n';
   }
   return std::nullopt;
 }

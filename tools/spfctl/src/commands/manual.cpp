@@ -1,7 +1,5 @@
 #include "commands/manual.hpp"
 
-#include <sstream>
-
 #include "commands/help.hpp"
 #include "commands/version.hpp"
 

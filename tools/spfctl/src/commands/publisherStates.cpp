@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 
 #include "file/anyJson.hpp"
 
@@ -39,11 +40,26 @@ void addListed(std::vector<OutstandingEndpoint>& outstanding, const char* what, 
   }
 }
 
+// A discovery name with several addresses has a record for each; one of them is enough to be connected.
+std::set<std::string> connectedEndpoints(const std::vector<EndpointState>& records, const std::string& id) {
+  std::set<std::string> endpoints;
+  for (const auto& record : records) {
+    if (record.servicePublisherID == id && record.direction == EndpointState::Direction::connect &&
+        record.phase == EndpointState::Phase::up) {
+      endpoints.insert(record.endpoint);
+    }
+  }
+  return endpoints;
+}
+
 // What the framework records is more than the library's lists hold: these only shrink.
 std::vector<OutstandingEndpoint> recorded(const std::vector<EndpointState>& records, const std::string& id) {
+  const auto connected = connectedEndpoints(records, id);
   std::vector<OutstandingEndpoint> outstanding;
   for (const auto& record : records) {
-    if (record.servicePublisherID == id && record.phase != EndpointState::Phase::up) {
+    const bool isConnected =
+        record.direction == EndpointState::Direction::connect && connected.count(record.endpoint) != 0;
+    if (record.servicePublisherID == id && record.phase != EndpointState::Phase::up && !isConnected) {
       outstanding.push_back(
           {nameOf(record.direction), record.endpoint, nameOf(record.phase), record.reason, record.tries});
     }
@@ -84,6 +100,8 @@ PublisherState stateOf(SPFConfiguration& configuration, const SPFServicePublishe
     state.servicesPublished = configuration.waitForAllServices(std::chrono::milliseconds::zero(), publisher.uniqueID);
   } catch (const std::exception& error) {
     state.error = error.what();
+  } catch (...) {
+    state.error = "unknown error";
   }
   return state;
 }

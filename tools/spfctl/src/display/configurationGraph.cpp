@@ -25,13 +25,14 @@ constexpr const char* interfaceColour = "#2f6db5";
 constexpr const char* publisherColour = "#3a7d44";
 constexpr const char* endpointColour = "#6b5b95";
 
+// Graphviz decodes entities in labels, by which a text could smuggle in any character.
 std::string quoted(const std::string& text) {
   std::string result = "\"";
   for (const char character : text) {
     if (character == '"' || character == '\\') {
       result += '\\';
     }
-    result += character;
+    result += character == '&' ? std::string("&amp;") : std::string(1, character);
   }
   return result + '"';
 }

@@ -1,6 +1,7 @@
 #include "display/publisherLines.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "display/terminalText.hpp"
 
@@ -166,6 +167,16 @@ std::string describe(const OutstandingEndpoint& endpoint) {
     text += ", " + counted(endpoint.tries, "try", "tries");
   }
   return endpoint.reason.empty() ? text : text + ": " + endpoint.reason;
+}
+
+std::string progressOf(const PublisherState& state, std::chrono::steady_clock::time_point now) {
+  auto text = (state.ready() ? "ready " : "waiting ") + duration(now - state.since);
+  for (const auto& [what, count] : {std::pair("bound", &state.bound), std::pair("connected", &state.connected)}) {
+    if (count->configured != 0) {
+      text += std::string(", ") + what + " " + std::to_string(count->up) + " of " + std::to_string(count->configured);
+    }
+  }
+  return text;
 }
 
 std::vector<DisplayLine> publisherLines(const std::vector<PublisherState>& states, const Moment& moment,

@@ -38,6 +38,9 @@ std::string describe(const PublisherState& state);
 /// refused".
 std::string describe(const OutstandingEndpoint& endpoint);
 
+/// Returns how far a publisher is, like "waiting 3 s, bound 1 of 2, connected 0 of 1".
+std::string progressOf(const PublisherState& state, std::chrono::steady_clock::time_point now);
+
 /// Returns a block for a terminal of this size: a line for each publisher, below it one for each endpoint that is not
 /// up, and the time that is left. What does not fit is folded: endpoints first, then publishers that need no attention.
 std::vector<DisplayLine> publisherLines(const std::vector<PublisherState>& states, const Moment& moment,

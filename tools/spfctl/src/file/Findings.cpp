@@ -26,7 +26,8 @@ std::size_t excerptBegin(const std::string& line, std::size_t caret) {
 }
 
 void printExcerpt(std::ostream& stream, const SourceText& source, const SourceText::Place& place, std::size_t offset) {
-  const auto line = source.text().substr(place.lineBegin, place.lineEnd - place.lineBegin);
+  auto line = source.text().substr(place.lineBegin, place.lineEnd - place.lineBegin);
+  std::replace(line.begin(), line.end(), '\t', ' ');
   const auto caret = std::min(offset, source.text().size()) - place.lineBegin;
   const auto begin = excerptBegin(line, caret);
   const std::string number = std::to_string(place.line);
@@ -58,6 +59,14 @@ void Findings::error(std::size_t offset, std::string message) {
 
 void Findings::warning(std::size_t offset, std::string message) {
   all_.push_back({Finding::Severity::warning, offset, std::move(message)});
+}
+
+Findings Findings::asErrors() const {
+  Findings result;
+  for (const auto& finding : all_) {
+    result.error(finding.offset, finding.message);
+  }
+  return result;
 }
 
 std::vector<Finding> Findings::sorted() const {

@@ -30,6 +30,9 @@ class Findings {
   std::size_t errors() const { return errors_; }
   std::size_t warnings() const { return all_.size() - errors_; }
 
+  /// Returns the same findings with all warnings as errors.
+  Findings asErrors() const;
+
   /// Returns all of them in the order of the text.
   std::vector<Finding> sorted() const;
 

@@ -1,6 +1,7 @@
 #include "file/JsonDocument.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <iterator>
 #include <unordered_set>
 #include <utility>
@@ -87,7 +88,11 @@ class Builder : public nlohmann::json_sax<nlohmann::json> {
   bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
     const bool isTooBigNumber = dynamic_cast<const nlohmann::json::out_of_range*>(&error) != nullptr;
     const auto readSoFar = position == 0 ? 0 : position - 1;
-    return fail(isTooBigNumber ? wordBegin() : readSoFar, withoutNameAndPlace(error.what()));
+    auto message = withoutNameAndPlace(error.what());
+    if (message.find("expected") == std::string::npos) {
+      message += isTooBigNumber ? "; expected a number of at most 1.8e308" : "; expected JSON";
+    }
+    return fail(isTooBigNumber ? wordBegin() : readSoFar, std::move(message));
   }
 
  private:

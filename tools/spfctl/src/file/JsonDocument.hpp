@@ -17,7 +17,7 @@ struct JsonValue {
 
   Kind kind = Kind::null;
   std::size_t offset = 0;           ///< of its first character in the text
-  std::string text;                 ///< a string's value; the characters of a number or a boolean
+  std::string text;                 ///< a string's value; the characters of a number, a boolean or null
   std::vector<JsonValue> elements;  ///< of an array
   std::vector<Member> members;      ///< of an object, in the text's order
 };

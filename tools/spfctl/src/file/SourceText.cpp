@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 namespace spfctl {
@@ -17,8 +17,17 @@ bool beginsCharacter(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0) != 0x80;
 }
 
-std::string contentOf(std::istream& stream) {
-  return {std::istreambuf_iterator<char>(stream), {}};
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+// Returns false with errno set if reading fails.
+bool readAll(std::FILE* file, std::string& text) {
+  char buffer[65536];
+  for (std::size_t count = 0; (count = std::fread(buffer, 1, sizeof(buffer), file)) != 0;) {
+    text.append(buffer, count);
+  }
+  return std::ferror(file) == 0;
 }
 
 }  // namespace
@@ -31,25 +40,27 @@ SourceText::Place SourceText::placeOf(std::size_t offset) const {
   const auto line = static_cast<std::size_t>(std::count(begin, place, '\n') + 1);
   const auto lineBegin = std::find(std::make_reverse_iterator(place), text_.rend(), '\n').base();
   const auto column = static_cast<std::size_t>(std::count_if(lineBegin, place, beginsCharacter) + 1);
-  const auto lineEnd = std::find(place, text_.end(), '\n');
+  auto lineEnd = std::find(place, text_.end(), '\n');
+  if (lineEnd != place && *(lineEnd - 1) == '\r') {
+    --lineEnd;
+  }
   return {line, column, static_cast<std::size_t>(lineBegin - begin), static_cast<std::size_t>(lineEnd - begin)};
 }
 
 SourceText readSource(const std::string& file) {
-  if (file == "-") {
-    return {"standard input", contentOf(std::cin)};
-  }
+  const bool isStandardInput = file == "-";
+  const std::string name = isStandardInput ? "standard input" : file;
   std::error_code ignored;
-  if (std::filesystem::is_directory(file, ignored)) {
-    throw FileError(file + ": is a directory; expected a configuration file");
+  if (!isStandardInput && std::filesystem::is_directory(file, ignored)) {
+    throw FileError(name + ": is a directory; expected a configuration file");
   }
-  errno = 0;
-  std::ifstream stream(file, std::ios::binary);
-  auto text = contentOf(stream);
-  if (!stream.is_open() || stream.bad()) {
-    throw FileError(file + ": cannot be read: " + std::strerror(errno));
+  const std::unique_ptr<std::FILE, CloseFile> opened(isStandardInput ? nullptr : std::fopen(file.c_str(), "rbe"));
+  std::FILE* const stream = isStandardInput ? stdin : opened.get();
+  std::string text;
+  if (stream == nullptr || !readAll(stream, text)) {
+    throw FileError(name + ": cannot be read: " + std::strerror(errno));
   }
-  return {file, std::move(text)};
+  return {name, std::move(text)};
 }
 
 }  // namespace spfctl

@@ -14,8 +14,13 @@ namespace spfctl {
 
 namespace {
 
+using agent::spf::frameworksupport::Address;
+using agent::spf::frameworksupport::isWildcard;
+using agent::spf::frameworksupport::mayCollide;
 using agent::spf::frameworksupport::parseAddress;
+using agent::spf::frameworksupport::Place;
 using agent::spf::frameworksupport::placeOf;
+using agent::spf::frameworksupport::Scheme;
 using Kind = JsonValue::Kind;
 using Texts = std::unordered_set<std::string>;
 
@@ -43,17 +48,47 @@ bool isDiscoveryName(const std::string& text) {
                               std::string::npos;
 }
 
-// What is equal for two addresses that one machine can bind only once; empty for those that choose a free place.
-std::string placeText(const std::string& endpoint) {
-  const auto address = parseAddress(endpoint);
-  const auto place = placeOf(address);
-  if (!place) {
-    return {};
+// The places that a configuration binds, by what all that may collide have in common.
+class BoundPlaces {
+ public:
+  /// Adds the place of an address. \return an address before it that cannot be bound as well; empty if there is none
+  std::string add(const Address& address) {
+    const auto place = placeOf(address);
+    if (!place) {
+      return {};
+    }
+    const auto key =
+        std::to_string(static_cast<int>(place->scheme)) + ' ' + std::to_string(place->port) + ' ' + place->name;
+    auto& others = places_[key];
+    const auto collision = std::find_if(others.begin(), others.end(), [&](const auto& other) {
+      return cannotBoth(other, {*place, address});
+    });
+    const auto found = collision == others.end() ? std::string() : collision->address.text;
+    if (others.size() < mostCompared) {
+      others.push_back({*place, address});
+    }
+    return found;
   }
-  const auto host = place->host ? std::string(place->host->begin(), place->host->end()) : address.where;
-  return std::to_string(static_cast<int>(place->scheme)) + ' ' + std::to_string(place->port) + ' ' +
-         (place->name.empty() ? host : place->name);
-}
+
+ private:
+  // Keeps the work linear where very many hosts have one port.
+  static constexpr std::size_t mostCompared = 64;
+
+  struct Bound {
+    Place place;
+    Address address;
+  };
+
+  // Hosts that only the system knows may be different ones unless they are spelled alike.
+  static bool cannotBoth(const Bound& left, const Bound& right) {
+    if (left.place.scheme == Scheme::tcp && (!left.place.host || !right.place.host)) {
+      return left.address.where == right.address.where;
+    }
+    return mayCollide(left.place, right.place);
+  }
+
+  std::unordered_map<std::string, std::vector<Bound>> places_;
+};
 
 // Looks at one configuration's publishers one after the other.
 class Warnings {
@@ -78,7 +113,7 @@ class Warnings {
  private:
   void warnAboutPublisher(const JsonValue& publisher, bool isMapped) {
     const auto id = textOf(publisher, "uniqueID");
-    if (!isMapped) {
+    if (!isMapped && find(publisher, "uniqueID", Kind::string) != nullptr) {
       findings_.warning(publisher.offset, "the publisher '" + id + "' publishes nothing; expected a service mapping");
     }
     const auto* const name = find(publisher, "name", Kind::string);
@@ -106,21 +141,27 @@ class Warnings {
 
   void warnAboutAddress(const JsonValue& endpoint, bool isBound) {
     try {
-      const auto place = placeText(endpoint.text);
-      if (isBound && !place.empty()) {
-        const auto [first, isNew] = bound_.emplace(place, endpoint.text);
-        if (!isNew) {
-          findings_.warning(endpoint.offset, "the address '" + endpoint.text + "' is bound twice, as '" +
-                                                 first->second + "' before; expected an address of its own");
-        }
+      const auto address = parseAddress(endpoint.text);
+      if (!isBound) {
+        warnAboutPeer(endpoint, address);
+      } else if (const auto other = bound_.add(address); !other.empty()) {
+        findings_.warning(endpoint.offset, "the address '" + endpoint.text + "' is bound twice, as '" + other +
+                                               "' before; expected an address of its own");
       }
     } catch (const std::runtime_error& error) {
       findings_.warning(endpoint.offset, error.what());
     }
   }
 
+  void warnAboutPeer(const JsonValue& endpoint, const Address& address) {
+    if (isWildcard(address) || (address.scheme == Scheme::tcp && address.where == "*")) {
+      findings_.warning(endpoint.offset,
+                        "the address '" + endpoint.text + "' is none of a peer; expected a host and a port");
+    }
+  }
+
   Findings& findings_;
-  std::unordered_map<std::string, std::string> bound_;  // by place: the address as it was given
+  BoundPlaces bound_;
 };
 
 }  // namespace

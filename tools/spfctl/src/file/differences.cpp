@@ -4,6 +4,8 @@
 #include <set>
 #include <utility>
 
+#include <nlohmann/json.hpp>
+
 #include "file/anyJson.hpp"
 
 namespace spfctl {
@@ -22,28 +24,39 @@ void compareText(std::vector<Difference>& details, const char* what, const std::
   }
 }
 
-// The leaves of a tree by their paths, with a number for each further one of the same path.
-void collectLeaves(const Tree& tree, const std::string& path, std::multimap<std::string, std::string>& leaves) {
-  if (tree.empty() || !tree.data().empty()) {
+// The keys on the way to a leaf.
+using Path = std::vector<std::string>;
+using Leaves = std::multimap<Path, std::string>;
+
+void collectLeaves(const Tree& tree, const Path& path, Leaves& leaves) {
+  if (!path.empty() && (tree.empty() || !tree.data().empty())) {
     leaves.emplace(path, tree.data());
   }
   for (const auto& [key, child] : tree) {
-    collectLeaves(child, path + (path.empty() ? "" : " / ") + (key.empty() ? "-" : key), leaves);
+    auto longer = path;
+    longer.push_back(key);
+    collectLeaves(child, longer, leaves);
   }
 }
 
-std::multimap<std::string, std::string> leavesOf(const Tree& tree) {
-  std::multimap<std::string, std::string> leaves;
-  for (const auto& [key, child] : tree) {
-    collectLeaves(child, key.empty() ? "-" : key, leaves);
-  }
+Leaves leavesOf(const Tree& tree) {
+  Leaves leaves;
+  collectLeaves(tree, {}, leaves);
   return leaves;
 }
 
+std::string propertyName(const Path& path) {
+  std::string text;
+  for (const auto& key : path) {
+    text += (text.empty() ? "" : " / ") + (key.empty() ? "-" : key);
+  }
+  return "property " + text;
+}
+
 void compareTrees(std::vector<Difference>& details, const Tree& before, const Tree& after) {
-  const auto old = leavesOf(before);
+  const auto first = details.size();
   auto added = leavesOf(after);
-  for (const auto& [path, value] : old) {
+  for (const auto& [path, value] : leavesOf(before)) {
     auto [match, end] = added.equal_range(path);
     while (match != end && match->second != value) {
       ++match;
@@ -51,39 +64,53 @@ void compareTrees(std::vector<Difference>& details, const Tree& before, const Tr
     if (match != end) {
       added.erase(match);
     } else {
-      details.push_back({Kind::removed, "property " + path, value, "", {}});
+      details.push_back({Kind::removed, propertyName(path), value, "", {}});
     }
   }
   for (const auto& [path, value] : added) {
-    details.push_back({Kind::added, "property " + path, "", value, {}});
+    details.push_back({Kind::added, propertyName(path), "", value, {}});
   }
-  if (old == leavesOf(after) && before != after) {
+  if (details.size() == first && before != after) {
     details.push_back({Kind::changed, "order of the properties", "", "", {}});
   }
+}
+
+// As JSON, since the text "5" and the number 5 are different endpoints.
+std::vector<std::string> jsonTexts(const std::vector<cppmicroservices::Any>& endpoints) {
+  std::vector<std::string> texts;
+  texts.reserve(endpoints.size());
+  for (const auto& endpoint : endpoints) {
+    texts.push_back(toJson(endpoint).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+  }
+  return texts;
+}
+
+// The positions of those texts that others lack; repeated ones are counted.
+std::vector<std::size_t> missingFrom(const std::vector<std::string>& others, const std::vector<std::string>& texts) {
+  std::multiset<std::string> present(others.begin(), others.end());
+  std::vector<std::size_t> missing;
+  for (std::size_t index = 0; index < texts.size(); ++index) {
+    const auto match = present.find(texts[index]);
+    if (match == present.end()) {
+      missing.push_back(index);
+    } else {
+      present.erase(match);
+    }
+  }
+  return missing;
 }
 
 void compareEndpoints(std::vector<Difference>& details, const std::string& what,
                       const std::vector<cppmicroservices::Any>& before,
                       const std::vector<cppmicroservices::Any>& after) {
   const auto first = details.size();
-  std::multiset<std::string> added;
-  std::vector<std::string> oldTexts;
-  std::vector<std::string> newTexts;
-  for (const auto& endpoint : after) {
-    newTexts.push_back(endpointText(endpoint));
-    added.insert(newTexts.back());
+  const auto oldTexts = jsonTexts(before);
+  const auto newTexts = jsonTexts(after);
+  for (const auto index : missingFrom(newTexts, oldTexts)) {
+    details.push_back({Kind::removed, "endpoint " + what, endpointText(before[index]), "", {}});
   }
-  for (const auto& endpoint : before) {
-    oldTexts.push_back(endpointText(endpoint));
-    const auto match = added.find(oldTexts.back());
-    if (match != added.end()) {
-      added.erase(match);
-    } else {
-      details.push_back({Kind::removed, "endpoint " + what, oldTexts.back(), "", {}});
-    }
-  }
-  for (const auto& text : added) {
-    details.push_back({Kind::added, "endpoint " + what, "", text, {}});
+  for (const auto index : missingFrom(oldTexts, newTexts)) {
+    details.push_back({Kind::added, "endpoint " + what, "", endpointText(after[index]), {}});
   }
   if (details.size() == first && oldTexts != newTexts) {
     details.push_back({Kind::changed, "order of the endpoints " + what, "", "", {}});
@@ -127,6 +154,15 @@ std::map<std::string, const Entry*> byID(const std::vector<Entry>& entries) {
   return map;
 }
 
+// What an entry holds that is added or removed: what differs from an empty one.
+std::vector<Difference> contentOf(std::vector<Difference> details, Kind kind) {
+  for (auto& detail : details) {
+    detail.kind = kind;
+    (kind == Kind::added ? detail.before : detail.after).clear();
+  }
+  return details;
+}
+
 template <class Entry>
 std::vector<Difference> compareEntries(const std::vector<Entry>& before, const std::vector<Entry>& after) {
   const auto old = byID(before);
@@ -135,39 +171,36 @@ std::vector<Difference> compareEntries(const std::vector<Entry>& before, const s
   for (const auto& [id, entry] : old) {
     const auto same = current.find(id);
     if (same == current.end()) {
-      differences.push_back({Kind::removed, id, "", "", {}});
+      differences.push_back({Kind::removed, id, "", "", contentOf(detailsOf(*entry, Entry()), Kind::removed)});
     } else if (auto details = detailsOf(*entry, *same->second); !details.empty()) {
       differences.push_back({Kind::changed, id, "", "", std::move(details)});
     }
   }
   for (const auto& [id, entry] : current) {
     if (old.count(id) == 0) {
-      differences.push_back({Kind::added, id, "", "", {}});
+      differences.push_back({Kind::added, id, "", "", contentOf(detailsOf(Entry(), *entry), Kind::added)});
     }
   }
   return differences;
 }
 
-std::set<std::string> mappingTexts(const ConfigurationDescription& description) {
-  std::set<std::string> texts;
-  for (const auto& [serviceInterfaceID, servicePublisherID] : description.serviceMappings) {
-    texts.insert(serviceInterfaceID + " -> " + servicePublisherID);
-  }
-  return texts;
+using Mappings = std::set<std::pair<std::string, std::string>>;
+
+Mappings mappingsOf(const ConfigurationDescription& description) {
+  return {description.serviceMappings.begin(), description.serviceMappings.end()};
 }
 
-std::vector<Difference> compareMappings(const std::set<std::string>& before, const std::set<std::string>& after) {
+std::vector<Difference> compareMappings(const Mappings& before, const Mappings& after) {
   std::vector<Difference> differences;
-  for (const auto& mapping : before) {
-    if (after.count(mapping) == 0) {
-      differences.push_back({Kind::removed, mapping, "", "", {}});
+  const auto addMissing = [&](const Mappings& mappings, const Mappings& others, Kind kind) {
+    for (const auto& mapping : mappings) {
+      if (others.count(mapping) == 0) {
+        differences.push_back({kind, mapping.first + " -> " + mapping.second, "", "", {}});
+      }
     }
-  }
-  for (const auto& mapping : after) {
-    if (before.count(mapping) == 0) {
-      differences.push_back({Kind::added, mapping, "", "", {}});
-    }
-  }
+  };
+  addMissing(before, after, Kind::removed);
+  addMissing(after, before, Kind::added);
   return differences;
 }
 
@@ -178,7 +211,7 @@ Differences differencesOf(const ConfigurationDescription& before, const Configur
   compareText(differences.configuration, "configurationID", before.configurationID, after.configurationID);
   differences.serviceInterfaces = compareEntries(before.serviceInterfaces, after.serviceInterfaces);
   differences.servicePublishers = compareEntries(before.servicePublishers, after.servicePublishers);
-  differences.serviceMappings = compareMappings(mappingTexts(before), mappingTexts(after));
+  differences.serviceMappings = compareMappings(mappingsOf(before), mappingsOf(after));
   return differences;
 }
 

@@ -13,10 +13,10 @@ struct Difference {
   enum class Kind { added, removed, changed };
 
   Kind kind;
-  std::string what;                 ///< an entry's ID, or what the detail is about, like "name" or "endpoint to bind"
-  std::string before;               ///< of a removed or changed detail
-  std::string after;                ///< of an added or changed detail
-  std::vector<Difference> details;  ///< of a changed entry
+  std::string what;    ///< an entry's ID, or what the detail is about, like "name" or "endpoint to bind to"
+  std::string before;  ///< of a removed or changed detail
+  std::string after;   ///< of an added or changed detail
+  std::vector<Difference> details;  ///< of an entry; what it holds if it is added or removed
 };
 
 /// The differences between two configurations. Entries count as the same if their IDs are equal.

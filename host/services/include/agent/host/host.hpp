@@ -64,9 +64,9 @@ class [[gnu::visibility("default")]] Host {
 };
 
 /// Returns why a host would refuse a bundle file by its permissions (see `HostOptions::permissionCheck`), or by being
-/// no regular file that can be reached; an empty text if it would not. Needs no host; any thread may call it. \param
-/// file              relative ones are below the current directory \param installationRoot  that of the host in
-/// question; empty: the default one
+/// no regular file that can be reached; an empty text if it would not. Needs no host; any thread may call it.
+/// \param file  relative ones are below the current directory
+/// \param installationRoot  that of the host in question; empty: the default one
 [[gnu::visibility("default")]] std::string whyRefused(const std::filesystem::path& file,
                                                       const std::filesystem::path& installationRoot = {});
 

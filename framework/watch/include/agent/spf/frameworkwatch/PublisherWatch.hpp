@@ -90,8 +90,7 @@ class PublisherWatch {
   /// Those that are silent count as gone when the limit of silence has passed since the first call of this function for
   /// the expected revision. A silent publisher that reports something later is outstanding from then on.
   /// \param timeout       as above
-  /// \param silenceLimit  in milliseconds, from the first call; for zero and negative ones, silent publishers are gone
-  /// at
+  /// \param silenceLimit  in milliseconds, from the first call; zero and negative ones: silent publishers are gone at
   ///                      once
   /// \return the state at the end; true if nothing is outstanding, and nothing is silent or the limit has passed.
   ///         Failures do not matter for that, but are listed.
