@@ -56,7 +56,12 @@ class Execution {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const spfctl::Output output{std::cout, std::cerr, spfctl::terminalSize, spfctl::timeStamp, spfctl::mayBeColoured()};
+  const spfctl::Output output{std::cout,
+                              std::cerr,
+                              spfctl::terminalSize,
+                              spfctl::timeStamp,
+                              spfctl::mayBeColoured(),
+                              spfctl::isOutputAbandoned};
   try {
     const auto command = spfctl::parseCommandLine({argv + 1, argv + argc});
     const int code = std::visit(Execution(output), command);

@@ -21,6 +21,9 @@ struct Output {
   std::function<std::string()> timeStamp = [] { return std::string(); };
 
   bool isColoured = false;
+
+  /// Returns whether nobody reads `out` any more.
+  std::function<bool()> isAbandoned = [] { return false; };
 };
 
 }  // namespace spfctl

@@ -29,7 +29,7 @@ constexpr milliseconds answerLimit = std::chrono::seconds(2);
 // The library's own listener may see an event after the tool's, so the library is asked again after this time.
 constexpr milliseconds refreshInterval{50};
 
-// How often a terminal shows how the time passes.
+// How often the tool looks at its terminal or pipe while nothing changes.
 constexpr milliseconds clockInterval = std::chrono::seconds(1);
 
 std::vector<std::string> publisherIDs(const ConfigurationDescription& description) {
@@ -99,7 +99,7 @@ bool Session::isReady() const {
 // process without a withdrawal.
 int Session::interruption() const {
   const auto signal = signals_.received();
-  return signal == 0 && !output_.out.good() ? SIGPIPE : signal;
+  return signal == 0 && (!output_.out.good() || output_.isAbandoned()) ? SIGPIPE : signal;
 }
 
 // Blocks until every publisher is ready or has failed, the time is up, or a signal arrived.
@@ -148,8 +148,8 @@ void Session::stayUntilInterrupted() {
   while (!options_.once && interruption() == 0) {
     const auto seen = changes_.count();
     refresh(std::nullopt);
-    const bool showsTime = !options_.quiet && output_.terminalSize().has_value();
-    changes_.waitForMoreThan(seen, showsTime ? deadlineAfter(clockInterval) : steady_clock::time_point::max());
+    // Time passes on a terminal, and the reader of a pipe may go away without a word.
+    changes_.waitForMoreThan(seen, deadlineAfter(clockInterval));
   }
 }
 

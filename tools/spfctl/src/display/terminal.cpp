@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <ctime>
 
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace spfctl {
@@ -39,6 +41,13 @@ std::optional<TerminalSize> terminalSize() {
 
 bool mayBeColoured() {
   return isTerminal() && variable("NO_COLOR").empty();
+}
+
+bool isOutputAbandoned() {
+  struct stat status {};
+  pollfd channel{STDOUT_FILENO, 0, 0};
+  return fstat(STDOUT_FILENO, &status) == 0 && S_ISFIFO(status.st_mode) && poll(&channel, 1, 0) > 0 &&
+         (channel.revents & POLLERR) != 0;
 }
 
 std::string timeStamp() {
