@@ -12,7 +12,7 @@ std::size_t comparisons = 0;
 }
 
 extern "C" int __real_memcmp(const void* left, const void* right, std::size_t size);
-extern "C" int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
+extern "C" [[gnu::visibility("default")]] int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
   ++comparisons;
   return __real_memcmp(left, right, size);
 }

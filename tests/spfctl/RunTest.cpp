@@ -252,6 +252,7 @@ TEST_F(SpfctlRun, ShowsConnectionsThatAreLostAndRegained) {
   {
     Process second(peer());
     ASSERT_TRUE(first.waitForOutput("ready: x\n"));
+    ASSERT_TRUE(second.waitForOutput("ready: x\n"));
     second.signal(SIGINT);
     EXPECT_EQ(second.wait(), 0);
     ASSERT_TRUE(first.waitForOutput("first: to connect " + address + ": lost"));

@@ -10,7 +10,7 @@ namespace spfctl {
 /// mappings, those for all publishers dashed. Beyond 300 edges a publisher's endpoints are shown by their number.
 std::string configurationGraph(const ConfigurationDescription& description);
 
-/// Lays a graph out and draws it.
+/// Lays a graph out and draws it. For one thread at a time.
 /// \throws std::runtime_error if it cannot be drawn
 std::string drawnAsSvg(const std::string& graph);
 

@@ -10,10 +10,6 @@ namespace spfctl {
 
 namespace {
 
-struct FreeContext {
-  void operator()(GVC_t* context) const { gvFreeContext(context); }
-};
-
 struct FreeGraph {
   void operator()(Agraph_t* graph) const { agclose(graph); }
 };
@@ -53,9 +49,10 @@ class Layout {
 
 std::string drawnAsSvg(const std::string& graph) {
   agseterr(AGMAX);  // the library would print what is wrong with a graph
-  const std::unique_ptr<GVC_t, FreeContext> context(gvContext());
+  // One for the process, never freed: the text plug-in remembers fonts of a context beyond its end.
+  static GVC_t* const context = gvContext();
   const std::unique_ptr<Agraph_t, FreeGraph> parsed(agmemread(graph.c_str()));
-  if (!context || !parsed) {
+  if (context == nullptr || !parsed) {
     throw std::runtime_error("the graph cannot be read");
   }
   return Layout(*context, *parsed).draw("svg");
