@@ -28,13 +28,14 @@ std::size_t comparisonsFor(const std::string& text) {
   return comparisons;
 }
 
-// 1,000 and 10,000 of something: ten times the comparisons, with some room for collisions of hashes.
+// 1,000 and 10,000 of something: ten times the comparisons, with some room for collisions of hashes and for the sorted
+// index of the property tree. A search through all of them would give a hundred times.
 template <class Make>
 void expectLinear(Make make) {
   const auto few = comparisonsFor(make(1000));
   const auto many = comparisonsFor(make(10000));
   EXPECT_GT(many, 0u);
-  EXPECT_LE(many, 12 * few + 1000) << few;
+  EXPECT_LE(many, 16 * few + 1000) << few;
 }
 
 template <class Entry>
@@ -89,7 +90,7 @@ TEST(Checking, OfAHundredThousandKeysInOneObjectEnds) {
   const auto count =
       comparisonsFor(R"({"serviceInterfaces": [{"uniqueID": "i", "name": "n", "requestedProperties": {)" +
                      list(100000, [](const std::string& index) { return "\"key" + index + "\": 1"; }) + "}}]}");
-  EXPECT_LT(count, 2000000u);
+  EXPECT_LT(count, 4000000u);
 }
 
 }  // namespace spf::test
