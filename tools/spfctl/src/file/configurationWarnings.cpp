@@ -63,7 +63,7 @@ class BoundPlaces {
     const auto collision = std::find_if(others.begin(), others.end(), [&](const auto& other) {
       return cannotBoth(other, {*place, address});
     });
-    const auto found = collision == others.end() ? std::string() : collision->address.text;
+    auto found = collision == others.end() ? std::string() : collision->address.text;
     if (others.size() < mostCompared) {
       others.push_back({*place, address});
     }
