@@ -62,7 +62,7 @@ class WatchListener : public frameworklistener::FrameworkListener {
   // Guarded by `mutex_`:
   std::map<std::string, PublisherState> publishers_;
   std::uint32_t expected_;
-  std::optional<TimePoint> withdrawn_;  // since when silent publishers may be gone
+  std::optional<TimePoint> withdrawn_;  // start of the limit of silence
 };
 
 }  // namespace agent::spf::frameworkwatch

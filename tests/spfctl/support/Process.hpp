@@ -32,7 +32,7 @@ class Process {
 
   void signal(int number);
 
-  /// Changes the size of the terminal and tells the process.
+  /// Changes the size of the terminal and sends SIGWINCH.
   void resize(Size size);
 
   /// Reads the rest and waits for the end.

@@ -19,8 +19,8 @@ constexpr std::chrono::seconds closingTime{2};
 constexpr int firstReconnectInterval = 100;
 constexpr int longestReconnectInterval = 1000;
 
-/// How long one try may take, in milliseconds. The system would wait for two minutes, during which a peer that has come
-/// up may not be noticed.
+/// The time limit of one try, in milliseconds. The system's own is two minutes, in which a peer that has started
+/// meanwhile may not be noticed.
 constexpr int connectTime = 10000;
 
 /// The interval between two look-ups of a host; doubled each time, up to a limit.

@@ -197,7 +197,7 @@ bool Session::withdraw() {
       }
       return false;
     }
-    // Silent publishers are gone after a while, without an event.
+    // No event marks the end of the limit of silence, so it is polled.
     changes_.waitForMoreThan(seen, deadlineAfter(result.outstanding.empty() ? std::min(left, refreshInterval) : left));
   }
 }

@@ -11,7 +11,7 @@ namespace spfctl {
 struct OutstandingEndpoint {
   std::string what;      ///< "to bind" or "to connect"
   std::string endpoint;  ///< as it is configured
-  std::string phase;     ///< "unresolved", "opening", "lost" or "refused"; empty if the framework does not tell
+  std::string phase;     ///< "unresolved", "opening", "lost" or "refused"; empty if unknown
   std::string reason;    ///< why it is not up; empty if unknown
   unsigned tries = 0;
 };

@@ -115,7 +115,7 @@ class Block {
       left += state.failed() ? 0 : state.outstanding.size();
     }
     const bool allFit = left <= rowsForEndpoints;
-    // One row tells how many there are more.
+    // One row is kept for the number of those that are left out.
     auto rows = allFit || rowsForEndpoints == 0 ? rowsForEndpoints : rowsForEndpoints - 1;
     for (const auto& state : states_) {
       lines_.push_back(publisherLine(state, moment_, nameColumns_));

@@ -14,7 +14,7 @@ namespace spfctl {
 
 namespace {
 
-// What most terminals are, for those that do not tell.
+// The usual size, for terminals that report none.
 constexpr TerminalSize usualSize{80, 24};
 
 std::string variable(const char* name) {

@@ -20,8 +20,8 @@ class WatchListener;
 /// Follows the framework's events for all publishers of one configuration, from construction to destruction.
 ///
 /// A configuration's own wait for unpublishing follows one publisher, and stops listening when it ends; the events of
-/// the other publishers may then be missed. Whoever publishes publisher IDs again must first see all publishers of the
-/// old configuration gone, because their late events would be taken for those of the new one:
+/// the other publishers may then be missed. Before publisher IDs are published again, all publishers of the old
+/// configuration must be unpublished, because their late events would be taken for those of the new one:
 ///
 ///     PublisherWatch watch(context, {"indoor", "outdoor"});  // before the publication
 ///     auto weather = builder.build();
