@@ -1,14 +1,14 @@
 #include "display/terminal.hpp"
 
 #include <chrono>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "display/utcTime.hpp"
 
 namespace spfctl {
 
@@ -51,17 +51,7 @@ bool isOutputAbandoned() {
 }
 
 std::string timeStamp() {
-  const auto now = std::chrono::system_clock::now();
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
-  const auto time = std::chrono::system_clock::to_time_t(seconds);
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  char date[32];
-  const auto length = std::strftime(date, sizeof(date), "%FT%T", &parts);
-  char milliseconds[16];
-  std::snprintf(milliseconds, sizeof(milliseconds), ".%03dZ",
-                static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(now - seconds).count()));
-  return std::string(date, length) + milliseconds;
+  return utcTime(std::chrono::system_clock::now());
 }
 
 }  // namespace spfctl
