@@ -10,6 +10,7 @@
 namespace spf::controller {
 
 using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworkinterfaces::HealthCheck;
 using cppmicroservices::service::cm::ManagedServiceFactory;
 
 class Activator : public cppmicroservices::BundleActivator {
@@ -22,9 +23,12 @@ class Activator : public cppmicroservices::BundleActivator {
     sink_ = context.RegisterService<EventSink>(dispatcher_);
     factory_ = context.RegisterService<ManagedServiceFactory>(
         controller_, {{std::string("service.pid"), std::string("zk.spf.framework")}});
+    health_ = context.RegisterService<HealthCheck>(dispatcher_,
+                                                   {{std::string(HealthCheck::component), std::string("controller")}});
   }
 
   void Stop(cppmicroservices::BundleContext) override {
+    health_.Unregister();
     factory_.Unregister();
     controller_->stop();
     sink_.Unregister();
@@ -36,6 +40,7 @@ class Activator : public cppmicroservices::BundleActivator {
   std::shared_ptr<Controller> controller_;
   cppmicroservices::ServiceRegistration<EventSink> sink_;
   cppmicroservices::ServiceRegistration<ManagedServiceFactory> factory_;
+  cppmicroservices::ServiceRegistration<HealthCheck> health_;
 };
 
 }  // namespace spf::controller

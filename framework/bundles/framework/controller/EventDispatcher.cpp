@@ -56,6 +56,10 @@ void EventDispatcher::failed(const Origin& origin, std::exception_ptr error) {
       ErrorEvent{{FrameworkEvent::error}, std::move(error), origin.servicePublisherID, origin.modificationCount}));
 }
 
+void EventDispatcher::check(std::function<void()> done) {
+  executor_.post(std::move(done));
+}
+
 void EventDispatcher::post(std::shared_ptr<const FrameworkEvent> event) {
   executor_.post([self = shared_from_this(), event = std::move(event)] { self->deliver(event); });
 }

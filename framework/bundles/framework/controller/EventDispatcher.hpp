@@ -1,18 +1,22 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include <cppmicroservices/BundleContext.h>
 #include "Withdrawals.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
+#include "agent/spf/frameworkinterfaces/HealthCheck.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::controller {
 
 /// Delivers every report to all FrameworkListener services that are registered at that time, on a thread of its own,
-/// one after the other. An exception of one listener does not affect the others.
+/// one after the other. An exception of one listener does not affect the others. Health checks wait in the same queue,
+/// so that a listener that does not return is noticed.
 class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
+                        public agent::spf::frameworkinterfaces::HealthCheck,
                         public std::enable_shared_from_this<EventDispatcher> {
  public:
   /// Starts the dispatcher's thread.
@@ -25,11 +29,13 @@ class EventDispatcher : public agent::spf::frameworkinterfaces::EventSink,
   void allServicesUnpublished(const Origin& origin) override;
   void failed(const Origin& origin, std::exception_ptr error) override;
 
+  void check(std::function<void()> done) override;
+
   /// Returns the publishers that are being withdrawn, which the reports keep up to date.
   Withdrawals& withdrawals() noexcept { return withdrawals_; }
 
-  /// Refuses further reports and blocks until those already made are delivered. If a listener calls it inside an
-  /// event, it returns at once, and the remaining reports are delivered on the same thread after that event.
+  /// Refuses further reports and health checks, and blocks until those already made are done. If a listener calls it
+  /// inside an event, it returns at once, and the remaining ones are done on the same thread after that event.
   void stop();
 
  private:

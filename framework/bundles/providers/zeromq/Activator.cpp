@@ -1,4 +1,5 @@
 #include <memory>
+#include <string>
 
 #include <cppmicroservices/BundleActivator.h>
 #include <cppmicroservices/BundleContext.h>
@@ -6,15 +7,21 @@
 
 namespace spf::zeromq {
 
+using agent::spf::frameworkinterfaces::HealthCheck;
+using agent::spf::frameworkinterfaces::Transport;
+
 class Activator : public cppmicroservices::BundleActivator {
  public:
   void Start(cppmicroservices::BundleContext context) override {
     transport_ = std::make_shared<ZeroMqTransport>();
-    registration_ = context.RegisterService<agent::spf::frameworkinterfaces::Transport>(transport_);
+    registration_ = context.RegisterService<Transport>(transport_);
+    health_ = context.RegisterService<HealthCheck>(transport_,
+                                                   {{std::string(HealthCheck::component), std::string("transport")}});
   }
 
   void Stop(cppmicroservices::BundleContext) override {
-    // Unregistered first, so that no other bundle finds it while it closes its sockets.
+    health_.Unregister();
+    // Unregistered before the stop, so that no other bundle finds it while it closes its sockets.
     registration_.Unregister();
     transport_->stop();
     transport_.reset();
@@ -22,7 +29,8 @@ class Activator : public cppmicroservices::BundleActivator {
 
  private:
   std::shared_ptr<ZeroMqTransport> transport_;
-  cppmicroservices::ServiceRegistration<agent::spf::frameworkinterfaces::Transport> registration_;
+  cppmicroservices::ServiceRegistration<Transport> registration_;
+  cppmicroservices::ServiceRegistration<HealthCheck> health_;
 };
 
 }  // namespace spf::zeromq

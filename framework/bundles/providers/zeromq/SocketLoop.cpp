@@ -121,11 +121,12 @@ void SocketLoop::runTasks() {
   std::unique_lock<std::mutex> lock(mutex_);
   // Tasks that are posted meanwhile wait for the next round.
   for (auto count = tasks_.size(); count > 0; --count) {
-    const Task task = std::move(tasks_.front());
+    Task task = std::move(tasks_.front());
     tasks_.pop_front();
     lock.unlock();
     task(*this);
-    advance();  // the next task may use an endpoint that this one has added
+    task = nullptr;  // destroys its captures outside of the lock
+    advance();       // the next task may use an endpoint that this one has added
     lock.lock();
   }
   if (stopping_ && tasks_.empty() && !end_) {

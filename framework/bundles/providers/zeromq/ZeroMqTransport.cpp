@@ -29,6 +29,10 @@ std::string ZeroMqTransport::ask(const std::string& owner, const std::string& na
   }
 }
 
+void ZeroMqTransport::check(std::function<void()> done) {
+  loop_.post([done = std::move(done)](SocketLoop&) { done(); });
+}
+
 void ZeroMqTransport::post(SocketLoop::Task task) {
   if (!loop_.post(std::move(task))) {
     throw std::runtime_error("the ZeroMQ transport was stopped");

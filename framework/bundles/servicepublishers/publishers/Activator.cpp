@@ -9,12 +9,14 @@
 #include "PublisherManager.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
+#include "agent/spf/frameworkinterfaces/HealthCheck.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointStatus;
+using agent::spf::frameworkinterfaces::HealthCheck;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::AnyMap;
 using cppmicroservices::ServiceEvent;
@@ -63,9 +65,12 @@ class Activator : public cppmicroservices::BundleActivator {
     discoveryListener_ = retryOnChange<Discovery>(context, manager_);
     rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
     legacy_ = registerFactory(context, Kind::legacy, "zk.spf.legacyservicepublisher");
+    health_ = context.RegisterService<HealthCheck>(manager_,
+                                                   {{std::string(HealthCheck::component), std::string("publishers")}});
   }
 
   void Stop(cppmicroservices::BundleContext context) override {
+    health_.Unregister();
     rpc_.Unregister();
     legacy_.Unregister();
     context.RemoveListener(std::move(transportListener_));
@@ -88,6 +93,7 @@ class Activator : public cppmicroservices::BundleActivator {
   cppmicroservices::ServiceRegistration<EndpointStatus> status_;
   Registration rpc_;
   Registration legacy_;
+  cppmicroservices::ServiceRegistration<HealthCheck> health_;
 };
 
 }  // namespace spf::publishers

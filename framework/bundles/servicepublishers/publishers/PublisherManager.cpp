@@ -70,6 +70,10 @@ void PublisherManager::retry() {
   });
 }
 
+void PublisherManager::check(std::function<void()> done) {
+  executor_->post(std::move(done));
+}
+
 void PublisherManager::stop() {
   executor_->post([this] { releaseAll(); });
   {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,18 +11,19 @@
 #include <cppmicroservices/BundleContext.h>
 #include "Environment.hpp"
 #include "Publisher.hpp"
+#include "agent/spf/frameworkinterfaces/HealthCheck.hpp"
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
 namespace spf::publishers {
 
 /// Owns all publishers, by the PIDs of their factory configurations, and the thread that they run on. Any thread may
 /// call any member; only `stop` blocks.
-class PublisherManager {
+class PublisherManager : public agent::spf::frameworkinterfaces::HealthCheck {
  public:
   explicit PublisherManager(cppmicroservices::BundleContext context);
 
   /// Ends the thread.
-  ~PublisherManager();
+  ~PublisherManager() override;
 
   PublisherManager(const PublisherManager&) = delete;
   PublisherManager& operator=(const PublisherManager&) = delete;
@@ -38,6 +40,8 @@ class PublisherManager {
 
   /// Returns the records of all endpoints, which the stop leaves empty.
   const std::shared_ptr<EndpointStates>& states() const noexcept { return states_; }
+
+  void check(std::function<void()> done) override;
 
   /// Closes every socket, blocks until all are closed or a few seconds have passed, and ends the thread.
   void stop();
