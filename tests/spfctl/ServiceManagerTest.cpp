@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <optional>
+#include <ostream>
 
 #include <unistd.h>
 
@@ -158,31 +159,50 @@ TEST_P(NoNotificationSocket, LeavesEveryFunctionWithoutEffect) {
 INSTANTIATE_TEST_SUITE_P(InTheEnvironment, NoNotificationSocket,
                          testing::Values("", "/", "@", "relative/path", "vsock:2:1234", "/" + std::string(200, 'x')));
 
+enum class Process { unnamed, own, parent, nonsense };
+
 struct WatchdogCase {
+  const char* name;
   const char* microseconds;
-  std::string process;
-  std::optional<std::chrono::microseconds> interval;
+  Process process = Process::unnamed;
+  std::optional<std::chrono::microseconds> interval = std::nullopt;
 };
+
+void PrintTo(const WatchdogCase& value, std::ostream* stream) {
+  *stream << value.name;
+}
+
+std::string inEnvironment(Process process) {
+  switch (process) {
+    case Process::own:
+      return std::to_string(getpid());
+    case Process::parent:
+      return std::to_string(getppid());
+    case Process::nonsense:
+      return "nobody";
+    default:
+      return "";
+  }
+}
 
 class AWatchdogsInterval : public testing::TestWithParam<WatchdogCase> {};
 
 TEST_P(AWatchdogsInterval, IsThatOfTheEnvironmentIfThisProcessIsMeant) {
-  Workspace workspace;
-  const EnvironmentVariable name("NOTIFY_SOCKET", (workspace.path() / "notify").string());
+  const EnvironmentVariable name("NOTIFY_SOCKET", "/does/not/exist");
   const EnvironmentVariable interval("WATCHDOG_USEC", GetParam().microseconds);
-  const EnvironmentVariable process("WATCHDOG_PID", GetParam().process);
+  const EnvironmentVariable process("WATCHDOG_PID", inEnvironment(GetParam().process));
   EXPECT_EQ(ServiceManager().watchdogInterval(), GetParam().interval);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, AWatchdogsInterval,
-                         testing::Values(WatchdogCase{"30000000", "", 30s},
-                                         WatchdogCase{"30000000", std::to_string(getpid()), 30s},
-                                         WatchdogCase{"30000000", std::to_string(getppid()), std::nullopt},
-                                         WatchdogCase{"30000000", "nobody", std::nullopt},
-                                         WatchdogCase{"", "", std::nullopt}, WatchdogCase{"0", "", std::nullopt},
-                                         WatchdogCase{"-1", "", std::nullopt}, WatchdogCase{"30s", "", std::nullopt},
-                                         WatchdogCase{" 1", "", std::nullopt},
-                                         WatchdogCase{"18446744073709551615", "", std::nullopt},
-                                         WatchdogCase{"9223372036854775807", "", std::nullopt}));
+                         testing::Values(WatchdogCase{"AnyProcess", "30000000", Process::unnamed, 30s},
+                                         WatchdogCase{"ThisProcess", "30000000", Process::own, 30s},
+                                         WatchdogCase{"AnotherProcess", "30000000", Process::parent},
+                                         WatchdogCase{"NoProcess", "30000000", Process::nonsense},
+                                         WatchdogCase{"NoValue", ""}, WatchdogCase{"Zero", "0"},
+                                         WatchdogCase{"LessThanZero", "-1"}, WatchdogCase{"AUnit", "30s"},
+                                         WatchdogCase{"ASpace", " 1"}, WatchdogCase{"NoLimit", "18446744073709551615"},
+                                         WatchdogCase{"WhatTheClockCannotCount", "9223372036854775807"}),
+                         [](const auto& value) { return std::string(value.param.name); });
 
 }  // namespace spf::test
