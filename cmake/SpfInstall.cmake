@@ -24,6 +24,13 @@ install(DIRECTORY include/ host/filesystem/include/ host/logging/include/ host/s
 if(TARGET spfctl)
   install(TARGETS spfctl RUNTIME DESTINATION ${SPF_BIN_DIR})
   install(DIRECTORY ${PROJECT_BINARY_DIR}/${SPF_SHARE_DIR}/ DESTINATION ${SPF_SHARE_DIR})
+  # The prefix is known for certain when it is installed.
+  set(unit "${PROJECT_BINARY_DIR}/install/spfctl@.service")
+  install(CODE "
+    get_filename_component(SPFCTL \"\${CMAKE_INSTALL_PREFIX}/${SPF_BIN_DIR}/spfctl\" ABSOLUTE)
+    string(REPLACE \"%\" \"%%\" SPFCTL \"\${SPFCTL}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/tools/spfctl/share/spfctl@.service.in\" \"${unit}\" @ONLY)")
+  install(FILES "${unit}" DESTINATION "${SPF_SYSTEMD_UNIT_DIR}")
 endif()
 
 install(EXPORT spf-frameworksetup-targets NAMESPACE spf:: DESTINATION ${SPF_PACKAGE_DIR})

@@ -14,6 +14,8 @@ option(SPF_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(SPF_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
 option(SPF_BUILD_FUZZERS "Build the fuzzers of the embedded runtime (needs clang)" OFF)
 option(SPF_INSTALL "Add install rules and the CMake package" ${PROJECT_IS_TOP_LEVEL})
+set(SPF_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
+    "Where the unit of spfctl for systemd is installed: absolute, or below the prefix")
 option(SPF_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(SPF_PRECOMPILE_HEADERS "Precompile the headers that most files read" ${PROJECT_IS_TOP_LEVEL})
 set(SPF_SANITIZE "" CACHE STRING "Sanitizers to compile everything with, as in -fsanitize=<value>")

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <variant>
 
 #include "commands/Check.hpp"
@@ -14,6 +15,7 @@
 #include "commands/Show.hpp"
 #include "display/terminal.hpp"
 #include "display/terminalText.hpp"
+#include "supervision/JournalMessages.hpp"
 
 namespace {
 
@@ -56,6 +58,10 @@ class Execution {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::optional<spfctl::JournalMessages> journal;
+  if (spfctl::isJournalAtStandardError()) {
+    journal.emplace(std::cerr);
+  }
   const spfctl::Output output{std::cout,
                               std::cerr,
                               spfctl::terminalSize,
