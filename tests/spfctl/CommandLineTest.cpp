@@ -65,19 +65,26 @@ TEST_F(TheCommandLine, ReadsLogLevelsByNameAndNumber) {
   EXPECT_EQ(parsed({"run", "f", "--log=all"}).logLevels, 0xFFFFFFFFu);
 }
 
+TEST_F(TheCommandLine, ReadsNoLogLevelAsNone) {
+  EXPECT_EQ(parsed({"run", "f", "--log=none"}).logLevels, 0u);
+}
+
 TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
   EXPECT_EQ(complaint({"run", "f", "--log=loud"}),
-            "--log has the level 'loud'; expected progress, exceptions, all or a number");
+            "--log has the level 'loud'; expected progress, exceptions, all, none or a number");
   EXPECT_EQ(complaint({"run", "f", "--log=4,"}),
-            "--log has the level ''; expected progress, exceptions, all or a number");
+            "--log has the level ''; expected progress, exceptions, all, none or a number");
   EXPECT_EQ(complaint({"run", "f", "--log=4294967296"}),
-            "--log has the level '4294967296'; expected progress, exceptions, all or a number");
+            "--log has the level '4294967296'; expected progress, exceptions, all, none or a number");
 }
 
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
-  EXPECT_EQ(complaint({}), "spfctl: no command; expected run, check, show, diff, inspect, schema, completion, manual");
+  EXPECT_EQ(complaint({}),
+            "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, check, show, diff, inspect, "
+            "schema, completion, manual");
   EXPECT_EQ(complaint({"walk"}),
-            "spfctl: unknown command 'walk'; expected run, check, show, diff, inspect, schema, completion, manual");
+            "spfctl: unknown command 'walk'; expected run, status, watch, apply, withdraw, ask, log, check, show, "
+            "diff, inspect, schema, completion, manual");
   EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
   EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
   EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");

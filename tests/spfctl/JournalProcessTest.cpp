@@ -31,13 +31,14 @@ TEST_F(TheTool, WritesItsErrorsWithTheirPriorityToTheJournal) {
 
 TEST_F(TheTool, WritesItsWarningsWithTheirPriorityToTheJournal) {
   const auto file = workspace_.write("empty.json", "{}");
-  EXPECT_THAT(messagesInTheJournal("run '" + file + "' --once --root '" + workspace_.path().string() + "'"),
-              StartsWith("<4>spfctl: warning: no bundle of the framework in "));
+  EXPECT_THAT(
+      messagesInTheJournal("run '" + file + "' --no-control --once --root '" + workspace_.path().string() + "'"),
+      StartsWith("<4>spfctl: warning: no bundle of the framework in "));
 }
 
 TEST_F(TheTool, WritesLogRecordsWithTheirPriorityToTheJournal) {
   const auto file = workspace_.write("empty.json", R"({"configurationID": "x\ny"})");
-  const auto messages = messagesInTheJournal("run '" + file + "' --once --log progress");
+  const auto messages = messagesInTheJournal("run '" + file + "' --no-control --once --log progress");
   EXPECT_THAT(messages, StartsWith("<7>log agent::spf::frameworksetup 4: "));
   EXPECT_THAT(messages, HasSubstr("4: About to remove spf configuration for x\n<7>y\n"));
   EXPECT_THAT(messages, Not(HasSubstr("\nlog ")));

@@ -37,8 +37,9 @@ class SpfctlRun : public testing::Test {
                                 interfaceName + R"("}], "servicePublishers": [)" + list + R"(], "serviceMappings": [)" +
                                 mappings + "]}");
   }
+  // Without a control socket, since the tests that run at the same time have one ID.
   static Arguments command(const std::string& file, const Arguments& more = {}) {
-    Arguments arguments = {SPFCTL, "run", file};
+    Arguments arguments = {SPFCTL, "run", file, "--no-control"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
   }
@@ -70,7 +71,7 @@ TEST_F(SpfctlRun, OnceEndsWithZeroWhenEverythingIsReadyAndLeavesNoSocketBehind) 
 
 TEST_F(SpfctlRun, StaysUntilItIsInterruptedAndThenEndsWithZero) {
   const auto endpoint = freeEndpoint();
-  for (const auto number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const auto number : {SIGINT, SIGTERM}) {
     Process process(command(configuration({publisher("p", quoted(endpoint))})));
     ASSERT_TRUE(process.waitForOutput("ready: x"));
     EXPECT_TRUE(isOpen(endpoint));
@@ -299,13 +300,28 @@ TEST_F(SpfctlRun, LooksOnceWhenTheTimeOutIsZero) {
 }
 
 TEST_F(SpfctlRun, EndsWithTheSignalsCodeWhenInterruptedBeforeEverythingIsReady) {
-  for (const auto number : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const auto number : {SIGINT, SIGTERM}) {
     const auto endpoint = freeEndpoint();
     Process process(command(configuration({publisher("p", quoted(endpoint), quoted(freeEndpoint()))})));
     ASSERT_TRUE(process.waitForOutput("p: to connect"));
     process.signal(number);
     EXPECT_EQ(process.wait(), 128 + number);
     EXPECT_THAT(process.out(), HasSubstr("withdrawn"));
+    EXPECT_FALSE(isOpen(endpoint));
+  }
+}
+
+TEST_F(SpfctlRun, WithdrawsWhenItsTerminalIsClosed) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "no pseudo-terminal can be opened here: " << reason;
+  }
+  for (const bool isReady : {false, true}) {
+    const auto endpoint = freeEndpoint();
+    const auto entry = publisher("p", quoted(endpoint), isReady ? "" : quoted(freeEndpoint()));
+    Process process(command(configuration({entry}), {"--log", "progress"}), Process::Stdout::controllingTerminal);
+    ASSERT_TRUE(process.waitForOutput(isReady ? "ready: x" : "p: to connect")) << process.err();
+    process.signal(SIGHUP);
+    EXPECT_EQ(process.wait(), isReady ? 0 : 128 + SIGHUP) << process.err();
     EXPECT_FALSE(isOpen(endpoint));
   }
 }

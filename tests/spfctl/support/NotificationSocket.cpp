@@ -45,16 +45,6 @@ std::vector<std::string> NotificationSocket::received() {
   }
 }
 
-void NotificationSocket::fill() const {
-  sockaddr_un address{};
-  socklen_t size = sizeof(address);
-  getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-  const int other = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  while (sendto(other, "x", 1, MSG_DONTWAIT, reinterpret_cast<const sockaddr*>(&address), size) == 1) {
-  }
-  close(other);
-}
-
 EnvironmentVariable::EnvironmentVariable(const char* name) : name_(name), wasSet_(std::getenv(name) != nullptr) {
   previous_ = wasSet_ ? std::getenv(name) : "";
   unsetenv(name);

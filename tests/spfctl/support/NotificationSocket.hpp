@@ -17,9 +17,6 @@ class NotificationSocket {
   /// Returns the messages that have arrived since the last call.
   std::vector<std::string> received();
 
-  /// Fills the socket until it takes no more.
-  void fill() const;
-
  private:
   int socket_;
   std::string path_;  // empty for an abstract socket

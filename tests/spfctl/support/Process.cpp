@@ -25,7 +25,7 @@ winsize sizeOf(Process::Size size) {
 
 void makeChannel(Process::Stdout kind, int& ours, int& theirs, Process::Size size = {80, 24}) {
   int ends[2];
-  if (kind == Process::Stdout::terminal) {
+  if (kind != Process::Stdout::pipe) {
     const winsize window = sizeOf(size);
     if (openpty(&ours, &theirs, nullptr, nullptr, &window) != 0) {
       throw std::runtime_error("cannot open a terminal");
@@ -64,6 +64,10 @@ Process::Process(const std::vector<std::string>& command, Stdout kind, Size size
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     std::signal(SIGHUP, SIG_DFL);  // nohup, which may run the tests, would be inherited
+    setsid();                      // the terminal of the tests is not that of the process
+    if (kind == Stdout::controllingTerminal) {
+      ioctl(theirOut, TIOCSCTTY, 0);
+    }
     dup2(theirOut, STDOUT_FILENO);
     dup2(theirErr, STDERR_FILENO);
     execv(arguments[0], arguments.data());

@@ -10,7 +10,11 @@ namespace spf::test {
 /// A child process whose output is read. It is killed if it is still there at the end.
 class Process {
  public:
-  enum class Stdout { pipe, terminal };
+  enum class Stdout {
+    pipe,
+    terminal,
+    controllingTerminal  ///< of a session of the process's own
+  };
 
   /// \return why this machine opens no pseudo-terminal, as some containers do; empty if it does
   static std::string whyNoTerminal();

@@ -13,6 +13,7 @@
 #include "commands/Inspect.hpp"
 #include "commands/Run.hpp"
 #include "commands/Show.hpp"
+#include "commands/clients.hpp"
 #include "display/terminal.hpp"
 #include "display/terminalText.hpp"
 #include "supervision/JournalMessages.hpp"
@@ -40,6 +41,12 @@ class Execution {
     const spfctl::Signals signals(changes);
     return spfctl::run(options, signals, changes, output_);
   }
+  int operator()(const spfctl::StatusOptions& options) const { return codeOf(spfctl::status(options, output_)); }
+  int operator()(const spfctl::WatchOptions& options) const { return codeOf(spfctl::watch(options, output_)); }
+  int operator()(const spfctl::ApplyOptions& options) const { return codeOf(spfctl::apply(options, output_)); }
+  int operator()(const spfctl::WithdrawOptions& options) const { return codeOf(spfctl::withdraw(options, output_)); }
+  int operator()(const spfctl::AskOptions& options) const { return codeOf(spfctl::ask(options, output_)); }
+  int operator()(const spfctl::LogOptions& options) const { return codeOf(spfctl::log(options, output_)); }
   int operator()(const spfctl::CheckOptions& options) const { return codeOf(spfctl::check(options, output_)); }
   int operator()(const spfctl::ShowOptions& options) const { return codeOf(spfctl::show(options, output_)); }
   int operator()(const spfctl::DiffOptions& options) const { return spfctl::diff(options, output_); }

@@ -34,17 +34,17 @@ std::string describeAnswer(const AnyMap& answer) {
 
 }  // namespace
 
-std::string askPeer(const std::string& publisherID, const std::string& endpoint, std::chrono::milliseconds timeout) {
+AskResult askPeer(const std::string& publisherID, const std::string& endpoint, std::chrono::milliseconds timeout) {
   const auto directory = agent::spf::frameworksupport::findService<PeerDirectory>(
       agent::host::services::getFramework()->GetBundleContext());
   if (!directory) {
     return {};
   }
   try {
-    return publisherID + ": the peer at " + endpoint +
-           " answers: " + describeAnswer(directory->ask(publisherID, endpoint, timeout));
+    return {true, publisherID + ": the peer at " + endpoint +
+                      " answers: " + describeAnswer(directory->ask(publisherID, endpoint, timeout))};
   } catch (const std::exception& exception) {
-    return std::string("no answer: ") + exception.what();
+    return {false, std::string("no answer: ") + exception.what()};
   }
 }
 

@@ -19,6 +19,59 @@ struct RunOptions {
   bool setup = false;
   bool quiet = false;
   std::uint32_t logLevels = 0;
+  std::string name;                  ///< of the control socket; empty: the configuration's ID
+  std::filesystem::path controlDir;  ///< empty: the standard one
+  bool control = true;               ///< whether a control socket is opened
+  std::string record;                ///< file for the events; empty: none
+};
+
+/// The running host that a command is about.
+struct HostOptions {
+  std::string name;                  ///< empty, where that is allowed: all, or the only one
+  std::filesystem::path controlDir;  ///< empty: the standard one
+};
+
+/// `spfctl status`.
+struct StatusOptions {
+  enum class Awaited { nothing, ready, withdrawn };
+
+  HostOptions host;
+  Awaited awaited = Awaited::nothing;
+  std::chrono::milliseconds timeout = std::chrono::seconds(30);
+  bool json = false;
+};
+
+/// `spfctl watch`.
+struct WatchOptions {
+  HostOptions host;
+  bool sinceStart = false;
+  bool json = false;
+};
+
+/// `spfctl apply`.
+struct ApplyOptions {
+  HostOptions host;
+  std::string file;
+  std::chrono::milliseconds timeout = std::chrono::seconds(30);
+  bool rollback = false;
+};
+
+/// `spfctl withdraw`.
+struct WithdrawOptions {
+  HostOptions host;
+};
+
+/// `spfctl ask`.
+struct AskOptions {
+  HostOptions host;
+  std::string endpoint;
+  std::chrono::milliseconds timeout = std::chrono::seconds(2);
+};
+
+/// `spfctl log`.
+struct LogOptions {
+  HostOptions host;
+  std::uint32_t levels = 0;
 };
 
 /// `spfctl check`.
@@ -60,7 +113,8 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using Command = std::variant<RunOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, PrintText>;
+using Command = std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions,
+                             LogOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected

@@ -9,6 +9,7 @@
 #include "commands/help.hpp"
 #include "commands/manual.hpp"
 #include "commands/version.hpp"
+#include "control/ControlFolder.hpp"
 #include "file/configurationSchema.hpp"
 
 namespace spfctl {
@@ -38,7 +39,10 @@ std::chrono::milliseconds duration(const std::string& text) {
   throw UsageError("--timeout is '" + text + "'; expected a whole number and ms, s, m or h, like 30s");
 }
 
-std::uint32_t logLevel(const std::string& text) {
+std::uint32_t logLevel(const char* where, const std::string& text) {
+  if (text == "none") {
+    return 0;
+  }
   if (text == "progress") {
     return 4;
   }
@@ -51,17 +55,18 @@ std::uint32_t logLevel(const std::string& text) {
   if (const auto mask = wholeNumber<std::uint32_t>(text)) {
     return *mask;
   }
-  throw UsageError("--log has the level '" + text + "'; expected progress, exceptions, all or a number");
+  throw UsageError(std::string(where) + " has the level '" + text +
+                   "'; expected progress, exceptions, all, none or a number");
 }
 
-std::uint32_t logLevels(const std::string& text) {
+std::uint32_t logLevels(const char* where, const std::string& text) {
   std::uint32_t mask = 0;
   std::string::size_type begin = 0;
   for (auto comma = text.find(','); comma != std::string::npos; comma = text.find(',', begin)) {
-    mask |= logLevel(text.substr(begin, comma - begin));
+    mask |= logLevel(where, text.substr(begin, comma - begin));
     begin = comma + 1;
   }
-  return mask | logLevel(text.substr(begin));
+  return mask | logLevel(where, text.substr(begin));
 }
 
 std::filesystem::path existingDirectory(const std::string& text) {
@@ -70,6 +75,30 @@ std::filesystem::path existingDirectory(const std::string& text) {
     throw UsageError("--root is '" + text + "'; expected a directory that exists");
   }
   return text;
+}
+
+std::string hostName(const char* where, const std::string& text) {
+  if (!isHostName(text)) {
+    throw UsageError(std::string(where) + " is '" + text +
+                     "'; expected 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning");
+  }
+  return text;
+}
+
+void addControlDir(CLI::App& command, std::filesystem::path& folder) {
+  command
+      .add_option_function<std::string>(
+          "--control-dir", [&folder](const std::string& text) { folder = text; },
+          "Folder of the control sockets (default: $XDG_RUNTIME_DIR/spfctl, else /run/spfctl for root and "
+          "/tmp/spfctl-UID for others).")
+      ->type_name("DIR");
+}
+
+void addTimeout(CLI::App& command, std::chrono::milliseconds& timeout, const char* description) {
+  command
+      .add_option_function<std::string>(
+          "--timeout", [&timeout](const std::string& text) { timeout = duration(text); }, description)
+      ->type_name("TIME");
 }
 
 ShowOptions::Format formatOf(const std::string& name) {
@@ -85,7 +114,8 @@ ShowOptions::Format formatOf(const std::string& name) {
 }  // namespace
 
 Definition::Definition()
-    : app_("Publishes configurations of the SPF service framework, and looks at them before.", "spfctl") {
+    : app_("Checks configurations of the SPF service framework, publishes them, and looks after their hosts.",
+           "spfctl") {
   app_.require_subcommand(1);
   app_.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app_.footer(
@@ -94,6 +124,10 @@ Definition::Definition()
   app_.set_help_flag("-h,--help", "Print the help of spfctl or of a command.");
   app_.set_version_flag("--version", std::string("spfctl ") + version(), "Print the version.");
   addRun();
+  addStatus();
+  addWatch();
+  addApply();
+  addHostCommands();
   addCheck();
   addShow();
   addDiff();
@@ -130,10 +164,101 @@ void Definition::addRun() {
   run->add_flag("--setup", run_.setup, "Bring up the framework's built-in configuration first.");
   run->add_flag("--quiet", run_.quiet, "Print no progress.");
   run->add_option_function<std::string>(
-         "--log", [this](const std::string& text) { run_.logLevels = logLevels(text); },
-         "Show the library's log records on standard error: progress, exceptions, all, or numbers, separated by "
+         "--log", [this](const std::string& text) { run_.logLevels = logLevels("--log", text); },
+         "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
          "commas.")
       ->type_name("LEVELS");
+  run->add_option_function<std::string>(
+         "--name", [this](const std::string& text) { run_.name = hostName("--name", text); },
+         "Name of this host for status, apply and the like (default: the configurationID, if it is a name).")
+      ->type_name("NAME");
+  addControlDir(*run, run_.controlDir);
+  run->add_flag_callback(
+      "--no-control", [this] { run_.control = false; }, "Open no control socket: other commands do not see this host.");
+  run->add_option("--record", run_.record, "Write the framework's events to a file, for replay.")->type_name("FILE");
+}
+
+void Definition::addStatus() {
+  auto* const status = add("status",
+                           "Show all hosts of this user on this machine, or the publishers, endpoints and bundles of "
+                           "one.",
+                           "spfctl status\n"
+                           "spfctl status weather\n"
+                           "spfctl status weather --wait ready --timeout 1m",
+                           [this] {
+                             if (status_.awaited != StatusOptions::Awaited::nothing && status_.host.name.empty()) {
+                               throw UsageError("spfctl status: --wait without a NAME; expected the name of a host");
+                             }
+                             return status_;
+                           });
+  addHost(*status, status_.host, false);
+  status
+      ->add_option_function<std::string>(
+          "--wait",
+          [this](const std::string& text) {
+            status_.awaited = text == "ready" ? StatusOptions::Awaited::ready : StatusOptions::Awaited::withdrawn;
+          },
+          "Wait until the host is there and everything is ready, or until it has ended.")
+      ->type_name("STATE")
+      ->check(CLI::IsMember({"ready", "withdrawn"}));
+  addTimeout(*status, status_.timeout, "How long --wait waits (default: 30s).");
+  status->add_flag("--json", status_.json, "Print the status as JSON.");
+}
+
+void Definition::addWatch() {
+  auto* const watch = add("watch", "Print the framework's events as they come, a line each, until interrupted.",
+                          "spfctl watch weather\n"
+                          "spfctl watch weather --since-start --json > weather.jsonl",
+                          [this] { return watch_; });
+  addHost(*watch, watch_.host, false);
+  watch->add_flag("--since-start", watch_.sinceStart, "Begin with the last 10,000 events.");
+  watch->add_flag("--json", watch_.json,
+                  "Print JSON lines, which replay reads; the first one holds the configuration.");
+}
+
+void Definition::addApply() {
+  auto* const apply = add("apply",
+                          "Replace the configuration of a host by the one in FILE, and wait until it is ready. "
+                          "Endpoints that both have keep their connections.",
+                          "spfctl apply weather weather.json\n"
+                          "spfctl apply weather weather.json --rollback --timeout 10s",
+                          [this] { return apply_; });
+  addHost(*apply, apply_.host, true);
+  apply->add_option("FILE", apply_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
+  addTimeout(*apply, apply_.timeout, "How long to wait until everything is ready (default: 30s).");
+  apply->add_flag("--rollback", apply_.rollback, "Go back to the old content if the new one is refused or not ready.");
+}
+
+void Definition::addHostCommands() {
+  auto* const withdraw = add("withdraw", "Withdraw the configuration of a host, which ends then.",
+                             "spfctl withdraw weather", [this] { return withdraw_; });
+  addHost(*withdraw, withdraw_.host, true);
+
+  auto* const ask = add("ask", "Ask the peer that a host is connected to what it publishes.",
+                        "spfctl ask weather tcp://127.0.0.1:5556", [this] { return ask_; });
+  addHost(*ask, ask_.host, true);
+  ask->add_option("ENDPOINT", ask_.endpoint, "One of the endpoints to connect to, as it is configured.")
+      ->required()
+      ->type_name("ENDPOINT");
+  addTimeout(*ask, ask_.timeout, "How long to wait for the answer (default: 2s).");
+
+  auto* const log = add("log", "Change which of the library's log records a host shows.",
+                        "spfctl log weather progress,exceptions\n"
+                        "spfctl log weather none",
+                        [this] { return log_; });
+  addHost(*log, log_.host, true);
+  log->add_option_function<std::string>(
+         "LEVELS", [this](const std::string& text) { log_.levels = logLevels("LEVELS", text); },
+         "progress, exceptions, all, none, or numbers, separated by commas.")
+      ->required()
+      ->type_name("LEVELS");
+}
+
+void Definition::addHost(CLI::App& command, HostOptions& host, bool isRequired) {
+  auto* const name = command.add_option_function<std::string>(
+      "NAME", [&host](const std::string& text) { host.name = hostName("NAME", text); }, "Name of the host.");
+  name->required(isRequired)->type_name("NAME");
+  addControlDir(command, host.controlDir);
 }
 
 void Definition::addCheck() {
@@ -208,10 +333,10 @@ void Definition::addTexts() {
 const std::vector<ExitCodeText>& exitCodeTexts() {
   static const std::vector<ExitCodeText> texts = {
       {"0", "done; diff: no difference"},
-      {"1", "failure at run time; diff: there are differences"},
+      {"1", "failure at run time; no such host, or connection lost; diff: there are differences"},
       {"2", "wrong usage; diff: any trouble"},
       {"3", "configuration file unreadable or invalid; inspect: a bundle that would be refused"},
-      {"4", "not ready in time"},
+      {"4", "not ready, or no answer, in time"},
       {"5", "refused by the framework"},
       {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};
   return texts;

@@ -28,6 +28,11 @@ class Definition {
  private:
   CLI::App* add(const char* name, const char* description, const char* examples, std::function<Command()> choose);
   void addRun();
+  void addStatus();
+  void addWatch();
+  void addApply();
+  void addHostCommands();
+  void addHost(CLI::App& command, HostOptions& host, bool isRequired);
   void addCheck();
   void addShow();
   void addDiff();
@@ -37,6 +42,12 @@ class Definition {
   CLI::App app_;
   std::function<Command()> choose_;
   RunOptions run_;
+  StatusOptions status_;
+  WatchOptions watch_;
+  ApplyOptions apply_;
+  WithdrawOptions withdraw_;
+  AskOptions ask_;
+  LogOptions log_;
   CheckOptions check_;
   ShowOptions show_;
   DiffOptions diff_;

@@ -1,6 +1,7 @@
 #include "commands/LogOutput.hpp"
 
 #include <iostream>
+#include <mutex>
 #include <string>
 
 #include <boost/log/attributes/value_extraction.hpp>
@@ -56,9 +57,12 @@ formatter journalFormat() {
 }  // namespace
 
 void showLogRecords(std::uint32_t levels) {
-  boost::log::add_console_log(
-      std::cerr, boost::log::keywords::auto_flush = true,
-      boost::log::keywords::format = isJournalAtStandardError() ? journalFormat() : plainFormat());
+  static std::once_flag once;
+  std::call_once(once, [] {
+    boost::log::add_console_log(
+        std::cerr, boost::log::keywords::auto_flush = true,
+        boost::log::keywords::format = isJournalAtStandardError() ? journalFormat() : plainFormat());
+  });
   agent::host::logging::set_enabled_levels(levels);
 }
 

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <csignal>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace spfctl {
@@ -28,9 +29,19 @@ sigset_t awaited() {
   return set;
 }
 
+// SIGHUP says that the terminal was closed, if there is one.
+bool hasControllingTerminal() {
+  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  if (terminal < 0) {
+    return false;
+  }
+  close(terminal);
+  return true;
+}
+
 }  // namespace
 
-Signals::Signals(Changes& changes) : changes_(changes) {
+Signals::Signals(Changes& changes) : changes_(changes), mayReload_(!hasControllingTerminal()) {
   auto set = awaited();
   sigaddset(&set, SIGWINCH);
   pthread_sigmask(SIG_BLOCK, &set, nullptr);
@@ -52,10 +63,17 @@ int Signals::next() {
     sigwait(&set, &signal);
     if (signal == SIGWINCH) {
       changes_.note();
+    } else if (isReload(signal)) {
+      ++reloads_;
+      changes_.note();
     } else if (signal != SIGUSR1 || stopping_) {
       return signal;
     }
   }
+}
+
+bool Signals::isReload(int signal) {
+  return signal == SIGHUP && mayReload_;
 }
 
 void Signals::listen() {
@@ -76,7 +94,7 @@ void Signals::listen() {
       return;
     }
     // A process that was stopped and continued is interrupted here, and a stranger may send anything.
-    const bool isInterrupted = (another < 0 && errno == EINTR) || another == SIGUSR1;
+    const bool isInterrupted = (another < 0 && errno == EINTR) || another == SIGUSR1 || isReload(another);
     if (!isInterrupted) {
       _exit(128 + signal);
     }

@@ -4,6 +4,7 @@
 #include <exception>
 #include <set>
 
+#include "display/phaseNames.hpp"
 #include "file/anyJson.hpp"
 
 namespace spfctl {
@@ -14,21 +15,6 @@ using agent::spf::frameworkinterfaces::EndpointState;
 using agent::spf::frameworksetup::SPFConfiguration;
 using agent::spf::frameworksetup::SPFServicePublisherConfiguration;
 using Endpoints = std::vector<cppmicroservices::Any>;
-
-const char* nameOf(EndpointState::Phase phase) {
-  switch (phase) {
-    case EndpointState::Phase::unresolved:
-      return "unresolved";
-    case EndpointState::Phase::opening:
-      return "opening";
-    case EndpointState::Phase::lost:
-      return "lost";
-    case EndpointState::Phase::refused:
-      return "refused";
-    default:
-      return "up";
-  }
-}
 
 const char* nameOf(EndpointState::Direction direction) {
   return direction == EndpointState::Direction::bind ? "to bind" : "to connect";
@@ -61,7 +47,7 @@ std::vector<OutstandingEndpoint> recorded(const std::vector<EndpointState>& reco
         record.direction == EndpointState::Direction::connect && connected.count(record.endpoint) != 0;
     if (record.servicePublisherID == id && record.phase != EndpointState::Phase::up && !isConnected) {
       outstanding.push_back(
-          {nameOf(record.direction), record.endpoint, nameOf(record.phase), record.reason, record.tries});
+          {nameOf(record.direction), record.endpoint, phaseName(record.phase), record.reason, record.tries});
     }
   }
   return outstanding;

@@ -31,9 +31,9 @@ agent::spf::frameworksetup::SPFConfigurationBuilder toBuilder(const Configuratio
 /// publishes the next revision of that configuration. The description's own ID does not matter.
 ///
 /// The builder is one that `modify()` returned: if it is dropped unbuilt, the configuration is withdrawn. That happens
-/// as well if memory runs out in here after `modify()`. \param configuration  without a configuration, the builder has
-/// the empty ID \throws std::runtime_error in the library's words if a mapping names an interface or publisher that the
-/// description
+/// as well if memory runs out in here after `modify()`.
+/// \param configuration  without a configuration, the builder has the empty ID
+/// \throws std::runtime_error in the library's words if a mapping names an interface or publisher that the description
 ///         does not have; the configuration is unchanged then
 agent::spf::frameworksetup::SPFConfigurationBuilder modifiedTo(
     agent::spf::frameworksetup::SPFConfiguration& configuration, const ConfigurationDescription& description);

@@ -30,11 +30,16 @@ bool removeNumber(std::string_view& text) {
   return true;
 }
 
+// FILE:LINE:COLUMN
+bool isPlace(std::string_view text) {
+  const bool hasColumn = removeNumber(text);
+  return hasColumn && removeNumber(text);
+}
+
 // What is wrong with a configuration file begins with "FILE:LINE:COLUMN: ". The file's name may hold anything.
 Priority priorityOfFinding(std::string_view line) {
   for (auto end = line.find(": "); end != std::string_view::npos; end = line.find(": ", end + 1)) {
-    auto place = line.substr(0, end);
-    if (removeNumber(place) && removeNumber(place)) {
+    if (isPlace(line.substr(0, end))) {
       return hasPrefix(line.substr(end), ": warning: ") ? Priority::warning : Priority::error;
     }
   }

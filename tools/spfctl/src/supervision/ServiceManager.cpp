@@ -1,16 +1,11 @@
 #include "supervision/ServiceManager.hpp"
 
-#include <charconv>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
-#include <unistd.h>
+#include <systemd/sd-daemon.h>
 
 #include "display/terminalText.hpp"
 
@@ -19,47 +14,21 @@ namespace spfctl {
 namespace {
 
 constexpr std::size_t widestStatus = 200;
+constexpr int keepEnvironment = 0;
 
-std::string_view variable(const char* name) {
-  const char* const value = std::getenv(name);
-  return value == nullptr ? std::string_view() : value;
-}
-
-std::optional<std::int64_t> positiveNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  const bool isNumber = error == std::errc() && end == text.data() + text.size() && number > 0;
-  return isNumber ? std::optional(number) : std::nullopt;
-}
-
-// Without WATCHDOG_PID any process is meant.
-bool isWatched() {
-  const auto process = variable("WATCHDOG_PID");
-  return process.empty() || positiveNumber(process) == getpid();
+bool hasManager() {
+  const char* const address = std::getenv("NOTIFY_SOCKET");
+  return address != nullptr && *address != '\0';
 }
 
 std::optional<std::chrono::microseconds> intervalInEnvironment() {
-  const auto number = positiveNumber(variable("WATCHDOG_USEC"));
+  std::uint64_t number = 0;
   // Added to a time of the clock, which counts nanoseconds, a greater interval would overflow.
   constexpr std::chrono::microseconds longest = std::chrono::hours(24 * 365);
-  if (!number || *number > longest.count() || !isWatched()) {
+  if (sd_watchdog_enabled(keepEnvironment, &number) <= 0 || number > static_cast<std::uint64_t>(longest.count())) {
     return std::nullopt;
   }
-  return std::chrono::microseconds(*number);
-}
-
-// A path, or '@' and the name of an abstract socket. Returns 0, which is no size, for anything else.
-socklen_t fill(sockaddr_un& address, std::string_view name) {
-  if (name.size() < 2 || name.size() >= sizeof(address.sun_path) || (name[0] != '/' && name[0] != '@')) {
-    return 0;
-  }
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, name.data(), name.size());
-  const bool isAbstract = name[0] == '@';
-  if (isAbstract) {
-    address.sun_path[0] = '\0';
-  }
-  return static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size() + (isAbstract ? 0 : 1));
+  return std::chrono::microseconds(number);
 }
 
 std::string monotonicMicroseconds() {
@@ -71,17 +40,9 @@ std::string monotonicMicroseconds() {
 
 }  // namespace
 
-ServiceManager::ServiceManager() : addressSize_(fill(address_, variable("NOTIFY_SOCKET"))) {
-  if (addressSize_ != 0) {
-    // Opened once, so that it works without a free file descriptor, too. Not connected: the manager may bind anew.
-    socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+ServiceManager::ServiceManager() : hasManager_(hasManager()) {
+  if (hasManager_) {
     interval_ = intervalInEnvironment();
-  }
-}
-
-ServiceManager::~ServiceManager() {
-  if (socket_ >= 0) {
-    close(socket_);
   }
 }
 
@@ -110,7 +71,7 @@ void ServiceManager::stopping() {
 }
 
 void ServiceManager::status(const std::string& text) {
-  if (socket_ >= 0) {
+  if (hasManager_) {
     auto line = cutTo(escaped(text), widestStatus);
     if (line != status_) {
       status_ = std::move(line);
@@ -139,10 +100,9 @@ void ServiceManager::sendPending() {
   }
 }
 
-// Returns whether the manager has taken the message. sd_notify(3) would wait for room in the manager's socket.
-bool ServiceManager::send(std::string_view message) noexcept {
-  return socket_ >= 0 && sendto(socket_, message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                                reinterpret_cast<const sockaddr*>(&address_), addressSize_) >= 0;
+// Returns whether the manager has taken the message.
+bool ServiceManager::send(const std::string& message) const {
+  return hasManager_ && sd_notify(keepEnvironment, message.c_str()) > 0;
 }
 
 }  // namespace spfctl

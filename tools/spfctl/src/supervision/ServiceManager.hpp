@@ -3,23 +3,18 @@
 #include <chrono>
 #include <optional>
 #include <string>
-#include <string_view>
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace spfctl {
 
 /// Notifies the service manager that started the process (`NOTIFY_SOCKET`, see sd_notify(3)). Without one, nothing is
 /// done.
 ///
-/// Never blocks. What the manager does not take, since it is gone or its socket is full, is sent again by the next call
-/// of any function; only the latest state and the latest status are kept. For one thread.
+/// A call blocks while the manager's socket is full. What the manager does not take, since it is gone, is sent again by
+/// the next call of any function; only the latest state and the latest status are kept. For one thread.
 class ServiceManager {
  public:
   /// Reads the environment.
   ServiceManager();
-  ~ServiceManager();
   ServiceManager(const ServiceManager&) = delete;
   ServiceManager& operator=(const ServiceManager&) = delete;
 
@@ -48,12 +43,10 @@ class ServiceManager {
 
   void enter(Phase phase, std::string message);
   void sendPending();
-  bool send(std::string_view message) noexcept;
+  bool send(const std::string& message) const;
 
   // Constant after construction:
-  int socket_ = -1;  // none without a manager
-  sockaddr_un address_{};
-  socklen_t addressSize_ = 0;
+  const bool hasManager_;
   std::optional<std::chrono::microseconds> interval_;
 
   // Used by the one thread:

@@ -120,8 +120,8 @@ void Watchdog::beginRound() {
   checks_.clear();
   isAsking_ = true;
   try {
-    for (auto& service : context_.GetServiceReferences<HealthCheck>()) {
-      checks_.push_back({std::move(service), std::make_shared<Answer>()});
+    for (const auto& service : context_.GetServiceReferences<HealthCheck>()) {
+      checks_.push_back({service, std::make_shared<Answer>()});
     }
   } catch (const std::runtime_error&) {
     return;  // the host stops: no service is left

@@ -1,0 +1,177 @@
+#include "commands/LiveConfiguration.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+
+#include "agent/host/services.hpp"
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using agent::spf::frameworksupport::deadlineAfter;
+using agent::spf::frameworkwatch::PublisherWatch;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr std::uint32_t firstRevision = 1;
+
+// No event marks the end of the limit of silence, so it is polled.
+constexpr milliseconds silenceInterval{50};
+
+std::vector<std::string> publisherIDs(const ConfigurationDescription& description) {
+  std::vector<std::string> ids;
+  for (const auto& publisher : description.servicePublishers) {
+    ids.push_back(publisher.uniqueID);
+  }
+  return ids;
+}
+
+}  // namespace
+
+LiveConfiguration::LiveConfiguration(SharedSource source, Changes& changes, EventRecorder& recorder)
+    : changes_(changes),
+      recorder_(recorder),
+      records_(changes),
+      source_(std::move(source)),
+      id_(source_->description.configurationID) {
+  notePublication(*source_, firstRevision);
+}
+
+void LiveConfiguration::publish() {
+  watch_ = watchFor(source_->description, firstRevision);
+  configuration_ = toBuilder(source_->description).build();
+  id_ = configuration_.getConfigurationID();
+  noteStart(source_, firstRevision);
+}
+
+void LiveConfiguration::modify(SharedSource source) {
+  const auto next = revision_ + 1;
+  auto nextWatch = watchFor(source->description, next);
+  notePublication(*source, next);
+  try {
+    configuration_ = modifiedTo(configuration_, source->description).build();
+  } catch (...) {
+    isLost_ = configuration_.getConfigurationID().empty();
+    throw;
+  }
+  retireWatch(source->description);
+  watch_ = std::move(nextWatch);
+  noteStart(std::move(source), next);
+}
+
+void LiveConfiguration::withdraw() noexcept {
+  try {
+    if (isLost_) {
+      takeOver();
+    }
+  } catch (...) {
+    // It stays published until the framework stops.
+  }
+  configuration_.reset();
+}
+
+// A new builder's publication takes over the object of the ID in Configuration Admin, and with it the withdrawal.
+ConfigurationDescription LiveConfiguration::takeOver() {
+  auto description = source_->description;
+  description.configurationID = id_;
+  configuration_ = toBuilder(description).build();
+  return description;
+}
+
+bool LiveConfiguration::republish(milliseconds timeout) {
+  const auto description = takeOver();
+  configuration_.reset();
+  for (const auto deadline = deadlineAfter(timeout);;) {
+    const auto seen = changes_.count();
+    if (remainder().isDone) {
+      break;
+    }
+    if (steady_clock::now() >= deadline) {
+      return false;
+    }
+    changes_.waitForMoreThan(seen, std::min(deadline, deadlineAfter(silenceInterval)));
+  }
+  retired_.clear();
+  watch_ = watchFor(description, firstRevision);
+  notePublication(*source_, firstRevision);
+  configuration_ = toBuilder(description).build();
+  isLost_ = false;
+  noteStart(source_, firstRevision);
+  return true;
+}
+
+std::vector<PublisherState> LiveConfiguration::states() {
+  if (!tracked_) {
+    return {};
+  }
+  endpoints_ = records_.list();
+  return tracked_->update(configuration_, endpoints_, steady_clock::now());
+}
+
+LiveConfiguration::Remainder LiveConfiguration::remainder() {
+  Remainder remainder;
+  const auto current = watch_->waitUntilAllUnpublished(milliseconds::zero());
+  remainder.publishers = current.outstanding;
+  pruneRetired();
+  for (const auto& [watch, ids] : retired_) {
+    remainder.publishers.insert(remainder.publishers.end(), ids.begin(), ids.end());
+  }
+  remainder.isDone = current.done && remainder.publishers.empty();
+  return remainder;
+}
+
+LiveConfiguration::Watch LiveConfiguration::watchFor(const ConfigurationDescription& description,
+                                                     std::uint32_t revision) {
+  return std::make_unique<PublisherWatch>(agent::host::services::getFramework()->GetBundleContext(),
+                                          publisherIDs(description), revision,
+                                          [&changes = changes_] { changes.note(); });
+}
+
+// The current watch goes on for those publishers that the next revision does not have. One that a later revision has
+// again is followed by the new watch.
+void LiveConfiguration::retireWatch(const ConfigurationDescription& next) {
+  const auto kept = publisherIDs(next);
+  std::set<std::string> removed;
+  for (const auto& id : publisherIDs(source_->description)) {
+    removed.insert(id);
+  }
+  for (const auto& id : kept) {
+    removed.erase(id);
+    for (auto& [watch, ids] : retired_) {
+      ids.erase(id);
+    }
+  }
+  retired_.emplace_back(std::move(watch_), std::move(removed));
+  pruneRetired();
+}
+
+void LiveConfiguration::pruneRetired() {
+  for (auto& [watch, ids] : retired_) {
+    const auto present = watch->waitUntilAllUnpublished(milliseconds::zero()).outstanding;
+    std::set<std::string> left;
+    std::set_intersection(ids.begin(), ids.end(), present.begin(), present.end(), std::inserter(left, left.begin()));
+    ids.swap(left);
+  }
+  retired_.erase(
+      std::remove_if(retired_.begin(), retired_.end(), [](const auto& entry) { return entry.second.empty(); }),
+      retired_.end());
+}
+
+void LiveConfiguration::notePublication(const ConfigurationSource& source, std::uint32_t revision) const {
+  recorder_.notePublication(id_, revision, source.file, source.text);
+}
+
+void LiveConfiguration::noteStart(SharedSource source, std::uint32_t revision) {
+  source_ = std::move(source);
+  revision_ = revision;
+  publishedAt_ = std::chrono::system_clock::now();
+  tracked_.emplace(source_->description, steady_clock::now());
+}
+
+}  // namespace spfctl

@@ -1,0 +1,204 @@
+#include "control/ClientAcceptor.hpp"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+#include <boost/asio/post.hpp>
+#include <nlohmann/json.hpp>
+
+#include "agent/spf/frameworksupport/startThread.hpp"
+#include "control/ControlError.hpp"
+#include "control/protocol.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using boost::asio::local::stream_protocol;
+using boost::system::error_code;
+using nlohmann::json;
+using nlohmann::ordered_json;
+
+// How long answers may take to reach their clients when the host ends.
+constexpr std::chrono::seconds farewell{1};
+
+// After an error of accepting, such as too many open files.
+constexpr std::chrono::milliseconds retryInterval{100};
+
+bool mayConnect(ClientConnection::Socket& client) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return getsockopt(client.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+         (peer.uid == geteuid() || peer.uid == 0);
+}
+
+ordered_json refusal(const std::string& error) {
+  return {{"version", protocol::version}, {"ok", false}, {"code", 2}, {"error", error}};
+}
+
+std::string whyUnusable(const json& request) {
+  if (!request.is_object()) {
+    return "a request that is no JSON object";
+  }
+  const auto version = request.find("version");
+  if (version == request.end() || *version != protocol::version) {
+    return "version " + (version == request.end() ? std::string("missing") : version->dump()) + "; expected " +
+           std::to_string(protocol::version);
+  }
+  const auto name = request.find("request");
+  return name == request.end() || !name->is_string() ? "no 'request'; expected a text" : "";
+}
+
+}  // namespace
+
+ClientAcceptor::ClientAcceptor(const ControlFolder& folder, const std::string& host, ControlServer::Handler handler)
+    : path_(folder.socketOf(host)),
+      handler_(std::move(handler)),
+      acceptor_(context_),
+      next_(context_),
+      timer_(context_),
+      owner_{[this](const std::string& line, const std::shared_ptr<Reply>& reply) { handle(line, reply); },
+             [this] { checkForIdleness(); },
+             [this](const std::shared_ptr<ClientConnection>& client) {
+               clients_.erase(client);
+               checkForIdleness();
+             }} {
+  try {
+    listen(folder.path() / ("." + host + ".new"));
+  } catch (const boost::system::system_error& error) {
+    throw ControlError("control socket '" + path_.native() + "': " + error.code().message());
+  }
+  accept();
+  thread_ = agent::spf::frameworksupport::startThread([this] { context_.run(); });
+}
+
+// Appears under its name when it can be connected to, and only then.
+void ClientAcceptor::listen(const std::filesystem::path& temporary) {
+  unlink(temporary.c_str());
+  acceptor_.open();
+  acceptor_.bind(stream_protocol::endpoint(temporary.native()));
+  acceptor_.listen();
+  if (chmod(temporary.c_str(), S_IRUSR | S_IWUSR) != 0 || rename(temporary.c_str(), path_.c_str()) != 0) {
+    const error_code error(errno, boost::system::generic_category());
+    unlink(temporary.c_str());
+    throw boost::system::system_error(error);
+  }
+}
+
+ClientAcceptor::~ClientAcceptor() {
+  boost::asio::post(context_, [this] {
+    stopAccepting();
+    const auto clients = clients_;
+    for (const auto& client : clients) {
+      client->end();
+    }
+    context_.stop();
+  });
+  thread_.join();
+}
+
+void ClientAcceptor::accept() {
+  acceptor_.async_accept(next_, [this](const error_code& error) { onAccept(error); });
+}
+
+void ClientAcceptor::onAccept(const error_code& error) {
+  if (!acceptor_.is_open()) {
+    return;
+  }
+  if (!error) {
+    admit(std::move(next_));
+    next_ = ClientConnection::Socket(context_);
+    accept();
+    return;
+  }
+  timer_.expires_after(retryInterval);
+  timer_.async_wait([this](const error_code& aborted) {
+    if (!aborted && acceptor_.is_open()) {
+      accept();
+    }
+  });
+}
+
+void ClientAcceptor::admit(ClientConnection::Socket client) {
+  const bool isPermitted = mayConnect(client);
+  const auto connection = std::make_shared<ClientConnection>(std::move(client), owner_);
+  const bool isFull = clients_.size() >= protocol::mostClients;
+  clients_.insert(connection);
+  if (!isPermitted) {
+    connection->refuse(refusal("the host belongs to another user").dump() + '\n');
+  } else if (isFull) {
+    connection->refuse(refusal("too many clients").dump() + '\n');
+  } else {
+    connection->start();
+  }
+}
+
+void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply>& reply) const {
+  try {
+    const auto request = json::parse(line, nullptr, false);
+    const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
+    if (!reason.empty()) {
+      reply->finish(refusal(reason));
+    } else if (isStopping_) {
+      reply->finish(refusal("the host is ending"));
+    } else {
+      handler_(request, reply);
+    }
+  } catch (const std::exception& error) {
+    reply->finish(refusal(error.what()));
+  }
+}
+
+void ClientAcceptor::stop() {
+  if (isStopped_) {
+    return;
+  }
+  isStopped_ = true;
+  auto idle = idle_.get_future();
+  boost::asio::post(context_, [this] {
+    stopAccepting();
+    const auto clients = clients_;
+    for (const auto& client : clients) {
+      client->finishUp();
+    }
+    checkForIdleness();
+  });
+  idle.wait_for(farewell);
+  // The handler may refer to what is destroyed now.
+  std::promise<void> done;
+  boost::asio::post(context_, [this, &done] {
+    handler_ = [](const json&, const std::shared_ptr<Reply>& reply) { reply->finish(refusal("the host is ending")); };
+    const auto clients = clients_;
+    for (const auto& client : clients) {
+      client->dropSource();
+    }
+    done.set_value();
+  });
+  done.get_future().wait();
+}
+
+void ClientAcceptor::stopAccepting() {
+  if (!isStopping_) {
+    isStopping_ = true;
+    unlink(path_.c_str());
+    error_code ignored;
+    acceptor_.close(ignored);
+    timer_.cancel();
+  }
+}
+
+void ClientAcceptor::checkForIdleness() {
+  const bool isIdle =
+      std::all_of(clients_.begin(), clients_.end(), [](const auto& client) { return client->isIdle(); });
+  if (isStopping_ && isIdle && !isIdle_) {
+    isIdle_ = true;
+    idle_.set_value();
+  }
+}
+
+}  // namespace spfctl

@@ -1,0 +1,253 @@
+#include "control/HostControl.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+#include <stdexcept>
+#include <utility>
+
+#include <boost/asio/post.hpp>
+
+#include "commands/Asking.hpp"
+#include "control/answers.hpp"
+#include "control/statusJson.hpp"
+#include "display/utcTime.hpp"
+#include "events/recordedEvent.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using nlohmann::json;
+using nlohmann::ordered_json;
+using std::chrono::milliseconds;
+
+// Questions wait for peers: so many may wait at once, and the others queue.
+constexpr std::size_t questionThreads = 4;
+
+// How many lines of events are sent in one piece.
+constexpr std::size_t linesAtOnce = 256;
+
+/// A request's members, with errors that name them.
+class Members {
+ public:
+  explicit Members(const json& request) : request_(request) {}
+
+  std::string text(const char* name) const { return value<std::string>(name, &json::is_string, "a text"); }
+  std::string text(const char* name, const char* fallback) const { return has(name) ? text(name) : fallback; }
+  bool flag(const char* name) const { return has(name) && value<bool>(name, &json::is_boolean, "true or false"); }
+  std::uint32_t bits(const char* name) const {
+    const auto number = value<std::int64_t>(name, &json::is_number_integer, "a whole number");
+    if (number < 0 || number > std::int64_t{UINT32_MAX}) {
+      throw std::invalid_argument(std::string("'") + name + "' is out of range; expected 0 to 4294967295");
+    }
+    return static_cast<std::uint32_t>(number);
+  }
+  milliseconds time(const char* name, milliseconds fallback) const {
+    return has(name) ? milliseconds(value<std::int64_t>(name, &json::is_number_integer, "milliseconds")) : fallback;
+  }
+
+ private:
+  bool has(const char* name) const { return request_.contains(name); }
+
+  template <class Value>
+  Value value(const char* name, bool (json::*isFitting)() const noexcept, const char* expected) const {
+    const auto member = request_.find(name);
+    if (member == request_.end()) {
+      throw std::invalid_argument(std::string("no '") + name + "'; expected " + expected);
+    }
+    if (!((*member).*isFitting)()) {
+      throw std::invalid_argument(std::string("'") + name + "' is " + member->dump() + "; expected " + expected);
+    }
+    return member->get<Value>();
+  }
+
+  const json& request_;
+};
+
+/// One client that follows the events.
+class EventStream {
+ public:
+  EventStream(EventRecorder& recorder, const std::shared_ptr<Reply>& reply, EventRecorder::Position from)
+      : recorder_(recorder), position_(from) {
+    listener_ = recorder_.addListener([weak = std::weak_ptr<Reply>(reply)] {
+      if (const auto target = weak.lock()) {
+        target->wake();
+      }
+    });
+  }
+  ~EventStream() { recorder_.removeListener(listener_); }
+  EventStream(const EventStream&) = delete;
+  EventStream& operator=(const EventStream&) = delete;
+
+  std::string next() {
+    const auto batch = recorder_.read(position_, linesAtOnce);
+    position_ = batch.next;
+    std::string text;
+    if (batch.dropped != 0) {
+      text = lineOf(RecordedDrop{batch.dropped}, std::chrono::system_clock::now()) + '\n';
+    }
+    for (const auto& line : batch.lines) {
+      text += line + '\n';
+    }
+    return text;
+  }
+
+ private:
+  EventRecorder& recorder_;
+  EventRecorder::Position position_;
+  EventRecorder::ListenerID listener_;
+};
+
+std::vector<std::string> publishersThatConnectTo(const ConfigurationSource& source, const std::string& endpoint,
+                                                 std::string& known) {
+  std::vector<std::string> publishers;
+  for (const auto& publisher : source.description.servicePublishers) {
+    for (const auto& candidate : publisher.endpointsToConnectTo) {
+      const auto* const text = cppmicroservices::any_cast<std::string>(&candidate);
+      if (text != nullptr && *text == endpoint) {
+        publishers.push_back(publisher.uniqueID);
+      }
+      if (text != nullptr) {
+        known += (known.empty() ? "" : ", ") + *text;
+      }
+    }
+  }
+  return publishers;
+}
+
+}  // namespace
+
+HostControl::HostControl(std::string name, const StatusBoard& board, EventRecorder& recorder, ChangeRequests& requests,
+                         std::function<void(std::uint32_t levels)> showLogRecords)
+    : name_(std::move(name)),
+      board_(board),
+      recorder_(recorder),
+      requests_(requests),
+      showLogRecords_(std::move(showLogRecords)),
+      questions_(questionThreads) {}
+
+HostControl::~HostControl() {
+  questions_.join();
+}
+
+void HostControl::handle(const json& request, const std::shared_ptr<Reply>& reply) {
+  using Answer = void (HostControl::*)(const json&, const std::shared_ptr<Reply>&);
+  static const std::map<std::string, Answer> answers = {{"status", &HostControl::answerStatus},
+                                                        {"watch", &HostControl::answerWatch},
+                                                        {"apply", &HostControl::answerApply},
+                                                        {"ask", &HostControl::answerAsk},
+                                                        {"log", &HostControl::answerLog}};
+  const auto name = Members(request).text("request");
+  if (name == "withdraw") {
+    requests_.addWithdrawal(reply);
+    return;
+  }
+  const auto answer = answers.find(name);
+  if (answer == answers.end()) {
+    throw std::invalid_argument("unknown request '" + name + "'; expected apply, ask, log, status, watch or withdraw");
+  }
+  (this->*answer->second)(request, reply);
+}
+
+void HostControl::answerStatus(const json& request, const std::shared_ptr<Reply>& reply) {
+  const auto awaited = Members(request).text("wait", "");
+  if (awaited == "ready") {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      waitingForReadiness_.push_back(reply);
+    }
+    noteStatus();
+    return;
+  }
+  if (!awaited.empty()) {
+    throw std::invalid_argument("'wait' is '" + awaited + "'; expected ready");
+  }
+  auto answer = success();
+  answer["host"] = {{"name", name_}, {"process", getpid()}, {"started", utcTime(started_)}};
+  addStatus(answer, *board_.get());
+  reply->finish(answer);
+}
+
+void HostControl::noteStatus() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  const auto isDone = [this](const std::shared_ptr<Reply>& reply) {
+    return reply->isAbandoned() || answerIfReady(reply);
+  };
+  waitingForReadiness_.erase(std::remove_if(waitingForReadiness_.begin(), waitingForReadiness_.end(), isDone),
+                             waitingForReadiness_.end());
+}
+
+bool HostControl::answerIfReady(const std::shared_ptr<Reply>& reply) const {
+  const auto status = board_.get();
+  if (status->state == HostStatus::State::ready) {
+    auto answer = success();
+    answer["host"] = {{"name", name_}, {"process", getpid()}, {"started", utcTime(started_)}};
+    addStatus(answer, *status);
+    reply->finish(answer);
+    return true;
+  }
+  if (status->state == HostStatus::State::failed || status->state == HostStatus::State::lost) {
+    reply->finish(
+        failure(status->state == HostStatus::State::failed ? ExitCode::refusedByFramework : ExitCode::failedAtRunTime,
+                status->lastError));
+    return true;
+  }
+  return false;
+}
+
+void HostControl::answerWatch(const json& request, const std::shared_ptr<Reply>& reply) {
+  const auto from = Members(request).flag("sinceStart") ? recorder_.begin() : recorder_.end();
+  const auto stream = std::make_shared<EventStream>(recorder_, reply, from);
+  auto first = success().dump() + '\n';
+  if (from != 0) {
+    // Otherwise it is the first line that is kept.
+    first += recorder_.latestConfiguration() + '\n';
+  }
+  reply->stream(first, [stream, reply] { return stream->next(); });
+}
+
+void HostControl::answerApply(const json& request, const std::shared_ptr<Reply>& reply) {
+  const Members members(request);
+  requests_.add({members.text("file"), members.text("text"), members.time("timeout", std::chrono::seconds(30)),
+                 members.flag("rollback"), reply});
+}
+
+void HostControl::answerAsk(const json& request, const std::shared_ptr<Reply>& reply) {
+  const Members members(request);
+  const auto endpoint = members.text("endpoint");
+  const auto timeout = members.time("timeout", std::chrono::seconds(2));
+  const auto status = board_.get();
+  std::string known;
+  auto publishers =
+      status->source ? publishersThatConnectTo(*status->source, endpoint, known) : std::vector<std::string>();
+  if (publishers.empty()) {
+    reply->finish(failure(ExitCode::failedAtRunTime,
+                          "no publisher connects to '" + endpoint + "'; " +
+                              (known.empty() ? "the configuration connects to nothing" : "expected one of " + known)));
+    return;
+  }
+  boost::asio::post(questions_, [reply, endpoint, timeout, publishers = std::move(publishers)] {
+    auto answers = ordered_json::array();
+    std::string error;
+    for (const auto& publisher : publishers) {
+      const auto result = askPeer(publisher, endpoint, timeout);
+      if (result.isAnswer) {
+        answers.push_back(result.text);
+      } else {
+        error = result.text.empty() ? "the framework offers no peer directory" : result.text;
+      }
+    }
+    auto answer = answers.empty() ? failure(ExitCode::failedAtRunTime, error) : success();
+    answer["answers"] = std::move(answers);
+    reply->finish(answer);
+  });
+}
+
+void HostControl::answerLog(const json& request, const std::shared_ptr<Reply>& reply) {
+  showLogRecords_(Members(request).bits("levels"));
+  reply->finish(success());
+}
+
+}  // namespace spfctl
