@@ -85,6 +85,7 @@ class Running {
     // The server calls into what is destroyed at the end of this function.
     const auto stop = [&](bool isWithdrawn) {
       requests.close(isWithdrawn);
+      control.close();
       if (server != nullptr) {
         server->stop();
       }

@@ -198,7 +198,9 @@ void Session::postStatus(HostStatus::State state) {
   ports_.board.set({state, live_.id(), live_.revision(), live_.publishedAt(), live_.source(), states_,
                     live_.endpoints(), lastError_, bundles_, steady_clock::now()});
   ports_.onStatus();
-  ports_.manager.status(summary(state));
+  if (ports_.manager.isPresent()) {
+    ports_.manager.status(summary(state));
+  }
 }
 
 // One line for the service manager: the state, and what is outstanding.

@@ -30,6 +30,9 @@ constexpr std::chrono::seconds farewell{1};
 // After an error of accepting, such as too many open files.
 constexpr std::chrono::milliseconds retryInterval{100};
 
+// No request is nested so deeply; deeper values are dropped, so that a short text cannot take much memory.
+constexpr int deepest = 16;
+
 bool mayConnect(ClientConnection::Socket& client) {
   ucred peer{};
   socklen_t size = sizeof peer;
@@ -140,7 +143,8 @@ void ClientAcceptor::admit(ClientConnection::Socket client) {
 
 void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply>& reply) const {
   try {
-    const auto request = json::parse(line, nullptr, false);
+    const auto request = json::parse(
+        line, [](int depth, json::parse_event_t, json&) { return depth < deepest; }, false);
     const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
     if (!reason.empty()) {
       reply->finish(refusal(reason));

@@ -60,11 +60,17 @@ class ClientConnection::RequestReply : public Reply {
 
   void wake() override {
     const auto target = connection_.lock();
-    if (target && !target->isWakePending_.exchange(true)) {
+    if (!target || target->isWakePending_.exchange(true)) {
+      return;
+    }
+    try {
       post(executor_, [target] {
         target->isWakePending_ = false;
         target->pump();
       });
+    } catch (...) {
+      target->isWakePending_ = false;  // or nobody would try again
+      throw;
     }
   }
 

@@ -164,10 +164,14 @@ void HostControl::answerStatus(const json& request, const std::shared_ptr<Reply>
   if (!awaited.empty()) {
     throw std::invalid_argument("'wait' is '" + awaited + "'; expected ready");
   }
+  reply->finish(statusAnswer(*board_.get()));
+}
+
+ordered_json HostControl::statusAnswer(const HostStatus& status) const {
   auto answer = success();
   answer["host"] = {{"name", name_}, {"process", getpid()}, {"started", utcTime(started_)}};
-  addStatus(answer, *board_.get());
-  reply->finish(answer);
+  addStatus(answer, status);
+  return answer;
 }
 
 void HostControl::noteStatus() {
@@ -179,13 +183,18 @@ void HostControl::noteStatus() {
                              waitingForReadiness_.end());
 }
 
+void HostControl::close() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  for (const auto& reply : waitingForReadiness_) {
+    reply->finish(failure(ExitCode::failedAtRunTime, "the host is ending"));
+  }
+  waitingForReadiness_.clear();
+}
+
 bool HostControl::answerIfReady(const std::shared_ptr<Reply>& reply) const {
   const auto status = board_.get();
   if (status->state == HostStatus::State::ready) {
-    auto answer = success();
-    answer["host"] = {{"name", name_}, {"process", getpid()}, {"started", utcTime(started_)}};
-    addStatus(answer, *status);
-    reply->finish(answer);
+    reply->finish(statusAnswer(*status));
     return true;
   }
   if (status->state == HostStatus::State::failed || status->state == HostStatus::State::lost) {

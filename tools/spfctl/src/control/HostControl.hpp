@@ -36,12 +36,16 @@ class HostControl {
   /// Answers clients that wait for the status that was just set. Any thread may call it.
   void noteStatus();
 
+  /// Lets those that still wait fail, since the host is ending.
+  void close();
+
  private:
   void answerStatus(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
   void answerWatch(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
   void answerApply(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
   void answerAsk(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
   void answerLog(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
+  nlohmann::ordered_json statusAnswer(const HostStatus& status) const;
   bool answerIfReady(const std::shared_ptr<Reply>& reply) const;
 
   const std::string name_;

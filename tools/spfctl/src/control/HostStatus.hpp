@@ -35,7 +35,7 @@ struct HostStatus {
   State state = State::waiting;
   std::string configurationID;
   std::uint32_t revision = 0;
-  std::chrono::system_clock::time_point since;  ///< when the revision was published
+  std::chrono::system_clock::time_point since = std::chrono::system_clock::now();  ///< when the revision was published
   SharedSource source;
   std::vector<PublisherState> publishers;
   std::vector<agent::spf::frameworkinterfaces::EndpointState> endpoints;

@@ -18,6 +18,9 @@ class ServiceManager {
   ServiceManager(const ServiceManager&) = delete;
   ServiceManager& operator=(const ServiceManager&) = delete;
 
+  /// Returns whether there is a service manager.
+  bool isPresent() const { return hasManager_; }
+
   /// Reports that the host does its work, for the first time or after `reloading`.
   void ready();
 
