@@ -32,6 +32,7 @@ class Definition {
   void addShow();
   void addDiff();
   void addInspect();
+  void addReplay();
   void addTexts();
 
   CLI::App app_;
@@ -41,6 +42,7 @@ class Definition {
   ShowOptions show_;
   DiffOptions diff_;
   InspectOptions inspect_;
+  ReplayOptions replay_;
   std::string shell_;
 };
 
