@@ -81,10 +81,10 @@ TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
   EXPECT_EQ(complaint({}),
             "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, check, show, diff, inspect, "
-            "schema, completion, manual");
+            "replay, schema, completion, manual");
   EXPECT_EQ(complaint({"walk"}),
             "spfctl: unknown command 'walk'; expected run, status, watch, apply, withdraw, ask, log, check, show, "
-            "diff, inspect, schema, completion, manual");
+            "diff, inspect, replay, schema, completion, manual");
   EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
   EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
   EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");
@@ -135,6 +135,10 @@ TEST_F(TheCommandLine, ReadsTheOptionsOfEveryCommand) {
   const auto inspect = std::get<InspectOptions>(parseCommandLine({"inspect", "a", "b", "--json"}));
   EXPECT_EQ(inspect.paths.size(), 2u);
   EXPECT_TRUE(inspect.json);
+  const auto replay = std::get<ReplayOptions>(parseCommandLine({"replay", "a", "b", "--json"}));
+  EXPECT_EQ(replay.events + replay.file, "ab");
+  EXPECT_TRUE(replay.json);
+  EXPECT_EQ(std::get<ReplayOptions>(parseCommandLine({"replay", "a"})).file, "");
   EXPECT_TRUE(parsed({"run", "a", "--quiet"}).quiet);
 }
 

@@ -10,11 +10,11 @@
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include <nlohmann/json.hpp>
 
-#include "agent/host/host.hpp"
+#include "agent/host/services.hpp"
 #include "file/ConfigurationDescription.hpp"
 #include "file/anyJson.hpp"
 #include "file/readConfiguration.hpp"
-#include "support/Workspace.hpp"
+#include "support/EmptyHost.hpp"
 
 namespace spf::test {
 
@@ -101,12 +101,7 @@ class AModifiedConfiguration : public testing::Test {
     return toBuilder(description).build();
   }
 
-  const Workspace root_;
-  const agent::host::services::Host host_{[this] {
-    agent::host::services::HostOptions options;
-    options.installationRoot = root_.path();
-    return options;
-  }()};
+  const EmptyHost host_;
 };
 
 }  // namespace

@@ -191,22 +191,44 @@ TEST_F(ARecorder, LetsAFunctionRemoveItself) {
   EXPECT_EQ(calls, 1);
 }
 
+TEST_F(ARecorder, LetsAFunctionBeRemovedInACallThatItCaused) {
+  int calls = 0;
+  EventRecorder::ListenerID outer = 0;
+  outer = sut_.addListener([&] {
+    if (++calls == 1) {
+      publish(1);
+    }
+  });
+  sut_.addListener([&] { sut_.removeListener(outer); });
+  framework_.sendPublished("p", 1);
+  framework_.sendPublished("p", 1);
+  EXPECT_EQ(calls, 2);  // for the event, and inside of that for the publication
+}
+
 TEST_F(ARecorder, RemovesAFunctionAfterItsCallsOnOtherThreadsHaveReturned) {
   Gate inside;
   Gate leave;
+  Counter calls;
   std::atomic<bool> isRemoved{false};
   std::atomic<bool> wasRemovedInside{false};
   const auto listener = sut_.addListener([&] {
-    inside.open();
-    EXPECT_TRUE(leave.wait());
-    wasRemovedInside = isRemoved.load();
+    calls.add();
+    if (!inside.isOpen()) {
+      inside.open();
+      EXPECT_TRUE(leave.wait());
+      wasRemovedInside = isRemoved.load();
+    }
   });
   std::thread sender([&] { framework_.sendPublished("p", 1); });
-  ASSERT_TRUE(inside.wait());
+  EXPECT_TRUE(inside.wait());
   std::thread remover([&] {
     sut_.removeListener(listener);
     isRemoved = true;
   });
+  for (int before = 0; before != calls.count();) {  // until the removal has begun
+    before = calls.count();
+    framework_.sendPublished("p", 1);
+  }
   leave.open();
   remover.join();
   sender.join();

@@ -136,6 +136,8 @@ TEST(ARecording, HasWholeNumbersOnly) {
             "recording.jsonl:2: 'revision' is a string; expected a whole number from 0 to 4294967295");
   EXPECT_EQ(complaintAbout(R"({"kind":"dropped","time":"t","count":-1})"),
             "recording.jsonl:2: 'count' is -1; expected a whole number from 0 to 18446744073709551615");
+  EXPECT_EQ(complaintAbout(R"({"kind":"other","time":"t","number":2})"),
+            "recording.jsonl:2: 'number' is 2, a kind that has lines of its own; expected another one");
   EXPECT_EQ(complaint(R"({"version":1,"kind":"configuration","time":"t","revision":0})"
                       "\n"),
             "recording.jsonl:1: 'revision' of a configuration is 0; expected a whole number from 1 on");

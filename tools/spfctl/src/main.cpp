@@ -11,6 +11,7 @@
 #include "commands/Diff.hpp"
 #include "commands/ExitCode.hpp"
 #include "commands/Inspect.hpp"
+#include "commands/Replay.hpp"
 #include "commands/Run.hpp"
 #include "commands/Show.hpp"
 #include "commands/clients.hpp"
@@ -51,6 +52,7 @@ class Execution {
   int operator()(const spfctl::ShowOptions& options) const { return codeOf(spfctl::show(options, output_)); }
   int operator()(const spfctl::DiffOptions& options) const { return spfctl::diff(options, output_); }
   int operator()(const spfctl::InspectOptions& options) const { return codeOf(spfctl::inspect(options, output_)); }
+  int operator()(const spfctl::ReplayOptions& options) const { return codeOf(spfctl::replay(options, output_)); }
   int operator()(const spfctl::PrintText& command) const {
     output_.out << command.text;
     return codeOf(spfctl::ExitCode::done);

@@ -102,6 +102,13 @@ struct InspectOptions {
   bool json = false;
 };
 
+/// `spfctl replay`.
+struct ReplayOptions {
+  std::string events;
+  std::string file;  ///< empty: the text in the recording
+  bool json = false;
+};
+
 /// `spfctl schema`, `spfctl completion`, `spfctl manual`, `--help` and `--version`: prints a text.
 struct PrintText {
   std::string text;
@@ -113,8 +120,9 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using Command = std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions,
-                             LogOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, PrintText>;
+using Command =
+    std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions, LogOptions,
+                 CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected

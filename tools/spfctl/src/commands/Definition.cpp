@@ -132,6 +132,7 @@ Definition::Definition()
   addShow();
   addDiff();
   addInspect();
+  addReplay();
   addTexts();
 }
 
@@ -315,6 +316,24 @@ void Definition::addInspect() {
   inspect->add_flag("--json", inspect_.json, "Print the result as JSON.");
 }
 
+void Definition::addReplay() {
+  auto* const replay =
+      add("replay",
+          "Feed recorded events to their configuration without the framework's bundles, and say where each publisher "
+          "ends and which events had no effect.",
+          "spfctl replay events.jsonl\n"
+          "spfctl replay events.jsonl weather-new.json",
+          [this] { return replay_; });
+  replay->add_option("EVENTS", replay_.events, "Recording of a host; - is standard input.")
+      ->required()
+      ->type_name("FILE");
+  replay
+      ->add_option("FILE", replay_.file,
+                   "Configuration file instead of the first configuration in the recording; - is standard input.")
+      ->type_name("FILE");
+  replay->add_flag("--json", replay_.json, "Print the result as JSON.");
+}
+
 void Definition::addTexts() {
   add("schema", "Print the JSON Schema of the configuration file.", "spfctl schema > configuration.schema.json",
       [] { return PrintText{configurationSchema()}; });
@@ -335,7 +354,7 @@ const std::vector<ExitCodeText>& exitCodeTexts() {
       {"0", "done; diff: no difference"},
       {"1", "failure at run time; no such host, or connection lost; diff: there are differences"},
       {"2", "wrong usage; diff: any trouble"},
-      {"3", "configuration file unreadable or invalid; inspect: a bundle that would be refused"},
+      {"3", "configuration file or recording unreadable or invalid; inspect: a bundle that would be refused"},
       {"4", "not ready, or no answer, in time"},
       {"5", "refused by the framework"},
       {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};

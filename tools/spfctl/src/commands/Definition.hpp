@@ -37,6 +37,7 @@ class Definition {
   void addShow();
   void addDiff();
   void addInspect();
+  void addReplay();
   void addTexts();
 
   CLI::App app_;
@@ -52,6 +53,7 @@ class Definition {
   ShowOptions show_;
   DiffOptions diff_;
   InspectOptions inspect_;
+  ReplayOptions replay_;
   std::string shell_;
 };
 

@@ -102,7 +102,9 @@ std::string usageLine(const CLI::App& command) {
   }
   std::string line = "spfctl " + command.get_name();
   for (const auto* const option : command.get_options()) {
-    line += option->get_positional() ? ' ' + optionSyntax(*option) : "";
+    if (option->get_positional()) {
+      line += option->get_required() ? ' ' + optionSyntax(*option) : " [" + optionSyntax(*option) + "]";
+    }
   }
   return line + " [OPTION...]";
 }

@@ -18,7 +18,7 @@ class RecordingFile {
  public:
   /// Opens the file, replacing its content, and starts the thread.
   /// \param recorder  has to outlive this object
-  /// \param file      a file name; "-" is refused
+  /// \param file      a file name; "-" is refused. A pipe needs a reader, and one that is full ends the recording.
   /// \param messages  receives one line if writing fails, on the thread that writes; then the recording ends with the
   ///                  last whole line, and the host continues. Has to outlive this object, and to accept output of
   ///                  several threads if others use it.

@@ -14,6 +14,7 @@ namespace spfctl {
 
 namespace {
 
+using agent::spf::frameworklistener::FrameworkEvent;
 using cppmicroservices::Any;
 using Kind = JsonValue::Kind;
 
@@ -121,6 +122,16 @@ RecordedEvent configurationOf(const LineObject& line) {
   return RecordedConfiguration{line.text("configurationID"), revision, line.text("file"), line.text("text")};
 }
 
+// Nothing of such an event but its number is there, so it must be no kind that has more.
+RecordedEvent otherOf(const LineObject& line) {
+  const auto number = line.number<std::uint32_t>("number");
+  if (number == FrameworkEvent::services || number == FrameworkEvent::error || number == FrameworkEvent::endpoint) {
+    throw LineError{"'number' is " + std::to_string(number) +
+                    ", a kind that has lines of its own; expected another one"};
+  }
+  return RecordedOther{number};
+}
+
 RecordedEvent eventOf(const LineObject& line) {
   const auto& kind = line.text("kind");
   if (kind == "configuration") {
@@ -138,7 +149,7 @@ RecordedEvent eventOf(const LineObject& line) {
     return RecordedError{line.text("publisher"), line.number<std::uint32_t>("revision"), line.text("error")};
   }
   if (kind == "other") {
-    return RecordedOther{line.number<std::uint32_t>("number")};
+    return otherOf(line);
   }
   if (kind == "dropped") {
     return RecordedDrop{line.number<std::uint64_t>("count")};

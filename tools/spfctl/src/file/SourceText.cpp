@@ -47,12 +47,12 @@ SourceText::Place SourceText::placeOf(std::size_t offset) const {
   return {line, column, static_cast<std::size_t>(lineBegin - begin), static_cast<std::size_t>(lineEnd - begin)};
 }
 
-SourceText readSource(const std::string& file) {
+SourceText readSource(const std::string& file, const char* what) {
   const bool isStandardInput = file == "-";
   const std::string name = isStandardInput ? "standard input" : file;
   std::error_code ignored;
   if (!isStandardInput && std::filesystem::is_directory(file, ignored)) {
-    throw FileError(name + ": is a directory; expected a configuration file");
+    throw FileError(name + ": is a directory; expected " + what);
   }
   const std::unique_ptr<std::FILE, CloseFile> opened(isStandardInput ? nullptr : std::fopen(file.c_str(), "rbe"));
   std::FILE* const stream = isStandardInput ? stdin : opened.get();

@@ -38,7 +38,8 @@ class SourceText {
 };
 
 /// Reads a file, or standard input for "-".
+/// \param what  what is expected, for messages
 /// \throws FileError for what cannot be read and for folders
-SourceText readSource(const std::string& file);
+SourceText readSource(const std::string& file, const char* what = "a configuration file");
 
 }  // namespace spfctl
