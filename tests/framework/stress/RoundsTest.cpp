@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <map>
 #include <random>
 #include <set>
@@ -9,18 +8,17 @@
 #include <tuple>
 #include <vector>
 
-#include <unistd.h>
 #include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 #include "agent/spf/frameworkwatch/PublisherWatch.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/RunningFramework.hpp"
 #include "support/StatusWatch.hpp"
+#include "support/TemporaryFolder.hpp"
 #include "support/listeningAddresses.hpp"
 
 namespace {
 
-namespace filesystem = std::filesystem;
 using agent::spf::frameworkinterfaces::EndpointState;
 using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworksetup::SPFConfiguration;
@@ -34,6 +32,7 @@ using frameworktest::listeningAddresses;
 using frameworktest::rpc;
 using frameworktest::RunningFramework;
 using frameworktest::StatusWatch;
+using frameworktest::TemporaryFolder;
 using spf::test::patience;
 using testing::IsEmpty;
 
@@ -43,9 +42,6 @@ using Content = std::map<std::string, std::set<std::string>>;
 /// Contents that use the same places again and again, under several spellings.
 class Rounds : public testing::Test {
  protected:
-  void SetUp() override { ASSERT_TRUE(filesystem::create_directory(folder)) << folder; }
-  void TearDown() override { filesystem::remove_all(folder); }
-
   int below(int limit) { return std::uniform_int_distribution<int>(0, limit - 1)(random); }
 
   /// Gives most of the places to publishers, each to one of them.
@@ -103,8 +99,7 @@ class Rounds : public testing::Test {
   }
 
   const std::string port = freePort();
-  const std::string folder =
-      (filesystem::temp_directory_path() / ("spf-rounds-" + std::to_string(getpid()) + "-" + port)).native();
+  const TemporaryFolder folder;
   const std::string first = freeAddress();
   const std::string host = first.substr(6, first.rfind(':') - 6);
   const std::vector<std::vector<std::string>> places = {
@@ -112,7 +107,7 @@ class Rounds : public testing::Test {
       {freeAddress()},
       {freeAddress()},
       {"tcp://127.0.0.1:" + port, "tcp://*:" + port, "tcp://localhost:" + port},
-      {"ipc://" + folder + "/x", "ipc://" + folder + "/./x"},
+      {"ipc://" + folder.path() + "/x", "ipc://" + folder.path() + "/./x"},
       {"inproc://rounds"}};
   std::mt19937 random{20261122};
   RunningFramework framework;
