@@ -57,6 +57,25 @@ TEST(AWatchOfTheReferenceFramework, FollowsAModification) {
   EXPECT_THAT(sut.waitUntilAllUnpublished(patience), isResult(true, {}, {}, {}));
 }
 
+// Hence the documented rule that a revision with other publishers needs a watch of its own.
+TEST(AWatchOfTheReferenceFramework, SeesAPublisherGoThatAModificationRemovesInItsLastRevisionOnly) {
+  RunningFramework framework;
+  const auto indoor = freeAddress();
+  PublisherWatch ofBefore(framework.context(), publishers, 3);
+  PublisherWatch ofAfter(framework.context(), publishers, 3);
+  framework.update("weather", configuration(3, indoor, freeAddress()));
+  ASSERT_TRUE(ofBefore.waitUntilAllPublished(patience));
+  ofAfter.expectRevision(4);
+  framework.update("weather", Configuration(4).publisher("indoor").bind(indoor));
+  ASSERT_NE(framework.events().waitFor("unpublished outdoor#3"), "");
+  ASSERT_NE(framework.events().waitFor("unpublished spare#3"), "");
+  ASSERT_NE(framework.events().waitFor("published indoor#4"), "");
+  framework.remove("weather");
+  EXPECT_THAT(ofBefore.waitUntilAllUnpublished(patience, patience), isResult(true, {}, {}, {}));
+  EXPECT_THAT(ofAfter.waitUntilAllUnpublished(patience, std::chrono::milliseconds(0)),
+              isResult(true, {}, {}, {"outdoor", "spare"}));
+}
+
 TEST(AWatchOfTheReferenceFramework, NamesThePublisherThatFails) {
   RunningFramework framework;
   PublisherWatch sut(framework.context(), publishers);
