@@ -447,6 +447,19 @@ TEST_F(ARemovalUnderWay, IsFollowedByTheNewestOfTheRevisionsThatArriveMeanwhile)
   EXPECT_THAT(framework.events().linesWith("published station"), ElementsAre("published station#2"));
 }
 
+TEST_F(ARemovalUnderWay, ReportsTheNextRevisionAsUnpublishedIfItIsWithdrawnToo) {
+  framework.update("weather", Configuration(1).publisher("station").bind("inproc://two"));
+  settle();
+  framework.remove("weather");
+  settle();
+  transport->release();
+  ASSERT_NE(framework.events().waitFor("unpublished station#1"), "");
+  EXPECT_THAT(framework.events().linesWith("unpublished"),
+              ElementsAre("unpublished station#5", "unpublished station#1"));
+  EXPECT_THAT(transport->takeLines(), IsEmpty());
+  EXPECT_THAT(framework.service<EndpointStatus>()->list(), IsEmpty());
+}
+
 /// A configuration whose count begins anew while its predecessor is still there, as that of a fresh builder does.
 class ACountThatBeginsAnew : public AModification {
  protected:

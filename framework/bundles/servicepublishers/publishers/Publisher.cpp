@@ -74,7 +74,10 @@ void Publisher::update(PublisherRevision revision) {
 }
 
 void Publisher::remove() {
-  next_.reset();
+  if (next_) {
+    withdrawn_.push_back(next_->origin);
+    next_.reset();
+  }
   phase_ = Phase::removing;
   closeAll();
   finishRemoval();
@@ -325,12 +328,19 @@ void Publisher::finishRemoval() {
   phase_ = Phase::empty;
   closing_.clear();
   if (revision_) {
-    report([origin = revision_->origin](EventSink& sink) { sink.allServicesUnpublished(origin); });
+    reportUnpublished(revision_->origin);
     revision_.reset();
+  }
+  for (const EventSink::Origin& origin : std::exchange(withdrawn_, {})) {
+    reportUnpublished(origin);
   }
   if (next_) {
     apply(*std::exchange(next_, std::nullopt));
   }
+}
+
+void Publisher::reportUnpublished(const EventSink::Origin& origin) {
+  report([origin](EventSink& sink) { sink.allServicesUnpublished(origin); });
 }
 
 void Publisher::dropSocket(SocketID id) {

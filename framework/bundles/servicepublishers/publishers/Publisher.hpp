@@ -35,7 +35,7 @@ class Publisher {
   /// its end.
   void update(PublisherRevision revision);
 
-  /// Closes every socket, then reports that the services are unpublished.
+  /// Closes every socket, then reports that the services are unpublished, also those of a revision that was kept.
   void remove();
 
   /// Closes every socket without a report, because the bundle is being stopped.
@@ -81,6 +81,7 @@ class Publisher {
   void publishIfReady();
   void closeAll();
   void finishRemoval();
+  void reportUnpublished(const agent::spf::frameworkinterfaces::EventSink::Origin& origin);
   void dropSocket(SocketID id);
   void reportUp(ConfiguredEndpoint& endpoint, bool kept);
   void fail(const std::string& reason);
@@ -97,6 +98,10 @@ class Publisher {
   Phase phase_ = Phase::empty;
   std::optional<PublisherRevision> revision_;  ///< the current one, until its removal is reported
   std::optional<PublisherRevision> next_;      ///< applied at the end of a removal
+
+  /// Revisions that were removed before the end of an earlier removal, so that nothing was opened for them. Each
+  /// removal has its own report.
+  std::vector<agent::spf::frameworkinterfaces::EventSink::Origin> withdrawn_;
 
   Endpoints used_;
   Endpoints closing_;
