@@ -61,17 +61,13 @@ class StatusWatch {
   /// \return false after the time-out of the tests
   [[nodiscard]] bool waitForAll(const std::string& publisher,
                                 const std::function<bool(const std::vector<State>&)>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
-    for (;;) {
-      const int seen = changes();
-      if (condition(of(publisher))) {
-        return true;
-      }
-      std::unique_lock<std::mutex> lock(mutex_);
-      if (!changed_.wait_until(lock, deadline, [&] { return changes_ != seen; })) {
-        return false;
-      }
-    }
+    return waitUntil([&] { return condition(of(publisher)); });
+  }
+
+  /// Waits until the records of all publishers fulfil a condition.
+  /// \return false after the time-out of the tests
+  [[nodiscard]] bool waitForList(const std::function<bool(const std::vector<State>&)>& condition) {
+    return waitUntil([&] { return condition(status_->list()); });
   }
 
   /// Waits until the only record of a publisher fulfils a condition.
@@ -101,6 +97,20 @@ class StatusWatch {
   }
 
  private:
+  bool waitUntil(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
+    for (;;) {
+      const int seen = changes();
+      if (condition()) {
+        return true;
+      }
+      std::unique_lock<std::mutex> lock(mutex_);
+      if (!changed_.wait_until(lock, deadline, [&] { return changes_ != seen; })) {
+        return false;
+      }
+    }
+  }
+
   void onChange() {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
