@@ -116,6 +116,26 @@ bool Process::waitForOutput(const std::string& text) {
   return true;
 }
 
+bool Process::waitForNextOutput(const std::string& text) {
+  std::size_t position = 0;
+  while ((position = out_.find(text, found_)) == std::string::npos) {
+    if (!readSome()) {
+      return false;
+    }
+  }
+  found_ = position + text.size();
+  return true;
+}
+
+bool Process::waitForErrorOutput(const std::string& text) {
+  while (err_.find(text) == std::string::npos) {
+    if (!readSome()) {
+      return false;
+    }
+  }
+  return true;
+}
+
 void Process::signal(int number) {
   kill(pid_, number);
 }
