@@ -26,6 +26,12 @@ TEST_F(AClientThatWaits, ForReadinessMayStartBeforeTheHost) {
   end(process);
 }
 
+TEST_F(AClientThatWaits, ForReadinessGetsFourWhenThereIsNoHost) {
+  const auto result = call({"status", "x", "--wait", "ready", "--timeout", "200ms"});
+  EXPECT_EQ(result.code, 4);
+  EXPECT_THAT(result.err, HasSubstr("no host named 'x'"));
+}
+
 TEST_F(AClientThatWaits, ForReadinessGetsFourWhenTheHostIsNotReadyInTime) {
   const auto peer = freeEndpoint();
   Process process(host(file({peer})));
