@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <memory>
 #include <thread>
@@ -156,6 +157,37 @@ TEST_F(AHostWithOddClients, AnswersFiftyClientsAtOnce) {
   for (const auto& client : clients) {
     EXPECT_EQ(client->wait(), 0) << client->err();
     EXPECT_EQ(json::parse(client->out())["configuration"]["state"], "ready");
+  }
+}
+
+// The end of one connection is not taken for that of another one.
+TEST_F(AHostWithOddClients, KeepsEveryWatchWhileOtherClientsComeAndGo) {
+  std::atomic<bool> isEnding{false};
+  std::vector<std::thread> others;
+  for (int count = 0; count < 4; ++count) {
+    others.emplace_back([&] {
+      while (!isEnding) {
+        status("x");
+      }
+    });
+  }
+  std::vector<RawClient> watches;
+  for (int count = 0; count < 200; ++count) {
+    watches.push_back(connect());
+    watches.back().send("{\"version\": 1, \"request\": \"watch\"}\n");
+    status("x");
+  }
+  isEnding = true;
+  for (auto& other : others) {
+    other.join();
+  }
+  EXPECT_EQ(codeOf({"apply", "x", write("x.json", Configuration("x").publisher("p", {freeEndpoint()}))}), 0);
+  for (auto& watch : watches) {
+    std::optional<std::string> line;
+    do {
+      line = watch.readLine();
+      ASSERT_TRUE(line) << "the watch has ended";
+    } while (line->find("allPublished") == std::string::npos);
   }
 }
 

@@ -1,5 +1,7 @@
 #include "control/ClientConnection.hpp"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -144,10 +146,15 @@ void ClientConnection::handleNextLine() {
   owner_.handle(line, std::make_shared<RequestReply>(shared_from_this(), ++request_));
 }
 
-// Asio reports a hang-up of the peer as the readiness of out-of-band data.
+// Asio reports a hang-up of the peer as the readiness of out-of-band data. It may also report one that an earlier
+// connection has left behind, if this connection was accepted in the meantime.
 void ClientConnection::watchForHangUp() {
   socket_.async_wait(Socket::wait_error, [self = shared_from_this()](const error_code& error) {
     if (error || self->phase_ == Phase::ended) {
+      return;
+    }
+    if (!self->hasHungUp()) {
+      self->watchForHangUp();
       return;
     }
     self->isGone_ = true;
@@ -155,6 +162,11 @@ void ClientConnection::watchForHangUp() {
       self->end();
     }
   });
+}
+
+bool ClientConnection::hasHungUp() {
+  pollfd channel{socket_.native_handle(), 0, 0};
+  return poll(&channel, 1, 0) > 0 && (channel.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 void ClientConnection::limitTime() {

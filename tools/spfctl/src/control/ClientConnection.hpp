@@ -62,6 +62,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   void onRead(const boost::system::error_code& error);
   void handleNextLine();
   void watchForHangUp();
+  bool hasHungUp();
   void limitTime();
   void answer(std::uint64_t request, std::string line);
   void startStream(std::uint64_t request, std::string first, Reply::Source source);
