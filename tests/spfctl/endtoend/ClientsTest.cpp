@@ -204,6 +204,20 @@ TEST_F(AHostWithOddClients, ServesOthersWhileManyClientsWatch) {
   expectService();
 }
 
+class AHostThatWaits : public EndToEnd {};
+
+TEST_F(AHostThatWaits, KeepsNoRoomForClientsThatHaveGivenUp) {
+  Process process(host(write("x.json", Configuration("x").publisher("p", {}, {freeEndpoint()}))));
+  ASSERT_TRUE(waitForState("x", "waiting"));
+  for (int count = 0; count < 300; ++count) {
+    RawClient(socketOf("x")).send("{\"version\": 1, \"request\": \"status\", \"wait\": \"ready\"}\n");
+  }
+  EXPECT_TRUE(waitForState("x", "waiting")) << "answered again";
+  EXPECT_EQ(codeOf({"status", "x"}), 0);
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 128 + SIGTERM);
+}
+
 // So many events that a reader who reads nothing cannot get them all, and the host's memory of them is too short.
 class AWatchThatNeverReads : public EndToEnd {
  protected:

@@ -144,6 +144,9 @@ void ClientConnection::handleNextLine() {
   timer_.cancel();
   phase_ = Phase::answering;
   owner_.handle(line, std::make_shared<RequestReply>(shared_from_this(), ++request_));
+  if (isGone_) {
+    end();
+  }
 }
 
 // Asio reports a hang-up of the peer as the readiness of out-of-band data. It may also report one that an earlier
@@ -158,7 +161,8 @@ void ClientConnection::watchForHangUp() {
       return;
     }
     self->isGone_ = true;
-    if (self->phase_ == Phase::streaming || self->phase_ == Phase::writing) {
+    // A request that it has sent before is carried out all the same, but nobody waits for the answer.
+    if (self->phase_ != Phase::reading) {
       self->end();
     }
   });
