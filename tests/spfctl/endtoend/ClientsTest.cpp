@@ -160,6 +160,16 @@ TEST_F(AHostWithOddClients, AnswersFiftyClientsAtOnce) {
   }
 }
 
+TEST_F(AHostWithOddClients, ServesOthersWhileThreeHundredConnectionsAreIdle) {
+  std::vector<RawClient> idle;
+  for (int count = 0; count < 300; ++count) {
+    idle.push_back(connect());
+    ASSERT_TRUE(idle.back().isConnected());
+  }
+  expectService();
+  EXPECT_EQ(codeOf({"apply", "x", write("x.json", Configuration("x").publisher("p", {freeEndpoint()}))}), 0);
+}
+
 // The end of one connection is not taken for that of another one.
 TEST_F(AHostWithOddClients, KeepsEveryWatchWhileOtherClientsComeAndGo) {
   std::atomic<bool> isEnding{false};

@@ -130,6 +130,9 @@ void ClientAcceptor::onAccept(const error_code& error) {
 void ClientAcceptor::admit(ClientConnection::Socket client) {
   const bool isPermitted = mayConnect(client);
   const auto connection = std::make_shared<ClientConnection>(std::move(client), owner_);
+  if (isPermitted && clients_.size() >= protocol::mostClients) {
+    endOneThatSendsNothing();
+  }
   const bool isFull = clients_.size() >= protocol::mostClients;
   clients_.insert(connection);
   if (!isPermitted) {
@@ -138,6 +141,20 @@ void ClientAcceptor::admit(ClientConnection::Socket client) {
     connection->refuse(refusal("too many clients").dump() + '\n');
   } else {
     connection->start();
+  }
+}
+
+// Makes room, so that clients which only keep their connections open lock nobody out.
+void ClientAcceptor::endOneThatSendsNothing() {
+  std::shared_ptr<ClientConnection> oldest;
+  for (const auto& client : clients_) {
+    const auto limit = client->requestLimit();
+    if (limit && (!oldest || *limit < *oldest->requestLimit())) {
+      oldest = client;
+    }
+  }
+  if (oldest) {
+    oldest->end();
   }
 }
 

@@ -258,6 +258,10 @@ void ClientConnection::refuse(const std::string& line) {
   limitTime();
 }
 
+std::optional<std::chrono::steady_clock::time_point> ClientConnection::requestLimit() const {
+  return phase_ == Phase::reading ? std::optional(timer_.expiry()) : std::nullopt;
+}
+
 void ClientConnection::dropSource() {
   if (phase_ == Phase::streaming) {
     end();

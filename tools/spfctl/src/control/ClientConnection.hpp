@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <boost/asio/local/stream_protocol.hpp>
@@ -44,6 +45,9 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
 
   /// Returns whether there is nothing to answer and nothing to send.
   bool isIdle() const { return phase_ == Phase::reading || phase_ == Phase::ended; }
+
+  /// Returns by when the client has to send its next request; nothing unless that is waited for.
+  std::optional<std::chrono::steady_clock::time_point> requestLimit() const;
 
   void end();
 
