@@ -228,6 +228,31 @@ TEST_F(AHostThatWaits, KeepsNoRoomForClientsThatHaveGivenUp) {
   EXPECT_EQ(process.wait(), 128 + SIGTERM);
 }
 
+TEST_F(AHostThatWaits, RefusesMoreClientsThanItServesWhenAllOfThemWaitForAnAnswer) {
+  Process process(host(write("x.json", Configuration("x").publisher("p", {}, {freeEndpoint()}))));
+  ASSERT_TRUE(waitForState("x", "waiting"));
+  std::vector<RawClient> clients;
+  const auto add = [&] {
+    clients.emplace_back(socketOf("x"));
+    return clients.back().send("{\"version\": 1, \"request\": \"status\", \"wait\": \"ready\"}\n");
+  };
+  for (int count = 0; count < 256; ++count) {
+    ASSERT_TRUE(add());
+  }
+  // One whose request has not been read yet may have had to make room.
+  Result result{};
+  ASSERT_TRUE(askUntil([&] {
+    result = call({"status", "x"});
+    return result.code != 0 || !add();
+  }));
+  EXPECT_EQ(result.code, 1);
+  EXPECT_EQ(result.err, "spfctl status: too many clients\n");
+  clients.clear();
+  EXPECT_TRUE(waitForState("x", "waiting")) << "answered again";
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 128 + SIGTERM);
+}
+
 // So many events that a reader who reads nothing cannot get them all, and the host's memory of them is too short.
 class AWatchThatNeverReads : public EndToEnd {
  protected:

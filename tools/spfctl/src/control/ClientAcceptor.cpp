@@ -13,6 +13,7 @@
 
 #include "agent/spf/frameworksupport/startThread.hpp"
 #include "control/ControlError.hpp"
+#include "control/answers.hpp"
 #include "control/protocol.hpp"
 
 namespace spfctl {
@@ -40,8 +41,13 @@ bool mayConnect(ClientConnection::Socket& client) {
          (peer.uid == geteuid() || peer.uid == 0);
 }
 
+ordered_json wrongRequest(const std::string& error) {
+  return failure(ExitCode::wrongUsage, error);
+}
+
+// Nothing is wrong with the request.
 ordered_json refusal(const std::string& error) {
-  return {{"version", protocol::version}, {"ok", false}, {"code", 2}, {"error", error}};
+  return failure(ExitCode::failedAtRunTime, error);
 }
 
 std::string whyUnusable(const json& request) {
@@ -164,14 +170,14 @@ void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply
         line, [](int depth, json::parse_event_t, json&) { return depth < deepest; }, false);
     const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
     if (!reason.empty()) {
-      reply->finish(refusal(reason));
+      reply->finish(wrongRequest(reason));
     } else if (isStopping_) {
       reply->finish(refusal("the host is ending"));
     } else {
       handler_(request, reply);
     }
   } catch (const std::exception& error) {
-    reply->finish(refusal(error.what()));
+    reply->finish(wrongRequest(error.what()));
   }
 }
 
