@@ -63,8 +63,10 @@ Process::Process(const std::vector<std::string>& command, Stdout kind, Size size
   pid_ = fork();
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::signal(SIGHUP, SIG_DFL);  // nohup, which may run the tests, would be inherited
-    setsid();                      // the terminal of the tests is not that of the process
+    // What the tests' own parent ignores would be inherited: nohup SIGHUP, and a shell SIGINT in the background.
+    std::signal(SIGHUP, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    setsid();  // the terminal of the tests is not that of the process
     if (kind == Stdout::controllingTerminal) {
       ioctl(theirOut, TIOCSCTTY, 0);
     }
