@@ -268,6 +268,14 @@ TEST_F(AHostThatIsToReload, TakesTheLastContentAfterManySignals) {
   end(process);
 }
 
+TEST_F(AHostThatIsToReload, DoesSoAfterASignalAtItsBeginning) {
+  Process process(host(file(ready())));
+  ASSERT_TRUE(askUntil([&] { return std::filesystem::exists(lockOf("x")); }));
+  process.signal(SIGHUP);
+  ASSERT_TRUE(process.waitForOutput("ready: x, revision 2")) << process.err();
+  end(process);
+}
+
 TEST_F(AHostThatIsToReload, DoesSoWhenItIsReadyAfterASignalWhileItWaited) {
   const auto peerEndpoint = freeEndpoint();
   const auto added = freeEndpoint();
