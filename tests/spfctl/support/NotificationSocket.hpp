@@ -17,6 +17,8 @@ class NotificationSocket {
   /// Returns the messages that have arrived since the last call.
   std::vector<std::string> received();
 
+  int descriptor() const { return socket_; }
+
  private:
   int socket_;
   std::string path_;  // empty for an abstract socket

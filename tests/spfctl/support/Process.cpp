@@ -63,8 +63,10 @@ Process::Process(const std::vector<std::string>& command, Stdout kind, Size size
   pid_ = fork();
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    std::signal(SIGHUP, SIG_DFL);  // nohup, which may run the tests, would be inherited
-    setsid();                      // the terminal of the tests is not that of the process
+    // What the tests' own parent ignores would be inherited: nohup SIGHUP, and a shell SIGINT in the background.
+    std::signal(SIGHUP, SIG_DFL);
+    std::signal(SIGINT, SIG_DFL);
+    setsid();  // the terminal of the tests is not that of the process
     if (kind == Stdout::controllingTerminal) {
       ioctl(theirOut, TIOCSCTTY, 0);
     }
@@ -109,6 +111,26 @@ bool Process::readSome() {
 
 bool Process::waitForOutput(const std::string& text) {
   while (out_.find(text) == std::string::npos) {
+    if (!readSome()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool Process::waitForNextOutput(const std::string& text) {
+  std::size_t position = 0;
+  while ((position = out_.find(text, found_)) == std::string::npos) {
+    if (!readSome()) {
+      return false;
+    }
+  }
+  found_ = position + text.size();
+  return true;
+}
+
+bool Process::waitForErrorOutput(const std::string& text) {
+  while (err_.find(text) == std::string::npos) {
     if (!readSome()) {
       return false;
     }

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,13 @@ class Process {
   /// long as the tests' patience lasts
   [[nodiscard]] bool waitForOutput(const std::string& text);
 
+  /// As `waitForOutput`, but looks only at what follows the last text that this function has found.
+  [[nodiscard]] bool waitForNextOutput(const std::string& text);
+
+  /// As `waitForOutput`, for standard error.
+  [[nodiscard]] bool waitForErrorOutput(const std::string& text);
+
+  pid_t id() const { return pid_; }
   void signal(int number);
 
   /// Changes the size of the terminal and sends SIGWINCH.
@@ -54,6 +62,7 @@ class Process {
   int errFd_ = -1;
   std::string out_;
   std::string err_;
+  std::size_t found_ = 0;  // the end of what `waitForNextOutput` has found
 };
 
 }  // namespace spf::test

@@ -202,10 +202,10 @@ ExitCode waitUntilReady(const StatusOptions& options, const Output& output) {
       client.send({{"request", "status"}, {"wait", "ready"}});
       return printAnswer(client.readAnswer(), options, output);
     } catch (const NoHostError& error) {
+      std::this_thread::sleep_until(std::min(deadline, steady_clock::now() + lookInterval));
       if (steady_clock::now() >= deadline) {
         throw NoAnswerError(error.what());
       }
-      std::this_thread::sleep_until(std::min(deadline, steady_clock::now() + lookInterval));
     }
   }
 }

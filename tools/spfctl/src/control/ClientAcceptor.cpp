@@ -13,6 +13,7 @@
 
 #include "agent/spf/frameworksupport/startThread.hpp"
 #include "control/ControlError.hpp"
+#include "control/answers.hpp"
 #include "control/protocol.hpp"
 
 namespace spfctl {
@@ -40,8 +41,13 @@ bool mayConnect(ClientConnection::Socket& client) {
          (peer.uid == geteuid() || peer.uid == 0);
 }
 
+ordered_json wrongRequest(const std::string& error) {
+  return failure(ExitCode::wrongUsage, error);
+}
+
+// Nothing is wrong with the request.
 ordered_json refusal(const std::string& error) {
-  return {{"version", protocol::version}, {"ok", false}, {"code", 2}, {"error", error}};
+  return failure(ExitCode::failedAtRunTime, error);
 }
 
 std::string whyUnusable(const json& request) {
@@ -130,6 +136,9 @@ void ClientAcceptor::onAccept(const error_code& error) {
 void ClientAcceptor::admit(ClientConnection::Socket client) {
   const bool isPermitted = mayConnect(client);
   const auto connection = std::make_shared<ClientConnection>(std::move(client), owner_);
+  if (isPermitted && clients_.size() >= protocol::mostClients) {
+    endOneThatSendsNothing();
+  }
   const bool isFull = clients_.size() >= protocol::mostClients;
   clients_.insert(connection);
   if (!isPermitted) {
@@ -141,20 +150,34 @@ void ClientAcceptor::admit(ClientConnection::Socket client) {
   }
 }
 
+// Makes room, so that clients which only keep their connections open lock nobody out.
+void ClientAcceptor::endOneThatSendsNothing() {
+  std::shared_ptr<ClientConnection> oldest;
+  for (const auto& client : clients_) {
+    const auto limit = client->requestLimit();
+    if (limit && (!oldest || *limit < *oldest->requestLimit())) {
+      oldest = client;
+    }
+  }
+  if (oldest) {
+    oldest->end();
+  }
+}
+
 void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply>& reply) const {
   try {
     const auto request = json::parse(
         line, [](int depth, json::parse_event_t, json&) { return depth < deepest; }, false);
     const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
     if (!reason.empty()) {
-      reply->finish(refusal(reason));
+      reply->finish(wrongRequest(reason));
     } else if (isStopping_) {
       reply->finish(refusal("the host is ending"));
     } else {
       handler_(request, reply);
     }
   } catch (const std::exception& error) {
-    reply->finish(refusal(error.what()));
+    reply->finish(wrongRequest(error.what()));
   }
 }
 

@@ -37,6 +37,7 @@ class ClientAcceptor {
   void accept();
   void onAccept(const boost::system::error_code& error);
   void admit(ClientConnection::Socket client);
+  void endOneThatSendsNothing();
   void handle(const std::string& line, const std::shared_ptr<Reply>& reply) const;
   void stopAccepting();
   void checkForIdleness();

@@ -1,5 +1,7 @@
 #include "control/ClientConnection.hpp"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -142,19 +144,33 @@ void ClientConnection::handleNextLine() {
   timer_.cancel();
   phase_ = Phase::answering;
   owner_.handle(line, std::make_shared<RequestReply>(shared_from_this(), ++request_));
+  if (isGone_) {
+    end();
+  }
 }
 
-// Asio reports a hang-up of the peer as the readiness of out-of-band data.
+// Asio reports a hang-up of the peer as the readiness of out-of-band data. It may also report one that an earlier
+// connection has left behind, if this connection was accepted in the meantime.
 void ClientConnection::watchForHangUp() {
   socket_.async_wait(Socket::wait_error, [self = shared_from_this()](const error_code& error) {
     if (error || self->phase_ == Phase::ended) {
       return;
     }
+    if (!self->hasHungUp()) {
+      self->watchForHangUp();
+      return;
+    }
     self->isGone_ = true;
-    if (self->phase_ == Phase::streaming || self->phase_ == Phase::writing) {
+    // A request that it has sent before is carried out all the same, but nobody waits for the answer.
+    if (self->phase_ != Phase::reading) {
       self->end();
     }
   });
+}
+
+bool ClientConnection::hasHungUp() {
+  pollfd channel{socket_.native_handle(), 0, 0};
+  return poll(&channel, 1, 0) > 0 && (channel.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 void ClientConnection::limitTime() {
@@ -240,6 +256,10 @@ void ClientConnection::refuse(const std::string& line) {
   boost::asio::async_write(socket_, boost::asio::buffer(sending_),
                            [self = shared_from_this()](const error_code&, std::size_t) { self->end(); });
   limitTime();
+}
+
+std::optional<std::chrono::steady_clock::time_point> ClientConnection::requestLimit() const {
+  return phase_ == Phase::reading ? std::optional(timer_.expiry()) : std::nullopt;
 }
 
 void ClientConnection::dropSource() {

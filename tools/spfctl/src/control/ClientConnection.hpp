@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <boost/asio/local/stream_protocol.hpp>
@@ -45,6 +46,9 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   /// Returns whether there is nothing to answer and nothing to send.
   bool isIdle() const { return phase_ == Phase::reading || phase_ == Phase::ended; }
 
+  /// Returns by when the client has to send its next request; nothing unless that is waited for.
+  std::optional<std::chrono::steady_clock::time_point> requestLimit() const;
+
   void end();
 
   /// Ends a stream whose client was too slow for the last of it.
@@ -62,6 +66,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   void onRead(const boost::system::error_code& error);
   void handleNextLine();
   void watchForHangUp();
+  bool hasHungUp();
   void limitTime();
   void answer(std::uint64_t request, std::string line);
   void startStream(std::uint64_t request, std::string first, Reply::Source source);

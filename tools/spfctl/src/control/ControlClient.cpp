@@ -15,6 +15,14 @@ using nlohmann::ordered_json;
 
 struct ControlClient::Stream : boost::asio::local::stream_protocol::iostream {};
 
+namespace {
+
+bool isTimeUp(const boost::system::error_code& error) {
+  return error == boost::asio::error::operation_aborted || error == boost::system::errc::timed_out;
+}
+
+}  // namespace
+
 ControlClient::ControlClient(const ControlFolder& folder, std::string host, Deadline deadline)
     : host_(std::move(host)), stream_(std::make_unique<Stream>()) {
   setDeadline(deadline);
@@ -29,6 +37,9 @@ ControlClient::ControlClient(const ControlFolder& folder, std::string host, Dead
         error == boost::system::errc::no_such_file_or_directory || error == boost::system::errc::connection_refused;
     if (isAbsent) {
       throw NoHostError("no host named '" + host_ + "' in " + folder.path().native());
+    }
+    if (isTimeUp(error)) {
+      throw NoAnswerError("host '" + host_ + "' has not answered in time");
     }
     throw ControlError("host '" + host_ + "' cannot be reached: " + error.message());
   }
@@ -53,7 +64,7 @@ std::string ControlClient::readLine() {
   if (std::getline(*stream_, line) && !stream_->eof()) {
     return line;
   }
-  if (stream_->error() == boost::asio::error::operation_aborted || stream_->error() == boost::system::errc::timed_out) {
+  if (isTimeUp(stream_->error())) {
     throw NoAnswerError("host '" + host_ + "' has not answered in time");
   }
   throw ConnectionLostError("the connection to host '" + host_ + "' was lost");
