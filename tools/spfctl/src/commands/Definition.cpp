@@ -169,14 +169,19 @@ void Definition::addRun() {
          "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
          "commas.")
       ->type_name("LEVELS");
-  run->add_option_function<std::string>(
+  addRunAsHost(*run);
+}
+
+// How others find the host, and what it writes down for them.
+void Definition::addRunAsHost(CLI::App& run) {
+  run.add_option_function<std::string>(
          "--name", [this](const std::string& text) { run_.name = hostName("--name", text); },
          "Name of this host for status, apply and the like (default: the configurationID, if it is a name).")
       ->type_name("NAME");
-  addControlDir(*run, run_.controlDir);
-  run->add_flag_callback(
+  addControlDir(run, run_.controlDir);
+  run.add_flag_callback(
       "--no-control", [this] { run_.control = false; }, "Open no control socket: other commands do not see this host.");
-  run->add_option_function<std::string>(
+  run.add_option_function<std::string>(
          "--record",
          [this](const std::string& text) {
            if (text.empty() || text == "-") {

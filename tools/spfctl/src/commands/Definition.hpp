@@ -28,6 +28,7 @@ class Definition {
  private:
   CLI::App* add(const char* name, const char* description, const char* examples, std::function<Command()> choose);
   void addRun();
+  void addRunAsHost(CLI::App& run);
   void addStatus();
   void addWatch();
   void addApply();

@@ -47,7 +47,7 @@ class Running {
     if (!options_.control) {
       return {};
     }
-    const auto name = options_.name.empty() ? source_->description.configurationID : options_.name;
+    auto name = options_.name.empty() ? source_->description.configurationID : options_.name;
     if (!isHostName(name)) {
       output_.err << "spfctl: warning: no control socket: the configurationID "
                   << (name.empty() ? "is empty" : "is no name")
