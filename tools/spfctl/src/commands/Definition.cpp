@@ -176,7 +176,16 @@ void Definition::addRun() {
   addControlDir(*run, run_.controlDir);
   run->add_flag_callback(
       "--no-control", [this] { run_.control = false; }, "Open no control socket: other commands do not see this host.");
-  run->add_option("--record", run_.record, "Write the framework's events to a file, for replay.")->type_name("FILE");
+  run->add_option_function<std::string>(
+         "--record",
+         [this](const std::string& text) {
+           if (text.empty() || text == "-") {
+             throw UsageError("--record is '" + text + "'; expected the name of a file");
+           }
+           run_.record = text;
+         },
+         "Write the framework's events to a file, for replay.")
+      ->type_name("FILE");
 }
 
 void Definition::addStatus() {

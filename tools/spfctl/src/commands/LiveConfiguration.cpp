@@ -8,21 +8,16 @@
 #include <cppmicroservices/Framework.h>
 
 #include "agent/host/services.hpp"
-#include "agent/spf/frameworksupport/deadlineAfter.hpp"
 
 namespace spfctl {
 
 namespace {
 
-using agent::spf::frameworksupport::deadlineAfter;
 using agent::spf::frameworkwatch::PublisherWatch;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr std::uint32_t firstRevision = 1;
-
-// No event marks the end of the limit of silence, so it is polled.
-constexpr milliseconds silenceInterval{50};
 
 std::vector<std::string> publisherIDs(const ConfigurationDescription& description) {
   std::vector<std::string> ids;
@@ -77,33 +72,26 @@ void LiveConfiguration::withdraw() noexcept {
 }
 
 // A new builder's publication takes over the object of the ID in Configuration Admin, and with it the withdrawal.
-ConfigurationDescription LiveConfiguration::takeOver() {
+void LiveConfiguration::takeOver() {
   auto description = source_->description;
   description.configurationID = id_;
   configuration_ = toBuilder(description).build();
-  return description;
 }
 
-bool LiveConfiguration::republish(milliseconds timeout) {
-  const auto description = takeOver();
-  configuration_.reset();
-  for (const auto deadline = deadlineAfter(timeout);;) {
-    const auto seen = changes_.count();
-    if (remainder().isDone) {
-      break;
-    }
-    if (steady_clock::now() >= deadline) {
-      return false;
-    }
-    changes_.waitForMoreThan(seen, std::min(deadline, deadlineAfter(silenceInterval)));
+// A new builder begins with the first revision. The framework takes that for a new start, and its late events for the
+// old revisions could be taken for those of new ones. So the count is brought up to a revision that nobody has seen.
+void LiveConfiguration::republish() {
+  const auto next = revision_ + 1;
+  auto nextWatch = watchFor(source_->description, next);
+  notePublication(*source_, next);
+  takeOver();
+  for (auto revision = firstRevision; revision != next; ++revision) {
+    configuration_ = configuration_.modify().build();
   }
-  retired_.clear();
-  watch_ = watchFor(description, firstRevision);
-  notePublication(*source_, firstRevision);
-  configuration_ = toBuilder(description).build();
   isLost_ = false;
-  noteStart(source_, firstRevision);
-  return true;
+  retireWatch(source_->description);
+  watch_ = std::move(nextWatch);
+  noteStart(source_, next);
 }
 
 std::vector<PublisherState> LiveConfiguration::states() {

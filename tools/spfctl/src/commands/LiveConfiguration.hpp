@@ -39,11 +39,10 @@ class LiveConfiguration {
   /// cannot be modified.
   bool isLost() const { return isLost_; }
 
-  /// Makes a lost configuration a new one of the same ID and content: publishes and withdraws it, waits until every
-  /// publisher is unpublished, and publishes it again. All connections are lost.
-  /// \return false if the time was up
+  /// Publishes the content of a lost configuration anew, under its ID and as its next revision. All connections may be
+  /// lost. Blocks longer the more revisions there were.
   /// \throws what building a configuration throws; it stays lost then
-  bool republish(std::chrono::milliseconds timeout);
+  void republish();
 
   const std::string& id() const { return id_; }
   std::uint32_t revision() const { return revision_; }
@@ -70,7 +69,7 @@ class LiveConfiguration {
  private:
   using Watch = std::unique_ptr<agent::spf::frameworkwatch::PublisherWatch>;
 
-  ConfigurationDescription takeOver();
+  void takeOver();
   Watch watchFor(const ConfigurationDescription& description, std::uint32_t revision);
   void retireWatch(const ConfigurationDescription& next);
   void pruneRetired();

@@ -15,6 +15,7 @@
 #include "commands/LogOutput.hpp"
 #include "commands/Session.hpp"
 #include "commands/loadConfiguration.hpp"
+#include "control/ControlError.hpp"
 #include "control/ControlServer.hpp"
 #include "control/HostControl.hpp"
 #include "display/terminalText.hpp"
@@ -37,8 +38,7 @@ class Running {
 
   int run() {
     const auto server = makeServer();
-    const int code = runHost(server.get());
-    return code;
+    return runHost(server.get());
   }
 
  private:
@@ -57,12 +57,18 @@ class Running {
     return name;
   }
 
+  ControlFolder controlFolder() const {
+    try {
+      return {options_.controlDir, ControlFolder::Purpose::serve};
+    } catch (const ControlError& error) {
+      throw ControlError(std::string(error.what()) + "; --control-dir names another folder, --no-control needs none");
+    }
+  }
+
   // Before anything is published: two hosts of one name would be a mistake.
   std::unique_ptr<ControlServer> makeServer() {
     name_ = hostName();
-    return name_.empty() ? nullptr
-                         : std::make_unique<ControlServer>(
-                               ControlFolder(options_.controlDir, ControlFolder::Purpose::serve), name_);
+    return name_.empty() ? nullptr : std::make_unique<ControlServer>(controlFolder(), name_);
   }
 
   int runHost(ControlServer* server) {

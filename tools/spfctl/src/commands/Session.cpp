@@ -352,8 +352,8 @@ ChangeOutcome Session::change(const std::string& file, SourceText text, millisec
 void Session::changeTo(const SharedSource& source, milliseconds timeout, bool rollback, ChangeOutcome& outcome) {
   const auto before = live_.source();
   try {
-    if (live_.isLost() && !live_.republish(withdrawalLimit)) {
-      throw std::runtime_error("the lost configuration is not unpublished in time");
+    if (live_.isLost()) {
+      live_.republish();
     }
     live_.modify(source);
   } catch (const std::exception& error) {
@@ -404,12 +404,10 @@ void Session::recover(const std::exception& error, milliseconds timeout, ChangeO
   }
   refresh(std::nullopt);
   try {
-    if (live_.republish(withdrawalLimit)) {
-      waitUntilDecided(timeout);
-      outcome.recovery = "published the old content again, as revision 1; all connections were closed";
-    } else {
-      outcome.recovery = "the old content is not unpublished in time";
-    }
+    live_.republish();
+    waitUntilDecided(timeout);
+    outcome.recovery = "published the old content again, as revision " + std::to_string(live_.revision()) +
+                       "; connections may have been closed";
   } catch (const std::exception& again) {
     outcome.recovery = std::string("the old content cannot be published either: ") + again.what();
   }

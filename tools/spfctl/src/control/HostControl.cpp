@@ -87,6 +87,7 @@ class EventStream {
     std::string text;
     if (batch.dropped != 0) {
       text = lineOf(RecordedDrop{batch.dropped}, std::chrono::system_clock::now()) + '\n';
+      text += batch.configuration.empty() ? "" : batch.configuration + '\n';
     }
     for (const auto& line : batch.lines) {
       text += line + '\n';
