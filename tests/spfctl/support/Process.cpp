@@ -60,12 +60,18 @@ Process::Process(const std::vector<std::string>& command, Stdout kind, Size size
     arguments.push_back(const_cast<char*>(argument.c_str()));
   }
   arguments.push_back(nullptr);
+  // A signal that is sent at once must not meet what the child has inherited.
+  sigset_t every;
+  sigset_t before;
+  sigfillset(&every);
+  pthread_sigmask(SIG_BLOCK, &every, &before);
   pid_ = fork();
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     // What the tests' own parent ignores would be inherited: nohup SIGHUP, and a shell SIGINT in the background.
     std::signal(SIGHUP, SIG_DFL);
     std::signal(SIGINT, SIG_DFL);
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
     setsid();  // the terminal of the tests is not that of the process
     if (kind == Stdout::controllingTerminal) {
       ioctl(theirOut, TIOCSCTTY, 0);
@@ -75,6 +81,7 @@ Process::Process(const std::vector<std::string>& command, Stdout kind, Size size
     execv(arguments[0], arguments.data());
     _exit(127);
   }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
   close(theirOut);
   close(theirErr);
 }
