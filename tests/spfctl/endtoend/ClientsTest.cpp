@@ -34,10 +34,18 @@ class AHostWithOddClients : public EndToEnd {
   std::unique_ptr<Process> process_;
 };
 
-class AHostWithAWrongRequest : public AHostWithOddClients,
-                               public testing::WithParamInterface<std::pair<const char*, const char*>> {};
+struct WrongRequest {
+  const char* text;
+  const char* complaint;
+};
 
-const std::pair<const char*, const char*> wrongRequests[] = {
+void PrintTo(const WrongRequest& request, std::ostream* stream) {
+  *stream << request.complaint;
+}
+
+class AHostWithAWrongRequest : public AHostWithOddClients, public testing::WithParamInterface<WrongRequest> {};
+
+const WrongRequest wrongRequests[] = {
     {"\n", "a request that is no JSON"},
     {"GET / HTTP/1.1\r\n", "a request that is no JSON"},
     {"\x80\xff\xfe\x01\n", "a request that is no JSON"},
@@ -59,11 +67,11 @@ INSTANTIATE_TEST_SUITE_P(Number, AHostWithAWrongRequest, testing::ValuesIn(wrong
 
 TEST_P(AHostWithAWrongRequest, AnswersWhatIsWrongAndServesTheConnectionFurther) {
   auto client = connect();
-  ASSERT_TRUE(client.send(GetParam().first));
+  ASSERT_TRUE(client.send(GetParam().text));
   const auto answer = client.readLine();
   ASSERT_TRUE(answer);
   EXPECT_THAT(*answer, HasSubstr("\"ok\":false"));
-  EXPECT_THAT(*answer, HasSubstr(GetParam().second));
+  EXPECT_THAT(*answer, HasSubstr(GetParam().complaint));
   ASSERT_TRUE(client.send(statusRequest));
   const auto next = client.readLine();
   ASSERT_TRUE(next);
