@@ -30,6 +30,9 @@ ControlClient::ControlClient(const ControlFolder& folder, std::string host, Dead
     if (isAbsent) {
       throw NoHostError("no host named '" + host_ + "' in " + folder.path().native());
     }
+    if (error == boost::asio::error::operation_aborted || error == boost::system::errc::timed_out) {
+      throw NoAnswerError("host '" + host_ + "' has not answered in time");
+    }
     throw ControlError("host '" + host_ + "' cannot be reached: " + error.message());
   }
 }
