@@ -377,6 +377,7 @@ TEST_F(AControlServer, AcceptsClientsAgainAfterAWantOfFileDescriptors) {
   EXPECT_TRUE(failures.waitFor(2));
   isWanting = false;
   EXPECT_EQ(client.readLine(), R"({"echo":"a"})");
+  sut_.reset();
 }
 
 TEST_F(AControlServer, SendsAnswersThatAreStillMissingWhenItStops) {
