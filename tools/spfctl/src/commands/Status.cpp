@@ -210,14 +210,31 @@ ExitCode waitUntilReady(const StatusOptions& options, const Output& output) {
   }
 }
 
-ExitCode waitUntilWithdrawn(const StatusOptions& options) {
+// Returns whether the host is there; a host that serves too many clients is, although it closes the connection.
+bool isThere(const ControlFolder& folder, const std::string& host, steady_clock::time_point deadline) {
   try {
-    const ControlFolder folder(options.host.controlDir, ControlFolder::Purpose::ask);
-    ControlClient client(folder, options.host.name, deadlineAfter(options.timeout));
+    const ControlClient client(folder, host, deadline);
+    return true;
+  } catch (const NoHostError&) {
+    return false;
+  }
+}
+
+ExitCode waitUntilWithdrawn(const StatusOptions& options, const Output& output) {
+  const ControlFolder folder(options.host.controlDir, ControlFolder::Purpose::ask);
+  const auto deadline = deadlineAfter(options.timeout);
+  try {
+    ControlClient client(folder, options.host.name, deadline);
     client.send({{"request", "watch"}});
+    const auto answer = client.readAnswer();
     client.waitForEnd();
+    if (!answer.value("ok", false) && isThere(folder, options.host.name, deadline)) {
+      return codeOf(answer, "status", output);
+    }
   } catch (const NoHostError&) {
     // It has ended already.
+  } catch (const ConnectionLostError&) {
+    // It has ended before it answered.
   }
   return ExitCode::done;
 }
@@ -230,7 +247,7 @@ ExitCode status(const StatusOptions& options, const Output& output) {
       case StatusOptions::Awaited::ready:
         return waitUntilReady(options, output);
       case StatusOptions::Awaited::withdrawn:
-        return waitUntilWithdrawn(options);
+        return waitUntilWithdrawn(options, output);
       default:
         break;
     }

@@ -4,9 +4,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
-#include <vector>
 
+#include <fcntl.h>
 #include <unistd.h>
 #include <boost/asio/post.hpp>
 #include <nlohmann/json.hpp>
@@ -41,13 +42,14 @@ bool mayConnect(ClientConnection::Socket& client) {
          (peer.uid == geteuid() || peer.uid == 0);
 }
 
-ordered_json wrongRequest(const std::string& error) {
-  return failure(ExitCode::wrongUsage, error);
+ordered_json ending() {
+  return failure(ExitCode::failedAtRunTime, "the host is ending");
 }
 
-// Nothing is wrong with the request.
-ordered_json refusal(const std::string& error) {
-  return failure(ExitCode::failedAtRunTime, error);
+// Without it, a process that a bundle starts would keep clients waiting for the end of the host.
+template <class Socket>
+void closeOnExec(Socket& socket) {
+  fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
 }
 
 std::string whyUnusable(const json& request) {
@@ -82,14 +84,34 @@ ClientAcceptor::ClientAcceptor(const ControlFolder& folder, const std::string& h
   } catch (const boost::system::system_error& error) {
     throw ControlError("control socket '" + path_.native() + "': " + error.code().message());
   }
-  accept();
-  thread_ = agent::spf::frameworksupport::startThread([this] { context_.run(); });
+  try {
+    thread_ = agent::spf::frameworksupport::startThread([this] { serve(); });
+  } catch (...) {
+    unlink(path_.c_str());
+    throw;
+  }
+}
+
+// An exception gets here if there is no memory to accept a client, since a client's own end its connection.
+void ClientAcceptor::serve() {
+  for (;;) {
+    try {
+      if (!isAwaitingClient_ && acceptor_.is_open()) {
+        accept();
+      }
+      context_.run();
+      return;
+    } catch (...) {
+      // Tried again.
+    }
+  }
 }
 
 // Appears under its name when it can be connected to, and only then.
 void ClientAcceptor::listen(const std::filesystem::path& temporary) {
   unlink(temporary.c_str());
   acceptor_.open();
+  closeOnExec(acceptor_);
   acceptor_.bind(stream_protocol::endpoint(temporary.native()));
   acceptor_.listen();
   if (chmod(temporary.c_str(), S_IRUSR | S_IWUSR) != 0 || rename(temporary.c_str(), path_.c_str()) != 0) {
@@ -102,17 +124,28 @@ void ClientAcceptor::listen(const std::filesystem::path& temporary) {
 ClientAcceptor::~ClientAcceptor() {
   boost::asio::post(context_, [this] {
     stopAccepting();
-    const auto clients = clients_;
-    for (const auto& client : clients) {
-      client->end();
-    }
+    forEachClient([](ClientConnection& client) { client.end(); });
     context_.stop();
   });
   thread_.join();
+  mailbox_->close();
+}
+
+// The action may end the client. Needs no memory.
+template <class Action>
+void ClientAcceptor::forEachClient(Action action) {
+  for (auto next = clients_.begin(); next != clients_.end();) {
+    const auto client = *next++;
+    action(*client);
+  }
 }
 
 void ClientAcceptor::accept() {
-  acceptor_.async_accept(next_, [this](const error_code& error) { onAccept(error); });
+  acceptor_.async_accept(next_, [this](const error_code& error) {
+    isAwaitingClient_ = false;
+    onAccept(error);
+  });
+  isAwaitingClient_ = true;
 }
 
 void ClientAcceptor::onAccept(const error_code& error) {
@@ -120,31 +153,34 @@ void ClientAcceptor::onAccept(const error_code& error) {
     return;
   }
   if (!error) {
-    admit(std::move(next_));
-    next_ = ClientConnection::Socket(context_);
+    auto client = std::exchange(next_, ClientConnection::Socket(context_));
     accept();
+    admit(std::move(client));
     return;
   }
   timer_.expires_after(retryInterval);
   timer_.async_wait([this](const error_code& aborted) {
+    isAwaitingClient_ = false;
     if (!aborted && acceptor_.is_open()) {
       accept();
     }
   });
+  isAwaitingClient_ = true;
 }
 
 void ClientAcceptor::admit(ClientConnection::Socket client) {
+  closeOnExec(client);
   const bool isPermitted = mayConnect(client);
-  const auto connection = std::make_shared<ClientConnection>(std::move(client), owner_);
+  const auto connection = std::make_shared<ClientConnection>(std::move(client), owner_, mailbox_);
   if (isPermitted && clients_.size() >= protocol::mostClients) {
     endOneThatSendsNothing();
   }
   const bool isFull = clients_.size() >= protocol::mostClients;
   clients_.insert(connection);
   if (!isPermitted) {
-    connection->refuse(refusal("the host belongs to another user").dump() + '\n');
+    connection->refuse(failure(ExitCode::failedAtRunTime, "the host belongs to another user").dump() + '\n');
   } else if (isFull) {
-    connection->refuse(refusal("too many clients").dump() + '\n');
+    connection->refuse(failure(ExitCode::failedAtRunTime, "too many clients").dump() + '\n');
   } else {
     connection->start();
   }
@@ -170,14 +206,16 @@ void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply
         line, [](int depth, json::parse_event_t, json&) { return depth < deepest; }, false);
     const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
     if (!reason.empty()) {
-      reply->finish(wrongRequest(reason));
+      reply->finish(failure(ExitCode::wrongUsage, reason));
     } else if (isStopping_) {
-      reply->finish(refusal("the host is ending"));
+      reply->finish(ending());
     } else {
       handler_(request, reply);
     }
+  } catch (const std::invalid_argument& error) {
+    reply->finish(failure(ExitCode::wrongUsage, error.what()));
   } catch (const std::exception& error) {
-    reply->finish(wrongRequest(error.what()));
+    reply->finish(failure(ExitCode::failedAtRunTime, error.what()));
   }
 }
 
@@ -189,21 +227,15 @@ void ClientAcceptor::stop() {
   auto idle = idle_.get_future();
   boost::asio::post(context_, [this] {
     stopAccepting();
-    const auto clients = clients_;
-    for (const auto& client : clients) {
-      client->finishUp();
-    }
+    forEachClient([](ClientConnection& client) { client.finishUp(); });
     checkForIdleness();
   });
   idle.wait_for(farewell);
   // The handler may refer to what is destroyed now.
   std::promise<void> done;
   boost::asio::post(context_, [this, &done] {
-    handler_ = [](const json&, const std::shared_ptr<Reply>& reply) { reply->finish(refusal("the host is ending")); };
-    const auto clients = clients_;
-    for (const auto& client : clients) {
-      client->dropSource();
-    }
+    handler_ = nullptr;  // is not called again, since the host is ending
+    forEachClient([](ClientConnection& client) { client.dropSource(); });
     done.set_value();
   });
   done.get_future().wait();

@@ -14,6 +14,7 @@
 
 #include "control/ClientConnection.hpp"
 #include "control/ControlServer.hpp"
+#include "control/Mailbox.hpp"
 
 // Includes Asio, which is slow to compile: for the server only.
 namespace spfctl {
@@ -34,11 +35,14 @@ class ClientAcceptor {
 
  private:
   void listen(const std::filesystem::path& temporary);
+  void serve();
   void accept();
   void onAccept(const boost::system::error_code& error);
   void admit(ClientConnection::Socket client);
   void endOneThatSendsNothing();
   void handle(const std::string& line, const std::shared_ptr<Reply>& reply) const;
+  template <class Action>
+  void forEachClient(Action action);
   void stopAccepting();
   void checkForIdleness();
 
@@ -47,10 +51,12 @@ class ClientAcceptor {
   boost::asio::io_context context_{1};
   boost::asio::executor_work_guard<boost::asio::io_context::executor_type> work_{context_.get_executor()};
   boost::asio::local::stream_protocol::acceptor acceptor_;
+  const std::shared_ptr<Mailbox> mailbox_ = std::make_shared<Mailbox>(context_);
   ClientConnection::Socket next_;
   boost::asio::steady_timer timer_;
   ClientConnection::Owner owner_;
   std::set<std::shared_ptr<ClientConnection>> clients_;
+  bool isAwaitingClient_ = false;  ///< a client, or the time to accept again, is waited for
   bool isStopping_ = false;
   bool isIdle_ = false;  ///< `idle_` has its value
   std::promise<void> idle_;

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <nlohmann/json.hpp>
 
@@ -17,7 +16,6 @@ namespace spfctl {
 
 namespace {
 
-using boost::asio::post;
 using boost::system::error_code;
 
 // How long a client may take to send a request, or to read an answer.
@@ -42,58 +40,74 @@ std::string tooLong() {
 class ClientConnection::RequestReply : public Reply {
  public:
   RequestReply(const std::shared_ptr<ClientConnection>& connection, std::uint64_t request)
-      : connection_(connection), executor_(connection->socket_.get_executor()), request_(request) {}
+      : shared_(connection->shared_), connection_(connection), request_(request) {}
 
   void finish(const nlohmann::ordered_json& answer) override {
-    post(executor_, [connection = connection_, request = request_, line = lineOf(answer)]() mutable {
+    shared_->mailbox->post([connection = connection_, request = request_, line = lineOf(answer)]() mutable {
       if (const auto target = connection.lock()) {
-        target->answer(request, std::move(line));
+        target->guarded([&] { target->answer(request, std::move(line)); });
       }
     });
   }
 
   void stream(const std::string& first, Source source) override {
-    post(executor_, [connection = connection_, request = request_, first, source = std::move(source)]() mutable {
+    shared_->mailbox->post([connection = connection_, request = request_, first, source = std::move(source)]() mutable {
       if (const auto target = connection.lock()) {
-        target->startStream(request, std::move(first), std::move(source));
+        target->guarded([&] { target->startStream(request, std::move(first), std::move(source)); });
       }
     });
   }
 
   void wake() override {
-    const auto target = connection_.lock();
-    if (!target || target->isWakePending_.exchange(true)) {
+    if (shared_->isGone || shared_->isWakePending.exchange(true)) {
       return;
     }
     try {
-      post(executor_, [target] {
-        target->isWakePending_ = false;
-        target->pump();
+      shared_->mailbox->post([shared = shared_, connection = connection_] {
+        shared->isWakePending = false;
+        if (const auto target = connection.lock()) {
+          target->guarded([&] { target->pump(); });
+        }
       });
     } catch (...) {
-      target->isWakePending_ = false;  // or nobody would try again
+      shared_->isWakePending = false;  // or nobody would try again
       throw;
     }
   }
 
-  bool isAbandoned() const override {
-    const auto target = connection_.lock();
-    return !target || target->isGone_;
-  }
+  bool isAbandoned() const override { return shared_->isGone; }
 
  private:
-  const std::weak_ptr<ClientConnection> connection_;
-  const Socket::executor_type executor_;
+  const std::shared_ptr<Shared> shared_;
+  const std::weak_ptr<ClientConnection> connection_;  // locked on the server's thread only
   const std::uint64_t request_;
 };
 
-ClientConnection::ClientConnection(Socket socket, const Owner& owner)
-    : socket_(std::move(socket)), timer_(socket_.get_executor()), owner_(owner) {}
+ClientConnection::ClientConnection(Socket socket, const Owner& owner, std::shared_ptr<Mailbox> mailbox)
+    : socket_(std::move(socket)),
+      timer_(socket_.get_executor()),
+      owner_(owner),
+      shared_(std::make_shared<Shared>(std::move(mailbox))) {}
+
+ClientConnection::~ClientConnection() {
+  shared_->isGone = true;
+}
+
+template <class Work>
+void ClientConnection::guarded(Work work) {
+  try {
+    work();
+  } catch (...) {
+    end();
+  }
+}
 
 void ClientConnection::start() {
-  watchForHangUp();
-  limitTime();
-  read();
+  guarded([this] {
+    watchForHangUp();
+    limitTime();
+    read();
+  });
 }
 
 void ClientConnection::read() {
@@ -107,7 +121,7 @@ void ClientConnection::read() {
                           [self = shared_from_this(), used](const error_code& error, std::size_t count) {
                             self->isReading_ = false;
                             self->received_.resize(used + count);
-                            self->onRead(error);
+                            self->guarded([&] { self->onRead(error); });
                           });
 }
 
@@ -115,8 +129,6 @@ void ClientConnection::onRead(const error_code& error) {
   isAtEnd_ = isAtEnd_ || error;
   if (phase_ == Phase::reading) {
     handleNextLine();
-  } else if (isGone_ && phase_ == Phase::streaming) {
-    end();
   }
 }
 
@@ -144,13 +156,14 @@ void ClientConnection::handleNextLine() {
   timer_.cancel();
   phase_ = Phase::answering;
   owner_.handle(line, std::make_shared<RequestReply>(shared_from_this(), ++request_));
-  if (isGone_) {
+  if (shared_->isGone) {
     end();
   }
 }
 
 // Asio reports a hang-up of the peer as the readiness of out-of-band data. It may also report one that an earlier
-// connection has left behind, if this connection was accepted in the meantime.
+// connection has left behind, if this connection was accepted in the meantime. A client that sends nothing any more has
+// not hung up. What a client has sent before it hung up is still carried out.
 void ClientConnection::watchForHangUp() {
   socket_.async_wait(Socket::wait_error, [self = shared_from_this()](const error_code& error) {
     if (error || self->phase_ == Phase::ended) {
@@ -160,8 +173,7 @@ void ClientConnection::watchForHangUp() {
       self->watchForHangUp();
       return;
     }
-    self->isGone_ = true;
-    // A request that it has sent before is carried out all the same, but nobody waits for the answer.
+    self->shared_->isGone = true;
     if (self->phase_ != Phase::reading) {
       self->end();
     }
@@ -199,9 +211,6 @@ void ClientConnection::startStream(std::uint64_t request, std::string first, Rep
   phase_ = Phase::streaming;
   source_ = std::move(source);
   write(std::move(first));
-  if (isGone_) {
-    end();
-  }
 }
 
 void ClientConnection::write(std::string text) {
@@ -210,7 +219,7 @@ void ClientConnection::write(std::string text) {
   boost::asio::async_write(socket_, boost::asio::buffer(sending_),
                            [self = shared_from_this()](const error_code& error, std::size_t) {
                              self->isSending_ = false;
-                             self->onWritten(error);
+                             self->guarded([&] { self->onWritten(error); });
                            });
 }
 
@@ -222,10 +231,10 @@ void ClientConnection::onWritten(const error_code& error) {
   } else if (phase_ == Phase::writing) {
     phase_ = Phase::reading;
     if (isFinishing_) {
-      owner_.onIdle();
-      return;
+      owner_.onIdle();  // further requests are refused
+    } else {
+      limitTime();
     }
-    limitTime();
     handleNextLine();
   }
 }
@@ -246,16 +255,17 @@ void ClientConnection::pump() {
 
 void ClientConnection::finishUp() {
   isFinishing_ = true;
-  pump();
+  guarded([this] { pump(); });
 }
 
 void ClientConnection::refuse(const std::string& line) {
-  // What the client still sends would turn the end of the connection into a reset, before it has read the answer.
-  phase_ = Phase::writing;
-  sending_ = line;
-  boost::asio::async_write(socket_, boost::asio::buffer(sending_),
-                           [self = shared_from_this()](const error_code&, std::size_t) { self->end(); });
-  limitTime();
+  guarded([&] {
+    phase_ = Phase::writing;
+    sending_ = line;
+    boost::asio::async_write(socket_, boost::asio::buffer(sending_),
+                             [self = shared_from_this()](const error_code&, std::size_t) { self->end(); });
+    limitTime();
+  });
 }
 
 std::optional<std::chrono::steady_clock::time_point> ClientConnection::requestLimit() const {
@@ -273,7 +283,7 @@ void ClientConnection::end() {
     return;
   }
   phase_ = Phase::ended;
-  isGone_ = true;
+  shared_->isGone = true;
   source_ = nullptr;
   timer_.cancel();
   error_code ignored;

@@ -3,15 +3,18 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <nlohmann/json_fwd.hpp>
 
+#include "control/Mailbox.hpp"
 #include "control/Reply.hpp"
 
 // Includes Asio, which is slow to compile: for the server only.
@@ -21,6 +24,8 @@ namespace spfctl {
 ///
 ///     reading --a line--> answering --finish--> writing --> reading ...
 ///                         answering --stream--> streaming, until the client or the host goes
+///
+/// An exception in a handler, such as for want of memory, ends the connection and nothing else.
 class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
  public:
   using Socket = boost::asio::local::stream_protocol::socket;
@@ -36,7 +41,8 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
     std::function<void(const std::shared_ptr<ClientConnection>&)> onEnd;
   };
 
-  ClientConnection(Socket socket, const Owner& owner);
+  ClientConnection(Socket socket, const Owner& owner, std::shared_ptr<Mailbox> mailbox);
+  ~ClientConnection();
 
   void start();
 
@@ -60,7 +66,19 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
  private:
   class RequestReply;
 
+  /// What replies use on other threads, which may outlive the connection and the server.
+  struct Shared {
+    explicit Shared(std::shared_ptr<Mailbox> box) : mailbox(std::move(box)) {}
+
+    const std::shared_ptr<Mailbox> mailbox;
+    std::atomic<bool> isGone{false};
+    std::atomic<bool> isWakePending{false};
+  };
+
   enum class Phase { reading, answering, writing, streaming, ended };
+
+  template <class Work>
+  void guarded(Work work);
 
   void read();
   void onRead(const boost::system::error_code& error);
@@ -77,6 +95,7 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   Socket socket_;
   boost::asio::steady_timer timer_;
   const Owner& owner_;
+  const std::shared_ptr<Shared> shared_;
   std::string received_;
   std::size_t searched_ = 0;  ///< how much of `received_` has no end of line
   std::string sending_;
@@ -87,8 +106,6 @@ class ClientConnection : public std::enable_shared_from_this<ClientConnection> {
   bool isAtEnd_ = false;  ///< the client sends nothing any more
   bool isFinishing_ = false;
   bool isSending_ = false;
-  std::atomic<bool> isGone_{false};
-  std::atomic<bool> isWakePending_{false};
 };
 
 }  // namespace spfctl

@@ -36,7 +36,8 @@ class ControlClient {
   using Deadline = std::chrono::steady_clock::time_point;
 
   /// Connects.
-  /// \throws NoHostError if the host does not run
+  /// \throws NoHostError if the host does not run, NoAnswerError if the deadline has passed, and ControlError if the
+  ///         host cannot be reached for another reason
   ControlClient(const ControlFolder& folder, std::string host, Deadline deadline);
 
   ~ControlClient();

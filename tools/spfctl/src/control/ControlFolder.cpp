@@ -45,6 +45,11 @@ void requirePrivate(const std::filesystem::path& path, const struct stat& status
   }
 }
 
+// With a slash, a symbolic link would pass for the folder that it leads to.
+std::filesystem::path withoutSlashAtTheEnd(const std::filesystem::path& path) {
+  return path.has_relative_path() && !path.has_filename() ? path.parent_path() : path;
+}
+
 }  // namespace
 
 bool isHostName(const std::string& text) {
@@ -65,7 +70,7 @@ std::filesystem::path ControlFolder::standard() {
 }
 
 ControlFolder::ControlFolder(std::filesystem::path path, Purpose purpose)
-    : path_(path.empty() ? standard() : std::move(path)) {
+    : path_(withoutSlashAtTheEnd(path.empty() ? standard() : std::move(path))) {
   if (purpose == Purpose::serve) {
     create(path_);
   }

@@ -19,7 +19,8 @@ class ClientAcceptor;
 /// this process and root may connect.
 class ControlServer {
  public:
-  /// Handles a request on the server's thread; must not block. What it throws becomes the answer.
+  /// Handles a request on the server's thread; must not block. What it throws becomes the answer:
+  /// std::invalid_argument is for requests that cannot be understood.
   using Handler = std::function<void(const nlohmann::json& request, const std::shared_ptr<Reply>& reply)>;
 
   /// Takes the name for this process.

@@ -45,7 +45,15 @@ class Members {
     return static_cast<std::uint32_t>(number);
   }
   milliseconds time(const char* name, milliseconds fallback) const {
-    return has(name) ? milliseconds(value<std::int64_t>(name, &json::is_number_integer, "milliseconds")) : fallback;
+    if (!has(name)) {
+      return fallback;
+    }
+    const auto number = value<std::int64_t>(name, &json::is_number_integer, "milliseconds");
+    if (number < 0) {
+      throw std::invalid_argument(std::string("'") + name + "' is out of range; expected 0 to " +
+                                  std::to_string(INT64_MAX) + " milliseconds");
+    }
+    return milliseconds(number);
   }
 
  private:
@@ -89,6 +97,9 @@ class EventStream {
       text = lineOf(RecordedDrop{batch.dropped}, std::chrono::system_clock::now()) + '\n';
       text += batch.configuration.empty() ? "" : batch.configuration + '\n';
     }
+    if (!batch.configuration.empty()) {
+      text += batch.configuration + '\n';
+    }
     for (const auto& line : batch.lines) {
       text += line + '\n';
     }
@@ -100,6 +111,26 @@ class EventStream {
   EventRecorder::Position position_;
   EventRecorder::ListenerID listener_;
 };
+
+ordered_json ending() {
+  return failure(ExitCode::failedAtRunTime, "the host is ending");
+}
+
+ordered_json answersOf(const std::vector<std::string>& publishers, const std::string& endpoint, milliseconds timeout) {
+  auto answers = ordered_json::array();
+  std::string error;
+  for (const auto& publisher : publishers) {
+    const auto result = askPeer(publisher, endpoint, timeout);
+    if (result.isAnswer) {
+      answers.push_back(result.text);
+    } else {
+      error = result.text.empty() ? "the framework offers no peer directory" : result.text;
+    }
+  }
+  auto answer = answers.empty() ? failure(ExitCode::failedAtRunTime, error) : success();
+  answer["answers"] = std::move(answers);
+  return answer;
+}
 
 std::vector<std::string> publishersThatConnectTo(const ConfigurationSource& source, const std::string& endpoint,
                                                  std::string& known) {
@@ -157,6 +188,10 @@ void HostControl::answerStatus(const json& request, const std::shared_ptr<Reply>
   if (awaited == "ready") {
     {
       const std::lock_guard<std::mutex> lock(mutex_);
+      if (isClosed_) {
+        reply->finish(ending());
+        return;
+      }
       waitingForReadiness_.push_back(reply);
     }
     noteStatus();
@@ -186,10 +221,16 @@ void HostControl::noteStatus() {
 
 void HostControl::close() {
   const std::lock_guard<std::mutex> lock(mutex_);
+  isClosed_ = true;
   for (const auto& reply : waitingForReadiness_) {
-    reply->finish(failure(ExitCode::failedAtRunTime, "the host is ending"));
+    reply->finish(ending());
   }
   waitingForReadiness_.clear();
+}
+
+bool HostControl::isClosed() {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return isClosed_;
 }
 
 bool HostControl::answerIfReady(const std::shared_ptr<Reply>& reply) const {
@@ -238,20 +279,16 @@ void HostControl::answerAsk(const json& request, const std::shared_ptr<Reply>& r
                               (known.empty() ? "the configuration connects to nothing" : "expected one of " + known)));
     return;
   }
-  boost::asio::post(questions_, [reply, endpoint, timeout, publishers = std::move(publishers)] {
-    auto answers = ordered_json::array();
-    std::string error;
-    for (const auto& publisher : publishers) {
-      const auto result = askPeer(publisher, endpoint, timeout);
-      if (result.isAnswer) {
-        answers.push_back(result.text);
-      } else {
-        error = result.text.empty() ? "the framework offers no peer directory" : result.text;
-      }
+  boost::asio::post(questions_, [this, reply, endpoint, timeout, publishers = std::move(publishers)] {
+    if (reply->isAbandoned()) {
+      return;
     }
-    auto answer = answers.empty() ? failure(ExitCode::failedAtRunTime, error) : success();
-    answer["answers"] = std::move(answers);
-    reply->finish(answer);
+    // An exception would end the process.
+    try {
+      reply->finish(isClosed() ? ending() : answersOf(publishers, endpoint, timeout));
+    } catch (const std::exception& error) {
+      reply->finish(failure(ExitCode::failedAtRunTime, error.what()));
+    }
   });
 }
 

@@ -24,7 +24,7 @@ class HostControl {
   HostControl(std::string name, const StatusBoard& board, EventRecorder& recorder, ChangeRequests& requests,
               std::function<void(std::uint32_t levels)> showLogRecords);
 
-  /// Waits for questions to peers that are under way.
+  /// Waits for questions to peers that are under way. Called after `close`, which drops the others.
   ~HostControl();
 
   HostControl(const HostControl&) = delete;
@@ -36,7 +36,7 @@ class HostControl {
   /// Answers clients that wait for the status that was just set. Any thread may call it.
   void noteStatus();
 
-  /// Lets those that still wait fail, since the host is ending.
+  /// Lets those that still wait, or ask later, fail, since the host is ending.
   void close();
 
  private:
@@ -47,6 +47,7 @@ class HostControl {
   void answerLog(const nlohmann::json& request, const std::shared_ptr<Reply>& reply);
   nlohmann::ordered_json statusAnswer(const HostStatus& status) const;
   bool answerIfReady(const std::shared_ptr<Reply>& reply) const;
+  bool isClosed();
 
   const std::string name_;
   const std::chrono::system_clock::time_point started_ = std::chrono::system_clock::now();
@@ -60,6 +61,7 @@ class HostControl {
 
   // Guarded by `mutex_`:
   std::vector<std::shared_ptr<Reply>> waitingForReadiness_;
+  bool isClosed_ = false;
 };
 
 }  // namespace spfctl

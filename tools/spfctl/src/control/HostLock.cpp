@@ -45,7 +45,7 @@ HostLock::HostLock(const ControlFolder& folder, const std::string& host) : file_
   (void)(ftruncate(descriptor_, 0) == 0 && pwrite(descriptor_, number.data(), number.size(), 0) > 0);
 }
 
-// Returns false if a host that ended meanwhile has deleted the file that was opened.
+// Returns false if a host that ends has deleted the file that was opened.
 bool HostLock::tryToLock(const std::string& host) {
   descriptor_ = open(file_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
   if (descriptor_ < 0) {
@@ -54,9 +54,13 @@ bool HostLock::tryToLock(const std::string& host) {
   if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
     const int error = errno;
     const auto holder = holderOf(descriptor_);
+    const bool isDeleted = !isSameFile(descriptor_, file_);
     close(descriptor_);
     if (error != EWOULDBLOCK) {
       refuse(file_, error);
+    }
+    if (isDeleted) {
+      return false;
     }
     throw ControlError("a host named '" + host + "' runs already: " + holder + "; expected another --name");
   }

@@ -1,0 +1,107 @@
+#include "commands/LiveConfiguration.hpp"
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+
+#include "agent/host/services.hpp"
+#include "agent/spf/frameworklistener/FrameworkListener.hpp"
+#include "control/FailingInstallations.hpp"
+#include "file/readConfiguration.hpp"
+#include "support/EmptyHost.hpp"
+
+namespace spf::test {
+
+using namespace spfctl;
+using agent::spf::frameworklistener::FrameworkEvent;
+using agent::spf::frameworklistener::FrameworkListener;
+using agent::spf::frameworklistener::ServicesEvent;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+SharedSource sourceOf(const std::string& publishers) {
+  const auto text = R"({"configurationID": "c", "servicePublishers": [)" + publishers + "]}";
+  return std::make_shared<const ConfigurationSource>(
+      ConfigurationSource{"/f.json", text, checkConfiguration({"/f.json", text}).description});
+}
+
+constexpr auto p = R"({"uniqueID": "p", "name": "rpcservicepublisher"})";
+constexpr auto pAndQ = R"({"uniqueID": "p", "name": "rpcservicepublisher"},
+                          {"uniqueID": "q", "name": "rpcservicepublisher"})";
+
+class ALiveConfiguration : public testing::Test {
+ protected:
+  ~ALiveConfiguration() override { failInstallations(0); }
+
+  // Sends an event as a publisher of the framework does.
+  static void send(decltype(ServicesEvent::allPublished) change, const std::string& publisher, std::uint32_t revision) {
+    auto context = agent::host::services::getFramework()->GetBundleContext();
+    const auto event =
+        std::make_shared<const ServicesEvent>(ServicesEvent{{FrameworkEvent::services}, change, publisher, revision});
+    for (const auto& reference : context.GetServiceReferences<FrameworkListener>()) {
+      context.GetService(reference)->handleEvent(event);
+    }
+  }
+
+  const EmptyHost host_;
+  Changes changes_;
+  EventRecorder recorder_{agent::host::services::getFramework()->GetBundleContext()};
+  LiveConfiguration sut_{sourceOf(pAndQ), changes_, recorder_};
+};
+
+}  // namespace
+
+TEST_F(ALiveConfiguration, WaitsAtItsWithdrawalForPublishersThatAnEarlierRevisionHad) {
+  sut_.publish();
+  send(ServicesEvent::allPublished, "p", 1);
+  send(ServicesEvent::allPublished, "q", 1);
+  sut_.modify(sourceOf(p));
+  send(ServicesEvent::allPublished, "p", 2);
+  EXPECT_EQ(sut_.revision(), 2u);
+  sut_.withdraw();
+  EXPECT_THAT(sut_.remainder().publishers, testing::UnorderedElementsAre("p", "q"));
+  send(ServicesEvent::allUnpublished, "p", 2);
+  EXPECT_THAT(sut_.remainder().publishers, ElementsAre("q"));
+  EXPECT_FALSE(sut_.remainder().isDone);
+  send(ServicesEvent::allUnpublished, "q", 1);
+  EXPECT_TRUE(sut_.remainder().isDone);
+}
+
+TEST_F(ALiveConfiguration, FollowsAPublisherThatALaterRevisionHasAgainOnlyThere) {
+  sut_.publish();
+  send(ServicesEvent::allPublished, "p", 1);
+  send(ServicesEvent::allPublished, "q", 1);
+  sut_.modify(sourceOf(p));
+  sut_.modify(sourceOf(pAndQ));
+  send(ServicesEvent::allPublished, "p", 3);
+  send(ServicesEvent::allPublished, "q", 3);
+  sut_.withdraw();
+  send(ServicesEvent::allUnpublished, "p", 3);
+  send(ServicesEvent::allUnpublished, "q", 3);
+  EXPECT_THAT(sut_.remainder().publishers, IsEmpty());
+  EXPECT_TRUE(sut_.remainder().isDone);
+}
+
+TEST_F(ALiveConfiguration, StaysLostWhenItsPublishersAreNotUnpublishedInTime) {
+  sut_.publish();
+  send(ServicesEvent::allPublished, "p", 1);
+  send(ServicesEvent::allPublished, "q", 1);
+  failInstallations(1);
+  EXPECT_THROW(sut_.modify(sourceOf(p)), std::runtime_error);
+  EXPECT_TRUE(sut_.isLost());
+  EXPECT_FALSE(sut_.republish(std::chrono::milliseconds::zero()));
+  EXPECT_TRUE(sut_.isLost());
+  send(ServicesEvent::allUnpublished, "p", 1);
+  send(ServicesEvent::allUnpublished, "q", 1);
+  EXPECT_TRUE(sut_.republish(std::chrono::seconds(30)));
+  EXPECT_FALSE(sut_.isLost());
+  EXPECT_EQ(sut_.revision(), 1u);
+  EXPECT_NO_THROW(sut_.modify(sourceOf(p)));
+}
+
+}  // namespace spf::test
