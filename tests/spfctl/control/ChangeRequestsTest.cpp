@@ -62,7 +62,7 @@ TEST_F(RequestsForChanges, ToWithdrawFailAtTheEndOfAHostThatIsNotWithdrawnInTime
   sut_.addWithdrawal(withdrawing);
   sut_.close(false);
   EXPECT_EQ(codeIn(withdrawing->answer()), 4);
-  EXPECT_EQ(errorIn(withdrawing->answer()), "not every publisher was unpublished in time");
+  EXPECT_EQ(errorIn(withdrawing->answer()), "not every publisher was unpublished");
 }
 
 TEST_F(RequestsForChanges, FailAfterTheEnd) {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -173,12 +174,18 @@ TEST_F(TheClients, WaitUntilAHostHasGone) {
 }
 
 TEST_F(TheClients, DoNotTakeAHostThatHasTooManyClientsForOneThatHasGone) {
-  const ScriptedHost host(folder_, "h", R"({"ok":true})");
+  Counter waiting;
+  std::vector<std::shared_ptr<Reply>> replies;
+  ControlServer server(folder_, "h");
+  server.start([&](const json&, const std::shared_ptr<Reply>& reply) {
+    replies.push_back(reply);
+    waiting.add();
+  });
   std::deque<RawClient> clients;
   for (std::size_t number = 0; number != protocol::mostClients; ++number) {
-    clients.emplace_back(folder_.socketOf("h")).request("a");
-    ASSERT_TRUE(clients.back().readLine());
+    clients.emplace_back(folder_.socketOf("h")).request("wait");
   }
+  ASSERT_TRUE(waiting.waitFor(static_cast<int>(protocol::mostClients)));
   auto options = status();
   options.awaited = StatusOptions::Awaited::withdrawn;
   EXPECT_EQ(spfctl::status(options, output_), ExitCode::failedAtRunTime);

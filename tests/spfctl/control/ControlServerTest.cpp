@@ -291,17 +291,38 @@ TEST_F(AControlServer, FreesTheConnectionsOfClientsThatHangUpWhileTheyWait) {
   EXPECT_TRUE(isServing());
 }
 
-TEST_F(AControlServer, ServesSoManyClientsAndNoMore) {
+TEST_F(AControlServer, ServesSoManyWaitingClientsAndNoMore) {
+  Counter waiting;
+  std::vector<std::shared_ptr<Reply>> replies;
+  handlers_["wait"] = [&](const json&, const std::shared_ptr<Reply>& reply) {
+    replies.push_back(reply);
+    waiting.add();
+  };
+  std::deque<RawClient> clients;
+  for (std::size_t number = 0; number != spfctl::protocol::mostClients; ++number) {
+    clients.emplace_back(socket_).request("wait");
+  }
+  ASSERT_TRUE(waiting.waitFor(static_cast<int>(spfctl::protocol::mostClients)));
+  RawClient refused(socket_);
+  EXPECT_EQ(refused.readLine(), failed("too many clients"));
+  EXPECT_TRUE(refused.isClosedByHost());
+  replies.front()->finish({{"echo", "b"}});
+  EXPECT_EQ(clients.front().readLine(), R"({"echo":"b"})");
+  sut_.reset();
+}
+
+TEST_F(AControlServer, MakesRoomForAClientByEndingTheOneThatIsIdleForLongest) {
   std::deque<RawClient> clients;
   for (std::size_t number = 0; number != spfctl::protocol::mostClients; ++number) {
     clients.emplace_back(socket_).request("a");
     ASSERT_EQ(clients.back().readLine(), R"({"echo":"a"})");
   }
-  RawClient refused(socket_);
-  EXPECT_EQ(refused.readLine(), failed("too many clients"));
-  EXPECT_TRUE(refused.isClosedByHost());
-  clients.front().request("b");
-  EXPECT_EQ(clients.front().readLine(), R"({"echo":"b"})");
+  RawClient another(socket_);
+  another.request("b");
+  EXPECT_EQ(another.readLine(), R"({"echo":"b"})");
+  EXPECT_TRUE(clients.front().isClosedByHost());
+  clients.back().request("c");
+  EXPECT_EQ(clients.back().readLine(), R"({"echo":"c"})");
 }
 
 TEST_F(AControlServer, StreamsWhatIsAddedByManyThreads) {

@@ -87,21 +87,57 @@ TEST_F(ALiveConfiguration, FollowsAPublisherThatALaterRevisionHasAgainOnlyThere)
   EXPECT_TRUE(sut_.remainder().isDone);
 }
 
-TEST_F(ALiveConfiguration, StaysLostWhenItsPublishersAreNotUnpublishedInTime) {
+TEST_F(ALiveConfiguration, IsPublishedAnewAsARevisionThatNobodyHasSeen) {
+  sut_.publish();
+  send(ServicesEvent::allPublished, "p", 1);
+  sut_.modify(sourceOf(pAndQ));
+  sut_.modify(sourceOf(pAndQ));
+  failInstallations(1);
+  EXPECT_THROW(sut_.modify(sourceOf(p)), std::runtime_error);
+  EXPECT_TRUE(sut_.isLost());
+  sut_.republish();
+  EXPECT_FALSE(sut_.isLost());
+  EXPECT_EQ(sut_.revision(), 4u);
+  EXPECT_EQ(sut_.id(), "c");
+  sut_.modify(sourceOf(p));
+  EXPECT_EQ(sut_.revision(), 5u);
+}
+
+TEST_F(ALiveConfiguration, StaysLostUntilAPublicationSucceeds) {
+  sut_.publish();
+  for (const int failures : {1, 2}) {
+    failInstallations(failures);
+    EXPECT_THROW(sut_.modify(sourceOf(p)), std::runtime_error);
+    EXPECT_TRUE(sut_.isLost());
+    if (failures == 2) {
+      EXPECT_THROW(sut_.republish(), std::runtime_error);
+      EXPECT_TRUE(sut_.isLost());
+    }
+    sut_.republish();
+    EXPECT_FALSE(sut_.isLost());
+  }
+}
+
+TEST_F(ALiveConfiguration, ThatWasPublishedAnewTakesNoLateEventOfItsOldRevisionsForItsOwn) {
   sut_.publish();
   send(ServicesEvent::allPublished, "p", 1);
   send(ServicesEvent::allPublished, "q", 1);
   failInstallations(1);
   EXPECT_THROW(sut_.modify(sourceOf(p)), std::runtime_error);
-  EXPECT_TRUE(sut_.isLost());
-  EXPECT_FALSE(sut_.republish(std::chrono::milliseconds::zero()));
-  EXPECT_TRUE(sut_.isLost());
+  sut_.republish();
+  ASSERT_EQ(sut_.revision(), 2u);
   send(ServicesEvent::allUnpublished, "p", 1);
   send(ServicesEvent::allUnpublished, "q", 1);
-  EXPECT_TRUE(sut_.republish(std::chrono::seconds(30)));
-  EXPECT_FALSE(sut_.isLost());
-  EXPECT_EQ(sut_.revision(), 1u);
-  EXPECT_NO_THROW(sut_.modify(sourceOf(p)));
+  send(ServicesEvent::allPublished, "p", 2);
+  send(ServicesEvent::allPublished, "q", 2);
+  for (const auto& state : sut_.states()) {
+    EXPECT_TRUE(state.servicesPublished) << state.id;
+  }
+  sut_.withdraw();
+  EXPECT_THAT(sut_.remainder().publishers, testing::UnorderedElementsAre("p", "q"));
+  send(ServicesEvent::allUnpublished, "p", 2);
+  send(ServicesEvent::allUnpublished, "q", 2);
+  EXPECT_TRUE(sut_.remainder().isDone);
 }
 
 }  // namespace spf::test

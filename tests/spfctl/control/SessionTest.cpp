@@ -162,15 +162,15 @@ TEST_F(ASession, PublishesTheOldContentAgainWhenThePublicationOfANewOneThrows) {
   const auto answer = apply(content(binding(second_)));
   EXPECT_EQ(codeIn(answer), 1);
   EXPECT_EQ(errorIn(answer), "the configuration cannot be published: the bundles cannot be installed");
-  EXPECT_EQ(answer["recovery"], "published the old content again, as revision 1; all connections were closed");
-  EXPECT_EQ(answer["revision"], 1);
+  EXPECT_EQ(answer["recovery"], "published the old content again, as revision 2; connections may have been closed");
+  EXPECT_EQ(answer["revision"], 2);
   EXPECT_TRUE(waitForState(State::lost));
   EXPECT_EQ(board_.get()->state, State::ready);
   EXPECT_EQ(board_.get()->lastError, errorIn(answer));
   EXPECT_TRUE(isOpen(first_));
   EXPECT_FALSE(isOpen(second_));
   EXPECT_EQ(publications(), 1u);
-  EXPECT_EQ(apply(content(binding(second_)))["revision"], 2);
+  EXPECT_EQ(apply(content(binding(second_)))["revision"], 3);
   EXPECT_TRUE(isOpen(second_));
   EXPECT_EQ(withdraw(), 0);
   EXPECT_EQ(publications(), 0u);
@@ -187,7 +187,7 @@ TEST_F(ASession, IsLostWhenTheOldContentCannotBePublishedEitherUntilANewOneCan) 
   failInstallations(0);
   const auto next = apply(content(binding(second_)));
   EXPECT_EQ(next["ok"], true) << next;
-  EXPECT_EQ(next["revision"], 2);
+  EXPECT_EQ(next["revision"], 3);
   EXPECT_EQ(board_.get()->state, State::ready);
   EXPECT_TRUE(isOpen(second_));
   EXPECT_EQ(withdraw(), 0);

@@ -283,7 +283,7 @@ TEST_F(AnApplyWithABrokenBundle, LetsTheHostEndAllTheSame) {
   EXPECT_THAT(answer["configuration"]["lastError"].dump(), HasSubstr("the activator refuses"));
   EXPECT_EQ(codeOf({"withdraw", "x"}), 4);
   EXPECT_EQ(process_->wait(), 1) << process_->err();
-  EXPECT_THAT(process_->err(), HasSubstr("spfctl: not unpublished in time: p"));
+  EXPECT_THAT(process_->err(), HasSubstr("spfctl: the lost configuration cannot be withdrawn; it ends with the host"));
   EXPECT_FALSE(isOpen(endpoint_));
   end(*user_);
 }

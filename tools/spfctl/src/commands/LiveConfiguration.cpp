@@ -60,15 +60,17 @@ void LiveConfiguration::modify(SharedSource source) {
   noteStart(std::move(source), next);
 }
 
-void LiveConfiguration::withdraw() noexcept {
+bool LiveConfiguration::withdraw() noexcept {
+  bool isWithdrawn = true;
   try {
     if (isLost_) {
       takeOver();
     }
   } catch (...) {
-    // It stays published until the framework stops.
+    isWithdrawn = false;
   }
   configuration_.reset();
+  return isWithdrawn;
 }
 
 // A new builder's publication takes over the object of the ID in Configuration Admin, and with it the withdrawal.

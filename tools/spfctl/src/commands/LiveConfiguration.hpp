@@ -56,7 +56,8 @@ class LiveConfiguration {
   const std::vector<agent::spf::frameworkinterfaces::EndpointState>& endpoints() const { return endpoints_; }
 
   /// Withdraws the configuration, also a lost one if a publication succeeds; waits for nothing. Never throws.
-  void withdraw() noexcept;
+  /// \return false for a lost one that stays published until the framework stops
+  bool withdraw() noexcept;
 
   /// What is still to be unpublished after a withdrawal.
   struct Remainder {

@@ -417,8 +417,12 @@ void Session::recover(const std::exception& error, milliseconds timeout, ChangeO
 bool Session::withdraw() {
   const auto deadline = deadlineAfter(withdrawalLimit);
   ports_.manager.stopping();
-  live_.withdraw();
+  const bool mayBeWithdrawn = live_.withdraw();
   postStatus(HostStatus::State::withdrawing);
+  if (!mayBeWithdrawn) {
+    output_.err << "spfctl: the lost configuration cannot be withdrawn; it ends with the host" << std::endl;
+    return false;
+  }
   for (;;) {
     const auto seen = ports_.changes.count();
     const auto remainder = live_.remainder();

@@ -56,8 +56,7 @@ void ChangeRequests::close(bool isWithdrawn) {
     request.reply->finish(ending());
   }
   for (const auto& reply : withdrawals_) {
-    reply->finish(isWithdrawn ? success()
-                              : failure(ExitCode::notReadyInTime, "not every publisher was unpublished in time"));
+    reply->finish(isWithdrawn ? success() : failure(ExitCode::notReadyInTime, "not every publisher was unpublished"));
   }
   applications_.clear();
   withdrawals_.clear();
