@@ -34,7 +34,8 @@ LiveConfiguration::LiveConfiguration(SharedSource source, Changes& changes, Even
       recorder_(recorder),
       records_(changes),
       source_(std::move(source)),
-      id_(source_->description.configurationID) {
+      recordedID_(source_->description.configurationID),
+      id_(recordedID_) {
   notePublication(*source_, firstRevision);
 }
 
@@ -82,12 +83,13 @@ void LiveConfiguration::takeOver() {
 
 // A new builder begins with the first revision. The framework takes that for a new start, and its late events for the
 // old revisions could be taken for those of new ones. So the count is brought up to a revision that nobody has seen.
-void LiveConfiguration::republish() {
+void LiveConfiguration::republish(const std::function<void()>& onProgress) {
   const auto next = revision_ + 1;
   auto nextWatch = watchFor(source_->description, next);
   notePublication(*source_, next);
   takeOver();
   for (auto revision = firstRevision; revision != next; ++revision) {
+    onProgress();
     configuration_ = configuration_.modify().build();
   }
   isLost_ = false;
@@ -154,7 +156,7 @@ void LiveConfiguration::pruneRetired() {
 }
 
 void LiveConfiguration::notePublication(const ConfigurationSource& source, std::uint32_t revision) const {
-  recorder_.notePublication(id_, revision, source.file, source.text);
+  recorder_.notePublication(recordedID_, revision, source.file, source.text);
 }
 
 void LiveConfiguration::noteStart(SharedSource source, std::uint32_t revision) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -42,7 +43,8 @@ class LiveConfiguration {
   /// Publishes the content of a lost configuration anew, under its ID and as its next revision. All connections may be
   /// lost. Blocks longer the more revisions there were.
   /// \throws what building a configuration throws; it stays lost then
-  void republish();
+  /// \param onProgress  called after each publication
+  void republish(const std::function<void()>& onProgress = [] {});
 
   const std::string& id() const { return id_; }
   std::uint32_t revision() const { return revision_; }
@@ -81,6 +83,7 @@ class LiveConfiguration {
   EventRecorder& recorder_;
   EndpointRecords records_;
   SharedSource source_;
+  const std::string recordedID_;  // one ID in all of a recording, although another file may have none
   std::string id_;
   std::uint32_t revision_ = 0;
   std::chrono::system_clock::time_point publishedAt_;

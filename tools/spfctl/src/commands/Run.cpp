@@ -49,9 +49,10 @@ class Running {
     }
     auto name = options_.name.empty() ? source_->description.configurationID : options_.name;
     if (!isHostName(name)) {
-      output_.err << "spfctl: warning: no control socket: the configurationID "
-                  << (name.empty() ? "is empty" : "is no name")
-                  << "; expected --name, or letters, digits, '.', '_' and '-'" << std::endl;
+      output_.err
+          << "spfctl: warning: no control socket: the configurationID " << (name.empty() ? "is empty" : "is no name")
+          << "; expected --name, or an ID of 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning"
+          << std::endl;
       return {};
     }
     return name;

@@ -33,6 +33,7 @@ using std::chrono::steady_clock;
 constexpr milliseconds withdrawalLimit = std::chrono::seconds(10);
 constexpr milliseconds withdrawalLimitWhenInterrupted = std::chrono::seconds(3);
 constexpr milliseconds answerLimit = std::chrono::seconds(2);
+constexpr milliseconds allAnswersLimit = std::chrono::seconds(10);
 
 // The library's own listener may see an event after the tool's, so the library is asked again after this time.
 constexpr milliseconds refreshInterval{50};
@@ -179,6 +180,9 @@ HostStatus::State Session::state() const {
   const auto isAny = [this](bool (PublisherState::*is)() const) {
     return std::any_of(states_.begin(), states_.end(), [is](const PublisherState& state) { return (state.*is)(); });
   };
+  if (isChanging_ && !isReady()) {
+    return HostStatus::State::waiting;  // what fails may be taken back
+  }
   if (live_.isLost()) {
     return HostStatus::State::lost;
   }
@@ -236,12 +240,14 @@ void Session::announceReady() {
   refresh(std::nullopt);
   ports_.manager.ready();
   output_.out << "ready: " << escaped(live_.id()) << std::endl;
+  const auto deadline = deadlineAfter(allAnswersLimit);
   for (const auto& publisher : live_.source()->description.servicePublishers) {
     for (const auto& endpoint : publisher.endpointsToConnectTo) {
       const auto* const text = cppmicroservices::any_cast<std::string>(&endpoint);
       proveLife();
-      const auto result =
-          text != nullptr && !isEnding() ? askPeer(publisher.uniqueID, *text, answerLimit) : AskResult();
+      const auto left = std::chrono::ceil<milliseconds>(deadline - steady_clock::now());
+      const bool isAsked = text != nullptr && left > milliseconds::zero() && !isEnding();
+      const auto result = isAsked ? askPeer(publisher.uniqueID, *text, std::min(answerLimit, left)) : AskResult();
       if (!result.text.empty()) {
         output_.out << escaped(result.text) << std::endl;
       }
@@ -339,7 +345,9 @@ ChangeOutcome Session::change(const std::string& file, SourceText text, millisec
                ""};
   } else {
     ports_.manager.reloading();
+    isChanging_ = true;
     changeTo(source, timeout, rollback, outcome);
+    isChanging_ = false;
     ports_.manager.ready();
   }
   if (!outcome.error.empty()) {
@@ -353,7 +361,7 @@ void Session::changeTo(const SharedSource& source, milliseconds timeout, bool ro
   const auto before = live_.source();
   try {
     if (live_.isLost()) {
-      live_.republish();
+      live_.republish([this] { proveLife(); });
     }
     live_.modify(source);
   } catch (const std::exception& error) {
@@ -399,15 +407,15 @@ void Session::rollBack(const SharedSource& before, milliseconds timeout, ChangeO
 void Session::recover(const std::exception& error, milliseconds timeout, ChangeOutcome& outcome) {
   outcome.code = ExitCode::failedAtRunTime;
   outcome.error = std::string("the configuration cannot be published: ") + error.what();
+  lastError_ = outcome.error;
   if (!live_.isLost()) {
     return;
   }
-  refresh(std::nullopt);
   try {
-    live_.republish();
+    live_.republish([this] { proveLife(); });
     waitUntilDecided(timeout);
     outcome.recovery = "published the old content again, as revision " + std::to_string(live_.revision()) +
-                       "; connections may have been closed";
+                       (isReady() ? ", ready" : ", not ready") + "; connections may have been closed";
   } catch (const std::exception& again) {
     outcome.recovery = std::string("the old content cannot be published either: ") + again.what();
   }

@@ -91,6 +91,7 @@ class Session {
   std::string lastError_;
   std::vector<BundleStatus> bundles_;
   std::chrono::steady_clock::time_point bundlesRead_;
+  bool isChanging_ = false;  ///< between the begin and the end of `change`
   bool isWithdrawn_ = false;
   unsigned reloads_ = 0;  ///< how many requests to reload were carried out
 };

@@ -223,19 +223,22 @@ bool isThere(const ControlFolder& folder, const std::string& host, steady_clock:
 ExitCode waitUntilWithdrawn(const StatusOptions& options, const Output& output) {
   const ControlFolder folder(options.host.controlDir, ControlFolder::Purpose::ask);
   const auto deadline = deadlineAfter(options.timeout);
-  try {
-    ControlClient client(folder, options.host.name, deadline);
-    client.send({{"request", "watch"}});
-    const auto answer = client.readAnswer();
-    client.waitForEnd();
-    if (!answer.value("ok", false) && isThere(folder, options.host.name, deadline)) {
-      return codeOf(answer, "status", output);
+  // A host that serves many clients may close a connection although it is there.
+  do {
+    try {
+      ControlClient client(folder, options.host.name, deadline);
+      client.send({{"request", "watch"}});
+      const auto answer = client.readAnswer();
+      client.waitForEnd();
+      if (!answer.value("ok", false) && isThere(folder, options.host.name, deadline)) {
+        return codeOf(answer, "status", output);
+      }
+    } catch (const NoHostError&) {
+      return ExitCode::done;
+    } catch (const ConnectionLostError&) {
+      // It may have ended before it answered.
     }
-  } catch (const NoHostError&) {
-    // It has ended already.
-  } catch (const ConnectionLostError&) {
-    // It has ended before it answered.
-  }
+  } while (isThere(folder, options.host.name, deadline));
   return ExitCode::done;
 }
 

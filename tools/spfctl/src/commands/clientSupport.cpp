@@ -1,5 +1,8 @@
 #include "commands/clientSupport.hpp"
 
+#include <algorithm>
+#include <chrono>
+
 namespace spfctl {
 
 using nlohmann::ordered_json;
@@ -8,7 +11,18 @@ std::string hostNamed(const std::string& name, const ControlFolder& folder) {
   if (!name.empty()) {
     return name;
   }
-  const auto hosts = folder.hosts();
+  auto hosts = folder.hosts();
+  const auto isGone = [&](const std::string& host) {
+    try {
+      const ControlClient client(folder, host, std::chrono::steady_clock::now() + std::chrono::seconds(1));
+      return false;
+    } catch (const NoHostError&) {
+      return true;  // it was killed, and its socket is left over
+    } catch (const ControlError&) {
+      return false;
+    }
+  };
+  hosts.erase(std::remove_if(hosts.begin(), hosts.end(), isGone), hosts.end());
   if (hosts.empty()) {
     throw NoHostError("no host in " + folder.path().native());
   }

@@ -51,11 +51,12 @@ class ClientConnection::RequestReply : public Reply {
   }
 
   void stream(const std::string& first, Source source) override {
-    shared_->mailbox->post([connection = connection_, request = request_, line = first, source = std::move(source)]() mutable {
-      if (const auto target = connection.lock()) {
-        target->guarded([&] { target->startStream(request, std::move(line), std::move(source)); });
-      }
-    });
+    shared_->mailbox->post(
+        [connection = connection_, request = request_, line = first, source = std::move(source)]() mutable {
+          if (const auto target = connection.lock()) {
+            target->guarded([&] { target->startStream(request, std::move(line), std::move(source)); });
+          }
+        });
   }
 
   void wake() override {

@@ -26,6 +26,13 @@ using std::chrono::milliseconds;
 // Questions wait for peers: so many may wait at once, and the others queue.
 constexpr std::size_t questionThreads = 4;
 
+// Others wait meanwhile.
+constexpr milliseconds longestApply = std::chrono::hours(1);
+constexpr milliseconds longestQuestion = std::chrono::minutes(1);
+
+// How much of a wrong value an error repeats.
+constexpr std::size_t longestRepetition = 100;
+
 // How many lines of events are sent in one piece.
 constexpr std::size_t linesAtOnce = 256;
 
@@ -66,7 +73,8 @@ class Members {
       throw std::invalid_argument(std::string("no '") + name + "'; expected " + expected);
     }
     if (!((*member).*isFitting)()) {
-      throw std::invalid_argument(std::string("'") + name + "' is " + member->dump() + "; expected " + expected);
+      throw std::invalid_argument(std::string("'") + name + "' is " + member->dump().substr(0, longestRepetition) +
+                                  "; expected " + expected);
     }
     return member->get<Value>();
   }
@@ -91,15 +99,14 @@ class EventStream {
 
   std::string next() {
     const auto batch = recorder_.read(position_, linesAtOnce);
-    position_ = batch.next;
+    const auto configuration = batch.configuration.empty() ? std::string() : batch.configuration + '\n';
     std::string text;
     if (batch.dropped != 0) {
-      text = lineOf(RecordedDrop{batch.dropped}, std::chrono::system_clock::now()) + '\n';
-      text += batch.configuration.empty() ? "" : batch.configuration + '\n';
+      const auto dropped = lineOf(RecordedDrop{batch.dropped}, std::chrono::system_clock::now()) + '\n';
+      // The first line of all is a configuration.
+      text = position_ == 0 ? configuration + dropped : dropped + configuration;
     }
-    if (!batch.configuration.empty()) {
-      text += batch.configuration + '\n';
-    }
+    position_ = batch.next;
     for (const auto& line : batch.lines) {
       text += line + '\n';
     }
@@ -178,7 +185,8 @@ void HostControl::handle(const json& request, const std::shared_ptr<Reply>& repl
   }
   const auto answer = answers.find(name);
   if (answer == answers.end()) {
-    throw std::invalid_argument("unknown request '" + name + "'; expected apply, ask, log, status, watch or withdraw");
+    throw std::invalid_argument("unknown request '" + name.substr(0, longestRepetition) +
+                                "'; expected apply, ask, log, status, watch or withdraw");
   }
   (this->*answer->second)(request, reply);
 }
@@ -249,26 +257,34 @@ bool HostControl::answerIfReady(const std::shared_ptr<Reply>& reply) const {
 }
 
 void HostControl::answerWatch(const json& request, const std::shared_ptr<Reply>& reply) {
-  const auto from = Members(request).flag("sinceStart") ? recorder_.begin() : recorder_.end();
-  const auto stream = std::make_shared<EventStream>(recorder_, reply, from);
+  EventRecorder::Position from = 0;
   auto first = success().dump() + '\n';
-  if (from != 0) {
-    // Otherwise it is the first line that is kept.
-    first += recorder_.latestConfiguration() + '\n';
+  if (!Members(request).flag("sinceStart")) {
+    auto configuration = recorder_.latestConfiguration();
+    from = recorder_.end();
+    // One that was published in between would be missing, or there twice.
+    for (auto later = recorder_.latestConfiguration(); later != configuration;
+         later = recorder_.latestConfiguration()) {
+      configuration = later;
+      from = recorder_.end();
+    }
+    first += configuration + '\n';
   }
+  const auto stream = std::make_shared<EventStream>(recorder_, reply, from);
   reply->stream(first, [stream, reply] { return stream->next(); });
 }
 
 void HostControl::answerApply(const json& request, const std::shared_ptr<Reply>& reply) {
   const Members members(request);
-  requests_.add({members.text("file"), members.text("text"), members.time("timeout", std::chrono::seconds(30)),
-                 members.flag("rollback"), reply});
+  requests_.add({members.text("file"), members.text("text"),
+                 std::min(members.time("timeout", std::chrono::seconds(30)), longestApply), members.flag("rollback"),
+                 reply});
 }
 
 void HostControl::answerAsk(const json& request, const std::shared_ptr<Reply>& reply) {
   const Members members(request);
   const auto endpoint = members.text("endpoint");
-  const auto timeout = members.time("timeout", std::chrono::seconds(2));
+  const auto timeout = std::min(members.time("timeout", std::chrono::seconds(2)), longestQuestion);
   const auto status = board_.get();
   std::string known;
   auto publishers =

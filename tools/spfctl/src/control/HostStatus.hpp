@@ -28,7 +28,7 @@ struct HostStatus {
     waiting,      ///< published; a publisher is neither ready nor failed
     ready,        ///< every publisher is ready
     failed,       ///< a publisher was refused by the framework
-    lost,         ///< a publication failed, and nothing is published until one succeeds
+    lost,         ///< a publication failed: what was published before runs on, and cannot be changed until one succeeds
     withdrawing,  ///< the host is ending
   };
 
