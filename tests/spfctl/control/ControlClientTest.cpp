@@ -106,9 +106,14 @@ TEST_F(AControlClient, SaysThatTheConnectionWasLost) {
 }
 
 TEST_F(AControlClient, TakesALineWithoutAnEndForALostConnection) {
-  startSending("half of a li");
+  Gate received;
+  start([&](const json&, const std::shared_ptr<Reply>& reply) {
+    reply->stream("half of a li", [] { return std::string(); });
+    received.open();
+  });
   ControlClient sut(folder_, "h", later());
   sut.send({{"request", "watch"}});
+  ASSERT_TRUE(received.wait());
   server_->stop();
   server_.reset();
   EXPECT_EQ(messageOf<ConnectionLostError>([&] { sut.readLine(); }), "the connection to host 'h' was lost");
