@@ -25,7 +25,7 @@ class RawClient {
   /// lasts.
   std::optional<std::string> readLine();
 
-  /// Sends nothing any more, and goes on reading.
+  /// Closes the sending side; reading is still possible.
   void endSending() const;
 
   /// Returns whether the host closes the connection, after all that it sends.

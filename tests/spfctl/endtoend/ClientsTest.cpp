@@ -21,7 +21,7 @@ class AHostWithOddClients : public EndToEnd {
     end(*process_);
     EndToEnd::TearDown();
   }
-  // Others are served, and the host goes on.
+  // The host serves other clients, and continues.
   void expectService() const {
     EXPECT_EQ(status("x")["configuration"]["state"], "ready");
     const auto result = call({"status", "x"});

@@ -62,7 +62,7 @@ class AnotherUser : public EndToEnd {
   }
   Arguments theirHost() const { return {SPFCTL, "run", theirFile(), "--control-dir", theirFolder().string()}; }
 
-  // Lets the other user come as far as the control folder of root's host.
+  // Lets the other user reach the control folder of root's host.
   void openTheWay() const { fs::permissions(workspace_.path(), fs::perms(0755)); }
 
   const std::string endpoint_ = freeEndpoint();

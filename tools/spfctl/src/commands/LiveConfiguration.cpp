@@ -125,7 +125,7 @@ LiveConfiguration::Watch LiveConfiguration::watchFor(const ConfigurationDescript
                                           [&changes = changes_] { changes.note(); });
 }
 
-// The current watch goes on for those publishers that the next revision does not have. One that a later revision has
+// The current watch continues for those publishers that the next revision does not have. One that a later revision has
 // again is followed by the new watch.
 void LiveConfiguration::retireWatch(const ConfigurationDescription& next) {
   const auto kept = publisherIDs(next);

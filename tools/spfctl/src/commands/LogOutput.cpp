@@ -24,7 +24,7 @@ using boost::log::formatter;
 using boost::log::formatting_ostream;
 using boost::log::record_view;
 
-// A swallowed exception is no error of the host, which goes on.
+// A swallowed exception is no error of the host, which continues.
 Priority priorityOf(const record_view& record) {
   switch (boost::log::extract_or_default<std::uint32_t>("Severity", record, 0U)) {
     case 4:
