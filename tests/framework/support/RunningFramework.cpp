@@ -1,6 +1,7 @@
 #include "RunningFramework.hpp"
 
 #include <atomic>
+#include <cstdint>
 #include <stdexcept>
 
 #include <arpa/inet.h>
@@ -24,6 +25,10 @@ namespace {
 constexpr auto factoryPID = "zk.spf.framework";
 constexpr int firstPort = 20000;
 
+// Below the ports that the system gives to connections: the connection of another test could take one of those.
+constexpr unsigned int firstCommonPort = 10000;
+constexpr unsigned int portCount = 10000;
+
 HostOptions optionsWith(const AnyMap& discoveryTable) {
   HostOptions options;
   options.permissionCheck = false;  // the build tree may have any permissions
@@ -34,6 +39,17 @@ HostOptions optionsWith(const AnyMap& discoveryTable) {
 agent::host::filesystem::path directory(const wchar_t* name) {
   agent::host::filesystem::path path;
   return path.append(L"bin").append(L"win64").append(L"spf").append(name);
+}
+
+/// Tells whether a port is free on all addresses of this machine.
+bool isFree(unsigned int port) {
+  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in where{};
+  where.sin_family = AF_INET;
+  where.sin_port = htons(static_cast<std::uint16_t>(port));
+  const bool result = bind(probe, reinterpret_cast<const sockaddr*>(&where), sizeof(where)) == 0;
+  close(probe);
+  return result;
 }
 
 /// Returns an address of the loopback network for this process, so that its ports do not collide with those of other
@@ -86,16 +102,14 @@ std::string freeAddress() {
 }
 
 std::string freePort() {
-  const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in where{};
-  where.sin_family = AF_INET;
-  socklen_t size = sizeof(where);
-  if (bind(probe, reinterpret_cast<const sockaddr*>(&where), size) != 0 ||
-      getsockname(probe, reinterpret_cast<sockaddr*>(&where), &size) != 0) {
-    throw std::runtime_error("cannot find a free port");
+  static std::atomic<unsigned int> next{static_cast<unsigned int>(getpid()) * 16};
+  for (unsigned int attempt = 0; attempt < portCount; ++attempt) {
+    const unsigned int port = firstCommonPort + next++ % portCount;
+    if (isFree(port)) {
+      return std::to_string(port);
+    }
   }
-  close(probe);
-  return std::to_string(ntohs(where.sin_port));
+  throw std::runtime_error("cannot find a free port");
 }
 
 TakenPort::TakenPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
