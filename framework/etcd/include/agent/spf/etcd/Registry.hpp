@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "agent/spf/etcd/Settings.hpp"
+
+namespace agent::spf::etcd {
+
+/// The requests of a registry so far. A watch counts as one request.
+struct Traffic {
+  std::uint64_t requests = 0;
+  std::uint64_t sentBytes = 0;      ///< with the headers of HTTP, without those of TLS and TCP
+  std::uint64_t receivedBytes = 0;  ///< alike
+};
+
+/// Keys of this process in etcd, and a copy of all keys under a prefix.
+///
+/// One thread does all the work, so that no call blocks but the destructor. It keeps what was put alive by one lease,
+/// and the copy up to date by one watch. While etcd is away, the copy stays as it is, and what is put waits; afterwards
+/// everything is put and read again within a time to live. Keys that are missing from the first listing after an outage
+/// stay for one time to live more, because the processes that put them need as long to come back. Any thread may call
+/// any member, several at once.
+class Registry {
+ public:
+  /// Keys without the prefix, and their values.
+  using Entries = std::map<std::string, std::string>;
+
+  /// What the registry calls on its thread, with no lock held. Exceptions are swallowed. A callback may call the
+  /// registry, but not destroy it.
+  struct Callbacks {
+    std::function<void()> changed;  ///< the entries or the trouble have changed; may be empty
+    std::function<void(const std::string&)>
+        warning;  ///< a message for the log, at most one for each outage; may be empty
+  };
+
+  /// Starts the thread, which connects to the members by itself.
+  /// \throws std::invalid_argument  naming the setting if one cannot be used: no members, an empty time to live, a file
+  ///                                that cannot be read
+  /// \throws std::system_error      if the system has no thread left
+  Registry(Settings settings, Callbacks callbacks);
+
+  /// Gives the lease back, which removes this process's keys, and ends the thread. Blocks for one second at most, when
+  /// etcd does not answer; the keys then stay until the lease lapses.
+  ~Registry();
+
+  Registry(const Registry&) = delete;
+  Registry& operator=(const Registry&) = delete;
+
+  /// Puts a key, or replaces its value, and keeps it until it is removed. Entries contain it once etcd has reported it.
+  /// \param key  without the prefix
+  void put(std::string key, std::string value);
+
+  /// Removes a key that was put by this registry; does nothing for others.
+  void remove(const std::string& key);
+
+  /// Returns the copy, which never changes: a change makes a new one. Empty before the first listing.
+  std::shared_ptr<const Entries> entries() const;
+
+  /// Returns whether a listing has ever arrived.
+  bool isListed() const;
+
+  /// Returns why the copy may be out of date, naming the member; empty if it is current.
+  std::string trouble() const;
+
+  /// Returns what was sent and received so far.
+  Traffic traffic() const;
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace agent::spf::etcd
