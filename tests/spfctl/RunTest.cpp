@@ -99,6 +99,15 @@ TEST_F(SpfctlRun, LetsTwoProcessesConnectAndTellsWhatTheOtherAnswers) {
   }
 }
 
+TEST_F(SpfctlRun, GivesBundlesThePropertiesOfTheCommandLine) {
+  const auto endpoint = freeEndpoint();
+  const auto file =
+      configuration({publisher("station", quoted(endpoint)), publisher("curious", "", quoted("some.name"))});
+  const auto result = run(file, {"--once", "--property", R"(spf.discovery={"some.name": ")" + endpoint + "\"}"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("curious: ready\n"));
+}
+
 TEST_F(SpfctlRun, TellsWhyAPeerGivesNoAnswer) {
   const auto endpoint = freeEndpoint();
   const auto silent = publisher("silent", quoted(endpoint), "", "legacyservicepublisher");

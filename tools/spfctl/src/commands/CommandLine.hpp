@@ -3,10 +3,13 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
+
+#include <cppmicroservices/Any.h>
 
 namespace spfctl {
 
@@ -19,10 +22,11 @@ struct RunOptions {
   bool setup = false;
   bool quiet = false;
   std::uint32_t logLevels = 0;
-  std::string name;                  ///< of the control socket; empty: the configuration's ID
-  std::filesystem::path controlDir;  ///< empty: the standard one
-  bool control = true;               ///< whether a control socket is opened
-  std::string record;                ///< file for the events; empty: none
+  std::string name;                                         ///< of the control socket; empty: the configuration's ID
+  std::filesystem::path controlDir;                         ///< empty: the standard one
+  bool control = true;                                      ///< whether a control socket is opened
+  std::string record;                                       ///< file for the events; empty: none
+  std::map<std::string, cppmicroservices::Any> properties;  ///< of the framework
 };
 
 /// The running host that a command is about.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "commands/completion.hpp"
+#include "commands/frameworkProperty.hpp"
 #include "commands/help.hpp"
 #include "commands/manual.hpp"
 #include "commands/version.hpp"
@@ -169,6 +170,7 @@ void Definition::addRun() {
          "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
          "commas.")
       ->type_name("LEVELS");
+  addProperties(*run, run_.properties);
   addRunAsHost(*run);
 }
 
@@ -191,6 +193,27 @@ void Definition::addRunAsHost(CLI::App& run) {
          },
          "Write the framework's events to a file, for replay.")
       ->type_name("FILE");
+}
+
+void Definition::addProperties(CLI::App& command, std::map<std::string, cppmicroservices::Any>& properties) {
+  // The parser's own conversion to a list would take some texts for lists.
+  command
+      .add_option(
+          "--property",
+          [&properties](const CLI::results_t& texts) {
+            for (const auto& text : texts) {
+              auto property = frameworkProperty(text);
+              if (properties.count(property.first) != 0) {
+                throw UsageError("--property " + property.first + " is given twice; expected it once");
+              }
+              properties.insert(std::move(property));
+            }
+            return true;
+          },
+          "A property of the framework, which its bundles read. A VALUE that begins with { or [ is JSON, any other a "
+          "text. May be given several times.")
+      ->type_name("NAME=VALUE")
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 void Definition::addStatus() {

@@ -75,6 +75,7 @@ class Running {
   int runHost(ControlServer* server) {
     agent::host::services::HostOptions hostOptions;
     hostOptions.installationRoot = options_.root;
+    hostOptions.frameworkProperties = {options_.properties.begin(), options_.properties.end()};
     const agent::host::services::Host host(std::move(hostOptions));
     EventRecorder recorder(agent::host::services::getFramework()->GetBundleContext());
     ChangeRequests requests(changes_);
