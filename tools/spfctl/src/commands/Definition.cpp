@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "commands/completion.hpp"
-#include "commands/frameworkProperty.hpp"
+#include "commands/frameworkOptions.hpp"
 #include "commands/help.hpp"
 #include "commands/manual.hpp"
 #include "commands/version.hpp"

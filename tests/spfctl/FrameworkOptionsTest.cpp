@@ -1,4 +1,4 @@
-#include "commands/frameworkProperty.hpp"
+#include "commands/frameworkOptions.hpp"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "commands/frameworkProperty.hpp"
+#include "commands/frameworkOptions.hpp"
 
 #include "commands/CommandLine.hpp"
 #include "file/Findings.hpp"
