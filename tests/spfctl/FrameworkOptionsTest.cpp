@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 
 #include "commands/CommandLine.hpp"
+#include "support/Workspace.hpp"
 
 namespace spf::test {
 
@@ -25,7 +27,7 @@ class APropertyOfTheFramework : public testing::Test {
     arguments.emplace_back("file.json");
     const auto options = std::get<RunOptions>(parseCommandLine(arguments));
     EXPECT_EQ(options.file, "file.json");
-    return options.properties;
+    return options.framework.properties;
   }
   static Any valueOf(const std::string& value) { return given({"p=" + value}).at("p"); }
   static std::string textOf(const std::string& value) { return any_cast<std::string>(valueOf(value)); }
@@ -103,6 +105,64 @@ TEST_F(APropertyOfTheFramework, HasThePlaceOfBrokenJsonInItsMessage) {
   EXPECT_EQ(complaint({R"(p={"a": 1, "A": 2})"}),
             "--property p:1:10: the key 'A' is given twice, as 'a' before; expected keys that differ in more than "
             "case");
+}
+
+class ASourceOfNames : public testing::Test {
+ protected:
+  static FrameworkOptions given(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"run", "file.json"});
+    return std::get<RunOptions>(parseCommandLine(arguments)).framework;
+  }
+  static std::string complaint(const std::vector<std::string>& arguments) {
+    try {
+      given(arguments);
+    } catch (const UsageError& error) {
+      return error.what();
+    }
+    return "no complaint";
+  }
+
+  const Workspace workspace_;
+};
+
+TEST_F(ASourceOfNames, MayBeATable) {
+  const auto file = workspace_.write("table.json", R"({"station": "tcp://127.0.0.1:5555"})");
+  const auto options = given({"--discovery", "table:" + file, "--property", "a=b"});
+  std::ostringstream messages;
+  const auto properties = frameworkProperties(options, messages);
+  ASSERT_TRUE(properties) << messages.str();
+  EXPECT_EQ(messages.str(), "");
+  EXPECT_EQ(properties->size(), 2u);
+  EXPECT_EQ(any_cast<std::string>(any_cast<AnyMap>(properties->at("spf.discovery")).at("station")),
+            "tcp://127.0.0.1:5555");
+  EXPECT_EQ(any_cast<std::string>(properties->at("a")), "b");
+}
+
+TEST_F(ASourceOfNames, NamesFileAndPlaceOfWhatIsWrongInATable) {
+  const auto file = workspace_.write("table.json", "{\n  \"station\": 7\n}\n");
+  std::ostringstream messages;
+  EXPECT_FALSE(frameworkProperties(given({"--discovery", "table:" + file}), messages));
+  EXPECT_EQ(messages.str(), file + ":2:14: found a number; expected a string or an array\n" +
+                                "  2 |   \"station\": 7\n    |              ^\n");
+}
+
+TEST_F(ASourceOfNames, SaysWhyATableCannotBeRead) {
+  std::ostringstream messages;
+  EXPECT_FALSE(frameworkProperties(given({"--discovery", "table:/does/not/exist"}), messages));
+  EXPECT_EQ(messages.str(), "spfctl: /does/not/exist: cannot be read: No such file or directory\n");
+}
+
+TEST_F(ASourceOfNames, IsOfAKnownKind) {
+  for (const auto* text : {"", "table", "table:", "table:-", "file:x", "/etc/names.json"}) {
+    EXPECT_EQ(complaint({"--discovery", text}), std::string("--discovery is '") + text + "'; expected table:FILE");
+  }
+}
+
+TEST_F(ASourceOfNames, IsGivenOnce) {
+  EXPECT_EQ(complaint({"--discovery", "table:a", "--discovery", "table:b"}),
+            "--discovery table: is given twice; expected one file");
+  EXPECT_EQ(complaint({"--discovery", "table:a", "--property", "spf.discovery={}"}),
+            "--property spf.discovery is given beside --discovery table:, which sets it; expected one of them");
 }
 
 }  // namespace spf::test

@@ -13,6 +13,12 @@
 
 namespace spfctl {
 
+/// How names stand for addresses, and further properties of a framework.
+struct FrameworkOptions {
+  std::string table;                                        ///< file of names and their addresses; empty: none
+  std::map<std::string, cppmicroservices::Any> properties;  ///< from --property
+};
+
 /// `spfctl run`.
 struct RunOptions {
   std::string file;
@@ -22,11 +28,11 @@ struct RunOptions {
   bool setup = false;
   bool quiet = false;
   std::uint32_t logLevels = 0;
-  std::string name;                                         ///< of the control socket; empty: the configuration's ID
-  std::filesystem::path controlDir;                         ///< empty: the standard one
-  bool control = true;                                      ///< whether a control socket is opened
-  std::string record;                                       ///< file for the events; empty: none
-  std::map<std::string, cppmicroservices::Any> properties;  ///< of the framework
+  std::string name;                  ///< of the control socket; empty: the configuration's ID
+  std::filesystem::path controlDir;  ///< empty: the standard one
+  bool control = true;               ///< whether a control socket is opened
+  std::string record;                ///< file for the events; empty: none
+  FrameworkOptions framework;
 };
 
 /// The running host that a command is about.

@@ -1,5 +1,6 @@
 #include "commands/Definition.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <optional>
@@ -95,6 +96,17 @@ void addControlDir(CLI::App& command, std::filesystem::path& folder) {
       ->type_name("DIR");
 }
 
+// The parser's own conversion to a list would take some texts for lists.
+CLI::Option* addRepeated(CLI::App& command, const char* name, std::function<void(const std::string&)> add) {
+  return command
+      .add_option(name,
+                  [add = std::move(add)](const CLI::results_t& texts) {
+                    std::for_each(texts.begin(), texts.end(), add);
+                    return true;
+                  })
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+}
+
 void addTimeout(CLI::App& command, std::chrono::milliseconds& timeout, const char* description) {
   command
       .add_option_function<std::string>(
@@ -152,7 +164,10 @@ void Definition::addRun() {
                         "spfctl run weather.json\n"
                         "spfctl run weather.json --once --timeout 10s\n"
                         "generate | spfctl run -",
-                        [this] { return run_; });
+                        [this] {
+                          checkFramework(run_.framework);
+                          return run_;
+                        });
   run->add_option("FILE", run_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
   run->add_option_function<std::string>(
          "--root", [this](const std::string& text) { run_.root = existingDirectory(text); },
@@ -170,7 +185,7 @@ void Definition::addRun() {
          "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
          "commas.")
       ->type_name("LEVELS");
-  addProperties(*run, run_.properties);
+  addFramework(*run, run_.framework);
   addRunAsHost(*run);
 }
 
@@ -195,25 +210,17 @@ void Definition::addRunAsHost(CLI::App& run) {
       ->type_name("FILE");
 }
 
-void Definition::addProperties(CLI::App& command, std::map<std::string, cppmicroservices::Any>& properties) {
-  // The parser's own conversion to a list would take some texts for lists.
-  command
-      .add_option(
-          "--property",
-          [&properties](const CLI::results_t& texts) {
-            for (const auto& text : texts) {
-              auto property = frameworkProperty(text);
-              if (properties.count(property.first) != 0) {
-                throw UsageError("--property " + property.first + " is given twice; expected it once");
-              }
-              properties.insert(std::move(property));
-            }
-            return true;
-          },
-          "A property of the framework, which its bundles read. A VALUE that begins with { or [ is JSON, any other a "
-          "text. May be given several times.")
+void Definition::addFramework(CLI::App& command, FrameworkOptions& framework) {
+  addRepeated(command, "--discovery", [&framework](const std::string& text) { addDiscovery(framework, text); })
+      ->type_name("SOURCE")
+      ->description(
+          "What discovery names stand for: table:FILE is a JSON object from names to an address or a list of "
+          "addresses.");
+  addRepeated(command, "--property", [&framework](const std::string& text) { addProperty(framework, text); })
       ->type_name("NAME=VALUE")
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->description(
+          "A property of the framework, which its bundles read. A VALUE that begins with { or [ is JSON, any other a "
+          "text. May be given several times.");
 }
 
 void Definition::addStatus() {

@@ -29,7 +29,7 @@ class Definition {
   CLI::App* add(const char* name, const char* description, const char* examples, std::function<Command()> choose);
   void addRun();
   void addRunAsHost(CLI::App& run);
-  void addProperties(CLI::App& command, std::map<std::string, cppmicroservices::Any>& properties);
+  void addFramework(CLI::App& command, FrameworkOptions& framework);
   void addStatus();
   void addWatch();
   void addApply();

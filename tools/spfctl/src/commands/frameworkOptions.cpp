@@ -1,9 +1,12 @@
 #include "commands/frameworkOptions.hpp"
 
-#include "commands/CommandLine.hpp"
+#include <utility>
+
+#include "display/terminalText.hpp"
 #include "file/Findings.hpp"
 #include "file/JsonDocument.hpp"
 #include "file/SourceText.hpp"
+#include "file/discoveryTable.hpp"
 #include "file/jsonValues.hpp"
 
 namespace spfctl {
@@ -11,6 +14,8 @@ namespace spfctl {
 namespace {
 
 using cppmicroservices::Any;
+
+constexpr const char* tableProperty = "spf.discovery";
 
 constexpr const char* nameCharacters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
 
@@ -30,23 +35,68 @@ Any jsonOf(const std::string& name, const std::string& value) {
   return result;
 }
 
+// Returns the text behind a prefix; nothing if it does not begin with that.
+std::optional<std::string> textBehind(const std::string& prefix, const std::string& text) {
+  return text.rfind(prefix, 0) == 0 ? std::optional(text.substr(prefix.size())) : std::nullopt;
+}
+
 }  // namespace
 
-std::pair<std::string, Any> frameworkProperty(const std::string& text) {
+void addProperty(FrameworkOptions& options, const std::string& text) {
   const auto sign = text.find('=');
   if (sign == std::string::npos) {
     throw UsageError("--property is '" + text + "'; expected NAME=VALUE");
   }
-  auto name = text.substr(0, sign);
+  const auto name = text.substr(0, sign);
   if (name.empty() || name.find_first_not_of(nameCharacters) != std::string::npos) {
     throw UsageError("--property has the name '" + name + "'; expected letters, digits, '.', '_' and '-'");
   }
   if (name.rfind(runtimePrefix, 0) == 0) {
     throw UsageError("--property " + name + " is for the host to set; expected a property that bundles read");
   }
+  if (options.properties.count(name) != 0) {
+    throw UsageError("--property " + name + " is given twice; expected it once");
+  }
   auto value = text.substr(sign + 1);
   const bool isJson = !value.empty() && (value.front() == '{' || value.front() == '[');
-  return {name, isJson ? jsonOf(name, value) : Any(std::move(value))};
+  options.properties[name] = isJson ? jsonOf(name, value) : Any(std::move(value));
+}
+
+void addDiscovery(FrameworkOptions& options, const std::string& text) {
+  const auto file = textBehind("table:", text);
+  if (!file || file->empty() || *file == "-") {
+    throw UsageError("--discovery is '" + text + "'; expected table:FILE");
+  }
+  if (!options.table.empty()) {
+    throw UsageError("--discovery table: is given twice; expected one file");
+  }
+  options.table = *file;
+}
+
+void checkFramework(const FrameworkOptions& options) {
+  if (!options.table.empty() && options.properties.count(tableProperty) != 0) {
+    throw UsageError(std::string("--property ") + tableProperty +
+                     " is given beside --discovery table:, which sets it; expected one of them");
+  }
+}
+
+std::optional<std::map<std::string, Any>> frameworkProperties(const FrameworkOptions& options, std::ostream& messages) {
+  auto properties = options.properties;
+  if (options.table.empty()) {
+    return properties;
+  }
+  try {
+    auto table = checkDiscoveryTable(readSource(options.table, "a table of discovery names"));
+    if (table.findings.errors() != 0) {
+      printErrors(messages, table.source, table.findings);
+      return std::nullopt;
+    }
+    properties[tableProperty] = std::move(table.property);
+    return properties;
+  } catch (const FileError& error) {
+    messages << "spfctl: " << escaped(error.what()) << '\n';
+    return std::nullopt;
+  }
 }
 
 }  // namespace spfctl

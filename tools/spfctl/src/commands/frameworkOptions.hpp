@@ -1,17 +1,33 @@
 #pragma once
 
+#include <map>
+#include <optional>
+#include <ostream>
 #include <string>
-#include <utility>
 
 #include <cppmicroservices/Any.h>
 
+#include "commands/CommandLine.hpp"
+
 namespace spfctl {
 
-/// Reads a property of the framework as the command line gives it, `NAME=VALUE`: a value that begins with `{` or `[` is
-/// JSON, which becomes an `AnyMap` or a `std::vector<Any>`, any other is a text.
-/// \throws UsageError naming what is wrong: no name, JSON that is none with its line and column in the value, a
-/// property
-///         that the host sets itself
-std::pair<std::string, cppmicroservices::Any> frameworkProperty(const std::string& text);
+/// Adds a property as the command line gives it, `NAME=VALUE`: a value that begins with `{` or `[` is JSON, which
+/// becomes an `AnyMap` or a `std::vector<Any>`, any other is a text. \throws UsageError naming what is wrong: no name,
+/// a name given twice, JSON that is none with its line and column in
+///         the value, a property that the host sets itself
+void addProperty(FrameworkOptions& options, const std::string& text);
+
+/// Adds a source of names as the command line gives it, `table:FILE`.
+/// \throws UsageError for another text, or if there is one of this kind already
+void addDiscovery(FrameworkOptions& options, const std::string& text);
+
+/// Compares the options with one another.
+/// \throws UsageError naming a property that another option sets as well
+void checkFramework(const FrameworkOptions& options);
+
+/// Returns the properties that the options stand for; nothing if the table cannot be used, which is written to
+/// `messages`.
+std::optional<std::map<std::string, cppmicroservices::Any>> frameworkProperties(const FrameworkOptions& options,
+                                                                                std::ostream& messages);
 
 }  // namespace spfctl
