@@ -7,6 +7,7 @@
 
 namespace {
 
+using agent::spf::frameworkinterfaces::DiscoveredAddress;
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::PeerDirectory;
@@ -246,10 +247,12 @@ TEST(ATableDiscovery, ResolvesNamesToTextsAndLists) {
                                    {"two", std::vector<Any>{std::string("tcp://a:1"), 42, std::string("tcp://b:2")}},
                                    {"none", 42}}));
   const auto sut = framework.service<Discovery>();
-  EXPECT_THAT(sut->endpointsOf("one"), ElementsAre("tcp://a:1"));
-  EXPECT_THAT(sut->endpointsOf("two"), ElementsAre("tcp://a:1", "tcp://b:2"));
-  EXPECT_THAT(sut->endpointsOf("none"), IsEmpty());
-  EXPECT_THAT(sut->endpointsOf("One"), IsEmpty());
+  const DiscoveredAddress first{"tcp://a:1", "", ""};
+  const DiscoveredAddress second{"tcp://b:2", "", ""};
+  EXPECT_THAT(sut->addressesOf("one"), ElementsAre(first));
+  EXPECT_THAT(sut->addressesOf("two"), ElementsAre(first, second));
+  EXPECT_THROW(sut->addressesOf("none"), std::runtime_error);
+  EXPECT_THROW(sut->addressesOf("One"), std::runtime_error);
 }
 
 }  // namespace

@@ -19,6 +19,9 @@
 
 namespace {
 
+using agent::spf::frameworkinterfaces::AnnouncedEndpoint;
+using agent::spf::frameworkinterfaces::Announcement;
+using agent::spf::frameworkinterfaces::DiscoveredAddress;
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointState;
 using agent::spf::frameworkinterfaces::EndpointStatus;
@@ -426,15 +429,28 @@ TEST_F(AConnectionsStatus, IsConsistentWhilePeersComeAndGo) {
   reader.join();
 }
 
+constexpr auto unknownName = "the discovery does not know the name";
+
 /// A discovery whose answers a test sets.
 class FakeDiscovery : public Discovery {
  public:
-  std::vector<std::string> endpointsOf(const std::string& name) const override {
+  std::vector<DiscoveredAddress> addressesOf(const std::string& name) const override {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!error_.empty()) {
       throw std::runtime_error(error_);
     }
-    return name == "station" ? addresses_ : std::vector<std::string>();
+    if (name != "station" || addresses_.empty()) {
+      throw std::runtime_error(unknownName);
+    }
+    std::vector<DiscoveredAddress> found;
+    for (const std::string& address : addresses_) {
+      found.push_back({address, "", ""});
+    }
+    return found;
+  }
+
+  std::unique_ptr<Announcement> announce(const AnnouncedEndpoint&) override {
+    throw std::runtime_error("nothing is announced in these tests");
   }
 
   void set(const std::string& error, const std::vector<std::string>& addresses) {
@@ -450,8 +466,6 @@ class FakeDiscovery : public Discovery {
   std::string error_;
   std::vector<std::string> addresses_;
 };
-
-constexpr auto unknownName = "the discovery does not know the name";
 
 class AnUnknownName : public AnEndpointsStatus {
  protected:

@@ -1,5 +1,9 @@
 #include "TableDiscovery.hpp"
 
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
 #include <cppmicroservices/AnyMap.h>
 
 namespace spf::discovery {
@@ -10,36 +14,55 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-std::vector<std::string> textsOf(const Any& value) {
-  if (const auto* text = any_cast<std::string>(&value)) {
-    return {*text};
+/// Adds an address, unless it is no text or there already.
+void addFixed(const Any& value, std::vector<DiscoveredAddress>& addresses) {
+  const auto* text = any_cast<std::string>(&value);
+  if (text == nullptr) {
+    return;
   }
-  std::vector<std::string> texts;
+  DiscoveredAddress address{*text, "", ""};
+  if (std::find(addresses.begin(), addresses.end(), address) == addresses.end()) {
+    addresses.push_back(std::move(address));
+  }
+}
+
+std::vector<DiscoveredAddress> fixedAddresses(const Any& value) {
+  std::vector<DiscoveredAddress> addresses;
+  addFixed(value, addresses);
   if (const auto* list = any_cast<std::vector<Any>>(&value)) {
     for (const Any& element : *list) {
-      if (const auto* text = any_cast<std::string>(&element)) {
-        texts.push_back(*text);
-      }
+      addFixed(element, addresses);
     }
   }
-  return texts;
+  return addresses;
 }
 
 }  // namespace
 
-TableDiscovery::TableDiscovery(const Any& table) {
+TableDiscovery::TableDiscovery(const Any& table, std::function<void()> onChange)
+    : announced_(std::make_shared<AnnouncedAddresses>(std::move(onChange))) {
   const auto* map = any_cast<AnyMap>(&table);
   if (map == nullptr) {
     return;
   }
   for (const auto& [name, value] : *map) {
-    endpoints_[name] = textsOf(value);
+    fixed_[name] = fixedAddresses(value);
   }
 }
 
-std::vector<std::string> TableDiscovery::endpointsOf(const std::string& name) const {
-  const auto found = endpoints_.find(name);
-  return found != endpoints_.end() ? found->second : std::vector<std::string>();
+std::vector<DiscoveredAddress> TableDiscovery::addressesOf(const std::string& name) const {
+  const auto fixed = fixed_.find(name);
+  auto addresses = fixed != fixed_.end() ? fixed->second : std::vector<DiscoveredAddress>();
+  auto announced = announced_->of(name);
+  addresses.insert(addresses.end(), announced.begin(), announced.end());
+  if (addresses.empty()) {
+    throw std::runtime_error("the discovery does not know the name");
+  }
+  return addresses;
+}
+
+std::unique_ptr<Announcement> TableDiscovery::announce(const AnnouncedEndpoint& endpoint) {
+  return announced_->add(endpoint);
 }
 
 }  // namespace spf::discovery

@@ -4,11 +4,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworksupport/findService.hpp"
 
 namespace spf::publishers {
 
+using agent::spf::frameworkinterfaces::DiscoveredAddress;
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
@@ -96,12 +96,12 @@ bool Environment::isInUse(const Transport& transport) const {
   return findService<Transport>(context_).get() == &transport;
 }
 
-std::vector<std::string> Environment::resolve(const std::string& name) const {
+std::vector<DiscoveredAddress> Environment::resolve(const std::string& name) const {
   const auto discovery = findService<Discovery>(context_);
   if (!discovery) {
     throw std::runtime_error("no discovery is registered");
   }
-  auto addresses = discovery->endpointsOf(name);
+  auto addresses = discovery->addressesOf(name);
   if (addresses.empty()) {
     throw std::runtime_error("the discovery does not know the name");
   }

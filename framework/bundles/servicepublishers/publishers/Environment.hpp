@@ -10,6 +10,7 @@
 #include <cppmicroservices/BundleContext.h>
 #include "EndpointStates.hpp"
 #include "PeerAnswer.hpp"
+#include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/EventSink.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"
@@ -88,7 +89,7 @@ class Environment {
 
   /// Returns the addresses of a discovery name; at least one.
   /// \throws std::runtime_error with the reason if there is none
-  std::vector<std::string> resolve(const std::string& name) const;
+  std::vector<agent::spf::frameworkinterfaces::DiscoveredAddress> resolve(const std::string& name) const;
 
   /// Makes a report to the event sink, if one is registered.
   void report(const std::function<void(agent::spf::frameworkinterfaces::EventSink&)>& call) const;

@@ -285,7 +285,11 @@ std::vector<std::string> Publisher::addressesOf(const ConfiguredEndpoint& endpoi
   if (isAddress(endpoint.text())) {
     return {endpoint.text()};
   }
-  return environment_.resolve(endpoint.text());
+  std::vector<std::string> addresses;
+  for (auto& found : environment_.resolve(endpoint.text())) {
+    addresses.push_back(std::move(found.address));
+  }
+  return addresses;
 }
 
 void Publisher::resolveServices() {

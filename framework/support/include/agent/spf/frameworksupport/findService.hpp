@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <stdexcept>
+#include <utility>
+#include <vector>
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceReference.h>
@@ -21,6 +23,23 @@ std::shared_ptr<Service> findService(cppmicroservices::BundleContext context) {
   } catch (const std::runtime_error&) {
     return nullptr;  // the bundle was stopped
   }
+}
+
+/// Looks up all services of a class for one use.
+/// \return empty if none is registered or the context is no longer valid
+template <class Service>
+std::vector<std::shared_ptr<Service>> findServices(cppmicroservices::BundleContext context) {
+  std::vector<std::shared_ptr<Service>> services;
+  try {
+    for (const auto& reference : context.GetServiceReferences<Service>()) {
+      if (auto service = context.GetService(reference)) {
+        services.push_back(std::move(service));
+      }
+    }
+  } catch (const std::runtime_error&) {
+    services.clear();  // the bundle was stopped
+  }
+  return services;
 }
 
 }  // namespace agent::spf::frameworksupport
