@@ -154,7 +154,8 @@ TEST_F(ASourceOfNames, SaysWhyATableCannotBeRead) {
 
 TEST_F(ASourceOfNames, IsOfAKnownKind) {
   for (const auto* text : {"", "table", "table:", "table:-", "file:x", "/etc/names.json"}) {
-    EXPECT_EQ(complaint({"--discovery", text}), std::string("--discovery is '") + text + "'; expected table:FILE");
+    EXPECT_EQ(complaint({"--discovery", text}),
+              std::string("--discovery is '") + text + "'; expected etcd:URL[,URL...] or table:FILE");
   }
 }
 
@@ -163,6 +164,53 @@ TEST_F(ASourceOfNames, IsGivenOnce) {
             "--discovery table: is given twice; expected one file");
   EXPECT_EQ(complaint({"--discovery", "table:a", "--property", "spf.discovery={}"}),
             "--property spf.discovery is given beside --discovery table:, which sets it; expected one of them");
+}
+
+TEST_F(ASourceOfNames, MayBeEtcd) {
+  const auto options = given(
+      {"--discovery", "etcd:http://10.0.0.1:2379, http://10.0.0.2:2379", "--property", "spf.discovery.etcd.ttl=5"});
+  std::ostringstream messages;
+  const auto properties = frameworkProperties(options, messages);
+  ASSERT_TRUE(properties);
+  EXPECT_EQ(properties->size(), 2u);
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.discovery.etcd")), "http://10.0.0.1:2379,http://10.0.0.2:2379");
+  const auto settings = etcdSettings(options);
+  ASSERT_TRUE(settings);
+  EXPECT_EQ(settings->members, (std::vector<std::string>{"http://10.0.0.1:2379", "http://10.0.0.2:2379"}));
+  EXPECT_EQ(settings->ttl, std::chrono::seconds(5));
+  EXPECT_EQ(settings->prefix, "/spf/");
+  EXPECT_FALSE(etcdSettings(given({"--discovery", "table:f"})));
+}
+
+TEST_F(ASourceOfNames, MayBeEtcdBesideATable) {
+  const auto options = given({"--discovery", "table:f", "--discovery", "etcd:http://10.0.0.1:2379"});
+  EXPECT_EQ(options.table, "f");
+  EXPECT_EQ(options.etcd, std::vector<std::string>{"http://10.0.0.1:2379"});
+}
+
+TEST_F(ASourceOfNames, NamesWhatIsNoUrlOfEtcd) {
+  for (const auto* text : {"", "10.0.0.1", "http://10.0.0.1:2379,", "ftp://10.0.0.1:2379"}) {
+    const auto said = complaint({"--discovery", std::string("etcd:") + text});
+    EXPECT_EQ(said.find("--discovery etcd: "), 0u) << said;
+  }
+  EXPECT_NE(complaint({"--discovery", "etcd:ftp://10.0.0.1:2379"}).find("ftp://10.0.0.1:2379"), std::string::npos);
+}
+
+TEST_F(ASourceOfNames, IsEtcdOnce) {
+  EXPECT_EQ(complaint({"--discovery", "etcd:http://a:1", "--discovery", "etcd:http://b:1"}),
+            "--discovery etcd: is given twice; expected one list of members");
+  EXPECT_EQ(complaint({"--discovery", "etcd:http://a:1", "--property", "spf.discovery.etcd=http://b:1"}),
+            "--property spf.discovery.etcd is given beside --discovery etcd:, which sets it; expected one of them");
+}
+
+TEST_F(ASourceOfNames, HasSettingsThatEtcdCanBeUsedWith) {
+  const auto said = [](const std::string& property) {
+    return complaint({"--discovery", "etcd:http://a:1", "--property", property});
+  };
+  EXPECT_EQ(said("spf.discovery.etcd.ttl=soon"),
+            "framework property 'spf.discovery.etcd.ttl': 'soon'; expected whole seconds from 1 to 3600");
+  EXPECT_EQ(said("spf.discovery.etcd.ttl=[5]"), "framework property 'spf.discovery.etcd.ttl' is JSON; expected a text");
+  EXPECT_NE(said("spf.discovery.etcd.cert=a.pem").find("'spf.discovery.etcd.key'"), std::string::npos);
 }
 
 }  // namespace spf::test

@@ -15,6 +15,7 @@ namespace spfctl {
 
 /// How names stand for addresses, and further properties of a framework.
 struct FrameworkOptions {
+  std::vector<std::string> etcd;                            ///< client URLs of its members; empty: none
   std::string table;                                        ///< file of names and their addresses; empty: none
   std::map<std::string, cppmicroservices::Any> properties;  ///< from --property
 };

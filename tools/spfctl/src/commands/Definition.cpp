@@ -214,8 +214,8 @@ void Definition::addFramework(CLI::App& command, FrameworkOptions& framework) {
   addRepeated(command, "--discovery", [&framework](const std::string& text) { addDiscovery(framework, text); })
       ->type_name("SOURCE")
       ->description(
-          "What discovery names stand for: table:FILE is a JSON object from names to an address or a list of "
-          "addresses.");
+          "Where discovery names are looked up: etcd:URL[,URL...] names members of a cluster of etcd; table:FILE is a "
+          "JSON object from names to an address or a list of addresses. One of each may be given.");
   addRepeated(command, "--property", [&framework](const std::string& text) { addProperty(framework, text); })
       ->type_name("NAME=VALUE")
       ->description(
