@@ -85,6 +85,15 @@ struct LogOptions {
   std::uint32_t levels = 0;
 };
 
+/// `spfctl discover`.
+struct DiscoverOptions {
+  FrameworkOptions framework;
+  std::string name;  ///< empty: all
+  std::chrono::milliseconds timeout = std::chrono::seconds(5);
+  bool watch = false;
+  bool json = false;
+};
+
 /// `spfctl check`.
 struct CheckOptions {
   std::vector<std::string> files;
@@ -133,7 +142,7 @@ class UsageError : public std::runtime_error {
 
 using Command =
     std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions, LogOptions,
-                 CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
+                 DiscoverOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected

@@ -13,6 +13,7 @@
 #include "commands/version.hpp"
 #include "control/ControlFolder.hpp"
 #include "file/configurationSchema.hpp"
+#include "file/endpointTexts.hpp"
 
 namespace spfctl {
 
@@ -87,6 +88,24 @@ std::string hostName(const char* where, const std::string& text) {
   return text;
 }
 
+std::string discoveryName(const std::string& text) {
+  if (!isDiscoveryName(text)) {
+    throw UsageError("NAME is '" + text + "'; expected letters, digits, '.', '_' and '-'");
+  }
+  return text;
+}
+
+void checkDiscover(const DiscoverOptions& options) {
+  checkFramework(options.framework);
+  const bool hasEtcd = etcdSettings(options.framework).has_value();
+  if (!hasEtcd && options.framework.table.empty()) {
+    throw UsageError("spfctl discover: no source of names; expected --discovery");
+  }
+  if (options.watch && (!hasEtcd || !options.framework.table.empty())) {
+    throw UsageError("spfctl discover: --watch with table:, which never changes; expected --discovery etcd: alone");
+  }
+}
+
 void addControlDir(CLI::App& command, std::filesystem::path& folder) {
   command
       .add_option_function<std::string>(
@@ -141,6 +160,7 @@ Definition::Definition()
   addWatch();
   addApply();
   addHostCommands();
+  addDiscover();
   addCheck();
   addShow();
   addDiff();
@@ -299,6 +319,28 @@ void Definition::addHostCommands() {
       ->type_name("LEVELS");
 }
 
+void Definition::addDiscover() {
+  auto* const discover = add("discover",
+                             "List what discovery names stand for: which hosts announce which addresses, and since "
+                             "when. Needs no host.",
+                             "spfctl discover --discovery etcd:http://10.0.0.1:2379\n"
+                             "spfctl discover station --discovery etcd:http://10.0.0.1:2379 --watch\n"
+                             "spfctl discover --discovery table:names.json",
+                             [this] {
+                               checkDiscover(discover_);
+                               return discover_;
+                             });
+  discover
+      ->add_option_function<std::string>(
+          "NAME", [this](const std::string& text) { discover_.name = discoveryName(text); }, "The only name to list.")
+      ->type_name("NAME");
+  addFramework(*discover, discover_.framework);
+  discover->add_flag("--watch", discover_.watch,
+                     "Print what is announced, and then each change as it comes, a line each, until interrupted.");
+  addTimeout(*discover, discover_.timeout, "How long to wait for etcd's first answer (default: 5s).");
+  discover->add_flag("--json", discover_.json, "Print the names as JSON; with --watch, JSON lines.");
+}
+
 void Definition::addHost(CLI::App& command, HostOptions& host, bool isRequired) {
   auto* const name = command.add_option_function<std::string>(
       "NAME", [&host](const std::string& text) { host.name = hostName("NAME", text); }, "Name of the host.");
@@ -396,9 +438,12 @@ void Definition::addTexts() {
 const std::vector<ExitCodeText>& exitCodeTexts() {
   static const std::vector<ExitCodeText> texts = {
       {"0", "done; diff: no difference"},
-      {"1", "failure at run time; no such host, or connection lost; diff: there are differences"},
+      {"1",
+       "failure at run time; no such host or name, etcd out of reach, or connection lost; diff: there are differences"},
       {"2", "wrong usage; diff: any trouble"},
-      {"3", "configuration file or recording unreadable or invalid; inspect: a bundle that would be refused"},
+      {"3",
+       "configuration file, table of names or recording unreadable or invalid; inspect: a bundle that would be "
+       "refused"},
       {"4", "not ready, or no answer, in time"},
       {"5", "refused by the framework"},
       {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};

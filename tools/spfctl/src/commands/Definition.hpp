@@ -34,6 +34,7 @@ class Definition {
   void addWatch();
   void addApply();
   void addHostCommands();
+  void addDiscover();
   void addHost(CLI::App& command, HostOptions& host, bool isRequired);
   void addCheck();
   void addShow();
@@ -51,6 +52,7 @@ class Definition {
   WithdrawOptions withdraw_;
   AskOptions ask_;
   LogOptions log_;
+  DiscoverOptions discover_;
   CheckOptions check_;
   ShowOptions show_;
   DiffOptions diff_;
