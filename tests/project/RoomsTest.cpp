@@ -25,6 +25,7 @@ const std::vector<Room> rooms = {
     {"framework/support", 2, {"agent/spf/frameworksupport/"}},
     {"include", 3, {"agent/spf/frameworksetup/"}},
     {"src", 3, {}},
+    {"framework/etcd", 3, {"agent/spf/etcd/"}},
     {"framework/watch", 3, {"agent/spf/frameworkwatch/"}},
     {"framework/bundles", 4, {}},
     {"tools", 4, {}},
@@ -62,7 +63,7 @@ bool mayInclude(const Room& from, const Room& to) {
   }
   if (from.folder == "framework/bundles") {
     return to.folder == "runtime" || to.folder == "host/logging" || to.folder == "framework/listener" ||
-           to.folder == "framework/interfaces" || to.folder == "framework/support";
+           to.folder == "framework/interfaces" || to.folder == "framework/support" || to.folder == "framework/etcd";
   }
   return to.level < from.level;
 }

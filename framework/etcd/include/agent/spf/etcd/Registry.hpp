@@ -52,6 +52,7 @@ class Registry {
 
   /// Puts a key, or replaces its value, and keeps it until it is removed. Entries contain it once etcd has reported it.
   /// \param key  without the prefix
+  /// \throws std::invalid_argument  if key and value have more than 512 KiB together, which etcd would not take
   void put(std::string key, std::string value);
 
   /// Removes a key that was put by this registry; does nothing for others.
@@ -63,7 +64,8 @@ class Registry {
   /// Returns whether a listing has ever arrived.
   bool isListed() const;
 
-  /// Returns why the copy may be out of date, naming the member; empty if it is current.
+  /// Returns why the copy may be out of date, or why others may not see what was put, naming the member; empty if all
+  /// is current. Before the first listing it says that there is no answer yet.
   std::string trouble() const;
 
   /// Returns what was sent and received so far.

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <utility>
+
+#include "Backoff.hpp"
+#include "Members.hpp"
+
+namespace agent::spf::etcd {
+
+/// When to try again after failures: every member once without a wait, then a wait that grows with every such round.
+/// Used by one thread.
+class Attempts {
+ public:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  Attempts(Members& members, Backoff backoff) : members_(members), backoff_(std::move(backoff)) {}
+
+  /// Moves on to the next member.
+  /// \return when to try it
+  TimePoint fail(std::size_t member, TimePoint now) {
+    members_.reportFailure(member);
+    return ++failures_ % members_.count() == 0 ? now + backoff_.next() : now;
+  }
+
+  /// Stays with the member.
+  /// \return when to try it again
+  TimePoint repeat(TimePoint now) { return now + backoff_.next(); }
+
+  void succeed() noexcept {
+    failures_ = 0;
+    backoff_.reset();
+  }
+
+ private:
+  Members& members_;
+  Backoff backoff_;
+  std::size_t failures_ = 0;  // since the last success
+};
+
+}  // namespace agent::spf::etcd

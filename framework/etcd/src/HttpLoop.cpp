@@ -1,0 +1,357 @@
+#include "HttpLoop.hpp"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <curl/curl.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+namespace agent::spf::etcd {
+
+namespace {
+
+constexpr long httpOk = 200;
+
+// A look-up of a name that takes long goes on in a thread of libcurl's own after its request was given up. So the
+// library must stay even if the last module that uses it is unloaded.
+void keepLibraryLoaded() {
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&curl_global_init), &library) != 0 && library.dli_fname != nullptr) {
+    static_cast<void>(dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE));
+  }
+}
+
+void initialiseLibrary() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    keepLibraryLoaded();
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+      throw std::runtime_error("cannot initialise libcurl");
+    }
+  });
+}
+
+template <class Value>
+void set(CURL* easy, CURLoption option, Value value) {
+  const auto result = curl_easy_setopt(easy, option, value);
+  if (result == CURLE_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  if (result != CURLE_OK) {
+    throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(result));
+  }
+}
+
+void setText(CURL* easy, CURLoption option, const std::string& value) {
+  if (!value.empty()) {
+    set(easy, option, value.c_str());
+  }
+}
+
+void check(CURLMcode result) {
+  if (result == CURLM_OUT_OF_MEMORY) {
+    throw std::bad_alloc();
+  }
+  if (result != CURLM_OK) {
+    throw std::runtime_error(std::string("libcurl: ") + curl_multi_strerror(result));
+  }
+}
+
+void setSocketOption(int socket, int level, int name, int value) {
+  static_cast<void>(setsockopt(socket, level, name, &value, sizeof(value)));
+}
+
+// Notices within some seconds that the other end of a stream has vanished, on which nothing is sent otherwise.
+curl_socket_t openSocket(void* keepAliveSeconds, curlsocktype /*purpose*/, curl_sockaddr* address) {
+  const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+  if (opened >= 0 && address->socktype == SOCK_STREAM) {
+    const int seconds = *static_cast<const int*>(keepAliveSeconds);
+    setSocketOption(opened, SOL_SOCKET, SO_KEEPALIVE, 1);
+    setSocketOption(opened, IPPROTO_TCP, TCP_KEEPIDLE, seconds);
+    setSocketOption(opened, IPPROTO_TCP, TCP_KEEPINTVL, seconds);
+    setSocketOption(opened, IPPROTO_TCP, TCP_KEEPCNT, 2);
+    setSocketOption(opened, IPPROTO_TCP, TCP_NODELAY, 1);
+  }
+  return opened < 0 ? CURL_SOCKET_BAD : opened;
+}
+
+struct SlistDeleter {
+  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+};
+using Headers = std::unique_ptr<curl_slist, SlistDeleter>;
+
+void append(Headers& headers, const std::string& line) {
+  auto* const longer = curl_slist_append(headers.get(), line.c_str());
+  if (longer == nullptr) {
+    throw std::bad_alloc();
+  }
+  static_cast<void>(headers.release());
+  headers.reset(longer);
+}
+
+Headers headersOf(const std::string& authorization) {
+  Headers headers;
+  append(headers, "Content-Type: application/json");
+  append(headers, "Expect:");  // a body of any size is sent at once
+  if (!authorization.empty()) {
+    append(headers, "Authorization: " + authorization);
+  }
+  return headers;
+}
+
+int keepAliveOf(std::chrono::seconds ttl) {
+  constexpr std::chrono::seconds longest(60);
+  return static_cast<int>(std::clamp(ttl / 3, std::chrono::seconds(1), longest).count());
+}
+
+}  // namespace
+
+/// libcurl's handle of all transfers.
+class HttpLoop::Multi {
+ public:
+  explicit Multi(std::chrono::seconds ttl) : keepAlive_(keepAliveOf(ttl)) {
+    initialiseLibrary();
+    handle_ = curl_multi_init();
+    if (handle_ == nullptr) {
+      throw std::bad_alloc();
+    }
+  }
+  ~Multi() { curl_multi_cleanup(handle_); }
+  Multi(const Multi&) = delete;
+  Multi& operator=(const Multi&) = delete;
+
+  CURLM* handle() const noexcept { return handle_; }
+  int* keepAlive() noexcept { return &keepAlive_; }
+
+ private:
+  CURLM* handle_ = nullptr;
+  int keepAlive_;
+};
+
+/// One request and what has arrived of its answer.
+class HttpLoop::Transfer {
+ public:
+  Transfer(HttpLoop& loop, Id id, HttpRequest request)
+      : loop_(loop), request_(std::move(request)), headers_(headersOf(request_.authorization)) {
+    easy_ = curl_easy_init();
+    if (easy_ == nullptr) {
+      throw std::bad_alloc();
+    }
+    try {
+      configure(id);
+      check(curl_multi_add_handle(loop_.multi_->handle(), easy_));
+    } catch (...) {
+      curl_easy_cleanup(easy_);
+      throw;
+    }
+  }
+
+  ~Transfer() {
+    curl_multi_remove_handle(loop_.multi_->handle(), easy_);
+    curl_easy_cleanup(easy_);
+  }
+
+  Transfer(const Transfer&) = delete;
+  Transfer& operator=(const Transfer&) = delete;
+
+  bool hasPieces() const { return isStream() && !received_.empty(); }
+
+  std::string takePieces() { return std::exchange(received_, {}); }
+
+  const HttpRequest& request() const noexcept { return request_; }
+
+  HttpRequest& request() noexcept { return request_; }
+
+  HttpAnswer answer(CURLcode result) {
+    HttpAnswer answer;
+    answer.status = status();
+    if (result != CURLE_OK) {
+      answer.failure = describe(result);
+    }
+    answer.body = std::move(received_);
+    return answer;
+  }
+
+ private:
+  void configure(Id id) {
+    set(easy_, CURLOPT_PRIVATE, reinterpret_cast<void*>(static_cast<std::uintptr_t>(id)));
+    set(easy_, CURLOPT_URL, request_.url.c_str());
+    set(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
+    set(easy_, CURLOPT_POSTFIELDS, request_.body.c_str());
+    set(easy_, CURLOPT_HTTPHEADER, headers_.get());
+    set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
+    set(easy_, CURLOPT_PROXY, "");  // members are named as they are reached, whatever the environment says
+    set(easy_, CURLOPT_NOSIGNAL, 1L);
+    set(easy_, CURLOPT_QUICK_EXIT, 1L);  // a cancelled request does not wait for the name server
+    const auto timeout = static_cast<long>(request_.timeout.count());
+    set(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    if (!request_.onPiece) {
+      set(easy_, CURLOPT_TIMEOUT_MS, timeout);
+    }
+    configureTls();
+    configureCallbacks();
+  }
+
+  void configureTls() {
+    set(easy_, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    setText(easy_, CURLOPT_CAINFO, loop_.settings_.caFile);
+    setText(easy_, CURLOPT_SSLCERT, loop_.settings_.certificateFile);
+    setText(easy_, CURLOPT_SSLKEY, loop_.settings_.keyFile);
+  }
+
+  void configureCallbacks() {
+    set(easy_, CURLOPT_ERRORBUFFER, error_.data());
+    set(easy_, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+    set(easy_, CURLOPT_OPENSOCKETDATA, loop_.multi_->keepAlive());
+    set(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receive);
+    set(easy_, CURLOPT_WRITEDATA, static_cast<void*>(this));
+    set(easy_, CURLOPT_DEBUGFUNCTION, &Transfer::count);
+    set(easy_, CURLOPT_DEBUGDATA, static_cast<void*>(&loop_));
+    set(easy_, CURLOPT_VERBOSE, 1L);
+  }
+
+  // Called by libcurl, through which no exception may pass and in which no handler may run.
+  static std::size_t receive(char* bytes, std::size_t /*one*/, std::size_t size, void* self) noexcept {
+    auto& transfer = *static_cast<Transfer*>(self);
+    if (size > longestAnswer - transfer.received_.size()) {
+      transfer.failure_ = Failure::tooLong;
+      return 0;
+    }
+    try {
+      transfer.received_.append(bytes, size);
+      return size;
+    } catch (...) {
+      transfer.failure_ = Failure::outOfMemory;
+      return 0;
+    }
+  }
+
+  static int count(CURL* /*easy*/, curl_infotype kind, char* /*bytes*/, std::size_t size, void* loop) noexcept {
+    auto& counted = *static_cast<HttpLoop*>(loop);
+    if (kind == CURLINFO_HEADER_OUT || kind == CURLINFO_DATA_OUT) {
+      counted.sent_ += size;
+    } else if (kind == CURLINFO_HEADER_IN || kind == CURLINFO_DATA_IN) {
+      counted.received_ += size;
+    }
+    return 0;
+  }
+
+  bool isStream() const { return request_.onPiece && status() == httpOk; }
+
+  long status() const {
+    long status = 0;
+    curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+    return status;
+  }
+
+  std::string describe(CURLcode result) const {
+    if (failure_ == Failure::tooLong) {
+      return "an answer of more than " + std::to_string(longestAnswer / (std::size_t{1024} * 1024)) + " MiB";
+    }
+    if (failure_ == Failure::outOfMemory || result == CURLE_OUT_OF_MEMORY) {
+      return "out of memory";
+    }
+    if (result == CURLE_OPERATION_TIMEDOUT) {
+      return "no answer within " + std::to_string(request_.timeout.count()) + " ms";
+    }
+    long number = 0;
+    curl_easy_getinfo(easy_, CURLINFO_OS_ERRNO, &number);
+    if (result == CURLE_COULDNT_CONNECT && number != 0) {
+      return std::generic_category().message(static_cast<int>(number));
+    }
+    return error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
+  }
+
+  enum class Failure { none, tooLong, outOfMemory };
+
+  HttpLoop& loop_;
+  HttpRequest request_;
+  const Headers headers_;
+  CURL* easy_ = nullptr;
+  std::array<char, CURL_ERROR_SIZE> error_{};
+  std::string received_;
+  Failure failure_ = Failure::none;
+};
+
+HttpLoop::HttpLoop(const Settings& settings) : settings_(settings), multi_(std::make_unique<Multi>(settings.ttl)) {}
+
+HttpLoop::~HttpLoop() = default;
+
+HttpLoop::Id HttpLoop::start(HttpRequest request) {
+  const auto id = ++last_;
+  transfers_.emplace(id, std::make_unique<Transfer>(*this, id, std::move(request)));
+  ++requests_;
+  return id;
+}
+
+void HttpLoop::cancel(Id id) noexcept {
+  transfers_.erase(id);
+}
+
+void HttpLoop::turn(TimePoint until) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+  const auto wait = std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX);
+  check(curl_multi_poll(multi_->handle(), nullptr, 0, static_cast<int>(wait), nullptr));
+  int running = 0;
+  check(curl_multi_perform(multi_->handle(), &running));
+  dispatchPieces();
+  dispatchDone();
+}
+
+void HttpLoop::wakeUp() noexcept {
+  curl_multi_wakeup(multi_->handle());
+}
+
+Traffic HttpLoop::traffic() const noexcept {
+  return {requests_, sent_, received_};
+}
+
+// A handler may cancel any request, so each one is looked up.
+void HttpLoop::dispatchPieces() {
+  std::vector<Id> ids;
+  for (const auto& [id, transfer] : transfers_) {
+    if (transfer->hasPieces()) {
+      ids.push_back(id);
+    }
+  }
+  for (const auto id : ids) {
+    const auto found = transfers_.find(id);
+    if (found == transfers_.end()) {
+      continue;
+    }
+    const auto pieces = found->second->takePieces();
+    const auto handler = found->second->request().onPiece;  // the transfer may end in it
+    handler(pieces);
+  }
+}
+
+void HttpLoop::dispatchDone() {
+  int left = 0;
+  while (const auto* const message = curl_multi_info_read(multi_->handle(), &left)) {
+    void* id = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &id);
+    const auto result = message->data.result;
+    auto node = transfers_.extract(static_cast<Id>(reinterpret_cast<std::uintptr_t>(id)));
+    if (node.empty()) {
+      continue;
+    }
+    auto answer = node.mapped()->answer(result);
+    const auto handler = std::move(node.mapped()->request().onDone);
+    node = {};
+    handler(std::move(answer));
+  }
+}
+
+}  // namespace agent::spf::etcd

@@ -1,0 +1,86 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Attempts.hpp"
+#include "Gateway.hpp"
+#include "Lease.hpp"
+#include "Trouble.hpp"
+
+namespace agent::spf::etcd {
+
+/// The keys that this process has put: written with the current lease, again with each new one, and deleted when they
+/// are removed. Many are written by one request. Used by one thread.
+///
+///     idle ──> writing ──> idle
+///      ^          │ failed
+///      │          v
+///      └─────── waiting
+class OwnKeys {
+ public:
+  using TimePoint = Attempts::TimePoint;
+
+  /// \param timeout  of one request
+  OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix, std::chrono::milliseconds timeout);
+
+  void put(const std::string& key, std::string value);
+  void remove(const std::string& key);
+
+  /// Returns why keys are not written; empty if all is well.
+  const std::string& trouble() const noexcept { return trouble_.text(); }
+
+  /// Returns when `tick` has to be called.
+  TimePoint wakeAt() const noexcept { return wakeAt_; }
+
+  /// Writes what has to be written.
+  void tick(TimePoint now);
+
+  /// Tries again at once if the state is `waiting`: another request got an answer.
+  void retry() noexcept;
+
+  /// Gives up the current request and tries again at a point in time.
+  void restart(TimePoint at) noexcept;
+
+ private:
+  enum class Phase { idle, writing, waiting };
+
+  struct OwnKey {
+    std::optional<std::string> value;  // nothing once it is removed
+    std::uint64_t version = 0;         // of the last change by this process
+    std::uint64_t written = 0;         // the version that etcd has
+    LeaseId lease = 0;                 // with which it was written
+    bool mayExist = false;             // in etcd
+  };
+
+  struct Batch {
+    std::vector<Write> writes;
+    std::vector<std::uint64_t> versions;
+    LeaseId lease = 0;
+  };
+
+  bool isDue(const OwnKey& key) const;
+  Batch nextBatch();
+  void write(Batch batch);
+  void receive(const Batch& batch, const GatewayAnswer& answer);
+  void acknowledge(const Batch& batch);
+  void fail(const GatewayAnswer& answer);
+
+  Gateway& gateway_;
+  Lease& lease_;
+  Attempts attempts_;
+  const std::string prefix_;
+  const std::chrono::milliseconds timeout_;
+  std::map<std::string, OwnKey> keys_;
+  std::uint64_t lastVersion_ = 0;
+  Phase phase_ = Phase::idle;
+  Trouble trouble_;
+  TimePoint wakeAt_ = TimePoint::max();
+  Gateway::Call call_;
+};
+
+}  // namespace agent::spf::etcd
