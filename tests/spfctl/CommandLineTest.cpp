@@ -80,11 +80,11 @@ TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
 
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
   EXPECT_EQ(complaint({}),
-            "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, check, show, diff, inspect, "
-            "replay, schema, completion, manual");
+            "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, discover, check, show, diff, "
+            "inspect, replay, schema, completion, manual");
   EXPECT_EQ(complaint({"walk"}),
-            "spfctl: unknown command 'walk'; expected run, status, watch, apply, withdraw, ask, log, check, show, "
-            "diff, inspect, replay, schema, completion, manual");
+            "spfctl: unknown command 'walk'; expected run, status, watch, apply, withdraw, ask, log, discover, "
+            "check, show, diff, inspect, replay, schema, completion, manual");
   EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
   EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
   EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");
@@ -140,6 +140,30 @@ TEST_F(TheCommandLine, ReadsTheOptionsOfEveryCommand) {
   EXPECT_TRUE(replay.json);
   EXPECT_EQ(std::get<ReplayOptions>(parseCommandLine({"replay", "a"})).file, "");
   EXPECT_TRUE(parsed({"run", "a", "--quiet"}).quiet);
+}
+
+TEST_F(TheCommandLine, ReadsTheOptionsOfDiscover) {
+  const auto options = std::get<DiscoverOptions>(
+      parseCommandLine({"discover", "station", "--discovery", "etcd:http://10.0.0.1:2379", "--watch", "--json",
+                        "--timeout", "2s", "--property", "spf.discovery.etcd.prefix=/x/"}));
+  EXPECT_EQ(options.name, "station");
+  EXPECT_EQ(options.framework.etcd, std::vector<std::string>{"http://10.0.0.1:2379"});
+  EXPECT_EQ(options.framework.properties.size(), 1u);
+  EXPECT_TRUE(options.watch && options.json);
+  EXPECT_EQ(options.timeout, 2s);
+  const auto table = std::get<DiscoverOptions>(parseCommandLine({"discover", "--discovery", "table:f"}));
+  EXPECT_EQ(table.framework.table, "f");
+  EXPECT_EQ(table.name, "");
+  EXPECT_EQ(table.timeout, 5s);
+  EXPECT_FALSE(table.watch || table.json);
+}
+
+TEST_F(TheCommandLine, RefusesADiscoverThatFindsNothing) {
+  EXPECT_EQ(complaint({"discover"}), "spfctl discover: no source of names; expected --discovery");
+  EXPECT_EQ(complaint({"discover", "a/b", "--discovery", "table:f"}),
+            "NAME is 'a/b'; expected letters, digits, '.', '_' and '-'");
+  EXPECT_EQ(complaint({"discover", "--watch", "--discovery", "table:f"}),
+            "spfctl discover: --watch with table:, which never changes; expected --discovery etcd: alone");
 }
 
 TEST_F(TheCommandLine, TakesWhatFollowsTwoDashesForTheFile) {

@@ -113,6 +113,8 @@ TEST_F(Completion, InZshOffersCommandsOptionsValuesAndFiles) {
   EXPECT_THAT(zsh("spfctl run wea"), HasSubstr("weather.json"));
   expectation_ = "svg";
   EXPECT_THAT(zsh("spfctl show --as=sv"), HasSubstr("svg"));
+  expectation_ = "--property=a=b --property";
+  EXPECT_THAT(zsh("spfctl run --property=a=b --prop"), HasSubstr(expectation_)) << "an option that may be repeated";
 }
 
 TEST_F(Completion, TheManualPageHasNoErrors) {

@@ -99,6 +99,34 @@ TEST_F(SpfctlRun, LetsTwoProcessesConnectAndTellsWhatTheOtherAnswers) {
   }
 }
 
+TEST_F(SpfctlRun, GivesBundlesThePropertiesOfTheCommandLine) {
+  const auto endpoint = freeEndpoint();
+  const auto file =
+      configuration({publisher("station", quoted(endpoint)), publisher("curious", "", quoted("some.name"))});
+  const auto result = run(file, {"--once", "--property", R"(spf.discovery={"some.name": ")" + endpoint + "\"}"});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("curious: ready\n"));
+}
+
+TEST_F(SpfctlRun, LooksNamesUpInATable) {
+  const auto endpoint = freeEndpoint();
+  const auto table = workspace_.write("table.json", R"({"some.name": [")" + endpoint + "\"]}");
+  const auto file =
+      configuration({publisher("station", quoted(endpoint)), publisher("curious", "", quoted("some.name"))});
+  const auto result = run(file, {"--once", "--discovery", "table:" + table});
+  EXPECT_EQ(result.code, 0) << result.err;
+  EXPECT_THAT(result.out, HasSubstr("curious: ready\n"));
+}
+
+TEST_F(SpfctlRun, EndsWithThreeAndThePlaceOfWhateverIsWrongInATable) {
+  const auto table = workspace_.write("table.json", R"({"some.name": "tcp://nowhere"})");
+  const auto result = run(configuration({publisher("p", "")}), {"--discovery", "table:" + table});
+  EXPECT_EQ(result.code, 3);
+  EXPECT_EQ(result.out, "");
+  EXPECT_THAT(result.err, HasSubstr("table.json:1:15: "));
+  EXPECT_THAT(result.err, HasSubstr("tcp://nowhere"));
+}
+
 TEST_F(SpfctlRun, TellsWhyAPeerGivesNoAnswer) {
   const auto endpoint = freeEndpoint();
   const auto silent = publisher("silent", quoted(endpoint), "", "legacyservicepublisher");

@@ -155,7 +155,8 @@ std::vector<std::string> EndToEnd::leftOver() const {
 EndToEnd::Arguments EndToEnd::host(const std::string& file, const Arguments& more) const {
   Arguments arguments = {SPFCTL, "run", file, "--control-dir", control().string()};
   arguments.insert(arguments.end(), more.begin(), more.end());
-  return arguments;
+  // One that is killed leaves the folder that it has made for its framework.
+  return withEnvironment({"TMPDIR=" + workspace_.path().string()}, arguments);
 }
 
 EndToEnd::Arguments EndToEnd::client(const Arguments& arguments) const {

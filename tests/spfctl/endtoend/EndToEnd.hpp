@@ -110,7 +110,7 @@ class EndToEnd : public testing::Test {
     return workspace_.write(name, configuration.text());
   }
 
-  /// Returns the command line of a host.
+  /// Returns the command line of a host, whose temporary folder is the workspace.
   Arguments host(const std::string& file, const Arguments& more = {}) const;
 
   /// Returns the command line of a client.

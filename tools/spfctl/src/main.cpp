@@ -9,6 +9,7 @@
 #include "commands/Check.hpp"
 #include "commands/CommandLine.hpp"
 #include "commands/Diff.hpp"
+#include "commands/Discover.hpp"
 #include "commands/ExitCode.hpp"
 #include "commands/Inspect.hpp"
 #include "commands/Replay.hpp"
@@ -48,6 +49,7 @@ class Execution {
   int operator()(const spfctl::WithdrawOptions& options) const { return codeOf(spfctl::withdraw(options, output_)); }
   int operator()(const spfctl::AskOptions& options) const { return codeOf(spfctl::ask(options, output_)); }
   int operator()(const spfctl::LogOptions& options) const { return codeOf(spfctl::log(options, output_)); }
+  int operator()(const spfctl::DiscoverOptions& options) const { return codeOf(spfctl::discover(options, output_)); }
   int operator()(const spfctl::CheckOptions& options) const { return codeOf(spfctl::check(options, output_)); }
   int operator()(const spfctl::ShowOptions& options) const { return codeOf(spfctl::show(options, output_)); }
   int operator()(const spfctl::DiffOptions& options) const { return spfctl::diff(options, output_); }

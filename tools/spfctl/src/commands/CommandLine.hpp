@@ -3,12 +3,22 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include <cppmicroservices/Any.h>
+
 namespace spfctl {
+
+/// How names stand for addresses, and further properties of a framework.
+struct FrameworkOptions {
+  std::vector<std::string> etcd;                            ///< client URLs of its members; empty: none
+  std::string table;                                        ///< file of names and their addresses; empty: none
+  std::map<std::string, cppmicroservices::Any> properties;  ///< from --property
+};
 
 /// `spfctl run`.
 struct RunOptions {
@@ -23,6 +33,7 @@ struct RunOptions {
   std::filesystem::path controlDir;  ///< empty: the standard one
   bool control = true;               ///< whether a control socket is opened
   std::string record;                ///< file for the events; empty: none
+  FrameworkOptions framework;
 };
 
 /// The running host that a command is about.
@@ -74,6 +85,15 @@ struct LogOptions {
   std::uint32_t levels = 0;
 };
 
+/// `spfctl discover`.
+struct DiscoverOptions {
+  FrameworkOptions framework;
+  std::string name;  ///< empty: all
+  std::chrono::milliseconds timeout = std::chrono::seconds(5);
+  bool watch = false;
+  bool json = false;
+};
+
 /// `spfctl check`.
 struct CheckOptions {
   std::vector<std::string> files;
@@ -122,7 +142,7 @@ class UsageError : public std::runtime_error {
 
 using Command =
     std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions, LogOptions,
-                 CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
+                 DiscoverOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected

@@ -1,16 +1,19 @@
 #include "commands/Definition.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <optional>
 #include <utility>
 
 #include "commands/completion.hpp"
+#include "commands/frameworkOptions.hpp"
 #include "commands/help.hpp"
 #include "commands/manual.hpp"
 #include "commands/version.hpp"
 #include "control/ControlFolder.hpp"
 #include "file/configurationSchema.hpp"
+#include "file/endpointTexts.hpp"
 
 namespace spfctl {
 
@@ -85,6 +88,24 @@ std::string hostName(const char* where, const std::string& text) {
   return text;
 }
 
+std::string discoveryName(const std::string& text) {
+  if (!isDiscoveryName(text)) {
+    throw UsageError("NAME is '" + text + "'; expected letters, digits, '.', '_' and '-'");
+  }
+  return text;
+}
+
+void checkDiscover(const DiscoverOptions& options) {
+  checkFramework(options.framework);
+  const bool hasEtcd = etcdSettings(options.framework).has_value();
+  if (!hasEtcd && options.framework.table.empty()) {
+    throw UsageError("spfctl discover: no source of names; expected --discovery");
+  }
+  if (options.watch && (!hasEtcd || !options.framework.table.empty())) {
+    throw UsageError("spfctl discover: --watch with table:, which never changes; expected --discovery etcd: alone");
+  }
+}
+
 void addControlDir(CLI::App& command, std::filesystem::path& folder) {
   command
       .add_option_function<std::string>(
@@ -92,6 +113,17 @@ void addControlDir(CLI::App& command, std::filesystem::path& folder) {
           "Folder of the control sockets (default: $XDG_RUNTIME_DIR/spfctl, else /run/spfctl for root and "
           "/tmp/spfctl-UID for others).")
       ->type_name("DIR");
+}
+
+// The parser's own conversion to a list would take some texts for lists.
+CLI::Option* addRepeated(CLI::App& command, const char* name, std::function<void(const std::string&)> add) {
+  return command
+      .add_option(name,
+                  [add = std::move(add)](const CLI::results_t& texts) {
+                    std::for_each(texts.begin(), texts.end(), add);
+                    return true;
+                  })
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 void addTimeout(CLI::App& command, std::chrono::milliseconds& timeout, const char* description) {
@@ -128,6 +160,7 @@ Definition::Definition()
   addWatch();
   addApply();
   addHostCommands();
+  addDiscover();
   addCheck();
   addShow();
   addDiff();
@@ -151,7 +184,10 @@ void Definition::addRun() {
                         "spfctl run weather.json\n"
                         "spfctl run weather.json --once --timeout 10s\n"
                         "generate | spfctl run -",
-                        [this] { return run_; });
+                        [this] {
+                          checkFramework(run_.framework);
+                          return run_;
+                        });
   run->add_option("FILE", run_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
   run->add_option_function<std::string>(
          "--root", [this](const std::string& text) { run_.root = existingDirectory(text); },
@@ -169,6 +205,7 @@ void Definition::addRun() {
          "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
          "commas.")
       ->type_name("LEVELS");
+  addFramework(*run, run_.framework);
   addRunAsHost(*run);
 }
 
@@ -191,6 +228,19 @@ void Definition::addRunAsHost(CLI::App& run) {
          },
          "Write the framework's events to a file, for replay.")
       ->type_name("FILE");
+}
+
+void Definition::addFramework(CLI::App& command, FrameworkOptions& framework) {
+  addRepeated(command, "--discovery", [&framework](const std::string& text) { addDiscovery(framework, text); })
+      ->type_name("SOURCE")
+      ->description(
+          "Where discovery names are looked up: etcd:URL[,URL...] names members of a cluster of etcd; table:FILE is a "
+          "JSON object from names to an address or a list of addresses. One of each may be given.");
+  addRepeated(command, "--property", [&framework](const std::string& text) { addProperty(framework, text); })
+      ->type_name("NAME=VALUE")
+      ->description(
+          "A property of the framework, which its bundles read. A VALUE that begins with { or [ is JSON, any other a "
+          "text. May be given several times.");
 }
 
 void Definition::addStatus() {
@@ -267,6 +317,28 @@ void Definition::addHostCommands() {
          "progress, exceptions, all, none, or numbers, separated by commas.")
       ->required()
       ->type_name("LEVELS");
+}
+
+void Definition::addDiscover() {
+  auto* const discover = add("discover",
+                             "List what discovery names stand for: which hosts announce which addresses, and since "
+                             "when. Needs no host.",
+                             "spfctl discover --discovery etcd:http://10.0.0.1:2379\n"
+                             "spfctl discover station --discovery etcd:http://10.0.0.1:2379 --watch\n"
+                             "spfctl discover --discovery table:names.json",
+                             [this] {
+                               checkDiscover(discover_);
+                               return discover_;
+                             });
+  discover
+      ->add_option_function<std::string>(
+          "NAME", [this](const std::string& text) { discover_.name = discoveryName(text); }, "The only name to list.")
+      ->type_name("NAME");
+  addFramework(*discover, discover_.framework);
+  discover->add_flag("--watch", discover_.watch,
+                     "Print what is announced, and then each change as it comes, a line each, until interrupted.");
+  addTimeout(*discover, discover_.timeout, "How long to wait for etcd's first answer (default: 5s).");
+  discover->add_flag("--json", discover_.json, "Print the names as JSON; with --watch, JSON lines.");
 }
 
 void Definition::addHost(CLI::App& command, HostOptions& host, bool isRequired) {
@@ -366,9 +438,12 @@ void Definition::addTexts() {
 const std::vector<ExitCodeText>& exitCodeTexts() {
   static const std::vector<ExitCodeText> texts = {
       {"0", "done; diff: no difference"},
-      {"1", "failure at run time; no such host, or connection lost; diff: there are differences"},
+      {"1",
+       "failure at run time; no such host or name, etcd out of reach, or connection lost; diff: there are differences"},
       {"2", "wrong usage; diff: any trouble"},
-      {"3", "configuration file or recording unreadable or invalid; inspect: a bundle that would be refused"},
+      {"3",
+       "configuration file, table of names or recording unreadable or invalid; inspect: a bundle that would be "
+       "refused"},
       {"4", "not ready, or no answer, in time"},
       {"5", "refused by the framework"},
       {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};

@@ -29,10 +29,12 @@ class Definition {
   CLI::App* add(const char* name, const char* description, const char* examples, std::function<Command()> choose);
   void addRun();
   void addRunAsHost(CLI::App& run);
+  void addFramework(CLI::App& command, FrameworkOptions& framework);
   void addStatus();
   void addWatch();
   void addApply();
   void addHostCommands();
+  void addDiscover();
   void addHost(CLI::App& command, HostOptions& host, bool isRequired);
   void addCheck();
   void addShow();
@@ -50,6 +52,7 @@ class Definition {
   WithdrawOptions withdraw_;
   AskOptions ask_;
   LogOptions log_;
+  DiscoverOptions discover_;
   CheckOptions check_;
   ShowOptions show_;
   DiffOptions diff_;

@@ -2,8 +2,10 @@
 
 #include <exception>
 #include <functional>
+#include <map>
 #include <memory>
 #include <ostream>
+#include <string>
 #include <utility>
 
 #include <cppmicroservices/BundleContext.h>
@@ -14,6 +16,7 @@
 #include "commands/ExitCode.hpp"
 #include "commands/LogOutput.hpp"
 #include "commands/Session.hpp"
+#include "commands/frameworkOptions.hpp"
 #include "commands/loadConfiguration.hpp"
 #include "control/ControlError.hpp"
 #include "control/ControlServer.hpp"
@@ -32,9 +35,14 @@ std::size_t bundleCount() {
 /// One run, from the host's start to its end.
 class Running {
  public:
-  Running(SharedSource source, const RunOptions& options, const Signals& signals, Changes& changes,
-          const Output& output)
-      : source_(std::move(source)), options_(options), signals_(signals), changes_(changes), output_(output) {}
+  Running(SharedSource source, std::map<std::string, cppmicroservices::Any> properties, const RunOptions& options,
+          const Signals& signals, Changes& changes, const Output& output)
+      : source_(std::move(source)),
+        properties_(std::move(properties)),
+        options_(options),
+        signals_(signals),
+        changes_(changes),
+        output_(output) {}
 
   int run() {
     const auto server = makeServer();
@@ -75,6 +83,7 @@ class Running {
   int runHost(ControlServer* server) {
     agent::host::services::HostOptions hostOptions;
     hostOptions.installationRoot = options_.root;
+    hostOptions.frameworkProperties = {properties_.begin(), properties_.end()};
     const agent::host::services::Host host(std::move(hostOptions));
     EventRecorder recorder(agent::host::services::getFramework()->GetBundleContext());
     ChangeRequests requests(changes_);
@@ -123,6 +132,7 @@ class Running {
   }
 
   const SharedSource source_;
+  const std::map<std::string, cppmicroservices::Any> properties_;
   const RunOptions& options_;
   const Signals& signals_;
   Changes& changes_;
@@ -138,10 +148,11 @@ int run(const RunOptions& options, const Signals& signals, Changes& changes, con
   }
   try {
     auto source = loadSource(options.file, output.err);
-    if (!source) {
+    auto properties = frameworkProperties(options.framework, output.err);
+    if (!source || !properties) {
       return static_cast<int>(ExitCode::invalidConfiguration);
     }
-    return Running(std::move(source), options, signals, changes, output).run();
+    return Running(std::move(source), std::move(*properties), options, signals, changes, output).run();
   } catch (const std::exception& error) {
     output.err << "spfctl: " << escaped(error.what()) << std::endl;
     return signals.received() != 0 ? 128 + signals.received() : static_cast<int>(ExitCode::failedAtRunTime);

@@ -8,6 +8,7 @@
 #include "agent/spf/frameworksupport/deadlineAfter.hpp"
 #include "commands/clientSupport.hpp"
 #include "commands/clients.hpp"
+#include "display/Table.hpp"
 
 namespace spfctl {
 
@@ -44,32 +45,6 @@ ordered_json memberOf(const ordered_json& object, const char* name) {
   const auto member = object.find(name);
   return member != object.end() ? *member : ordered_json();
 }
-
-/// A table whose columns are as wide as they need to be.
-class Table {
- public:
-  void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
-
-  void print(std::ostream& stream, const std::string& indent) const {
-    std::vector<std::size_t> widths;
-    for (const auto& row : rows_) {
-      widths.resize(std::max(widths.size(), row.size()));
-      for (std::size_t column = 0; column < row.size(); ++column) {
-        widths[column] = std::max(widths[column], columnsOf(row[column]));
-      }
-    }
-    for (const auto& row : rows_) {
-      auto line = indent;
-      for (std::size_t column = 0; column < row.size(); ++column) {
-        line += row[column] + std::string(widths[column] - columnsOf(row[column]) + 2, ' ');
-      }
-      stream << line.substr(0, line.find_last_not_of(' ') + 1) << '\n';
-    }
-  }
-
- private:
-  std::vector<std::vector<std::string>> rows_;
-};
 
 std::string number(const ordered_json& object, const char* name) {
   const auto member = memberOf(object, name);

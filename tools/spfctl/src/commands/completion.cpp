@@ -61,6 +61,10 @@ bool takesValue(const CLI::Option& option) {
   return option.get_items_expected_max() != 0;
 }
 
+bool mayBeRepeated(const CLI::Option& option) {
+  return option.get_multi_option_policy() == CLI::MultiOptionPolicy::TakeAll;
+}
+
 // The first sentence is enough for a list.
 std::string summaryOf(const std::string& description) {
   return description.substr(0, description.find_first_of(".,;:("));
@@ -165,8 +169,9 @@ std::string zshArguments(const CLI::App& command) {
     for (const auto& name : namesOf(*option)) {
       const std::string value = takesValue(*option) ? "=" : "";
       const auto action = takesValue(*option) ? zshAction(*option) : std::string();
-      text +=
-          " \\\n        " + quoted(name + value + "[" + summaryOf(option->get_description()) + "]" + action, "'\\''");
+      text += " \\\n        " + quoted(std::string(mayBeRepeated(*option) ? "*" : "") + name + value + "[" +
+                                           summaryOf(option->get_description()) + "]" + action,
+                                       "'\\''");
     }
   }
   return text;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "agent/spf/frameworksupport/Address.hpp"
+#include "file/endpointTexts.hpp"
 #include "file/jsonText.hpp"
 
 namespace spfctl {
@@ -15,7 +16,6 @@ namespace spfctl {
 namespace {
 
 using agent::spf::frameworksupport::Address;
-using agent::spf::frameworksupport::isWildcard;
 using agent::spf::frameworksupport::mayCollide;
 using agent::spf::frameworksupport::parseAddress;
 using agent::spf::frameworksupport::Place;
@@ -41,11 +41,6 @@ const std::vector<JsonValue>& listOf(const JsonValue& object, const char* key) {
   static const std::vector<JsonValue> none;
   const auto* const value = find(object, key, Kind::array);
   return value == nullptr ? none : value->elements;
-}
-
-bool isDiscoveryName(const std::string& text) {
-  return !text.empty() && text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-") ==
-                              std::string::npos;
 }
 
 // The places that a configuration binds, by what all that may collide have in common.
@@ -140,23 +135,20 @@ class Warnings {
   }
 
   void warnAboutAddress(const JsonValue& endpoint, bool isBound) {
-    try {
-      const auto address = parseAddress(endpoint.text);
-      if (!isBound) {
-        warnAboutPeer(endpoint, address);
-      } else if (const auto other = bound_.add(address); !other.empty()) {
-        findings_.warning(endpoint.offset, "the address '" + endpoint.text + "' is bound twice, as '" + other +
-                                               "' before; expected an address of its own");
-      }
-    } catch (const std::runtime_error& error) {
-      findings_.warning(endpoint.offset, error.what());
+    const auto problem = isBound ? whyNotBound(endpoint.text) : whyNoPeer(endpoint.text);
+    if (!problem.empty()) {
+      findings_.warning(endpoint.offset, problem);
     }
   }
 
-  void warnAboutPeer(const JsonValue& endpoint, const Address& address) {
-    if (isWildcard(address) || (address.scheme == Scheme::tcp && address.where == "*")) {
-      findings_.warning(endpoint.offset,
-                        "the address '" + endpoint.text + "' is none of a peer; expected a host and a port");
+  std::string whyNotBound(const std::string& text) {
+    try {
+      const auto other = bound_.add(parseAddress(text));
+      return other.empty() ? ""
+                           : "the address '" + text + "' is bound twice, as '" + other +
+                                 "' before; expected an address of its own";
+    } catch (const std::runtime_error& error) {
+      return error.what();
     }
   }
 

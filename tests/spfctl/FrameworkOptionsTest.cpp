@@ -1,0 +1,216 @@
+#include "commands/frameworkOptions.hpp"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <vector>
+
+#include <cppmicroservices/AnyMap.h>
+
+#include "commands/CommandLine.hpp"
+#include "support/Workspace.hpp"
+
+namespace spf::test {
+
+using namespace spfctl;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
+
+class APropertyOfTheFramework : public testing::Test {
+ protected:
+  static std::map<std::string, Any> given(const std::vector<std::string>& properties) {
+    std::vector<std::string> arguments = {"run"};
+    for (const auto& property : properties) {
+      arguments.insert(arguments.end(), {"--property", property});
+    }
+    arguments.emplace_back("file.json");
+    const auto options = std::get<RunOptions>(parseCommandLine(arguments));
+    EXPECT_EQ(options.file, "file.json");
+    return options.framework.properties;
+  }
+  static Any valueOf(const std::string& value) { return given({"p=" + value}).at("p"); }
+  static std::string textOf(const std::string& value) { return any_cast<std::string>(valueOf(value)); }
+  static std::string complaint(const std::vector<std::string>& properties) {
+    try {
+      given(properties);
+    } catch (const UsageError& error) {
+      return error.what();
+    }
+    return "no complaint";
+  }
+};
+
+TEST_F(APropertyOfTheFramework, IsATextUnlessItLooksLikeAnObjectOrAList) {
+  for (const auto* value : {"", "10", "true", "null", "\"quoted\"", " {}", "a=b", "x,y", "%%", "/path/to file", "-"}) {
+    EXPECT_EQ(textOf(value), value);
+  }
+}
+
+TEST_F(APropertyOfTheFramework, IsAMapForAnObject) {
+  const auto map = any_cast<AnyMap>(valueOf(R"({"station": "tcp://h:1", "many": ["a", 2, true], "deep": {"x": 1.5}})"));
+  EXPECT_EQ(map.size(), 3u);
+  EXPECT_EQ(any_cast<std::string>(map.at("station")), "tcp://h:1");
+  const auto list = any_cast<std::vector<Any>>(map.at("many"));
+  ASSERT_EQ(list.size(), 3u);
+  EXPECT_EQ(any_cast<std::string>(list[0]), "a");
+  EXPECT_EQ(any_cast<int>(list[1]), 2);
+  EXPECT_TRUE(any_cast<bool>(list[2]));
+  EXPECT_EQ(any_cast<double>(any_cast<AnyMap>(map.at("deep")).at("x")), 1.5);
+}
+
+TEST_F(APropertyOfTheFramework, IsAListForAList) {
+  const auto list = any_cast<std::vector<Any>>(valueOf(R"(["a,b", []])"));
+  ASSERT_EQ(list.size(), 2u);
+  EXPECT_EQ(any_cast<std::string>(list[0]), "a,b");
+  EXPECT_TRUE(any_cast<std::vector<Any>>(list[1]).empty());
+  EXPECT_TRUE(any_cast<AnyMap>(valueOf("{}")).empty());
+}
+
+TEST_F(APropertyOfTheFramework, StandsBesideOthers) {
+  const auto properties = given({"spf.advertise=10.0.0.1", "spf.discovery.etcd.ttl=5", "a=[1]"});
+  EXPECT_EQ(properties.size(), 3u);
+  EXPECT_EQ(any_cast<std::string>(properties.at("spf.advertise")), "10.0.0.1");
+  EXPECT_EQ(any_cast<std::string>(properties.at("spf.discovery.etcd.ttl")), "5");
+}
+
+TEST_F(APropertyOfTheFramework, IsThereOnlyIfItIsGiven) {
+  EXPECT_TRUE(given({}).empty());
+}
+
+TEST_F(APropertyOfTheFramework, NeedsANameAndASignOfEquality) {
+  EXPECT_EQ(complaint({"spf.advertise"}), "--property is 'spf.advertise'; expected NAME=VALUE");
+  EXPECT_EQ(complaint({""}), "--property is ''; expected NAME=VALUE");
+  EXPECT_EQ(complaint({"{}"}), "--property is '{}'; expected NAME=VALUE");
+  EXPECT_EQ(complaint({"=x"}), "--property has the name ''; expected letters, digits, '.', '_' and '-'");
+  EXPECT_EQ(complaint({"a b=x"}), "--property has the name 'a b'; expected letters, digits, '.', '_' and '-'");
+  EXPECT_EQ(complaint({"[a]=[b]"}).find("--property has the name "), 0u);
+}
+
+TEST_F(APropertyOfTheFramework, IsGivenOnce) {
+  EXPECT_EQ(complaint({"a=1", "b=2", "a=1"}), "--property a is given twice; expected it once");
+}
+
+TEST_F(APropertyOfTheFramework, IsNoneOfTheRuntime) {
+  EXPECT_EQ(complaint({"org.cppmicroservices.framework.storage=/tmp"}),
+            "--property org.cppmicroservices.framework.storage is for the host to set; expected a property that "
+            "bundles read");
+}
+
+TEST_F(APropertyOfTheFramework, HasThePlaceOfBrokenJsonInItsMessage) {
+  EXPECT_EQ(complaint({"p={\"a\": 1,}"}).find("--property p:1:9: syntax error"), 0u) << complaint({"p={\"a\": 1,}"});
+  EXPECT_EQ(complaint({"p=[1,\n 2"}).find("--property p:2:3: "), 0u) << complaint({"p=[1,\n 2"});
+  EXPECT_EQ(complaint({"p=[1] x"}).find("--property p:1:5: "), 0u) << complaint({"p=[1] x"});
+  EXPECT_EQ(complaint({R"(p={"a": 1, "a": 2})"}), "--property p:1:10: the key 'a' is given twice; expected it once");
+  EXPECT_EQ(complaint({R"(p={"a": 1, "A": 2})"}),
+            "--property p:1:10: the key 'A' is given twice, as 'a' before; expected keys that differ in more than "
+            "case");
+}
+
+class ASourceOfNames : public testing::Test {
+ protected:
+  static FrameworkOptions given(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"run", "file.json"});
+    return std::get<RunOptions>(parseCommandLine(arguments)).framework;
+  }
+  static std::string complaint(const std::vector<std::string>& arguments) {
+    try {
+      given(arguments);
+    } catch (const UsageError& error) {
+      return error.what();
+    }
+    return "no complaint";
+  }
+
+  const Workspace workspace_;
+};
+
+TEST_F(ASourceOfNames, MayBeATable) {
+  const auto file = workspace_.write("table.json", R"({"station": "tcp://127.0.0.1:5555"})");
+  const auto options = given({"--discovery", "table:" + file, "--property", "a=b"});
+  std::ostringstream messages;
+  const auto properties = frameworkProperties(options, messages);
+  ASSERT_TRUE(properties) << messages.str();
+  EXPECT_EQ(messages.str(), "");
+  EXPECT_EQ(properties->size(), 2u);
+  EXPECT_EQ(any_cast<std::string>(any_cast<AnyMap>(properties->at("spf.discovery")).at("station")),
+            "tcp://127.0.0.1:5555");
+  EXPECT_EQ(any_cast<std::string>(properties->at("a")), "b");
+}
+
+TEST_F(ASourceOfNames, NamesFileAndPlaceOfWhatIsWrongInATable) {
+  const auto file = workspace_.write("table.json", "{\n  \"station\": 7\n}\n");
+  std::ostringstream messages;
+  EXPECT_FALSE(frameworkProperties(given({"--discovery", "table:" + file}), messages));
+  EXPECT_EQ(messages.str(), file + ":2:14: found a number; expected a string or an array\n" +
+                                "  2 |   \"station\": 7\n    |              ^\n");
+}
+
+TEST_F(ASourceOfNames, SaysWhyATableCannotBeRead) {
+  std::ostringstream messages;
+  EXPECT_FALSE(frameworkProperties(given({"--discovery", "table:/does/not/exist"}), messages));
+  EXPECT_EQ(messages.str(), "spfctl: /does/not/exist: cannot be read: No such file or directory\n");
+}
+
+TEST_F(ASourceOfNames, IsOfAKnownKind) {
+  for (const auto* text : {"", "table", "table:", "table:-", "file:x", "/etc/names.json"}) {
+    EXPECT_EQ(complaint({"--discovery", text}),
+              std::string("--discovery is '") + text + "'; expected etcd:URL[,URL...] or table:FILE");
+  }
+}
+
+TEST_F(ASourceOfNames, IsGivenOnce) {
+  EXPECT_EQ(complaint({"--discovery", "table:a", "--discovery", "table:b"}),
+            "--discovery table: is given twice; expected one file");
+  EXPECT_EQ(complaint({"--discovery", "table:a", "--property", "spf.discovery={}"}),
+            "--property spf.discovery is given beside --discovery table:, which sets it; expected one of them");
+}
+
+TEST_F(ASourceOfNames, MayBeEtcd) {
+  const auto options = given(
+      {"--discovery", "etcd:http://10.0.0.1:2379, http://10.0.0.2:2379", "--property", "spf.discovery.etcd.ttl=5"});
+  std::ostringstream messages;
+  const auto properties = frameworkProperties(options, messages);
+  ASSERT_TRUE(properties);
+  EXPECT_EQ(properties->size(), 2u);
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.discovery.etcd")), "http://10.0.0.1:2379,http://10.0.0.2:2379");
+  const auto settings = etcdSettings(options);
+  ASSERT_TRUE(settings);
+  EXPECT_EQ(settings->members, (std::vector<std::string>{"http://10.0.0.1:2379", "http://10.0.0.2:2379"}));
+  EXPECT_EQ(settings->ttl, std::chrono::seconds(5));
+  EXPECT_EQ(settings->prefix, "/spf/");
+  EXPECT_FALSE(etcdSettings(given({"--discovery", "table:f"})));
+}
+
+TEST_F(ASourceOfNames, MayBeEtcdBesideATable) {
+  const auto options = given({"--discovery", "table:f", "--discovery", "etcd:http://10.0.0.1:2379"});
+  EXPECT_EQ(options.table, "f");
+  EXPECT_EQ(options.etcd, std::vector<std::string>{"http://10.0.0.1:2379"});
+}
+
+TEST_F(ASourceOfNames, NamesWhatIsNoUrlOfEtcd) {
+  for (const auto* text : {"", "10.0.0.1", "http://10.0.0.1:2379,", "ftp://10.0.0.1:2379"}) {
+    const auto said = complaint({"--discovery", std::string("etcd:") + text});
+    EXPECT_EQ(said.find("--discovery etcd: "), 0u) << said;
+  }
+  EXPECT_NE(complaint({"--discovery", "etcd:ftp://10.0.0.1:2379"}).find("ftp://10.0.0.1:2379"), std::string::npos);
+}
+
+TEST_F(ASourceOfNames, IsEtcdOnce) {
+  EXPECT_EQ(complaint({"--discovery", "etcd:http://a:1", "--discovery", "etcd:http://b:1"}),
+            "--discovery etcd: is given twice; expected one list of members");
+  EXPECT_EQ(complaint({"--discovery", "etcd:http://a:1", "--property", "spf.discovery.etcd=http://b:1"}),
+            "--property spf.discovery.etcd is given beside --discovery etcd:, which sets it; expected one of them");
+}
+
+TEST_F(ASourceOfNames, HasSettingsThatEtcdCanBeUsedWith) {
+  const auto said = [](const std::string& property) {
+    return complaint({"--discovery", "etcd:http://a:1", "--property", property});
+  };
+  EXPECT_EQ(said("spf.discovery.etcd.ttl=soon"),
+            "framework property 'spf.discovery.etcd.ttl': 'soon'; expected whole seconds from 1 to 3600");
+  EXPECT_EQ(said("spf.discovery.etcd.ttl=[5]"), "framework property 'spf.discovery.etcd.ttl' is JSON; expected a text");
+  EXPECT_NE(said("spf.discovery.etcd.cert=a.pem").find("'spf.discovery.etcd.key'"), std::string::npos);
+}
+
+}  // namespace spf::test

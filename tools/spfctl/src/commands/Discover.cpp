@@ -1,0 +1,211 @@
+#include "commands/Discover.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <iterator>
+#include <mutex>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/spf/etcd/Registry.hpp"
+#include "agent/spf/frameworksupport/deadlineAfter.hpp"
+#include "commands/Changes.hpp"
+#include "commands/frameworkOptions.hpp"
+#include "discovery/FollowedNames.hpp"
+#include "discovery/nameTexts.hpp"
+#include "display/terminalText.hpp"
+
+namespace spfctl {
+
+namespace {
+
+using agent::spf::etcd::NameRecord;
+using agent::spf::etcd::Registry;
+using agent::spf::frameworksupport::deadlineAfter;
+using std::chrono::system_clock;
+
+/// What the thread of a registry reports to the one that waits. Synchronised by itself.
+class News {
+ public:
+  Registry::Callbacks callbacks() {
+    return {[this] { changes_.note(); }, [this](const std::string& warning) { add(warning); }};
+  }
+
+  unsigned long count() const { return changes_.count(); }
+
+  void waitForMoreThan(unsigned long seen, std::chrono::steady_clock::time_point deadline) {
+    changes_.waitForMoreThan(seen, deadline);
+  }
+
+  /// Returns the warnings since the last call.
+  std::vector<std::string> takeWarnings() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(warnings_, {});
+  }
+
+ private:
+  void add(const std::string& warning) {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      warnings_.push_back(warning);
+    }
+    changes_.note();
+  }
+
+  Changes changes_;
+  std::mutex mutex_;
+  // Guarded by `mutex_`:
+  std::vector<std::string> warnings_;
+};
+
+/// One look at etcd, from the first listing on.
+class Looking {
+ public:
+  Looking(const DiscoverOptions& options, const agent::spf::etcd::Settings& settings, const Output& output)
+      : options_(options),
+        prefix_(settings.prefix),
+        output_(output),
+        names_(options.name),
+        registry_(settings, news_.callbacks()) {}
+
+  /// Waits for the first listing. What failed in time is known to be out of reach; what did not may still answer.
+  /// \return the exit code, `done` if it has arrived
+  ExitCode waitUntilListed() {
+    const auto deadline = deadlineAfter(options_.timeout);
+    auto seen = news_.count();
+    while (!registry_.isListed() && std::chrono::steady_clock::now() < deadline) {
+      news_.waitForMoreThan(seen, deadline);
+      seen = news_.count();
+    }
+    const bool hasFailed = !news_.takeWarnings().empty();
+    if (registry_.isListed()) {
+      return ExitCode::done;
+    }
+    warn(hasFailed ? "etcd cannot be reached: " + registry_.trouble() : "no answer from etcd in time");
+    return hasFailed ? ExitCode::failedAtRunTime : ExitCode::notReadyInTime;
+  }
+
+  std::vector<NameRecord> records() {
+    update();
+    return names_.records();
+  }
+
+  /// Prints changes until nobody reads them any more.
+  ExitCode follow() {
+    while (!output_.isAbandoned()) {
+      const auto seen = news_.count();
+      for (const auto& change : update()) {
+        const auto now = system_clock::now();
+        output_.out << (options_.json ? changeAsJson(change, now) : changeLine(change, now)) << std::endl;
+      }
+      if (!output_.out.good()) {
+        break;
+      }
+      reportTrouble();
+      news_.waitForMoreThan(seen, deadlineAfter(std::chrono::milliseconds::max()));
+    }
+    return ExitCode::done;
+  }
+
+ private:
+  void warn(const std::string& message) const { output_.err << "spfctl discover: " << escaped(message) << std::endl; }
+
+  std::vector<NameChange> update() {
+    auto update = names_.update(registry_.entries());
+    for (const auto& [key, reason] : update.unreadable) {
+      warn("warning: key '" + prefix_ + key + "' is left out: " + reason);
+    }
+    return std::move(update.changes);
+  }
+
+  void reportTrouble() {
+    for (const auto& warning : news_.takeWarnings()) {
+      warn("warning: " + warning);
+      isInTrouble_ = true;
+    }
+    if (isInTrouble_ && registry_.trouble().empty()) {
+      warn("etcd answers again");
+      isInTrouble_ = false;
+    }
+  }
+
+  const DiscoverOptions& options_;
+  const std::string prefix_;
+  const Output& output_;
+  FollowedNames names_;
+  bool isInTrouble_ = false;
+  News news_;
+  Registry registry_;  // after what its thread uses
+};
+
+std::vector<NameRecord> recordsOf(const CheckedTable& table, const std::string& name) {
+  std::vector<NameRecord> records;
+  for (const auto& [entry, addresses] : table.addresses) {
+    for (const auto& address : addresses) {
+      if (name.empty() || name == entry) {
+        NameRecord record;
+        record.name = entry;
+        record.address = address;
+        records.push_back(std::move(record));
+      }
+    }
+  }
+  return records;
+}
+
+ExitCode print(const std::vector<NameRecord>& records, const DiscoverOptions& options, const Output& output) {
+  if (options.json) {
+    output.out << namesAsJson(records);
+  } else if (!records.empty()) {
+    printNames(output.out, records, system_clock::now());
+  }
+  if (records.empty()) {
+    output.err << "spfctl discover: "
+               << (options.name.empty() ? "no name stands for an address"
+                                        : "the name '" + options.name + "' stands for no address")
+               << '\n';
+  }
+  return records.empty() && !options.name.empty() ? ExitCode::failedAtRunTime : ExitCode::done;
+}
+
+ExitCode lookAtEtcd(const DiscoverOptions& options, std::vector<NameRecord> records, const Output& output) {
+  const auto settings = etcdSettings(options.framework);
+  if (!settings) {
+    return print(records, options, output);
+  }
+  Looking looking(options, *settings, output);
+  const auto code = looking.waitUntilListed();
+  if (code != ExitCode::done || options.watch) {
+    return code != ExitCode::done ? code : looking.follow();
+  }
+  auto announced = looking.records();
+  records.insert(records.end(), std::make_move_iterator(announced.begin()), std::make_move_iterator(announced.end()));
+  std::stable_sort(records.begin(), records.end(),
+                   [](const NameRecord& left, const NameRecord& right) { return left.name < right.name; });
+  return print(records, options, output);
+}
+
+}  // namespace
+
+ExitCode discover(const DiscoverOptions& options, const Output& output) {
+  try {
+    std::vector<NameRecord> records;
+    if (!options.framework.table.empty()) {
+      const auto table = loadTable(options.framework.table, output.err);
+      if (!table) {
+        return ExitCode::invalidConfiguration;
+      }
+      records = recordsOf(*table, options.name);
+    }
+    return lookAtEtcd(options, std::move(records), output);
+  } catch (const std::exception& error) {
+    output.err << "spfctl discover: " << escaped(error.what()) << std::endl;
+    return ExitCode::failedAtRunTime;
+  }
+}
+
+}  // namespace spfctl
