@@ -23,7 +23,7 @@ class Backoff {
   const Duration first_;
   const Duration cap_;
   Duration step_;
-  std::minstd_rand random_;
+  std::mt19937 random_;
 };
 
 }  // namespace agent::spf::etcd

@@ -1,5 +1,8 @@
 #include "OwnKeys.hpp"
 
+#include <set>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 namespace agent::spf::etcd {
@@ -25,10 +28,10 @@ void OwnKeys::put(const std::string& key, std::string value) {
   lease_.acquire();
 }
 
-void OwnKeys::remove(const std::string& key) {
+bool OwnKeys::remove(const std::string& key) {
   const auto found = keys_.find(key);
   if (found == keys_.end()) {
-    return;
+    return false;
   }
   if (found->second.mayExist) {
     found->second.value.reset();
@@ -36,6 +39,42 @@ void OwnKeys::remove(const std::string& key) {
   } else {
     keys_.erase(found);
   }
+  return true;
+}
+
+void OwnKeys::observe(const ListingAnswer& listing) {
+  std::set<std::string_view> listed;
+  for (const auto& key : listing.keys) {
+    listed.insert(key.key);
+    observe({Change::Kind::put, key});
+  }
+  for (auto& [key, own] : keys_) {
+    if (listed.count(key) == 0) {
+      own.lost = listing.revision;
+    }
+  }
+}
+
+void OwnKeys::observe(const Change& change) {
+  const auto& stored = change.key;
+  const auto found = keys_.find(stored.key);
+  const bool isOfThisLease = stored.lease != 0 && stored.lease == lease_.id();
+  if (found == keys_.end()) {
+    if (change.kind == Change::Kind::put && isOfThisLease) {
+      removeStray(stored.key);
+    }
+    return;
+  }
+  const bool isSetBack = isOfThisLease && found->second.value && *found->second.value != stored.value;
+  if (change.kind == Change::Kind::deleted || isSetBack) {
+    found->second.lost = stored.revision;
+  }
+}
+
+void OwnKeys::removeStray(const std::string& key) {
+  auto& own = keys_[key];
+  own.version = ++lastVersion_;
+  own.mayExist = true;
 }
 
 void OwnKeys::tick(TimePoint now) {
@@ -66,7 +105,8 @@ bool OwnKeys::isDue(const OwnKey& key) const {
   if (!key.value) {
     return true;
   }
-  return lease_.id() != 0 && (key.written != key.version || key.lease != lease_.id());
+  const bool isWritten = key.written == key.version && key.lease == lease_.id() && key.lost <= key.revision;
+  return lease_.id() != 0 && !isWritten;
 }
 
 OwnKeys::Batch OwnKeys::nextBatch() {
@@ -99,17 +139,21 @@ void OwnKeys::write(Batch batch) {
 }
 
 void OwnKeys::receive(const Batch& batch, const GatewayAnswer& answer) {
-  if (answer.problem.empty()) {
-    acknowledge(batch);
-    return;
-  }
   if (answer.code == grpcNotFound) {
     lease_.lapse(batch.lease);
   }
-  fail(answer);
+  if (!answer.problem.empty()) {
+    fail(answer.member, answer.problem);
+    return;
+  }
+  try {
+    acknowledge(batch, decodeRevision(answer.body));
+  } catch (const std::runtime_error& error) {
+    fail(answer.member, gateway_.describe(answer.member, error.what()));
+  }
 }
 
-void OwnKeys::acknowledge(const Batch& batch) {
+void OwnKeys::acknowledge(const Batch& batch, Revision revision) {
   for (std::size_t i = 0; i < batch.writes.size(); ++i) {
     const auto found = keys_.find(batch.writes[i].key);
     if (found == keys_.end() || found->second.version != batch.versions[i]) {
@@ -119,17 +163,26 @@ void OwnKeys::acknowledge(const Batch& batch) {
       keys_.erase(found);
       continue;
     }
-    found->second.written = batch.versions[i];
-    found->second.lease = batch.lease;
+    acknowledge(found->second, batch.versions[i], batch.lease, revision);
   }
   phase_ = Phase::idle;
   trouble_.clear();
   attempts_.succeed();
 }
 
-void OwnKeys::fail(const GatewayAnswer& answer) {
-  trouble_.report(answer.member, answer.problem);
-  restart(attempts_.fail(answer.member, TimePoint::clock::now()));
+void OwnKeys::acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision) {
+  // Revisions are comparable only while the lease lives: a store that was set up anew has lost it and begins with one.
+  if (key.lease != lease) {
+    key.lost = 0;
+  }
+  key.written = version;
+  key.lease = lease;
+  key.revision = revision;
+}
+
+void OwnKeys::fail(std::size_t member, const std::string& problem) {
+  trouble_.report(member, problem);
+  restart(attempts_.fail(member, TimePoint::clock::now()));
 }
 
 }  // namespace agent::spf::etcd

@@ -29,7 +29,17 @@ class OwnKeys {
   OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix, std::chrono::milliseconds timeout);
 
   void put(const std::string& key, std::string value);
-  void remove(const std::string& key);
+
+  /// Returns whether the key was there.
+  bool remove(const std::string& key);
+
+  /// Compares with a listing, as `observe` does with a change.
+  void observe(const ListingAnswer& listing);
+
+  /// Writes a key again that somebody else has deleted or that a delayed request has set back, and deletes one that
+  /// such a request has brought back: a member that was stopped may carry out late what another one was asked to do,
+  /// too.
+  void observe(const Change& change);
 
   /// Returns why keys are not written; empty if all is well.
   const std::string& trouble() const noexcept { return trouble_.text(); }
@@ -54,6 +64,8 @@ class OwnKeys {
     std::uint64_t version = 0;         // of the last change by this process
     std::uint64_t written = 0;         // the version that etcd has
     LeaseId lease = 0;                 // with which it was written
+    Revision revision = 0;             // of the store when it was written
+    Revision lost = 0;                 // of the store when it was seen to differ
     bool mayExist = false;             // in etcd
   };
 
@@ -67,8 +79,10 @@ class OwnKeys {
   Batch nextBatch();
   void write(Batch batch);
   void receive(const Batch& batch, const GatewayAnswer& answer);
-  void acknowledge(const Batch& batch);
-  void fail(const GatewayAnswer& answer);
+  void acknowledge(const Batch& batch, Revision revision);
+  static void acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision);
+  void removeStray(const std::string& key);
+  void fail(std::size_t member, const std::string& problem);
 
   Gateway& gateway_;
   Lease& lease_;

@@ -146,8 +146,8 @@ class Registry::Impl {
   void obey(const Write& order) {
     if (order.value) {
       keys_.put(order.key, *order.value);
-    } else {
-      keys_.remove(order.key);
+    } else if (keys_.remove(order.key)) {
+      copy_.erase(order.key);
     }
   }
 
@@ -254,7 +254,7 @@ class Registry::Impl {
   Lease lease_{gateway_, attempts(), settings_.ttl};
   OwnKeys keys_{gateway_, lease_, attempts(), settings_.prefix, third_};
   Copy copy_;
-  Watch watch_{gateway_, attempts(), copy_, settings_};
+  Watch watch_{gateway_, attempts(), copy_, keys_, settings_};
   std::deque<Write> current_;  // orders that are being obeyed
   bool isRecovering_ = false;
   bool isWarned_ = false;

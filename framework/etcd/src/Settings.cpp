@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 
 #include "validate.hpp"
@@ -54,11 +54,11 @@ void validateUrl(const std::string& url) {
 
 std::string readFile(const std::string& setting, const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(file), {}};
-  if (!file.is_open() || file.bad() || content.empty()) {
+  std::ostringstream content;
+  if (!file.is_open() || !(content << file.rdbuf())) {
     throw std::invalid_argument(setting + ": cannot read '" + path + "'");
   }
-  return content;
+  return content.str();
 }
 
 void validateFile(const std::string& setting, const std::string& path) {

@@ -6,10 +6,11 @@
 
 namespace agent::spf::etcd {
 
-Watch::Watch(Gateway& gateway, Attempts attempts, Copy& copy, const Settings& settings)
+Watch::Watch(Gateway& gateway, Attempts attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings)
     : gateway_(gateway),
       attempts_(std::move(attempts)),
       copy_(copy),
+      ownKeys_(ownKeys),
       prefix_(settings.prefix),
       ttl_(settings.ttl),
       third_(std::chrono::milliseconds(settings.ttl) / 3) {}
@@ -74,6 +75,7 @@ void Watch::receiveListing(const GatewayAnswer& answer) {
 }
 
 void Watch::takeListing(ListingAnswer listing) {
+  ownKeys_.observe(listing);
   Copy::Entries entries;
   for (auto& key : listing.keys) {
     entries.emplace(std::move(key.key), std::move(key.value));
@@ -112,6 +114,7 @@ void Watch::receivePiece(std::string_view piece) {
 bool Watch::receiveMessage(const std::string& message) {
   const auto answer = decodeWatch(message, prefix_);
   for (const auto& change : answer.changes) {
+    ownKeys_.observe(change);
     if (change.kind == Change::Kind::put) {
       copy_.put(change.key.key, change.key.value);
     } else {

@@ -9,6 +9,7 @@
 #include "Attempts.hpp"
 #include "Copy.hpp"
 #include "Gateway.hpp"
+#include "OwnKeys.hpp"
 #include "StreamSplitter.hpp"
 #include "Trouble.hpp"
 #include "agent/spf/etcd/Settings.hpp"
@@ -26,7 +27,7 @@ class Watch {
  public:
   using TimePoint = Attempts::TimePoint;
 
-  Watch(Gateway& gateway, Attempts attempts, Copy& copy, const Settings& settings);
+  Watch(Gateway& gateway, Attempts attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings);
 
   /// Returns whether a listing has ever arrived.
   bool isListed() const noexcept { return isListed_; }
@@ -67,6 +68,7 @@ class Watch {
   Gateway& gateway_;
   Attempts attempts_;
   Copy& copy_;
+  OwnKeys& ownKeys_;
   const std::string prefix_;
   const std::chrono::seconds ttl_;
   const std::chrono::milliseconds third_;

@@ -232,7 +232,11 @@ WatchAnswer decodeWatch(const std::string& message, const std::string& prefix) {
 }
 
 Revision decodeRevision(const std::string& body) {
-  return number(object(parse(body), "header"), "revision");
+  const auto json = parse(body);
+  if (!flag(json, "succeeded")) {
+    throw std::runtime_error("an answer that says nothing of the writes");
+  }
+  return number(object(json, "header"), "revision");
 }
 
 LeaseAnswer decodeGrant(const std::string& body) {

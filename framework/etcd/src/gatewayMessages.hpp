@@ -78,7 +78,7 @@ std::string encodeUser(const std::string& user, const std::string& password);
 ListingAnswer decodeListing(const std::string& body, const std::string& prefix);
 WatchAnswer decodeWatch(const std::string& message, const std::string& prefix);
 
-/// Returns the revision that the store had after a write.
+/// Returns the revision that the store had after the writes.
 Revision decodeRevision(const std::string& body);
 LeaseAnswer decodeGrant(const std::string& body);
 LeaseAnswer decodeKeepAlive(const std::string& body);

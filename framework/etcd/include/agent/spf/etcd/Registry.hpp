@@ -55,7 +55,7 @@ class Registry {
   /// \throws std::invalid_argument  if key and value have more than 512 KiB together, which etcd would not take
   void put(std::string key, std::string value);
 
-  /// Removes a key that was put by this registry; does nothing for others.
+  /// Removes a key that was put by this registry, from the entries at once; does nothing for others.
   void remove(const std::string& key);
 
   /// Returns the copy, which never changes: a change makes a new one. Empty before the first listing.
