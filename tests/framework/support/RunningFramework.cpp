@@ -29,10 +29,13 @@ constexpr int firstPort = 20000;
 constexpr unsigned int firstCommonPort = 10000;
 constexpr unsigned int portCount = 10000;
 
-HostOptions optionsWith(const AnyMap& discoveryTable) {
+HostOptions optionsWith(const AnyMap& discoveryTable, const AnyMap& properties) {
   HostOptions options;
   options.permissionCheck = false;  // the build tree may have any permissions
   options.frameworkProperties["spf.discovery"] = discoveryTable;
+  for (const auto& [key, value] : properties) {
+    options.frameworkProperties[key] = value;
+  }
   return options;
 }
 
@@ -62,7 +65,8 @@ std::string hostOfThisProcess() {
 
 }  // namespace
 
-RunningFramework::RunningFramework(const AnyMap& discoveryTable) : host_(optionsWith(discoveryTable)) {
+RunningFramework::RunningFramework(const AnyMap& discoveryTable, const AnyMap& properties)
+    : host_(optionsWith(discoveryTable, properties)) {
   for (const auto* name : {L"serialisationproviders", L"externalprocessdiscovery", L"providers", L"framework",
                            L"servicepublishers", L"clients"}) {
     installAndStart(directory(name));

@@ -15,7 +15,9 @@ namespace frameworktest {
 /// A host with the bundles of the build tree, and a listener that records their events.
 class RunningFramework {
  public:
-  explicit RunningFramework(const cppmicroservices::AnyMap& discoveryTable = {});
+  /// \param properties  further properties of the framework
+  explicit RunningFramework(const cppmicroservices::AnyMap& discoveryTable = {},
+                            const cppmicroservices::AnyMap& properties = {});
   ~RunningFramework();
 
   RecordingListener& events() { return *listener_; }
