@@ -69,6 +69,12 @@ std::string instanceName(const std::string& configurationPID, const std::string&
   return name + '/' + publisherID;
 }
 
+/// Returns the ID of the configuration with a PID: the name of the instance of its factory.
+std::string configurationID(const std::string& pid) {
+  const auto separator = pid.find('~');
+  return separator == std::string::npos ? pid : pid.substr(separator + 1);
+}
+
 Publisher readPublisher(const std::string& pid, const std::string& id, const AnyMap& entry, const Services& services,
                         std::uint32_t modificationCount) {
   AnyMap properties(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
@@ -76,6 +82,7 @@ Publisher readPublisher(const std::string& pid, const std::string& id, const Any
   properties["name"] = text(entry, "name");
   properties["config"] = ref_any_cast<AnyMap>(entry.at("config"));
   properties["services"] = servicesOf(id, services);
+  properties["configurationID"] = configurationID(pid);
   properties["modificationCount"] = static_cast<int>(modificationCount);
   return {{text(entry, "factoryPID"), instanceName(pid, id)}, id, std::move(properties)};
 }

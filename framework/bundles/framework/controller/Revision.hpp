@@ -47,7 +47,7 @@ struct Revision {
 std::uint32_t modificationCountOf(const cppmicroservices::AnyMap& properties);
 
 /// Splits a configuration into its publishers. The properties of each are `uniqueID`, `name`, `config`, `services`
-/// (the entries of the interfaces that are mapped to it) and `modificationCount`.
+/// (the entries of the interfaces that are mapped to it), `configurationID` and `modificationCount`.
 /// \param pid  the configuration's PID; part of the publishers' instance names
 /// \throws std::out_of_range or cppmicroservices::BadAnyCastException if its lists cannot be read
 Revision readRevision(const std::string& pid, const cppmicroservices::AnyMap& properties);

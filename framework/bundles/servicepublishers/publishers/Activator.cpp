@@ -15,6 +15,7 @@
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::Discovery;
+using agent::spf::frameworkinterfaces::DiscoveryListener;
 using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworkinterfaces::HealthCheck;
 using agent::spf::frameworkinterfaces::Transport;
@@ -38,19 +39,15 @@ class Factory : public ManagedServiceFactory {
   const std::shared_ptr<PublisherManager> manager_;
 };
 
-/// Retries what publishers could not open, whenever a service of this class is registered or changed: it may be the
-/// missing one, or a discovery that knows more names.
+/// Lets the publishers follow a class of services, whenever one of them is registered, changed or unregistered: it may
+/// be the missing one, or take over from another one.
 template <class Service>
-cppmicroservices::ListenerToken retryOnChange(cppmicroservices::BundleContext& context,
-                                              const std::shared_ptr<PublisherManager>& manager) {
+cppmicroservices::ListenerToken followServices(cppmicroservices::BundleContext& context,
+                                               const std::shared_ptr<PublisherManager>& manager) {
   // One listener for each class: in some releases of CppMicroServices a filter for two classes receives the events of
   // one of them only.
   return context.AddServiceListener(
-      [manager](const ServiceEvent& event) {
-        if (event.GetType() == ServiceEvent::SERVICE_REGISTERED || event.GetType() == ServiceEvent::SERVICE_MODIFIED) {
-          manager->retry();
-        }
-      },
+      [manager](const ServiceEvent&) { manager->followServices(); },
       "(" + cppmicroservices::Constants::OBJECTCLASS + "=" + us_service_interface_iid<Service>() + ")");
 }
 
@@ -61,8 +58,9 @@ class Activator : public cppmicroservices::BundleActivator {
   void Start(cppmicroservices::BundleContext context) override {
     manager_ = std::make_shared<PublisherManager>(context);
     status_ = context.RegisterService<EndpointStatus>(manager_->states());
-    transportListener_ = retryOnChange<Transport>(context, manager_);
-    discoveryListener_ = retryOnChange<Discovery>(context, manager_);
+    transportListener_ = followServices<Transport>(context, manager_);
+    discoveryListener_ = followServices<Discovery>(context, manager_);
+    names_ = context.RegisterService<DiscoveryListener>(manager_);
     rpc_ = registerFactory(context, Kind::rpc, "zk.spf.rpcservicepublisher");
     legacy_ = registerFactory(context, Kind::legacy, "zk.spf.legacyservicepublisher");
     health_ = context.RegisterService<HealthCheck>(manager_,
@@ -73,6 +71,7 @@ class Activator : public cppmicroservices::BundleActivator {
     health_.Unregister();
     rpc_.Unregister();
     legacy_.Unregister();
+    names_.Unregister();
     context.RemoveListener(std::move(transportListener_));
     context.RemoveListener(std::move(discoveryListener_));
     status_.Unregister();
@@ -91,6 +90,7 @@ class Activator : public cppmicroservices::BundleActivator {
   cppmicroservices::ListenerToken transportListener_;
   cppmicroservices::ListenerToken discoveryListener_;
   cppmicroservices::ServiceRegistration<EndpointStatus> status_;
+  cppmicroservices::ServiceRegistration<DiscoveryListener> names_;
   Registration rpc_;
   Registration legacy_;
   cppmicroservices::ServiceRegistration<HealthCheck> health_;

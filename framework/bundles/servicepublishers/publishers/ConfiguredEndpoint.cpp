@@ -1,6 +1,7 @@
 #include "ConfiguredEndpoint.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace spf::publishers {
@@ -9,6 +10,10 @@ namespace {
 
 bool isOpen(const Socket& socket) {
   return socket.progress.phase == Progress::Phase::up;
+}
+
+bool wasOpen(const Socket& socket) {
+  return socket.progress.wasUp();
 }
 
 /// Marks what was up as lost; since when is kept if it was lost before.
@@ -33,11 +38,7 @@ bool ConfiguredEndpoint::isUp() const {
                                         : std::any_of(sockets_.begin(), sockets_.end(), isOpen);
 }
 
-bool ConfiguredEndpoint::has(SocketID id) const {
-  return find(id) != nullptr;
-}
-
-const Socket* ConfiguredEndpoint::find(SocketID id) const {
+Socket* ConfiguredEndpoint::find(SocketID id) {
   const auto found =
       std::find_if(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
   return found == sockets_.end() ? nullptr : &*found;
@@ -54,28 +55,22 @@ void ConfiguredEndpoint::add(Socket socket) {
 void ConfiguredEndpoint::startRevision(std::size_t index) {
   position_.second = index;
   reported_ = false;
+  takeIf([](const Socket& socket) { return !socket.transport; });
   for (Socket& socket : sockets_) {
     socket.isReplacement = false;
   }
 }
 
 void ConfiguredEndpoint::replace(SocketID closed, Socket socket) {
-  const bool remainsReported = reported_ && direction() == Direction::connect;
-  if (const Socket* before = find(closed)) {
-    socket.progress = before->progress;
-    lose(socket.progress, closedUnasked);
-  }
-  drop(closed);
-  sockets_.push_back(std::move(socket));
-  reported_ = remainsReported;
+  Socket* const before = find(closed);
+  socket.progress = before->progress;
+  publishers::lose(socket.progress, closedUnasked);
+  *before = std::move(socket);
+  reported_ = reported_ && direction() == Direction::connect;
 }
 
 void ConfiguredEndpoint::onProgress(SocketID id, const SocketReport& report) {
-  const auto socket =
-      std::find_if(sockets_.begin(), sockets_.end(), [id](const Socket& candidate) { return candidate.id == id; });
-  if (socket == sockets_.end()) {
-    return;
-  }
+  Socket* const socket = find(id);
   Progress& progress = socket->progress;
   switch (report.event) {
     case SocketEvent::trying:
@@ -88,6 +83,7 @@ void ConfiguredEndpoint::onProgress(SocketID id, const SocketReport& report) {
       progress.tries.address = report.details.address;
       progress.tries.reason.clear();
       progress.enter(Progress::Phase::up);
+      withoutSockets_ = {};
       break;
     default:
       progress.tries.count = 0;
@@ -96,10 +92,12 @@ void ConfiguredEndpoint::onProgress(SocketID id, const SocketReport& report) {
   }
 }
 
-void ConfiguredEndpoint::markWithoutSockets(Progress::Phase phase, const std::string& address,
+bool ConfiguredEndpoint::markWithoutSockets(Progress::Phase phase, const std::string& address,
                                             const std::string& reason) {
+  const Progress before = withoutSockets_;
   withoutSockets_.enter(withoutSockets_.wasUp() ? Progress::Phase::lost : phase);
   withoutSockets_.tries = {address, 0, reason};
+  return before.phase != withoutSockets_.phase || before.tries.address != address || before.tries.reason != reason;
 }
 
 std::vector<EndpointState> ConfiguredEndpoint::states(
@@ -119,20 +117,47 @@ std::vector<EndpointState> ConfiguredEndpoint::states(
 }
 
 void ConfiguredEndpoint::drop(SocketID id) {
-  const auto dropped =
-      std::find_if(sockets_.begin(), sockets_.end(), [id](const Socket& socket) { return socket.id == id; });
-  if (dropped == sockets_.end()) {
-    return;
-  }
-  withoutSockets_ = dropped->progress;
-  lose(withoutSockets_, closedUnasked);
-  sockets_.erase(dropped);
-  reported_ = reported_ && hasSockets();
+  takeIf([id](const Socket& socket) { return socket.id == id; });
+  reported_ = reported_ && (hasSockets() || direction() == Direction::connect);
 }
 
-void ConfiguredEndpoint::close() {
-  for (const Socket& socket : sockets_) {
-    socket.transport->close(socket.endpoint);
+void ConfiguredEndpoint::abandon(SocketID id, const std::string& reason) {
+  Socket* const socket = find(id);
+  socket->transport.reset();
+  publishers::lose(socket->progress, reason);
+}
+
+std::vector<Socket> ConfiguredEndpoint::takeIf(const std::function<bool(const Socket&)>& isTaken) {
+  const auto begin =
+      std::stable_partition(sockets_.begin(), sockets_.end(), [&](const Socket& socket) { return !isTaken(socket); });
+  std::vector<Socket> taken(std::make_move_iterator(begin), std::make_move_iterator(sockets_.end()));
+  sockets_.erase(begin, sockets_.end());
+  if (std::none_of(sockets_.begin(), sockets_.end(), wasOpen)) {
+    lose(taken);
+  }
+  taken.erase(std::remove_if(taken.begin(), taken.end(), [](const Socket& socket) { return !socket.transport; }),
+              taken.end());
+  return taken;
+}
+
+/// Marks the endpoint as lost if one of the sockets that it has no longer was up, since the last of them was.
+void ConfiguredEndpoint::lose(const std::vector<Socket>& taken) {
+  for (const Socket& socket : taken) {
+    if (!wasOpen(socket)) {
+      continue;
+    }
+    Progress lost = socket.progress;
+    publishers::lose(lost, "");
+    if (!withoutSockets_.wasUp() || withoutSockets_.since < lost.since) {
+      withoutSockets_ = lost;
+    }
+  }
+  if (!withoutSockets_.wasUp() || direction() == Direction::bind) {
+    return;
+  }
+  for (Socket& socket : sockets_) {
+    socket.progress.phase = withoutSockets_.phase;
+    socket.progress.since = withoutSockets_.since;
   }
 }
 

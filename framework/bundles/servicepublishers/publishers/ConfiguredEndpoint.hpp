@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,11 +28,12 @@ class ConfiguredEndpoint {
   bool isUp() const;
 
   bool hasSockets() const noexcept { return !sockets_.empty(); }
-  bool has(SocketID id) const;
+  std::vector<Socket>& sockets() noexcept { return sockets_; }
+  const std::vector<Socket>& sockets() const noexcept { return sockets_; }
 
   /// Finds a socket by its ID.
   /// \return null if the socket does not belong to this endpoint
-  const Socket* find(SocketID id) const;
+  Socket* find(SocketID id);
 
   /// Adds a socket to an endpoint without sockets, or another one for the same discovery name.
   void add(Socket socket);
@@ -41,7 +43,8 @@ class ConfiguredEndpoint {
 
   /// Sets why the endpoint has no sockets. One that was up stays lost.
   /// \param address  the one that cannot be tried, if there is one
-  void markWithoutSockets(Progress::Phase phase, const std::string& address, const std::string& reason);
+  /// \return whether that has changed
+  bool markWithoutSockets(Progress::Phase phase, const std::string& address, const std::string& reason);
 
   /// Returns the records of the endpoint.
   std::vector<EndpointState> states(const agent::spf::frameworkinterfaces::EventSink::Origin& origin) const;
@@ -50,24 +53,33 @@ class ConfiguredEndpoint {
   bool isToBeReported() const { return !reported_ && isUp(); }
   void markReported() { reported_ = true; }
 
-  /// Begins a new revision, in which everything is reported again.
+  /// Begins a new revision, in which everything is reported again and every address is tried again.
   void startRevision(std::size_t index);
 
   /// Replaces a closed socket. A bound endpoint is reported again, a connection once for each revision.
   void replace(SocketID closed, Socket socket);
 
-  /// Removes a closed socket from the endpoint. The last one leaves the endpoint lost if it was up.
+  /// Removes a closed socket. The last one leaves the endpoint lost if it was up; a bound one is reported again.
   void drop(SocketID id);
 
-  /// Starts closing every socket.
-  void close();
+  /// Marks a socket that has failed as one whose address is of no use.
+  void abandon(SocketID id, const std::string& reason);
+
+  /// Removes the sockets that fulfil a condition. If one of them was up and no other was, the endpoint is lost.
+  /// \return those that have to be closed
+  std::vector<Socket> takeIf(const std::function<bool(const Socket&)>& isTaken);
 
  private:
+  void lose(const std::vector<Socket>& taken);
+
   EndpointStates::Position position_;
   const cppmicroservices::Any configured_;
   const std::string text_;
   std::vector<Socket> sockets_;
-  Progress withoutSockets_;  ///< in force while there are none
+
+  /// In force while there are no sockets. Lost from the loss of all sockets that were up until another one is up.
+  Progress withoutSockets_;
+
   bool reported_ = false;
 };
 

@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "agent/spf/frameworksupport/findService.hpp"
+#include "log.hpp"
+#include "reachableAddress.hpp"
 
 namespace spf::publishers {
 
-using agent::spf::frameworkinterfaces::DiscoveredAddress;
-using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
@@ -18,6 +18,8 @@ using agent::spf::frameworksupport::findService;
 using agent::spf::frameworksupport::SerialExecutor;
 
 namespace {
+
+constexpr auto advertiseProperty = "spf.advertise";
 
 std::string textOf(const std::exception_ptr& error) {
   try {
@@ -61,6 +63,50 @@ class SocketListener : public EndpointListener {
   const std::shared_ptr<const PeerAnswer> answer_;
 };
 
+/// The discovery in use, and the reference that identifies it.
+struct FoundDiscovery {
+  cppmicroservices::ServiceReference<Discovery> reference;
+  std::shared_ptr<Discovery> service;  ///< null if none is registered
+};
+
+FoundDiscovery findDiscovery(cppmicroservices::BundleContext context) {
+  FoundDiscovery found;
+  try {
+    found.reference = context.GetServiceReference<Discovery>();
+    if (found.reference) {
+      found.service = context.GetService(found.reference);
+    }
+  } catch (const std::invalid_argument&) {
+    // Unregistered between the two calls.
+  } catch (const std::runtime_error&) {
+    // The bundle was stopped.
+  }
+  return found;
+}
+
+bool isSame(const AnnouncedEndpoint& left, const AnnouncedEndpoint& right) {
+  return left.name == right.name && left.address == right.address && left.key == right.key &&
+         left.configuration == right.configuration;
+}
+
+/// Reads the host to announce from the framework's properties; empty if they name none that is usable.
+std::string readAdvertisedHost(const cppmicroservices::BundleContext& context) {
+  const cppmicroservices::Any value = context.GetProperty(advertiseProperty);
+  if (value.Empty()) {
+    return "";
+  }
+  const auto* host = cppmicroservices::any_cast<std::string>(&value);
+  try {
+    if (host == nullptr) {
+      throw std::runtime_error("it is no text");
+    }
+    return advertisedHost(*host);
+  } catch (const std::runtime_error& error) {
+    logWarning(std::string("the framework property '") + advertiseProperty + "' is not used: " + error.what());
+    return "";
+  }
+}
+
 }  // namespace
 
 Environment::Environment(cppmicroservices::BundleContext context, std::shared_ptr<SerialExecutor> executor,
@@ -68,12 +114,17 @@ Environment::Environment(cppmicroservices::BundleContext context, std::shared_pt
     : context_(std::move(context)),
       executor_(std::move(executor)),
       states_(std::move(states)),
-      handler_(std::move(handler)) {}
+      handler_(std::move(handler)),
+      advertisedHost_(readAdvertisedHost(context_)) {}
 
-Socket Environment::open(const std::string& publisherPID, Direction direction, const EndpointDescription& endpoint,
+Socket Environment::open(const std::string& publisherPID, Direction direction, const std::string& publisherID,
+                         const std::string& name, const DiscoveredAddress& address,
                          std::shared_ptr<const PeerAnswer> answer) {
-  Socket socket{++lastSocket_, findService<Transport>(context_), 0, endpoint.address, {}, false};
-  socket.progress.tries.address = endpoint.address;
+  Socket socket;
+  socket.id = ++lastSocket_;
+  socket.transport = findService<Transport>(context_);
+  socket.address = address;
+  socket.progress.tries.address = address.address;
   if (!socket.transport) {
     return socket;
   }
@@ -83,6 +134,7 @@ Socket Environment::open(const std::string& publisherPID, Direction direction, c
         handler(publisherPID, id, report);
       },
       std::move(answer));
+  const EndpointDescription endpoint{publisherID, name, address.address};
   try {
     socket.endpoint = direction == Direction::bind ? socket.transport->bind(endpoint, listener)
                                                    : socket.transport->connect(endpoint, listener);
@@ -96,16 +148,45 @@ bool Environment::isInUse(const Transport& transport) const {
   return findService<Transport>(context_).get() == &transport;
 }
 
-std::vector<DiscoveredAddress> Environment::resolve(const std::string& name) const {
+Resolution Environment::resolve(const std::string& name) const {
   const auto discovery = findService<Discovery>(context_);
   if (!discovery) {
-    throw std::runtime_error("no discovery is registered");
+    return {{}, "no discovery is registered", false};
   }
-  auto addresses = discovery->addressesOf(name);
-  if (addresses.empty()) {
-    throw std::runtime_error("the discovery does not know the name");
+  try {
+    Resolution resolution{discovery->addressesOf(name), "", true};
+    if (resolution.addresses.empty()) {
+      resolution.reason = "the discovery does not know the name";
+    }
+    return resolution;
+  } catch (...) {
+    return {{}, textOf(std::current_exception()), true};
   }
-  return addresses;
+}
+
+std::string Environment::reachable(const std::string& bound) const {
+  return reachableAddress(bound, advertisedHost_).value_or("");
+}
+
+std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) const {
+  const auto [discovery, service] = findDiscovery(context_);
+  if (!service) {
+    announced.reset();
+    return "";
+  }
+  if (announced && announced->discovery == discovery && isSame(announced->endpoint, endpoint)) {
+    return "";
+  }
+  try {
+    Announced next{endpoint, discovery, service->announce(endpoint)};
+    if (!next.announcement) {
+      return "the discovery announces nothing";
+    }
+    announced = std::move(next);  // withdraws the one before last, so that peers always see one of the two
+    return "";
+  } catch (...) {
+    return textOf(std::current_exception());
+  }
 }
 
 void Environment::report(const std::function<void(EventSink&)>& call) const {

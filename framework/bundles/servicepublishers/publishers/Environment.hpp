@@ -4,10 +4,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceReference.h>
 #include "EndpointStates.hpp"
 #include "PeerAnswer.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
@@ -17,6 +19,10 @@
 
 namespace spf::publishers {
 
+using agent::spf::frameworkinterfaces::AnnouncedEndpoint;
+using agent::spf::frameworkinterfaces::Announcement;
+using agent::spf::frameworkinterfaces::DiscoveredAddress;
+using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::EndpointTries;
 
 /// Identifies a socket that this bundle requested from a transport.
@@ -51,14 +57,34 @@ struct Progress {
   bool wasUp() const noexcept { return phase == Phase::up || phase == Phase::lost; }
 };
 
+/// The announcement of a bound socket.
+struct Announced {
+  AnnouncedEndpoint endpoint;
+  cppmicroservices::ServiceReference<Discovery> discovery;  ///< the service that announces it
+  std::unique_ptr<Announcement> announcement;
+};
+
 /// A socket that a transport opened for this bundle. Held until the transport has reported its end.
 struct Socket {
-  SocketID id;
+  SocketID id = 0;
+
+  /// Null if an announced address turned out to be of no use: it is not tried again as long as its announcement lasts.
   std::shared_ptr<agent::spf::frameworkinterfaces::Transport> transport;
-  agent::spf::frameworkinterfaces::Transport::EndpointID endpoint;
-  std::string address;
+
+  agent::spf::frameworkinterfaces::Transport::EndpointID endpoint = 0;
+  DiscoveredAddress address;
   Progress progress;
   bool isReplacement = false;  ///< replaces one that the same transport closed unasked
+
+  std::string reachable;               ///< where peers reach it; empty unless it is bound, and of a kind to announce
+  std::optional<Announced> announced;  ///< withdrawn before the socket is closed
+};
+
+/// What a discovery name stands for now.
+struct Resolution {
+  std::vector<DiscoveredAddress> addresses;
+  std::string reason;       ///< why there is no address; empty if there is one
+  bool isAnswered = false;  ///< whether a discovery is registered
 };
 
 /// The publishers' access to the framework's services. Every service is looked up for each use, because it may be
@@ -80,16 +106,23 @@ class Environment {
   /// Requests a socket from the transport.
   /// \param answer  answers requests of peers; with null they are refused
   /// \return a socket without a transport if none is registered
-  Socket open(const std::string& publisherPID, Direction direction,
-              const agent::spf::frameworkinterfaces::EndpointDescription& endpoint,
-              std::shared_ptr<const PeerAnswer> answer);
+  Socket open(const std::string& publisherPID, Direction direction, const std::string& publisherID,
+              const std::string& name, const DiscoveredAddress& address, std::shared_ptr<const PeerAnswer> answer);
 
   /// Returns whether the next socket would be opened by this transport. One that is being stopped is not in use.
   bool isInUse(const agent::spf::frameworkinterfaces::Transport& transport) const;
 
-  /// Returns the addresses of a discovery name; at least one.
-  /// \throws std::runtime_error with the reason if there is none
-  std::vector<agent::spf::frameworkinterfaces::DiscoveredAddress> resolve(const std::string& name) const;
+  /// Returns what a discovery name stands for.
+  Resolution resolve(const std::string& name) const;
+
+  /// Returns the address at which peers reach a bound socket; empty if its scheme is none to announce.
+  /// \param bound  the address that the socket has got
+  std::string reachable(const std::string& bound) const;
+
+  /// Lets the discovery in use announce an endpoint, unless it does so already. Without a discovery, nothing stays
+  /// announced; if the discovery refuses, what was announced by another one stays.
+  /// \return why the discovery refuses; empty if it does not
+  std::string announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) const;
 
   /// Makes a report to the event sink, if one is registered.
   void report(const std::function<void(agent::spf::frameworkinterfaces::EventSink&)>& call) const;
@@ -99,6 +132,7 @@ class Environment {
   const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
   const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
+  const std::string advertisedHost_;
   SocketID lastSocket_ = 0;
 };
 

@@ -1,11 +1,13 @@
 #include "Publisher.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
 #include "OfferedServices.hpp"
 #include "log.hpp"
+#include "names.hpp"
 
 namespace spf::publishers {
 
@@ -16,16 +18,8 @@ using cppmicroservices::any_cast;
 namespace {
 
 constexpr auto noTransport = "no transport is registered";
-
-/// Returns whether a text is an address, which the transport judges.
-bool isAddress(const std::string& text) {
-  return text.find("://") != std::string::npos;
-}
-
-bool isDiscoveryName(const std::string& text) {
-  constexpr auto allowed = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._-";
-  return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
-}
+constexpr auto noFixedAddress = "the name has no fixed address to bind to";
+constexpr auto onlyOwnAddresses = "the name stands for this publisher itself";
 
 const char* listName(Direction direction) {
   return direction == Direction::bind ? "endpointsToBindTo" : "endpointsToConnectTo";
@@ -49,9 +43,37 @@ Description describe(const Any& value) {
   }
 }
 
-bool hasSocketsIn(const std::list<ConfiguredEndpoint>& endpoints) {
-  return std::any_of(endpoints.begin(), endpoints.end(),
-                     [](const ConfiguredEndpoint& endpoint) { return endpoint.hasSockets(); });
+bool isAnySocket(const Socket&) {
+  return true;
+}
+
+bool isSamePlace(const DiscoveredAddress& left, const DiscoveredAddress& right) {
+  return left.address == right.address && left.key == right.key;
+}
+
+/// Finds the entry with the address and the key of another one.
+/// \return null if there is none
+const DiscoveredAddress* findPlace(const std::vector<DiscoveredAddress>& addresses, const DiscoveredAddress& place) {
+  const auto found = std::find_if(addresses.begin(), addresses.end(),
+                                  [&](const DiscoveredAddress& address) { return isSamePlace(address, place); });
+  return found == addresses.end() ? nullptr : &*found;
+}
+
+/// Removes the addresses that fulfil a condition, and those that are there already.
+/// \param reason  why there is none, if these are all
+template <class Condition>
+Resolution without(Resolution resolution, Condition isUnwanted, const char* reason) {
+  std::vector<DiscoveredAddress> kept;
+  for (DiscoveredAddress& address : resolution.addresses) {
+    if (!isUnwanted(address) && findPlace(kept, address) == nullptr) {
+      kept.push_back(std::move(address));
+    }
+  }
+  if (kept.empty() && resolution.reason.empty()) {
+    resolution.reason = reason;
+  }
+  resolution.addresses = std::move(kept);
+  return resolution;
 }
 
 }  // namespace
@@ -94,22 +116,31 @@ void Publisher::release() {
   commit();
 }
 
-void Publisher::retry() {
+void Publisher::announce() {
+  for (ConfiguredEndpoint& endpoint : used_) {
+    for (Socket& socket : endpoint.sockets()) {
+      announce(socket);
+    }
+  }
+}
+
+void Publisher::follow() {
   openMissing();
   commit();
 }
 
 void Publisher::onSocket(SocketID id, const SocketReport& report) {
-  const auto endpoint =
-      std::find_if(used_.begin(), used_.end(), [id](const ConfiguredEndpoint& used) { return used.has(id); });
-  if (endpoint != used_.end()) {
-    onUsedSocket(endpoint, id, report);
-  }
   if (report.event == SocketEvent::warned) {
     warn(report.details.reason);
   }
-  if (report.event == SocketEvent::failed || report.event == SocketEvent::closed) {
-    dropSocket(id);
+  const auto endpoint =
+      std::find_if(used_.begin(), used_.end(), [id](ConfiguredEndpoint& used) { return used.find(id) != nullptr; });
+  if (endpoint != used_.end()) {
+    onUsedSocket(endpoint, id, report);
+  } else if (report.event == SocketEvent::failed || report.event == SocketEvent::closed) {
+    closing_.erase(
+        std::remove_if(closing_.begin(), closing_.end(), [id](const Socket& socket) { return socket.id == id; }),
+        closing_.end());
     finishRemoval();
   }
   commit();
@@ -124,14 +155,12 @@ void Publisher::onUsedSocket(Endpoints::iterator endpoint, SocketID id, const So
       break;
     case SocketEvent::opened:
       endpoint->onProgress(id, report);
-      show(*endpoint);
-      reportUp(*endpoint, /*kept=*/false);
-      publishIfReady();
+      onOpened(*endpoint, *endpoint->find(id));
       break;
     case SocketEvent::warned:
       break;
     case SocketEvent::failed:
-      giveUp(endpoint, report.details.reason, endpoint->find(id)->progress.tries);
+      onFailure(endpoint, id, report.details.reason);
       break;
     case SocketEvent::closed:
       reopen(endpoint, id);
@@ -139,12 +168,36 @@ void Publisher::onUsedSocket(Endpoints::iterator endpoint, SocketID id, const So
   }
 }
 
+void Publisher::onOpened(ConfiguredEndpoint& endpoint, Socket& socket) {
+  show(endpoint);
+  reportUp(endpoint, /*kept=*/false);
+  if (endpoint.direction() == Direction::bind) {
+    socket.reachable = environment_.reachable(socket.progress.tries.address);
+    announce(socket);
+  }
+  publishIfReady();
+}
+
+void Publisher::onFailure(Endpoints::iterator endpoint, SocketID id, const std::string& reason) {
+  if (!endpoint->find(id)->address.announcement.empty()) {
+    // Whoever announces an address that is of no use must not affect the others of its name.
+    warn(reason);
+    endpoint->abandon(id, reason);
+    show(*endpoint);
+    return;
+  }
+  const EndpointTries tries = endpoint->find(id)->progress.tries;
+  endpoint->drop(id);
+  giveUp(endpoint, reason, tries);
+}
+
 bool Publisher::isGone() const {
   return phase_ == Phase::empty && !hasSockets();
 }
 
 bool Publisher::hasSockets() const {
-  return hasSocketsIn(used_) || hasSocketsIn(closing_);
+  return !closing_.empty() || std::any_of(used_.begin(), used_.end(),
+                                          [](const ConfiguredEndpoint& endpoint) { return endpoint.hasSockets(); });
 }
 
 void Publisher::apply(PublisherRevision revision) {
@@ -167,11 +220,8 @@ void Publisher::reconcileEndpoints() {
   for (const Any& endpoint : revision_->endpointsToConnectTo) {
     reuseOrAdd({Direction::connect, position++}, endpoint, before);
   }
-  for (ConfiguredEndpoint& endpoint : before) {
-    endpoint.close();
-  }
-  closing_.splice(closing_.end(), before);
-  closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
+  close(before);
+  announce();
   openMissing();
 }
 
@@ -220,55 +270,121 @@ void Publisher::refuse(EndpointStates::Position position, const std::string& tex
 
 void Publisher::openMissing() {
   for (ConfiguredEndpoint& endpoint : used_) {
-    if (!endpoint.hasSockets()) {
-      open(endpoint);
+    if (openMissing(endpoint)) {
       show(endpoint);
     }
   }
 }
 
-void Publisher::open(ConfiguredEndpoint& endpoint) {
-  std::vector<std::string> addresses;
-  try {
-    addresses = addressesOf(endpoint);
-  } catch (const std::runtime_error& error) {
-    endpoint.markWithoutSockets(Progress::Phase::unresolved, "", error.what());
-    return;
+/// \return whether the endpoint has changed
+bool Publisher::openMissing(ConfiguredEndpoint& endpoint) {
+  const bool isFollowing = endpoint.direction() == Direction::connect && !isAddress(endpoint.text());
+  if (endpoint.hasSockets() && !isFollowing) {
+    return false;
   }
-  for (const std::string& address : addresses) {
+  const Resolution resolution = resolve(endpoint);
+  if (endpoint.hasSockets() && !resolution.isAnswered) {
+    return false;  // nobody says that the addresses are others now
+  }
+  bool isChanged = moveTo(endpoint, resolution.addresses);
+  if (!endpoint.hasSockets()) {
+    const bool isResolved = !resolution.addresses.empty();
+    const bool isMarkChanged =
+        isResolved
+            ? endpoint.markWithoutSockets(Progress::Phase::opening, resolution.addresses.front().address, noTransport)
+            : endpoint.markWithoutSockets(Progress::Phase::unresolved, "", resolution.reason);
+    isChanged = isChanged || isMarkChanged;
+  }
+  return isChanged;
+}
+
+/// Closes the sockets at other addresses than these, and opens those that are missing. Keeps the others as they are, in
+/// the order of the addresses.
+/// \return whether the endpoint has changed
+bool Publisher::moveTo(ConfiguredEndpoint& endpoint, const std::vector<DiscoveredAddress>& addresses) {
+  const auto before = endpoint.sockets().size();
+  auto unused = endpoint.takeIf([&](const Socket& socket) {
+    const auto* address = findPlace(addresses, socket.address);
+    const bool isWithoutUse = !socket.transport && address != nullptr && !(*address == socket.address);
+    return address == nullptr || isWithoutUse;  // what was of no use is tried again once it is announced anew
+  });
+  bool isChanged = endpoint.sockets().size() != before;
+  close(std::move(unused));
+  for (const DiscoveredAddress& address : addresses) {
+    const auto kept = std::find_if(endpoint.sockets().begin(), endpoint.sockets().end(),
+                                   [&](const Socket& socket) { return isSamePlace(socket.address, address); });
+    if (kept != endpoint.sockets().end()) {
+      kept->address = address;
+      continue;
+    }
     Socket socket = openSocket(endpoint, address);
     if (socket.transport) {
       endpoint.add(std::move(socket));
+      isChanged = true;
     }
   }
-  if (!endpoint.hasSockets()) {
-    endpoint.markWithoutSockets(Progress::Phase::opening, addresses.front(), noTransport);
-  }
+  const auto position = [&](const Socket& socket) { return findPlace(addresses, socket.address); };
+  std::sort(endpoint.sockets().begin(), endpoint.sockets().end(),
+            [&](const Socket& left, const Socket& right) { return position(left) < position(right); });
+  return isChanged;
 }
 
-Socket Publisher::openSocket(const ConfiguredEndpoint& endpoint, const std::string& address) {
+/// Returns the addresses of an endpoint, each of them once.
+Resolution Publisher::resolve(const ConfiguredEndpoint& endpoint) const {
+  if (isAddress(endpoint.text())) {
+    return {{{endpoint.text(), "", ""}}, "", true};
+  }
+  if (endpoint.direction() == Direction::bind) {
+    const auto isAnnounced = [](const DiscoveredAddress& address) { return !address.announcement.empty(); };
+    return without(environment_.resolve(endpoint.text()), isAnnounced, noFixedAddress);
+  }
+  return without(
+      environment_.resolve(endpoint.text()), [this](const DiscoveredAddress& address) { return isOwn(address); },
+      onlyOwnAddresses);
+}
+
+/// Returns whether this publisher announces an address, or has left an announcement of it behind.
+bool Publisher::isOwn(const DiscoveredAddress& address) const {
+  if (address.announcement.empty()) {
+    return false;
+  }
+  const auto isAnnouncedBy = [&](const Socket& socket) {
+    return socket.announced && (socket.announced->announcement->id() == address.announcement ||
+                                socket.announced->endpoint.address == address.address);
+  };
+  return std::any_of(used_.begin(), used_.end(), [&](const ConfiguredEndpoint& endpoint) {
+    const auto& sockets = endpoint.sockets();
+    return std::any_of(sockets.begin(), sockets.end(), isAnnouncedBy);
+  });
+}
+
+Socket Publisher::openSocket(const ConfiguredEndpoint& endpoint, const DiscoveredAddress& address) {
   const bool answers = revision_->kind == Kind::rpc && endpoint.direction() == Direction::bind;
-  return environment_.open(pid_, endpoint.direction(), {revision_->origin.servicePublisherID, endpoint.text(), address},
+  return environment_.open(pid_, endpoint.direction(), revision_->origin.servicePublisherID, endpoint.text(), address,
                            answers ? answer_ : nullptr);
 }
 
 /// Reopens a socket that its transport closed unasked. If no transport is registered, the next one opens it.
 void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
-  const Socket closed = *endpoint->find(id);
+  Socket& closed = *endpoint->find(id);
+  closed.announced.reset();
+  const DiscoveredAddress address = closed.address;
   if (closed.isReplacement && environment_.isInUse(*closed.transport)) {
     // Once for each revision, because a transport that keeps closing it would cause an endless loop.
+    const EndpointTries tries = closed.progress.tries;
+    endpoint->drop(id);
     giveUp(endpoint, "the transport closed endpoint '" + endpoint->text() + "' unasked, and once more when reopened",
-           closed.progress.tries);
+           tries);
     return;
   }
-  Socket socket = openSocket(*endpoint, closed.address);
+  Socket socket = openSocket(*endpoint, address);
   if (socket.transport) {
     socket.isReplacement = socket.transport == closed.transport;
     endpoint->replace(id, std::move(socket));
   } else {
     endpoint->drop(id);
     if (!endpoint->hasSockets()) {
-      endpoint->markWithoutSockets(Progress::Phase::opening, closed.address, noTransport);
+      endpoint->markWithoutSockets(Progress::Phase::opening, address.address, noTransport);
     }
   }
   show(*endpoint);
@@ -277,19 +393,23 @@ void Publisher::reopen(Endpoints::iterator endpoint, SocketID id) {
 void Publisher::giveUp(Endpoints::iterator endpoint, const std::string& reason, const EndpointTries& tries) {
   refuse(endpoint->position(), endpoint->text(), reason, tries);
   // The next revision opens it again, with all of its addresses.
-  endpoint->close();
-  closing_.splice(closing_.end(), used_, endpoint);
+  Endpoints refused;
+  refused.splice(refused.end(), used_, endpoint);
+  close(refused);
 }
 
-std::vector<std::string> Publisher::addressesOf(const ConfiguredEndpoint& endpoint) const {
-  if (isAddress(endpoint.text())) {
-    return {endpoint.text()};
+void Publisher::announce(Socket& socket) {
+  const std::string& name = revision_->origin.servicePublisherID;
+  if (socket.reachable.empty() || !isDiscoveryName(name)) {
+    socket.announced.reset();
+    return;
   }
-  std::vector<std::string> addresses;
-  for (auto& found : environment_.resolve(endpoint.text())) {
-    addresses.push_back(std::move(found.address));
+  const std::string failure =
+      environment_.announce({name, socket.reachable, "", revision_->configurationID}, socket.announced);
+  if (failure != announceFailure_ && !failure.empty()) {
+    warn("cannot announce '" + socket.reachable + "': " + failure);
   }
-  return addresses;
+  announceFailure_ = failure;
 }
 
 void Publisher::resolveServices() {
@@ -318,11 +438,31 @@ void Publisher::publishIfReady() {
 }
 
 void Publisher::closeAll() {
-  for (ConfiguredEndpoint& endpoint : used_) {
-    endpoint.close();
-  }
-  closing_.splice(closing_.end(), used_);
+  close(used_);
   hideAll();
+}
+
+/// Closes the sockets of endpoints, and removes the endpoints.
+void Publisher::close(Endpoints& endpoints) {
+  std::vector<Socket> sockets;
+  for (ConfiguredEndpoint& endpoint : endpoints) {
+    auto ofEndpoint = endpoint.takeIf(isAnySocket);
+    std::move(ofEndpoint.begin(), ofEndpoint.end(), std::back_inserter(sockets));
+  }
+  endpoints.clear();
+  close(std::move(sockets));
+}
+
+void Publisher::close(std::vector<Socket> sockets) {
+  for (Socket& socket : sockets) {
+    socket.announced.reset();
+  }
+  for (Socket& socket : sockets) {
+    const auto transport = socket.transport;
+    const auto endpoint = socket.endpoint;
+    closing_.push_back(std::move(socket));
+    transport->close(endpoint);
+  }
 }
 
 void Publisher::finishRemoval() {
@@ -330,7 +470,6 @@ void Publisher::finishRemoval() {
     return;
   }
   phase_ = Phase::empty;
-  closing_.clear();
   if (revision_) {
     reportUnpublished(revision_->origin);
     revision_.reset();
@@ -345,16 +484,6 @@ void Publisher::finishRemoval() {
 
 void Publisher::reportUnpublished(const EventSink::Origin& origin) {
   report([origin](EventSink& sink) { sink.allServicesUnpublished(origin); });
-}
-
-void Publisher::dropSocket(SocketID id) {
-  for (ConfiguredEndpoint& endpoint : used_) {
-    endpoint.drop(id);
-  }
-  for (ConfiguredEndpoint& endpoint : closing_) {
-    endpoint.drop(id);
-  }
-  closing_.remove_if([](const ConfiguredEndpoint& endpoint) { return !endpoint.hasSockets(); });
 }
 
 void Publisher::reportUp(ConfiguredEndpoint& endpoint, bool kept) {

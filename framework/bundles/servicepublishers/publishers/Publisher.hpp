@@ -41,8 +41,12 @@ class Publisher {
   /// Closes every socket without a report, because the bundle is being stopped.
   void release();
 
-  /// Opens the endpoints that could not be opened because a service was missing or did not know their name.
-  void retry();
+  /// Lets the discovery that is registered now announce every bound endpoint.
+  void announce();
+
+  /// Opens the endpoints that could not be opened because a service was missing or did not know their name, and
+  /// connects discovery names to the addresses that they stand for now, and to no others.
+  void follow();
 
   /// Handles a transport's report about a socket.
   void onSocket(SocketID id, const SocketReport& report);
@@ -66,23 +70,29 @@ class Publisher {
   using Report = std::function<void(agent::spf::frameworkinterfaces::EventSink&)>;
 
   void onUsedSocket(Endpoints::iterator endpoint, SocketID id, const SocketReport& report);
+  void onOpened(ConfiguredEndpoint& endpoint, Socket& socket);
+  void onFailure(Endpoints::iterator endpoint, SocketID id, const std::string& reason);
   void apply(PublisherRevision revision);
   void reconcileEndpoints();
   void reuseOrAdd(EndpointStates::Position position, const cppmicroservices::Any& configured, Endpoints& before);
   void refuse(EndpointStates::Position position, const std::string& text, const std::string& reason,
               const EndpointTries& tries);
   void openMissing();
-  void open(ConfiguredEndpoint& endpoint);
-  Socket openSocket(const ConfiguredEndpoint& endpoint, const std::string& address);
+  bool openMissing(ConfiguredEndpoint& endpoint);
+  bool moveTo(ConfiguredEndpoint& endpoint, const std::vector<DiscoveredAddress>& addresses);
+  Resolution resolve(const ConfiguredEndpoint& endpoint) const;
+  bool isOwn(const DiscoveredAddress& address) const;
+  Socket openSocket(const ConfiguredEndpoint& endpoint, const DiscoveredAddress& address);
   void reopen(Endpoints::iterator endpoint, SocketID id);
   void giveUp(Endpoints::iterator endpoint, const std::string& reason, const EndpointTries& tries);
-  std::vector<std::string> addressesOf(const ConfiguredEndpoint& endpoint) const;
+  void announce(Socket& socket);
   void resolveServices();
   void publishIfReady();
   void closeAll();
+  void close(Endpoints& endpoints);
+  void close(std::vector<Socket> sockets);
   void finishRemoval();
   void reportUnpublished(const agent::spf::frameworkinterfaces::EventSink::Origin& origin);
-  void dropSocket(SocketID id);
   void reportUp(ConfiguredEndpoint& endpoint, bool kept);
   void fail(const std::string& reason);
   void report(Report report) { reports_.push_back(std::move(report)); }
@@ -104,7 +114,9 @@ class Publisher {
   std::vector<agent::spf::frameworkinterfaces::EventSink::Origin> withdrawn_;
 
   Endpoints used_;
-  Endpoints closing_;
+  std::vector<Socket> closing_;
+
+  std::string announceFailure_;  ///< the last reason why an endpoint is not announced, which is logged once
 
   // What a call has changed. `commit` shows the records first, so that they contain what the reports say.
   EndpointStates::Records changedRecords_;

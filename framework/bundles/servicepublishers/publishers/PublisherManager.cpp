@@ -62,10 +62,30 @@ void PublisherManager::remove(const std::string& pid) {
   });
 }
 
-void PublisherManager::retry() {
-  executor_->post([this] {
-    for (auto& [pid, publisher] : publishers_) {
-      publisher.retry();
+void PublisherManager::followServices() {
+  follow(services_);
+}
+
+void PublisherManager::discoveryChanged() {
+  follow(names_);
+}
+
+void PublisherManager::follow(Following& following) {
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (std::exchange(following.isRequested, true)) {
+      return;  // what was requested before has not begun yet
+    }
+  }
+  executor_->post([this, &following] {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      following.isRequested = false;
+    }
+    for (const auto step : following.steps) {
+      for (auto& [pid, publisher] : publishers_) {
+        (publisher.*step)();
+      }
     }
   });
 }

@@ -6,11 +6,13 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
 #include "Environment.hpp"
 #include "Publisher.hpp"
+#include "agent/spf/frameworkinterfaces/Discovery.hpp"
 #include "agent/spf/frameworkinterfaces/HealthCheck.hpp"
 #include "agent/spf/frameworksupport/SerialExecutor.hpp"
 
@@ -18,7 +20,8 @@ namespace spf::publishers {
 
 /// Owns all publishers, by the PIDs of their factory configurations, and the thread that they run on. Any thread may
 /// call any member; only `stop` blocks.
-class PublisherManager : public agent::spf::frameworkinterfaces::HealthCheck {
+class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListener,
+                         public agent::spf::frameworkinterfaces::HealthCheck {
  public:
   explicit PublisherManager(cppmicroservices::BundleContext context);
 
@@ -34,9 +37,10 @@ class PublisherManager : public agent::spf::frameworkinterfaces::HealthCheck {
   /// Withdraws the publisher of a factory configuration.
   void remove(const std::string& pid);
 
-  /// Lets every publisher open the endpoints that it could not open because a service was missing or did
-  /// not know their name.
-  void retry();
+  /// Lets every publisher follow the services that are registered now.
+  void followServices();
+
+  void discoveryChanged() override;
 
   /// Returns the records of all endpoints, which the stop leaves empty.
   const std::shared_ptr<EndpointStates>& states() const noexcept { return states_; }
@@ -47,6 +51,15 @@ class PublisherManager : public agent::spf::frameworkinterfaces::HealthCheck {
   void stop();
 
  private:
+  /// What every publisher has to do once more.
+  struct Following {
+    /// Each of them is for all publishers before the next one.
+    const std::vector<void (Publisher::*)()> steps;
+
+    bool isRequested = false;
+  };
+
+  void follow(Following& following);
   void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
   void onSocket(const std::string& pid, SocketID id, const SocketReport& report);
   void forgetIfGone(const std::string& pid);
@@ -67,6 +80,8 @@ class PublisherManager : public agent::spf::frameworkinterfaces::HealthCheck {
 
   // Guarded by `mutex_`:
   bool closed_ = false;
+  Following services_{{&Publisher::announce, &Publisher::follow}};
+  Following names_{{&Publisher::follow}};
 };
 
 }  // namespace spf::publishers

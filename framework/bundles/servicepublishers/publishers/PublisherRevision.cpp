@@ -1,9 +1,11 @@
 #include "PublisherRevision.hpp"
 
+#include "agent/spf/frameworksupport/findValue.hpp"
 #include "agent/spf/frameworksupport/text.hpp"
 
 namespace spf::publishers {
 
+using agent::spf::frameworksupport::findValue;
 using agent::spf::frameworksupport::text;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
@@ -23,7 +25,11 @@ PublisherRevision readRevision(Kind kind, const AnyMap& properties) {
                              any_cast<List>(config.at("endpointsToConnectTo")),
                              text(config, "importFilter"),
                              text(config, "exportFilter"),
+                             {},
                              {}};
+  if (const auto* id = findValue<std::string>(properties, "configurationID")) {
+    revision.configurationID = *id;
+  }
   for (const Any& element : ref_any_cast<List>(properties.at("services"))) {
     const auto& service = ref_any_cast<AnyMap>(element);
     revision.services.push_back({text(service, "uniqueID"), text(service, "name")});

@@ -27,6 +27,7 @@ struct PublisherRevision {
   std::string importFilter;
   std::string exportFilter;
   std::vector<MappedService> services;
+  std::string configurationID;  ///< of the configuration that the publisher belongs to; empty if unknown
 };
 
 /// Reads the publisher's ID and the modification count, which every report contains.

@@ -8,7 +8,8 @@
 
 namespace agent::spf::frameworkinterfaces {
 
-/// The state of one endpoint of a publisher. A discovery name with several addresses has one record for each of them.
+/// The state of one endpoint of a publisher. A discovery name with several addresses has one record for each of them,
+/// in their order; to be connected, one of them is enough.
 struct EndpointState {
   enum class Direction { bind, connect };
 
@@ -16,7 +17,7 @@ struct EndpointState {
     unresolved,  ///< the discovery name or the host has no address so far; it is looked up again
     opening,     ///< no try has succeeded so far; it is tried again
     up,          ///< bound, or connected to a peer
-    lost,        ///< was up, and is tried again
+    lost,        ///< was up, and is tried again; with no address, its discovery name has none now
     refused      ///< an ErrorEvent has reported the reason; nothing is tried before the next revision
   };
 
