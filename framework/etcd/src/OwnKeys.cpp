@@ -121,6 +121,11 @@ OwnKeys::Batch OwnKeys::nextBatch() {
     if (batch.writes.size() == mostWrites || (bytes > mostBytes && !batch.writes.empty())) {
       break;
     }
+    // Revisions are comparable only while the lease lives: a store that was set up anew has lost it and begins with
+    // one.
+    if (own.lease != batch.lease) {
+      own.lost = 0;
+    }
     own.mayExist = true;
     batch.writes.push_back({key, own.value});
     batch.versions.push_back(own.version);
@@ -163,21 +168,13 @@ void OwnKeys::acknowledge(const Batch& batch, Revision revision) {
       keys_.erase(found);
       continue;
     }
-    acknowledge(found->second, batch.versions[i], batch.lease, revision);
+    found->second.written = batch.versions[i];
+    found->second.lease = batch.lease;
+    found->second.revision = revision;
   }
   phase_ = Phase::idle;
   trouble_.clear();
   attempts_.succeed();
-}
-
-void OwnKeys::acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision) {
-  // Revisions are comparable only while the lease lives: a store that was set up anew has lost it and begins with one.
-  if (key.lease != lease) {
-    key.lost = 0;
-  }
-  key.written = version;
-  key.lease = lease;
-  key.revision = revision;
 }
 
 void OwnKeys::fail(std::size_t member, const std::string& problem) {

@@ -80,7 +80,6 @@ class OwnKeys {
   void write(Batch batch);
   void receive(const Batch& batch, const GatewayAnswer& answer);
   void acknowledge(const Batch& batch, Revision revision);
-  static void acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision);
   void removeStray(const std::string& key);
   void fail(std::size_t member, const std::string& problem);
 

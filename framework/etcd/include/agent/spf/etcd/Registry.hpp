@@ -65,7 +65,7 @@ class Registry {
   bool isListed() const;
 
   /// Returns why the copy may be out of date, or why others may not see what was put, naming the member; empty if all
-  /// is current. Before the first listing it says that there is no answer yet.
+  /// is current. Until the first watch stands it says that there is no answer yet.
   std::string trouble() const;
 
   /// Returns what was sent and received so far.
