@@ -147,6 +147,11 @@ void OwnKeys::receive(const Batch& batch, const GatewayAnswer& answer) {
   if (answer.code == grpcNotFound) {
     lease_.lapse(batch.lease);
   }
+  if (answer.code == grpcNotFound && !hasLapsed_) {
+    hasLapsed_ = true;
+    phase_ = Phase::idle;  // what is due waits for the next lease only
+    return;
+  }
   if (!answer.problem.empty()) {
     fail(answer.member, answer.problem);
     return;
@@ -173,6 +178,7 @@ void OwnKeys::acknowledge(const Batch& batch, Revision revision) {
     found->second.revision = revision;
   }
   phase_ = Phase::idle;
+  hasLapsed_ = false;
   trouble_.clear();
   attempts_.succeed();
 }

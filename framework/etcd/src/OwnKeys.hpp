@@ -91,6 +91,7 @@ class OwnKeys {
   std::map<std::string, OwnKey> keys_;
   std::uint64_t lastVersion_ = 0;
   Phase phase_ = Phase::idle;
+  bool hasLapsed_ = false;  // the lease of the last write; a second time in a row is a failure
   Trouble trouble_;
   TimePoint wakeAt_ = TimePoint::max();
   Gateway::Call call_;
