@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "agent/spf/etcd/Registry.hpp"
@@ -19,8 +20,10 @@ class ObservedRegistry {
   using Registry = agent::spf::etcd::Registry;
   using Predicate = std::function<bool(const Registry&)>;
 
-  explicit ObservedRegistry(agent::spf::etcd::Settings settings)
-      : registry_(std::make_unique<Registry>(
+  /// \param onChange  called on the registry's thread at each change; may be empty
+  explicit ObservedRegistry(agent::spf::etcd::Settings settings, std::function<void()> onChange = nullptr)
+      : onChange_(std::move(onChange)),
+        registry_(std::make_unique<Registry>(
             std::move(settings),
             Registry::Callbacks{[this] { addChange(); }, [this](const std::string& text) { addWarning(text); }})) {}
 
@@ -88,6 +91,9 @@ class ObservedRegistry {
 
  private:
   void addChange() {
+    if (onChange_) {
+      onChange_();
+    }
     const std::lock_guard<std::mutex> lock(mutex_);
     ++changes_;
     changed_.notify_all();
@@ -97,6 +103,8 @@ class ObservedRegistry {
     const std::lock_guard<std::mutex> lock(mutex_);
     warnings_.push_back(text);
   }
+
+  const std::function<void()> onChange_;
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
