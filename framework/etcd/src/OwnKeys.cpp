@@ -17,9 +17,9 @@ constexpr int grpcNotFound = 5;
 
 }  // namespace
 
-OwnKeys::OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix,
+OwnKeys::OwnKeys(Gateway& gateway, Lease& lease, const Attempts& attempts, std::string prefix,
                  std::chrono::milliseconds timeout)
-    : gateway_(gateway), lease_(lease), attempts_(std::move(attempts)), prefix_(std::move(prefix)), timeout_(timeout) {}
+    : gateway_(gateway), lease_(lease), attempts_(attempts), prefix_(std::move(prefix)), timeout_(timeout) {}
 
 void OwnKeys::put(const std::string& key, std::string value) {
   auto& own = keys_[key];

@@ -26,7 +26,8 @@ class OwnKeys {
   using TimePoint = Attempts::TimePoint;
 
   /// \param timeout  of one request
-  OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix, std::chrono::milliseconds timeout);
+  OwnKeys(Gateway& gateway, Lease& lease, const Attempts& attempts, std::string prefix,
+          std::chrono::milliseconds timeout);
 
   void put(const std::string& key, std::string value);
 
