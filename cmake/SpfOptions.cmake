@@ -12,7 +12,7 @@ option(SPF_BUILD_TOOLS "Build the command line host spfctl" ${PROJECT_IS_TOP_LEV
 option(SPF_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(SPF_BUILD_EXAMPLES "Build the examples" ${PROJECT_IS_TOP_LEVEL})
 option(SPF_BUILD_BENCHMARKS "Build the benchmarks (needs Google Benchmark)" OFF)
-option(SPF_BUILD_FUZZERS "Build the fuzzers of the embedded runtime (needs clang)" OFF)
+option(SPF_BUILD_FUZZERS "Build the fuzzers of what reads foreign bytes (needs clang)" OFF)
 option(SPF_INSTALL "Add install rules and the CMake package" ${PROJECT_IS_TOP_LEVEL})
 set(SPF_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
     "Where the unit of spfctl for systemd is installed: absolute, or below the prefix")

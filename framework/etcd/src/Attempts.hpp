@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstddef>
-#include <utility>
 
 #include "Backoff.hpp"
 #include "Members.hpp"
@@ -15,7 +14,7 @@ class Attempts {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  Attempts(Members& members, Backoff backoff) : members_(members), backoff_(std::move(backoff)) {}
+  Attempts(Members& members, const Backoff& backoff) : members_(members), backoff_(backoff) {}
 
   /// Moves on to the next member.
   /// \return when to try it

@@ -42,20 +42,12 @@ void initialiseLibrary() {
   });
 }
 
-template <class Value>
-void set(CURL* easy, CURLoption option, Value value) {
-  const auto result = curl_easy_setopt(easy, option, value);
+void check(CURLcode result) {
   if (result == CURLE_OUT_OF_MEMORY) {
     throw std::bad_alloc();
   }
   if (result != CURLE_OK) {
     throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(result));
-  }
-}
-
-void setText(CURL* easy, CURLoption option, const std::string& value) {
-  if (!value.empty()) {
-    set(easy, option, value.c_str());
   }
 }
 
@@ -110,6 +102,11 @@ Headers headersOf(const std::string& authorization) {
   return headers;
 }
 
+struct EasyDeleter {
+  void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
+};
+using Easy = std::unique_ptr<CURL, EasyDeleter>;
+
 int keepAliveOf(std::chrono::seconds ttl) {
   constexpr std::chrono::seconds longest(60);
   return static_cast<int>(std::clamp(ttl / 3, std::chrono::seconds(1), longest).count());
@@ -120,13 +117,7 @@ int keepAliveOf(std::chrono::seconds ttl) {
 /// libcurl's handle of all transfers.
 class HttpLoop::Multi {
  public:
-  explicit Multi(std::chrono::seconds ttl) : keepAlive_(keepAliveOf(ttl)) {
-    initialiseLibrary();
-    handle_ = curl_multi_init();
-    if (handle_ == nullptr) {
-      throw std::bad_alloc();
-    }
-  }
+  explicit Multi(std::chrono::seconds ttl) : handle_(make()), keepAlive_(keepAliveOf(ttl)) {}
   ~Multi() { curl_multi_cleanup(handle_); }
   Multi(const Multi&) = delete;
   Multi& operator=(const Multi&) = delete;
@@ -135,7 +126,16 @@ class HttpLoop::Multi {
   int* keepAlive() noexcept { return &keepAlive_; }
 
  private:
-  CURLM* handle_ = nullptr;
+  static CURLM* make() {
+    initialiseLibrary();
+    auto* const made = curl_multi_init();
+    if (made == nullptr) {
+      throw std::bad_alloc();
+    }
+    return made;
+  }
+
+  CURLM* const handle_;
   int keepAlive_;
 };
 
@@ -143,24 +143,19 @@ class HttpLoop::Multi {
 class HttpLoop::Transfer {
  public:
   Transfer(HttpLoop& loop, Id id, HttpRequest request)
-      : loop_(loop), request_(std::move(request)), headers_(headersOf(request_.authorization)) {
-    easy_ = curl_easy_init();
-    if (easy_ == nullptr) {
+      : loop_(loop),
+        id_(id),
+        request_(std::move(request)),
+        headers_(headersOf(request_.authorization)),
+        easy_(curl_easy_init()) {
+    if (!easy_) {
       throw std::bad_alloc();
     }
-    try {
-      configure(id);
-      check(curl_multi_add_handle(loop_.multi_->handle(), easy_));
-    } catch (...) {
-      curl_easy_cleanup(easy_);
-      throw;
-    }
+    configure();
+    check(curl_multi_add_handle(loop_.multi_->handle(), easy_.get()));
   }
 
-  ~Transfer() {
-    curl_multi_remove_handle(loop_.multi_->handle(), easy_);
-    curl_easy_cleanup(easy_);
-  }
+  ~Transfer() { curl_multi_remove_handle(loop_.multi_->handle(), easy_.get()); }
 
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
@@ -169,7 +164,7 @@ class HttpLoop::Transfer {
 
   std::string takePieces() { return std::exchange(received_, {}); }
 
-  const HttpRequest& request() const noexcept { return request_; }
+  Id id() const noexcept { return id_; }
 
   HttpRequest& request() noexcept { return request_; }
 
@@ -184,42 +179,53 @@ class HttpLoop::Transfer {
   }
 
  private:
-  void configure(Id id) {
-    set(easy_, CURLOPT_PRIVATE, reinterpret_cast<void*>(static_cast<std::uintptr_t>(id)));
-    set(easy_, CURLOPT_URL, request_.url.c_str());
-    set(easy_, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
-    set(easy_, CURLOPT_POSTFIELDS, request_.body.c_str());
-    set(easy_, CURLOPT_HTTPHEADER, headers_.get());
-    set(easy_, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    set(easy_, CURLOPT_PROTOCOLS_STR, "http,https");
-    set(easy_, CURLOPT_PROXY, "");  // members are named as they are reached, whatever the environment says
-    set(easy_, CURLOPT_NOSIGNAL, 1L);
-    set(easy_, CURLOPT_QUICK_EXIT, 1L);  // a cancelled request does not wait for the name server
+  void configure() {
+    set(CURLOPT_PRIVATE, static_cast<void*>(this));
+    set(CURLOPT_URL, request_.url.c_str());
+    set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request_.body.size()));
+    set(CURLOPT_POSTFIELDS, request_.body.c_str());
+    set(CURLOPT_HTTPHEADER, headers_.get());
+    set(CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set(CURLOPT_PROTOCOLS_STR, "http,https");
+    set(CURLOPT_PROXY, "");  // members are named as they are reached, whatever the environment says
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_QUICK_EXIT, 1L);  // a cancelled request does not wait for the name server
     const auto timeout = static_cast<long>(request_.timeout.count());
-    set(easy_, CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    set(CURLOPT_CONNECTTIMEOUT_MS, timeout);
     if (!request_.onPiece) {
-      set(easy_, CURLOPT_TIMEOUT_MS, timeout);
+      set(CURLOPT_TIMEOUT_MS, timeout);
     }
     configureTls();
     configureCallbacks();
   }
 
   void configureTls() {
-    set(easy_, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
-    setText(easy_, CURLOPT_CAINFO, loop_.settings_.caFile);
-    setText(easy_, CURLOPT_SSLCERT, loop_.settings_.certificateFile);
-    setText(easy_, CURLOPT_SSLKEY, loop_.settings_.keyFile);
+    set(CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    setText(CURLOPT_CAINFO, loop_.settings_.caFile);
+    setText(CURLOPT_SSLCERT, loop_.settings_.certificateFile);
+    setText(CURLOPT_SSLKEY, loop_.settings_.keyFile);
   }
 
   void configureCallbacks() {
-    set(easy_, CURLOPT_ERRORBUFFER, error_.data());
-    set(easy_, CURLOPT_OPENSOCKETFUNCTION, &openSocket);
-    set(easy_, CURLOPT_OPENSOCKETDATA, loop_.multi_->keepAlive());
-    set(easy_, CURLOPT_WRITEFUNCTION, &Transfer::receive);
-    set(easy_, CURLOPT_WRITEDATA, static_cast<void*>(this));
-    set(easy_, CURLOPT_DEBUGFUNCTION, &Transfer::count);
-    set(easy_, CURLOPT_DEBUGDATA, static_cast<void*>(&loop_));
-    set(easy_, CURLOPT_VERBOSE, 1L);
+    set(CURLOPT_ERRORBUFFER, error_.data());
+    set(CURLOPT_OPENSOCKETFUNCTION, &openSocket);
+    set(CURLOPT_OPENSOCKETDATA, loop_.multi_->keepAlive());
+    set(CURLOPT_WRITEFUNCTION, &Transfer::receive);
+    set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+    set(CURLOPT_DEBUGFUNCTION, &Transfer::count);
+    set(CURLOPT_DEBUGDATA, static_cast<void*>(&loop_));
+    set(CURLOPT_VERBOSE, 1L);
+  }
+
+  template <class Value>
+  void set(CURLoption option, Value value) {
+    check(curl_easy_setopt(easy_.get(), option, value));
+  }
+
+  void setText(CURLoption option, const std::string& value) {
+    if (!value.empty()) {
+      set(option, value.c_str());
+    }
   }
 
   // Called by libcurl, through which no exception may pass and in which no handler may run.
@@ -252,7 +258,7 @@ class HttpLoop::Transfer {
 
   long status() const {
     long status = 0;
-    curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
     return status;
   }
 
@@ -267,7 +273,7 @@ class HttpLoop::Transfer {
       return "no answer within " + std::to_string(request_.timeout.count()) + " ms";
     }
     long number = 0;
-    curl_easy_getinfo(easy_, CURLINFO_OS_ERRNO, &number);
+    curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &number);
     if (result == CURLE_COULDNT_CONNECT && number != 0) {
       return std::generic_category().message(static_cast<int>(number));
     }
@@ -277,12 +283,13 @@ class HttpLoop::Transfer {
   enum class Failure { none, tooLong, outOfMemory };
 
   HttpLoop& loop_;
+  const Id id_;
   HttpRequest request_;
   const Headers headers_;
-  CURL* easy_ = nullptr;
   std::array<char, CURL_ERROR_SIZE> error_{};
   std::string received_;
   Failure failure_ = Failure::none;
+  const Easy easy_;
 };
 
 HttpLoop::HttpLoop(const Settings& settings) : settings_(settings), multi_(std::make_unique<Multi>(settings.ttl)) {}
@@ -340,13 +347,10 @@ void HttpLoop::dispatchPieces() {
 void HttpLoop::dispatchDone() {
   int left = 0;
   while (const auto* const message = curl_multi_info_read(multi_->handle(), &left)) {
-    void* id = nullptr;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &id);
+    void* transfer = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
     const auto result = message->data.result;
-    auto node = transfers_.extract(static_cast<Id>(reinterpret_cast<std::uintptr_t>(id)));
-    if (node.empty()) {
-      continue;
-    }
+    auto node = transfers_.extract(static_cast<const Transfer*>(transfer)->id());
     auto answer = node.mapped()->answer(result);
     const auto handler = std::move(node.mapped()->request().onDone);
     node = {};

@@ -13,8 +13,8 @@ std::chrono::milliseconds thirdOf(std::chrono::seconds ttl) {
 
 }  // namespace
 
-Lease::Lease(Gateway& gateway, Attempts attempts, std::chrono::seconds ttl)
-    : gateway_(gateway), attempts_(std::move(attempts)), ttl_(ttl) {}
+Lease::Lease(Gateway& gateway, const Attempts& attempts, std::chrono::seconds ttl)
+    : gateway_(gateway), attempts_(attempts), ttl_(ttl) {}
 
 void Lease::acquire() {
   if (phase_ == Phase::none) {

@@ -24,7 +24,7 @@ class Lease {
  public:
   using TimePoint = Attempts::TimePoint;
 
-  Lease(Gateway& gateway, Attempts attempts, std::chrono::seconds ttl);
+  Lease(Gateway& gateway, const Attempts& attempts, std::chrono::seconds ttl);
 
   /// Asks for a lease, from now on.
   void acquire();

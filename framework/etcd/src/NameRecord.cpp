@@ -6,14 +6,12 @@
 #include <limits>
 #include <stdexcept>
 
-#include <nlohmann/json.hpp>
+#include "JsonValue.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
 
 namespace agent::spf::etcd {
 
 namespace {
-
-using Json = nlohmann::json;
 
 constexpr int version = 1;
 constexpr auto nameCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-";
@@ -34,37 +32,38 @@ bool isControl(unsigned char byte) {
   return byte < ' ' || byte == 0x7f;
 }
 
-const Json& member(const Json& json, const char* name, const char* expected) {
-  const auto found = json.find(name);
-  if (found == json.end()) {
+// Returns a member of a type; a null pointer if it is of another one.
+template <class Type>
+const Type* member(const JsonValue& json, const char* name, const char* expected) {
+  const auto* const found = json.find(name);
+  if (found == nullptr) {
     refuse("the value has no '" + std::string(name) + "'", expected);
   }
-  return *found;
+  return found->get<Type>();
 }
 
-std::string text(const Json& json, const char* name) {
+std::string text(const JsonValue& json, const char* name) {
   constexpr auto expected = "a text without control characters";
-  const auto& value = member(json, name, expected);
-  if (!value.is_string()) {
+  const auto* const value = member<std::string>(json, name, expected);
+  if (value == nullptr) {
     refuse("'" + std::string(name) + "' is no text", expected);
   }
-  auto result = value.get<std::string>();
-  if (std::any_of(result.begin(), result.end(), isControl)) {
+  if (std::any_of(value->begin(), value->end(), isControl)) {
     refuse("'" + std::string(name) + "' contains a control character", expected);
   }
-  return result;
+  return *value;
 }
 
-long process(const Json& json) {
+long process(const JsonValue& json) {
   constexpr auto expected = "a number that is not negative";
-  const auto& value = member(json, "process", expected);
-  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > std::numeric_limits<std::int32_t>::max()) {
+  const auto* const value = member<std::int64_t>(json, "process", expected);
+  if (value == nullptr || *value < 0 || *value > std::numeric_limits<std::int32_t>::max()) {
     refuse("'process' is no process's number", expected);
   }
-  return value.get<long>();
+  return static_cast<long>(*value);
 }
 
-std::string address(const Json& json) {
+std::string address(const JsonValue& json) {
   auto result = text(json, "address");
   const auto parsed = frameworksupport::parseAddress(result);
   const bool isReachable = parsed.scheme == frameworksupport::Scheme::tcp && parsed.source.empty() &&
@@ -84,7 +83,7 @@ std::string write(std::chrono::system_clock::time_point time) {
   return written;
 }
 
-std::chrono::system_clock::time_point since(const Json& json) {
+std::chrono::system_clock::time_point since(const JsonValue& json) {
   constexpr auto expected = "a time such as 2026-11-22T12:00:00Z";
   const auto written = text(json, "since");
   std::tm parts{};
@@ -101,9 +100,9 @@ std::chrono::system_clock::time_point since(const Json& json) {
   return time;
 }
 
-void checkVersion(const Json& json) {
-  const auto& value = member(json, "version", "1");
-  if (!value.is_number_integer() || value.get<std::int64_t>() != version) {
+void checkVersion(const JsonValue& json) {
+  const auto* const value = member<std::int64_t>(json, "version", "1");
+  if (value == nullptr || *value != version) {
     refuse("'version' is not known", "1");
   }
 }
@@ -122,18 +121,21 @@ void readKey(const std::string& key, NameRecord& record) {
 }  // namespace
 
 std::pair<std::string, std::string> encode(const NameRecord& record) {
-  const Json value = {{"version", version},          {"address", record.address},
-                      {"key", record.key},           {"host", record.host},
-                      {"process", record.process},   {"configuration", record.configuration},
-                      {"since", write(record.since)}};
-  return {record.name + "/" + record.id, value.dump(-1, ' ', false, Json::error_handler_t::replace)};
+  const auto quoted = [](const char* name, const std::string& text) {
+    return std::string("\"") + name + "\":" + quoteJson(text);
+  };
+  return {record.name + "/" + record.id,
+          "{" + quoted("address", record.address) + "," + quoted("configuration", record.configuration) + "," +
+              quoted("host", record.host) + "," + quoted("key", record.key) +
+              ",\"process\":" + std::to_string(record.process) + "," + quoted("since", write(record.since)) +
+              ",\"version\":" + std::to_string(version) + "}"};
 }
 
 NameRecord decode(const std::string& key, const std::string& value) {
   NameRecord record;
   readKey(key, record);
-  const auto json = Json::parse(value, nullptr, false);
-  if (!json.is_object()) {
+  const auto json = JsonValue::parse(value);
+  if (json.get<JsonValue::Object>() == nullptr) {
     refuse("the value is no JSON object", "a record");
   }
   checkVersion(json);

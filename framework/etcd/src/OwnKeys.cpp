@@ -17,9 +17,9 @@ constexpr int grpcNotFound = 5;
 
 }  // namespace
 
-OwnKeys::OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix,
+OwnKeys::OwnKeys(Gateway& gateway, Lease& lease, const Attempts& attempts, std::string prefix,
                  std::chrono::milliseconds timeout)
-    : gateway_(gateway), lease_(lease), attempts_(std::move(attempts)), prefix_(std::move(prefix)), timeout_(timeout) {}
+    : gateway_(gateway), lease_(lease), attempts_(attempts), prefix_(std::move(prefix)), timeout_(timeout) {}
 
 void OwnKeys::put(const std::string& key, std::string value) {
   auto& own = keys_[key];
@@ -121,6 +121,11 @@ OwnKeys::Batch OwnKeys::nextBatch() {
     if (batch.writes.size() == mostWrites || (bytes > mostBytes && !batch.writes.empty())) {
       break;
     }
+    // Revisions are comparable only while the lease lives: a store that was set up anew has lost it and begins with
+    // one.
+    if (own.lease != batch.lease) {
+      own.lost = 0;
+    }
     own.mayExist = true;
     batch.writes.push_back({key, own.value});
     batch.versions.push_back(own.version);
@@ -141,6 +146,11 @@ void OwnKeys::write(Batch batch) {
 void OwnKeys::receive(const Batch& batch, const GatewayAnswer& answer) {
   if (answer.code == grpcNotFound) {
     lease_.lapse(batch.lease);
+  }
+  if (answer.code == grpcNotFound && !hasLapsed_) {
+    hasLapsed_ = true;
+    phase_ = Phase::idle;  // what is due waits for the next lease only
+    return;
   }
   if (!answer.problem.empty()) {
     fail(answer.member, answer.problem);
@@ -163,21 +173,14 @@ void OwnKeys::acknowledge(const Batch& batch, Revision revision) {
       keys_.erase(found);
       continue;
     }
-    acknowledge(found->second, batch.versions[i], batch.lease, revision);
+    found->second.written = batch.versions[i];
+    found->second.lease = batch.lease;
+    found->second.revision = revision;
   }
   phase_ = Phase::idle;
+  hasLapsed_ = false;
   trouble_.clear();
   attempts_.succeed();
-}
-
-void OwnKeys::acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision) {
-  // Revisions are comparable only while the lease lives: a store that was set up anew has lost it and begins with one.
-  if (key.lease != lease) {
-    key.lost = 0;
-  }
-  key.written = version;
-  key.lease = lease;
-  key.revision = revision;
 }
 
 void OwnKeys::fail(std::size_t member, const std::string& problem) {

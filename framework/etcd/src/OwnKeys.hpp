@@ -26,7 +26,8 @@ class OwnKeys {
   using TimePoint = Attempts::TimePoint;
 
   /// \param timeout  of one request
-  OwnKeys(Gateway& gateway, Lease& lease, Attempts attempts, std::string prefix, std::chrono::milliseconds timeout);
+  OwnKeys(Gateway& gateway, Lease& lease, const Attempts& attempts, std::string prefix,
+          std::chrono::milliseconds timeout);
 
   void put(const std::string& key, std::string value);
 
@@ -80,7 +81,6 @@ class OwnKeys {
   void write(Batch batch);
   void receive(const Batch& batch, const GatewayAnswer& answer);
   void acknowledge(const Batch& batch, Revision revision);
-  static void acknowledge(OwnKey& key, std::uint64_t version, LeaseId lease, Revision revision);
   void removeStray(const std::string& key);
   void fail(std::size_t member, const std::string& problem);
 
@@ -92,6 +92,7 @@ class OwnKeys {
   std::map<std::string, OwnKey> keys_;
   std::uint64_t lastVersion_ = 0;
   Phase phase_ = Phase::idle;
+  bool hasLapsed_ = false;  // the lease of the last write; a second time in a row is a failure
   Trouble trouble_;
   TimePoint wakeAt_ = TimePoint::max();
   Gateway::Call call_;

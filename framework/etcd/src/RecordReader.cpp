@@ -9,6 +9,7 @@ namespace agent::spf::etcd {
 namespace {
 
 constexpr std::size_t longestQuote = 100;
+constexpr std::size_t longestProblem = 300;
 
 // Keys of others may be any bytes.
 std::string printable(const std::string& key) {
@@ -31,7 +32,7 @@ std::vector<NameRecord> RecordReader::read(const Registry::Entries& entries) {
     } catch (const std::runtime_error& error) {
       const auto known = refused_.find(key);
       if ((known == refused_.end() || known->second != value) && warning_) {
-        warning_("cannot read key '" + printable(key) + "': " + error.what());
+        warning_("cannot read key '" + printable(key) + "': " + std::string(error.what()).substr(0, longestProblem));
       }
       refused.emplace(key, value);
     }

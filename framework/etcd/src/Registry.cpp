@@ -165,7 +165,8 @@ class Registry::Impl {
 
   void publish() {
     const auto failure = currentFailure();
-    if (show(failure.empty() && !watch_.isListed() ? noAnswer() : failure)) {
+    hasWatched_ = hasWatched_ || watch_.isWatching();
+    if (show(failure.empty() && !hasWatched_ ? noAnswer() : failure)) {
       warn(failure);
       call(callbacks_.changed);
     }
@@ -256,6 +257,7 @@ class Registry::Impl {
   Copy copy_;
   Watch watch_{gateway_, attempts(), copy_, keys_, settings_};
   std::deque<Write> current_;  // orders that are being obeyed
+  bool hasWatched_ = false;
   bool isRecovering_ = false;
   bool isWarned_ = false;
 

@@ -6,9 +6,9 @@
 
 namespace agent::spf::etcd {
 
-Watch::Watch(Gateway& gateway, Attempts attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings)
+Watch::Watch(Gateway& gateway, const Attempts& attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings)
     : gateway_(gateway),
-      attempts_(std::move(attempts)),
+      attempts_(attempts),
       copy_(copy),
       ownKeys_(ownKeys),
       prefix_(settings.prefix),

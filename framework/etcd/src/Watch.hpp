@@ -27,7 +27,7 @@ class Watch {
  public:
   using TimePoint = Attempts::TimePoint;
 
-  Watch(Gateway& gateway, Attempts attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings);
+  Watch(Gateway& gateway, const Attempts& attempts, Copy& copy, OwnKeys& ownKeys, const Settings& settings);
 
   /// Returns whether a listing has ever arrived.
   bool isListed() const noexcept { return isListed_; }

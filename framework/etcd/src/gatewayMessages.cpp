@@ -5,92 +5,76 @@
 #include <stdexcept>
 #include <utility>
 
-#include <nlohmann/json.hpp>
+#include "JsonValue.hpp"
 #include "base64.hpp"
 
 namespace agent::spf::etcd {
 
 namespace {
 
-using Json = nlohmann::json;
-
 constexpr std::size_t longestQuote = 200;
 constexpr std::chrono::seconds longestTtl = std::chrono::hours(24 * 365);  // far from an overflow
 
-Json parse(const std::string& text) {
-  auto json = Json::parse(text, nullptr, false);
-  if (!json.is_object()) {
+JsonValue parse(const std::string& text) {
+  auto json = JsonValue::parse(text);
+  if (json.get<JsonValue::Object>() == nullptr) {
     throw std::runtime_error("an answer that is no JSON object");
   }
   return json;
-}
-
-// A member of an object; null if it was left out.
-const Json* find(const Json& json, const char* name) {
-  const auto found = json.find(name);
-  return found == json.end() || found->is_null() ? nullptr : &*found;
 }
 
 [[noreturn]] void refuse(const char* name, const char* expected) {
   throw std::runtime_error(std::string("an answer whose '") + name + "' is not " + expected);
 }
 
-const Json& object(const Json& json, const char* name) {
-  static const Json empty = Json::object();
-  const auto* found = find(json, name);
+// Returns a member of a type; a null pointer if it was left out.
+template <class Type>
+const Type* member(const JsonValue& json, const char* name, const char* expected) {
+  const auto* const found = json.find(name);
   if (found == nullptr) {
-    return empty;
+    return nullptr;
   }
-  if (!found->is_object()) {
-    refuse(name, "an object");
+  const auto* const content = found->get<Type>();
+  if (content == nullptr) {
+    refuse(name, expected);
   }
-  return *found;
+  return content;
 }
 
-const Json& array(const Json& json, const char* name) {
-  static const Json empty = Json::array();
-  const auto* found = find(json, name);
-  if (found == nullptr) {
-    return empty;
-  }
-  if (!found->is_array()) {
-    refuse(name, "an array");
-  }
-  return *found;
+const JsonValue& object(const JsonValue& json, const char* name) {
+  static const JsonValue empty;
+  return member<JsonValue::Object>(json, name, "an object") == nullptr ? empty : *json.find(name);
 }
 
-std::string text(const Json& json, const char* name) {
-  const auto* found = find(json, name);
-  if (found == nullptr) {
-    return {};
-  }
-  if (!found->is_string()) {
-    refuse(name, "a text");
-  }
-  return found->get<std::string>();
+const JsonValue::Array& array(const JsonValue& json, const char* name) {
+  static const JsonValue::Array empty;
+  const auto* const found = member<JsonValue::Array>(json, name, "an array");
+  return found == nullptr ? empty : *found;
 }
 
-bool flag(const Json& json, const char* name) {
-  const auto* found = find(json, name);
-  if (found != nullptr && !found->is_boolean()) {
-    refuse(name, "true or false");
-  }
-  return found != nullptr && found->get<bool>();
+std::string text(const JsonValue& json, const char* name) {
+  const auto* const found = member<std::string>(json, name, "a text");
+  return found == nullptr ? "" : *found;
+}
+
+bool flag(const JsonValue& json, const char* name) {
+  const auto* const found = member<bool>(json, name, "true or false");
+  return found != nullptr && *found;
 }
 
 // Numbers come as texts; those of 32 bits as numbers.
-std::int64_t number(const Json& json, const char* name) {
-  const auto* found = find(json, name);
+std::int64_t number(const JsonValue& json, const char* name) {
+  const auto* const found = json.find(name);
   if (found == nullptr) {
     return 0;
   }
-  if (found->is_number_integer()) {
-    return found->get<std::int64_t>();
+  if (const auto* const plain = found->get<std::int64_t>()) {
+    return *plain;
   }
-  const auto digits = text(json, name);
+  const auto* const digits = member<std::string>(json, name, "a number");
   std::int64_t value = 0;
-  const auto end = digits.data() + digits.size();
-  const auto [parsed, error] = std::from_chars(digits.data(), end, value);
+  const auto* const end = digits->data() + digits->size();
+  const auto [parsed, error] = std::from_chars(digits->data(), end, value);
   if (error != std::errc() || parsed != end) {
     refuse(name, "a number");
   }
@@ -98,10 +82,10 @@ std::int64_t number(const Json& json, const char* name) {
 }
 
 // The value of a stream is wrapped, and so is its failure.
-Json unwrap(const std::string& message) {
-  auto json = parse(message);
-  if (const auto* error = find(json, "error")) {
-    throw std::runtime_error(error->is_object() ? text(*error, "message") : text(json, "error"));
+const JsonValue& unwrap(const JsonValue& json) {
+  if (const auto* const error = json.find("error")) {
+    const bool isDetailed = error->get<JsonValue::Object>() != nullptr;
+    throw std::runtime_error(isDetailed ? text(*error, "message") : text(json, "error"));
   }
   return object(json, "result");
 }
@@ -110,43 +94,50 @@ bool hasPrefix(const std::string& key, const std::string& prefix) {
   return key.compare(0, prefix.size(), prefix) == 0;
 }
 
-StoredKey storedKey(const Json& json) {
+StoredKey storedKey(const JsonValue& json) {
   return {fromBase64(text(json, "key")), fromBase64(text(json, "value")), number(json, "lease"),
           number(json, "mod_revision")};
 }
 
-Change change(const Json& event) {
+Change change(const JsonValue& event) {
   return {text(event, "type") == "DELETE" ? Change::Kind::deleted : Change::Kind::put, storedKey(object(event, "kv"))};
 }
 
-LeaseAnswer leaseAnswer(const Json& json) {
+LeaseAnswer leaseAnswer(const JsonValue& json) {
   return {number(json, "ID"), std::min(std::chrono::seconds(number(json, "TTL")), longestTtl)};
 }
 
-Json range(const std::string& prefix) {
-  return {{"key", toBase64(prefix)}, {"range_end", toBase64(endOfPrefix(prefix))}};
+// Returns a member with bytes.
+std::string encodeBytes(const char* name, const std::string& bytes) {
+  return std::string("\"") + name + "\":\"" + toBase64(bytes) + "\"";
 }
 
-Json write(const std::string& prefix, const Write& write, LeaseId lease) {
-  Json request = {{"key", toBase64(prefix + write.key)}};
+// Returns a member with a number.
+std::string encodeNumber(const char* name, std::int64_t value) {
+  return std::string("\"") + name + "\":\"" + std::to_string(value) + "\"";
+}
+
+std::string encodeRange(const std::string& prefix) {
+  return encodeBytes("key", prefix) + "," + encodeBytes("range_end", endOfPrefix(prefix));
+}
+
+std::string encodeWrite(const std::string& prefix, const Write& write, LeaseId lease) {
+  const auto key = encodeBytes("key", prefix + write.key);
   if (!write.value) {
-    return {{"request_delete_range", std::move(request)}};
+    return "{\"request_delete_range\":{" + key + "}}";
   }
-  request["value"] = toBase64(*write.value);
-  request["lease"] = std::to_string(lease);
-  return {{"request_put", std::move(request)}};
+  return "{\"request_put\":{" + key + "," + encodeNumber("lease", lease) + "," + encodeBytes("value", *write.value) +
+         "}}";
 }
 
-std::optional<Refusal> refusalOf(const Json& json, const char* codeName, const char* messageName) {
-  if (!json.is_object()) {
+std::optional<Refusal> refusalOf(const JsonValue& json, const char* codeName, const char* messageName) {
+  const auto* const code = json.find(codeName);
+  const auto* const message = json.find(messageName);
+  if (code == nullptr || code->get<std::int64_t>() == nullptr || message == nullptr ||
+      message->get<std::string>() == nullptr) {
     return std::nullopt;
   }
-  const auto code = json.find(codeName);
-  const auto message = json.find(messageName);
-  if (code == json.end() || !code->is_number_integer() || message == json.end() || !message->is_string()) {
-    return std::nullopt;
-  }
-  return Refusal{code->get<int>(), message->get<std::string>()};
+  return Refusal{static_cast<int>(*code->get<std::int64_t>()), *message->get<std::string>()};
 }
 
 }  // namespace
@@ -164,37 +155,35 @@ std::string endOfPrefix(const std::string& prefix) {
 }
 
 std::string encodeListing(const std::string& prefix) {
-  return range(prefix).dump();
+  return "{" + encodeRange(prefix) + "}";
 }
 
 std::string encodeProbe(const std::string& prefix) {
-  return Json{{"key", toBase64(prefix)}, {"keys_only", true}}.dump();
+  return "{" + encodeBytes("key", prefix) + ",\"keys_only\":true}";
 }
 
 std::string encodeWatch(const std::string& prefix, Revision first) {
-  auto request = range(prefix);
-  request["start_revision"] = std::to_string(first);
-  return Json{{"create_request", std::move(request)}}.dump();
+  return "{\"create_request\":{" + encodeRange(prefix) + "," + encodeNumber("start_revision", first) + "}}";
 }
 
 std::string encodeWrites(const std::string& prefix, const std::vector<Write>& writes, LeaseId lease) {
-  auto requests = Json::array();
+  std::string requests;
   for (const auto& one : writes) {
-    requests.push_back(write(prefix, one, lease));
+    requests += (requests.empty() ? "" : ",") + encodeWrite(prefix, one, lease);
   }
-  return Json{{"success", std::move(requests)}}.dump();
+  return "{\"success\":[" + requests + "]}";
 }
 
 std::string encodeGrant(std::chrono::seconds ttl) {
-  return Json{{"TTL", std::to_string(ttl.count())}}.dump();
+  return "{" + encodeNumber("TTL", ttl.count()) + "}";
 }
 
 std::string encodeLease(LeaseId lease) {
-  return Json{{"ID", std::to_string(lease)}}.dump();
+  return "{" + encodeNumber("ID", lease) + "}";
 }
 
 std::string encodeUser(const std::string& user, const std::string& password) {
-  return Json{{"name", user}, {"password", password}}.dump(-1, ' ', false, Json::error_handler_t::replace);
+  return "{\"name\":" + quoteJson(user) + ",\"password\":" + quoteJson(password) + "}";
 }
 
 ListingAnswer decodeListing(const std::string& body, const std::string& prefix) {
@@ -215,7 +204,8 @@ ListingAnswer decodeListing(const std::string& body, const std::string& prefix) 
 }
 
 WatchAnswer decodeWatch(const std::string& message, const std::string& prefix) {
-  const auto result = unwrap(message);
+  const auto json = parse(message);
+  const auto& result = unwrap(json);
   WatchAnswer answer;
   answer.isCreated = flag(result, "created");
   answer.isCancelled = flag(result, "canceled");
@@ -248,7 +238,7 @@ LeaseAnswer decodeGrant(const std::string& body) {
 }
 
 LeaseAnswer decodeKeepAlive(const std::string& body) {
-  return leaseAnswer(unwrap(body));
+  return leaseAnswer(unwrap(parse(body)));
 }
 
 std::string decodeToken(const std::string& body) {
@@ -261,13 +251,12 @@ std::string decodeToken(const std::string& body) {
 }
 
 Refusal decodeRefusal(const std::string& body, long status) {
-  const auto json = Json::parse(body, nullptr, false);
+  const auto json = JsonValue::parse(body);
   if (auto refusal = refusalOf(json, "code", "error")) {
     return *std::move(refusal);
   }
-  const auto stream = json.find("error");
-  if (json.is_object() && stream != json.end()) {
-    if (auto refusal = refusalOf(*stream, "grpc_code", "message")) {
+  if (const auto* const ofStream = json.find("error")) {
+    if (auto refusal = refusalOf(*ofStream, "grpc_code", "message")) {
       return *std::move(refusal);
     }
   }

@@ -29,8 +29,8 @@ class Registry {
   /// Keys without the prefix, and their values.
   using Entries = std::map<std::string, std::string>;
 
-  /// What the registry calls on its thread, with no lock held. Exceptions are swallowed. A callback may call the
-  /// registry, but not destroy it.
+  /// What the registry calls on its thread, with no lock held, perhaps before its constructor has returned. Exceptions
+  /// are swallowed. A callback may call the registry, but not destroy it.
   struct Callbacks {
     std::function<void()> changed;  ///< the entries or the trouble have changed; may be empty
     std::function<void(const std::string&)>
@@ -65,7 +65,7 @@ class Registry {
   bool isListed() const;
 
   /// Returns why the copy may be out of date, or why others may not see what was put, naming the member; empty if all
-  /// is current. Before the first listing it says that there is no answer yet.
+  /// is current. Until the first watch stands it says that there is no answer yet.
   std::string trouble() const;
 
   /// Returns what was sent and received so far.
