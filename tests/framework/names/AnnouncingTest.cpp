@@ -63,6 +63,11 @@ class AnAnnouncedEndpoint : public testing::Test {
     publish(id, Configuration(1).publisher(id), id + "#1");
   }
 
+  // What tests note during withdrawals, the last of which come with the end of the framework.
+  std::vector<Lines> closings;
+  Lines announcedMeanwhile;
+  int withdrawals = 0;
+
   const std::string one = freeAddress();
   const std::string two = freeAddress();
   RunningFramework framework;
@@ -93,18 +98,17 @@ TEST_F(AnAnnouncedEndpoint, IsWithdrawnBeforeItsSocketIsClosed) {
   publish("weather", Configuration(1).publisher("station").bind(one).bind(two), "station#1");
   ASSERT_THAT(discovery->waitFor(2), SizeIs(2));
   transport->takeLines();
-  std::vector<Lines> before;
-  discovery->onWithdrawal = [&] { before.push_back(transport->takeLines()); };
+  discovery->onWithdrawal = [this] { closings.push_back(transport->takeLines()); };
   transport->hold();
   framework.update("weather", Configuration(2).publisher("station").bind(one));
   EXPECT_THAT(discovery->waitFor(1), ElementsAre("station " + one + " weather"));
   settle();
-  EXPECT_THAT(before, ElementsAre(IsEmpty()));
+  EXPECT_THAT(closings, ElementsAre(IsEmpty()));
   EXPECT_THAT(transport->takeLines(), ElementsAre("close station " + two));
   framework.remove("weather");
   EXPECT_THAT(discovery->waitFor(0), IsEmpty());
   settle();
-  EXPECT_THAT(before, ElementsAre(IsEmpty(), IsEmpty()));
+  EXPECT_THAT(closings, ElementsAre(IsEmpty(), IsEmpty()));
   EXPECT_THAT(transport->takeLines(), ElementsAre("close station " + one));
   EXPECT_THAT(framework.events().linesWith("unpublished"), IsEmpty());
   transport->release();
@@ -114,8 +118,7 @@ TEST_F(AnAnnouncedEndpoint, IsWithdrawnBeforeItsSocketIsClosed) {
 TEST_F(AnAnnouncedEndpoint, StaysAnnouncedInTheRevisionsThatKeepIt) {
   publish("weather", Configuration(1).publisher("station").bind(one), "station#1");
   ASSERT_THAT(discovery->waitFor(1), SizeIs(1));
-  int withdrawals = 0;
-  discovery->onWithdrawal = [&] { ++withdrawals; };
+  discovery->onWithdrawal = [this] { ++withdrawals; };
   for (int count = 2; count <= 5; ++count) {
     publish("weather", Configuration(count).publisher("station").bind(two).bind(one),
             "station#" + std::to_string(count));
@@ -173,8 +176,7 @@ TEST_F(AnAnnouncedEndpoint, IsAnnouncedAnewByTheDiscoveryThatTakesOver) {
   publish("weather", Configuration(1).publisher("station").bind(one), "station#1");
   ASSERT_THAT(discovery->waitFor(1), SizeIs(1));
   const auto next = std::make_shared<FakeDiscovery>();
-  Lines announcedMeanwhile;
-  discovery->onWithdrawal = [&] { announcedMeanwhile = next->announced(); };
+  discovery->onWithdrawal = [this, next] { announcedMeanwhile = next->announced(); };
   auto nextRegistration = offer<Discovery>(framework, next, 2);
   EXPECT_THAT(next->waitFor(1), ElementsAre("station " + one + " weather"));
   EXPECT_THAT(discovery->waitFor(0), IsEmpty());
