@@ -7,7 +7,7 @@ namespace spfctl {
 /// Returns whether a text is a discovery name: letters, digits, '.', '_' and '-'.
 bool isDiscoveryName(const std::string& text);
 
-/// Returns why nobody can connect to an address, naming it and what was expected; empty if one can.
-std::string whyNoPeer(const std::string& address);
+/// Returns why a text is no address that one can connect to, naming it and what was expected; empty if it is one.
+std::string whyNoPeer(const std::string& text);
 
 }  // namespace spfctl

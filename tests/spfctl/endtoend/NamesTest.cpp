@@ -1,0 +1,205 @@
+#include <csignal>
+#include <set>
+
+#include "EndToEnd.hpp"
+#include "etcd/support/EtcdCluster.hpp"
+
+namespace spf::test {
+
+using etcdtest::EtcdCluster;
+using etcdtest::EtcdProcess;
+using nlohmann::json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+// Hosts that find one another by names in a real etcd.
+class Names : public EndToEnd {
+ protected:
+  static constexpr std::chrono::seconds ttl{3};
+
+  void SetUp() override {
+    if (const auto reason = etcdtest::whyNoEtcd(); !reason.empty()) {
+      GTEST_SKIP() << reason;
+    }
+    cluster_ = std::make_unique<EtcdCluster>();
+    ASSERT_TRUE(cluster_->waitUntilServing()) << member().log();
+  }
+
+  EtcdProcess& member() { return cluster_->member(0); }
+
+  Arguments discovery() { return {"--discovery", "etcd:" + member().url()}; }
+
+  // The command line of a host with one publisher, which stays however long its peers are away.
+  Arguments named(const std::string& id, const std::string& publisher, const Configuration::Texts& bind,
+                  const Configuration::Texts& connect = {}) {
+    auto more = discovery();
+    more.insert(more.end(), {"--property", "spf.discovery.etcd.ttl=" + std::to_string(ttl.count()), "--timeout", "1h"});
+    return host(write(id + ".json", Configuration(id).publisher(publisher, bind, connect)), more);
+  }
+  Arguments station(const std::string& id = "weather") { return named(id, "station", {"tcp://127.0.0.1:*"}); }
+  Arguments pier() { return named("harbour", "pier", {}, {"station"}); }
+
+  Result discover(const Arguments& more = {}) {
+    Arguments all = {SPFCTL, "discover"};
+    for (const auto& arguments : {more, discovery()}) {
+      all.insert(all.end(), arguments.begin(), arguments.end());
+    }
+    Process process(all);
+    return resultOf(process);
+  }
+  // Waits until so many hosts announce the station, since a host that is ready may not have done so yet, and returns
+  // their addresses.
+  std::set<std::string> addressesOfStation(std::size_t count) {
+    std::set<std::string> addresses;
+    EXPECT_TRUE(askUntil([&] {
+      addresses.clear();
+      const auto document = json::parse(discover({"station", "--json"}).out, nullptr, false);
+      for (const auto& name : document.is_object() ? document["names"] : json::array()) {
+        addresses.insert(name["address"].get<std::string>());
+      }
+      return addresses.size() == count;
+    }));
+    return addresses;
+  }
+  std::string addressOfStation() {
+    const auto addresses = addressesOfStation(1);
+    return addresses.empty() ? "" : *addresses.begin();
+  }
+  Process follow() {
+    Arguments all = {SPFCTL, "discover", "--watch"};
+    const auto more = discovery();
+    all.insert(all.end(), more.begin(), more.end());
+    return Process(all);
+  }
+
+  // Waits until the harbour's record of the name satisfies a condition.
+  bool waitForStation(const std::function<bool(const json&)>& condition) const {
+    return waitForStatus("harbour", [&](const json& status) {
+      const auto record = recordOf(status, "station");
+      return record.is_object() && condition(record);
+    });
+  }
+  bool waitForStationAt(const std::string& address) const {
+    return waitForStation([&](const json& record) { return record["phase"] == "up" && record["address"] == address; });
+  }
+  void forgetKilled(const std::string& host) const {
+    std::filesystem::remove(socketOf(host));
+    std::filesystem::remove(lockOf(host));
+  }
+
+  std::unique_ptr<EtcdCluster> cluster_;
+};
+
+TEST_F(Names, AreConnectedToAsSoonAsTheyAreAnnounced) {
+  Process harbour(pier());
+  ASSERT_TRUE(harbour.waitForOutput("pier: to connect station")) << harbour.err();
+  ASSERT_TRUE(waitForStation([](const json& record) { return record["phase"] == "unresolved"; }));
+  Process weather(station());
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
+  const auto names = json::parse(discover({"station", "--json"}).out)["names"];
+  ASSERT_EQ(names.size(), 1u);
+  EXPECT_EQ(names[0]["configuration"], "weather");
+  EXPECT_EQ(names[0]["process"], weather.id());
+  EXPECT_TRUE(waitForStationAt(names[0]["address"]));
+  end(weather);
+  EXPECT_EQ(discover({"station"}).code, 1) << "a host that ends withdraws its names at once";
+  end(harbour);
+}
+
+TEST_F(Names, OutliveAHostThatIsKilledByATimeToLiveAndAreFollowedToAnotherPort) {
+  Process harbour(pier());
+  Process weather(station());
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
+  const std::string address = addressOfStation();
+  auto followed = follow();
+  ASSERT_TRUE(followed.waitForOutput("present " + address));
+
+  const auto killed = std::chrono::steady_clock::now();
+  killNow(weather);
+  forgetKilled("weather");
+  // The connection is lost at once; the name stays until the lease has lapsed.
+  ASSERT_TRUE(waitForStation([&](const json& record) { return record["phase"] == "lost"; }));
+  ASSERT_TRUE(followed.waitForOutput("removed " + address));
+  EXPECT_GE(std::chrono::steady_clock::now() - killed, ttl / 2) << "the last sign of life is a third of it ago";
+  ASSERT_TRUE(waitForStation([&](const json& record) { return record["phase"] == "lost" && record["address"] == ""; }));
+  EXPECT_THAT(call({"status", "harbour"}).out, HasSubstr("station  lost"));
+
+  Process again(station());
+  ASSERT_TRUE(again.waitForOutput("ready: weather")) << again.err();
+  const std::string next = addressOfStation();
+  EXPECT_NE(next, address);
+  EXPECT_TRUE(waitForStationAt(next));
+  EXPECT_TRUE(waitForState("harbour", "ready"));
+  EXPECT_TRUE(followed.waitForOutput("added " + next));
+  end(again);
+  end(harbour);
+}
+
+TEST_F(Names, ThatSeveralHostsAnnounceAreConnectedToAtAllOfThem) {
+  std::vector<std::unique_ptr<Process>> stations;
+  for (const auto* id : {"north", "south", "west"}) {
+    stations.push_back(std::make_unique<Process>(station(id)));
+    ASSERT_TRUE(stations.back()->waitForOutput("ready: ")) << stations.back()->err();
+  }
+  const auto all = addressesOfStation(3);
+  EXPECT_THAT(discover().out,
+              MatchesRegex("NAME     ADDRESS[^\n]*\n"
+                           "(station  tcp://127.0.0.1:[0-9]+ +[^ ]+ +(north|south|west) +[0-9]+ s\n)+"));
+  Process harbour(pier());
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
+  const auto upAt = [&](const json& status) {
+    std::set<std::string> addresses;
+    for (const auto& record : endpointsOf(status)) {
+      if (record["endpoint"] == "station" && record["phase"] == "up") {
+        addresses.insert(record["address"].get<std::string>());
+      }
+    }
+    return addresses;
+  };
+  EXPECT_TRUE(waitForStatus("harbour", [&](const json& status) { return upAt(status) == all; }));
+  for (auto& process : stations) {
+    end(*process);
+  }
+  EXPECT_TRUE(waitForStation([](const json& record) { return record["phase"] == "lost"; }));
+  end(harbour);
+}
+
+TEST_F(Names, AreOutstandingWithTheReasonWhileEtcdIsAway) {
+  member().kill();
+  Process harbour(pier());
+  Process weather(station());
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << "a host needs etcd for its peers only: " << weather.err();
+  ASSERT_TRUE(waitForStation([&](const json& record) {
+    return record["phase"] == "unresolved" &&
+           record["reason"].get<std::string>().find("Connection refused") != std::string::npos;
+  }));
+  const auto status = call({"status", "harbour"});
+  EXPECT_THAT(status.out, HasSubstr("connect  station  unresolved"));
+  EXPECT_THAT(status.out, HasSubstr(member().url()));
+  member().start();
+  ASSERT_TRUE(member().waitUntilServing()) << member().log();
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.out();
+  end(weather);
+  end(harbour);
+}
+
+TEST_F(Names, StayKnownWhileEtcdIsAway) {
+  Process harbour(pier());
+  Process weather(station());
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
+  const std::string address = addressOfStation();
+  member().kill();
+  // Nobody can ask any more, but the host keeps what it knows.
+  EXPECT_EQ(discover({"--timeout", "500ms"}).code, 1);
+  EXPECT_TRUE(waitForStationAt(address));
+  member().start();
+  ASSERT_TRUE(member().waitUntilServing()) << member().log();
+  EXPECT_TRUE(askUntil([&] { return discover({"station"}).code == 0; }));
+  EXPECT_TRUE(waitForStationAt(address));
+  end(weather);
+  end(harbour);
+}
+
+}  // namespace spf::test
