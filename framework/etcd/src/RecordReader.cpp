@@ -25,20 +25,31 @@ RecordReader::RecordReader(std::function<void(const std::string&)> warning) : wa
 
 std::vector<NameRecord> RecordReader::read(const Registry::Entries& entries) {
   std::vector<NameRecord> records;
-  Registry::Entries refused;
+  std::map<std::string, Reading> readings;
   for (const auto& [key, value] : entries) {
-    try {
-      records.push_back(decode(key, value));
-    } catch (const std::runtime_error& error) {
-      const auto known = refused_.find(key);
-      if ((known == refused_.end() || known->second != value) && warning_) {
-        warning_("cannot read key '" + printable(key) + "': " + std::string(error.what()).substr(0, longestProblem));
-      }
-      refused.emplace(key, value);
+    auto known = last_.extract(key);
+    if (known.empty() || known.mapped().value != value) {
+      readings.emplace_hint(readings.end(), key, readAnew(key, value));
+    } else {
+      readings.insert(readings.end(), std::move(known));
+    }
+    if (const auto& record = readings.rbegin()->second.record) {
+      records.push_back(*record);
     }
   }
-  refused_.swap(refused);
+  last_.swap(readings);
   return records;
+}
+
+RecordReader::Reading RecordReader::readAnew(const std::string& key, const std::string& value) const {
+  try {
+    return {value, decode(key, value)};
+  } catch (const std::runtime_error& error) {
+    if (warning_) {
+      warning_("cannot read key '" + printable(key) + "': " + error.what());
+    }
+    return {value, std::nullopt};
+  }
 }
 
 }  // namespace agent::spf::etcd

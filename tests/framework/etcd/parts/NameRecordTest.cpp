@@ -131,6 +131,19 @@ TEST_F(TheReaderOfRecords, ReturnsThoseThatCanBeReadInOrder) {
   EXPECT_THAT(warnings_, ElementsAre("cannot read key 'a/1': the value is no JSON object; expected a record"));
 }
 
+TEST_F(TheReaderOfRecords, FollowsValuesThatChange) {
+  NameRecord record;
+  record.name = "a";
+  record.id = "1";
+  for (const std::string address : {"tcp://10.0.0.1:1", "tcp://10.0.0.1:1", "tcp://10.0.0.2:1"}) {
+    record.address = address;
+    const auto records = sut_.read({encode(record)});
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0].address, address);
+  }
+  EXPECT_THAT(sut_.read({}), IsEmpty());
+}
+
 TEST_F(TheReaderOfRecords, WarnsOnceOfEachValue) {
   sut_.read({{"a/1", "garbage"}});
   sut_.read({{"a/1", "garbage"}, {"b/1", value}});

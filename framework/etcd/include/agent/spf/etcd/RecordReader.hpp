@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,8 @@
 
 namespace agent::spf::etcd {
 
-/// Reads the records of a registry's entries again and again, and warns of each value that cannot be read once.
-/// Not synchronised.
+/// Reads the records of a registry's entries again and again, and warns of each value that cannot be read once. Values
+/// that have not changed since the last time are not read again. Not synchronised.
 class RecordReader {
  public:
   /// \param warning  called with a message that names the key; may be empty
@@ -21,8 +22,16 @@ class RecordReader {
   std::vector<NameRecord> read(const Registry::Entries& entries);
 
  private:
+  /// What became of an entry.
+  struct Reading {
+    std::string value;
+    std::optional<NameRecord> record;  ///< none if it cannot be read
+  };
+
+  Reading readAnew(const std::string& key, const std::string& value) const;
+
   std::function<void(const std::string&)> warning_;
-  Registry::Entries refused_;  // what the last reading could not read
+  std::map<std::string, Reading> last_;  // by the entries' keys
 };
 
 }  // namespace agent::spf::etcd
