@@ -222,19 +222,21 @@ class Registry::Impl {
   // Returns whether the member has answered.
   bool revoke(LeaseId lease, TimePoint until) {
     std::optional<bool> answered;
+    const auto member = members_.current();
     GatewayQuestion question;
     question.path = "/v3/lease/revoke";
     question.body = encodeLease(lease);
     question.timeout = std::chrono::ceil<std::chrono::milliseconds>(until - TimePoint::clock::now());
-    question.onAnswer = [&](const GatewayAnswer& answer) {
-      members_.reportFailure(answer.member);
-      answered = answer.problem.empty();
-    };
-    const auto call = gateway_.ask(std::move(question));
+    question.onAnswer = [&](const GatewayAnswer& answer) { answered = answer.problem.empty(); };
+    const auto call = gateway_.ask(member, std::move(question));
     while (!answered && TimePoint::clock::now() < until) {
       loop_.turn(until);
     }
-    return answered.value_or(false);
+    const bool isRevoked = answered.value_or(false);
+    if (!isRevoked) {
+      members_.reportFailure(member);  // also if the time was over before its own limit was noticed
+    }
+    return isRevoked;
   }
 
   Attempts attempts() { return Attempts(members_, Backoff(firstWait, third_, random_())); }
