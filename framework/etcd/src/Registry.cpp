@@ -186,10 +186,19 @@ class Registry::Impl {
     return isChanged;
   }
 
+  // One member after the other may fail and heal in one outage, so it is over only after a time without any failure.
   void warn(const std::string& failure) {
-    const bool isNew = !failure.empty() && !isWarned_;
-    isWarned_ = !failure.empty();
-    if (isNew) {
+    const bool isFailing = !failure.empty();
+    if (isFailing == isFailing_) {
+      return;
+    }
+    const auto now = TimePoint::clock::now();
+    const bool isNewOutage = isFailing && (!healedAt_ || now - *healedAt_ >= settings_.ttl);
+    isFailing_ = isFailing;
+    if (!isFailing) {
+      healedAt_ = now;
+    }
+    if (isNewOutage) {
       call(callbacks_.warning, failure);
     }
   }
@@ -261,7 +270,8 @@ class Registry::Impl {
   std::deque<Write> current_;  // orders that are being obeyed
   bool hasWatched_ = false;
   bool isRecovering_ = false;
-  bool isWarned_ = false;
+  bool isFailing_ = false;
+  std::optional<TimePoint> healedAt_;  // nothing before the first time
 
   mutable std::mutex mutex_;
 

@@ -12,6 +12,7 @@ namespace etcdtest {
 using agent::spf::etcd::Settings;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 using Kind = FakeMember::Reply::Kind;
 using Reply = FakeMember::Reply;
 
@@ -86,6 +87,21 @@ TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenItEnds) {
   ASSERT_TRUE(member_.waitFor("/v3/watch", 2));
   EXPECT_TRUE(sut.waitUntilCurrent());
   EXPECT_THAT(sut.warnings(), ElementsAre(problem("the watch has ended")));
+}
+
+TEST_F(TheWatchOfARegistry, WarnsOnceOfFailuresThatFollowOneAnotherAndAgainAfterAPause) {
+  ObservedRegistry sut(settings_);
+  for (std::size_t failure = 1; failure <= 3; ++failure) {
+    ASSERT_TRUE(sut.waitUntilCurrent());
+    member_.endConnections();
+    ASSERT_TRUE(member_.waitFor("/v3/watch", failure + 1));
+  }
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  EXPECT_THAT(sut.warnings(), SizeIs(1));
+  EXPECT_FALSE(
+      sut.waitUntil([](const auto& registry) { return !registry.trouble().empty(); }, std::chrono::milliseconds(1100)));
+  member_.endConnections();
+  EXPECT_TRUE(sut.waitUntil([&](const auto& /*registry*/) { return sut.warnings().size() == 2; }));
 }
 
 TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenCompactionHasCancelledIt) {

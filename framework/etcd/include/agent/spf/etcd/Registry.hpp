@@ -33,8 +33,10 @@ class Registry {
   /// are swallowed. A callback may call the registry, but not destroy it.
   struct Callbacks {
     std::function<void()> changed;  ///< the entries or the trouble have changed; may be empty
-    std::function<void(const std::string&)>
-        warning;  ///< a message for the log, at most one for each outage; may be empty
+
+    /// A message for the log, one for each outage, which is over when nothing has failed for one time to live; may be
+    /// empty.
+    std::function<void(const std::string&)> warning;
   };
 
   /// Starts the thread, which connects to the members by itself.
