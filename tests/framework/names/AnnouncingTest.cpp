@@ -274,6 +274,8 @@ TEST_F(APublishersName, LeadsToItsEndpointWhereverItIs) {
   }
   framework.remove("server");
   status.waitFor("display", Phase::lost, "the discovery does not know the name");
+  framework.remove("client");
+  ASSERT_NE(framework.events().waitFor("unpublished display#1"), "");
   EXPECT_THAT(framework.events().linesWith("connected"), ElementsAre("connected display#1 station"));
   EXPECT_THAT(framework.events().linesWith("error"), IsEmpty());
 }
@@ -336,6 +338,9 @@ TEST_F(APublishersName, IsGoneWithItsPublisherOnly) {
   EXPECT_TRUE(status.waitForAll("display", areUp(1)));
   framework.remove("b");
   status.waitFor("display", Phase::lost, "the discovery does not know the name");
+  EXPECT_NE(framework.events().waitFor("connected display#1 station"), "");
+  framework.remove("client");
+  ASSERT_NE(framework.events().waitFor("unpublished display#1"), "");
   EXPECT_THAT(framework.events().linesWith("connected"), SizeIs(1));
 }
 

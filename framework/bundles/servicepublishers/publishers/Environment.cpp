@@ -63,27 +63,6 @@ class SocketListener : public EndpointListener {
   const std::shared_ptr<const PeerAnswer> answer_;
 };
 
-/// The discovery in use, and the reference that identifies it.
-struct FoundDiscovery {
-  cppmicroservices::ServiceReference<Discovery> reference;
-  std::shared_ptr<Discovery> service;  ///< null if none is registered
-};
-
-FoundDiscovery findDiscovery(cppmicroservices::BundleContext context) {
-  FoundDiscovery found;
-  try {
-    found.reference = context.GetServiceReference<Discovery>();
-    if (found.reference) {
-      found.service = context.GetService(found.reference);
-    }
-  } catch (const std::invalid_argument&) {
-    // Unregistered between the two calls.
-  } catch (const std::runtime_error&) {
-    // The bundle was stopped.
-  }
-  return found;
-}
-
 bool isSame(const AnnouncedEndpoint& left, const AnnouncedEndpoint& right) {
   return left.name == right.name && left.address == right.address && left.key == right.key &&
          left.configuration == right.configuration;
@@ -148,13 +127,27 @@ bool Environment::isInUse(const Transport& transport) const {
   return findService<Transport>(context_).get() == &transport;
 }
 
+bool Environment::useDiscovery() {
+  cppmicroservices::ServiceReference<Discovery> reference;
+  discovery_.reset();
+  try {
+    auto context = context_;
+    reference = context.GetServiceReference<Discovery>();
+    discovery_ = reference ? context.GetService(reference) : nullptr;
+  } catch (const std::invalid_argument&) {
+    // Unregistered between the two calls.
+  } catch (const std::runtime_error&) {
+    // The bundle was stopped.
+  }
+  return !(std::exchange(discoveryReference_, reference) == reference);
+}
+
 Resolution Environment::resolve(const std::string& name) const {
-  const auto discovery = findService<Discovery>(context_);
-  if (!discovery) {
+  if (!discovery_) {
     return {{}, "no discovery is registered", false};
   }
   try {
-    Resolution resolution{discovery->addressesOf(name), "", true};
+    Resolution resolution{discovery_->addressesOf(name), "", true};
     if (resolution.addresses.empty()) {
       resolution.reason = "the discovery does not know the name";
     }
@@ -169,16 +162,15 @@ std::string Environment::reachable(const std::string& bound) const {
 }
 
 std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) const {
-  const auto [discovery, service] = findDiscovery(context_);
-  if (!service) {
+  if (!discovery_) {
     announced.reset();
     return "";
   }
-  if (announced && announced->discovery == discovery && isSame(announced->endpoint, endpoint)) {
+  if (announced && announced->discovery == discoveryReference_ && isSame(announced->endpoint, endpoint)) {
     return "";
   }
   try {
-    Announced next{endpoint, discovery, service->announce(endpoint)};
+    Announced next{endpoint, discoveryReference_, discovery_->announce(endpoint)};
     if (!next.announcement) {
       return "the discovery announces nothing";
     }

@@ -112,6 +112,12 @@ class Environment {
   /// Returns whether the next socket would be opened by this transport. One that is being stopped is not in use.
   bool isInUse(const agent::spf::frameworkinterfaces::Transport& transport) const;
 
+  /// Looks up the discovery that `resolve` and `announce` use until `releaseDiscovery`, so that all of a task's answers
+  /// are from one.
+  /// \return whether it is another one than before
+  bool useDiscovery();
+  void releaseDiscovery() { discovery_.reset(); }
+
   /// Returns what a discovery name stands for.
   Resolution resolve(const std::string& name) const;
 
@@ -133,6 +139,8 @@ class Environment {
   const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
   const std::string advertisedHost_;
+  cppmicroservices::ServiceReference<Discovery> discoveryReference_;
+  std::shared_ptr<Discovery> discovery_;  ///< null if none is registered
   SocketID lastSocket_ = 0;
 };
 

@@ -35,7 +35,7 @@ PublisherManager::~PublisherManager() {
 void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
   executor_->post([this, kind, pid, properties] {
     if (!releasing_) {
-      acceptRevision(kind, pid, properties);
+      perform([&] { acceptRevision(kind, pid, properties); });
     }
   });
 }
@@ -54,11 +54,13 @@ void PublisherManager::acceptRevision(Kind kind, const std::string& pid, const A
 
 void PublisherManager::remove(const std::string& pid) {
   executor_->post([this, pid] {
-    const auto publisher = publishers_.find(pid);
-    if (publisher != publishers_.end()) {
-      publisher->second.remove();
-      forgetIfGone(pid);
-    }
+    perform([&] {
+      const auto publisher = publishers_.find(pid);
+      if (publisher != publishers_.end()) {
+        publisher->second.remove();
+        forgetIfGone(pid);
+      }
+    });
   });
 }
 
@@ -82,12 +84,38 @@ void PublisherManager::follow(Following& following) {
       const std::lock_guard<std::mutex> lock(mutex_);
       following.isRequested = false;
     }
-    for (const auto step : following.steps) {
-      for (auto& [pid, publisher] : publishers_) {
-        (publisher.*step)();
+    perform([&] {
+      if (following.isAnnouncing) {
+        announceAll();
       }
-    }
+      for (auto& [pid, publisher] : publishers_) {
+        publisher.follow();
+      }
+    });
   });
+}
+
+void PublisherManager::perform(const std::function<void()>& task) {
+  struct Use {
+    explicit Use(Environment& used) : environment(used), isOther(used.useDiscovery()) {}
+    ~Use() { environment.releaseDiscovery(); }
+    Use(const Use&) = delete;
+    Use& operator=(const Use&) = delete;
+
+    Environment& environment;
+    const bool isOther;
+  };
+  const Use use(environment_);
+  if (use.isOther) {
+    announceAll();
+  }
+  task();
+}
+
+void PublisherManager::announceAll() {
+  for (auto& [pid, publisher] : publishers_) {
+    publisher.announce();
+  }
 }
 
 void PublisherManager::check(std::function<void()> done) {
@@ -105,11 +133,13 @@ void PublisherManager::stop() {
 }
 
 void PublisherManager::onSocket(const std::string& pid, SocketID id, const SocketReport& report) {
-  const auto publisher = publishers_.find(pid);
-  if (publisher != publishers_.end()) {
-    publisher->second.onSocket(id, report);
-    forgetIfGone(pid);
-  }
+  perform([&] {
+    const auto publisher = publishers_.find(pid);
+    if (publisher != publishers_.end()) {
+      publisher->second.onSocket(id, report);
+      forgetIfGone(pid);
+    }
+  });
   noteIfClosed();
 }
 

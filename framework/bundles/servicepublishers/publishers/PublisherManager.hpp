@@ -6,7 +6,6 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/BundleContext.h>
@@ -53,13 +52,17 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
  private:
   /// What every publisher has to do once more.
   struct Following {
-    /// Each of them is for all publishers before the next one.
-    const std::vector<void (Publisher::*)()> steps;
-
+    const bool isAnnouncing;
     bool isRequested = false;
   };
 
   void follow(Following& following);
+
+  /// Performs a task of the executor. If another discovery is in use by now, it announces everything first, so that no
+  /// publisher takes another one for lost.
+  void perform(const std::function<void()>& task);
+
+  void announceAll();
   void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
   void onSocket(const std::string& pid, SocketID id, const SocketReport& report);
   void forgetIfGone(const std::string& pid);
@@ -80,8 +83,8 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
 
   // Guarded by `mutex_`:
   bool closed_ = false;
-  Following services_{{&Publisher::announce, &Publisher::follow}};
-  Following names_{{&Publisher::follow}};
+  Following services_{true};
+  Following names_{false};
 };
 
 }  // namespace spf::publishers
