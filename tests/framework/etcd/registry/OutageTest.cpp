@@ -51,6 +51,7 @@ TEST_F(AnOutage, ThatOutlastsALeaseBringsAllKeysBack) {
   sut->put("a/1", "x");
   sut->put("b/1", "y");
   ASSERT_TRUE(other.waitForCount(2));
+  ASSERT_TRUE(sut.waitForCount(2));
   const Healing outage;
   proxy.set(FaultProxy::Behaviour::cut);
   ASSERT_TRUE(other.waitForCount(0));
