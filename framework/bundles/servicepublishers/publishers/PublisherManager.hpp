@@ -52,7 +52,7 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
  private:
   /// What every publisher has to do once more.
   struct Following {
-    const bool isAnnouncing;
+    const bool isAnnouncing = false;
     bool isRequested = false;
   };
 
