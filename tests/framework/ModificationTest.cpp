@@ -379,6 +379,8 @@ TEST_P(AnAddressUsedAnew, ByAnotherConfigurationIsFreeAfterAWithdrawal) {
   }
 }
 
+#ifdef SPF_RUNTIME_BUNDLED
+// CppMicroServices loses a configuration that is created right after the removal of one with its name.
 TEST_P(AnAddressUsedAnew, ByTheConfigurationItselfIsFreeAfterAWithdrawalThatNobodyWaitsFor) {
   for (int count = rounds; count > 0; --count) {
     framework.update("weather", Configuration(count).publisher("station").bind(spelling(count)));
@@ -386,6 +388,7 @@ TEST_P(AnAddressUsedAnew, ByTheConfigurationItselfIsFreeAfterAWithdrawalThatNobo
     framework.remove("weather");
   }
 }
+#endif
 
 TEST(AWildcardsPort, IsFreeForThePublisherThatConfiguresItByNumber) {
   RunningFramework framework;
