@@ -128,18 +128,18 @@ bool Environment::isInUse(const Transport& transport) const {
 }
 
 bool Environment::useDiscovery() {
-  cppmicroservices::ServiceReference<Discovery> reference;
+  inUse_ = {};
   discovery_.reset();
   try {
     auto context = context_;
-    reference = context.GetServiceReference<Discovery>();
-    discovery_ = reference ? context.GetService(reference) : nullptr;
+    inUse_ = context.GetServiceReference<Discovery>();
+    discovery_ = inUse_ ? context.GetService(inUse_) : nullptr;
   } catch (const std::invalid_argument&) {
     // Unregistered between the two calls.
   } catch (const std::runtime_error&) {
     // The bundle was stopped.
   }
-  return !(std::exchange(discoveryReference_, reference) == reference);
+  return !(inUse_ == announcedAt_);
 }
 
 Resolution Environment::resolve(const std::string& name) const {
@@ -166,11 +166,11 @@ std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::option
     announced.reset();
     return "";
   }
-  if (announced && announced->discovery == discoveryReference_ && isSame(announced->endpoint, endpoint)) {
+  if (announced && announced->discovery == inUse_ && isSame(announced->endpoint, endpoint)) {
     return "";
   }
   try {
-    Announced next{endpoint, discoveryReference_, discovery_->announce(endpoint)};
+    Announced next{endpoint, inUse_, discovery_->announce(endpoint)};
     if (!next.announcement) {
       return "the discovery announces nothing";
     }

@@ -78,6 +78,7 @@ struct Socket {
 
   std::string reachable;               ///< where peers reach it; empty unless it is bound, and of a kind to announce
   std::optional<Announced> announced;  ///< withdrawn before the socket is closed
+  std::string announceFailure;         ///< the last reason why it is not announced, which is logged once
 };
 
 /// What a discovery name stands for now.
@@ -114,8 +115,12 @@ class Environment {
 
   /// Looks up the discovery that `resolve` and `announce` use until `releaseDiscovery`, so that all of a task's answers
   /// are from one.
-  /// \return whether it is another one than before
+  /// \return whether it is another one than at the last `noteAnnounced`
   bool useDiscovery();
+
+  /// Notes that the discovery in use announces everything.
+  void noteAnnounced() { announcedAt_ = inUse_; }
+
   void releaseDiscovery() { discovery_.reset(); }
 
   /// Returns what a discovery name stands for.
@@ -139,7 +144,8 @@ class Environment {
   const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
   const std::string advertisedHost_;
-  cppmicroservices::ServiceReference<Discovery> discoveryReference_;
+  cppmicroservices::ServiceReference<Discovery> inUse_;
+  cppmicroservices::ServiceReference<Discovery> announcedAt_;
   std::shared_ptr<Discovery> discovery_;  ///< null if none is registered
   SocketID lastSocket_ = 0;
 };

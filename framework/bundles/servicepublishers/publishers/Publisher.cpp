@@ -404,12 +404,12 @@ void Publisher::announce(Socket& socket) {
     socket.announced.reset();
     return;
   }
-  const std::string failure =
+  std::string failure =
       environment_.announce({name, socket.reachable, "", revision_->configurationID}, socket.announced);
-  if (failure != announceFailure_ && !failure.empty()) {
+  if (failure != socket.announceFailure && !failure.empty()) {
     warn("cannot announce '" + socket.reachable + "': " + failure);
   }
-  announceFailure_ = failure;
+  socket.announceFailure = std::move(failure);
 }
 
 void Publisher::resolveServices() {

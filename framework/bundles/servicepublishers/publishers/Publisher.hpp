@@ -116,8 +116,6 @@ class Publisher {
   Endpoints used_;
   std::vector<Socket> closing_;
 
-  std::string announceFailure_;  ///< the last reason why an endpoint is not announced, which is logged once
-
   // What a call has changed. `commit` shows the records first, so that they contain what the reports say.
   EndpointStates::Records changedRecords_;
   bool isEveryRecordChanged_ = false;

@@ -73,29 +73,32 @@ void PublisherManager::discoveryChanged() {
 }
 
 void PublisherManager::follow(Following& following) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (std::exchange(following.isRequested, true)) {
-      return;  // what was requested before has not begun yet
-    }
+  if (exchangeRequested(following, true)) {
+    return;  // what was requested before has not begun yet
   }
-  executor_->post([this, &following] {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      following.isRequested = false;
-    }
-    perform([&] {
-      if (following.isAnnouncing) {
-        announceAll();
-      }
-      for (auto& [pid, publisher] : publishers_) {
-        publisher.follow();
-      }
+  try {
+    executor_->post([this, &following] {
+      exchangeRequested(following, false);
+      perform(
+          [this] {
+            for (auto& [pid, publisher] : publishers_) {
+              publisher.follow();
+            }
+          },
+          following.isAnnouncing);
     });
-  });
+  } catch (...) {
+    exchangeRequested(following, false);
+    throw;
+  }
 }
 
-void PublisherManager::perform(const std::function<void()>& task) {
+bool PublisherManager::exchangeRequested(Following& following, bool isRequested) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return std::exchange(following.isRequested, isRequested);
+}
+
+void PublisherManager::perform(const std::function<void()>& task, bool isAnnouncing) {
   struct Use {
     explicit Use(Environment& used) : environment(used), isOther(used.useDiscovery()) {}
     ~Use() { environment.releaseDiscovery(); }
@@ -106,8 +109,9 @@ void PublisherManager::perform(const std::function<void()>& task) {
     const bool isOther;
   };
   const Use use(environment_);
-  if (use.isOther) {
+  if (use.isOther || isAnnouncing) {
     announceAll();
+    environment_.noteAnnounced();
   }
   task();
 }

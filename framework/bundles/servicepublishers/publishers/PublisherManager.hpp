@@ -58,9 +58,13 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
 
   void follow(Following& following);
 
+  /// \return what was set before
+  bool exchangeRequested(Following& following, bool isRequested);
+
   /// Performs a task of the executor. If another discovery is in use by now, it announces everything first, so that no
   /// publisher takes another one for lost.
-  void perform(const std::function<void()>& task);
+  /// \param isAnnouncing  whether everything is announced in any case
+  void perform(const std::function<void()>& task, bool isAnnouncing = false);
 
   void announceAll();
   void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);

@@ -29,9 +29,16 @@ class ListenerCaller {
   ListenerCaller& operator=(const ListenerCaller&) = delete;
 
   /// Lets every listener be called once more. Does nothing after `stop`.
+  /// \throws std::bad_alloc if no memory is left; the call has to be requested anew then
   void request() {
-    if (calls_->request()) {
+    if (!calls_->request()) {
+      return;
+    }
+    try {
       executor_.post([calls = calls_] { calls->make(); });
+    } catch (...) {
+      calls_->withdrawRequest();
+      throw;
     }
   }
 
@@ -52,11 +59,13 @@ class ListenerCaller {
       return !std::exchange(isRequested_, true);
     }
 
+    void withdrawRequest() {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      isRequested_ = false;
+    }
+
     void make() {
-      {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isRequested_ = false;
-      }
+      withdrawRequest();
       for (const auto& listener : findServices<Listener>(context_)) {
         try {
           (listener.get()->*call_)();

@@ -26,14 +26,18 @@ std::shared_ptr<Service> findService(cppmicroservices::BundleContext context) {
 }
 
 /// Looks up all services of a class for one use.
-/// \return empty if none is registered or the context is no longer valid
+/// \return without those that are unregistered meanwhile; empty if the context is no longer valid
 template <class Service>
 std::vector<std::shared_ptr<Service>> findServices(cppmicroservices::BundleContext context) {
   std::vector<std::shared_ptr<Service>> services;
   try {
     for (const auto& reference : context.GetServiceReferences<Service>()) {
-      if (auto service = context.GetService(reference)) {
-        services.push_back(std::move(service));
+      try {
+        if (auto service = context.GetService(reference)) {
+          services.push_back(std::move(service));
+        }
+      } catch (const std::invalid_argument&) {
+        // Unregistered between the two calls.
       }
     }
   } catch (const std::runtime_error&) {
