@@ -63,7 +63,7 @@ void AnnouncedNames::begin(std::unique_ptr<Registry> registry) {
 
 std::unique_ptr<Announcement> AnnouncedNames::add(const AnnouncedEndpoint& endpoint) {
   const std::string id = agent::spf::frameworksupport::uniqueID();
-  NameRecord record = recordOf(endpoint, id);
+  const NameRecord record = recordOf(endpoint, id);
   auto [key, value] = encode(record);
   auto added = std::make_unique<EtcdAnnouncement>(shared_from_this(), id);
   {
@@ -72,32 +72,51 @@ std::unique_ptr<Announcement> AnnouncedNames::add(const AnnouncedEndpoint& endpo
       throw std::runtime_error("cannot announce '" + endpoint.name + "' at '" + endpoint.address +
                                "': the discovery has ended");
     }
-    own_.emplace(id, std::move(record));
-    registry_->put(std::move(key), std::move(value));
+    removeWithdrawn();
+    const auto own = own_.emplace(id, Own{endpoint.name, key, addressOf(record)}).first;
+    try {
+      registry_->put(std::move(key), std::move(value));
+    } catch (...) {
+      own_.erase(own);
+      throw;
+    }
   }
   onChange_();
   return added;
 }
 
-void AnnouncedNames::remove(const std::string& id) {
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    const auto removed = own_.find(id);
-    if (removed == own_.end()) {
-      return;
+void AnnouncedNames::remove(const std::string& id) noexcept {
+  try {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      const auto withdrawn = own_.find(id);
+      if (withdrawn == own_.end()) {
+        return;
+      }
+      withdrawn->second.isWithdrawn = true;
+      // At once, not only when etcd has reported it.
+      const auto found = found_.find(withdrawn->second.name);
+      if (found != found_.end()) {
+        found->second.erase(id);
+      }
+      removeWithdrawn();
     }
-    const NameRecord& record = removed->second;
-    // At once, not only when etcd has reported it.
-    const auto found = found_.find(record.name);
-    if (found != found_.end()) {
-      found->second.erase(id);
-    }
-    if (registry_) {
-      registry_->remove(encode(record).first);
-    }
-    own_.erase(removed);
+    onChange_();
+  } catch (...) {
+    // It stays marked, and is removed later.
   }
-  onChange_();
+}
+
+/// Removes withdrawn announcements from the registry.
+void AnnouncedNames::removeWithdrawn() {
+  for (auto own = own_.begin(); own != own_.end();) {
+    if (own->second.isWithdrawn) {
+      registry_->remove(own->second.key);
+      own = own_.erase(own);
+    } else {
+      ++own;
+    }
+  }
 }
 
 void AnnouncedNames::refresh() {
@@ -117,6 +136,9 @@ void AnnouncedNames::refresh() {
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     found_.swap(found);
+    if (registry_) {
+      removeWithdrawn();
+    }
   }
   onChange_();
 }
@@ -129,9 +151,11 @@ std::vector<DiscoveredAddress> AnnouncedNames::of(const std::string& name) const
     if (found != found_.end()) {
       addresses = found->second;
     }
-    for (const auto& [id, record] : own_) {
-      if (record.name == name) {
-        addresses.emplace(id, addressOf(record));
+    for (const auto& [id, own] : own_) {
+      if (own.isWithdrawn) {
+        addresses.erase(id);
+      } else if (own.name == name) {
+        addresses.emplace(id, own.address);
       }
     }
   }

@@ -37,8 +37,8 @@ class AnnouncedNames : public std::enable_shared_from_this<AnnouncedNames> {
   /// \throws std::runtime_error before `begin` and after `end`
   std::unique_ptr<Announcement> add(const AnnouncedEndpoint& endpoint);
 
-  /// Withdraws an announcement.
-  void remove(const std::string& id);
+  /// Withdraws an announcement. If no memory is left for that, others learn of it after the next change.
+  void remove(const std::string& id) noexcept;
 
   /// Reads the registry's entries again. Called on its thread.
   void refresh();
@@ -55,6 +55,16 @@ class AnnouncedNames : public std::enable_shared_from_this<AnnouncedNames> {
  private:
   using Addresses = std::map<std::string, DiscoveredAddress>;  // by their announcements' IDs
 
+  /// What this process announces.
+  struct Own {
+    std::string name;
+    std::string key;  ///< the registry's
+    DiscoveredAddress address;
+    bool isWithdrawn = false;  ///< and yet to be removed from the registry
+  };
+
+  void removeWithdrawn();
+
   const std::function<void()> onChange_;
 
   std::mutex refreshing_;  // taken before `mutex_`
@@ -66,7 +76,7 @@ class AnnouncedNames : public std::enable_shared_from_this<AnnouncedNames> {
 
   // Guarded by `mutex_`:
   std::unique_ptr<Registry> registry_;      ///< null before `begin` and after `end`
-  std::map<std::string, NameRecord> own_;   ///< by their IDs
+  std::map<std::string, Own> own_;          ///< by their IDs
   std::map<std::string, Addresses> found_;  ///< those of etcd, by names
 };
 

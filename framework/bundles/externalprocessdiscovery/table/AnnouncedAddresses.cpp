@@ -44,7 +44,7 @@ std::unique_ptr<Announcement> AnnouncedAddresses::add(const AnnouncedEndpoint& e
   return added;
 }
 
-void AnnouncedAddresses::remove(const std::string& name, const std::string& id) {
+void AnnouncedAddresses::remove(const std::string& name, const std::string& id) noexcept {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto ofName = addresses_.find(name);
@@ -62,7 +62,11 @@ void AnnouncedAddresses::remove(const std::string& name, const std::string& id) 
       addresses_.erase(ofName);
     }
   }
-  onChange_();
+  try {
+    onChange_();
+  } catch (...) {
+    // No memory is left for the report; the next one stands for this change too.
+  }
 }
 
 std::vector<DiscoveredAddress> AnnouncedAddresses::of(const std::string& name) const {

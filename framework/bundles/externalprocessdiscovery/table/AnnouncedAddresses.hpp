@@ -26,8 +26,8 @@ class AnnouncedAddresses : public std::enable_shared_from_this<AnnouncedAddresse
   /// \throws std::runtime_error after `end`
   std::unique_ptr<Announcement> add(const AnnouncedEndpoint& endpoint);
 
-  /// Removes an address.
-  void remove(const std::string& name, const std::string& id);
+  /// Removes an address. If no memory is left, the next change reports this one too.
+  void remove(const std::string& name, const std::string& id) noexcept;
 
   /// Returns the addresses of a name; empty if there is none.
   std::vector<DiscoveredAddress> of(const std::string& name) const;
