@@ -8,11 +8,14 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include <unistd.h>
 #include "agent/spf/etcd/NameRecord.hpp"
 #include "agent/spf/etcd/Registry.hpp"
 #include "etcd/support/EtcdCluster.hpp"
@@ -128,17 +131,42 @@ class Hosts {
   Traffic ended_;
 };
 
-void print(const char* when, int hosts, const Traffic& before, const Traffic& after, double seconds) {
-  const double count = hosts;
-  std::printf("%4d hosts, %-22s %7.2f s: %8.1f requests, %9.0f bytes sent, %10.0f bytes received per host\n", hosts,
-              when, seconds, static_cast<double>(after.requests - before.requests) / count,
-              static_cast<double>(after.sentBytes - before.sentBytes) / count,
-              static_cast<double>(after.receivedBytes - before.receivedBytes) / count);
-  std::fflush(stdout);
+/// Returns the processor time that a process has used, in seconds.
+double processorTime(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string line;
+  std::getline(file, line);
+  std::istringstream fields(line.substr(line.rfind(')') + 1));
+  std::string skipped;
+  for (int field = 3; field < 14; ++field) {
+    fields >> skipped;
+  }
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-double secondsSince(Clock::time_point start) {
-  return std::chrono::duration<double>(Clock::now() - start).count();
+/// What was used so far.
+struct Use {
+  Traffic traffic;
+  double hosts = 0;  ///< processor time of all hosts, in seconds
+  double etcd = 0;   ///< that of etcd
+  Clock::time_point time = Clock::now();
+};
+
+void print(const char* when, int hosts, const Use& before, const Use& after) {
+  const double count = hosts;
+  std::printf(
+      "%4d hosts, %-12s %6.2f s: per host %5.1f requests, %7.0f bytes sent, %8.0f bytes received, %6.1f ms of "
+      "processor "
+      "time; etcd %6.2f s\n",
+      hosts, when, std::chrono::duration<double>(after.time - before.time).count(),
+      static_cast<double>(after.traffic.requests - before.traffic.requests) / count,
+      static_cast<double>(after.traffic.sentBytes - before.traffic.sentBytes) / count,
+      static_cast<double>(after.traffic.receivedBytes - before.traffic.receivedBytes) / count,
+      (after.hosts - before.hosts) * 1000 / count, after.etcd - before.etcd);
+  std::fflush(stdout);
 }
 
 bool measure(int count) {
@@ -150,10 +178,12 @@ bool measure(int count) {
   settings.members = cluster.urls();
   Hosts hosts(settings, count);
   const auto phase = [&](const char* when, auto action) {
-    const Traffic before = hosts.traffic();
-    const auto start = Clock::now();
+    const auto use = [&] {
+      return Use{hosts.traffic(), processorTime(getpid()), processorTime(cluster.member(0).id()), Clock::now()};
+    };
+    const Use before = use();
     const bool isGood = action();
-    print(when, count, before, hosts.traffic(), secondsSince(start));
+    print(when, count, before, use());
     return isGood;
   };
   return phase("all start", [&] { return hosts.start(), hosts.waitUntilKnown(); }) &&

@@ -44,6 +44,7 @@ class EtcdProcess {
   /// \return false if it ends before, or does not within `patience`
   [[nodiscard]] bool waitUntilServing();
 
+  pid_t id() const noexcept { return pid_; }
   const std::string& url() const noexcept { return url_; }
   std::string peerUrl() const;
   int clientPort() const noexcept { return options_.clientPort; }
