@@ -16,14 +16,12 @@
 namespace spf::etcddiscovery {
 
 using agent::spf::etcd::readSettings;
-using agent::spf::etcd::Settings;
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::DiscoveryListener;
 using agent::spf::frameworksupport::findServices;
 using agent::spf::frameworksupport::ListenerCaller;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
-using cppmicroservices::AnyMap;
 using cppmicroservices::BundleContext;
 
 namespace {
