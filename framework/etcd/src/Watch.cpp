@@ -17,11 +17,11 @@ Watch::Watch(Gateway& gateway, const Attempts& attempts, Copy& copy, OwnKeys& ow
 
 // Missing keys stay for as long as etcd is away.
 Watch::TimePoint Watch::wakeAt() const noexcept {
-  return isWatching() ? std::min(wakeAt_, copy_.expiresAt()) : wakeAt_;
+  return hasListed() ? std::min(wakeAt_, copy_.expiresAt()) : wakeAt_;
 }
 
 void Watch::tick(TimePoint now) {
-  if (isWatching()) {
+  if (hasListed()) {
     copy_.expire(now);
   }
   if (now < wakeAt_) {
@@ -80,6 +80,7 @@ void Watch::takeListing(ListingAnswer listing) {
   for (auto& key : listing.keys) {
     entries.emplace(std::move(key.key), std::move(key.value));
   }
+  endOutage();
   copy_.list(std::move(entries), TimePoint::clock::now() + ttl_);
   isListed_ = true;
   open(listing.revision + 1);
@@ -165,7 +166,24 @@ void Watch::receiveProbe(const GatewayAnswer& answer) {
   wakeAt_ = TimePoint::clock::now() + third_;
 }
 
+void Watch::countFailedListing() {
+  if (failedListings_ == 0) {
+    failingSince_ = TimePoint::clock::now();
+  }
+  ++failedListings_;
+}
+
+void Watch::endOutage() noexcept {
+  if (failedListings_ >= gateway_.members().count()) {
+    copy_.postpone(TimePoint::clock::now() - failingSince_);
+  }
+  failedListings_ = 0;
+}
+
 void Watch::fail(const std::string& problem) {
+  if (phase_ == Phase::listing) {
+    countFailedListing();
+  }
   trouble_.report(member_, problem);
   restart(attempts_.fail(member_, TimePoint::clock::now()));
 }
