@@ -110,7 +110,7 @@ class Registry::Impl {
     const bool wasWatching = watch_.isWatching();
     const bool wasWriting = ownTrouble().empty();
     publish();
-    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt()}));
+    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt(), warnAt_}));
     // One that got through shows that others need not wait.
     if (!wasWatching && watch_.isWatching()) {
       lease_.retry();
@@ -166,8 +166,9 @@ class Registry::Impl {
   void publish() {
     const auto failure = currentFailure();
     hasWatched_ = hasWatched_ || watch_.isWatching();
-    if (show(failure.empty() && !hasWatched_ ? noAnswer() : failure)) {
-      warn(failure);
+    const bool isChanged = show(failure.empty() && !hasWatched_ ? noAnswer() : failure);
+    warn(failure);
+    if (isChanged) {
       call(callbacks_.changed);
     }
   }
@@ -186,19 +187,18 @@ class Registry::Impl {
     return isChanged;
   }
 
-  // One member after the other may fail and heal in one outage, so it is over only after a time without any failure.
+  // One member after the other may fail and heal in one outage, so it is over only after a time without any failure. A
+  // failure that begins before that is worth a warning of its own if it lasts.
   void warn(const std::string& failure) {
-    const bool isFailing = !failure.empty();
-    if (isFailing == isFailing_) {
-      return;
-    }
     const auto now = TimePoint::clock::now();
-    const bool isNewOutage = isFailing && (!healedAt_ || now - *healedAt_ >= settings_.ttl);
-    isFailing_ = isFailing;
-    if (!isFailing) {
-      healedAt_ = now;
+    if (failure.empty() == isFailing_) {
+      isFailing_ = !failure.empty();
+      const auto warnAt = now >= outageEndsAt_ ? now : now + settings_.ttl;
+      warnAt_ = isFailing_ ? warnAt : TimePoint::max();
+      outageEndsAt_ = now + settings_.ttl;
     }
-    if (isNewOutage) {
+    if (now >= warnAt_) {
+      warnAt_ = TimePoint::max();
       call(callbacks_.warning, failure);
     }
   }
@@ -271,7 +271,8 @@ class Registry::Impl {
   bool hasWatched_ = false;
   bool isRecovering_ = false;
   bool isFailing_ = false;
-  std::optional<TimePoint> healedAt_;  // nothing before the first time
+  TimePoint outageEndsAt_ = TimePoint::min();  // if nothing fails until then
+  TimePoint warnAt_ = TimePoint::max();        // if the failure lasts until then
 
   mutable std::mutex mutex_;
 

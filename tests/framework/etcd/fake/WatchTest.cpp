@@ -102,7 +102,21 @@ TEST_F(TheWatchOfARegistry, WarnsOnceOfFailuresThatFollowOneAnotherAndAgainAfter
   EXPECT_FALSE(
       sut.waitUntil([](const auto& registry) { return !registry.trouble().empty(); }, std::chrono::milliseconds(1100)));
   member_.endConnections();
-  EXPECT_TRUE(sut.waitUntil([&](const auto& /*registry*/) { return sut.warnings().size() == 2; }));
+  EXPECT_TRUE(sut.waitForWarnings(2));
+}
+
+TEST_F(TheWatchOfARegistry, WarnsOfAFailureThatLastsEvenIfItFollowsAnother) {
+  settings_.ttl = std::chrono::seconds(3);
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  member_.endConnections();
+  ASSERT_TRUE(member_.waitFor("/v3/watch", 2));
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  member_.on("/v3/kv/range", Reply{503, ""});
+  member_.endConnections();
+  EXPECT_TRUE(sut.waitForWarnings(2));
+  EXPECT_THAT(sut.warnings(), ElementsAre(problem("the watch has ended"), problem("HTTP status 503")));
+  EXPECT_FALSE(sut.waitForWarnings(3, settings_.ttl + std::chrono::seconds(1)));
 }
 
 TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenCompactionHasCancelledIt) {

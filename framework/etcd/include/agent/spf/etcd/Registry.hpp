@@ -34,8 +34,8 @@ class Registry {
   struct Callbacks {
     std::function<void()> changed;  ///< the entries or the trouble have changed; may be empty
 
-    /// A message for the log, one for each outage, which is over when nothing has failed for one time to live; may be
-    /// empty.
+    /// A message for the log, one for each outage, which is over when nothing has failed for one time to live, and one
+    /// for each further failure in it that lasts for one time to live; may be empty.
     std::function<void(const std::string&)> warning;
   };
 
