@@ -110,7 +110,7 @@ class Registry::Impl {
     const bool wasWatching = watch_.isWatching();
     const bool wasWriting = ownTrouble().empty();
     publish();
-    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt(), warnAt_}));
+    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt(), warnAt_, announceAt_}));
     // One that got through shows that others need not wait.
     if (!wasWatching && watch_.isWatching()) {
       lease_.retry();
@@ -168,9 +168,14 @@ class Registry::Impl {
     hasWatched_ = hasWatched_ || watch_.isWatching();
     const bool isChanged = show(failure.empty() && !hasWatched_ ? noAnswer() : failure);
     warn(failure);
-    if (isChanged) {
-      call(callbacks_.changed);
+    if (isChanged || TimePoint::clock::now() >= announceAt_) {
+      announce();
     }
+  }
+
+  // A callback that throws has not taken the change, and the next one may be hours away.
+  void announce() {
+    announceAt_ = call(callbacks_.changed) ? TimePoint::max() : TimePoint::clock::now() + waitAfterException;
   }
 
   // Returns whether anything has changed.
@@ -203,14 +208,16 @@ class Registry::Impl {
     }
   }
 
+  // Returns whether the callback has not thrown.
   template <class Callback, class... Arguments>
-  static void call(const Callback& callback, const Arguments&... arguments) noexcept {
+  static bool call(const Callback& callback, const Arguments&... arguments) noexcept {
     try {
       if (callback) {
         callback(arguments...);
       }
+      return true;
     } catch (...) {
-      // No caller could receive it.
+      return false;  // no caller could receive the exception
     }
   }
 
@@ -271,6 +278,7 @@ class Registry::Impl {
   bool hasWatched_ = false;
   bool isRecovering_ = false;
   bool isFailing_ = false;
+  TimePoint announceAt_ = TimePoint::max();    // again, after a callback has thrown
   TimePoint outageEndsAt_ = TimePoint::min();  // if nothing fails until then
   TimePoint warnAt_ = TimePoint::max();        // if the failure lasts until then
 

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -257,6 +258,22 @@ TEST_F(TheListingOfARegistry, SurvivesCallbacksThatThrow) {
   member_.stream(putC);
   sut.put("d/1", "x");
   EXPECT_TRUE(member_.waitFor("/v3/kv/txn", 1));
+}
+
+TEST_F(TheListingOfARegistry, CallsACallbackThatHasThrownAgainUntilItReturns) {
+  settings_.ttl = std::chrono::seconds(3600);
+  std::atomic<int> throwsLeft{0};
+  ObservedRegistry sut(settings_, [&] {
+    if (throwsLeft > 0) {
+      --throwsLeft;
+      throw std::bad_alloc();
+    }
+  });
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  throwsLeft = 3;
+  member_.stream(putC);
+  EXPECT_TRUE(
+      sut.waitUntil([&](const auto& registry) { return throwsLeft == 0 && registry.entries()->count("c/1") == 1; }));
 }
 
 TEST_F(TheListingOfARegistry, NeedsNoCallbacks) {
