@@ -78,7 +78,9 @@ void Watch::takeListing(ListingAnswer listing) {
   ownKeys_.observe(listing);
   Copy::Entries entries;
   for (auto& key : listing.keys) {
-    entries.emplace(std::move(key.key), std::move(key.value));
+    if (!ownKeys_.isOutdated(key)) {
+      entries.emplace(std::move(key.key), std::move(key.value));
+    }
   }
   endOutage();
   copy_.list(std::move(entries), TimePoint::clock::now() + ttl_);
@@ -116,10 +118,10 @@ bool Watch::receiveMessage(const std::string& message) {
   const auto answer = decodeWatch(message, prefix_);
   for (const auto& change : answer.changes) {
     ownKeys_.observe(change);
-    if (change.kind == Change::Kind::put) {
-      copy_.put(change.key.key, change.key.value);
-    } else {
+    if (change.kind == Change::Kind::deleted) {
       copy_.erase(change.key.key);
+    } else if (!ownKeys_.isOutdated(change.key)) {
+      copy_.put(change.key.key, change.key.value);
     }
   }
   if (answer.isCancelled) {
