@@ -31,7 +31,7 @@ using TimePoint = std::chrono::steady_clock::time_point;
 
 constexpr std::chrono::milliseconds firstWait(100);
 constexpr std::chrono::milliseconds waitAfterException(100);
-constexpr std::chrono::milliseconds longestFarewell(1000);
+constexpr std::chrono::milliseconds longestRevocation(1000);
 constexpr std::size_t longestEntry = std::size_t{512} * 1024;  // of key and value; a third of what etcd takes
 constexpr std::size_t longestQuote = 100;
 
@@ -42,8 +42,7 @@ const Settings& validated(const Settings& settings) {
 
 }  // namespace
 
-/// The thread and what it uses: it feeds the state machines with orders, time and answers, and publishes what comes of
-/// it.
+/// The thread and what it uses: it feeds the state machines with orders, time and answers, and publishes the results.
 class Registry::Impl {
  public:
   Impl(Settings settings, Callbacks callbacks)
@@ -95,14 +94,14 @@ class Registry::Impl {
       }
     }
     try {
-      sayFarewell();
+      revokeLease();
     } catch (...) {
       // The keys stay until the lease lapses.
     }
   }
 
   void turn() {
-    obeyOrders();
+    applyOrders();
     const auto now = TimePoint::clock::now();
     lease_.tick(now);
     keys_.tick(now);
@@ -132,18 +131,18 @@ class Registry::Impl {
     std::this_thread::sleep_until(later);
   }
 
-  void obeyOrders() {
+  void applyOrders() {
     if (current_.empty()) {
       const std::lock_guard<std::mutex> lock(mutex_);
       current_.swap(orders_);
     }
     while (!current_.empty()) {
-      obey(current_.front());
+      apply(current_.front());
       current_.pop_front();
     }
   }
 
-  void obey(const Write& order) {
+  void apply(const Write& order) {
     if (order.value) {
       keys_.put(order.key, *order.value);
     } else if (keys_.remove(order.key)) {
@@ -222,12 +221,12 @@ class Registry::Impl {
   }
 
   // Gives the lease back. Each member gets its share of the time.
-  void sayFarewell() {
+  void revokeLease() {
     const auto lease = lease_.id();
     lease_.restart(TimePoint::max());
     keys_.restart(TimePoint::max());
     watch_.restart(TimePoint::max());
-    const auto end = TimePoint::clock::now() + longestFarewell;
+    const auto end = TimePoint::clock::now() + longestRevocation;
     bool isRevoked = lease == 0;
     for (auto left = static_cast<int>(members_.count()); left > 0 && !isRevoked; --left) {
       const auto now = TimePoint::clock::now();
@@ -274,7 +273,7 @@ class Registry::Impl {
   OwnKeys keys_{gateway_, lease_, attempts(), settings_.prefix, third_};
   Copy copy_;
   Watch watch_{gateway_, attempts(), copy_, keys_, settings_};
-  std::deque<Write> current_;  // orders that are being obeyed
+  std::deque<Write> current_;  // orders that are being applied
   bool hasWatched_ = false;
   bool isRecovering_ = false;
   bool isFailing_ = false;
