@@ -23,6 +23,9 @@ class Attempts {
     return ++failures_ % members_.count() == 0 ? now + backoff_.next() : now;
   }
 
+  /// Returns how many members have not failed yet in this round, at least one.
+  std::size_t membersLeft() const noexcept { return members_.count() - failures_ % members_.count(); }
+
   /// Stays with the member.
   /// \return when to try it again
   TimePoint repeat(TimePoint now) { return now + backoff_.next(); }

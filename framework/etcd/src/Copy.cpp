@@ -9,12 +9,19 @@ void Copy::list(Entries listed, TimePoint missingUntil) {
   std::map<std::string, TimePoint> missing;
   for (const auto& [key, value] : entries_) {
     if (listed.emplace(key, value).second) {
-      missing.emplace(key, missingUntil);
+      const auto known = missing_.find(key);
+      missing.emplace(key, known == missing_.end() ? missingUntil : known->second);
     }
   }
   isChanged_ = isChanged_ || listed != entries_;
   entries_.swap(listed);
   missing_.swap(missing);
+}
+
+void Copy::postpone(TimePoint::duration time) noexcept {
+  for (auto& [key, until] : missing_) {
+    until += time;
+  }
 }
 
 void Copy::put(const std::string& key, const std::string& value) {

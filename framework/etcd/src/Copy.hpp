@@ -16,8 +16,12 @@ class Copy {
 
   const Entries& entries() const noexcept { return entries_; }
 
-  /// Takes over a listing. Keys that it lacks stay until a point in time.
+  /// Takes over a listing. Keys that it is the first to lack stay until a point in time. Those that were missing before
+  /// get no more time, or they would never be removed while interruptions follow one another.
   void list(Entries listed, TimePoint missingUntil);
+
+  /// Gives the missing keys some more time.
+  void postpone(TimePoint::duration time) noexcept;
 
   void put(const std::string& key, const std::string& value);
   void erase(const std::string& key);

@@ -15,7 +15,7 @@
 
 namespace agent::spf::etcd {
 
-/// What came of a question.
+/// The outcome of a question.
 struct GatewayAnswer {
   std::size_t member = 0;
   std::string problem;  ///< why it failed, naming the member; empty if it did not

@@ -15,7 +15,7 @@
 
 namespace agent::spf::etcd {
 
-/// What came of a request.
+/// The outcome of a request.
 struct HttpAnswer {
   std::string failure;  ///< why there is no answer; empty if there is one
   long status = 0;

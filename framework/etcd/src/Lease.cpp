@@ -1,5 +1,6 @@
 #include "Lease.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -60,6 +61,7 @@ void Lease::wait(TimePoint until) noexcept {
 }
 
 void Lease::grant() {
+  askedAt_ = TimePoint::clock::now();
   GatewayQuestion question;
   question.path = "/v3/lease/grant";
   question.body = encodeGrant(ttl_);
@@ -70,13 +72,25 @@ void Lease::grant() {
 }
 
 void Lease::renew() {
+  askedAt_ = TimePoint::clock::now();
   GatewayQuestion question;
   question.path = "/v3/lease/keepalive";
   question.body = encodeLease(id_);
-  question.timeout = thirdOf(ttl_);
+  question.timeout = limitOfRenewal(askedAt_);
   question.onAnswer = [this](const GatewayAnswer& answer) { receiveRenewal(answer); };
   call_ = gateway_.ask(std::move(question));
   phase_ = Phase::renewing;
+}
+
+// Each member gets its share of the time, but not so little that no member could answer.
+std::chrono::milliseconds Lease::limitOfRenewal(TimePoint now) const {
+  const auto longest = thirdOf(ttl_);
+  if (now >= lapsesAt_) {
+    return longest;
+  }
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(lapsesAt_ - now);
+  const auto shortest = longest / static_cast<int>(gateway_.members().count());
+  return std::clamp(left / static_cast<int>(attempts_.membersLeft()), shortest, longest);
 }
 
 void Lease::receiveGrant(const GatewayAnswer& answer) {
@@ -113,6 +127,7 @@ void Lease::receiveRenewal(const GatewayAnswer& answer) {
 void Lease::hold(std::chrono::seconds granted) {
   phase_ = Phase::held;
   wakeAt_ = TimePoint::clock::now() + thirdOf(granted);
+  lapsesAt_ = askedAt_ + granted;
   trouble_.clear();
   attempts_.succeed();
 }

@@ -11,7 +11,8 @@
 namespace agent::spf::etcd {
 
 /// The lease of this process: granted when it is first needed, kept alive at every third of the time that was granted,
-/// and replaced by a new one when it has lapsed. Used by one thread.
+/// and replaced by a new one when it has lapsed. Every member can be asked to keep it alive before it lapses, even if
+/// none but the last one answers. Used by one thread.
 ///
 ///     none ──> granting ──> held <──> renewing
 ///              ^  │  ^        │         │  │
@@ -57,6 +58,7 @@ class Lease {
   void renew();
   void receiveGrant(const GatewayAnswer& answer);
   void receiveRenewal(const GatewayAnswer& answer);
+  std::chrono::milliseconds limitOfRenewal(TimePoint now) const;
   void hold(std::chrono::seconds granted);
   void wait(TimePoint until) noexcept;
   void fail(std::size_t member, const std::string& problem);
@@ -68,6 +70,8 @@ class Lease {
   LeaseId id_ = 0;
   Trouble trouble_;
   TimePoint wakeAt_ = TimePoint::max();
+  TimePoint askedAt_;   // for the current answer
+  TimePoint lapsesAt_;  // at the earliest, if there is a lease
   Gateway::Call call_;
 };
 

@@ -42,6 +42,15 @@ bool OwnKeys::remove(const std::string& key) {
   return true;
 }
 
+bool OwnKeys::isOutdated(const StoredKey& key) const {
+  const auto own = keys_.find(key.key);
+  if (own != keys_.end() && !own->second.value) {
+    return true;
+  }
+  const auto removal = removals_.find(key.key);
+  return removal != removals_.end() && removal->second.lease == lease_.id() && key.revision <= removal->second.revision;
+}
+
 void OwnKeys::observe(const ListingAnswer& listing) {
   std::set<std::string_view> listed;
   for (const auto& key : listing.keys) {
@@ -53,9 +62,17 @@ void OwnKeys::observe(const ListingAnswer& listing) {
       own.lost = listing.revision;
     }
   }
+  forgetRemovals(listing.revision);
 }
 
 void OwnKeys::observe(const Change& change) {
+  if (!isOutdated(change.key)) {
+    compare(change);
+  }
+  forgetRemovals(change.key.revision);
+}
+
+void OwnKeys::compare(const Change& change) {
   const auto& stored = change.key;
   const auto found = keys_.find(stored.key);
   const bool isOfThisLease = stored.lease != 0 && stored.lease == lease_.id();
@@ -68,6 +85,16 @@ void OwnKeys::observe(const Change& change) {
   const bool isSetBack = isOfThisLease && found->second.value && *found->second.value != stored.value;
   if (change.kind == Change::Kind::deleted || isSetBack) {
     found->second.lost = stored.revision;
+  }
+}
+
+// What comes later is newer.
+void OwnKeys::forgetRemovals(Revision seen) {
+  for (auto next = removals_.begin(); next != removals_.end();) {
+    const auto removal = next++;
+    if (removal->second.revision <= seen || removal->second.lease != lease_.id()) {
+      removals_.erase(removal);
+    }
   }
 }
 
@@ -165,6 +192,9 @@ void OwnKeys::receive(const Batch& batch, const GatewayAnswer& answer) {
 
 void OwnKeys::acknowledge(const Batch& batch, Revision revision) {
   for (std::size_t i = 0; i < batch.writes.size(); ++i) {
+    if (!batch.writes[i].value) {
+      removals_[batch.writes[i].key] = {batch.lease, revision};
+    }
     const auto found = keys_.find(batch.writes[i].key);
     if (found == keys_.end() || found->second.version != batch.versions[i]) {
       continue;  // changed meanwhile, so it is written again

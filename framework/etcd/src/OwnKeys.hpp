@@ -34,6 +34,10 @@ class OwnKeys {
   /// Returns whether the key was there.
   bool remove(const std::string& key);
 
+  /// Returns whether this process has removed the key since the reported state of it, or is about to: a watch may lag
+  /// behind.
+  bool isOutdated(const StoredKey& key) const;
+
   /// Compares with a listing, as `observe` does with a change.
   void observe(const ListingAnswer& listing);
 
@@ -70,6 +74,11 @@ class OwnKeys {
     bool mayExist = false;             // in etcd
   };
 
+  struct Removal {
+    LeaseId lease = 0;      // without which revisions are not comparable
+    Revision revision = 0;  // of the store when the key was deleted
+  };
+
   struct Batch {
     std::vector<Write> writes;
     std::vector<std::uint64_t> versions;
@@ -81,7 +90,9 @@ class OwnKeys {
   void write(Batch batch);
   void receive(const Batch& batch, const GatewayAnswer& answer);
   void acknowledge(const Batch& batch, Revision revision);
+  void compare(const Change& change);
   void removeStray(const std::string& key);
+  void forgetRemovals(Revision seen);
   void fail(std::size_t member, const std::string& problem);
 
   Gateway& gateway_;
@@ -90,6 +101,7 @@ class OwnKeys {
   const std::string prefix_;
   const std::chrono::milliseconds timeout_;
   std::map<std::string, OwnKey> keys_;
+  std::map<std::string, Removal> removals_;  // that have not been seen yet
   std::uint64_t lastVersion_ = 0;
   Phase phase_ = Phase::idle;
   bool hasLapsed_ = false;  // the lease of the last write; a second time in a row is a failure

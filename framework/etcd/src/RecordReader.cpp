@@ -19,6 +19,20 @@ std::string printable(const std::string& key) {
   return key.size() > longestQuote ? shown + "..." : shown;
 }
 
+// It quotes values of others, which may be as long as etcd takes. A character is not cut in two.
+std::string shortened(const std::string& problem) {
+  if (problem.size() <= longestProblem) {
+    return problem;
+  }
+  constexpr auto mask = 0xc0U;
+  constexpr auto continuation = 0x80U;  // of UTF-8
+  auto end = longestProblem;
+  while (end > 0 && (static_cast<unsigned char>(problem[end]) & mask) == continuation) {
+    --end;
+  }
+  return problem.substr(0, end) + "...";
+}
+
 }  // namespace
 
 RecordReader::RecordReader(std::function<void(const std::string&)> warning) : warning_(std::move(warning)) {}
@@ -29,7 +43,8 @@ std::vector<NameRecord> RecordReader::read(const Registry::Entries& entries) {
   for (const auto& [key, value] : entries) {
     auto known = last_.extract(key);
     if (known.empty() || known.mapped().value != value) {
-      readings.emplace_hint(readings.end(), key, readAnew(key, value));
+      const bool hasWarned = !known.empty() && !known.mapped().record;
+      readings.emplace_hint(readings.end(), key, readAnew(key, value, !hasWarned));
     } else {
       readings.insert(readings.end(), std::move(known));
     }
@@ -41,12 +56,12 @@ std::vector<NameRecord> RecordReader::read(const Registry::Entries& entries) {
   return records;
 }
 
-RecordReader::Reading RecordReader::readAnew(const std::string& key, const std::string& value) const {
+RecordReader::Reading RecordReader::readAnew(const std::string& key, const std::string& value, bool isToWarn) const {
   try {
     return {value, decode(key, value)};
   } catch (const std::runtime_error& error) {
-    if (warning_) {
-      warning_("cannot read key '" + printable(key) + "': " + error.what());
+    if (isToWarn && warning_) {
+      warning_("cannot read key '" + printable(key) + "': " + shortened(error.what()));
     }
     return {value, std::nullopt};
   }

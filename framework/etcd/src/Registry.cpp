@@ -31,7 +31,7 @@ using TimePoint = std::chrono::steady_clock::time_point;
 
 constexpr std::chrono::milliseconds firstWait(100);
 constexpr std::chrono::milliseconds waitAfterException(100);
-constexpr std::chrono::milliseconds longestFarewell(1000);
+constexpr std::chrono::milliseconds longestRevocation(1000);
 constexpr std::size_t longestEntry = std::size_t{512} * 1024;  // of key and value; a third of what etcd takes
 constexpr std::size_t longestQuote = 100;
 
@@ -42,8 +42,7 @@ const Settings& validated(const Settings& settings) {
 
 }  // namespace
 
-/// The thread and what it uses: it feeds the state machines with orders, time and answers, and publishes what comes of
-/// it.
+/// The thread and what it uses: it feeds the state machines with orders, time and answers, and publishes the results.
 class Registry::Impl {
  public:
   Impl(Settings settings, Callbacks callbacks)
@@ -95,14 +94,14 @@ class Registry::Impl {
       }
     }
     try {
-      sayFarewell();
+      revokeLease();
     } catch (...) {
       // The keys stay until the lease lapses.
     }
   }
 
   void turn() {
-    obeyOrders();
+    applyOrders();
     const auto now = TimePoint::clock::now();
     lease_.tick(now);
     keys_.tick(now);
@@ -110,7 +109,7 @@ class Registry::Impl {
     const bool wasWatching = watch_.isWatching();
     const bool wasWriting = ownTrouble().empty();
     publish();
-    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt()}));
+    loop_.turn(std::min({lease_.wakeAt(), keys_.wakeAt(), watch_.wakeAt(), warnAt_, announceAt_}));
     // One that got through shows that others need not wait.
     if (!wasWatching && watch_.isWatching()) {
       lease_.retry();
@@ -132,18 +131,18 @@ class Registry::Impl {
     std::this_thread::sleep_until(later);
   }
 
-  void obeyOrders() {
+  void applyOrders() {
     if (current_.empty()) {
       const std::lock_guard<std::mutex> lock(mutex_);
       current_.swap(orders_);
     }
     while (!current_.empty()) {
-      obey(current_.front());
+      apply(current_.front());
       current_.pop_front();
     }
   }
 
-  void obey(const Write& order) {
+  void apply(const Write& order) {
     if (order.value) {
       keys_.put(order.key, *order.value);
     } else if (keys_.remove(order.key)) {
@@ -166,10 +165,16 @@ class Registry::Impl {
   void publish() {
     const auto failure = currentFailure();
     hasWatched_ = hasWatched_ || watch_.isWatching();
-    if (show(failure.empty() && !hasWatched_ ? noAnswer() : failure)) {
-      warn(failure);
-      call(callbacks_.changed);
+    const bool isChanged = show(failure.empty() && !hasWatched_ ? noAnswer() : failure);
+    warn(failure);
+    if (isChanged || TimePoint::clock::now() >= announceAt_) {
+      announce();
     }
+  }
+
+  // A callback that throws has not taken the change, and the next one may be hours away.
+  void announce() {
+    announceAt_ = call(callbacks_.changed) ? TimePoint::max() : TimePoint::clock::now() + waitAfterException;
   }
 
   // Returns whether anything has changed.
@@ -186,41 +191,42 @@ class Registry::Impl {
     return isChanged;
   }
 
-  // One member after the other may fail and heal in one outage, so it is over only after a time without any failure.
+  // One member after the other may fail and heal in one outage, so it is over only after a time without any failure. A
+  // failure that begins before that is worth a warning of its own if it lasts.
   void warn(const std::string& failure) {
-    const bool isFailing = !failure.empty();
-    if (isFailing == isFailing_) {
-      return;
-    }
     const auto now = TimePoint::clock::now();
-    const bool isNewOutage = isFailing && (!healedAt_ || now - *healedAt_ >= settings_.ttl);
-    isFailing_ = isFailing;
-    if (!isFailing) {
-      healedAt_ = now;
+    if (failure.empty() == isFailing_) {
+      isFailing_ = !failure.empty();
+      const auto warnAt = now >= outageEndsAt_ ? now : now + settings_.ttl;
+      warnAt_ = isFailing_ ? warnAt : TimePoint::max();
+      outageEndsAt_ = now + settings_.ttl;
     }
-    if (isNewOutage) {
+    if (now >= warnAt_) {
+      warnAt_ = TimePoint::max();
       call(callbacks_.warning, failure);
     }
   }
 
+  // Returns whether the callback has not thrown.
   template <class Callback, class... Arguments>
-  static void call(const Callback& callback, const Arguments&... arguments) noexcept {
+  static bool call(const Callback& callback, const Arguments&... arguments) noexcept {
     try {
       if (callback) {
         callback(arguments...);
       }
+      return true;
     } catch (...) {
-      // No caller could receive it.
+      return false;  // no caller could receive the exception
     }
   }
 
   // Gives the lease back. Each member gets its share of the time.
-  void sayFarewell() {
+  void revokeLease() {
     const auto lease = lease_.id();
     lease_.restart(TimePoint::max());
     keys_.restart(TimePoint::max());
     watch_.restart(TimePoint::max());
-    const auto end = TimePoint::clock::now() + longestFarewell;
+    const auto end = TimePoint::clock::now() + longestRevocation;
     bool isRevoked = lease == 0;
     for (auto left = static_cast<int>(members_.count()); left > 0 && !isRevoked; --left) {
       const auto now = TimePoint::clock::now();
@@ -267,11 +273,13 @@ class Registry::Impl {
   OwnKeys keys_{gateway_, lease_, attempts(), settings_.prefix, third_};
   Copy copy_;
   Watch watch_{gateway_, attempts(), copy_, keys_, settings_};
-  std::deque<Write> current_;  // orders that are being obeyed
+  std::deque<Write> current_;  // orders that are being applied
   bool hasWatched_ = false;
   bool isRecovering_ = false;
   bool isFailing_ = false;
-  std::optional<TimePoint> healedAt_;  // nothing before the first time
+  TimePoint announceAt_ = TimePoint::max();    // again, after a callback has thrown
+  TimePoint outageEndsAt_ = TimePoint::min();  // if nothing fails until then
+  TimePoint warnAt_ = TimePoint::max();        // if the failure lasts until then
 
   mutable std::mutex mutex_;
 

@@ -17,11 +17,11 @@ Watch::Watch(Gateway& gateway, const Attempts& attempts, Copy& copy, OwnKeys& ow
 
 // Missing keys stay for as long as etcd is away.
 Watch::TimePoint Watch::wakeAt() const noexcept {
-  return isWatching() ? std::min(wakeAt_, copy_.expiresAt()) : wakeAt_;
+  return hasListed() ? std::min(wakeAt_, copy_.expiresAt()) : wakeAt_;
 }
 
 void Watch::tick(TimePoint now) {
-  if (isWatching()) {
+  if (hasListed()) {
     copy_.expire(now);
   }
   if (now < wakeAt_) {
@@ -78,8 +78,11 @@ void Watch::takeListing(ListingAnswer listing) {
   ownKeys_.observe(listing);
   Copy::Entries entries;
   for (auto& key : listing.keys) {
-    entries.emplace(std::move(key.key), std::move(key.value));
+    if (!ownKeys_.isOutdated(key)) {
+      entries.emplace(std::move(key.key), std::move(key.value));
+    }
   }
+  endOutage();
   copy_.list(std::move(entries), TimePoint::clock::now() + ttl_);
   isListed_ = true;
   open(listing.revision + 1);
@@ -115,10 +118,10 @@ bool Watch::receiveMessage(const std::string& message) {
   const auto answer = decodeWatch(message, prefix_);
   for (const auto& change : answer.changes) {
     ownKeys_.observe(change);
-    if (change.kind == Change::Kind::put) {
-      copy_.put(change.key.key, change.key.value);
-    } else {
+    if (change.kind == Change::Kind::deleted) {
       copy_.erase(change.key.key);
+    } else if (!ownKeys_.isOutdated(change.key)) {
+      copy_.put(change.key.key, change.key.value);
     }
   }
   if (answer.isCancelled) {
@@ -165,7 +168,24 @@ void Watch::receiveProbe(const GatewayAnswer& answer) {
   wakeAt_ = TimePoint::clock::now() + third_;
 }
 
+void Watch::countFailedListing() {
+  if (failedListings_ == 0) {
+    failingSince_ = TimePoint::clock::now();
+  }
+  ++failedListings_;
+}
+
+void Watch::endOutage() noexcept {
+  if (failedListings_ >= gateway_.members().count()) {
+    copy_.postpone(TimePoint::clock::now() - failingSince_);
+  }
+  failedListings_ = 0;
+}
+
 void Watch::fail(const std::string& problem) {
+  if (phase_ == Phase::listing) {
+    countFailedListing();
+  }
   trouble_.report(member_, problem);
   restart(attempts_.fail(member_, TimePoint::clock::now()));
 }

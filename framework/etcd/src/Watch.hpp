@@ -20,6 +20,10 @@ namespace agent::spf::etcd {
 /// member at every third of a time to live proves that it still belongs to the cluster; a watch alone would stay silent
 /// for ever if not. Used by one thread.
 ///
+/// Keys that a listing lacks stay in the copy for one time to live. The time of an outage does not count, since the
+/// hosts that put them cannot come back in it: an outage lasts from the first failure of a listing to the next listing,
+/// if every member has failed in between.
+///
 ///     waiting ──> listing ──> opening ──> watching
 ///        ^           │           │           │
 ///        └───────────┴───────────┴───────────┘ failed, ended, cancelled
@@ -64,6 +68,9 @@ class Watch {
   void probe();
   void receiveProbe(const GatewayAnswer& answer);
   void fail(const std::string& problem);
+  bool hasListed() const noexcept { return phase_ == Phase::opening || phase_ == Phase::watching; }
+  void countFailedListing();
+  void endOutage() noexcept;
 
   Gateway& gateway_;
   Attempts attempts_;
@@ -77,7 +84,9 @@ class Watch {
   bool isListed_ = false;
   Trouble trouble_;
   TimePoint wakeAt_ = TimePoint::min();
-  std::size_t member_ = 0;  // of the listing and the watch
+  std::size_t member_ = 0;          // of the listing and the watch
+  std::size_t failedListings_ = 0;  // since the last one that arrived
+  TimePoint failingSince_;          // the first of them
   StreamSplitter splitter_{HttpLoop::longestAnswer};
   Gateway::Call listing_;
   Gateway::Call stream_;

@@ -1,3 +1,8 @@
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -73,6 +78,77 @@ TEST_F(TheLeaseOfARegistry, IsReplacedWhenAWriteSaysThatItIsGone) {
   ASSERT_TRUE(member_.waitFor("/v3/kv/txn", 2));
   EXPECT_TRUE(sut.waitUntilCurrent());
   EXPECT_EQ(member_.requests("/v3/lease/grant").size(), 2u);
+}
+
+// Three members that keep one lease, of which two stop to answer its renewals.
+class TheLeaseOfThreeMembers : public testing::Test {
+ protected:
+  TheLeaseOfThreeMembers() {
+    settings_.ttl = std::chrono::seconds(6);
+    for (auto& member : members_) {
+      settings_.members.push_back(member.url());
+      member.on("/v3/lease/grant", [this](const FakeMember::Request&) { return grant(); });
+      member.on("/v3/lease/keepalive", [this, &member](const FakeMember::Request&) { return renew(member); });
+    }
+  }
+
+  Reply grant() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    ++grants_;
+    renewedAt_ = Clock::now();
+    return {200, R"({"ID":"7","TTL":"6"})"};
+  }
+
+  Reply renew(const FakeMember& member) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (silent_.size() < 2) {
+      silent_.insert(&member);
+    }
+    if (silent_.count(&member) != 0) {
+      return {200, "", Reply::Kind::never};
+    }
+    const auto now = Clock::now();
+    if (now - renewedAt_ >= settings_.ttl) {
+      return {200, R"({"result":{"ID":"7"}})"};
+    }
+    renewedAt_ = now;
+    ++renewals_;
+    changed_.notify_all();
+    return {200, R"({"result":{"ID":"7","TTL":"6"}})"};
+  }
+
+  // Blocks until a renewal is answered.
+  bool waitForRenewal() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, spf::test::patience, [&] { return renewals_ > 0; });
+  }
+
+  int grants() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return grants_;
+  }
+
+  using Clock = std::chrono::steady_clock;
+  Settings settings_;
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+
+  // Guarded by `mutex_`:
+  int grants_ = 0;
+  int renewals_ = 0;
+  Clock::time_point renewedAt_;
+  std::set<const FakeMember*> silent_;
+
+  // Call the above:
+  std::array<FakeMember, 3> members_;
+};
+
+TEST_F(TheLeaseOfThreeMembers, DoesNotLapseIfTwoOfThemNeverAnswer) {
+  ObservedRegistry sut(settings_);
+  sut->put("a/1", "x");
+  EXPECT_TRUE(waitForRenewal());
+  EXPECT_EQ(grants(), 1);
 }
 
 TEST_F(TheLeaseOfARegistry, IsGivenBackAtTheEnd) {

@@ -63,6 +63,45 @@ TEST_F(TheKeysOfARegistry, LeaveTheEntriesAtOnceWhenTheyAreRemoved) {
   EXPECT_TRUE(sut.waitForNoKey("a/1"));
 }
 
+// The watch of a member that lags behind the one that was written to.
+TEST_F(TheKeysOfARegistry, DoNotComeBackWithALateReportAfterTheyAreRemoved) {
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  sut->put("a/1", "x");
+  waitForWrite(1);
+  member_.on("/v3/kv/txn", Reply{200, R"({"header":{"revision":"5"},"succeeded":true})"});
+  sut->remove("a/1");
+  waitForWrite(2);
+  sut->put("b/1", "y");
+  waitForWrite(3);  // so the answer to the second one has arrived
+  member_.stream(
+      "{\"result\":{\"events\":[{\"kv\":{\"key\":\"L3NwZi9hLzE=\",\"value\":\"eA==\",\"lease\":\"7\","
+      "\"mod_revision\":\"2\"}},{\"kv\":{\"key\":\"L3NwZi9jLzE=\",\"value\":\"eA==\",\"mod_revision\":\"4\"}}]}}\n");
+  ASSERT_TRUE(sut.waitForKey("c/1"));
+  EXPECT_FALSE(sut.hasKey("a/1"));
+  sut->put("d/1", "x");
+  EXPECT_EQ(waitForWrite(4), R"({"success":[{"request_put":{"key":"L3NwZi9kLzE=","lease":"7","value":"eA=="}}]})");
+  member_.stream(
+      "{\"result\":{\"events\":[{\"kv\":{\"key\":\"L3NwZi9hLzE=\",\"value\":\"eg==\",\"mod_revision\":\"6\"}}]}}\n");
+  EXPECT_TRUE(sut.waitForKey("a/1", "z"));
+}
+
+TEST_F(TheKeysOfARegistry, DoNotComeBackWithAListingWhileTheyAreRemoved) {
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  sut->put("a/1", "x");
+  waitForWrite(1);
+  member_.on("/v3/kv/txn", Reply{200, "", Reply::Kind::never});
+  sut->remove("a/1");
+  waitForWrite(2);
+  member_.on("/v3/kv/range",
+             Reply{200, R"({"header":{"revision":"4"},"kvs":[{"key":"L3NwZi9hLzE=","value":"eA==","lease":"7",)"
+                        R"("mod_revision":"2"},{"key":"L3NwZi9jLzE=","value":"eA==","mod_revision":"4"}]})"});
+  member_.endConnections();
+  ASSERT_TRUE(sut.waitForKey("c/1"));
+  EXPECT_FALSE(sut.hasKey("a/1"));
+}
+
 TEST_F(TheKeysOfARegistry, AreWrittenInPartsThatEtcdTakes) {
   ObservedRegistry sut(settings_);
   for (int number = 0; number < 3; ++number) {

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -19,6 +20,7 @@ using Reply = FakeMember::Reply;
 // The keys a/1 and b/1 below /spf/, each with the value x.
 constexpr auto listing = R"({"header":{"revision":"41"},"kvs":[{"key":"L3NwZi9hLzE=","value":"eA=="},)"
                          R"({"key":"L3NwZi9iLzE=","value":"eA=="}]})";
+constexpr auto listingOfB = R"({"header":{"revision":"45"},"kvs":[{"key":"L3NwZi9iLzE=","value":"eA=="}]})";
 constexpr auto created = "{\"result\":{\"created\":true}}\n";
 constexpr auto putC = "{\"result\":{\"events\":[{\"kv\":{\"key\":\"L3NwZi9jLzE=\",\"value\":\"eA==\"}}]}}\n";
 constexpr auto deleteA =
@@ -101,7 +103,21 @@ TEST_F(TheWatchOfARegistry, WarnsOnceOfFailuresThatFollowOneAnotherAndAgainAfter
   EXPECT_FALSE(
       sut.waitUntil([](const auto& registry) { return !registry.trouble().empty(); }, std::chrono::milliseconds(1100)));
   member_.endConnections();
-  EXPECT_TRUE(sut.waitUntil([&](const auto& /*registry*/) { return sut.warnings().size() == 2; }));
+  EXPECT_TRUE(sut.waitForWarnings(2));
+}
+
+TEST_F(TheWatchOfARegistry, WarnsOfAFailureThatLastsEvenIfItFollowsAnother) {
+  settings_.ttl = std::chrono::seconds(3);
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  member_.endConnections();
+  ASSERT_TRUE(member_.waitFor("/v3/watch", 2));
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  member_.on("/v3/kv/range", Reply{503, ""});
+  member_.endConnections();
+  EXPECT_TRUE(sut.waitForWarnings(2));
+  EXPECT_THAT(sut.warnings(), ElementsAre(problem("the watch has ended"), problem("HTTP status 503")));
+  EXPECT_FALSE(sut.waitForWarnings(3, settings_.ttl + std::chrono::seconds(1)));
 }
 
 TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenCompactionHasCancelledIt) {
@@ -115,6 +131,34 @@ TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenCompactionHasCancelledIt)
   EXPECT_TRUE(sut.waitUntilCurrent());
   EXPECT_THAT(sut.warnings(), IsEmpty());
   EXPECT_GE(member_.requests("/v3/kv/range").size(), 2u);
+}
+
+TEST_F(TheWatchOfARegistry, LosesMissingKeysEvenIfItBreaksAgainAndAgain) {
+  settings_.ttl = std::chrono::seconds(3);
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitForCount(2));
+  member_.on("/v3/kv/range", Reply{200, listingOfB});
+  member_.on("/v3/watch", Reply{200, created, Kind::whole});
+  member_.endConnections();
+  EXPECT_TRUE(sut.waitForNoKey("a/1"));
+  EXPECT_TRUE(sut.hasKey("b/1"));
+}
+
+TEST_F(TheWatchOfARegistry, KeepsMissingKeysForTheRestOfTheirTimeAfterAnOutage) {
+  settings_.ttl = std::chrono::seconds(3);
+  ObservedRegistry sut(settings_);
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  member_.on("/v3/kv/range", Reply{200, listingOfB});
+  member_.endConnections();
+  ASSERT_TRUE(member_.waitFor("/v3/watch", 2));
+  member_.on("/v3/kv/range", Reply{503, ""});
+  member_.endConnections();
+  EXPECT_FALSE(sut.waitUntil([](const auto& registry) { return registry.entries()->count("a/1") == 0; },
+                             settings_.ttl + std::chrono::seconds(1)));
+  member_.on("/v3/kv/range", Reply{200, listingOfB});
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  EXPECT_TRUE(sut.hasKey("a/1"));
+  EXPECT_TRUE(sut.waitForNoKey("a/1"));
 }
 
 TEST_F(TheWatchOfARegistry, ReportsWhyItWasCancelled) {
@@ -214,6 +258,22 @@ TEST_F(TheListingOfARegistry, SurvivesCallbacksThatThrow) {
   member_.stream(putC);
   sut.put("d/1", "x");
   EXPECT_TRUE(member_.waitFor("/v3/kv/txn", 1));
+}
+
+TEST_F(TheListingOfARegistry, CallsACallbackThatHasThrownAgainUntilItReturns) {
+  settings_.ttl = std::chrono::seconds(3600);
+  std::atomic<int> throwsLeft{0};
+  ObservedRegistry sut(settings_, [&] {
+    if (throwsLeft > 0) {
+      --throwsLeft;
+      throw std::bad_alloc();
+    }
+  });
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  throwsLeft = 3;
+  member_.stream(putC);
+  EXPECT_TRUE(
+      sut.waitUntil([&](const auto& registry) { return throwsLeft == 0 && registry.entries()->count("c/1") == 1; }));
 }
 
 TEST_F(TheListingOfARegistry, NeedsNoCallbacks) {

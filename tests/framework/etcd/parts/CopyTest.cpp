@@ -62,6 +62,30 @@ TEST_F(TheCopy, KeepsKeysThatALaterListingLacksUntilTheirTimeIsOver) {
   EXPECT_EQ(sut_.expiresAt(), Copy::TimePoint::max());
 }
 
+TEST_F(TheCopy, GivesNoMoreTimeToKeysThatLaterListingsLackToo) {
+  sut_.list({{"a", "1"}, {"b", "2"}}, now_);
+  sut_.list({{"b", "2"}}, now_ + std::chrono::seconds(1));
+  sut_.list({}, later_);
+  sut_.expire(now_ + std::chrono::seconds(1));
+  EXPECT_EQ(sut_.entries(), (Entries{{"b", "2"}}));
+  EXPECT_EQ(sut_.expiresAt(), later_);
+}
+
+TEST_F(TheCopy, PostponesTheEndOfMissingKeys) {
+  sut_.list({{"a", "1"}}, now_);
+  sut_.list({}, now_);
+  sut_.postpone(later_ - now_);
+  EXPECT_EQ(sut_.expiresAt(), later_);
+}
+
+TEST_F(TheCopy, GivesAKeyThatCameBackItsWholeTimeAgain) {
+  sut_.list({{"a", "1"}}, now_);
+  sut_.list({}, now_);
+  sut_.list({{"a", "1"}}, now_);
+  sut_.list({}, later_);
+  EXPECT_EQ(sut_.expiresAt(), later_);
+}
+
 TEST_F(TheCopy, KeepsAMissingKeyThatComesBack) {
   sut_.list({{"a", "1"}, {"b", "2"}}, now_);
   sut_.list({}, later_);

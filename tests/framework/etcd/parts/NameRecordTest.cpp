@@ -144,19 +144,44 @@ TEST_F(TheReaderOfRecords, FollowsValuesThatChange) {
   EXPECT_THAT(sut_.read({}), IsEmpty());
 }
 
-TEST_F(TheReaderOfRecords, WarnsOnceOfEachValue) {
+TEST_F(TheReaderOfRecords, WarnsOnceOfAKeyHoweverItsValueChanges) {
   sut_.read({{"a/1", "garbage"}});
   sut_.read({{"a/1", "garbage"}, {"b/1", value}});
-  EXPECT_EQ(warnings_.size(), 1u);
   sut_.read({{"a/1", "other garbage"}});
+  sut_.read({{"a/1", "more garbage"}});
+  EXPECT_EQ(warnings_.size(), 1u);
+}
+
+TEST_F(TheReaderOfRecords, WarnsAnewOfAKeyThatWasReadableMeanwhile) {
+  sut_.read({{"a/1", "garbage"}});
+  EXPECT_EQ(sut_.read({{"a/1", value}}).size(), 1u);
+  sut_.read({{"a/1", "garbage"}});
   EXPECT_EQ(warnings_.size(), 2u);
 }
 
-TEST_F(TheReaderOfRecords, WarnsAnewOfAValueThatCameBack) {
+TEST_F(TheReaderOfRecords, WarnsAnewOfAKeyThatCameBack) {
   sut_.read({{"a/1", "garbage"}});
   sut_.read({});
   sut_.read({{"a/1", "garbage"}});
   EXPECT_EQ(warnings_.size(), 2u);
+}
+
+TEST_F(TheReaderOfRecords, WarnsWithoutTheWholeOfALongValue) {
+  auto json = nlohmann::json::parse(value);
+  std::string address;
+  for (int count = 0; count < 100000; ++count) {
+    address += "\xc3\xa4";
+  }
+  for (const std::string start : {"", "x"}) {
+    json["address"] = start + address;
+    sut_.read({{"a/1", json.dump()}});
+    sut_.read({});
+  }
+  ASSERT_EQ(warnings_.size(), 2u);
+  for (const auto& warning : warnings_) {
+    EXPECT_LT(warning.size(), 400u);
+    EXPECT_THAT(warning, testing::EndsWith("\xc3\xa4..."));
+  }
 }
 
 TEST_F(TheReaderOfRecords, WarnsWithKeysThatCanBePrinted) {

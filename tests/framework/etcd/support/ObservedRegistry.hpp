@@ -82,6 +82,11 @@ class ObservedRegistry {
     return waitUntil([&](const Registry& registry) { return registry.entries()->size() == count; });
   }
 
+  [[nodiscard]] bool waitForWarnings(std::size_t count, std::chrono::milliseconds within = spf::test::patience) {
+    std::unique_lock<std::mutex> lock(mutex_);
+    return changed_.wait_for(lock, within, [&] { return warnings_.size() >= count; });
+  }
+
   bool hasKey(const std::string& key) { return registry_->entries()->count(key) == 1; }
 
   std::vector<std::string> warnings() const {
@@ -102,6 +107,7 @@ class ObservedRegistry {
   void addWarning(const std::string& text) {
     const std::lock_guard<std::mutex> lock(mutex_);
     warnings_.push_back(text);
+    changed_.notify_all();
   }
 
   const std::function<void()> onChange_;

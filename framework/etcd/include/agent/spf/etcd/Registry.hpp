@@ -29,13 +29,16 @@ class Registry {
   /// Keys without the prefix, and their values.
   using Entries = std::map<std::string, std::string>;
 
-  /// What the registry calls on its thread, with no lock held, perhaps before its constructor has returned. Exceptions
-  /// are swallowed. A callback may call the registry, but not destroy it.
+  /// What the registry calls on its thread, with no lock held, perhaps before its constructor has returned. A callback
+  /// may call the registry, but not destroy it.
   struct Callbacks {
-    std::function<void()> changed;  ///< the entries or the trouble have changed; may be empty
+    /// The entries or the trouble have changed; may be empty. If it throws, it is called again after a short wait,
+    /// until it returns.
+    std::function<void()> changed;
 
-    /// A message for the log, one for each outage, which is over when nothing has failed for one time to live; may be
-    /// empty.
+    /// A message for the log, one for each outage, which is over when nothing has failed for one time to live, and one
+    /// for each further failure in it that lasts for one time to live; may be empty. What it throws is
+    /// swallowed.
     std::function<void(const std::string&)> warning;
   };
 
