@@ -255,4 +255,22 @@ TEST_F(Discover, OutlivesAnOutageWhileItFollows) {
   EXPECT_THAT(process.out(), testing::Not(HasSubstr("removed")));
 }
 
+TEST_F(Discover, ReportsAnOutageThatBeginsSoonAfterTheLastWasOver) {
+  put(station_);
+  FaultProxy proxy(member().clientPort());
+  Process process(command({"--watch", "--property", "spf.discovery.etcd.ttl=600"}, proxy.url()));
+  ASSERT_TRUE(process.waitForOutput("  station  present"));
+  const std::string warning = "spfctl discover: warning: " + proxy.url() + ": ";
+  const std::string healed = "spfctl discover: etcd answers again\n";
+  proxy.set(FaultProxy::Behaviour::cut);
+  ASSERT_TRUE(process.waitForErrorOutput(warning));
+  proxy.set(FaultProxy::Behaviour::forward);
+  ASSERT_TRUE(process.waitForErrorOutput(healed));
+  proxy.set(FaultProxy::Behaviour::cut);
+  EXPECT_TRUE(process.waitForErrorOutput(healed + warning)) << process.err();
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 1000 + SIGTERM);
+  EXPECT_EQ(process.err().rfind(healed), process.err().find(healed)) << process.err();
+}
+
 }  // namespace spf::test

@@ -96,6 +96,7 @@ class Looking {
 
   /// Prints changes until nobody reads them any more.
   ExitCode follow() {
+    unproven_ = registry_.trouble();
     while (!output_.isAbandoned()) {
       const auto seen = news_.count();
       for (const auto& change : update()) {
@@ -122,14 +123,24 @@ class Looking {
     return std::move(update.changes);
   }
 
+  // The registry warns once for failures that follow one another closely; who was told that all is well has to hear of
+  // each.
   void reportTrouble() {
-    for (const auto& warning : news_.takeWarnings()) {
-      warn("warning: " + warning);
+    auto warnings = news_.takeWarnings();
+    const auto trouble = registry_.trouble();
+    if (warnings.empty() && !trouble.empty() && trouble != unproven_) {
+      warnings.push_back(trouble);
+    }
+    if (!isInTrouble_ && !warnings.empty()) {
+      warn("warning: " + warnings.front());
       isInTrouble_ = true;
     }
-    if (isInTrouble_ && registry_.trouble().empty()) {
-      warn("etcd answers again");
-      isInTrouble_ = false;
+    if (trouble.empty()) {
+      unproven_.clear();
+      if (isInTrouble_) {
+        warn("etcd answers again");
+        isInTrouble_ = false;
+      }
     }
   }
 
@@ -137,6 +148,7 @@ class Looking {
   const std::string prefix_;
   const Output& output_;
   FollowedNames names_;
+  std::string unproven_;  // the trouble before the first watch stands, which is no failure
   bool isInTrouble_ = false;
   News news_;
   Registry registry_;  // after what its thread uses
