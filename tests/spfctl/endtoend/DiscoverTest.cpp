@@ -165,7 +165,7 @@ TEST_F(Discover, EndsWithOneAndTheReasonIfEtcdIsOutOfReach) {
   const auto nobody = "http://" + freeEndpoint().substr(6);
   for (const Arguments& more : {Arguments{}, {"--watch"}, {"--json"}}) {
     Arguments all = more;
-    all.insert(all.end(), {"--timeout", "500ms"});
+    all.insert(all.end(), {"--timeout", "3s"});
     const auto result = discover(all, nobody);
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.out, "");

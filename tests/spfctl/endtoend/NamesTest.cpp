@@ -192,7 +192,7 @@ TEST_F(Names, StayKnownWhileEtcdIsAway) {
   const std::string address = addressOfStation();
   member().kill();
   // Nobody can ask any more, but the host keeps what it knows.
-  EXPECT_EQ(discover({"--timeout", "500ms"}).code, 1);
+  EXPECT_EQ(discover({"--timeout", "3s"}).code, 1);
   EXPECT_TRUE(waitForStationAt(address));
   member().start();
   ASSERT_TRUE(member().waitUntilServing()) << member().log();
