@@ -139,15 +139,16 @@ TEST_F(Discover, ReadsBelowThePrefixThatItIsGiven) {
   EXPECT_EQ(discover().out, "");
 }
 
-TEST_F(Discover, ListsATableBesideEtcd) {
+TEST_F(Discover, ListsATableBesideEtcdAndOfANameInBothTheTableAsAHostUsesIt) {
   put(station_);
+  put(record("pier", "2", "tcp://10.0.0.2:1"));
   const Workspace workspace;
   const auto table = workspace.write("table.json", R"({"dock": "ipc:///run/dock", "station": "tcp://10.0.0.9:9"})");
   EXPECT_THAT(discover({"--discovery", "table:" + table}).out,
               MatchesRegex("NAME [^\n]*\n"
                            "dock     ipc:///run/dock +-      -              -\n"
-                           "station  tcp://10.0.0.9:9 +-      -              -\n"
-                           "station  tcp://10.0.0.1:5555 +alpha  weather        [0-9]+ s\n"));
+                           "pier     tcp://10.0.0.2:1 +alpha  weather        [0-9]+ s\n"
+                           "station  tcp://10.0.0.9:9 +-      -              -\n"));
 }
 
 TEST_F(Discover, AsksAnotherMemberIfOneIsOutOfReach) {

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <mutex>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -184,6 +185,19 @@ ExitCode print(const std::vector<NameRecord>& records, const DiscoverOptions& op
   return records.empty() && !options.name.empty() ? ExitCode::failedAtRunTime : ExitCode::done;
 }
 
+// Adds the names that a table does not have: a host looks up no others in etcd.
+std::vector<NameRecord> withAnnounced(std::vector<NameRecord> fixed, const std::vector<NameRecord>& announced) {
+  std::set<std::string> names;
+  for (const auto& record : fixed) {
+    names.insert(record.name);
+  }
+  std::copy_if(announced.begin(), announced.end(), std::back_inserter(fixed),
+               [&](const NameRecord& record) { return names.count(record.name) == 0; });
+  std::stable_sort(fixed.begin(), fixed.end(),
+                   [](const NameRecord& left, const NameRecord& right) { return left.name < right.name; });
+  return fixed;
+}
+
 ExitCode lookAtEtcd(const DiscoverOptions& options, std::vector<NameRecord> records, const Output& output) {
   const auto settings = etcdSettings(options.framework);
   if (!settings) {
@@ -194,11 +208,7 @@ ExitCode lookAtEtcd(const DiscoverOptions& options, std::vector<NameRecord> reco
   if (code != ExitCode::done || options.watch) {
     return code != ExitCode::done ? code : looking.follow();
   }
-  auto announced = looking.records();
-  records.insert(records.end(), std::make_move_iterator(announced.begin()), std::make_move_iterator(announced.end()));
-  std::stable_sort(records.begin(), records.end(),
-                   [](const NameRecord& left, const NameRecord& right) { return left.name < right.name; });
-  return print(records, options, output);
+  return print(withAnnounced(std::move(records), looking.records()), options, output);
 }
 
 }  // namespace
