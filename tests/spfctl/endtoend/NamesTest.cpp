@@ -6,7 +6,9 @@
 #include <sstream>
 
 #include "EndToEnd.hpp"
+#include "agent/spf/etcd/NameRecord.hpp"
 #include "etcd/support/EtcdCluster.hpp"
+#include "etcd/support/FaultProxy.hpp"
 
 namespace spf::test {
 
@@ -86,6 +88,20 @@ class Names : public EndToEnd {
     const auto more = discovery();
     all.insert(all.end(), more.begin(), more.end());
     return Process(all);
+  }
+
+  // Waits until a lease has lapsed that nobody renews.
+  void waitInEtcd(std::chrono::seconds duration) {
+    Process clock({SPFCTL, "discover", "--watch", "--discovery", "etcd:" + member().url(), "--property",
+                   "spf.discovery.etcd.prefix=/clock/"});
+    const auto granted = member().control({"lease", "grant", std::to_string(duration.count())});
+    std::istringstream words(granted);
+    std::string lease;
+    words >> lease >> lease;
+    const auto [key, value] = encode(agent::spf::etcd::NameRecord{"clock", "1", "tcp://10.0.0.1:1", "", "alpha", 1,
+                                                                  "clock", std::chrono::system_clock::now()});
+    member().control({"put", "/clock/" + key, value, "--lease=" + lease});
+    ASSERT_TRUE(clock.waitForOutput("  clock  removed")) << granted << clock.err();
   }
 
   // Waits until the harbour's record of the name satisfies a condition.
@@ -228,6 +244,24 @@ TEST_F(Names, AreOutstandingWithTheReasonWhileEtcdIsAway) {
   end(harbour);
 }
 
+TEST_F(Names, ThatAreLostAreShownOnATerminal) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "needs a pseudo-terminal, and none can be opened here: " << reason;
+  }
+  Process harbour(pier(), Process::Stdout::terminal);
+  Process weather(station());
+  ASSERT_TRUE(harbour.waitForNextOutput("pier  ready ")) << harbour.err();
+  killNow(weather);
+  forgetKilled("weather");
+  ASSERT_TRUE(harbour.waitForNextOutput("pier  degraded ")) << harbour.out();
+  ASSERT_TRUE(harbour.waitForNextOutput("  to connect station: lost")) << harbour.out();
+  Process again(station());
+  EXPECT_TRUE(harbour.waitForNextOutput("pier  ready ")) << harbour.out();
+  end(again);
+  harbour.signal(SIGTERM);
+  EXPECT_EQ(harbour.wait(), 0) << harbour.err();
+}
+
 TEST_F(Names, StayKnownWhileEtcdIsAway) {
   Process harbour(pierOfBoth());
   Process weather(station());
@@ -250,6 +284,52 @@ TEST_F(Names, StayKnownWhileEtcdIsAway) {
   end(sea);
   end(weather);
   end(harbour);
+}
+
+TEST_F(Names, AreAnnouncedAgainAfterEtcdWasAwayForThreeTimesToLive) {
+  etcdtest::FaultProxy proxy(member().clientPort());
+  urls_ = proxy.url();
+  Process harbour(pierOfBoth());
+  Process weather(station());
+  Process sea(buoy());
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
+  urls_ = member().url();  // for what the test asks
+  const std::string address = addressOfStation();
+  ASSERT_TRUE(askUntil([&] { return discover({"buoy"}).code == 0; }));
+
+  const auto before = timeNow();
+  proxy.set(etcdtest::FaultProxy::Behaviour::cut);
+  waitInEtcd(3 * ttl);
+  EXPECT_EQ(discover().out, "") << "the leases of all hosts have lapsed";
+  EXPECT_TRUE(waitForStationSinceBefore(before, address));
+  proxy.set(etcdtest::FaultProxy::Behaviour::forward);
+
+  EXPECT_EQ(addressOfStation(), address);
+  EXPECT_TRUE(askUntil([&] { return discover({"buoy"}).code == 0; }));
+  EXPECT_TRUE(waitForStationSinceBefore(before, address));
+  EXPECT_TRUE(waitForState("harbour", "ready"));
+  for (auto* host : {&sea, &weather, &harbour}) {
+    end(*host);
+  }
+}
+
+TEST_F(Names, AreFoundAfterTheLeaderOfThreeMembersWasKilled) {
+  cluster_ = std::make_unique<EtcdCluster>(3);
+  ASSERT_TRUE(cluster_->waitUntilServing());
+  Process harbour(pierOfBoth());
+  Process weather(station());
+  const std::string address = addressOfStation();
+  ASSERT_TRUE(waitForStationAt(address)) << harbour.err();
+  const auto before = timeNow();
+  cluster_->member(cluster_->leader()).kill();
+  Process sea(buoy());
+  EXPECT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.out();
+  EXPECT_TRUE(askUntil([&] { return discover({"buoy"}).code == 0; }));
+  EXPECT_EQ(addressOfStation(), address);
+  EXPECT_TRUE(waitForStationSinceBefore(before, address));
+  for (auto* host : {&sea, &weather, &harbour}) {
+    end(*host);
+  }
 }
 
 }  // namespace spf::test
