@@ -250,13 +250,14 @@ TEST_F(Names, ThatAreLostAreShownOnATerminal) {
   }
   Process harbour(pier(), Process::Stdout::terminal);
   Process weather(station());
-  ASSERT_TRUE(harbour.waitForNextOutput("pier  ready ")) << harbour.err();
+  ASSERT_TRUE(harbour.waitForNextOutput("ready: harbour")) << harbour.err();
   killNow(weather);
   forgetKilled("weather");
   ASSERT_TRUE(harbour.waitForNextOutput("pier  degraded ")) << harbour.out();
   ASSERT_TRUE(harbour.waitForNextOutput("  to connect station: lost")) << harbour.out();
   Process again(station());
   EXPECT_TRUE(harbour.waitForNextOutput("pier  ready ")) << harbour.out();
+  ASSERT_TRUE(again.waitForOutput("ready: weather")) << again.err();
   end(again);
   harbour.signal(SIGTERM);
   EXPECT_EQ(harbour.wait(), 0) << harbour.err();
@@ -265,6 +266,7 @@ TEST_F(Names, ThatAreLostAreShownOnATerminal) {
 TEST_F(Names, StayKnownWhileEtcdIsAway) {
   Process harbour(pierOfBoth());
   Process weather(station());
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
   const std::string address = addressOfStation();
   ASSERT_TRUE(waitForStationAt(address)) << harbour.err();
   ASSERT_TRUE(waitForReason("buoy", "no host announces"));
@@ -278,6 +280,7 @@ TEST_F(Names, StayKnownWhileEtcdIsAway) {
   ASSERT_TRUE(member().waitUntilServing()) << member().log();
   ASSERT_TRUE(waitForReason("buoy", "no host announces"));
   Process sea(buoy());
+  ASSERT_TRUE(sea.waitForOutput("ready: sea")) << sea.err();
   EXPECT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.out();
   EXPECT_EQ(addressOfStation(), address);
   EXPECT_TRUE(waitForStationSinceBefore(before, address));
@@ -291,7 +294,9 @@ TEST_F(Names, AreAnnouncedAgainAfterEtcdWasAwayForThreeTimesToLive) {
   urls_ = proxy.url();
   Process harbour(pierOfBoth());
   Process weather(station());
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
   Process sea(buoy());
+  ASSERT_TRUE(sea.waitForOutput("ready: sea")) << sea.err();
   ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.err();
   urls_ = member().url();  // for what the test asks
   const std::string address = addressOfStation();
@@ -318,11 +323,13 @@ TEST_F(Names, AreFoundAfterTheLeaderOfThreeMembersWasKilled) {
   ASSERT_TRUE(cluster_->waitUntilServing());
   Process harbour(pierOfBoth());
   Process weather(station());
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
   const std::string address = addressOfStation();
   ASSERT_TRUE(waitForStationAt(address)) << harbour.err();
   const auto before = timeNow();
   cluster_->member(cluster_->leader()).kill();
   Process sea(buoy());
+  ASSERT_TRUE(sea.waitForOutput("ready: sea")) << sea.err();
   EXPECT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.out();
   EXPECT_TRUE(askUntil([&] { return discover({"buoy"}).code == 0; }));
   EXPECT_EQ(addressOfStation(), address);
