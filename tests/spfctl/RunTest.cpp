@@ -37,9 +37,10 @@ class SpfctlRun : public testing::Test {
                                 interfaceName + R"("}], "servicePublishers": [)" + list + R"(], "serviceMappings": [)" +
                                 mappings + "]}");
   }
-  // Without a control socket, since the tests that run at the same time have one ID.
-  static Arguments command(const std::string& file, const Arguments& more = {}) {
-    Arguments arguments = {SPFCTL, "run", file, "--no-control"};
+  // Without a control socket, since the tests that run at the same time have one ID. A host that is killed leaves the
+  // folder that it has made for its framework, so it makes that in the workspace.
+  Arguments command(const std::string& file, const Arguments& more = {}) const {
+    Arguments arguments = {"/usr/bin/env", "TMPDIR=" + workspace_.path().string(), SPFCTL, "run", file, "--no-control"};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return arguments;
   }
@@ -49,7 +50,7 @@ class SpfctlRun : public testing::Test {
     std::string out;
     std::string err;
   };
-  static Result run(const std::string& file, const Arguments& more = {}) {
+  Result run(const std::string& file, const Arguments& more = {}) const {
     Process process(command(file, more));
     const int code = process.wait();
     return {code, process.out(), process.err()};

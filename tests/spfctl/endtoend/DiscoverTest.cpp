@@ -139,15 +139,16 @@ TEST_F(Discover, ReadsBelowThePrefixThatItIsGiven) {
   EXPECT_EQ(discover().out, "");
 }
 
-TEST_F(Discover, ListsATableBesideEtcd) {
+TEST_F(Discover, ListsATableBesideEtcdAndOfANameInBothTheTableAsAHostUsesIt) {
   put(station_);
+  put(record("pier", "2", "tcp://10.0.0.2:1"));
   const Workspace workspace;
   const auto table = workspace.write("table.json", R"({"dock": "ipc:///run/dock", "station": "tcp://10.0.0.9:9"})");
   EXPECT_THAT(discover({"--discovery", "table:" + table}).out,
               MatchesRegex("NAME [^\n]*\n"
                            "dock     ipc:///run/dock +-      -              -\n"
-                           "station  tcp://10.0.0.9:9 +-      -              -\n"
-                           "station  tcp://10.0.0.1:5555 +alpha  weather        [0-9]+ s\n"));
+                           "pier     tcp://10.0.0.2:1 +alpha  weather        [0-9]+ s\n"
+                           "station  tcp://10.0.0.9:9 +-      -              -\n"));
 }
 
 TEST_F(Discover, AsksAnotherMemberIfOneIsOutOfReach) {
@@ -165,7 +166,7 @@ TEST_F(Discover, EndsWithOneAndTheReasonIfEtcdIsOutOfReach) {
   const auto nobody = "http://" + freeEndpoint().substr(6);
   for (const Arguments& more : {Arguments{}, {"--watch"}, {"--json"}}) {
     Arguments all = more;
-    all.insert(all.end(), {"--timeout", "500ms"});
+    all.insert(all.end(), {"--timeout", "3s"});
     const auto result = discover(all, nobody);
     EXPECT_EQ(result.code, 1);
     EXPECT_EQ(result.out, "");
@@ -253,6 +254,24 @@ TEST_F(Discover, OutlivesAnOutageWhileItFollows) {
   put(record("pier", "2", "tcp://10.0.0.2:1"));
   ASSERT_TRUE(process.waitForOutput("  pier  added"));
   EXPECT_THAT(process.out(), testing::Not(HasSubstr("removed")));
+}
+
+TEST_F(Discover, ReportsAnOutageThatBeginsSoonAfterTheLastWasOver) {
+  put(station_);
+  FaultProxy proxy(member().clientPort());
+  Process process(command({"--watch", "--property", "spf.discovery.etcd.ttl=600"}, proxy.url()));
+  ASSERT_TRUE(process.waitForOutput("  station  present"));
+  const std::string warning = "spfctl discover: warning: " + proxy.url() + ": ";
+  const std::string healed = "spfctl discover: etcd answers again\n";
+  proxy.set(FaultProxy::Behaviour::cut);
+  ASSERT_TRUE(process.waitForErrorOutput(warning));
+  proxy.set(FaultProxy::Behaviour::forward);
+  ASSERT_TRUE(process.waitForErrorOutput(healed));
+  proxy.set(FaultProxy::Behaviour::cut);
+  EXPECT_TRUE(process.waitForErrorOutput(healed + warning)) << process.err();
+  process.signal(SIGTERM);
+  EXPECT_EQ(process.wait(), 1000 + SIGTERM);
+  EXPECT_EQ(process.err().rfind(healed), process.err().find(healed)) << process.err();
 }
 
 }  // namespace spf::test

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <mutex>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -96,6 +97,7 @@ class Looking {
 
   /// Prints changes until nobody reads them any more.
   ExitCode follow() {
+    unproven_ = registry_.trouble();
     while (!output_.isAbandoned()) {
       const auto seen = news_.count();
       for (const auto& change : update()) {
@@ -122,14 +124,24 @@ class Looking {
     return std::move(update.changes);
   }
 
+  // The registry warns once for failures that follow one another closely; who was told that all is well has to hear of
+  // each.
   void reportTrouble() {
-    for (const auto& warning : news_.takeWarnings()) {
-      warn("warning: " + warning);
+    auto warnings = news_.takeWarnings();
+    const auto trouble = registry_.trouble();
+    if (warnings.empty() && !trouble.empty() && trouble != unproven_) {
+      warnings.push_back(trouble);
+    }
+    if (!isInTrouble_ && !warnings.empty()) {
+      warn("warning: " + warnings.front());
       isInTrouble_ = true;
     }
-    if (isInTrouble_ && registry_.trouble().empty()) {
-      warn("etcd answers again");
-      isInTrouble_ = false;
+    if (trouble.empty()) {
+      unproven_.clear();
+      if (isInTrouble_) {
+        warn("etcd answers again");
+        isInTrouble_ = false;
+      }
     }
   }
 
@@ -137,6 +149,7 @@ class Looking {
   const std::string prefix_;
   const Output& output_;
   FollowedNames names_;
+  std::string unproven_;  // the trouble before the first watch stands, which is no failure
   bool isInTrouble_ = false;
   News news_;
   Registry registry_;  // after what its thread uses
@@ -172,6 +185,19 @@ ExitCode print(const std::vector<NameRecord>& records, const DiscoverOptions& op
   return records.empty() && !options.name.empty() ? ExitCode::failedAtRunTime : ExitCode::done;
 }
 
+// Adds the names that a table does not have: a host looks up no others in etcd.
+std::vector<NameRecord> withAnnounced(std::vector<NameRecord> fixed, const std::vector<NameRecord>& announced) {
+  std::set<std::string> names;
+  for (const auto& record : fixed) {
+    names.insert(record.name);
+  }
+  std::copy_if(announced.begin(), announced.end(), std::back_inserter(fixed),
+               [&](const NameRecord& record) { return names.count(record.name) == 0; });
+  std::stable_sort(fixed.begin(), fixed.end(),
+                   [](const NameRecord& left, const NameRecord& right) { return left.name < right.name; });
+  return fixed;
+}
+
 ExitCode lookAtEtcd(const DiscoverOptions& options, std::vector<NameRecord> records, const Output& output) {
   const auto settings = etcdSettings(options.framework);
   if (!settings) {
@@ -182,11 +208,7 @@ ExitCode lookAtEtcd(const DiscoverOptions& options, std::vector<NameRecord> reco
   if (code != ExitCode::done || options.watch) {
     return code != ExitCode::done ? code : looking.follow();
   }
-  auto announced = looking.records();
-  records.insert(records.end(), std::make_move_iterator(announced.begin()), std::make_move_iterator(announced.end()));
-  std::stable_sort(records.begin(), records.end(),
-                   [](const NameRecord& left, const NameRecord& right) { return left.name < right.name; });
-  return print(records, options, output);
+  return print(withAnnounced(std::move(records), looking.records()), options, output);
 }
 
 }  // namespace
