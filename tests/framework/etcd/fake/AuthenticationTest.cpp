@@ -17,7 +17,7 @@ class ARegistryOfAUser : public testing::Test {
  protected:
   ARegistryOfAUser() {
     settings_.members = {member_.url()};
-    settings_.ttl = std::chrono::seconds(1);
+    settings_.ttl = std::chrono::seconds(3);
     settings_.user = "me";
     settings_.passwordFile = folder_.path() + "/password";
     std::ofstream(settings_.passwordFile) << "secret\n";

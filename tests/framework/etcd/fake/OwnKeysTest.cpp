@@ -13,7 +13,7 @@ class TheKeysOfARegistry : public testing::Test {
  protected:
   TheKeysOfARegistry() {
     settings_.members = {member_.url()};
-    settings_.ttl = std::chrono::seconds(1);
+    settings_.ttl = std::chrono::seconds(30);
     member_.on("/v3/lease/grant", Reply{200, R"({"ID":"7","TTL":"1000"})"});
   }
 

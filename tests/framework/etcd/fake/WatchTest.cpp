@@ -14,6 +14,7 @@ using agent::spf::etcd::Settings;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::StartsWith;
 using Kind = FakeMember::Reply::Kind;
 using Reply = FakeMember::Reply;
 
@@ -30,7 +31,7 @@ class TheWatchOfARegistry : public testing::Test {
  protected:
   TheWatchOfARegistry() {
     settings_.members = {member_.url()};
-    settings_.ttl = std::chrono::seconds(1);
+    settings_.ttl = std::chrono::seconds(3);
     member_.on("/v3/kv/range", Reply{200, listing});
   }
 
@@ -78,7 +79,7 @@ TEST_F(TheWatchOfARegistry, MovesToTheNextMemberIfItsOwnDoesNotAnswerAReadAnyMor
   first.on("/v3/kv/range", Reply{200, "", Kind::never});
   ASSERT_TRUE(second.waitFor("/v3/watch", 1));
   EXPECT_TRUE(sut.waitUntilCurrent());
-  EXPECT_THAT(sut.warnings(), ElementsAre(first.url() + ": no answer within 333 ms"));
+  EXPECT_THAT(sut.warnings(), ElementsAre(first.url() + ": no answer within 1000 ms"));
   EXPECT_EQ(sut->entries()->size(), 2u);
 }
 
@@ -100,14 +101,13 @@ TEST_F(TheWatchOfARegistry, WarnsOnceOfFailuresThatFollowOneAnotherAndAgainAfter
   }
   ASSERT_TRUE(sut.waitUntilCurrent());
   EXPECT_THAT(sut.warnings(), SizeIs(1));
-  EXPECT_FALSE(
-      sut.waitUntil([](const auto& registry) { return !registry.trouble().empty(); }, std::chrono::milliseconds(1100)));
+  EXPECT_FALSE(sut.waitUntil([](const auto& registry) { return !registry.trouble().empty(); },
+                             settings_.ttl + std::chrono::milliseconds(100)));
   member_.endConnections();
   EXPECT_TRUE(sut.waitForWarnings(2));
 }
 
 TEST_F(TheWatchOfARegistry, WarnsOfAFailureThatLastsEvenIfItFollowsAnother) {
-  settings_.ttl = std::chrono::seconds(3);
   ObservedRegistry sut(settings_);
   ASSERT_TRUE(sut.waitUntilCurrent());
   member_.endConnections();
@@ -134,7 +134,6 @@ TEST_F(TheWatchOfARegistry, IsReplacedAfterAListingWhenCompactionHasCancelledIt)
 }
 
 TEST_F(TheWatchOfARegistry, LosesMissingKeysEvenIfItBreaksAgainAndAgain) {
-  settings_.ttl = std::chrono::seconds(3);
   ObservedRegistry sut(settings_);
   ASSERT_TRUE(sut.waitForCount(2));
   member_.on("/v3/kv/range", Reply{200, listingOfB});
@@ -145,7 +144,6 @@ TEST_F(TheWatchOfARegistry, LosesMissingKeysEvenIfItBreaksAgainAndAgain) {
 }
 
 TEST_F(TheWatchOfARegistry, KeepsMissingKeysForTheRestOfTheirTimeAfterAnOutage) {
-  settings_.ttl = std::chrono::seconds(3);
   ObservedRegistry sut(settings_);
   ASSERT_TRUE(sut.waitUntilCurrent());
   member_.on("/v3/kv/range", Reply{200, listingOfB});
@@ -171,7 +169,7 @@ TEST_F(TheWatchOfARegistry, ReportsWhyItWasCancelled) {
 TEST_F(TheWatchOfARegistry, ReportsThatItDoesNotBegin) {
   member_.on("/v3/watch", Reply{200, "", Kind::stream});
   ObservedRegistry sut(settings_);
-  EXPECT_TRUE(sut.waitForTrouble(problem("no watch within 333 ms")));
+  EXPECT_TRUE(sut.waitForTrouble(problem("no watch within 1000 ms")));
 }
 
 TEST_F(TheWatchOfARegistry, ReportsMessagesThatCannotBeRead) {
@@ -223,12 +221,14 @@ TEST_F(TheListingOfARegistry, ReportsAnswersThatAreNone) {
   EXPECT_EQ(warningFor({200, "<html>"}), problem("an answer that is no JSON object"));
   EXPECT_EQ(warningFor({200, "{}"}), problem("a listing without a revision"));
   EXPECT_EQ(warningFor({503, R"({"error":"etcdserver: no leader","code":14})"}), problem("etcdserver: no leader"));
-  EXPECT_EQ(warningFor({200, "", Kind::never}), problem("no answer within 333 ms"));
+  EXPECT_EQ(warningFor({200, "", Kind::never}), problem("no answer within 1000 ms"));
   EXPECT_EQ(warningFor({302, ""}), problem("HTTP status 302"));
 }
 
 TEST_F(TheListingOfARegistry, ReportsAnAnswerThatIsCutOff) {
-  EXPECT_EQ(warningFor({200, listing, Kind::truncated}), problem("transfer closed with 1 bytes remaining to read"));
+  const auto warning = warningFor({200, listing, Kind::truncated});
+  EXPECT_THAT(warning, StartsWith(problem("")));  // then follows what libcurl says
+  EXPECT_GT(warning.size(), problem("").size());
 }
 
 TEST_F(TheListingOfARegistry, ReportsAnAnswerThatIsTooLong) {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
@@ -7,6 +8,36 @@
 #include "RealEtcd.hpp"
 
 namespace etcdtest {
+
+/// A proxy before each member of a cluster.
+class Proxies {
+ public:
+  explicit Proxies(EtcdCluster& cluster) {
+    for (std::size_t index = 0; index < cluster.size(); ++index) {
+      proxies_.push_back(std::make_unique<FaultProxy>(cluster.member(index).clientPort()));
+    }
+  }
+
+  FaultProxy& operator[](std::size_t index) const { return *proxies_.at(index); }
+
+  std::vector<std::string> urls() const {
+    std::vector<std::string> urls;
+    for (const auto& proxy : proxies_) {
+      urls.push_back(proxy->url());
+    }
+    return urls;
+  }
+
+  /// Returns the first one that has had a connection; their number if there is none.
+  std::size_t used() const {
+    const auto used =
+        std::find_if(proxies_.begin(), proxies_.end(), [](const auto& proxy) { return proxy->connections() > 0; });
+    return static_cast<std::size_t>(used - proxies_.begin());
+  }
+
+ private:
+  std::vector<std::unique_ptr<FaultProxy>> proxies_;
+};
 
 class WithThreeMembers : public RealEtcd {
  protected:
@@ -23,12 +54,25 @@ class WithThreeMembers : public RealEtcd {
 };
 
 TEST_F(WithThreeMembers, TheLeadersDeathIsSurvived) {
-  ObservedRegistry sut(settings(cluster_->urls(), ttl));
-  ObservedRegistry other(settings(cluster_->urls(), ttl));
+  const auto leader = cluster_->leader();
+  const Proxies proxies(*cluster_);
+  for (std::size_t index = 0; index < cluster_->size(); ++index) {
+    if (index != leader) {
+      proxies[index].set(FaultProxy::Behaviour::cut);  // so that the leader is used
+    }
+  }
+  ObservedRegistry sut(settings(proxies.urls(), ttl));
+  ObservedRegistry other(settings(proxies.urls(), ttl));
   sut->put("a/1", "x");
   ASSERT_TRUE(other.waitForKey("a/1"));
+  ASSERT_TRUE(sut.waitUntilCurrent());
+  ASSERT_TRUE(other.waitUntilCurrent());
+  ASSERT_EQ(cluster_->leader(), leader);
+  for (std::size_t index = 0; index < cluster_->size(); ++index) {
+    proxies[index].set(FaultProxy::Behaviour::forward);
+  }
   const Healing healing;
-  cluster_->member(cluster_->leader()).kill();
+  cluster_->member(leader).kill();
   sut->put("b/1", "y");
   EXPECT_TRUE(other.waitForKey("b/1", "y"));
   EXPECT_TRUE(sut.waitForKey("b/1", "y"));
@@ -61,24 +105,12 @@ TEST_F(WithThreeMembers, TheDeathOfAllIsSurvived) {
   EXPECT_TRUE(other.hasKey("a/1"));
 }
 
-// Returns which of the proxies a registry is connected to.
-std::size_t usedOf(const std::vector<std::unique_ptr<FaultProxy>>& proxies) {
-  const auto used =
-      std::find_if(proxies.begin(), proxies.end(), [](const auto& proxy) { return proxy->connections() > 0; });
-  return static_cast<std::size_t>(used - proxies.begin());
-}
-
 TEST_F(WithThreeMembers, TheOneThatIsStoppedAndStaysSilentIsLeft) {
-  std::vector<std::unique_ptr<FaultProxy>> proxies;
-  std::vector<std::string> urls;
-  for (std::size_t index = 0; index < cluster_->size(); ++index) {
-    proxies.push_back(std::make_unique<FaultProxy>(cluster_->member(index).clientPort()));
-    urls.push_back(proxies.back()->url());
-  }
-  ObservedRegistry sut(settings(urls, ttl));
+  const Proxies proxies(*cluster_);
+  ObservedRegistry sut(settings(proxies.urls(), ttl));
   sut->put("a/1", "x");
   ASSERT_TRUE(sut.waitForKey("a/1"));
-  const auto used = usedOf(proxies);
+  const auto used = proxies.used();
   ASSERT_LT(used, cluster_->size());
   const Healing healing;
   cluster_->member(used).pause();
@@ -88,7 +120,7 @@ TEST_F(WithThreeMembers, TheOneThatIsStoppedAndStaysSilentIsLeft) {
   EXPECT_TRUE(sut.waitUntilCurrent());
   healing.report("a member stopped by SIGSTOP, until a new key is seen");
   EXPECT_TRUE(other.waitForKey("a/1"));
-  EXPECT_THAT(sut.warnings(), testing::ElementsAre(testing::HasSubstr(urls[used])));
+  EXPECT_THAT(sut.warnings(), testing::ElementsAre(testing::HasSubstr(proxies[used].url())));
   cluster_->member(used).resume();
 }
 

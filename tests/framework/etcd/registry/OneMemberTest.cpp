@@ -35,7 +35,7 @@ class WithOneMember : public RealEtcd {
 };
 
 TEST_F(WithOneMember, KeysOfOneRegistryAreSeenByAnother) {
-  ObservedRegistry sut(settings(cluster_.urls()));
+  ObservedRegistry sut(settings(cluster_.urls(), std::chrono::seconds(30)));
   ObservedRegistry other(settings(cluster_.urls()));
   sut->put("a/1", std::string("\0\xff x", 4));
   EXPECT_TRUE(other.waitForKey("a/1", std::string("\0\xff x", 4)));
@@ -61,11 +61,11 @@ TEST_F(WithOneMember, KeysGoWithTheirRegistry) {
 
 TEST_F(WithOneMember, KeysOutliveManyTimesToLive) {
   ObservedRegistry other(settings(cluster_.urls()));
-  ObservedRegistry sut(settings(cluster_.urls(), std::chrono::seconds(1)));
+  ObservedRegistry sut(settings(cluster_.urls(), std::chrono::seconds(3)));
   sut->put("a/1", "x");
   ASSERT_TRUE(other.waitForKey("a/1"));
   EXPECT_FALSE(
-      other.waitUntil([](const auto& registry) { return registry.entries()->empty(); }, std::chrono::seconds(4)));
+      other.waitUntil([](const auto& registry) { return registry.entries()->empty(); }, std::chrono::seconds(10)));
 }
 
 TEST_F(WithOneMember, KeysOfOtherPrefixesAreNotSeen) {

@@ -62,6 +62,11 @@ class ObservedRegistry {
     return waitUntil([&](const Registry& registry) { return registry.trouble() == text; });
   }
 
+  [[nodiscard]] bool waitForTroubleOtherThan(const std::string& text) {
+    return waitUntil(
+        [&](const Registry& registry) { return !registry.trouble().empty() && registry.trouble() != text; });
+  }
+
   [[nodiscard]] bool waitForKey(const std::string& key) {
     return waitUntil([&](const Registry& registry) { return registry.entries()->count(key) == 1; });
   }

@@ -37,8 +37,7 @@ class Registry {
     std::function<void()> changed;
 
     /// A message for the log, one for each outage, which is over when nothing has failed for one time to live, and one
-    /// for each further failure in it that lasts for one time to live; may be empty. What it throws is
-    /// swallowed.
+    /// for each further failure in it that lasts for one time to live; may be empty. What it throws is swallowed.
     std::function<void(const std::string&)> warning;
   };
 
