@@ -180,7 +180,7 @@ void Publisher::onOpened(ConfiguredEndpoint& endpoint, Socket& socket) {
 
 void Publisher::onFailure(Endpoints::iterator endpoint, SocketID id, const std::string& reason) {
   if (!endpoint->find(id)->address.announcement.empty()) {
-    // Whoever announces an address that is of no use must not affect the others of its name.
+    // An announced address that is of no use must not affect the others of its name.
     warn(reason);
     endpoint->abandon(id, reason);
     show(*endpoint);

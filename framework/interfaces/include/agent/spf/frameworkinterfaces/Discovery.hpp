@@ -55,7 +55,7 @@ class [[gnu::visibility("default")]] Discovery {
   virtual std::unique_ptr<Announcement> announce(const AnnouncedEndpoint& endpoint) = 0;
 };
 
-/// A service to which each discovery reports changes. Whoever resolves names registers one.
+/// A service to which each discovery reports changes. A bundle that resolves names registers one.
 class [[gnu::visibility("default")]] DiscoveryListener {
  public:
   virtual ~DiscoveryListener() = default;
