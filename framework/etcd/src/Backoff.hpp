@@ -6,7 +6,7 @@
 namespace agent::spf::etcd {
 
 /// How long to wait before the next attempt: doubled with each failure up to a cap, and spread by chance, so that the
-/// hosts that lost the same server do not come back at the same moment.
+/// hosts that lost the same server do not all try it again at the same moment.
 class Backoff {
  public:
   using Duration = std::chrono::milliseconds;

@@ -23,8 +23,8 @@ namespace {
 
 constexpr long httpOk = 200;
 
-// A look-up of a name that takes long goes on in a thread of libcurl's own after its request was given up. So the
-// library must stay even if the last module that uses it is unloaded.
+// A thread of libcurl looks up names, and continues after the request was cancelled. So the library must stay loaded
+// even if the last module that uses it is unloaded.
 void keepLibraryLoaded() {
   Dl_info library{};
   if (dladdr(reinterpret_cast<const void*>(&curl_global_init), &library) != 0 && library.dli_fname != nullptr) {

@@ -39,7 +39,7 @@ struct HttpRequest {
 };
 
 /// Exchanges with HTTP servers, all on the thread that turns the loop. Another thread may call `wakeUp` and `traffic`
-/// only. Handlers may start and cancel requests; what they throw comes out of `turn`, and the loop stays usable.
+/// only. Handlers may start and cancel requests; `turn` throws what they throw, and the loop stays usable.
 class HttpLoop {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;

@@ -20,7 +20,7 @@ namespace agent::spf::etcd {
 ///              │  v failed                 │ failed
 ///            waiting <─────────────────────┘
 ///
-/// `waiting` goes on with `renewing` if there is a lease that may still exist.
+/// `renewing` follows `waiting` if there is a lease that may still exist.
 class Lease {
  public:
   using TimePoint = Attempts::TimePoint;

@@ -88,7 +88,7 @@ void OwnKeys::compare(const Change& change) {
   }
 }
 
-// What comes later is newer.
+// Etcd reports in the order of revisions, so no older report of these keys can follow.
 void OwnKeys::forgetRemovals(Revision seen) {
   for (auto next = removals_.begin(); next != removals_.end();) {
     const auto removal = next++;

@@ -21,7 +21,7 @@ namespace agent::spf::etcd {
 /// for ever if not. Used by one thread.
 ///
 /// Keys that a listing lacks stay in the copy for one time to live. The time of an outage does not count, since the
-/// hosts that put them cannot come back in it: an outage lasts from the first failure of a listing to the next listing,
+/// hosts cannot put them again during it: an outage lasts from the first failure of a listing to the next listing,
 /// if every member has failed in between.
 ///
 ///     waiting ──> listing ──> opening ──> watching

@@ -62,7 +62,7 @@ bool flag(const JsonValue& json, const char* name) {
   return found != nullptr && *found;
 }
 
-// Numbers come as texts; those of 32 bits as numbers.
+// The gateway writes numbers of 64 bits as texts, those of 32 bits as numbers.
 std::int64_t number(const JsonValue& json, const char* name) {
   const auto* const found = json.find(name);
   if (found == nullptr) {

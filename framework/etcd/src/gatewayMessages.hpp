@@ -65,8 +65,8 @@ std::string endOfPrefix(const std::string& prefix);
 
 std::string encodeListing(const std::string& prefix);
 
-/// Returns a read of one key that does not exist in all likelihood. Its answer is small, and comes only from a member
-/// that can reach the majority.
+/// Returns a read of one key, which hardly ever exists. The answer is small, and only a member that can reach the
+/// majority gives it.
 std::string encodeProbe(const std::string& prefix);
 
 std::string encodeWatch(const std::string& prefix, Revision first);

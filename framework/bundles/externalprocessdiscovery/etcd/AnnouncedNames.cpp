@@ -58,7 +58,7 @@ void AnnouncedNames::begin(std::unique_ptr<Registry> registry) {
     const std::lock_guard<std::mutex> lock(mutex_);
     registry_ = std::move(registry);
   }
-  refresh();  // for the entries that have come before
+  refresh();  // the registry may have read entries before it was set here
 }
 
 std::unique_ptr<Announcement> AnnouncedNames::add(const AnnouncedEndpoint& endpoint) {

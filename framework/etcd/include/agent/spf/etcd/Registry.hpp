@@ -22,8 +22,8 @@ struct Traffic {
 /// One thread does all the work, so that no call blocks but the destructor. It keeps what was put alive by one lease,
 /// and the copy up to date by one watch. While etcd is away, the copy stays as it is, and what is put waits; afterwards
 /// everything is put and read again within a time to live. Keys that are missing from the first listing after an outage
-/// stay for one time to live more, because the processes that put them need as long to come back. Any thread may call
-/// any member, several at once.
+/// stay for one time to live more, because the processes that own them need as long to put them again. Any thread may
+/// call any member, several at once.
 class Registry {
  public:
   /// Keys without the prefix, and their values.

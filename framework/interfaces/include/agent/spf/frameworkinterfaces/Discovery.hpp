@@ -10,7 +10,7 @@ namespace agent::spf::frameworkinterfaces {
 struct DiscoveredAddress {
   std::string address;       ///< in the form that Transport accepts
   std::string key;           ///< the name of the key that the peer has to prove; empty if it has none
-  std::string announcement;  ///< the ID of the announcement that it comes from; empty for a fixed entry
+  std::string announcement;  ///< the ID of its announcement; empty for a fixed entry
 };
 
 inline bool operator==(const DiscoveredAddress& left, const DiscoveredAddress& right) {
