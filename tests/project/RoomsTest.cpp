@@ -26,6 +26,7 @@ const std::vector<Room> rooms = {
     {"include", 3, {"agent/spf/frameworksetup/"}},
     {"src", 3, {}},
     {"framework/etcd", 3, {"agent/spf/etcd/"}},
+    {"framework/security", 3, {"agent/spf/security/"}},
     {"framework/watch", 3, {"agent/spf/frameworkwatch/"}},
     {"framework/bundles", 4, {}},
     {"tools", 4, {}},
@@ -63,7 +64,8 @@ bool mayInclude(const Room& from, const Room& to) {
   }
   if (from.folder == "framework/bundles") {
     return to.folder == "runtime" || to.folder == "host/logging" || to.folder == "framework/listener" ||
-           to.folder == "framework/interfaces" || to.folder == "framework/support" || to.folder == "framework/etcd";
+           to.folder == "framework/interfaces" || to.folder == "framework/support" || to.folder == "framework/etcd" ||
+           to.folder == "framework/security";
   }
   return to.level < from.level;
 }

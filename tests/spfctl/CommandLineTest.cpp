@@ -79,12 +79,13 @@ TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
 }
 
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {
-  EXPECT_EQ(complaint({}),
-            "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, discover, check, show, diff, "
-            "inspect, replay, schema, completion, manual");
+  EXPECT_EQ(
+      complaint({}),
+      "spfctl: no command; expected run, status, watch, apply, withdraw, ask, log, discover, keygen, check, show, "
+      "diff, inspect, replay, schema, completion, manual");
   EXPECT_EQ(complaint({"walk"}),
             "spfctl: unknown command 'walk'; expected run, status, watch, apply, withdraw, ask, log, discover, "
-            "check, show, diff, inspect, replay, schema, completion, manual");
+            "keygen, check, show, diff, inspect, replay, schema, completion, manual");
   EXPECT_EQ(complaint({"run"}), "spfctl run: FILE is required");
   EXPECT_EQ(complaint({"run", ""}), "spfctl run: an empty FILE; expected a name");
   EXPECT_EQ(complaint({"run", "a", "b"}), "spfctl run: unexpected argument 'b'");
@@ -164,6 +165,27 @@ TEST_F(TheCommandLine, RefusesADiscoverThatFindsNothing) {
             "NAME is 'a/b'; expected letters, digits, '.', '_' and '-'");
   EXPECT_EQ(complaint({"discover", "--watch", "--discovery", "table:f"}),
             "spfctl discover: --watch with table:, which never changes; expected --discovery etcd: alone");
+}
+
+TEST_F(TheCommandLine, ReadsTheOptionsOfKeygen) {
+  const auto options = std::get<KeygenOptions>(parseCommandLine({"keygen", "station", "--folder", "/tmp"}));
+  EXPECT_EQ(options.name, "station");
+  EXPECT_EQ(options.folder, "/tmp");
+  EXPECT_EQ(std::get<KeygenOptions>(parseCommandLine({"keygen", "a"})).folder, "");
+}
+
+TEST_F(TheCommandLine, RefusesNamesThatNoKeyHas) {
+  for (const auto& name : {std::string(""), std::string(".a"), std::string("a/b"), std::string("../a"),
+                           std::string("a b"), std::string(65, 'x')}) {
+    EXPECT_EQ(
+        complaint({"keygen", name}),
+        "NAME is '" + name + "'; expected 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning");
+  }
+}
+
+TEST_F(TheCommandLine, RefusesAFolderForKeysThatIsNone) {
+  EXPECT_EQ(complaint({"keygen", "a", "--folder", "/dev/null"}),
+            "--folder is '/dev/null'; expected a directory that exists");
 }
 
 TEST_F(TheCommandLine, TakesWhatFollowsTwoDashesForTheFile) {

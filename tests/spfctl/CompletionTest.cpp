@@ -78,6 +78,8 @@ TEST_F(Completion, InBashOffersCommandsOptionsValuesAndFiles) {
   EXPECT_EQ(bash("run --timeout wea"), "\n");
   EXPECT_EQ(bash("show weather.json --as s"), "svg\n");
   EXPECT_EQ(bash("show --as = d"), "dot\n");
+  EXPECT_EQ(bash("keygen --folder bun"), "bundles\n");
+  EXPECT_EQ(bash("keygen wea"), "\n") << "a new name";
   EXPECT_EQ(bash("completion z"), "zsh\n");
   EXPECT_EQ(bash("manual ''"), "\n");
 }

@@ -12,6 +12,7 @@
 #include "commands/Discover.hpp"
 #include "commands/ExitCode.hpp"
 #include "commands/Inspect.hpp"
+#include "commands/Keygen.hpp"
 #include "commands/Replay.hpp"
 #include "commands/Run.hpp"
 #include "commands/Show.hpp"
@@ -50,6 +51,7 @@ class Execution {
   int operator()(const spfctl::AskOptions& options) const { return codeOf(spfctl::ask(options, output_)); }
   int operator()(const spfctl::LogOptions& options) const { return codeOf(spfctl::log(options, output_)); }
   int operator()(const spfctl::DiscoverOptions& options) const { return codeOf(spfctl::discover(options, output_)); }
+  int operator()(const spfctl::KeygenOptions& options) const { return codeOf(spfctl::keygen(options, output_)); }
   int operator()(const spfctl::CheckOptions& options) const { return codeOf(spfctl::check(options, output_)); }
   int operator()(const spfctl::ShowOptions& options) const { return codeOf(spfctl::show(options, output_)); }
   int operator()(const spfctl::DiffOptions& options) const { return spfctl::diff(options, output_); }

@@ -94,6 +94,12 @@ struct DiscoverOptions {
   bool json = false;
 };
 
+/// `spfctl keygen`.
+struct KeygenOptions {
+  std::string name;
+  std::filesystem::path folder;  ///< empty: the current one
+};
+
 /// `spfctl check`.
 struct CheckOptions {
   std::vector<std::string> files;
@@ -140,9 +146,9 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using Command =
-    std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions, LogOptions,
-                 DiscoverOptions, CheckOptions, ShowOptions, DiffOptions, InspectOptions, ReplayOptions, PrintText>;
+using Command = std::variant<RunOptions, StatusOptions, WatchOptions, ApplyOptions, WithdrawOptions, AskOptions,
+                             LogOptions, DiscoverOptions, KeygenOptions, CheckOptions, ShowOptions, DiffOptions,
+                             InspectOptions, ReplayOptions, PrintText>;
 
 /// Parses the arguments, without the program's name.
 /// \throws UsageError naming the argument and what was expected

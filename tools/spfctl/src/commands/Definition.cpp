@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "agent/spf/security/KeyName.hpp"
 #include "commands/completion.hpp"
 #include "commands/frameworkOptions.hpp"
 #include "commands/help.hpp"
@@ -72,10 +73,10 @@ std::uint32_t logLevels(const char* where, const std::string& text) {
   return mask | logLevel(where, text.substr(begin));
 }
 
-std::filesystem::path existingDirectory(const std::string& text) {
+std::filesystem::path existingDirectory(const char* where, const std::string& text) {
   std::error_code error;
   if (!std::filesystem::is_directory(text, error)) {
-    throw UsageError("--root is '" + text + "'; expected a directory that exists");
+    throw UsageError(std::string(where) + " is '" + text + "'; expected a directory that exists");
   }
   return text;
 }
@@ -91,6 +92,13 @@ std::string hostName(const char* where, const std::string& text) {
 std::string discoveryName(const std::string& text) {
   if (!isDiscoveryName(text)) {
     throw UsageError("NAME is '" + text + "'; expected letters, digits, '.', '_' and '-'");
+  }
+  return text;
+}
+
+std::string keyName(const std::string& text) {
+  if (!agent::spf::security::isKeyName(text)) {
+    throw UsageError("NAME is '" + text + "'; expected " + agent::spf::security::expectedKeyName);
   }
   return text;
 }
@@ -161,6 +169,7 @@ Definition::Definition()
   addApply();
   addHostCommands();
   addDiscover();
+  addKeygen();
   addCheck();
   addShow();
   addDiff();
@@ -190,7 +199,7 @@ void Definition::addRun() {
                         });
   run->add_option("FILE", run_.file, "Configuration file; - is standard input.")->required()->type_name("FILE");
   run->add_option_function<std::string>(
-         "--root", [this](const std::string& text) { run_.root = existingDirectory(text); },
+         "--root", [this](const std::string& text) { run_.root = existingDirectory("--root", text); },
          "Installation root that holds bin/win64/spf (default: the tool's own tree).")
       ->type_name("DIR");
   run->add_option_function<std::string>(
@@ -339,6 +348,27 @@ void Definition::addDiscover() {
                      "Print what is announced, and then each change as it comes, a line each, until interrupted.");
   addTimeout(*discover, discover_.timeout, "How long to wait for etcd's first answer (default: 5s).");
   discover->add_flag("--json", discover_.json, "Print the names as JSON; with --watch, JSON lines.");
+}
+
+void Definition::addKeygen() {
+  auto* const keygen =
+      add("keygen",
+          "Make a pair of keys for encrypted connections: NAME.key, which stays secret on the host that "
+          "goes by this name, and NAME.pub, for the hosts that trust it.",
+          "spfctl keygen station\n"
+          "spfctl keygen station --folder /etc/spfctl/keys",
+          [this] { return keygen_; });
+  keygen
+      ->add_option_function<std::string>(
+          "NAME", [this](const std::string& text) { keygen_.name = keyName(text); },
+          "Name that the owner of the keys goes by among its peers.")
+      ->required()
+      ->type_name("NAME");
+  keygen
+      ->add_option_function<std::string>(
+          "--folder", [this](const std::string& text) { keygen_.folder = existingDirectory("--folder", text); },
+          "Folder of the two files (default: the current one). Existing files are never replaced.")
+      ->type_name("DIR");
 }
 
 void Definition::addHost(CLI::App& command, HostOptions& host, bool isRequired) {

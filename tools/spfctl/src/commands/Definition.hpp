@@ -35,6 +35,7 @@ class Definition {
   void addApply();
   void addHostCommands();
   void addDiscover();
+  void addKeygen();
   void addHost(CLI::App& command, HostOptions& host, bool isRequired);
   void addCheck();
   void addShow();
@@ -53,6 +54,7 @@ class Definition {
   AskOptions ask_;
   LogOptions log_;
   DiscoverOptions discover_;
+  KeygenOptions keygen_;
   CheckOptions check_;
   ShowOptions show_;
   DiffOptions diff_;

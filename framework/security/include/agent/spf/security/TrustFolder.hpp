@@ -1,0 +1,68 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "agent/spf/security/TrustedKeys.hpp"
+
+namespace agent::spf::security {
+
+/// The public keys of a folder, which holds a file `NAME.pub` for each peer that is trusted. Other files and hidden
+/// ones are ignored. A file that holds no key or is not named after one, that others may write, or whose key another
+/// file holds too is left out, with one warning that names it.
+///
+/// The folder is read by `refresh` only; no descriptor stays open and no thread waits for changes. So whoever uses the
+/// keys calls it before decisions that have to be up to date, and now and then, every second for example, if
+/// connections are to end when their key is removed. A watch by inotify would save that, but it does not see what other
+/// machines change in a folder of the network, and loses a folder that is replaced as a whole.
+///
+/// A key is best replaced by renaming a file over the old one: a file that is read while it is being written holds no
+/// key for that moment.
+///
+/// `refresh` may be called by one thread at a time. Any thread may call `keys` at any time; what it returns never
+/// changes.
+class TrustFolder {
+ public:
+  /// Reads the folder.
+  /// \param folder   the folder itself is judged when it is read, the folders above it are not
+  /// \param warning  called with each problem when it is new, by the thread that constructs or refreshes; may be empty
+  /// \throws KeyFileError  if the folder cannot be read, or others may write in it
+  TrustFolder(std::filesystem::path folder, std::function<void(const std::string&)> warning);
+
+  ~TrustFolder();
+  TrustFolder(const TrustFolder&) = delete;
+  TrustFolder& operator=(const TrustFolder&) = delete;
+
+  /// Lists the folder and reads the files in it that may have changed. Blocks on the file system only: each file costs
+  /// a `stat` and, if its identity, size or times have changed or if it has changed in the last two seconds, its
+  /// reading.
+  ///
+  /// If the folder is not there any more or others may write in it, nobody is trusted. If it cannot be read for another
+  /// reason, for example since the process has no descriptor left, everything stays as it is. Both are warned of once.
+  /// \return whether `keys` returns others than before
+  bool refresh();
+
+  /// Returns the keys that were read last; never null.
+  std::shared_ptr<const TrustedKeys> keys() const;
+
+ private:
+  class Reader;
+
+  bool publish(TrustedKeys next);
+
+  // Constant after construction:
+  const std::function<void(const std::string&)> warning_;
+
+  // Of the thread that refreshes:
+  std::unique_ptr<Reader> reader_;
+  std::string trouble_;  // why the last refresh failed; empty if it did not
+
+  mutable std::mutex mutex_;
+  // Guarded by `mutex_`:
+  std::shared_ptr<const TrustedKeys> keys_;
+};
+
+}  // namespace agent::spf::security

@@ -1,0 +1,62 @@
+#include "agent/spf/security/TrustFolder.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "TrustFolderReader.hpp"
+
+namespace agent::spf::security {
+
+TrustFolder::TrustFolder(std::filesystem::path folder, std::function<void(const std::string&)> warning)
+    : warning_(std::move(warning)),
+      reader_(std::make_unique<Reader>(std::move(folder))),
+      keys_(std::make_shared<const TrustedKeys>()) {
+  publish(reader_->read());
+}
+
+TrustFolder::~TrustFolder() = default;
+
+bool TrustFolder::refresh() {
+  try {
+    auto next = reader_->read();
+    trouble_.clear();
+    return publish(std::move(next));
+  } catch (const UntrustedFolder& error) {
+    trouble_.clear();
+    return publish(TrustedKeys({}, {error.what()}, {}));
+  } catch (const KeyFileError& error) {
+    const bool isNew = trouble_ != error.what();
+    trouble_ = error.what();
+    if (isNew && warning_) {
+      warning_(trouble_);
+    }
+    return false;
+  }
+}
+
+// Returns whether the keys or their problems are others than before.
+bool TrustFolder::publish(TrustedKeys next) {
+  const auto before = keys();
+  if (next == *before) {
+    return false;
+  }
+  const auto current = std::make_shared<const TrustedKeys>(std::move(next));
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    keys_ = current;
+  }
+  const auto& known = before->problems();
+  for (const auto& problem : current->problems()) {
+    if (warning_ && !std::binary_search(known.begin(), known.end(), problem)) {
+      warning_(problem);
+    }
+  }
+  return true;
+}
+
+std::shared_ptr<const TrustedKeys> TrustFolder::keys() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return keys_;
+}
+
+}  // namespace agent::spf::security

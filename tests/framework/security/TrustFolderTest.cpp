@@ -1,0 +1,329 @@
+#include "agent/spf/security/TrustFolder.hpp"
+
+#include <atomic>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include "Keys.hpp"
+#include "WrappedCalls.hpp"
+#include "agent/spf/security/keyFiles.hpp"
+
+namespace spf::test {
+
+using namespace agent::spf::security;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+
+class ATrustFolder : public WithKeys {
+ protected:
+  void TearDown() override {
+    failOpenings(0);
+    setClockAhead(0);
+  }
+
+  static PublicKey newKey() { return SecretKey::generate().publicKey(); }
+
+  /// Puts a key into the folder under a name, in the place of another one or not.
+  PublicKey put(const std::string& name) const {
+    const auto key = newKey();
+    put(name, key);
+    return key;
+  }
+  void put(const std::string& name, const PublicKey& key) const {
+    std::ofstream(path(name + ".pub")) << "# " << name << '\n' << key.text() << '\n';
+  }
+
+  TrustFolder open() {
+    return {folder_.path(), [this](const std::string& warning) { warnings_.push_back(warning); }};
+  }
+
+  std::vector<std::string> takeWarnings() { return std::exchange(warnings_, {}); }
+
+  std::string refused(const std::string& folder) const {
+    return refusal([&] { TrustFolder(folder, nullptr); });
+  }
+
+ private:
+  std::vector<std::string> warnings_;
+};
+
+TEST_F(ATrustFolder, HasKeysByNameAndNamesByKey) {
+  const auto alice = put("alice");
+  const auto bob = put("bob");
+  const auto sut = open();
+  const auto keys = sut.keys();
+  EXPECT_THAT(keys->keys(), ElementsAre(Pair("alice", alice), Pair("bob", bob)));
+  ASSERT_NE(keys->find("alice"), nullptr);
+  EXPECT_EQ(*keys->find("alice"), alice);
+  ASSERT_NE(keys->nameOf(bob), nullptr);
+  EXPECT_EQ(*keys->nameOf(bob), "bob");
+  EXPECT_EQ(keys->find("carol"), nullptr);
+  EXPECT_EQ(keys->find("alice.pub"), nullptr);
+  EXPECT_EQ(keys->nameOf(newKey()), nullptr);
+  EXPECT_THAT(keys->problems(), IsEmpty());
+  EXPECT_THAT(takeWarnings(), IsEmpty());
+}
+
+TEST_F(ATrustFolder, MayBeEmpty) {
+  const auto sut = open();
+  EXPECT_THAT(sut.keys()->keys(), IsEmpty());
+  EXPECT_THAT(takeWarnings(), IsEmpty());
+}
+
+TEST_F(ATrustFolder, HasToBeAFolder) {
+  EXPECT_EQ(refused(path("none")),
+            path("none") + ": cannot be read: No such file or directory; expected a folder of public keys");
+  write("file", "");
+  EXPECT_EQ(refused(path("file")),
+            path("file") + ": cannot be read: Not a directory; expected a folder of public keys");
+}
+
+TEST_F(ATrustFolder, HasToBeReadable) {
+  chmod(folder_.path().c_str(), S_IXOTH);
+  const AsNobody other;
+  EXPECT_EQ(refused(folder_.path()),
+            folder_.path() + ": cannot be read: Permission denied; expected a folder of public keys");
+}
+
+TEST_F(ATrustFolder, IsNothingThatOthersMayWriteIn) {
+  put("alice");
+  for (const mode_t sticky : {0, S_ISVTX}) {
+    chmod(folder_.path().c_str(), sticky | 0777);
+    EXPECT_EQ(refused(folder_.path()),
+              folder_.path() + ": others may write in this folder of public keys; expected the permissions 0755");
+  }
+}
+
+TEST_F(ATrustFolder, IgnoresOtherFiles) {
+  const auto alice = put("alice");
+  write("alice.key", "not even a key");
+  write("README", "hello");
+  write(".pub", "hidden");
+  write(".alice.pub", "hidden");
+  write("alice.pub~", "a copy");
+  write("alice.PUB", "in capitals");
+  write("pub", "x");
+  const auto sut = open();
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+  EXPECT_THAT(takeWarnings(), IsEmpty());
+}
+
+TEST_F(ATrustFolder, LeavesOutBrokenFilesWithAWarningEach) {
+  const auto alice = put("alice");
+  write("long.pub", newKey().text() + "0\n");
+  write("empty.pub", "");
+  write("bob smith.pub", newKey().text());
+  std::filesystem::create_directory(path("folder.pub"));
+  std::filesystem::create_symlink(path("nowhere"), path("link.pub"));
+  put("open");
+  chmod(path("open.pub").c_str(), 0646);
+  auto sut = open();
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+  const std::vector<std::string> problems = {
+      path("bob smith.pub") +
+          ": is not named after a key; expected 1 to 64 letters, digits, '.', '_' and '-', and no "
+          "'.' at the beginning",
+      path("empty.pub") + ": no key; expected one line of 40 characters of Z85 that does not begin with #",
+      path("folder.pub") + ": is a folder; expected a key file",
+      path("link.pub") + ": cannot be read: No such file or directory",
+      path("long.pub") + ":1: 41 characters; expected one line of 40 characters of Z85",
+      path("open.pub") + ": others may write it (permissions 0646); expected 0644"};
+  EXPECT_EQ(sut.keys()->problems(), problems);
+  EXPECT_EQ(takeWarnings(), problems);
+  EXPECT_FALSE(sut.refresh());
+  EXPECT_THAT(takeWarnings(), IsEmpty());
+}
+
+TEST_F(ATrustFolder, TakesAFileThatIsNoLongerBroken) {
+  write("alice.pub", "");
+  auto sut = open();
+  EXPECT_EQ(takeWarnings().size(), 1u);
+  const auto alice = put("alice");
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+  EXPECT_THAT(sut.keys()->problems(), IsEmpty());
+  write("alice.pub", "");
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(takeWarnings(), ElementsAre(path("alice.pub") + ": no key; expected one line of 40 characters of Z85 "
+                                                              "that does not begin with #"));
+}
+
+TEST_F(ATrustFolder, CannotBeReadByItsModeOnly) {
+  const auto file = write("alice.pub", newKey().text());
+  chmod(file.c_str(), 0);
+  chmod(folder_.path().c_str(), 0755);
+  const AsNobody other;
+  const auto sut = open();
+  EXPECT_THAT(takeWarnings(), ElementsAre(file + ": cannot be read: Permission denied"));
+}
+
+TEST_F(ATrustFolder, TrustsNoneOfTheNamesThatHaveTheSameKey) {
+  const auto key = newKey();
+  put("alice", key);
+  put("bob", key);
+  const auto carol = put("carol");
+  auto sut = open();
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("carol", carol)));
+  EXPECT_EQ(sut.keys()->nameOf(key), nullptr);
+  EXPECT_THAT(
+      takeWarnings(),
+      ElementsAre(
+          path("alice.pub") + ": holds the key of 'bob' as well; expected a key of its own, since neither is trusted",
+          path("bob.pub") + ": holds the key of 'alice' as well; expected a key of its own, since neither is trusted"));
+  std::filesystem::remove(path("bob.pub"));
+  EXPECT_TRUE(sut.refresh());
+  ASSERT_NE(sut.keys()->nameOf(key), nullptr);
+  EXPECT_EQ(*sut.keys()->nameOf(key), "alice");
+}
+
+TEST_F(ATrustFolder, IsReadAgainWhenAKeyIsAdded) {
+  auto sut = open();
+  EXPECT_FALSE(sut.refresh());
+  const auto alice = put("alice");
+  EXPECT_THAT(sut.keys()->keys(), IsEmpty()) << "nobody has asked for it";
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+  EXPECT_FALSE(sut.refresh());
+}
+
+TEST_F(ATrustFolder, IsReadAgainWhenAKeyIsRemoved) {
+  const auto key = put("alice");
+  auto sut = open();
+  const auto before = sut.keys();
+  std::filesystem::remove(path("alice.pub"));
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_EQ(sut.keys()->find("alice"), nullptr);
+  EXPECT_EQ(sut.keys()->nameOf(key), nullptr);
+  EXPECT_NE(before->nameOf(key), nullptr) << "what was handed out never changes";
+}
+
+// Where the file system's clock ticks slowly, many of these changes happen within one tick.
+TEST_F(ATrustFolder, IsReadAgainWhenAKeyIsReplacedAtOnce) {
+  const PublicKey keys[] = {put("alice"), newKey()};
+  auto sut = open();
+  for (int count = 1; count < 200; ++count) {
+    put("alice", keys[count % 2]);
+    ASSERT_TRUE(sut.refresh()) << count;
+    ASSERT_EQ(*sut.keys()->find("alice"), keys[count % 2]);
+  }
+  for (int count = 0; count < 200; ++count) {
+    put("new", keys[count % 2]);
+    std::filesystem::rename(path("new.pub"), path("alice.pub"));
+    ASSERT_TRUE(sut.refresh()) << count;
+    ASSERT_EQ(*sut.keys()->find("alice"), keys[count % 2]);
+  }
+  for (int count = 0; count < 200; ++count) {
+    std::filesystem::remove(path("alice.pub"));
+    put("alice", keys[count % 2]);
+    ASSERT_TRUE(sut.refresh()) << count;
+    ASSERT_EQ(*sut.keys()->find("alice"), keys[count % 2]);
+  }
+}
+
+TEST_F(ATrustFolder, IsReadAgainWhenItIsReplacedAsAWhole) {
+  std::filesystem::create_directories(path("one"));
+  std::filesystem::create_directories(path("two"));
+  const auto first = put("one/alice");
+  const auto second = put("two/alice");
+  std::filesystem::create_symlink("one", path("trust"));
+  TrustFolder sut(path("trust"), nullptr);
+  EXPECT_EQ(*sut.keys()->find("alice"), first);
+  std::filesystem::create_symlink("two", path("next"));
+  std::filesystem::rename(path("next"), path("trust"));
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_EQ(*sut.keys()->find("alice"), second);
+}
+
+TEST_F(ATrustFolder, ReadsOnlyFilesThatMayHaveChanged) {
+  put("alice");
+  put("bob");
+  takeOpened();
+  auto sut = open();
+  EXPECT_EQ(takeOpened(), 2u);
+  EXPECT_FALSE(sut.refresh());
+  EXPECT_EQ(takeOpened(), 2u) << "they may have been written again within the same tick";
+  setClockAhead(10);
+  EXPECT_FALSE(sut.refresh());
+  EXPECT_EQ(takeOpened(), 2u);
+  EXPECT_FALSE(sut.refresh());
+  EXPECT_EQ(takeOpened(), 0u);
+  put("bob");
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_EQ(takeOpened(), 1u);
+  chmod(path("alice.pub").c_str(), 0646);
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_EQ(takeOpened(), 1u);
+}
+
+TEST_F(ATrustFolder, TrustsNobodyOnceItHasGone) {
+  std::filesystem::create_directories(path("trust"));
+  const auto alice = put("trust/alice");
+  TrustFolder sut(path("trust"), nullptr);
+  std::filesystem::rename(path("trust"), path("away"));
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), IsEmpty());
+  EXPECT_THAT(sut.keys()->problems(), ElementsAre(path("trust") + ": cannot be read: No such file or directory; "
+                                                                  "expected a folder of public keys"));
+  EXPECT_FALSE(sut.refresh());
+  std::filesystem::rename(path("away"), path("trust"));
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+}
+
+TEST_F(ATrustFolder, TrustsNobodyOnceOthersMayWriteInIt) {
+  put("alice");
+  auto sut = open();
+  chmod(folder_.path().c_str(), 0777);
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), IsEmpty());
+  EXPECT_FALSE(sut.refresh());
+  EXPECT_THAT(takeWarnings(), ElementsAre(folder_.path() + ": others may write in this folder of public keys; "
+                                                           "expected the permissions 0755"));
+}
+
+TEST_F(ATrustFolder, StaysAsItIsWhileTheProcessCannotReadIt) {
+  const auto alice = put("alice");
+  auto sut = open();
+  const auto bob = put("bob");
+  for (const int error : {EMFILE, ENFILE, ENOMEM}) {
+    failOpenings(error);
+    EXPECT_FALSE(sut.refresh());
+    EXPECT_FALSE(sut.refresh());
+    EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+    EXPECT_EQ(takeWarnings().size(), 1u);
+  }
+  failOpenings(0);
+  EXPECT_TRUE(sut.refresh());
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice), Pair("bob", bob)));
+  EXPECT_THAT(takeWarnings(), IsEmpty());
+}
+
+TEST_F(ATrustFolder, MayBeAskedWhileItIsRead) {
+  const auto alice = put("alice");
+  TrustFolder sut(folder_.path(), nullptr);
+  std::atomic<bool> isDone = false;
+  std::thread asker([&] {
+    while (!isDone) {
+      const auto keys = sut.keys();
+      const auto* const name = keys->nameOf(alice);
+      ASSERT_TRUE(name != nullptr && *name == "alice");
+    }
+  });
+  for (int count = 0; count < 100; ++count) {
+    put("bob");
+    EXPECT_TRUE(sut.refresh());
+  }
+  isDone = true;
+  asker.join();
+}
+
+}  // namespace spf::test
