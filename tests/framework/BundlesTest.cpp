@@ -113,7 +113,7 @@ class FixedAnswerListener : public EndpointListener {
   void opened(const std::string&) override { isOpened.open(); }
   void failed(std::exception_ptr) override {}
   void closed() override {}
-  std::string answer(const std::string&) override { return text_; }
+  std::string answer(const std::string&, const std::string&) override { return text_; }
 
   spf::test::Gate isOpened;
 
@@ -213,7 +213,7 @@ TEST(TheFramework, ClosesItsSocketsWhenThePublishersStop) {
     void opened(const std::string&) override { isOpened.open(); }
     void failed(std::exception_ptr) override {}
     void closed() override {}
-    std::string answer(const std::string&) override { return ""; }
+    std::string answer(const std::string&, const std::string&) override { return ""; }
     spf::test::Gate isOpened;
   };
   const auto listener = std::make_shared<Listener>();

@@ -248,7 +248,7 @@ TEST_F(ABlockedThread, OfThePublishersIsThatOfATransportThatDoesNotReturn) {
 TEST_F(ABlockedThread, OfTheTransportIsThatOfAnAnswerThatDoesNotReturn) {
   struct Answerer : frameworktest::TestListener {
     explicit Answerer(std::function<void()> act) : act_(std::move(act)) {}
-    std::string answer(const std::string&) override {
+    std::string answer(const std::string&, const std::string&) override {
       act_();
       return "";
     }

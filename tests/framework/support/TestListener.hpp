@@ -30,7 +30,7 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
     hasFailed.open();
   }
   void closed() override { isClosed.open(); }
-  std::string answer(const std::string& request) override {
+  std::string answer(const std::string& request, const std::string&) override {
     if (request == "refuse") {
       throw std::runtime_error("no such thing");
     }

@@ -132,7 +132,7 @@ void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const st
   std::string outcome = goodOutcome;
   std::string reply;
   try {
-    reply = listener().answer(text);
+    reply = listener().answer(text, "");
     requireSize("answer", reply, largestAnswer);
   } catch (const std::exception& error) {
     outcome = badOutcome;

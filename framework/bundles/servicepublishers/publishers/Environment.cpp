@@ -46,7 +46,7 @@ class SocketListener : public EndpointListener {
   void failed(std::exception_ptr reason) override { post({SocketEvent::failed, {"", 0, textOf(reason)}}); }
   void closed() override { post({SocketEvent::closed, {}}); }
 
-  std::string answer(const std::string& request) override {
+  std::string answer(const std::string& request, const std::string&) override {
     if (!answer_) {
       throw std::runtime_error("this endpoint answers no questions");
     }

@@ -30,6 +30,8 @@ struct EndpointState {
   std::uint32_t tries;                          ///< how many were begun, since the loss if the connection was lost
   std::string reason;                           ///< why it is not up, in the system's words; empty if unknown or up
   std::chrono::steady_clock::time_point since;  ///< when the phase began
+  std::uint32_t refusedPeers = 0;               ///< bind: how many peers were not let in since the socket was opened
+  std::string lastRefusal{};                    ///< bind: why the last of them was not, in the system's words
 };
 
 /// A service that reports the state of each endpoint of each current publisher.

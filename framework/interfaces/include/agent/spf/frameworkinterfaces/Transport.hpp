@@ -46,6 +46,15 @@ class [[gnu::visibility("default")]] EndpointListener {
     static_cast<void>(what);
   }
 
+  /// Reports that the handshakes of peers have failed, which are not let in. For bound endpoints only, and rarely: one
+  /// call may stand for several peers.
+  /// \param count   how many handshakes have failed since the endpoint was first opened
+  /// \param reason  why the last one has: "key unknown", "no encryption" or "handshake failed"
+  virtual void refused(std::uint32_t count, const std::string& reason) {
+    static_cast<void>(count);
+    static_cast<void>(reason);
+  }
+
   /// Reports that the endpoint cannot be opened; there is nothing to close. The last call.
   /// \param reason  a `std::runtime_error` that names the address
   virtual void failed(std::exception_ptr reason) = 0;
@@ -55,8 +64,9 @@ class [[gnu::visibility("default")]] EndpointListener {
   virtual void closed() = 0;
 
   /// Returns the answer to a peer's request. Called for bound endpoints only.
+  /// \param asker  the name of the key that the peer has proved, whatever the request says; empty if it has proved none
   /// \throws anything; the text of a `std::exception` is sent to the peer
-  virtual std::string answer(const std::string& request) = 0;
+  virtual std::string answer(const std::string& request, const std::string& asker) = 0;
 };
 
 /// Identifies one endpoint.
@@ -64,6 +74,7 @@ struct EndpointDescription {
   std::string owner;    ///< the ID of its service publisher
   std::string name;     ///< as configured: an address or a discovery name
   std::string address;  ///< where to bind or connect: `tcp://`, `ipc://` or `inproc://` and the rest
+  std::string key{};    ///< the name of the key that the peer has to prove; only to connect by `tcp`, empty for none
 };
 
 /// A service that opens endpoints to other processes.
