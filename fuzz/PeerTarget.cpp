@@ -16,6 +16,7 @@
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
+#include "agent/spf/frameworksupport/keyNames.hpp"
 #include "reachableAddress.hpp"
 
 // The input is a text of another process: a request, an answer, or an address that it announces. Each is tried as all
@@ -124,6 +125,13 @@ void readAddress(const std::string& text) {
     if (address.scheme == Scheme::tcp) {
       require(isIPv6(address) == isIPv6(parseAddress(toZeroMq(address))), "ZeroMQ's spelling is of the same family");
     }
+  } catch (const std::runtime_error&) {
+  }
+  try {
+    const KeyedAddress split = splitKey(text);
+    require(split.key.empty() ? split.address == text : split.address + "#" + split.key == text,
+            "an address is split without a loss");
+    require(split.key.empty() || isKeyName(split.key), "only a name is split off");
   } catch (const std::runtime_error&) {
   }
   if (const auto reachable = spf::publishers::reachableAddress(text, "", nullptr)) {
