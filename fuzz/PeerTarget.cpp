@@ -53,7 +53,8 @@ class Peer {
     auto context = framework_.GetBundleContext();
     context.RegisterService<Serialiser>(serialiser_);
     context.RegisterService<Transport>(transport_);
-    answer_ = std::make_unique<spf::publishers::PeerAnswer>(context);
+    answer_ = std::make_unique<spf::publishers::PeerAnswer>(
+        context, std::make_shared<const spf::publishers::AllowedAskers>(Any()));
     answer_->set("station", {{"t", "weather.Temperature"}, {"h", "weather.Humidity"}});
     directory_ = std::make_unique<spf::peers::TransportPeerDirectory>(context);
   }
@@ -61,7 +62,7 @@ class Peer {
   void sendRequest(const std::string& text) const {
     std::string answer;
     try {
-      answer = answer_->answer(text);
+      answer = answer_->answer(text, "");
     } catch (const std::invalid_argument&) {
       return;
     } catch (const std::runtime_error&) {

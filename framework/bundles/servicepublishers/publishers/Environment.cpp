@@ -4,12 +4,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/frameworksupport/findService.hpp"
 #include "log.hpp"
 #include "reachableAddress.hpp"
 
 namespace spf::publishers {
 
+using agent::spf::frameworkinterfaces::curveAllowProperty;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
@@ -46,11 +48,11 @@ class SocketListener : public EndpointListener {
   void failed(std::exception_ptr reason) override { post({SocketEvent::failed, {"", 0, textOf(reason)}}); }
   void closed() override { post({SocketEvent::closed, {}}); }
 
-  std::string answer(const std::string& request, const std::string&) override {
+  std::string answer(const std::string& request, const std::string& asker) override {
     if (!answer_) {
       throw std::runtime_error("this endpoint answers no questions");
     }
-    return answer_->answer(request);
+    return answer_->answer(request, asker);
   }
 
  private:
@@ -94,7 +96,8 @@ Environment::Environment(cppmicroservices::BundleContext context, std::shared_pt
       executor_(std::move(executor)),
       states_(std::move(states)),
       handler_(std::move(handler)),
-      advertisedHost_(readAdvertisedHost(context_)) {}
+      advertisedHost_(readAdvertisedHost(context_)),
+      allowedAskers_(std::make_shared<const AllowedAskers>(context_.GetProperty(curveAllowProperty))) {}
 
 Socket Environment::open(const std::string& publisherPID, Direction direction, const std::string& publisherID,
                          const std::string& name, const DiscoveredAddress& address,

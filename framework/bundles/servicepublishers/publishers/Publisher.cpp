@@ -79,7 +79,9 @@ Resolution without(Resolution resolution, Condition isUnwanted, const char* reas
 }  // namespace
 
 Publisher::Publisher(Environment& environment, std::string pid)
-    : environment_(environment), pid_(std::move(pid)), answer_(std::make_shared<PeerAnswer>(environment.context())) {}
+    : environment_(environment),
+      pid_(std::move(pid)),
+      answer_(std::make_shared<PeerAnswer>(environment.context(), environment.allowedAskers())) {}
 
 void Publisher::update(PublisherRevision revision) {
   const bool removing = phase_ == Phase::removing;
