@@ -26,7 +26,13 @@ class FakeTransport : public agent::spf::frameworkinterfaces::Transport {
   EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
     return add(endpoint, std::move(listener));
   }
-  void close(EndpointID endpoint) override { this->endpoint(endpoint).closed(); }
+  void close(EndpointID endpoint) override {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      closed_.push_back(endpoint);
+    }
+    this->endpoint(endpoint).closed();
+  }
   std::string ask(const std::string&, const std::string&, const std::string&, std::chrono::milliseconds) override {
     throw std::runtime_error("there is no peer");
   }
@@ -40,14 +46,29 @@ class FakeTransport : public agent::spf::frameworkinterfaces::Transport {
   }
 
   std::vector<std::string> addresses() const {
+    std::vector<std::string> addresses;
+    for (const EndpointDescription& description : descriptions()) {
+      addresses.push_back(description.address);
+    }
+    return addresses;
+  }
+
+  /// Returns the numbers of those that were to be closed, in that order.
+  std::vector<EndpointID> closed() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return addresses_;
+    return closed_;
+  }
+
+  /// Returns what was to be opened, in that order.
+  std::vector<EndpointDescription> descriptions() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return descriptions_;
   }
 
  private:
   EndpointID add(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) {
     const std::lock_guard<std::mutex> lock(mutex_);
-    addresses_.push_back(endpoint.address);
+    descriptions_.push_back(endpoint);
     listeners_.push_back(std::move(listener));
     opened_.add();
     return listeners_.size();
@@ -58,7 +79,8 @@ class FakeTransport : public agent::spf::frameworkinterfaces::Transport {
 
   // Guarded by `mutex_`:
   std::vector<std::shared_ptr<EndpointListener>> listeners_;
-  std::vector<std::string> addresses_;
+  std::vector<EndpointDescription> descriptions_;
+  std::vector<EndpointID> closed_;
 };
 
 }  // namespace frameworktest

@@ -8,10 +8,12 @@
 #include "agent/spf/frameworksupport/findService.hpp"
 #include "log.hpp"
 #include "reachableAddress.hpp"
+#include "readKeyName.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::curveAllowProperty;
+using agent::spf::frameworkinterfaces::curveNameProperty;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
@@ -97,6 +99,7 @@ Environment::Environment(cppmicroservices::BundleContext context, std::shared_pt
       states_(std::move(states)),
       handler_(std::move(handler)),
       advertisedHost_(readAdvertisedHost(context_)),
+      keyName_(readKeyName(context_.GetProperty(curveNameProperty))),
       allowedAskers_(std::make_shared<const AllowedAskers>(context_.GetProperty(curveAllowProperty))) {}
 
 Socket Environment::open(const std::string& publisherPID, Direction direction, const std::string& publisherID,
@@ -116,7 +119,7 @@ Socket Environment::open(const std::string& publisherPID, Direction direction, c
         handler(publisherPID, id, report);
       },
       std::move(answer));
-  const EndpointDescription endpoint{publisherID, name, address.address};
+  const EndpointDescription endpoint{publisherID, name, address.address, address.key};
   try {
     socket.endpoint = direction == Direction::bind ? socket.transport->bind(endpoint, listener)
                                                    : socket.transport->connect(endpoint, listener);

@@ -107,6 +107,9 @@ class Environment {
   /// Returns the records that publishers keep up to date.
   EndpointStates& states() const noexcept { return *states_; }
 
+  /// Returns the name of the key that this process proves to peers; empty if it has none.
+  const std::string& keyName() const noexcept { return keyName_; }
+
   /// Returns which peers may ask which publishers; never null.
   const std::shared_ptr<const AllowedAskers>& allowedAskers() const noexcept { return allowedAskers_; }
 
@@ -150,6 +153,7 @@ class Environment {
   const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
   const std::string advertisedHost_;
+  const std::string keyName_;
   const std::shared_ptr<const AllowedAskers> allowedAskers_;
   cppmicroservices::ServiceReference<Discovery> inUse_;
   cppmicroservices::ServiceReference<Discovery> announcedAt_;
