@@ -8,6 +8,7 @@ set(SPF_PEER_SOURCES
   "${bundles}/serialisationproviders/json/FromJson.cpp"
   "${bundles}/serialisationproviders/json/JsonSerialiser.cpp"
   "${bundles}/serialisationproviders/json/ToJson.cpp"
+  "${bundles}/servicepublishers/publishers/AllowedAskers.cpp"
   "${bundles}/servicepublishers/publishers/PeerAnswer.cpp"
   "${bundles}/servicepublishers/publishers/reachableAddress.cpp")
 set(SPF_PEER_LIBRARIES spf::frameworkinterfaces spf::frameworksupport nlohmann_json::nlohmann_json)

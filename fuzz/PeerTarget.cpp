@@ -16,6 +16,7 @@
 #include "agent/spf/frameworkinterfaces/Serialiser.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
+#include "agent/spf/frameworksupport/keyNames.hpp"
 #include "reachableAddress.hpp"
 
 // The input is a text of another process: a request, an answer, or an address that it announces. Each is tried as all
@@ -52,7 +53,8 @@ class Peer {
     auto context = framework_.GetBundleContext();
     context.RegisterService<Serialiser>(serialiser_);
     context.RegisterService<Transport>(transport_);
-    answer_ = std::make_unique<spf::publishers::PeerAnswer>(context);
+    answer_ = std::make_unique<spf::publishers::PeerAnswer>(
+        context, std::make_shared<const spf::publishers::AllowedAskers>(Any()));
     answer_->set("station", {{"t", "weather.Temperature"}, {"h", "weather.Humidity"}});
     directory_ = std::make_unique<spf::peers::TransportPeerDirectory>(context);
   }
@@ -60,7 +62,7 @@ class Peer {
   void sendRequest(const std::string& text) const {
     std::string answer;
     try {
-      answer = answer_->answer(text);
+      answer = answer_->answer(text, "");
     } catch (const std::invalid_argument&) {
       return;
     } catch (const std::runtime_error&) {
@@ -124,6 +126,13 @@ void readAddress(const std::string& text) {
     if (address.scheme == Scheme::tcp) {
       require(isIPv6(address) == isIPv6(parseAddress(toZeroMq(address))), "ZeroMQ's spelling is of the same family");
     }
+  } catch (const std::runtime_error&) {
+  }
+  try {
+    const KeyedAddress split = splitKey(text);
+    require(split.key.empty() ? split.address == text : split.address + "#" + split.key == text,
+            "an address is split without a loss");
+    require(split.key.empty() || isKeyName(split.key), "only a name is split off");
   } catch (const std::runtime_error&) {
   }
   if (const auto reachable = spf::publishers::reachableAddress(text, "", nullptr)) {

@@ -5,20 +5,26 @@
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceRegistration.h>
 #include "agent/spf/etcd/NameRecord.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
+#include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "etcd/support/EtcdCluster.hpp"
 #include "spf/test/Gate.hpp"
+#include "support/FakeTransport.hpp"
+#include "support/OwnKey.hpp"
 #include "support/RunningFramework.hpp"
 
 namespace {
 
+using agent::spf::etcd::decode;
 using agent::spf::etcd::encode;
 using agent::spf::etcd::NameRecord;
 using agent::spf::frameworkinterfaces::DiscoveredAddress;
 using agent::spf::frameworkinterfaces::Discovery;
 using agent::spf::frameworkinterfaces::DiscoveryListener;
+using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using etcdtest::EtcdCluster;
@@ -261,6 +267,28 @@ TEST_F(AnEtcdDiscovery, PutsItsAnnouncementsUntilTheyAreWithdrawn) {
   first.reset();
   EXPECT_TRUE(eventually([&] { return !has(withdrawn); })) << keys();
   EXPECT_TRUE(has(second->id()));
+}
+
+TEST_F(AnEtcdDiscovery, PutsTheNameOfTheKeyOfEachEndpointThatIsAnnounced) {
+  sut.reset();
+  registration = {};
+  framework.reset();
+  const frameworktest::OwnKey key("own");
+  AnyMap keyed = key.properties();
+  keyed["spf.discovery.etcd"] = cluster->member(0).url();
+  RunningFramework withKey(AnyMap(AnyMap::ORDERED_MAP), keyed);
+  const auto transport = std::make_shared<frameworktest::FakeTransport>();
+  const auto offered =
+      withKey.context().RegisterService<Transport>(transport, {{cppmicroservices::Constants::SERVICE_RANKING, 1}});
+  withKey.update("weather", frameworktest::Configuration(1).publisher("station").bind("tcp://127.0.0.1:1"));
+  transport->endpoint(1).opened("tcp://127.0.0.1:4711");
+  const auto value = [&] {
+    return cluster->member(0).control({"get", "--prefix", "/spf/station/", "--print-value-only"});
+  };
+  EXPECT_TRUE(eventually([&] { return !value().empty(); }));
+  const NameRecord record = decode("station/1", value());
+  EXPECT_EQ(record.address, "tcp://127.0.0.1:4711");
+  EXPECT_EQ(record.key, "own");
 }
 
 TEST_F(AnEtcdDiscovery, TakesItsNamesWithItWhenItStops) {

@@ -7,16 +7,16 @@
 #include <stdlib.h>
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "spf/test/Gate.hpp"
+#include "support/FakeTransport.hpp"
 #include "support/RunningFramework.hpp"
 
 namespace {
 
-using agent::spf::frameworkinterfaces::EndpointDescription;
-using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 using frameworktest::Configuration;
+using frameworktest::FakeTransport;
 using frameworktest::freeAddress;
 using frameworktest::legacy;
 using frameworktest::rpc;
@@ -352,50 +352,6 @@ TEST_F(APublisher, TreatsAnEndpointThatIsConfiguredTwiceAsOne) {
   publish("weather", Configuration(1).publisher("station").bind(address).bind(address), "station#1");
   EXPECT_EQ(framework.events().linesWith("bound").size(), 1u);
 }
-
-/// A transport whose endpoints change their state when a test calls their listeners.
-class FakeTransport : public Transport {
- public:
-  EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
-    return add(endpoint, std::move(listener));
-  }
-  EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override {
-    return add(endpoint, std::move(listener));
-  }
-  void close(EndpointID endpoint) override { this->endpoint(endpoint).closed(); }
-  std::string ask(const std::string&, const std::string&, const std::string&, std::chrono::milliseconds) override {
-    throw std::runtime_error("there is no peer");
-  }
-
-  /// Waits for the endpoint with this number, counted from 1 in the order of opening.
-  /// \return its listener
-  EndpointListener& endpoint(std::size_t number) {
-    EXPECT_TRUE(opened_.waitFor(static_cast<int>(number)));
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return *listeners_.at(number - 1);
-  }
-
-  std::vector<std::string> addresses() const {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return addresses_;
-  }
-
- private:
-  EndpointID add(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    addresses_.push_back(endpoint.address);
-    listeners_.push_back(std::move(listener));
-    opened_.add();
-    return listeners_.size();
-  }
-
-  spf::test::Counter opened_;
-  mutable std::mutex mutex_;
-
-  // Guarded by `mutex_`:
-  std::vector<std::shared_ptr<EndpointListener>> listeners_;
-  std::vector<std::string> addresses_;
-};
 
 class AnEndpointThatItsTransportCloses : public testing::Test {
  protected:

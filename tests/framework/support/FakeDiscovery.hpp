@@ -92,7 +92,7 @@ class FakeDiscovery : public agent::spf::frameworkinterfaces::Discovery,
   /// Called before an announcement is withdrawn.
   std::function<void()> onWithdrawal = [] {};
 
-  /// Returns what is announced, as lines of text: `<name> <address> <configuration>`.
+  /// Returns what is announced, as lines of text: `<name> <address> <configuration>`, and `key <key>` if it has one.
   std::vector<std::string> announced() const {
     const std::lock_guard<std::mutex> lock(mutex_);
     return lines();
@@ -153,7 +153,8 @@ class FakeDiscovery : public agent::spf::frameworkinterfaces::Discovery,
   std::vector<std::string> lines() const {
     std::vector<std::string> lines;
     for (const auto& [id, endpoint] : announced_) {
-      lines.push_back(endpoint.name + " " + endpoint.address + " " + endpoint.configuration);
+      const std::string key = endpoint.key.empty() ? "" : " key " + endpoint.key;
+      lines.push_back(endpoint.name + " " + endpoint.address + " " + endpoint.configuration + key);
     }
     return lines;
   }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <cppmicroservices/AnyMap.h>
+#include "agent/spf/frameworksupport/keyNames.hpp"
 
 namespace spf::discovery {
 
@@ -14,13 +15,23 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
+/// Splits off the name of a key. A malformed one stays where it is: whoever connects to it gets to know.
+DiscoveredAddress fixedAddress(const std::string& text) {
+  try {
+    const auto split = agent::spf::frameworksupport::splitKey(text);
+    return {split.address, split.key, ""};
+  } catch (const std::runtime_error&) {
+    return {text, "", ""};
+  }
+}
+
 /// Adds an address, unless it is no text or there already.
 void addFixed(const Any& value, std::vector<DiscoveredAddress>& addresses) {
   const auto* text = any_cast<std::string>(&value);
   if (text == nullptr) {
     return;
   }
-  DiscoveredAddress address{*text, "", ""};
+  DiscoveredAddress address = fixedAddress(*text);
   if (std::find(addresses.begin(), addresses.end(), address) == addresses.end()) {
     addresses.push_back(std::move(address));
   }

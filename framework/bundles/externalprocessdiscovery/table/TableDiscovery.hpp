@@ -14,7 +14,8 @@ namespace spf::discovery {
 
 /// Resolves discovery names inside this process: to fixed entries, which are read once, and to the addresses that the
 /// process announces. The fixed entries are a table among the framework's properties: an `AnyMap` from each name to an
-/// address (text) or to a list of addresses. Entries of other types are ignored.
+/// address (text) or to a list of addresses, with or without names of keys (`tcp://host:port#name`). Entries of other
+/// types are ignored.
 ///
 ///     options.frameworkProperties["spf.discovery"] = AnyMap({{"station", std::string("tcp://127.0.0.1:5555")}});
 class TableDiscovery : public agent::spf::frameworkinterfaces::Discovery {

@@ -4,12 +4,16 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/frameworksupport/findService.hpp"
 #include "log.hpp"
 #include "reachableAddress.hpp"
+#include "readKeyName.hpp"
 
 namespace spf::publishers {
 
+using agent::spf::frameworkinterfaces::curveAllowProperty;
+using agent::spf::frameworkinterfaces::curveNameProperty;
 using agent::spf::frameworkinterfaces::EndpointDescription;
 using agent::spf::frameworkinterfaces::EndpointListener;
 using agent::spf::frameworkinterfaces::EventSink;
@@ -46,11 +50,11 @@ class SocketListener : public EndpointListener {
   void failed(std::exception_ptr reason) override { post({SocketEvent::failed, {"", 0, textOf(reason)}}); }
   void closed() override { post({SocketEvent::closed, {}}); }
 
-  std::string answer(const std::string& request, const std::string&) override {
+  std::string answer(const std::string& request, const std::string& asker) override {
     if (!answer_) {
       throw std::runtime_error("this endpoint answers no questions");
     }
-    return answer_->answer(request);
+    return answer_->answer(request, asker);
   }
 
  private:
@@ -94,7 +98,9 @@ Environment::Environment(cppmicroservices::BundleContext context, std::shared_pt
       executor_(std::move(executor)),
       states_(std::move(states)),
       handler_(std::move(handler)),
-      advertisedHost_(readAdvertisedHost(context_)) {}
+      advertisedHost_(readAdvertisedHost(context_)),
+      keyName_(readKeyName(context_.GetProperty(curveNameProperty))),
+      allowedAskers_(std::make_shared<const AllowedAskers>(context_.GetProperty(curveAllowProperty))) {}
 
 Socket Environment::open(const std::string& publisherPID, Direction direction, const std::string& publisherID,
                          const std::string& name, const DiscoveredAddress& address,
@@ -113,7 +119,7 @@ Socket Environment::open(const std::string& publisherPID, Direction direction, c
         handler(publisherPID, id, report);
       },
       std::move(answer));
-  const EndpointDescription endpoint{publisherID, name, address.address};
+  const EndpointDescription endpoint{publisherID, name, address.address, address.key};
   try {
     socket.endpoint = direction == Direction::bind ? socket.transport->bind(endpoint, listener)
                                                    : socket.transport->connect(endpoint, listener);

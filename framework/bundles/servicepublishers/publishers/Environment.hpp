@@ -10,6 +10,7 @@
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/ServiceReference.h>
+#include "AllowedAskers.hpp"
 #include "EndpointStates.hpp"
 #include "PeerAnswer.hpp"
 #include "agent/spf/frameworkinterfaces/Discovery.hpp"
@@ -95,6 +96,8 @@ class Environment {
   /// Handles a transport's report about a socket of a publisher; called on the executor's thread.
   using SocketHandler = std::function<void(const std::string& publisherPID, SocketID, const SocketReport&)>;
 
+  /// Reads the framework's properties.
+  /// \throws std::runtime_error if those about keys are of no use, naming the property and what was expected
   Environment(cppmicroservices::BundleContext context,
               std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor,
               std::shared_ptr<EndpointStates> states, SocketHandler handler);
@@ -103,6 +106,12 @@ class Environment {
 
   /// Returns the records that publishers keep up to date.
   EndpointStates& states() const noexcept { return *states_; }
+
+  /// Returns the name of the key that this process proves to peers; empty if it has none.
+  const std::string& keyName() const noexcept { return keyName_; }
+
+  /// Returns which peers may ask which publishers; never null.
+  const std::shared_ptr<const AllowedAskers>& allowedAskers() const noexcept { return allowedAskers_; }
 
   /// Requests a socket from the transport.
   /// \param answer  answers requests of peers; with null they are refused
@@ -144,6 +153,8 @@ class Environment {
   const std::shared_ptr<EndpointStates> states_;
   const SocketHandler handler_;
   const std::string advertisedHost_;
+  const std::string keyName_;
+  const std::shared_ptr<const AllowedAskers> allowedAskers_;
   cppmicroservices::ServiceReference<Discovery> inUse_;
   cppmicroservices::ServiceReference<Discovery> announcedAt_;
   std::shared_ptr<Discovery> discovery_;  ///< null if none is registered

@@ -28,7 +28,8 @@ void requireKnownQuestion(const AnyMap& request) {
 
 }  // namespace
 
-PeerAnswer::PeerAnswer(cppmicroservices::BundleContext context) : context_(std::move(context)) {}
+PeerAnswer::PeerAnswer(cppmicroservices::BundleContext context, std::shared_ptr<const AllowedAskers> allowed)
+    : context_(std::move(context)), allowed_(std::move(allowed)) {}
 
 void PeerAnswer::set(const std::string& publisherID, const std::vector<MappedService>& services) {
   std::vector<Any> list;
@@ -38,23 +39,29 @@ void PeerAnswer::set(const std::string& publisherID, const std::vector<MappedSer
     entry[questions::name] = service.name;
     list.emplace_back(std::move(entry));
   }
-  AnyMap answer(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-  answer[questions::publisherID] = publisherID;
-  answer[questions::services] = std::move(list);
+  auto content = std::make_shared<Content>();
+  content->publisherID = publisherID;
+  content->answer[questions::publisherID] = publisherID;
+  content->answer[questions::services] = std::move(list);
+  std::shared_ptr<const Content> next = std::move(content);
   const std::lock_guard<std::mutex> lock(mutex_);
-  std::swap(answer_, answer);
+  content_.swap(next);
 }
 
-std::string PeerAnswer::answer(const std::string& request) const {
+std::string PeerAnswer::answer(const std::string& request, const std::string& asker) const {
+  const auto current = content();
+  allowed_->require(current->publisherID, asker);
   const auto serialiser = findService<Serialiser>(context_);
   if (!serialiser) {
     throw std::runtime_error("no serialiser is installed");
   }
   requireKnownQuestion(serialiser->deserialise(request));
-  std::unique_lock<std::mutex> lock(mutex_);
-  const AnyMap copy = answer_;
-  lock.unlock();
-  return serialiser->serialise(copy);
+  return serialiser->serialise(current->answer);
+}
+
+std::shared_ptr<const PeerAnswer::Content> PeerAnswer::content() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return content_;
 }
 
 }  // namespace spf::publishers

@@ -6,12 +6,15 @@
 #include <utility>
 
 #include "OfferedServices.hpp"
+#include "agent/spf/frameworksupport/keyNames.hpp"
 #include "log.hpp"
 #include "names.hpp"
 
 namespace spf::publishers {
 
 using agent::spf::frameworkinterfaces::EventSink;
+using agent::spf::frameworksupport::requireNoKey;
+using agent::spf::frameworksupport::splitKey;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 
@@ -41,6 +44,32 @@ Description describe(const Any& value) {
   } catch (...) {
     return {"a value without a text form", "a value without a text form"};
   }
+}
+
+/// Returns why a text is no endpoint, naming it and what was expected; empty if it is one.
+std::string whyMalformed(Direction direction, const std::string& text) {
+  if (!isAddress(text) && !isDiscoveryName(text)) {
+    return "malformed endpoint '" + text +
+           "'; expected '<scheme>://<where>', or a discovery name of letters, digits, '.', '_' and '-'";
+  }
+  try {
+    if (direction == Direction::bind) {
+      requireNoKey(text);
+    } else {
+      splitKey(text);
+    }
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+  return "";
+}
+
+bool isFixed(const DiscoveredAddress& address) {
+  return address.announcement.empty();
+}
+
+bool isAnnounced(const DiscoveredAddress& address) {
+  return !isFixed(address);
 }
 
 bool isAnySocket(const Socket&) {
@@ -79,7 +108,9 @@ Resolution without(Resolution resolution, Condition isUnwanted, const char* reas
 }  // namespace
 
 Publisher::Publisher(Environment& environment, std::string pid)
-    : environment_(environment), pid_(std::move(pid)), answer_(std::make_shared<PeerAnswer>(environment.context())) {}
+    : environment_(environment),
+      pid_(std::move(pid)),
+      answer_(std::make_shared<PeerAnswer>(environment.context(), environment.allowedAskers())) {}
 
 void Publisher::update(PublisherRevision revision) {
   const bool removing = phase_ == Phase::removing;
@@ -235,11 +266,9 @@ void Publisher::reuseOrAdd(EndpointStates::Position position, const Any& configu
            {});
     return;
   }
-  if (!isAddress(*text) && !isDiscoveryName(*text)) {
-    refuse(position, *text,
-           "malformed endpoint '" + *text +
-               "'; expected '<scheme>://<where>', or a discovery name of letters, digits, '.', '_' and '-'",
-           {});
+  const std::string problem = whyMalformed(position.first, *text);
+  if (!problem.empty()) {
+    refuse(position, *text, problem, {});
     return;
   }
   const auto isSame = [&](const ConfiguredEndpoint& endpoint) {
@@ -269,20 +298,28 @@ void Publisher::refuse(EndpointStates::Position position, const std::string& tex
 }
 
 void Publisher::openMissing() {
-  for (ConfiguredEndpoint& endpoint : used_) {
+  for (auto next = used_.begin(); next != used_.end();) {
+    const auto endpoint = next++;  // it may be given up
     if (openMissing(endpoint)) {
-      show(endpoint);
+      show(*endpoint);
     }
   }
 }
 
-/// \return whether the endpoint has changed
-bool Publisher::openMissing(ConfiguredEndpoint& endpoint) {
+/// \return whether the endpoint has changed and is still in use
+bool Publisher::openMissing(Endpoints::iterator used) {
+  ConfiguredEndpoint& endpoint = *used;
   const bool isFollowing = endpoint.direction() == Direction::connect && !isAddress(endpoint.text());
   if (endpoint.hasSockets() && !isFollowing) {
     return false;
   }
-  const Resolution resolution = resolve(endpoint);
+  Resolution resolution;
+  try {
+    resolution = resolve(endpoint);
+  } catch (const std::runtime_error& error) {
+    giveUp(used, error.what(), {});
+    return false;
+  }
   if (endpoint.hasSockets() && !resolution.isAnswered) {
     return false;  // nobody says that the addresses are others now
   }
@@ -330,17 +367,43 @@ bool Publisher::moveTo(ConfiguredEndpoint& endpoint, const std::vector<Discovere
 }
 
 /// Returns the addresses of an endpoint, each of them once.
+/// \throws std::runtime_error if one of its fixed addresses has a name of a key that is malformed, or of no use
 Resolution Publisher::resolve(const ConfiguredEndpoint& endpoint) const {
   if (isAddress(endpoint.text())) {
-    return {{{endpoint.text(), "", ""}}, "", true};
+    const auto split = splitKey(endpoint.text());
+    return {{{split.address, split.key, ""}}, "", true};
+  }
+  Resolution resolution = environment_.resolve(endpoint.text());
+  for (DiscoveredAddress& address : resolution.addresses) {
+    if (isFixed(address)) {
+      address = separate(endpoint, address);
+    }
   }
   if (endpoint.direction() == Direction::bind) {
-    const auto isAnnounced = [](const DiscoveredAddress& address) { return !address.announcement.empty(); };
-    return without(environment_.resolve(endpoint.text()), isAnnounced, noFixedAddress);
+    return without(std::move(resolution), isAnnounced, noFixedAddress);
   }
   return without(
-      environment_.resolve(endpoint.text()), [this](const DiscoveredAddress& address) { return isOwn(address); },
-      onlyOwnAddresses);
+      std::move(resolution), [this](const DiscoveredAddress& address) { return isOwn(address); }, onlyOwnAddresses);
+}
+
+/// Returns a fixed address without its name of a key, which is apart. To bind to, it may only be this process's own,
+/// as where several hosts have one table, and is left out.
+/// \throws std::runtime_error if it is another one, or malformed
+DiscoveredAddress Publisher::separate(const ConfiguredEndpoint& endpoint, DiscoveredAddress address) const {
+  if (address.key.empty()) {
+    const auto split = splitKey(address.address);
+    address.address = split.address;
+    address.key = split.key;
+  }
+  if (endpoint.direction() == Direction::connect || address.key.empty()) {
+    return address;
+  }
+  if (address.key != environment_.keyName()) {
+    throw std::runtime_error("cannot bind endpoint '" + endpoint.text() + "' to '" + address.address + "#" +
+                             address.key + "': a name of a key is for connections only, unless it is this process's");
+  }
+  address.key.clear();
+  return address;
 }
 
 /// Returns whether this publisher announces an address, or has left an announcement of it behind.
@@ -404,8 +467,8 @@ void Publisher::announce(Socket& socket) {
     socket.announced.reset();
     return;
   }
-  std::string failure =
-      environment_.announce({name, socket.reachable, "", revision_->configurationID}, socket.announced);
+  std::string failure = environment_.announce(
+      {name, socket.reachable, environment_.keyName(), revision_->configurationID}, socket.announced);
   if (failure != socket.announceFailure && !failure.empty()) {
     warn("cannot announce '" + socket.reachable + "': " + failure);
   }

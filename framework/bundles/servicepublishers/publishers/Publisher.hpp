@@ -78,9 +78,10 @@ class Publisher {
   void refuse(EndpointStates::Position position, const std::string& text, const std::string& reason,
               const EndpointTries& tries);
   void openMissing();
-  bool openMissing(ConfiguredEndpoint& endpoint);
+  bool openMissing(Endpoints::iterator used);
   bool moveTo(ConfiguredEndpoint& endpoint, const std::vector<DiscoveredAddress>& addresses);
   Resolution resolve(const ConfiguredEndpoint& endpoint) const;
+  DiscoveredAddress separate(const ConfiguredEndpoint& endpoint, DiscoveredAddress address) const;
   bool isOwn(const DiscoveredAddress& address) const;
   Socket openSocket(const ConfiguredEndpoint& endpoint, const DiscoveredAddress& address);
   void reopen(Endpoints::iterator endpoint, SocketID id);

@@ -2,13 +2,12 @@
 
 #include <string>
 
+#include "agent/spf/frameworksupport/keyNames.hpp"
+
 namespace agent::spf::security {
 
-/// Returns whether a text is a name of a key: 1 to 64 letters, digits, `.`, `_` and `-`, and no `.` at the beginning.
-[[nodiscard]] bool isKeyName(const std::string& text) noexcept;
-
-/// What a name of a key is expected to be, for messages.
-constexpr auto expectedKeyName = "1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning";
+using frameworksupport::expectedKeyName;
+using frameworksupport::isKeyName;
 
 /// The name that the owner of a key goes by. Only of such a name the path of a file is made.
 class KeyName {
