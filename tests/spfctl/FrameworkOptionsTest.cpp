@@ -300,6 +300,20 @@ TEST_F(TheKeyOfAHost, NeedsAFolderOfTrustedKeys) {
   EXPECT_EQ(complaint({"--key", "station.key", "--trust", ""}), "--trust is ''; expected the name of a folder");
 }
 
+TEST_F(TheKeyOfAHost, IsNotTheValueOfTheOption) {
+  const auto key = agent::spf::security::SecretKey::generate().publicKey().text();
+  const auto said = complaint({"--key", key, "--trust", "trusted"});
+  EXPECT_EQ(said, "--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+  const auto name = std::string(36, 'x') + ".key";
+  EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), said) << "a name of that length needs a file";
+  EXPECT_EQ(complaint({"--key", "./" + name, "--trust", "trusted"}), "no complaint");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(workspace_.path());
+  workspace_.write(name, "");
+  EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), "no complaint");
+  std::filesystem::current_path(before);
+}
+
 TEST_F(TheKeyOfAHost, NeedsAName) {
   for (const std::string name : {"a b", ".key", ".hidden", "st\u00e4tion", ".."}) {
     EXPECT_EQ(complaint({"--key", "/keys/" + name, "--trust", "trusted"}),

@@ -1,6 +1,7 @@
 #include "commands/keyOptions.hpp"
 
 #include <filesystem>
+#include <system_error>
 
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/security/KeyName.hpp"
@@ -17,9 +18,19 @@ namespace security = agent::spf::security;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 
+constexpr std::size_t lengthOfKey = 40;
+
 void refuseProperty(const FrameworkOptions& options, const std::string& property, const std::string& option) {
   if (options.properties.count(property) != 0) {
     throw UsageError("--property " + property + " is given beside " + option + ", which sets it; expected one of them");
+  }
+}
+
+// Messages name the file, so a key in its place would be in them.
+void refuseKeyItself(const std::filesystem::path& key) {
+  std::error_code ignored;
+  if (key.native().size() == lengthOfKey && !std::filesystem::exists(key, ignored)) {
+    throw UsageError("--key is a text as long as a key, and no file; expected the name of the file that holds the key");
   }
 }
 
@@ -69,6 +80,7 @@ void checkKeys(const FrameworkOptions& options) {
   if (options.key.empty() && options.trust.empty()) {
     return;
   }
+  refuseKeyItself(options.key);
   requireBoth(options);
   refuseProperty(options, interfaces::curveSecretKeyProperty, "--key");
   refuseProperty(options, interfaces::curveTrustProperty, "--trust");
