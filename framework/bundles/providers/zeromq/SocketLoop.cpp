@@ -25,8 +25,9 @@ void eraseDone(Endpoints& endpoints) {
 
 }  // namespace
 
-SocketLoop::SocketLoop()
-    : context_(ioThreads, maxSockets()),
+SocketLoop::SocketLoop(std::unique_ptr<Identity> identity)
+    : identity_(std::move(identity)),
+      context_(ioThreads, maxSockets()),
       resolver_(std::in_place),
       thread_(agent::spf::frameworksupport::startThread([this] { run(); })) {}
 

@@ -14,6 +14,7 @@
 #include "Answer.hpp"
 #include "BoundEndpoint.hpp"
 #include "ConnectedEndpoint.hpp"
+#include "Identity.hpp"
 #include "Resolver.hpp"
 #include "Waker.hpp"
 
@@ -30,7 +31,8 @@ class SocketLoop {
  public:
   using Task = std::function<void(SocketLoop&)>;
 
-  SocketLoop();
+  /// \param identity  null: no connection is encrypted
+  explicit SocketLoop(std::unique_ptr<Identity> identity);
 
   /// Stops the loop, as `stop` does.
   ~SocketLoop();
@@ -86,6 +88,7 @@ class SocketLoop {
   bool stopping_ = false;
 
   // Used by the loop's thread only; the context outlives the endpoints:
+  std::unique_ptr<Identity> identity_;
   zmq::context_t context_;
   SharedState shared_{context_, {}};
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
