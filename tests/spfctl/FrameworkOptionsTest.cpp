@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 
+#include "agent/spf/security/keyFiles.hpp"
 #include "commands/CommandLine.hpp"
 #include "support/Workspace.hpp"
 
@@ -211,6 +213,175 @@ TEST_F(ASourceOfNames, HasSettingsThatEtcdCanBeUsedWith) {
             "framework property 'spf.discovery.etcd.ttl': 'soon'; expected whole seconds from 1 to 3600");
   EXPECT_EQ(said("spf.discovery.etcd.ttl=[5]"), "framework property 'spf.discovery.etcd.ttl' is JSON; expected a text");
   EXPECT_NE(said("spf.discovery.etcd.cert=a.pem").find("'spf.discovery.etcd.key'"), std::string::npos);
+}
+
+class TheKeyOfAHost : public testing::Test {
+ protected:
+  static FrameworkOptions given(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"run", "file.json"});
+    return std::get<RunOptions>(parseCommandLine(arguments)).framework;
+  }
+  static std::string complaint(const std::vector<std::string>& arguments) {
+    try {
+      given(arguments);
+    } catch (const UsageError& error) {
+      return error.what();
+    }
+    return "no complaint";
+  }
+
+  static void makeKeys(const std::string& name, const std::filesystem::path& folder) {
+    const auto files = agent::spf::security::writeKeyPair(agent::spf::security::KeyName(name),
+                                                          agent::spf::security::SecretKey::generate(), folder);
+    EXPECT_TRUE(std::filesystem::exists(files.secretKey));
+  }
+
+  std::string path(const std::string& name) const { return (workspace_.path() / name).native(); }
+
+  std::optional<std::map<std::string, Any>> propertiesOf(const std::vector<std::string>& arguments) {
+    messages_.str("");
+    return frameworkProperties(given(arguments), messages_);
+  }
+
+  // Returns what is written if the properties cannot be made.
+  std::string refusal(const std::string& key, const std::string& trust) {
+    EXPECT_FALSE(propertiesOf({"--key", key, "--trust", trust}));
+    return messages_.str();
+  }
+
+  const Workspace workspace_;
+  std::ostringstream messages_;
+};
+
+TEST_F(TheKeyOfAHost, BecomesTheThreePropertiesThatTheTransportReads) {
+  makeKeys("station", workspace_.path());
+  const auto properties = propertiesOf({"--key", path("station.key"), "--trust", workspace_.path()});
+  ASSERT_TRUE(properties) << messages_.str();
+  EXPECT_EQ(messages_.str(), "");
+  EXPECT_EQ(properties->size(), 3u);
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.curve.name")), "station");
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.curve.secret_key")), path("station.key"));
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.curve.trust")), workspace_.path().native());
+}
+
+TEST_F(TheKeyOfAHost, IsHandedOnUnderFullNames) {
+  makeKeys("station", workspace_.path());
+  const auto relative = std::filesystem::relative(workspace_.path());
+  const auto properties = propertiesOf({"--key", relative / "station.key", "--trust", relative});
+  ASSERT_TRUE(properties) << messages_.str();
+  for (const auto* name : {"spf.curve.secret_key", "spf.curve.trust"}) {
+    const std::filesystem::path file = any_cast<std::string>(properties->at(name));
+    EXPECT_TRUE(file.is_absolute()) << file;
+    EXPECT_TRUE(std::filesystem::exists(file)) << file;
+  }
+}
+
+TEST_F(TheKeyOfAHost, MayHaveAnotherNameThanItsFile) {
+  makeKeys("station", workspace_.path());
+  std::filesystem::rename(path("station.key"), path("my key"));
+  const auto properties = propertiesOf(
+      {"--key", path("my key"), "--trust", workspace_.path(), "--property", "spf.curve.name=north.station"});
+  ASSERT_TRUE(properties) << messages_.str();
+  EXPECT_EQ(any_cast<std::string>(properties->at("spf.curve.name")), "north.station");
+}
+
+TEST_F(TheKeyOfAHost, IsNotThereUnlessItIsGiven) {
+  const auto properties = propertiesOf({"--property", "spf.curve.name=station"});
+  ASSERT_TRUE(properties);
+  EXPECT_EQ(properties->size(), 1u);
+}
+
+TEST_F(TheKeyOfAHost, NeedsAFolderOfTrustedKeys) {
+  EXPECT_EQ(complaint({"--key", "station.key"}),
+            "--key without --trust; expected the folder of the public keys that are trusted, too");
+  EXPECT_EQ(complaint({"--trust", "trusted"}),
+            "--trust without --key; expected the file of the host's secret key, too");
+  EXPECT_EQ(complaint({"--key", "", "--trust", "trusted"}), "--key is ''; expected the name of a file");
+  EXPECT_EQ(complaint({"--key", "station.key", "--trust", ""}), "--trust is ''; expected the name of a folder");
+}
+
+TEST_F(TheKeyOfAHost, IsNotTheValueOfTheOption) {
+  const auto key = agent::spf::security::SecretKey::generate().publicKey().text();
+  const auto said = complaint({"--key", key, "--trust", "trusted"});
+  EXPECT_EQ(said, "--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+  const auto name = std::string(36, 'x') + ".key";
+  EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), said) << "a name of that length needs a file";
+  EXPECT_EQ(complaint({"--key", "./" + name, "--trust", "trusted"}), "no complaint");
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(workspace_.path());
+  workspace_.write(name, "");
+  EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), "no complaint");
+  std::filesystem::current_path(before);
+}
+
+TEST_F(TheKeyOfAHost, NeedsAName) {
+  for (const std::string name : {"a b", ".key", ".hidden", "st\u00e4tion", ".."}) {
+    EXPECT_EQ(complaint({"--key", "/keys/" + name, "--trust", "trusted"}),
+              "--key is '/keys/" + name + "', and '" + name +
+                  "' is no name of a key; expected 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the "
+                  "beginning, or --property spf.curve.name=NAME");
+  }
+  EXPECT_EQ(given({"--key", "/keys/north.station.key", "--trust", "trusted"}).key, "/keys/north.station.key");
+}
+
+TEST_F(TheKeyOfAHost, NeedsANameThatPeersCanKnowItBy) {
+  const auto said = [](const std::string& value) {
+    return complaint({"--key", "a b", "--trust", "trusted", "--property", "spf.curve.name=" + value});
+  };
+  const std::string expected =
+      "; expected a name of a key: 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning";
+  EXPECT_EQ(said(""), "--property spf.curve.name is ''" + expected);
+  EXPECT_EQ(said("a/b"), "--property spf.curve.name is 'a/b'" + expected);
+  EXPECT_EQ(said("[\"a\"]"), "--property spf.curve.name is JSON" + expected);
+  EXPECT_EQ(said("a"), "no complaint");
+}
+
+TEST_F(TheKeyOfAHost, IsGivenInOneWay) {
+  EXPECT_EQ(complaint({"--key", "a.key", "--trust", "t", "--property", "spf.curve.secret_key=b.key"}),
+            "--property spf.curve.secret_key is given beside --key, which sets it; expected one of them");
+  EXPECT_EQ(complaint({"--key", "a.key", "--trust", "t", "--property", "spf.curve.trust=t"}),
+            "--property spf.curve.trust is given beside --trust, which sets it; expected one of them");
+  EXPECT_EQ(complaint({"--key", "a.key", "--trust", "t", "--property", "spf.curve.allow={\"p\": \"b\"}"}),
+            "no complaint");
+}
+
+TEST_F(TheKeyOfAHost, IsNamedIfItCannotBeRead) {
+  EXPECT_EQ(refusal(path("none.key"), workspace_.path()),
+            "spfctl: " + path("none.key") + ": cannot be read: No such file or directory; expected a key file\n");
+  EXPECT_EQ(refusal(workspace_.path(), workspace_.path()),
+            "spfctl: " + workspace_.path().native() + ": is a folder; expected a key file\n");
+  makeKeys("station", workspace_.path());
+  EXPECT_EQ(refusal(path("station.pub"), workspace_.path()),
+            "spfctl: " + path("station.pub") +
+                ": has the permissions 0644; expected 0600, since only its owner may have a secret key\n");
+}
+
+TEST_F(TheKeyOfAHost, NeedsAFolderThatCanBeRead) {
+  makeKeys("station", workspace_.path());
+  EXPECT_EQ(
+      refusal(path("station.key"), path("none")),
+      "spfctl: " + path("none") + ": cannot be read: No such file or directory; expected a folder of public keys\n");
+  EXPECT_EQ(refusal(path("station.key"), path("station.pub")),
+            "spfctl: " + path("station.pub") + ": cannot be read: Not a directory; expected a folder of public keys\n");
+  std::filesystem::permissions(workspace_.path(), std::filesystem::perms(0777));
+  EXPECT_EQ(refusal(path("station.key"), workspace_.path()),
+            "spfctl: " + workspace_.path().native() +
+                ": others may write in this folder of public keys; expected the permissions 0755\n");
+}
+
+TEST_F(TheKeyOfAHost, IsWarnedOfATrustThatIsEmpty) {
+  makeKeys("station", workspace_.path());
+  std::filesystem::create_directory(path("trusted"));
+  EXPECT_TRUE(propertiesOf({"--key", path("station.key"), "--trust", path("trusted")}));
+  EXPECT_EQ(messages_.str(),
+            "spfctl: warning: " + path("trusted") + ": nobody is trusted; expected a file NAME.pub for each peer\n");
+}
+
+TEST_F(TheKeyOfAHost, IsWarnedOfFilesThatHoldNoTrustedKey) {
+  makeKeys("station", workspace_.path());
+  const auto file = workspace_.write("broken.pub", "no key\n");
+  EXPECT_TRUE(propertiesOf({"--key", path("station.key"), "--trust", workspace_.path()}));
+  EXPECT_EQ(messages_.str().find("spfctl: warning: " + file + ":1: "), 0u) << messages_.str();
 }
 
 }  // namespace spf::test

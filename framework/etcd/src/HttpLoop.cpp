@@ -277,7 +277,19 @@ class HttpLoop::Transfer {
     if (result == CURLE_COULDNT_CONNECT && number != 0) {
       return std::generic_category().message(static_cast<int>(number));
     }
-    return error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
+    return describeAlert(error_.front() != '\0' ? error_.data() : curl_easy_strerror(result));
+  }
+
+  // A member refuses clients by alerts of TLS, whose words do not say whose certificate they are about.
+  std::string describeAlert(const std::string& text) const {
+    const auto mentions = [&](const char* words) { return text.find(words) != std::string::npos; };
+    if (!mentions(" alert ") || !(mentions("certificate") || mentions("unknown ca"))) {
+      return text;
+    }
+    const auto& file = loop_.settings_.certificateFile;
+    return (file.empty() ? "the member demands a certificate of its clients"
+                         : "the member refuses the certificate '" + file + "'") +
+           " (" + text + ")";
   }
 
   enum class Failure { none, tooLong, outOfMemory };

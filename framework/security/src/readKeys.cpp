@@ -13,7 +13,8 @@ namespace {
 KeyFile open(const std::filesystem::path& file) {
   auto descriptor = openForReading(AT_FDCWD, file.c_str());
   if (!descriptor.isOpen()) {
-    throw KeyFileError(file.native() + ": cannot be read: " + std::generic_category().message(errno));
+    throw KeyFileError(file.native() + ": cannot be read: " + std::generic_category().message(errno) +
+                       "; expected a key file");
   }
   return {std::move(descriptor), file.native()};
 }

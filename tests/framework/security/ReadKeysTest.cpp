@@ -95,16 +95,18 @@ TEST_F(AKeyFile, HasAnEnd) {
 }
 
 TEST_F(AKeyFile, HasToBeThere) {
-  EXPECT_EQ(refusedSecret(path("none.key")), path("none.key") + ": cannot be read: No such file or directory");
-  EXPECT_EQ(refusedPublic(path("none.pub")), path("none.pub") + ": cannot be read: No such file or directory");
+  EXPECT_EQ(refusedSecret(path("none.key")),
+            path("none.key") + ": cannot be read: No such file or directory; expected a key file");
+  EXPECT_EQ(refusedPublic(path("none.pub")),
+            path("none.pub") + ": cannot be read: No such file or directory; expected a key file");
 }
 
 TEST_F(AKeyFile, HasToBeReadable) {
   const auto file = write("f", secret_);
   chmod(file.c_str(), 0);
   const AsNobody other;
-  EXPECT_EQ(refusedSecret(file), file + ": cannot be read: Permission denied");
-  EXPECT_EQ(refusedPublic(file), file + ": cannot be read: Permission denied");
+  EXPECT_EQ(refusedSecret(file), file + ": cannot be read: Permission denied; expected a key file");
+  EXPECT_EQ(refusedPublic(file), file + ": cannot be read: Permission denied; expected a key file");
 }
 
 TEST_F(AKeyFile, IsNoFolder) {
@@ -167,7 +169,8 @@ TEST_F(AKeyFile, IsJudgedByWhatASymbolicLinkLeadsTo) {
   std::filesystem::create_symlink(folder_.path(), path("up"));
   EXPECT_EQ(refusedSecret(path("up")), path("up") + ": is a folder; expected a key file");
   std::filesystem::remove(file);
-  EXPECT_EQ(refusedSecret(path("link")), path("link") + ": cannot be read: No such file or directory");
+  EXPECT_EQ(refusedSecret(path("link")),
+            path("link") + ": cannot be read: No such file or directory; expected a key file");
 }
 
 TEST_F(AKeyFile, IsOpenedOnce) {

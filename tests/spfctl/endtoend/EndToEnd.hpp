@@ -151,6 +151,9 @@ class EndToEnd : public testing::Test {
 /// process each time it is asked.
 bool askUntil(const std::function<bool()>& condition);
 
+/// Returns what is in a file; an empty text if it cannot be read.
+std::string contentOf(const std::filesystem::path& file);
+
 /// Returns the endpoints' records of a status, of all publishers.
 std::vector<nlohmann::json> endpointsOf(const nlohmann::json& status);
 

@@ -1,8 +1,11 @@
 #include "BoundEndpoint.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
+#include "handshakeReasons.hpp"
+#include "judgeHandshake.hpp"
 #include "messages.hpp"
 
 namespace spf::zeromq {
@@ -11,6 +14,26 @@ namespace {
 
 /// How long an endpoint waits for an open one of this transport that holds its address.
 constexpr std::chrono::milliseconds holderTime{500};
+
+/// The name that ZeroMQ stores the proved key's name under, in each message.
+constexpr auto userProperty = "User-Id";
+
+/// Returns the name of the key that the sender of a message has proved; empty if it has proved none.
+std::string senderOf(zmq::message_t& message) {
+  const char* name = zmq_msg_gets(message.handle(), userProperty);
+  return name != nullptr ? name : "";
+}
+
+bool isLoopback(const Address& address) {
+  const auto place = placeOf(address);
+  if (!place || !place->host) {
+    return false;
+  }
+  const auto& bytes = *place->host;
+  constexpr agent::spf::frameworksupport::HostBytes mapped{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xff, 0xff, 127};
+  constexpr agent::spf::frameworksupport::HostBytes loopback{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1};
+  return bytes == loopback || std::equal(bytes.begin(), bytes.begin() + 13, mapped.begin());
+}
 
 }  // namespace
 
@@ -27,12 +50,26 @@ bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now
 }
 
 bool BoundEndpoint::isInTheWayOf(const BoundEndpoint& other) const {
-  const bool holds = phase() == Phase::opening || phase() == Phase::open || phase() == Phase::closing;
+  const bool holds =
+      phase() == Phase::opening || phase() == Phase::open || phase() == Phase::reopening || phase() == Phase::closing;
   return holds && place_ && other.place_ && mayCollide(*place_, *other.place_);
 }
 
 std::size_t BoundEndpoint::largestMessage() const {
   return largestRequest;
+}
+
+int BoundEndpoint::monitoredEvents() const {
+  constexpr int always = ZMQ_EVENT_CLOSED | ZMQ_EVENT_CLOSE_FAILED | ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL;
+  constexpr int ofEncryption = ZMQ_EVENT_ACCEPTED | ZMQ_EVENT_DISCONNECTED | ZMQ_EVENT_HANDSHAKE_SUCCEEDED |
+                               ZMQ_EVENT_HANDSHAKE_FAILED_AUTH | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL;
+  return isEncrypted() ? always | ofEncryption : always;
+}
+
+void BoundEndpoint::checkKey(const SharedState&) const {
+  if (!description().key.empty()) {
+    throw std::runtime_error("the name of a key, '" + description().key + "', is for connections only");
+  }
 }
 
 bool BoundEndpoint::checkAddress() {
@@ -41,6 +78,14 @@ bool BoundEndpoint::checkAddress() {
   }
   place_ = placeOf(address());
   return hasUnresolvedHost(address(), InterfaceNames::usable);
+}
+
+void BoundEndpoint::encrypt(const SharedState& shared) {
+  socket().set(zmq::sockopt::curve_server, true);
+  socket().set(zmq::sockopt::curve_secretkey, zmq::buffer(shared.key->bytes()));
+  // The socket loop's handler finds the endpoint by it. It is bound as long as there are endpoints; without one, ZeroMQ
+  // would let every key in.
+  socket().set(zmq::sockopt::zap_domain, std::to_string(id()));
 }
 
 void BoundEndpoint::attach(SharedState& shared) {
@@ -63,6 +108,16 @@ void BoundEndpoint::attach(SharedState& shared) {
       boundNames_->emplace(address().where, id());
   }
   becomeOpen(opened);
+  if (address().scheme == Scheme::tcp && !isEncrypted()) {
+    warnOfPlainText(shared, opened);
+  }
+}
+
+void BoundEndpoint::warnOfPlainText(SharedState& shared, const std::string& opened) {
+  if (!shared.warnedOfPlainText && !isLoopback(parseAddress(opened))) {
+    shared.warnedOfPlainText = true;
+    warn("'" + opened + "' can be reached from other machines, without encryption: whoever reaches it is served");
+  }
 }
 
 bool BoundEndpoint::detach() {
@@ -80,9 +135,90 @@ bool BoundEndpoint::detach() {
   }
 }
 
-void BoundEndpoint::onEvent(std::uint16_t) {
+void BoundEndpoint::onEvent(const MonitorEvent& event) {
+  switch (event.kind) {
+    case ZMQ_EVENT_CLOSED:
+    case ZMQ_EVENT_CLOSE_FAILED:
+      onClosed();
+      break;
+    case ZMQ_EVENT_ACCEPTED:
+      handshakes_.accepted(static_cast<HandshakeLedger::Connection>(event.value));
+      break;
+    case ZMQ_EVENT_HANDSHAKE_SUCCEEDED:
+      handshakes_.reported();
+      break;
+    case ZMQ_EVENT_DISCONNECTED:
+      if (handshakes_.ended(static_cast<HandshakeLedger::Connection>(event.value))) {
+        onRefusal(handshakeFailed);
+      }
+      break;
+    case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:
+      handshakes_.reported();
+      if (event.value == ZMQ_PROTOCOL_ERROR_ZMTP_MECHANISM_MISMATCH) {
+        onRefusal(noEncryption);
+      } else if (isEncrypted()) {
+        onRefusal(handshakeFailed);
+      }
+      break;
+    case ZMQ_EVENT_HANDSHAKE_FAILED_AUTH:
+      handshakes_.reported();
+      onRefusal(event.value == keyUnknown ? unknownKey : handshakeFailed);
+      break;
+    default:
+      handshakes_.reported();
+      onRefusal(handshakeFailed);
+  }
+}
+
+void BoundEndpoint::onClosed() {
   if (isClosing()) {
     becomeClosed();
+  } else if (phase() == Phase::reopening) {
+    startOver();
+  }
+}
+
+void BoundEndpoint::onRefusal(const std::string& reason) {
+  refusals_.add(reason);
+  onTime(Clock::now());
+}
+
+void BoundEndpoint::onTime(Clock::time_point now) {
+  if (!isClosing() && refusals_.isDue(now)) {
+    reportRefusals(refusals_.count(), refusals_.reason());
+  }
+  Endpoint::onTime(now);
+}
+
+std::optional<Endpoint::Clock::time_point> BoundEndpoint::deadline() const noexcept {
+  const auto own = Endpoint::deadline();
+  const auto ofRefusals = isClosing() ? std::nullopt : refusals_.deadline();
+  return ofRefusals && (!own || *ofRefusals < *own) ? ofRefusals : own;
+}
+
+bool BoundEndpoint::admit(const agent::spf::security::PublicKey& key, const std::string& name) {
+  if (isOpen()) {
+    admitted_.insert_or_assign(key, name);
+  }
+  return isOpen();
+}
+
+void BoundEndpoint::onTrust(const SharedState& shared) {
+  const bool isTrusted = std::all_of(admitted_.begin(), admitted_.end(), [&](const auto& admitted) {
+    const auto* name = shared.trusted->nameOf(admitted.first);
+    return name != nullptr && *name == admitted.second;
+  });
+  if (isOpen() && !isTrusted) {
+    reopen();
+  }
+}
+
+void BoundEndpoint::reopen() {
+  reopenedAddress_ = boundAddress();
+  holderDeadline_.reset();
+  reportLoss(Phase::reopening, keyNoLongerTrusted);
+  if (!detach()) {
+    startOver();
   }
 }
 
@@ -93,6 +229,8 @@ void BoundEndpoint::onResolved(const ResolvedHost& resolved) {
 }
 
 void BoundEndpoint::beforeDrop() {
+  admitted_.clear();
+  handshakes_ = {};
   localListener_.reset();
   if (boundNames_ != nullptr) {
     boundNames_->erase(address().where);
@@ -101,7 +239,8 @@ void BoundEndpoint::beforeDrop() {
 }
 
 void BoundEndpoint::bind() {
-  retryInterrupted([this] { socket().bind(toZeroMq(address())); });
+  const auto where = reopenedAddress_.value_or(toZeroMq(address()));
+  retryInterrupted([&] { socket().bind(where); });
 }
 
 void BoundEndpoint::listenLocally() {
@@ -122,17 +261,19 @@ std::string BoundEndpoint::boundAddress() {
 void BoundEndpoint::onMessages() {
   int budget = framesPerRound;
   while (auto frames = receiveMessage(socket(), budget)) {
-    if (frames->size() == 3) {
-      answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2].to_string());
+    // A peer whose key is no longer trusted may still send, until the socket is closed.
+    if (frames->size() == 3 && phase() != Phase::reopening) {
+      answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2]);
     }
   }
 }
 
-void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const std::string& text) {
+void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t number, zmq::message_t& request) {
   std::string outcome = goodOutcome;
   std::string reply;
   try {
-    reply = listener().answer(text, "");
+    // Without encryption ZeroMQ proves nothing, and any peer can set the property by itself.
+    reply = listener().answer(request.to_string(), isEncrypted() ? senderOf(request) : "");
     requireSize("answer", reply, largestAnswer);
   } catch (const std::exception& error) {
     outcome = badOutcome;
@@ -143,7 +284,7 @@ void BoundEndpoint::answer(zmq::message_t peer, zmq::message_t request, const st
   }
   std::vector<zmq::message_t> frames;
   frames.push_back(std::move(peer));
-  frames.push_back(std::move(request));
+  frames.push_back(std::move(number));
   frames.emplace_back(outcome);
   frames.emplace_back(reply);
   // A peer whose queue is full loses its answer; its own time-out reports that.

@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "agent/spf/security/KeyName.hpp"
+#include "handshakeReasons.hpp"
 #include "messages.hpp"
 
 namespace spf::zeromq {
@@ -42,11 +44,21 @@ void ConnectedEndpoint::onMessages() {
   }
 }
 
-bool ConnectedEndpoint::mayOpen(const SharedState& shared) const {
-  return address().scheme != Scheme::inproc || shared.boundNames.count(address().where) != 0;
+bool ConnectedEndpoint::mayOpen(const SharedState& shared, Clock::time_point now) const {
+  if (address().scheme == Scheme::inproc) {
+    return shared.boundNames.count(address().where) != 0;
+  }
+  return (!nextTry_ || *nextTry_ <= now) && (description().key.empty() || trustedKey(shared) != nullptr);
+}
+
+const agent::spf::security::PublicKey* ConnectedEndpoint::trustedKey(const SharedState& shared) const {
+  return shared.trusted->find(description().key);
 }
 
 void ConnectedEndpoint::checkPeer(const SharedState& shared) {
+  if (phase() == Phase::waiting && !description().key.empty() && trustedKey(shared) == nullptr) {
+    reportReason("no key of '" + description().key + "' is trusted");
+  }
   if (address().scheme != Scheme::inproc) {
     return;
   }
@@ -59,6 +71,19 @@ void ConnectedEndpoint::checkPeer(const SharedState& shared) {
   if (phase() == Phase::waiting && bound == shared.boundNames.end()) {
     reportReason(notBound);
   }
+}
+
+void ConnectedEndpoint::onTrust(const SharedState& shared) {
+  if (!serverKey_) {
+    return;
+  }
+  const auto* key = trustedKey(shared);
+  if (key != nullptr && *key == *serverKey_) {
+    return;
+  }
+  reportLoss(Phase::waiting, keyNoLongerTrusted);
+  failRequests(keyNoLongerTrusted);
+  startOver();
 }
 
 void ConnectedEndpoint::ask(const std::string& request, std::shared_ptr<Answer> answer) {
@@ -101,6 +126,34 @@ bool ConnectedEndpoint::checkAddress() {
   return hasUnresolvedHost(address(), InterfaceNames::unknown);
 }
 
+void ConnectedEndpoint::checkKey(const SharedState& shared) const {
+  const auto& key = description().key;
+  if (key.empty()) {
+    if (shared.key != nullptr && address().scheme == Scheme::tcp) {
+      throw std::runtime_error("the name of the peer's key is missing; expected 'tcp://<host>:<port>#<name>'");
+    }
+    return;
+  }
+  if (address().scheme != Scheme::tcp) {
+    throw std::runtime_error("the name of a key, '" + key + "', is for connections by tcp only");
+  }
+  if (!agent::spf::security::isKeyName(key)) {
+    throw std::runtime_error("'" + printable(key) + "' is no name of a key; expected " +
+                             agent::spf::security::expectedKeyName);
+  }
+  if (shared.key == nullptr) {
+    throw std::runtime_error("the peer has to prove the key of '" + key +
+                             "', but this process has no key; expected one, or an address without '#" + key + "'");
+  }
+}
+
+void ConnectedEndpoint::encrypt(const SharedState& shared) {
+  serverKey_ = *trustedKey(shared);
+  socket().set(zmq::sockopt::curve_secretkey, zmq::buffer(shared.key->bytes()));
+  socket().set(zmq::sockopt::curve_publickey, zmq::buffer(shared.key->publicKey().bytes()));
+  socket().set(zmq::sockopt::curve_serverkey, zmq::buffer(serverKey_->bytes()));
+}
+
 void ConnectedEndpoint::attach(SharedState& shared) {
   retryInterrupted([this] { socket().connect(toZeroMq(address())); });
   if (address().scheme == Scheme::inproc) {
@@ -116,10 +169,12 @@ int ConnectedEndpoint::monitoredEvents() const {
          ZMQ_EVENT_HANDSHAKE_FAILED_AUTH | ZMQ_EVENT_CONNECT_RETRIED | ZMQ_EVENT_DISCONNECTED;
 }
 
-void ConnectedEndpoint::onEvent(std::uint16_t event) {
-  switch (event) {
+void ConnectedEndpoint::onEvent(const MonitorEvent& event) {
+  switch (event.kind) {
     case ZMQ_EVENT_HANDSHAKE_SUCCEEDED:
       probe_.reset();
+      hasHandshakeReason_ = false;
+      retryInterval_.reset();
       becomeOpen(shownAddress());
       break;
     case ZMQ_EVENT_CONNECT_RETRIED:
@@ -128,12 +183,43 @@ void ConnectedEndpoint::onEvent(std::uint16_t event) {
       }
       break;
     case ZMQ_EVENT_DISCONNECTED:
-      onLoss();
+      // If the peer speaks another protocol, this is the only report.
+      isOpen() || !isEncrypted() ? onLoss() : onFailedHandshake(brokenOff);
+      break;
+    case ZMQ_EVENT_HANDSHAKE_FAILED_AUTH:
+      onFailedHandshake(refusedByPeer);
+      break;
+    case ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL:
+      onFailedHandshake(event.value == ZMQ_PROTOCOL_ERROR_ZMTP_MECHANISM_MISMATCH ? noEncryption : brokenOff);
       break;
     default:
-      if (phase() == Phase::opening) {
-        reportReason(noHandshake);
-      }
+      onFailedHandshake(brokenOff);
+  }
+}
+
+void ConnectedEndpoint::onFailedHandshake(const std::string& reason) {
+  if (phase() != Phase::opening) {
+    return;
+  }
+  if (!isEncrypted() && reason != noEncryption) {
+    reportReason(noHandshake);
+    return;
+  }
+  hasHandshakeReason_ = true;
+  reportReason(reason);
+  tryAgainLater(/*stay=*/reason == refusedByPeer);
+}
+
+void ConnectedEndpoint::tryAgainLater(bool stay) {
+  const auto when = Clock::now() + retryInterval_.next();
+  if (hasHostName()) {
+    staysAtAddress_ = stay;
+    resetLookUps();
+    startOverWithLookUp(when);
+  } else {
+    startOver();
+    nextTry_ = when;
+    setDeadline(when);
   }
 }
 
@@ -144,9 +230,11 @@ void ConnectedEndpoint::onLoss() {
   onMessages();  // the answers that have arrived before
   // The peer sends no further answers, because it takes the next connection for another peer.
   failRequests(connectionLost);
-  reportLoss(Phase::opening, connectionLost);  // ZeroMQ reconnects by itself, but to the same numeric address
-  if (hasHostName()) {
-    lookUpAgain();
+  reportLoss(Phase::opening, connectionLost);
+  if (isEncrypted()) {
+    tryAgainLater(/*stay=*/true);
+  } else if (hasHostName()) {
+    lookUpAgain();  // ZeroMQ reconnects by itself, but to the same numeric address
   }
 }
 
@@ -171,8 +259,11 @@ void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
   probe_.reset();
   if (outcome->isPermanent) {
     fail(outcome->reason);
-  } else {
-    reportReason(outcome->reason.empty() ? noHandshake : outcome->reason);
+  } else if (!outcome->reason.empty()) {
+    hasHandshakeReason_ = false;
+    reportReason(outcome->reason);
+  } else if (!hasHandshakeReason_) {
+    reportReason(noHandshake);
   }
 }
 
@@ -184,9 +275,13 @@ std::optional<Endpoint::Clock::time_point> ConnectedEndpoint::deadline() const n
 void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
   // Tries one address after the other, until the peer answers at one of them.
   const auto current = std::find(resolved.addresses.begin(), resolved.addresses.end(), address().where);
+  if (std::exchange(staysAtAddress_, false) && current != resolved.addresses.end()) {
+    startOver();
+    return;
+  }
   const bool isLast = current == resolved.addresses.end() || std::next(current) == resolved.addresses.end();
   const std::string next = isLast ? resolved.addresses.front() : *std::next(current);
-  if (next == address().where) {
+  if (next == address().where && phase() == Phase::opening) {
     lookUpAgain();
     return;
   }
@@ -196,6 +291,8 @@ void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
 
 void ConnectedEndpoint::beforeDrop() {
   probe_.reset();
+  nextTry_.reset();
+  serverKey_.reset();
   failRequests("the connection was closed");
 }
 

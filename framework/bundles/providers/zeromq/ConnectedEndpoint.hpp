@@ -9,6 +9,7 @@
 #include "Answer.hpp"
 #include "Endpoint.hpp"
 #include "Probe.hpp"
+#include "RetryInterval.hpp"
 
 namespace spf::zeromq {
 
@@ -18,16 +19,18 @@ class ConnectedEndpoint : public Endpoint {
   using Endpoint::Endpoint;
 
   void onMessages() override;
+  void onTrust(const SharedState& shared) override;
   int probeDescriptor() const noexcept override { return probe_ ? probe_->descriptor() : -1; }
   void onProbe(bool isReady, Clock::time_point now) override;
   std::optional<Clock::time_point> deadline() const noexcept override;
 
-  /// Returns whether there is a peer to connect to: an `inproc` name has to be bound in this process. ZeroMQ would
-  /// accept the connection without it, but keep it after its socket was closed.
-  bool mayOpen(const SharedState& shared) const;
+  /// Returns whether there is a peer to connect to now: an `inproc` name has to be bound in this process, since ZeroMQ
+  /// would accept the connection without it, but keep it after its socket was closed; the key that the peer has to
+  /// prove has to be trusted; and after a failed handshake some time has to pass.
+  bool mayOpen(const SharedState& shared, Clock::time_point now) const;
 
   /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint, and reports that a
-  /// name is not bound.
+  /// name is not bound, or that no key is trusted.
   void checkPeer(const SharedState& shared);
 
   /// Sends a request. The answer is set when the peer's message arrives, or the request fails.
@@ -41,18 +44,36 @@ class ConnectedEndpoint : public Endpoint {
   int monitoredEvents() const override;
   std::size_t largestMessage() const override;
   bool checkAddress() override;
+  void checkKey(const SharedState& shared) const override;
+  void encrypt(const SharedState& shared) override;
   void attach(SharedState& shared) override;
   bool detach() override { return false; }
-  void onEvent(std::uint16_t event) override;
+  void onEvent(const MonitorEvent& event) override;
   void onResolved(const ResolvedHost& resolved) override;
   void beforeDrop() override;
 
   void onRetry(Clock::time_point now);
   void onLoss();
+  void onFailedHandshake(const std::string& reason);
+
+  /// Destroys the socket and tries again later, with a new one: after an error of the protocol, and often after a
+  /// refusal, ZeroMQ itself never tries again.
+  /// \param stay  whether at the same address, if the host still has it
+  void tryAgainLater(bool stay);
+
+  const agent::spf::security::PublicKey* trustedKey(const SharedState& shared) const;
   void failRequests(const std::string& reason);
 
   std::optional<Probe> probe_;
   Clock::time_point nextProbe_;
+  bool hasHandshakeReason_ = false;  ///< whether the latest reason is a failed handshake's
+  RetryInterval retryInterval_;
+  std::optional<Clock::time_point> nextTry_;
+  bool staysAtAddress_ = false;  ///< whether the next look-up may keep the address
+
+  /// The key that the socket expects its peer to prove.
+  std::optional<agent::spf::security::PublicKey> serverKey_;
+
   EndpointID peer_ = 0;  ///< inproc: the connected endpoint
   std::uint64_t lastNumber_ = 0;
   std::map<std::uint64_t, std::shared_ptr<Answer>> awaited_;

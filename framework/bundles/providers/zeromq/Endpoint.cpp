@@ -23,6 +23,13 @@ constexpr int longestReconnectInterval = 1000;
 /// meanwhile may not be noticed.
 constexpr int connectTime = 10000;
 
+/// The time limit of an encrypted handshake, in milliseconds. ZeroMQ's own is half a minute, in which a peer that is
+/// none shows nothing.
+constexpr int handshakeTime = 5000;
+
+/// How many bytes an encrypted frame is larger than the one that it carries.
+constexpr std::size_t encryptionSize = 33;
+
 /// The interval between two look-ups of a host; doubled each time, up to a limit.
 constexpr std::chrono::milliseconds firstLookUpInterval{500};
 constexpr std::chrono::milliseconds longestLookUpInterval{30000};
@@ -41,9 +48,10 @@ void swallow(const Call& call) noexcept {
 Endpoint::Endpoint(EndpointID id, EndpointDescription description, std::shared_ptr<EndpointListener> listener)
     : id_(id), description_(std::move(description)), listener_(std::move(listener)) {}
 
-void Endpoint::start() {
+void Endpoint::start(const SharedState& shared) {
   try {
     address_ = parseAddress(description_.address);
+    checkKey(shared);
     hostName_ = address_.where;
     resetLookUps();
     if (checkAddress()) {
@@ -109,7 +117,7 @@ void Endpoint::close() {
   if (phase_ == Phase::closing || phase_ == Phase::done) {
     return;
   }
-  const bool reported = socket_ && detach();
+  const bool reported = phase_ == Phase::reopening || (socket_ && detach());
   if (!reported) {
     becomeClosed();
     return;
@@ -153,7 +161,7 @@ void Endpoint::onTime(Clock::time_point now) {
 
 void Endpoint::abandon(std::exception_ptr reason) {
   const Phase before = phase_;
-  if (before == Phase::open || before == Phase::closing) {
+  if (before == Phase::open || before == Phase::reopening || before == Phase::closing) {
     becomeClosed();
   } else if (before != Phase::done) {
     phase_ = Phase::done;
@@ -182,6 +190,12 @@ void Endpoint::becomeClosed() {
 void Endpoint::startOver() {
   phase_ = Phase::waiting;
   dropSocket();
+}
+
+void Endpoint::startOverWithLookUp(Clock::time_point when) {
+  phase_ = Phase::lookingUp;
+  dropSocket();
+  requestLookUp(when);
 }
 
 void Endpoint::reportLoss(Phase next, const std::string& reason) {
@@ -227,6 +241,10 @@ void Endpoint::warn(const std::string& what) {
   swallow([&] { listener_->warned(what); });
 }
 
+void Endpoint::reportRefusals(std::uint32_t count, const std::string& reason) {
+  swallow([&] { listener_->refused(count, reason); });
+}
+
 std::string Endpoint::shownAddress() const {
   return address_.scheme == Scheme::tcp ? toZeroMq(address_) : address_.text;
 }
@@ -240,13 +258,19 @@ void Endpoint::setHost(const std::string& host) {
 void Endpoint::makeSocket(SharedState& shared) {
   socket_.emplace(shared.context, socketType());
   socket_->set(zmq::sockopt::linger, 0);
-  socket_->set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(largestMessage()));
+  isEncrypted_ = shared.key != nullptr && address_.scheme == Scheme::tcp;
+  const std::size_t largest = largestMessage() + (isEncrypted_ ? encryptionSize : 0);
+  socket_->set(zmq::sockopt::maxmsgsize, static_cast<std::int64_t>(largest));
   socket_->set(zmq::sockopt::sndhwm, queuedMessages);
   socket_->set(zmq::sockopt::rcvhwm, queuedMessages);
   socket_->set(zmq::sockopt::reconnect_ivl, firstReconnectInterval);
   socket_->set(zmq::sockopt::reconnect_ivl_max, longestReconnectInterval);
   socket_->set(zmq::sockopt::connect_timeout, connectTime);
   socket_->set(zmq::sockopt::ipv6, isIPv6(address_));
+  if (isEncrypted_) {
+    socket_->set(zmq::sockopt::handshake_ivl, handshakeTime);
+    encrypt(shared);
+  }
   if (address_.scheme != Scheme::inproc) {  // ZeroMQ reports no events of these
     monitor_.emplace(shared.context, *socket_, std::to_string(++shared.lastMonitor), monitoredEvents());
   }

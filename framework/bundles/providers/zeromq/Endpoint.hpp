@@ -13,6 +13,8 @@
 #include "Resolver.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
+#include "agent/spf/security/SecretKey.hpp"
+#include "agent/spf/security/TrustedKeys.hpp"
 
 namespace spf::zeromq {
 
@@ -42,6 +44,15 @@ struct SharedState {
 
   /// The number in the name of the latest monitor, which makes the names unique.
   std::uint64_t lastMonitor = 0;
+
+  /// This process's key; null: no connection is encrypted.
+  const agent::spf::security::SecretKey* key = nullptr;
+
+  /// Whose keys are trusted; not null if there is a key.
+  std::shared_ptr<const agent::spf::security::TrustedKeys> trusted{};
+
+  /// Whether a warning was given that other machines reach an endpoint without encryption.
+  bool warnedOfPlainText = false;
 };
 
 /// One endpoint: a socket, its monitor, and the listener that receives its reports.
@@ -51,11 +62,15 @@ struct SharedState {
 ///     fresh ──► lookingUp ──► waiting ──► opening ──► open ──► closing ──► done
 ///       └──────────────────────►▲ ▲          │ ▲        │
 ///                               │ └──────────┘ └────────┤ tcp, ipc: the peer is lost
-///                               └───────────────────────┘ inproc: the peer is lost
+///                               ├───────────────────────┤ inproc: the peer is lost; a key is no longer trusted
+///                               └───── reopening ◄──────┘ bind: a key is no longer trusted
 ///
-/// An endpoint returns from `opening` to `waiting` to try another address of the host. From every phase it can change
-/// to `done`: if it fails, or if it is closed and has no address to free. In `done` the socket is closed and the end
-/// was reported to the listener.
+/// An endpoint returns from `opening` to `waiting` to try another address of the host, or to `lookingUp` or `waiting`
+/// after a failed handshake. From every phase it can change to `done`: if it fails, or if it is closed and has no
+/// address to free. In `done` the socket is closed and the end was reported to the listener.
+///
+/// If this process has a key, every connection by `tcp` is encrypted, and only peers whose keys are trusted are let in;
+/// otherwise none is.
 class Endpoint {
  public:
   using Clock = std::chrono::steady_clock;
@@ -63,9 +78,11 @@ class Endpoint {
   enum class Phase {
     fresh,      ///< not started yet
     lookingUp,  ///< the host has no numeric address yet
-    waiting,    ///< bind: another endpoint holds the address; connect: the `inproc` name is not bound
+    waiting,    ///< bind: another endpoint holds the address; connect: the `inproc` name is not bound, no key of the
+                ///< peer is trusted, or a handshake has failed not long ago
     opening,    ///< has a socket that does not listen yet, or has no peer yet
     open,       ///< listens, or is connected
+    reopening,  ///< bind: waits until ZeroMQ has released the address, and binds it again
     closing,    ///< waits until ZeroMQ has released the address
     done
   };
@@ -76,8 +93,8 @@ class Endpoint {
   Endpoint(const Endpoint&) = delete;
   Endpoint& operator=(const Endpoint&) = delete;
 
-  /// Checks the address and leaves the phase `fresh`; fails if the address is malformed.
-  void start();
+  /// Checks the address and leaves the phase `fresh`; fails if the address is malformed, or its key cannot be proved.
+  void start(const SharedState& shared);
 
   /// Returns the host to look up now, if there is one.
   std::optional<std::string> hostToLookUp(Clock::time_point now) const;
@@ -103,8 +120,11 @@ class Endpoint {
   /// Handles the messages of peers, up to a limit.
   virtual void onMessages() = 0;
 
+  /// Ends connections with keys that are no longer trusted. Called after each change of the trusted keys.
+  virtual void onTrust(const SharedState& shared) = 0;
+
   /// Performs the action that is due at the deadline.
-  void onTime(Clock::time_point now);
+  virtual void onTime(Clock::time_point now);
 
   /// Returns the descriptor to poll until it is writable; negative if there is none.
   virtual int probeDescriptor() const noexcept { return -1; }
@@ -141,6 +161,13 @@ class Endpoint {
   /// \throws std::runtime_error if the address is not allowed for this kind of endpoint
   virtual bool checkAddress() = 0;
 
+  /// Checks the name of the peer's key.
+  /// \throws std::runtime_error if one is missing, or cannot be proved
+  virtual void checkKey(const SharedState& shared) const = 0;
+
+  /// Sets the socket's keys. Called if the endpoint is encrypted, before the socket is attached.
+  virtual void encrypt(const SharedState& shared) = 0;
+
   /// Binds or connects the socket.
   virtual void attach(SharedState& shared) = 0;
 
@@ -148,7 +175,7 @@ class Endpoint {
   /// \return whether the monitor will report the end
   virtual bool detach() = 0;
 
-  virtual void onEvent(std::uint16_t event) = 0;
+  virtual void onEvent(const MonitorEvent& event) = 0;
   virtual void onResolved(const ResolvedHost& resolved) = 0;
 
   /// Performs the action that is due in the phases before `closing`.
@@ -164,6 +191,10 @@ class Endpoint {
 
   /// Destroys the socket and returns to `waiting`.
   void startOver();
+
+  /// Destroys the socket and returns to `lookingUp`.
+  /// \param when  the look-up begins
+  void startOverWithLookUp(Clock::time_point when);
 
   /// Reports the loss of an open connection to the listener, and changes to another phase.
   void reportLoss(Phase next, const std::string& reason);
@@ -185,6 +216,10 @@ class Endpoint {
   void setDeadline(std::optional<Clock::time_point> deadline) { deadline_ = deadline; }
 
   void warn(const std::string& what);
+  void reportRefusals(std::uint32_t count, const std::string& reason);
+
+  /// Returns whether the connections of the socket are encrypted.
+  bool isEncrypted() const noexcept { return isEncrypted_; }
 
   zmq::socket_t& socket() { return *socket_; }
   EndpointListener& listener() { return *listener_; }
@@ -214,6 +249,7 @@ class Endpoint {
   std::optional<Clock::time_point> deadline_;
   EndpointTries tries_;
   bool lookUpRequested_ = false;
+  bool isEncrypted_ = false;
   std::string hostName_;
   std::chrono::milliseconds lookUpInterval_{0};
   std::string lastWarning_;

@@ -15,6 +15,8 @@ Monitor::Monitor(zmq::context_t& context, zmq::socket_t& observed, const std::st
     }
   });
   receiver_.set(zmq::sockopt::linger, 0);
+  // Without a limit: ZeroMQ's own thread would wait for room, and the end of the monitoring for that thread.
+  receiver_.set(zmq::sockopt::rcvhwm, 0);
   retryInterrupted([&] { receiver_.connect(address); });
 }
 
@@ -22,13 +24,15 @@ Monitor::~Monitor() {
   zmq_socket_monitor(observed_.handle(), nullptr, 0);
 }
 
-std::optional<std::uint16_t> Monitor::next(int& budget) {
+std::optional<MonitorEvent> Monitor::next(int& budget) {
   const auto frames = receiveMessage(receiver_, budget);
-  std::uint16_t event = 0;
-  if (!frames || frames->front().size() < sizeof(event)) {
+  MonitorEvent event;
+  if (!frames || frames->front().size() < sizeof(event.kind) + sizeof(event.value)) {
     return std::nullopt;
   }
-  std::memcpy(&event, frames->front().data(), sizeof(event));
+  const auto* bytes = static_cast<const char*>(frames->front().data());
+  std::memcpy(&event.kind, bytes, sizeof(event.kind));
+  std::memcpy(&event.value, bytes + sizeof(event.kind), sizeof(event.value));
   return event;
 }
 

@@ -8,6 +8,12 @@
 
 namespace spf::zeromq {
 
+/// A report about a socket.
+struct MonitorEvent {
+  std::uint16_t kind = 0;   ///< ZeroMQ's number
+  std::uint32_t value = 0;  ///< depends on the kind: the connection's descriptor, or a number of an error
+};
+
 /// Receives the events of a socket's connections. Used by the thread that owns the socket.
 class Monitor {
  public:
@@ -24,7 +30,7 @@ class Monitor {
 
   /// Returns the next event; nothing if none has arrived, or the budget is used up.
   /// \param budget  how many frames may be read; reduced by those that were read
-  std::optional<std::uint16_t> next(int& budget);
+  std::optional<MonitorEvent> next(int& budget);
 
   /// Returns the socket to poll.
   void* handle() noexcept { return receiver_.handle(); }

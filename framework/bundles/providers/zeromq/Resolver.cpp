@@ -11,10 +11,10 @@
 #include <utility>
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <netdb.h>
 #include <sys/socket.h>
 #include "agent/spf/frameworksupport/startThread.hpp"
+#include "keepLibraryLoaded.hpp"
 
 namespace spf::zeromq {
 
@@ -80,14 +80,6 @@ void call(const Resolver::Handler& handler, const ResolvedHost& resolved) noexce
   }
 }
 
-// A thread may return from a look-up to this code after the bundle was uninstalled.
-void keepLibraryLoaded() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&keepLibraryLoaded), &info) != 0) {
-    dlopen(info.dli_fname, RTLD_NOW | RTLD_NOLOAD | RTLD_NODELETE);
-  }
-}
-
 }  // namespace
 
 /// The state that the resolver shares with its threads.
@@ -130,7 +122,7 @@ class Resolver::Requests {
   /// Starts another thread. If that fails, the existing threads do its work.
   void startThread(const std::shared_ptr<Requests>& self) {
     try {
-      keepLibraryLoaded();
+      keepLibraryLoaded();  // a look-up may end after the bundle
       agent::spf::frameworksupport::startThread([self] { self->work(); }).detach();
       ++threads_;
     } catch (...) {

@@ -25,10 +25,17 @@ void eraseDone(Endpoints& endpoints) {
 
 }  // namespace
 
-SocketLoop::SocketLoop()
-    : context_(ioThreads, maxSockets()),
-      resolver_(std::in_place),
-      thread_(agent::spf::frameworksupport::startThread([this] { run(); })) {}
+SocketLoop::SocketLoop(std::unique_ptr<Identity> identity)
+    : identity_(std::move(identity)), context_(ioThreads, maxSockets()), resolver_(std::in_place) {
+  if (identity_) {
+    shared_.key = &identity_->key;
+    shared_.trusted = identity_->trust->keys();
+    appliedKeys_ = shared_.trusted;
+    zapHandler_.emplace(context_, [this] { return trustWatch_->request(); });
+    trustWatch_.emplace(identity_->trust, [this](auto request, const auto& keys) { onRefresh(request, keys); });
+  }
+  thread_ = agent::spf::frameworksupport::startThread([this] { run(); });
+}
 
 SocketLoop::~SocketLoop() {
   stop();
@@ -94,6 +101,8 @@ void SocketLoop::run() noexcept {
     }
   }
   resolver_.reset();
+  trustWatch_.reset();
+  zapHandler_.reset();
   // Not in the destructor, which the last user of a stopped transport may call at any time: closing ZeroMQ must not
   // overlap with the start of the next transport.
   context_.close();
@@ -137,13 +146,14 @@ void SocketLoop::runTasks() {
 void SocketLoop::advance() {
   for (Endpoint* endpoint : endpoints()) {
     if (endpoint->phase() == Endpoint::Phase::fresh) {
-      endpoint->start();
+      endpoint->start(shared_);
     }
   }
   const auto now = Endpoint::Clock::now();
   lookUpHosts(now);
+  judgeHandshakes();
   openBound(now);
-  openConnected();
+  openConnected(now);
 }
 
 void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
@@ -179,10 +189,42 @@ void SocketLoop::openBound(Endpoint::Clock::time_point now) {
   }
 }
 
-void SocketLoop::openConnected() {
+void SocketLoop::onRefresh(std::uint64_t request,
+                           const std::shared_ptr<const agent::spf::security::TrustedKeys>& keys) {
+  post([request, keys](SocketLoop& loop) {
+    loop.refreshed_ = request;
+    loop.shared_.trusted = keys;
+  });
+}
+
+void SocketLoop::judgeHandshakes() {
+  if (!zapHandler_) {
+    return;
+  }
+  if (appliedKeys_ != shared_.trusted) {
+    for (Endpoint* endpoint : endpoints()) {
+      endpoint->onTrust(shared_);
+    }
+    appliedKeys_ = shared_.trusted;
+  }
+  zapHandler_->answer(refreshed_, *shared_.trusted, [this](const Judgement& judgement) { return admit(judgement); });
+}
+
+bool SocketLoop::admit(const Judgement& judgement) {
+  BoundEndpoint* endpoint = findBound(judgement.domain);
+  return endpoint != nullptr && endpoint->admit(*judgement.key, judgement.user);
+}
+
+BoundEndpoint* SocketLoop::findBound(const std::string& id) const {
+  const auto found = std::find_if(bound_.begin(), bound_.end(),
+                                  [&](const auto& endpoint) { return std::to_string(endpoint->id()) == id; });
+  return found != bound_.end() ? found->get() : nullptr;
+}
+
+void SocketLoop::openConnected(Endpoint::Clock::time_point now) {
   for (const auto& endpoint : connected_) {
     endpoint->checkPeer(shared_);
-    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->mayOpen(shared_)) {
+    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->mayOpen(shared_, now)) {
       endpoint->open(shared_);
     }
   }
@@ -215,8 +257,12 @@ void SocketLoop::poll() {
     const auto socket = add(endpoint->socketHandle(), -1, ZMQ_POLLIN);
     positions.push_back({monitor, socket, add(nullptr, endpoint->probeDescriptor(), ZMQ_POLLOUT)});
   }
+  const auto zap = add(zapHandler_ ? zapHandler_->handle() : nullptr, -1, ZMQ_POLLIN);
   retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
   const auto isReady = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
+  if (isReady(zap)) {
+    zapHandler_->receive();
+  }
   const auto now = Endpoint::Clock::now();
   for (std::size_t i = 0; i < polled.size(); ++i) {
     serve(*polled[i], isReady(positions[i].monitor), isReady(positions[i].socket));

@@ -14,8 +14,11 @@
 #include "Answer.hpp"
 #include "BoundEndpoint.hpp"
 #include "ConnectedEndpoint.hpp"
+#include "Identity.hpp"
 #include "Resolver.hpp"
+#include "TrustWatch.hpp"
 #include "Waker.hpp"
+#include "ZapHandler.hpp"
 
 namespace spf::zeromq {
 
@@ -30,7 +33,8 @@ class SocketLoop {
  public:
   using Task = std::function<void(SocketLoop&)>;
 
-  SocketLoop();
+  /// \param identity  null: no connection is encrypted
+  explicit SocketLoop(std::unique_ptr<Identity> identity);
 
   /// Stops the loop, as `stop` does.
   ~SocketLoop();
@@ -59,17 +63,25 @@ class SocketLoop {
   void runTasks();
   void advance();
   void openBound(Endpoint::Clock::time_point now);
-  void openConnected();
+  void openConnected(Endpoint::Clock::time_point now);
   void lookUpHosts(Endpoint::Clock::time_point now);
 
   /// Passes the outcome of a look-up to its endpoint. Called on the resolver's threads.
   void onLookUp(EndpointID id, const ResolvedHost& resolved);
+
+  /// Passes the outcome of a refresh to the loop. Called on the watch's thread.
+  void onRefresh(std::uint64_t request, const std::shared_ptr<const agent::spf::security::TrustedKeys>& keys);
+
+  /// Ends connections whose keys are no longer trusted, and answers the handshakes that waited for the latest refresh.
+  void judgeHandshakes();
+  bool admit(const Judgement& judgement);
 
   void poll();
   void serve(Endpoint& endpoint, bool monitorReadable, bool socketReadable);
   void removeDone();
   void closeAll();
   bool isFinished() const;
+  BoundEndpoint* findBound(const std::string& id) const;
   bool mayBind(BoundEndpoint& endpoint, Endpoint::Clock::time_point now) const;
   std::chrono::milliseconds pollTimeout() const;
   Endpoint* find(EndpointID id) const;
@@ -86,11 +98,16 @@ class SocketLoop {
   bool stopping_ = false;
 
   // Used by the loop's thread only; the context outlives the endpoints:
+  std::unique_ptr<Identity> identity_;
   zmq::context_t context_;
   SharedState shared_{context_, {}};
+  std::shared_ptr<const agent::spf::security::TrustedKeys> appliedKeys_;  ///< those that all endpoints know of
+  std::uint64_t refreshed_ = 0;  ///< the latest request for a refresh that was fulfilled
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
   std::list<std::unique_ptr<ConnectedEndpoint>> connected_;
+  std::optional<ZapHandler> zapHandler_;  ///< only with an identity, as the watch
   std::optional<Resolver> resolver_;
+  std::optional<TrustWatch> trustWatch_;
   std::optional<Endpoint::Clock::time_point> end_;  ///< set by the stop: when sockets that are still open are abandoned
 
   // Used by the owner only:

@@ -5,6 +5,8 @@
 
 namespace spf::zeromq {
 
+ZeroMqTransport::ZeroMqTransport(std::unique_ptr<Identity> identity) : loop_(std::move(identity)) {}
+
 EndpointID ZeroMqTransport::bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) {
   return open<BoundEndpoint>(endpoint, std::move(listener));
 }

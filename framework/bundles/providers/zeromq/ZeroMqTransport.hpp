@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 
+#include "Identity.hpp"
 #include "SocketLoop.hpp"
 #include "agent/spf/frameworkinterfaces/HealthCheck.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
@@ -13,6 +15,10 @@ namespace spf::zeromq {
 class ZeroMqTransport : public agent::spf::frameworkinterfaces::Transport,
                         public agent::spf::frameworkinterfaces::HealthCheck {
  public:
+  /// Starts the socket loop.
+  /// \param identity  null: no connection is encrypted
+  explicit ZeroMqTransport(std::unique_ptr<Identity> identity = nullptr);
+
   EndpointID bind(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override;
   EndpointID connect(const EndpointDescription& endpoint, std::shared_ptr<EndpointListener> listener) override;
   void close(EndpointID endpoint) override;

@@ -39,10 +39,11 @@ inline constexpr int framesPerRound = 100;
 /// One more than any valid message has.
 inline constexpr std::size_t maxFrames = 4;
 
-/// Receives the next message, without those frames that exceed the maximum.
+/// Receives the next message, without those frames that exceed the limit.
 /// \param budget  how many frames may be read; reduced by those that were read
 /// \return nothing if no message has arrived, or the budget is used up
-inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& socket, int& budget) {
+inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& socket, int& budget,
+                                                                 std::size_t limit = maxFrames) {
   if (budget <= 0) {
     return std::nullopt;
   }
@@ -55,7 +56,7 @@ inline std::optional<std::vector<zmq::message_t>> receiveMessage(zmq::socket_t& 
     }
     more = frame.more();
     --budget;
-    if (frames.size() < maxFrames) {
+    if (frames.size() < limit) {
       frames.push_back(std::move(frame));
     }
   }

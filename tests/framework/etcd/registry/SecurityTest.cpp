@@ -1,122 +1,171 @@
-#include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include "RealEtcd.hpp"
-#include "support/TemporaryFolder.hpp"
+#include "agent/spf/etcd/readSettings.hpp"
+#include "etcd/support/SecuredEtcd.hpp"
 
 namespace etcdtest {
 
 using agent::spf::etcd::Settings;
+using testing::Each;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
-/// Files of an authority and of what it has signed, made by openssl.
-class Certificates {
- public:
-  static bool canBeMade() { return std::system("openssl version >/dev/null 2>&1") == 0; }
-
-  Certificates() {
-    makeAuthority("ca");
-    makeAuthority("stranger");
-    sign("server", "subjectAltName=IP:" + addressOfThisProcess() + "\\nextendedKeyUsage=serverAuth,clientAuth");
-    sign("client", "extendedKeyUsage=clientAuth");
-  }
-
-  std::string file(const std::string& name) const { return folder_.path() + "/" + name; }
-
- private:
-  void makeAuthority(const std::string& name) const {
-    run("openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj /CN=" + name +
-        " -keyout " + name + ".key -out " + name + ".pem");
-  }
-
-  void sign(const std::string& name, const std::string& extensions) const {
-    run("openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -subj /CN=" + name + " -keyout " + name +
-        ".key -out " + name + ".csr");
-    run("printf '" + extensions + "' > " + name + ".ext");
-    run("openssl x509 -req -in " + name + ".csr -CA ca.pem -CAkey ca.key -CAcreateserial -days 2 -extfile " + name +
-        ".ext -out " + name + ".pem");
-  }
-
-  void run(const std::string& command) const {
-    if (std::system(("cd " + folder_.path() + " && { " + command + "; } 2>/dev/null").c_str()) != 0) {
-      throw std::runtime_error("this command fails: " + command);
-    }
-  }
-
-  const frameworktest::TemporaryFolder folder_;
-};
-
-class WithTls : public RealEtcd {
+// A member that speaks TLS, demands certificates of its clients and has users, reached by framework properties.
+class ASecuredRegistry : public testing::Test {
  protected:
+  using Properties = SecuredEtcd::Properties;
+
   void SetUp() override {
-    RealEtcd::SetUp();
-    if (!IsSkipped() && !Certificates::canBeMade()) {
-      GTEST_SKIP() << "openssl is not installed";
+    if (const auto reason = SecuredEtcd::whyNone(); !reason.empty()) {
+      GTEST_SKIP() << reason;
     }
+    start();
   }
 
-  void start(const std::vector<std::string>& arguments) {
-    certificates_ = std::make_unique<Certificates>();
-    EtcdOptions options;
-    options.folder = folder_.path();
-    options.scheme = "https";
-    options.arguments = {"--cert-file", certificates_->file("server.pem"), "--key-file",
-                         certificates_->file("server.key")};
-    options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
-    for (auto& argument : options.arguments) {
-      argument = argument == "CA" ? certificates_->file("ca.pem") : argument;
-    }
-    member_ = std::make_unique<EtcdProcess>(options);
-    ASSERT_TRUE(member_->waitUntilServing()) << member_->log();
+  void start(SecuredEtcd::Clients clients = SecuredEtcd::Clients::certified,
+             const std::vector<std::string>& arguments = {}) {
+    etcd_ = std::make_unique<SecuredEtcd>(clients, arguments);
+    properties_ = etcd_->properties();
+    properties_["spf.discovery.etcd.ttl"] = "6";
   }
 
-  Settings trusting(const std::string& authority) const {
-    auto settings = RealEtcd::settings({member_->url()}, std::chrono::seconds(6));
-    settings.caFile = certificates_->file(authority);
-    return settings;
+  void set(const std::string& name, const std::string& value) { properties_["spf.discovery.etcd." + name] = value; }
+  void unset(const std::string& name) { properties_.erase("spf.discovery.etcd." + name); }
+
+  Settings settings() const {
+    return *agent::spf::etcd::readSettings([this](const std::string& name) {
+      const auto found = properties_.find(name);
+      return found != properties_.end() ? std::optional(found->second) : std::nullopt;
+    });
   }
 
-  const frameworktest::TemporaryFolder folder_;
-  std::unique_ptr<Certificates> certificates_;
-  std::unique_ptr<EtcdProcess> member_;
+  std::string problem(const std::string& text) const { return etcd_->member().url() + ": " + text; }
+
+  // Waits until the first try has ended in a failure, and returns the reason.
+  static std::string reasonOf(ObservedRegistry& registry) {
+    EXPECT_TRUE(registry.waitUntil([](const auto& observed) {
+      return !observed.trouble().empty() && observed.trouble().find("no answer yet") == std::string::npos;
+    }));
+    EXPECT_FALSE(registry->isListed());
+    return registry->trouble();
+  }
+
+  std::unique_ptr<SecuredEtcd> etcd_;
+  Properties properties_;
 };
 
-TEST_F(WithTls, AMemberOfATrustedAuthorityIsUsed) {
-  start({});
-  ObservedRegistry sut(trusting("ca.pem"));
+TEST_F(ASecuredRegistry, IsUsedByAUserWithACertificate) {
+  ObservedRegistry follower(settings());
+  {
+    ObservedRegistry sut(settings());
+    sut->put("station/1", "tcp://10.0.0.1:1");
+    EXPECT_TRUE(follower.waitForKey("station/1", "tcp://10.0.0.1:1"));
+    sut->put("station/1", "tcp://10.0.0.1:2");
+    EXPECT_TRUE(follower.waitForKey("station/1", "tcp://10.0.0.1:2"));
+    EXPECT_THAT(sut.warnings(), IsEmpty());
+  }
+  EXPECT_TRUE(follower.waitForNoKey("station/1"));
+  EXPECT_TRUE(follower.waitUntilCurrent());
+  EXPECT_THAT(follower.warnings(), IsEmpty());
+}
+
+TEST_F(ASecuredRegistry, NeedsNoCertificateWhereNoneIsDemanded) {
+  start(SecuredEtcd::Clients::any);
+  unset("cert");
+  unset("key");
+  ObservedRegistry sut(settings());
   sut->put("a/1", "x");
   EXPECT_TRUE(sut.waitForKey("a/1", "x"));
   EXPECT_THAT(sut.warnings(), IsEmpty());
 }
 
-TEST_F(WithTls, AMemberOfAnotherAuthorityIsRefused) {
-  start({});
-  ObservedRegistry sut(trusting("stranger.pem"));
-  EXPECT_TRUE(sut.waitUntil([](const auto& registry) {
-    return !registry.trouble().empty() && registry.trouble().find("no answer yet") == std::string::npos;
-  }));
-  EXPECT_THAT(sut->trouble(), testing::StartsWith(member_->url() + ": "));
-  EXPECT_FALSE(sut->isListed());
+TEST_F(ASecuredRegistry, LeavesNothingOnTheWireThatCanBeRead) {
+  FaultProxy proxy(etcd_->member().clientPort());
+  proxy.record();
+  properties_["spf.discovery.etcd"] = "https" + proxy.url().substr(std::string("http").size());
+  ObservedRegistry sut(settings());
+  sut->put("station/1", "tcp://10.0.0.1:1");
+  ASSERT_TRUE(sut.waitForKey("station/1"));
+  EXPECT_THAT(proxy.recorded(), Not(IsEmpty()));
+  for (const auto* text : {SecuredEtcd::passwordOfHost, "password", "/v3/", "HTTP", "host"}) {
+    EXPECT_THAT(proxy.recorded(), Not(HasSubstr(text)));
+  }
 }
 
-TEST_F(WithTls, AMemberThatDemandsACertificateGetsIt) {
-  start({"--client-cert-auth", "--trusted-ca-file", "CA"});
-  auto settings = trusting("ca.pem");
-  {
-    ObservedRegistry sut(settings);
-    EXPECT_TRUE(sut.waitUntil(
-        [](const auto& registry) { return registry.trouble().find("no answer yet") == std::string::npos; }));
-    EXPECT_FALSE(sut->isListed());
-  }
-  settings.certificateFile = certificates_->file("client.pem");
-  settings.keyFile = certificates_->file("client.key");
-  ObservedRegistry sut(settings);
+// What the recording above is worth: it would have caught the password.
+TEST_F(ASecuredRegistry, CannotProtectItsPasswordIfItsMembersAreNamedByHttp) {
+  FaultProxy proxy(etcd_->member().clientPort());
+  proxy.record();
+  properties_["spf.discovery.etcd"] = proxy.url();
+  ObservedRegistry sut(settings());
+  EXPECT_THAT(reasonOf(sut), StartsWith(proxy.url() + ": "));
+  EXPECT_THAT(proxy.recorded(), HasSubstr(SecuredEtcd::passwordOfHost));
+}
+
+TEST_F(ASecuredRegistry, RefusesAMemberOfAnotherAuthority) {
+  set("ca", etcd_->certificates().certificate("stranger"));
+  ObservedRegistry sut(settings());
+  EXPECT_THAT(reasonOf(sut), StartsWith(problem("SSL certificate problem: ")));
+}
+
+TEST_F(ASecuredRegistry, SaysThatTheMemberDemandsACertificate) {
+  unset("cert");
+  unset("key");
+  ObservedRegistry sut(settings());
+  EXPECT_THAT(reasonOf(sut), StartsWith(problem("the member demands a certificate of its clients (")));
+}
+
+TEST_F(ASecuredRegistry, SaysThatTheMemberRefusesItsCertificate) {
+  const auto file = etcd_->certificates().certificate("stranger");
+  set("cert", file);
+  set("key", etcd_->certificates().key("stranger"));
+  ObservedRegistry sut(settings());
+  EXPECT_THAT(reasonOf(sut), StartsWith(problem("the member refuses the certificate '" + file + "' (")));
+}
+
+TEST_F(ASecuredRegistry, ReportsAWrongPasswordWithoutRepeatingIt) {
+  set("password_file", etcd_->passwordFile("Sesame-44"));
+  ObservedRegistry sut(settings());
+  EXPECT_TRUE(sut.waitForTrouble(problem("etcdserver: authentication failed, invalid user ID or password")));
+  EXPECT_THAT(sut.warnings(), Each(Not(HasSubstr("Sesame-44"))));
+  EXPECT_THAT(etcd_->member().log(), Not(HasSubstr("Sesame-44")));
+}
+
+TEST_F(ASecuredRegistry, ReportsThatItsUserMayNotRead) {
+  set("prefix", "/other/");
+  ObservedRegistry sut(settings());
+  EXPECT_TRUE(sut.waitForTrouble(problem("etcdserver: permission denied")));
+}
+
+TEST_F(ASecuredRegistry, ReportsThatItsUserMayNotWrite) {
+  set("user", "reader");
+  set("password_file", etcd_->passwordFile(SecuredEtcd::passwordOfReader));
+  ObservedRegistry sut(settings());
+  ASSERT_TRUE(sut.waitUntilCurrent());
   sut->put("a/1", "x");
-  EXPECT_TRUE(sut.waitForKey("a/1", "x"));
+  EXPECT_TRUE(sut.waitForTrouble(problem("etcdserver: permission denied")));
+  EXPECT_FALSE(sut.hasKey("a/1"));
+}
+
+TEST_F(ASecuredRegistry, ReplacesATokenThatHasExpired) {
+  start(SecuredEtcd::Clients::certified, {"--auth-token-ttl", "1"});
+  ObservedRegistry sut(settings());
+  sut->put("a/1", "x");
+  ASSERT_TRUE(sut.waitForKey("a/1"));
+  ASSERT_TRUE(etcd_->member().waitForLog("deleted a simple token", 4)) << etcd_->member().log();
+  sut->put("b/1", "y");
+  EXPECT_TRUE(sut.waitForKey("b/1", "y"));
+  EXPECT_TRUE(sut.hasKey("a/1"));
+  EXPECT_TRUE(sut.waitUntilCurrent());
+  EXPECT_THAT(sut.warnings(), IsEmpty());
 }
 
 class WithAUser : public RealEtcd {

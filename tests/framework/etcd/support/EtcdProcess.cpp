@@ -170,10 +170,7 @@ void EtcdProcess::start() {
 }
 
 bool EtcdProcess::waitUntilServing() {
-  std::unique_lock<std::mutex> lock(mutex_);
-  const auto isServing = [this] { return log_.find(servesClients, start_) != std::string::npos; };
-  changed_.wait_for(lock, spf::test::patience, [&] { return hasEnded_ || isServing(); });
-  return isServing();
+  return waitForLog(servesClients);
 }
 
 void EtcdProcess::kill() {
@@ -194,6 +191,7 @@ void EtcdProcess::resume() {
 
 std::string EtcdProcess::control(const std::vector<std::string>& arguments) const {
   std::vector<std::string> command = {findProgram("etcdctl"), "--endpoints", url_};
+  command.insert(command.end(), options_.controlArguments.begin(), options_.controlArguments.end());
   command.insert(command.end(), arguments.begin(), arguments.end());
   const Pipe output;
   const std::filesystem::path errorFile = options_.folder + "/control-errors-" + options_.name;
@@ -213,6 +211,22 @@ std::string EtcdProcess::control(const std::vector<std::string>& arguments) cons
 std::string EtcdProcess::log() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return log_;
+}
+
+bool EtcdProcess::waitForLog(const std::string& text, std::size_t count) {
+  std::unique_lock<std::mutex> lock(mutex_);
+  const auto isWritten = [&] {
+    auto position = start_;
+    for (std::size_t found = 0; found < count; ++found, position += text.size()) {
+      position = log_.find(text, position);
+      if (position == std::string::npos) {
+        return false;
+      }
+    }
+    return true;
+  };
+  changed_.wait_for(lock, spf::test::patience, [&] { return hasEnded_ || isWritten(); });
+  return isWritten();
 }
 
 void EtcdProcess::readLog(int descriptor) {

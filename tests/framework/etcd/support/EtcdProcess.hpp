@@ -27,6 +27,7 @@ struct EtcdOptions {
   std::string cluster;                 ///< as `--initial-cluster` takes it; empty for a cluster of this member alone
   std::string scheme = "http";         ///< of the client URL
   std::vector<std::string> arguments;  ///< further ones
+  std::vector<std::string> controlArguments;  ///< of every call of etcdctl
   int clientPort = freePortHere();
   int peerPort = freePortHere();
 };
@@ -65,6 +66,10 @@ class EtcdProcess {
 
   /// Returns what the member has written to standard error, for the message of a test that fails.
   std::string log() const;
+
+  /// Blocks until the running process has written a text so often to standard error.
+  /// \return false if it ends before, or does not within `patience`
+  [[nodiscard]] bool waitForLog(const std::string& text, std::size_t count = 1);
 
  private:
   void readLog(int descriptor);

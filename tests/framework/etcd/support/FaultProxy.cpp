@@ -29,6 +29,32 @@ namespace {
 
 constexpr std::chrono::milliseconds delayOfParts{200};
 
+/// What has passed, once somebody wants to know. Any thread may call any member.
+class Record {
+ public:
+  void start() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isWanted_ = true;
+  }
+  void add(const char* bytes, std::size_t size) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (isWanted_) {
+      bytes_.append(bytes, size);
+    }
+  }
+  std::string bytes() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return bytes_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+
+  // Guarded by `mutex_`:
+  bool isWanted_ = false;
+  std::string bytes_;
+};
+
 /// What connections need of the proxy; used on its thread only.
 struct Shared {
   explicit Shared(asio::io_context& work) : context(work) {}
@@ -36,6 +62,7 @@ struct Shared {
   asio::io_context& context;
   FaultProxy::Behaviour behaviour = FaultProxy::Behaviour::forward;
   std::string answer;
+  Record record;
 };
 
 class Connection;
@@ -89,6 +116,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
                                 forward();
                                 return;
                               }
+                              owner_.shared_.record.add(buffer_.data(), size);
                               pending_.append(buffer_.data(), size);
                               if (owner_.shared_.behaviour == FaultProxy::Behaviour::answer) {
                                 owner_.answerAndClose();
@@ -205,6 +233,8 @@ class FaultProxy::Impl {
     return count_;
   }
 
+  Record& record() noexcept { return shared_.record; }
+
  private:
   void accept() {
     acceptor_.async_accept([this](const Error& error, tcp::socket client) {
@@ -283,6 +313,14 @@ bool FaultProxy::waitForConnections(std::size_t count) {
 
 std::size_t FaultProxy::connections() const {
   return impl_->connections();
+}
+
+void FaultProxy::record() {
+  impl_->record().start();
+}
+
+std::string FaultProxy::recorded() const {
+  return impl_->record().bytes();
 }
 
 }  // namespace etcdtest

@@ -44,6 +44,12 @@ class FaultProxy {
 
   std::size_t connections() const;
 
+  /// Keeps what passes from now on, in both directions.
+  void record();
+
+  /// Returns what was kept.
+  std::string recorded() const;
+
  private:
   class Impl;
   const std::unique_ptr<Impl> impl_;

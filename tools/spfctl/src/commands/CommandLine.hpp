@@ -13,10 +13,12 @@
 
 namespace spfctl {
 
-/// How names stand for addresses, and further properties of a framework.
+/// How names stand for addresses, whose keys encrypt connections, and further properties of a framework.
 struct FrameworkOptions {
   std::vector<std::string> etcd;                            ///< client URLs of its members; empty: none
   std::string table;                                        ///< file of names and their addresses; empty: none
+  std::filesystem::path key;                                ///< file of the host's secret key; empty: none
+  std::filesystem::path trust;                              ///< folder of public keys; empty: none
   std::map<std::string, cppmicroservices::Any> properties;  ///< from --property
 };
 

@@ -81,6 +81,13 @@ std::filesystem::path existingDirectory(const char* where, const std::string& te
   return text;
 }
 
+std::filesystem::path namedPath(const char* where, const std::string& text, const char* expected) {
+  if (text.empty()) {
+    throw UsageError(std::string(where) + " is ''; expected the name of " + expected);
+  }
+  return text;
+}
+
 std::string hostName(const char* where, const std::string& text) {
   if (!isHostName(text)) {
     throw UsageError(std::string(where) + " is '" + text +
@@ -192,6 +199,7 @@ void Definition::addRun() {
                         "stay until interrupted, and withdraw it.",
                         "spfctl run weather.json\n"
                         "spfctl run weather.json --once --timeout 10s\n"
+                        "spfctl run weather.json --key weather.key --trust trusted\n"
                         "generate | spfctl run -",
                         [this] {
                           checkFramework(run_.framework);
@@ -215,6 +223,7 @@ void Definition::addRun() {
          "commas.")
       ->type_name("LEVELS");
   addFramework(*run, run_.framework);
+  addKeys(*run, run_.framework);
   addRunAsHost(*run);
 }
 
@@ -250,6 +259,23 @@ void Definition::addFramework(CLI::App& command, FrameworkOptions& framework) {
       ->description(
           "A property of the framework, which its bundles read. A VALUE that begins with { or [ is JSON, any other a "
           "text. May be given several times.");
+}
+
+void Definition::addKeys(CLI::App& command, FrameworkOptions& framework) {
+  command
+      .add_option_function<std::string>(
+          "--key", [&framework](const std::string& text) { framework.key = namedPath("--key", text, "a file"); },
+          "Encrypt all connections by tcp with the secret key in FILE, NAME.key, which keygen has made. The host goes "
+          "by "
+          "NAME among its peers; --property spf.curve.name=NAME gives it another one.")
+      ->type_name("FILE");
+  command
+      .add_option_function<std::string>(
+          "--trust",
+          [&framework](const std::string& text) { framework.trust = namedPath("--trust", text, "a folder"); },
+          "Folder of the public keys, NAME.pub, of the peers that are trusted; nobody else is let in. It is read again "
+          "when it changes.")
+      ->type_name("DIR");
 }
 
 void Definition::addStatus() {
@@ -472,8 +498,8 @@ const std::vector<ExitCodeText>& exitCodeTexts() {
        "failure at run time; no such host or name, etcd out of reach, or connection lost; diff: there are differences"},
       {"2", "wrong usage; diff: any trouble"},
       {"3",
-       "configuration file, table of names or recording unreadable or invalid; inspect: a bundle that would be "
-       "refused"},
+       "configuration file, table of names, key, folder of keys or recording unreadable or invalid; inspect: a bundle "
+       "that would be refused"},
       {"4", "not ready, or no answer, in time"},
       {"5", "refused by the framework"},
       {"129, 130, 143", "interrupted by SIGHUP, SIGINT or SIGTERM before everything was ready"}};

@@ -30,6 +30,7 @@ class Definition {
   void addRun();
   void addRunAsHost(CLI::App& run);
   void addFramework(CLI::App& command, FrameworkOptions& framework);
+  void addKeys(CLI::App& command, FrameworkOptions& framework);
   void addStatus();
   void addWatch();
   void addApply();

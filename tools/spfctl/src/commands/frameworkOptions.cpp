@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "agent/spf/etcd/readSettings.hpp"
+#include "commands/keyOptions.hpp"
 #include "display/terminalText.hpp"
 #include "file/Findings.hpp"
 #include "file/JsonDocument.hpp"
@@ -119,6 +120,7 @@ void checkFramework(const FrameworkOptions& options) {
     refuseProperty(options, etcdProperty, "etcd:");
   }
   static_cast<void>(etcdSettings(options));
+  checkKeys(options);
 }
 
 std::optional<agent::spf::etcd::Settings> etcdSettings(const FrameworkOptions& options) {
@@ -161,6 +163,9 @@ std::optional<Properties> frameworkProperties(const FrameworkOptions& options, s
       return std::nullopt;
     }
     properties[tableProperty] = std::move(table->property);
+  }
+  if (!addKeyProperties(options, properties, messages)) {
+    return std::nullopt;
   }
   return properties;
 }

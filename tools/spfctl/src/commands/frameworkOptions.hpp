@@ -34,7 +34,7 @@ std::optional<agent::spf::etcd::Settings> etcdSettings(const FrameworkOptions& o
 /// Reads a table of names. \return nothing if it cannot be used, which is written to `messages`
 std::optional<CheckedTable> loadTable(const std::string& file, std::ostream& messages);
 
-/// Returns the properties that the options stand for; nothing if the table cannot be used, which is written to
+/// Returns the properties that the options stand for; nothing if the table or a key cannot be used, which is written to
 /// `messages`.
 std::optional<std::map<std::string, cppmicroservices::Any>> frameworkProperties(const FrameworkOptions& options,
                                                                                 std::ostream& messages);

@@ -1,0 +1,153 @@
+#include <algorithm>
+#include <cctype>
+#include <iomanip>
+#include <sstream>
+
+#include "EndToEnd.hpp"
+#include "agent/spf/security/keyFiles.hpp"
+
+namespace spf::test {
+
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+namespace security = agent::spf::security;
+
+// Two hosts with keys. Whatever is shown and written is searched for parts of their secret keys.
+class ASecretKey : public EndToEnd {
+ protected:
+  void SetUp() override {
+    fs::create_directory(trusted());
+    for (const auto* name : {"station", "pier"}) {
+      Process keygen({SPFCTL, "keygen", name, "--folder", workspace_.path()});
+      ASSERT_EQ(keygen.wait(), 0) << keygen.err();
+      show("the output of keygen", keygen.out() + keygen.err());
+      fs::copy_file(path(std::string(name) + ".pub"), trusted() / (std::string(name) + ".pub"));
+      secrets_.push_back(textOf(path(std::string(name) + ".key")));
+      addForms(path(std::string(name) + ".key"));
+    }
+  }
+
+  fs::path path(const std::string& name) const { return workspace_.path() / name; }
+  fs::path trusted() const { return workspace_.path() / "trusted"; }
+
+  // Returns the key in a key file.
+  static std::string textOf(const fs::path& file) {
+    std::istringstream lines(contentOf(file));
+    std::string line;
+    while (std::getline(lines, line) && line.front() == '#') {
+    }
+    return line;
+  }
+
+  // Notes what must not be found: parts of the key as text, as bytes, and in hexadecimal digits.
+  void addForms(const fs::path& file) {
+    const auto key = security::readSecretKey(file);
+    const std::string bytes(key.bytes().begin(), key.bytes().end());
+    std::ostringstream small;
+    for (const unsigned char byte : bytes) {
+      small << std::hex << std::setw(2) << std::setfill('0') << static_cast<int>(byte);
+    }
+    auto capital = small.str();
+    std::transform(capital.begin(), capital.end(), capital.begin(), [](unsigned char digit) { return toupper(digit); });
+    addParts(textOf(file), 10);
+    addParts(bytes, 8);
+    addParts(small.str(), 16);
+    addParts(capital, 16);
+  }
+  void addParts(const std::string& form, std::size_t size) {
+    for (std::size_t begin = 0; begin + size <= form.size(); begin += size) {
+      forbidden_.push_back(form.substr(begin, size));
+    }
+  }
+
+  bool isSecret(const std::string& text) const {
+    return std::any_of(forbidden_.begin(), forbidden_.end(),
+                       [&](const std::string& part) { return text.find(part) != std::string::npos; });
+  }
+  // Expects that a text holds no part of a secret key.
+  void show(const std::string& what, const std::string& text) const {
+    EXPECT_FALSE(text.empty()) << what << " shows nothing";
+    EXPECT_FALSE(isSecret(text)) << what << ":\n" << text;
+  }
+  void showAll(const std::string& what, Process& process) const { show(what, process.out() + process.err()); }
+
+  // Returns the names of the files below the workspace that hold a part of a secret key.
+  std::vector<std::string> filesWithSecrets() const {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::recursive_directory_iterator(workspace_.path())) {
+      if (entry.is_regular_file() && isSecret(contentOf(entry.path()))) {
+        names.push_back(fs::relative(entry.path(), workspace_.path()));
+      }
+    }
+    return names;
+  }
+
+  Arguments withKey(const std::string& id, const Configuration& configuration, const fs::path& key,
+                    const Arguments& more = {}) const {
+    Arguments all = {"--key", key, "--trust", trusted(), "--log", "all", "--record", path(id + ".jsonl")};
+    all.insert(all.end(), more.begin(), more.end());
+    return host(write(id + ".json", configuration), all);
+  }
+
+  // Runs a host that cannot begin, and returns what it says.
+  std::string refusalOf(const fs::path& key) const {
+    Process process(withKey("x", Configuration("x").publisher("p", {"tcp://127.0.0.1:*"}), key));
+    EXPECT_EQ(process.wait(), 3);
+    EXPECT_EQ(process.out(), "");
+    showAll("the refusal", process);
+    return process.err();
+  }
+  fs::path writeKey(const std::string& content, fs::perms permissions = fs::perms(0600)) const {
+    const fs::path file = workspace_.write("bad.key", content);
+    fs::permissions(file, permissions);
+    return file;
+  }
+
+  std::vector<std::string> secrets_;
+
+ private:
+  std::vector<std::string> forbidden_;
+};
+
+TEST_F(ASecretKey, IsFoundByTheSearchOfTheseTests) {
+  for (const auto& secret : secrets_) {
+    EXPECT_TRUE(isSecret("before" + secret.substr(3, 30) + "behind"));
+  }
+  EXPECT_THAT(filesWithSecrets(), testing::UnorderedElementsAre("station.key", "pier.key"));
+  EXPECT_FALSE(isSecret(contentOf(path("station.pub"))));
+}
+
+TEST_F(ASecretKey, IsInNoMessageAboutItsFile) {
+  const auto key = secrets_[0];
+  EXPECT_THAT(refusalOf(writeKey(key + "\n", fs::perms(0644))), HasSubstr("has the permissions 0644"));
+  EXPECT_THAT(refusalOf(writeKey(key + "\n" + key + "\n")), HasSubstr(":2: something after the key"));
+  for (const auto& content : {key + key, key + " x", "key = " + key, key.substr(1), key.substr(0, 39) + "~",
+                              key.substr(0, 20) + "\n" + key.substr(20), '"' + key + '"'}) {
+    EXPECT_THAT(refusalOf(writeKey(content + "\n")), HasSubstr("bad.key:"));
+  }
+  EXPECT_THAT(refusalOf(writeKey("# " + key + "\n")), HasSubstr("no key"));
+  EXPECT_THAT(refusalOf(writeKey(key + "\n" + std::string(5000, '\n'))), HasSubstr("more than 4096 bytes"));
+}
+
+TEST_F(ASecretKey, IsInNoMessageWhenItIsGivenInPlaceOfItsFile) {
+  Process process({SPFCTL, "run", write("x.json", Configuration("x")), "--key", secrets_[0], "--trust", trusted()});
+  EXPECT_EQ(process.wait(), 2);
+  showAll("the refusal", process);
+}
+
+TEST_F(ASecretKey, IsInNoWarningWhenItIsInTheFolderOfTrust) {
+  workspace_.write("trusted/broken.pub", secrets_[0] + " " + secrets_[0] + "\n");
+  workspace_.write("trusted/secret.pub", secrets_[1] + "\n");  // nothing shows that it is no public one
+  fs::copy_file(path("station.key"), trusted() / "station.key");
+  const auto address = freeEndpoint();
+  Process weather(withKey("weather", Configuration("weather").publisher("station", {address}), path("station.key")));
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
+  EXPECT_THAT(weather.err(), HasSubstr("broken.pub:1: "));
+  const auto result = call({"status", "weather", "--json"});
+  show("status", result.out + result.err);
+  end(weather);
+  showAll("weather", weather);
+  show("the recording", contentOf(path("weather.jsonl")));
+}
+
+}  // namespace spf::test

@@ -1,0 +1,115 @@
+#include "commands/keyOptions.hpp"
+
+#include <filesystem>
+#include <system_error>
+
+#include "agent/spf/frameworkinterfaces/curveProperties.hpp"
+#include "agent/spf/security/KeyName.hpp"
+#include "agent/spf/security/TrustFolder.hpp"
+#include "agent/spf/security/keyFiles.hpp"
+#include "display/terminalText.hpp"
+
+namespace spfctl {
+
+namespace {
+
+namespace interfaces = agent::spf::frameworkinterfaces;
+namespace security = agent::spf::security;
+using cppmicroservices::Any;
+using cppmicroservices::any_cast;
+
+constexpr std::size_t lengthOfKey = 40;
+
+void refuseProperty(const FrameworkOptions& options, const std::string& property, const std::string& option) {
+  if (options.properties.count(property) != 0) {
+    throw UsageError("--property " + property + " is given beside " + option + ", which sets it; expected one of them");
+  }
+}
+
+// Messages name the file, so a key in its place would be in them.
+void refuseKeyItself(const std::filesystem::path& key) {
+  std::error_code ignored;
+  if (key.native().size() == lengthOfKey && !std::filesystem::exists(key, ignored)) {
+    throw UsageError("--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+  }
+}
+
+void requireBoth(const FrameworkOptions& options) {
+  if (options.trust.empty()) {
+    throw UsageError("--key without --trust; expected the folder of the public keys that are trusted, too");
+  }
+  if (options.key.empty()) {
+    throw UsageError("--trust without --key; expected the file of the host's secret key, too");
+  }
+}
+
+void checkStem(const FrameworkOptions& options) {
+  const auto stem = options.key.stem().native();
+  if (!security::isKeyName(stem)) {
+    throw UsageError("--key is '" + options.key.native() + "', and '" + stem + "' is no name of a key; expected " +
+                     security::expectedKeyName + ", or --property " + interfaces::curveNameProperty + "=NAME");
+  }
+}
+
+void checkNameProperty(const Any& value) {
+  const auto* const text = any_cast<std::string>(&value);
+  if (text == nullptr || !security::isKeyName(*text)) {
+    throw UsageError(std::string("--property ") + interfaces::curveNameProperty + " is " +
+                     (text == nullptr ? "JSON" : "'" + *text + "'") +
+                     "; expected a name of a key: " + security::expectedKeyName);
+  }
+}
+
+void warn(std::ostream& messages, const std::string& text) {
+  messages << "spfctl: warning: " << escaped(text) << std::endl;
+}
+
+void checkTrust(const std::filesystem::path& folder, std::ostream& messages) {
+  const auto trusted = security::TrustFolder(folder, nullptr).keys();
+  for (const auto& problem : trusted->problems()) {
+    warn(messages, problem);
+  }
+  if (trusted->keys().empty()) {
+    warn(messages, folder.native() + ": nobody is trusted; expected a file NAME.pub for each peer");
+  }
+}
+
+}  // namespace
+
+void checkKeys(const FrameworkOptions& options) {
+  if (options.key.empty() && options.trust.empty()) {
+    return;
+  }
+  refuseKeyItself(options.key);
+  requireBoth(options);
+  refuseProperty(options, interfaces::curveSecretKeyProperty, "--key");
+  refuseProperty(options, interfaces::curveTrustProperty, "--trust");
+  const auto name = options.properties.find(interfaces::curveNameProperty);
+  if (name == options.properties.end()) {
+    checkStem(options);
+  } else {
+    checkNameProperty(name->second);
+  }
+}
+
+bool addKeyProperties(const FrameworkOptions& options, std::map<std::string, Any>& properties, std::ostream& messages) {
+  if (options.key.empty()) {
+    return true;
+  }
+  // Bundles are told full names, which stay good wherever the process goes.
+  const auto key = std::filesystem::absolute(options.key);
+  const auto trust = std::filesystem::absolute(options.trust);
+  try {
+    static_cast<void>(security::readSecretKey(key));
+    checkTrust(trust, messages);
+  } catch (const security::KeyFileError& error) {
+    messages << "spfctl: " << escaped(error.what()) << std::endl;
+    return false;
+  }
+  properties.emplace(interfaces::curveNameProperty, key.stem().native());  // unless a property gives another one
+  properties[interfaces::curveSecretKeyProperty] = key.native();
+  properties[interfaces::curveTrustProperty] = trust.native();
+  return true;
+}
+
+}  // namespace spfctl
