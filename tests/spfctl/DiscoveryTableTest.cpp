@@ -75,6 +75,19 @@ TEST_F(ATableOfNames, HasAddressesThatOneCanConnectTo) {
   EXPECT_NE(complaint(R"({"a": "station"})").find("'station'"), std::string::npos);
 }
 
+TEST_F(ATableOfNames, MayNameKeys) {
+  const auto table = read(R"({"station": ["tcp://h:1#alice", "tcp://h:1#bob"], "dock": "ipc:///run/dock#1"})");
+  EXPECT_EQ(table.addresses,
+            (Addresses{{"station", {"tcp://h:1#alice", "tcp://h:1#bob"}}, {"dock", {"ipc:///run/dock#1"}}}));
+  const std::string expected = "expected 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning";
+  EXPECT_EQ(complaint(R"({"a": ["tcp://h:1", "tcp://h:1#"]})"),
+            "1:21: malformed endpoint 'tcp://h:1#': '' is no name of a key; " + expected);
+  EXPECT_EQ(complaint(R"({"a": "tcp://h:1#.b"})"),
+            "1:7: malformed endpoint 'tcp://h:1#.b': '.b' is no name of a key; " + expected);
+  EXPECT_EQ(complaint(R"({"a": "tcp://*:1#b"})"),
+            "1:7: the address 'tcp://*:1#b' is none of a peer; expected a host and a port");
+}
+
 TEST_F(ATableOfNames, NamesThePlaceOfTextThatIsNoJson) {
   EXPECT_EQ(complaint("{\"a\" 1}").find("1:6: syntax error"), 0u) << complaint("{\"a\" 1}");
 }

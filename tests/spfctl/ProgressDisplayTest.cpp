@@ -35,6 +35,12 @@ PublisherState ready(const std::string& id) {
   return publisher(id, {}, true);
 }
 
+PublisherState refusing(const std::string& id, std::vector<RefusedPeers> refused) {
+  auto state = ready(id);
+  state.refused = std::move(refused);
+  return state;
+}
+
 std::vector<std::string> block(const std::vector<PublisherState>& states, TerminalSize size,
                                std::optional<Clock::time_point> deadline = std::nullopt) {
   std::vector<std::string> texts;
@@ -62,6 +68,40 @@ TEST(AnOutstandingEndpoint, IsDescribedByWhatIsKnownOfIt) {
   EXPECT_EQ(describe(endpoint("to connect", "c", "opening", "", 1)), "to connect c: opening, 1 try");
   EXPECT_EQ(describe(endpoint("to connect", "c", "lost", "Connection refused", 3)),
             "to connect c: lost, 3 tries: Connection refused");
+}
+
+TEST(RefusedPeers, AreDescribedByTheirNumberAndTheLastReason) {
+  EXPECT_EQ(describe(RefusedPeers{"tcp://a:1", 1, "no encryption"}),
+            "up tcp://a:1 (1 peer refused, last: no encryption)");
+  EXPECT_EQ(describe(RefusedPeers{"tcp://a:1", 3, "key unknown"}), "up tcp://a:1 (3 peers refused, last: key unknown)");
+}
+
+TEST(TheBlockOfPublishers, HasALineForEachEndpointThatHasRefusedPeers) {
+  auto state = refusing("p", {{"a", 3, "key unknown"}, {"b\x1b", 1, "no encryption"}});
+  state.outstanding = {endpoint("to connect", "c", "lost", "refused")};
+  state.bound = {2, 2};
+  EXPECT_EQ(block({state, refusing("q", {{"d", 1, "key unknown"}})}, {80, 24}),
+            (Lines{"p  degraded 1 min 5 s  bound 2 of 2  4 peers refused", "  to connect c: lost: refused",
+                   "  up a (3 peers refused, last: key unknown)", "  up b\\x1b (1 peer refused, last: no encryption)",
+                   "q  ready    1 min 5 s  1 peer refused", "  up d (1 peer refused, last: key unknown)"}));
+}
+
+TEST(TheBlockOfPublishers, FoldsEndpointsThatHaveRefusedPeersFirst) {
+  auto state = refusing("p", {{"a", 3, "key unknown"}, {"b", 1, "no encryption"}});
+  state.outstanding = {endpoint("to connect", "c", "lost")};
+  EXPECT_EQ(block({state}, {80, 4}), (Lines{"p  degraded 1 min 5 s  4 peers refused", "  to connect c: lost",
+                                            "  up a (3 peers refused, last: key unknown)"}));
+  EXPECT_EQ(block({state}, {80, 3}), (Lines{"p  degraded 1 min 5 s  4 peers refused", "  to connect c: lost"}));
+  EXPECT_EQ(block({state}, {80, 2}), (Lines{"p  degraded 1 min 5 s  4 peers refused"}));
+  state.outstanding.push_back(endpoint("to connect", "d", "lost"));
+  EXPECT_EQ(block({state}, {80, 3}),
+            (Lines{"p  degraded 1 min 5 s  4 peers refused", "  2 more endpoints outstanding"}));
+}
+
+TEST(TheBlockOfPublishers, ShowsOfAFailedOneOnlyWhy) {
+  auto state = refusing("p", {{"a", 3, "key unknown"}});
+  state.error = "port taken";
+  EXPECT_EQ(block({state}, {80, 24}), (Lines{"p  failed: port taken"}));
 }
 
 TEST(TheBlockOfPublishers, HasALineForEachAndForEachEndpointThatIsNotUp) {
@@ -172,6 +212,47 @@ TEST_F(AProgressDisplay, WritesLostAndRegainedConnections) {
   EXPECT_EQ(shown(sut, {lost}), "2 p: to connect c d: lost\n");
   EXPECT_EQ(shown(sut, {ready("p")}), "3 p: up: c d\n");
   EXPECT_EQ(shown(sut, {ready("p")}), "");
+}
+
+TEST_F(AProgressDisplay, WritesWhyAPeerRefusesAConnection) {
+  ProgressDisplay sut(out_, lines());
+  const auto with = [](const std::string& reason) {
+    return publisher("p", {endpoint("to connect", "tcp://a:1#b", "opening", reason, 1)}, true);
+  };
+  EXPECT_EQ(shown(sut, {with("")}), "1 p: to connect tcp://a:1#b\n");
+  int line = 1;
+  for (const std::string reason : {"no key of 'b' is trusted", "refused", "no encryption",
+                                   "handshake broken off (wrong server key, or not a peer)"}) {
+    EXPECT_EQ(shown(sut, {with(reason)}),
+              std::to_string(++line) + " p: to connect tcp://a:1#b: opening: " + reason + "\n");
+  }
+}
+
+TEST_F(AProgressDisplay, WritesEachReasonForWhichAnEndpointRefusesPeersOnce) {
+  ProgressDisplay sut(out_, lines());
+  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 1, "key unknown"}})}),
+            "1 p: ready\n2 p: up a: peers refused: key unknown\n");
+  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 7, "key unknown"}})}), "");
+  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 8, "no encryption"}, {"b", 1, "key unknown"}})}),
+            "3 p: up a: peers refused: no encryption\n4 p: up b: peers refused: key unknown\n");
+  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 9, "key unknown"}, {"b", 2, "key unknown"}})}), "");
+}
+
+TEST_F(AProgressDisplay, WritesWhomAnEndpointRefusesAgainOnceItsSocketWasOpenedAnew) {
+  ProgressDisplay sut(out_, lines());
+  const auto both = [](std::vector<RefusedPeers> ofP) {
+    return std::vector<PublisherState>{refusing("p", std::move(ofP)), refusing("q", {{"a", 1, "key unknown"}})};
+  };
+  shown(sut, both({{"a", 1, "key unknown"}}));
+  EXPECT_EQ(shown(sut, both({})), "");
+  EXPECT_EQ(shown(sut, both({{"a", 1, "key unknown"}})), "5 p: up a: peers refused: key unknown\n");
+}
+
+TEST_F(AProgressDisplay, ShowsTheNumberOfRefusedPeersOnATerminal) {
+  ProgressDisplay sut(out_, terminal());
+  shown(sut, {refusing("p", {{"a", 1, "key unknown"}})});
+  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 2, "key unknown"}})}),
+            "\x1b[2A\x1b[Jp  ready    0 s     2 peers refused\n  up a (2 peers refused, last: key unknown)\n");
 }
 
 TEST_F(AProgressDisplay, EscapesWhatATerminalWouldObey) {

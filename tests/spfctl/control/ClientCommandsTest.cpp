@@ -99,6 +99,44 @@ TEST_F(TheClients, PrintAHostWithEverythingThatItSays) {
             "  longer  1.0.0  active\n");
 }
 
+TEST_F(TheClients, PrintWhomAHostHasRefused) {
+  const ScriptedHost host(folder_, "h", R"({"version":1,"ok":true,"publishers":[
+    {"id":"p","state":"ready","servicesPublished":true,"error":"","endpoints":[
+      {"direction":"bind","endpoint":"tcp://*:1","phase":"up","address":"tcp://0.0.0.0:1","reason":"",
+       "refusedPeers":3,"lastRefusal":"key unknown"},
+      {"direction":"bind","endpoint":"tcp://b:2","phase":"up","address":"tcp://b:2","reason":"",
+       "refusedPeers":1,"lastRefusal":"no\u001b encryption"},
+      {"direction":"bind","endpoint":"tcp://b:3","phase":"up","address":"tcp://b:3","reason":"",
+       "refusedPeers":0,"lastRefusal":""},
+      {"direction":"bind","endpoint":"tcp://b:4","phase":"up","address":"tcp://b:4","reason":"",
+       "refusedPeers":-1,"lastRefusal":"nonsense"}]}]})");
+  EXPECT_EQ(spfctl::status(status(), output_), ExitCode::done);
+  EXPECT_THAT(printed(), HasSubstr("    bind  tcp://*:1  up  tcp://0.0.0.0:1 (3 peers refused, last: key unknown)\n"
+                                   "    bind  tcp://b:2  up  (1 peer refused, last: no\\x1b encryption)\n"
+                                   "    bind  tcp://b:3  up\n"
+                                   "    bind  tcp://b:4  up\n"));
+}
+
+TEST_F(TheClients, PrintWhyAPeerRefusesAHost) {
+  const ScriptedHost host(folder_, "h", R"json({"version":1,"ok":true,"publishers":[
+    {"id":"p","state":"waiting","servicesPublished":true,"error":"","endpoints":[
+      {"direction":"connect","endpoint":"tcp://b:1#b","phase":"opening","address":"tcp://b:1","reason":"refused"},
+      {"direction":"connect","endpoint":"tcp://b:2#b","phase":"lost","address":"tcp://b:2","reason":"no encryption"},
+      {"direction":"connect","endpoint":"b","phase":"opening","address":"tcp://b:3",
+       "reason":"handshake broken off (wrong server key, or not a peer)"},
+      {"direction":"connect","endpoint":"tcp://b:4#c","phase":"opening","address":"tcp://b:4",
+       "reason":"no key of 'c' is trusted"},
+      {"direction":"connect","endpoint":"tcp://b:5#b","phase":"up","address":"tcp://b:5","reason":""}]}]})json");
+  EXPECT_EQ(spfctl::status(status(), output_), ExitCode::done);
+  EXPECT_THAT(
+      printed(),
+      HasSubstr("    connect  tcp://b:1#b  opening  refused\n"
+                "    connect  tcp://b:2#b  lost     no encryption\n"
+                "    connect  b            opening  tcp://b:3: handshake broken off (wrong server key, or not a peer)\n"
+                "    connect  tcp://b:4#c  opening  no key of 'c' is trusted\n"
+                "    connect  tcp://b:5#b  up\n"));
+}
+
 TEST_F(TheClients, PrintATableOfAllHosts) {
   const ScriptedHost one(folder_, "h", statusAnswer);
   const ScriptedHost another(folder_, "strange", R"({"version":1,"ok":true,"publishers":7})");

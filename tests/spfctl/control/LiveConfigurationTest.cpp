@@ -2,12 +2,15 @@
 
 #include <gmock/gmock.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
 
 #include "agent/host/services.hpp"
+#include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "control/FailingInstallations.hpp"
 #include "file/readConfiguration.hpp"
@@ -16,6 +19,8 @@
 namespace spf::test {
 
 using namespace spfctl;
+using agent::spf::frameworkinterfaces::EndpointState;
+using agent::spf::frameworkinterfaces::EndpointStatus;
 using agent::spf::frameworklistener::FrameworkEvent;
 using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
@@ -54,7 +59,52 @@ class ALiveConfiguration : public testing::Test {
   LiveConfiguration sut_{sourceOf(pAndQ), changes_, recorder_};
 };
 
+/// Has the records that a test gives it, which never change.
+class FixedRecords : public EndpointStatus {
+ public:
+  explicit FixedRecords(std::vector<EndpointState> records) : records_(std::move(records)) {}
+
+  std::vector<EndpointState> list() const override { return records_; }
+  ListenerID addListener(std::function<void()>) override { return 1; }
+  void removeListener(ListenerID) override {}
+
+ private:
+  const std::vector<EndpointState> records_;
+};
+
+EndpointState bound(const std::string& publisher, const std::string& endpoint, std::uint32_t refused,
+                    const std::string& reason) {
+  EndpointState state{};
+  state.servicePublisherID = publisher;
+  state.direction = EndpointState::Direction::bind;
+  state.endpoint = endpoint;
+  state.phase = EndpointState::Phase::up;
+  state.refusedPeers = refused;
+  state.lastRefusal = reason;
+  return state;
+}
+
 }  // namespace
+
+TEST_F(ALiveConfiguration, HasThePeersThatEachEndpointHasRefusedOverAllOfItsSockets) {
+  agent::host::services::getFramework()->GetBundleContext().RegisterService<EndpointStatus>(
+      std::make_shared<FixedRecords>(std::vector<EndpointState>{
+          bound("p", "name", 4000000000u, "key unknown"), bound("p", "name", 4000000000u, "no encryption"),
+          bound("p", "name", 0, ""), bound("p", "other", 1, "key unknown"), bound("p", "none", 0, ""),
+          bound("q", "name", 2, "handshake failed")}));
+  sut_.publish();
+  const auto states = sut_.states();
+  ASSERT_EQ(states.size(), 2u);
+  ASSERT_EQ(states[0].refused.size(), 2u);
+  EXPECT_EQ(states[0].refused[0].endpoint, "name");
+  EXPECT_EQ(states[0].refused[0].count, 8000000000u);
+  EXPECT_EQ(states[0].refused[0].last, "no encryption");
+  EXPECT_EQ(states[0].refused[1].endpoint, "other");
+  EXPECT_EQ(states[0].refused[1].count, 1u);
+  ASSERT_EQ(states[1].refused.size(), 1u);
+  EXPECT_EQ(states[1].refused[0].count, 2u);
+  EXPECT_THAT(states[0].outstanding, IsEmpty());
+}
 
 TEST_F(ALiveConfiguration, WaitsAtItsWithdrawalForPublishersThatAnEarlierRevisionHad) {
   sut_.publish();

@@ -107,8 +107,27 @@ TEST(TheStatusAsJson, HasTheFrameworksRecordsOfThePublishersEndpoints) {
   endpoint.erase("since");
   EXPECT_EQ(endpoint.dump(),
             R"({"direction":"connect","endpoint":"tcp://localhost:1","phase":"opening","address":"tcp://127.0.0.1:1",)"
-            R"("tries":4,"reason":"Connection refused"})");
+            R"("tries":4,"reason":"Connection refused","refusedPeers":0,"lastRefusal":""})");
   EXPECT_EQ(answer[1]["endpoints"].dump(), "[]");
+}
+
+TEST(TheStatusAsJson, HasThePeersThatABoundEndpointHasRefused) {
+  HostStatus status;
+  status.publishers = {readyPublisher("p")};
+  EndpointState record{};
+  record.servicePublisherID = "p";
+  record.direction = EndpointState::Direction::bind;
+  record.endpoint = "tcp://a:1";
+  record.phase = EndpointState::Phase::up;
+  record.refusedPeers = 3;
+  record.lastRefusal = "key unknown";
+  status.endpoints = {record};
+  const auto publishers = jsonOf(status)["publishers"];
+  const auto endpoint = publishers[0]["endpoints"][0];
+  EXPECT_EQ(endpoint["refusedPeers"], 3);
+  EXPECT_EQ(endpoint["lastRefusal"], "key unknown");
+  EXPECT_EQ(endpoint["phase"], "up");
+  EXPECT_EQ(publishers[0]["state"], "ready");
 }
 
 TEST(TheStatusAsJson, HasWhatIsOutstandingWhereTheFrameworkHasNoRecords) {

@@ -93,11 +93,12 @@ TEST(NamesOnATerminal, HaveALineForEachChange) {
 TEST(NamesAsJson, AreADocument) {
   NameRecord fixed;
   fixed.name = "dock";
-  fixed.address = "ipc:///run/dock";
+  fixed.address = "tcp://10.0.0.3:1";
+  fixed.key = "dock";
   EXPECT_EQ(json::parse(namesAsJson({fixed, record("station", "2", "tcp://10.0.0.1:5555")})), json::parse(R"({
     "format_version": 1,
     "names": [
-      {"name": "dock", "source": "table", "address": "ipc:///run/dock"},
+      {"name": "dock", "source": "table", "address": "tcp://10.0.0.3:1", "key": "dock"},
       {"name": "station", "source": "etcd", "address": "tcp://10.0.0.1:5555", "key": "", "host": "alpha",
        "process": 4711, "configuration": "weather", "since": "2026-11-22T07:59:59.000Z", "announcement": "2"}]})"));
   EXPECT_EQ(json::parse(namesAsJson({})), json::parse(R"({"format_version": 1, "names": []})"));

@@ -89,6 +89,14 @@ TEST_F(Discover, ListsWhatHostsAnnounce) {
   EXPECT_EQ(document["names"][2]["announcement"], "1");
 }
 
+TEST_F(Discover, ListsTheNameOfTheKeyThatAHostProves) {
+  auto keyed = station_;
+  keyed.key = "alpha.key";
+  put(keyed);
+  EXPECT_THAT(discover().out, HasSubstr("\nstation  tcp://10.0.0.1:5555#alpha.key  alpha  "));
+  EXPECT_EQ(json::parse(discover({"--json"}).out)["names"][0]["key"], "alpha.key");
+}
+
 TEST_F(Discover, ListsOneNameOrEndsWithOneIfItIsUnknown) {
   put(station_);
   put(record("pier", "2", "tcp://10.0.0.2:1"));

@@ -85,6 +85,9 @@ void ConfiguredEndpoint::onProgress(SocketID id, const SocketReport& report) {
       progress.enter(Progress::Phase::up);
       withoutSockets_ = {};
       break;
+    case SocketEvent::refused:
+      socket->refusals = {report.details.count, report.details.reason};
+      break;
     default:
       progress.tries.count = 0;
       progress.tries.reason = report.details.reason;
@@ -103,15 +106,16 @@ bool ConfiguredEndpoint::markWithoutSockets(Progress::Phase phase, const std::st
 std::vector<EndpointState> ConfiguredEndpoint::states(
     const agent::spf::frameworkinterfaces::EventSink::Origin& origin) const {
   std::vector<EndpointState> states;
-  const auto add = [&](const Progress& progress) {
+  const auto add = [&](const Progress& progress, const Refusals& refusals) {
     states.push_back({origin.servicePublisherID, origin.modificationCount, direction(), text_, progress.phase,
-                      progress.tries.address, progress.tries.count, progress.tries.reason, progress.since});
+                      progress.tries.address, progress.tries.count, progress.tries.reason, progress.since,
+                      refusals.count, refusals.reason});
   };
   for (const Socket& socket : sockets_) {
-    add(socket.progress);
+    add(socket.progress, socket.refusals);
   }
   if (sockets_.empty()) {
-    add(withoutSockets_);
+    add(withoutSockets_, {});
   }
   return states;
 }

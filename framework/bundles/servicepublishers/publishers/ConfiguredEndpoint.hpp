@@ -38,7 +38,7 @@ class ConfiguredEndpoint {
   /// Adds a socket to an endpoint without sockets, or another one for the same discovery name.
   void add(Socket socket);
 
-  /// Handles a report of `trying`, `opened` or `lost`.
+  /// Handles a report of `trying`, `opened`, `lost` or `refused`.
   void onProgress(SocketID id, const SocketReport& report);
 
   /// Sets why the endpoint has no sockets. One that was up stays lost.

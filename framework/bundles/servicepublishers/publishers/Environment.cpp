@@ -46,6 +46,9 @@ class SocketListener : public EndpointListener {
   void trying(const EndpointTries& tries) override { post({SocketEvent::trying, tries}); }
   void opened(const std::string& address) override { post({SocketEvent::opened, {address, 0, ""}}); }
   void lost(const std::string& reason) override { post({SocketEvent::lost, {"", 0, reason}}); }
+  void refused(std::uint32_t count, const std::string& reason) override {
+    post({SocketEvent::refused, {"", count, reason}});
+  }
   void warned(const std::string& what) override { post({SocketEvent::warned, {"", 0, what}}); }
   void failed(std::exception_ptr reason) override { post({SocketEvent::failed, {"", 0, textOf(reason)}}); }
   void closed() override { post({SocketEvent::closed, {}}); }

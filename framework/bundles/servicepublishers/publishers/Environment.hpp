@@ -29,12 +29,15 @@ using agent::spf::frameworkinterfaces::EndpointTries;
 /// Identifies a socket that this bundle requested from a transport.
 using SocketID = std::uint64_t;
 
-enum class SocketEvent { trying, opened, lost, warned, failed, closed };
+enum class SocketEvent { trying, opened, lost, refused, warned, failed, closed };
 
 /// A transport's report about a socket.
 struct SocketReport {
   SocketEvent event = SocketEvent::trying;
-  EndpointTries details;  ///< the address of `opened`, the reason of `lost`, `warned` and `failed`, all of `trying`
+
+  /// The address of `opened`, the reason of `lost`, `warned` and `failed`, count and reason of `refused`, all of
+  /// `trying`.
+  EndpointTries details;
 };
 
 /// How far a socket is, or an endpoint that has none.
@@ -58,6 +61,12 @@ struct Progress {
   bool wasUp() const noexcept { return phase == Phase::up || phase == Phase::lost; }
 };
 
+/// The peers that a bound socket has not let in.
+struct Refusals {
+  std::uint32_t count = 0;
+  std::string reason;  ///< why the last of them was not
+};
+
 /// The announcement of a bound socket.
 struct Announced {
   AnnouncedEndpoint endpoint;
@@ -75,6 +84,7 @@ struct Socket {
   agent::spf::frameworkinterfaces::Transport::EndpointID endpoint = 0;
   DiscoveredAddress address;
   Progress progress;
+  Refusals refusals;
   bool isReplacement = false;  ///< replaces one that the same transport closed unasked
 
   std::string reachable;               ///< where peers reach it; empty unless it is bound, and of a kind to announce

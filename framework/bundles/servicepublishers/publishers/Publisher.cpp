@@ -181,6 +181,7 @@ void Publisher::onUsedSocket(Endpoints::iterator endpoint, SocketID id, const So
   switch (report.event) {
     case SocketEvent::trying:
     case SocketEvent::lost:
+    case SocketEvent::refused:
       endpoint->onProgress(id, report);
       show(*endpoint);
       break;

@@ -14,6 +14,7 @@
 
 #include "agent/spf/etcd/Registry.hpp"
 #include "agent/spf/frameworksupport/deadlineAfter.hpp"
+#include "agent/spf/frameworksupport/keyNames.hpp"
 #include "commands/Changes.hpp"
 #include "commands/frameworkOptions.hpp"
 #include "discovery/FollowedNames.hpp"
@@ -161,8 +162,10 @@ std::vector<NameRecord> recordsOf(const CheckedTable& table, const std::string& 
     for (const auto& address : addresses) {
       if (name.empty() || name == entry) {
         NameRecord record;
+        const auto split = agent::spf::frameworksupport::splitKey(address);  // the table was checked
         record.name = entry;
-        record.address = address;
+        record.address = split.address;
+        record.key = split.key;
         records.push_back(std::move(record));
       }
     }

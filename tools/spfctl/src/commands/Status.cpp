@@ -9,6 +9,7 @@
 #include "commands/clientSupport.hpp"
 #include "commands/clients.hpp"
 #include "display/Table.hpp"
+#include "display/publisherLines.hpp"
 
 namespace spfctl {
 
@@ -59,6 +60,32 @@ std::string readyCount(const ordered_json& publishers) {
   return std::to_string(ready) + " of " + std::to_string(publishers.size());
 }
 
+// An address says more than the endpoint if it is another one, apart from the name of a key.
+std::string addressOf(const ordered_json& endpoint) {
+  const auto address = textOf(endpoint, "address");
+  const auto configured = textOf(endpoint, "endpoint");
+  return address == configured || configured.rfind(address + "#", 0) == 0 ? "" : address;
+}
+
+std::string refusalsOf(const ordered_json& endpoint) {
+  const auto count = memberOf(endpoint, "refusedPeers");
+  if (!count.is_number_unsigned() || count == 0) {
+    return "";
+  }
+  return "(" + refusedText(count.get<std::uint64_t>()) + ", last: " + textOf(endpoint, "lastRefusal") + ")";
+}
+
+// Where the endpoint is, why it is not up, and whom it has refused.
+std::string detailsOf(const ordered_json& endpoint) {
+  auto text = addressOf(endpoint);
+  const auto append = [&text](const char* separator, const std::string& part) {
+    text += (text.empty() || part.empty() ? "" : separator) + part;
+  };
+  append(": ", textOf(endpoint, "reason"));
+  append(" ", refusalsOf(endpoint));
+  return text;
+}
+
 void printHost(const ordered_json& answer, std::ostream& stream) {
   const auto host = memberOf(answer, "host");
   const auto configuration = memberOf(answer, "configuration");
@@ -84,11 +111,8 @@ void printHost(const ordered_json& answer, std::ostream& stream) {
            << '\n';
     Table endpoints;
     for (const auto& endpoint : memberOf(publisher, "endpoints")) {
-      const auto address = textOf(endpoint, "address");
-      const auto reason = textOf(endpoint, "reason");
-      const bool isElsewhere = !address.empty() && address != textOf(endpoint, "endpoint");
       endpoints.add({textOf(endpoint, "direction"), textOf(endpoint, "endpoint"), textOf(endpoint, "phase"),
-                     (isElsewhere ? address + (reason.empty() ? "" : ": ") : "") + reason});
+                     detailsOf(endpoint)});
     }
     endpoints.print(stream, "    ");
   }

@@ -61,7 +61,7 @@ const char* nameOf(Kind kind) {
 
 ordered_json toJson(const NameRecord& record) {
   if (record.id.empty()) {
-    return {{"name", record.name}, {"source", "table"}, {"address", record.address}};
+    return {{"name", record.name}, {"source", "table"}, {"address", record.address}, {"key", record.key}};
   }
   return {{"name", record.name},
           {"source", "etcd"},

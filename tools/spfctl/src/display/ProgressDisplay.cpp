@@ -1,9 +1,8 @@
 #include "display/ProgressDisplay.hpp"
 
 #include <algorithm>
+#include <iterator>
 #include <ostream>
-#include <set>
-#include <utility>
 
 #include "display/terminalText.hpp"
 
@@ -47,6 +46,7 @@ void ProgressDisplay::show(const std::vector<PublisherState>& states, const Mome
   } else {
     for (const auto& state : states) {
       writeChanges(state);
+      writeRefusals(state);
     }
   }
   stream_.flush();
@@ -110,6 +110,22 @@ void ProgressDisplay::writeChanges(const PublisherState& state) {
       writeLine(state.id + ": up: " + entry->first.substr(entry->first.find(' ', prefix.size() + 3) + 1));
     }
     entry = shown_.erase(entry);
+  }
+}
+
+// The number of peers changes too often to be worth a line, and strangers decide on the reasons: each is written once.
+void ProgressDisplay::writeRefusals(const PublisherState& state) {
+  std::set<std::string> refusing;
+  for (const auto& peers : state.refused) {
+    refusing.insert(peers.endpoint);
+    if (refusals_[{state.id, peers.endpoint}].insert(peers.last).second) {
+      writeLine(state.id + ": up " + peers.endpoint + ": peers refused: " + peers.last);
+    }
+  }
+  // Those whose sockets have been opened anew begin anew.
+  for (auto entry = refusals_.begin(); entry != refusals_.end();) {
+    const auto& [publisher, endpoint] = entry->first;
+    entry = publisher == state.id && refusing.count(endpoint) == 0 ? refusals_.erase(entry) : std::next(entry);
   }
 }
 

@@ -5,7 +5,9 @@
 #include <iosfwd>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "display/publisherLines.hpp"
@@ -38,12 +40,17 @@ class ProgressDisplay {
  private:
   void redraw(std::vector<DisplayLine> lines, TerminalSize size);
   void writeChanges(const PublisherState& state);
+  void writeRefusals(const PublisherState& state);
   void writeLine(const std::string& text);
   std::size_t drawnRows(std::size_t columns) const;
 
   std::ostream& stream_;
   const DisplayOptions options_;
   std::map<std::string, std::string> shown_;  // by publisher, and by publisher and endpoint
+
+  // The reasons for refusals that were written, by publisher and endpoint.
+  std::map<std::pair<std::string, std::string>, std::set<std::string>> refusals_;
+
   std::vector<DisplayLine> drawn_;
   std::size_t drawnColumns_ = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,13 @@ struct OutstandingEndpoint {
   unsigned tries = 0;
 };
 
+/// The peers that a bound endpoint has not let in.
+struct RefusedPeers {
+  std::string endpoint;     ///< as it is configured
+  std::uint64_t count = 0;  ///< at least one
+  std::string last;         ///< why the last of them was not
+};
+
 /// How many of a publisher's endpoints are up.
 struct EndpointCount {
   std::size_t up = 0;
@@ -28,7 +36,8 @@ struct PublisherState {
   EndpointCount bound;
   EndpointCount connected;
   std::vector<OutstandingEndpoint> outstanding;
-  bool endpointsComplete = false;  ///< all endpoints have been up once
+  std::vector<RefusedPeers> refused;  ///< by each endpoint that has refused any
+  bool endpointsComplete = false;     ///< all endpoints have been up once
   bool servicesPublished = false;
   std::string error;                            ///< what the framework says; empty if it says nothing
   std::chrono::steady_clock::time_point since;  ///< when it was published, got ready, or failed

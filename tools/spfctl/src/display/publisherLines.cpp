@@ -46,6 +46,18 @@ std::string countText(const char* what, const EndpointCount& count) {
   return std::string("  ") + what + " " + std::to_string(count.up) + " of " + std::to_string(count.configured);
 }
 
+std::string counted(std::uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + " " + (count == 1 ? one : many);
+}
+
+std::uint64_t refusedBy(const PublisherState& state) {
+  std::uint64_t sum = 0;
+  for (const auto& peers : state.refused) {
+    sum += peers.count;
+  }
+  return sum;
+}
+
 DisplayLine publisherLine(const PublisherState& state, const Moment& moment, std::size_t nameColumns) {
   auto text = padded(cutTo(escaped(state.id), widestName), nameColumns);
   if (state.failed()) {
@@ -55,6 +67,7 @@ DisplayLine publisherLine(const PublisherState& state, const Moment& moment, std
   text += padded(state.ready() ? (isDegraded ? "  degraded " : "  ready ") : "  waiting ", 11);
   text += padded(duration(moment.now - state.since), 6);
   text += countText("bound", state.bound) + countText("connected", state.connected);
+  text += state.refused.empty() ? "" : "  " + refusedText(refusedBy(state));
   text += state.servicesPublished ? "" : "  services not published";
   text.erase(text.find_last_not_of(' ') + 1);
   return {text, state.ready() && !isDegraded ? Emphasis::good : Emphasis::none};
@@ -66,10 +79,6 @@ std::size_t nameColumnsOf(const std::vector<PublisherState>& states) {
     columns = std::max(columns, columnsOf(cutTo(escaped(state.id), widestName)));
   }
   return columns;
-}
-
-std::string counted(std::size_t count, const char* one, const char* many) {
-  return std::to_string(count) + " " + (count == 1 ? one : many);
 }
 
 DisplayLine summary(const std::vector<PublisherState>& states) {
@@ -117,11 +126,16 @@ class Block {
     const bool allFit = left <= rowsForEndpoints;
     // One row is kept for the number of those that are left out.
     auto rows = allFit || rowsForEndpoints == 0 ? rowsForEndpoints : rowsForEndpoints - 1;
+    auto rowsForRefused = allFit ? rowsForEndpoints - left : 0;  // the publishers' own lines have the numbers
     for (const auto& state : states_) {
       lines_.push_back(publisherLine(state, moment_, nameColumns_));
       for (std::size_t index = 0; !state.failed() && index < state.outstanding.size() && rows > 0; ++index, --rows) {
         lines_.push_back({"  " + escaped(describe(state.outstanding[index]))});
         --left;
+      }
+      for (std::size_t index = 0; !state.failed() && index < state.refused.size() && rowsForRefused > 0;
+           ++index, --rowsForRefused) {
+        lines_.push_back({"  " + escaped(describe(state.refused[index]))});
       }
     }
     if (!allFit && rowsForEndpoints > 0) {
@@ -167,6 +181,14 @@ std::string describe(const OutstandingEndpoint& endpoint) {
     text += ", " + counted(endpoint.tries, "try", "tries");
   }
   return endpoint.reason.empty() ? text : text + ": " + endpoint.reason;
+}
+
+std::string refusedText(std::uint64_t count) {
+  return counted(count, "peer", "peers") + " refused";
+}
+
+std::string describe(const RefusedPeers& peers) {
+  return "up " + peers.endpoint + " (" + refusedText(peers.count) + ", last: " + peers.last + ")";
 }
 
 std::string progressOf(const PublisherState& state, std::chrono::steady_clock::time_point now) {

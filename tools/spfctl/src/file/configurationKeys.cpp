@@ -36,7 +36,8 @@ const ConfigurationObject servicePublisherObject{
     "servicePublisher",
     {{"uniqueID", ValueShape::text, required, "Names the publisher within this file."},
      {"name", ValueShape::text, required, "The kind of publisher: rpcservicepublisher or legacyservicepublisher."},
-     {"endpointsToConnectTo", ValueShape::endpoints, optional, "Addresses or discovery names to connect to."},
+     {"endpointsToConnectTo", ValueShape::endpoints, optional,
+      "Addresses or discovery names to connect to; tcp://HOST:PORT#NAME names the peer's key."},
      {"endpointsToBindTo", ValueShape::endpoints, optional, "Addresses to listen at."},
      {"importFilter", ValueShape::filter, optional, "An LDAP filter."},
      {"exportFilter", ValueShape::filter, optional, "An LDAP filter on the properties of the services to publish."}}};

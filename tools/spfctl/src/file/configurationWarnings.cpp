@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "agent/spf/frameworksupport/Address.hpp"
+#include "agent/spf/frameworksupport/keyNames.hpp"
 #include "file/endpointTexts.hpp"
 #include "file/jsonText.hpp"
 
@@ -20,6 +21,7 @@ using agent::spf::frameworksupport::mayCollide;
 using agent::spf::frameworksupport::parseAddress;
 using agent::spf::frameworksupport::Place;
 using agent::spf::frameworksupport::placeOf;
+using agent::spf::frameworksupport::requireNoKey;
 using agent::spf::frameworksupport::Scheme;
 using Kind = JsonValue::Kind;
 using Texts = std::unordered_set<std::string>;
@@ -143,6 +145,7 @@ class Warnings {
 
   std::string whyNotBound(const std::string& text) {
     try {
+      requireNoKey(text);
       const auto other = bound_.add(parseAddress(text));
       return other.empty() ? ""
                            : "the address '" + text + "' is bound twice, as '" + other +
