@@ -464,6 +464,9 @@ TEST_F(AControlServer, LeavesNeitherSocketNorLockBehind) {
 
 TEST_F(AControlServer, ClosesItsConnectionsAfterItHasReleasedTheName) {
   RawClient client(socket_);
+  // One that is not accepted yet would be closed with the socket.
+  client.request("a");
+  EXPECT_EQ(client.readLine(), R"({"echo":"a"})");
   auto ending = std::async(std::launch::async, [&] { sut_.reset(); });
   EXPECT_TRUE(client.isClosedByHost());
   EXPECT_TRUE(is_empty(folder_.path()));
