@@ -8,22 +8,26 @@
 
 namespace spf::test {
 
+using nlohmann::json;
 using testing::HasSubstr;
 namespace fs = std::filesystem;
 namespace security = agent::spf::security;
 
-// Two hosts with keys. Whatever is shown and written is searched for parts of their secret keys.
+// Hosts with keys, of which that of the stranger is trusted by nobody. Whatever is shown and written is searched for
+// parts of their secret keys.
 class ASecretKey : public EndToEnd {
  protected:
   void SetUp() override {
     fs::create_directory(trusted());
-    for (const auto* name : {"station", "pier"}) {
+    for (const std::string name : {"station", "pier", "stranger"}) {
       Process keygen({SPFCTL, "keygen", name, "--folder", workspace_.path()});
       ASSERT_EQ(keygen.wait(), 0) << keygen.err();
-      show("the output of keygen", keygen.out() + keygen.err());
-      fs::copy_file(path(std::string(name) + ".pub"), trusted() / (std::string(name) + ".pub"));
-      secrets_.push_back(textOf(path(std::string(name) + ".key")));
-      addForms(path(std::string(name) + ".key"));
+      secrets_.push_back(textOf(path(name + ".key")));
+      addForms(path(name + ".key"));
+      showAll("keygen", keygen);
+    }
+    for (const auto* name : {"station.pub", "pier.pub"}) {
+      fs::copy_file(path(name), trusted() / name);
     }
   }
 
@@ -113,8 +117,55 @@ TEST_F(ASecretKey, IsFoundByTheSearchOfTheseTests) {
   for (const auto& secret : secrets_) {
     EXPECT_TRUE(isSecret("before" + secret.substr(3, 30) + "behind"));
   }
-  EXPECT_THAT(filesWithSecrets(), testing::UnorderedElementsAre("station.key", "pier.key"));
+  EXPECT_THAT(filesWithSecrets(), testing::UnorderedElementsAre("station.key", "pier.key", "stranger.key"));
   EXPECT_FALSE(isSecret(contentOf(path("station.pub"))));
+}
+
+TEST_F(ASecretKey, IsInNothingThatRunningHostsShowAndWrite) {
+  const auto address = freeEndpoint();
+  Process weather(
+      withKey("weather", Configuration("weather").interface("i", "weather.Temperature").publisher("station", {address}),
+              path("station.key")));
+  ASSERT_TRUE(weather.waitForOutput("ready: weather")) << weather.err();
+  Process harbour(
+      withKey("harbour", Configuration("harbour").publisher("pier", {}, {address + "#station"}), path("pier.key")));
+  ASSERT_TRUE(harbour.waitForOutput("ready: harbour")) << harbour.out() << harbour.err();
+  Process stranger(withKey("stranger", Configuration("stranger").publisher("curious", {}, {address + "#station"}),
+                           path("stranger.key"), {"--timeout", "1h"}));
+  ASSERT_TRUE(waitForStatus("stranger", [&](const json& status) {
+    const auto record = recordOf(status, address + "#station");
+    return record.is_object() && record["reason"] == "refused";
+  })) << stranger.err();
+  for (const auto& arguments :
+       std::vector<Arguments>{{"status"}, {"status", "--json"}, {"ask", "harbour", address + "#station"}}) {
+    const auto result = call(arguments);
+    show(arguments[0], result.out + result.err);
+  }
+  for (const auto* const name : {"weather", "harbour", "stranger"}) {
+    show("status", call({"status", name}).out);
+    show("status --json", call({"status", name, "--json"}).out);
+    show("the control socket", status(name).dump());
+  }
+  for (auto* const process : {&weather, &harbour, &stranger}) {
+    const auto folder = fs::path("/proc") / std::to_string(process->id());
+    show("the command line", contentOf(folder / "cmdline"));
+    show("the environment", contentOf(folder / "environ"));
+  }
+  EXPECT_THAT(filesWithSecrets(), testing::UnorderedElementsAre("station.key", "pier.key", "stranger.key"));
+  EXPECT_EQ(codeOf({"withdraw", "stranger"}), 0);
+  EXPECT_EQ(stranger.wait(), 0);
+  end(harbour);
+  end(weather);
+  for (auto* const process : {&weather, &harbour, &stranger}) {
+    showAll("a host", *process);
+  }
+  for (const auto* name : {"weather.jsonl", "harbour.jsonl", "stranger.jsonl"}) {
+    show(name, contentOf(path(name)));
+    Process replay({SPFCTL, "replay", path(name), "--json"});
+    EXPECT_EQ(replay.wait(), 0) << replay.err();
+    showAll("replay", replay);
+  }
+  EXPECT_THAT(filesWithSecrets(), testing::UnorderedElementsAre("station.key", "pier.key", "stranger.key"));
 }
 
 TEST_F(ASecretKey, IsInNoMessageAboutItsFile) {
