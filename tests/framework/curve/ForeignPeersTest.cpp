@@ -1,7 +1,9 @@
+#include <deque>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include "ForeignClient.hpp"
 #include "Process.hpp"
 #include "RawConnection.hpp"
 
@@ -117,7 +119,6 @@ TEST(ASilentPeer, IsTriedAgainAfterAWhile) {
   auto second = server.accept();
 }
 
-// Among peers that are let in meanwhile, those that speak no ZeroMQ are counted, although ZeroMQ does not report them.
 TEST(ManyForeignPeers, AreCountedOnce) {
   constexpr int count = 50;
   Process server("server");
@@ -129,6 +130,33 @@ TEST(ManyForeignPeers, AreCountedOnce) {
   }
   bound.endpoint->waitForRefusal("handshake failed", count);
   auto last = RawConnection::to(bound.endpoint->reports().address);
+  last.send(zmtp3Greeting(0, "NULL"));
+  EXPECT_EQ(bound.endpoint->waitForRefusal("no encryption", count + 1).refused, count + 1U);
+}
+
+// ZeroMQ reports neither those that speak another protocol nor which peers it lets in.
+TEST(ManyForeignPeers, AreCountedOnceAmongPeersThatAreLetIn) {
+  constexpr int count = 20;
+  Process server("server");
+  Process client("client");
+  server.trust(client);
+  const auto bound = server.bound();
+  const auto address = bound.endpoint->reports().address;
+  zmq::context_t context;
+  std::deque<ForeignClient> trusted;
+  std::vector<RawConnection> peers;
+  for (int i = 0; i < count; ++i) {
+    trusted.emplace_back(context, address, client.key(), server.key().publicKey());
+    peers.push_back(RawConnection::to(address));
+    peers.back().send("GET / HTTP/1.1\r\n\r\n");
+  }
+  for (auto& peer : trusted) {
+    peer.send("question");
+    EXPECT_EQ(peer.receive(), "answer to question");
+  }
+  trusted.clear();  // the last doubts end with them
+  bound.endpoint->waitForRefusal("handshake failed", count);
+  auto last = RawConnection::to(address);
   last.send(zmtp3Greeting(0, "NULL"));
   EXPECT_EQ(bound.endpoint->waitForRefusal("no encryption", count + 1).refused, count + 1U);
 }
