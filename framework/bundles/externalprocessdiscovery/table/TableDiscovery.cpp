@@ -15,7 +15,7 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-/// Splits off the name of a key. A malformed one stays where it is: whoever connects to it gets to know.
+/// Splits off the name of a key. A malformed one stays in the address, where the publishers refuse it.
 DiscoveredAddress fixedAddress(const std::string& text) {
   try {
     const auto split = agent::spf::frameworksupport::splitKey(text);
