@@ -277,19 +277,37 @@ class HttpLoop::Transfer {
     if (result == CURLE_COULDNT_CONNECT && number != 0) {
       return std::generic_category().message(static_cast<int>(number));
     }
-    return describeAlert(error_.front() != '\0' ? error_.data() : curl_easy_strerror(result));
+    const std::string text = error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
+    if (isCertificateAlert(text)) {
+      return "the member " + refusalOfClient() + " (" + text + ")";
+    }
+    if (isHangUpAfterHandshake(result)) {
+      const auto reason = number != 0 ? std::generic_category().message(static_cast<int>(number)) : text;
+      return "the member hung up after the TLS handshake, as one does that " + refusalOfClient() + " (" + reason + ")";
+    }
+    return text;
   }
 
-  // A member refuses clients by alerts of TLS, whose words do not say whose certificate they are about.
-  std::string describeAlert(const std::string& text) const {
+  // The words of an alert do not say whose certificate it is about.
+  static bool isCertificateAlert(const std::string& text) {
     const auto mentions = [&](const char* words) { return text.find(words) != std::string::npos; };
-    if (!mentions(" alert ") || !(mentions("certificate") || mentions("unknown ca"))) {
-      return text;
-    }
+    return mentions(" alert ") && (mentions("certificate") || mentions("unknown ca"));
+  }
+
+  // By TLS 1.3, members judge a client's certificate when the client believes the handshake to be over and sends its
+  // request; so their alert may be lost with the connection.
+  bool isHangUpAfterHandshake(CURLcode result) const {
+    curl_off_t handshake = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_APPCONNECT_TIME_T, &handshake);
+    long newConnections = 0;
+    curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &newConnections);
+    return (result == CURLE_SEND_ERROR || result == CURLE_RECV_ERROR || result == CURLE_GOT_NOTHING) && handshake > 0 &&
+           newConnections > 0 && status() == 0;
+  }
+
+  std::string refusalOfClient() const {
     const auto& file = loop_.settings_.certificateFile;
-    return (file.empty() ? "the member demands a certificate of its clients"
-                         : "the member refuses the certificate '" + file + "'") +
-           " (" + text + ")";
+    return file.empty() ? "demands a certificate of its clients" : "refuses the certificate '" + file + "'";
   }
 
   enum class Failure { none, tooLong, outOfMemory };

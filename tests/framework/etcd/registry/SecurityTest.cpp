@@ -12,6 +12,7 @@
 namespace etcdtest {
 
 using agent::spf::etcd::Settings;
+using testing::AllOf;
 using testing::Each;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -120,7 +121,9 @@ TEST_F(ASecuredRegistry, SaysThatTheMemberDemandsACertificate) {
   unset("cert");
   unset("key");
   ObservedRegistry sut(settings());
-  EXPECT_THAT(reasonOf(sut), StartsWith(problem("the member demands a certificate of its clients (")));
+  // Often the member hangs up before its alert can be read, so there are two forms.
+  EXPECT_THAT(reasonOf(sut),
+              AllOf(StartsWith(problem("the member ")), HasSubstr(" demands a certificate of its clients (")));
 }
 
 TEST_F(ASecuredRegistry, SaysThatTheMemberRefusesItsCertificate) {
@@ -128,7 +131,8 @@ TEST_F(ASecuredRegistry, SaysThatTheMemberRefusesItsCertificate) {
   set("cert", file);
   set("key", etcd_->certificates().key("stranger"));
   ObservedRegistry sut(settings());
-  EXPECT_THAT(reasonOf(sut), StartsWith(problem("the member refuses the certificate '" + file + "' (")));
+  EXPECT_THAT(reasonOf(sut),
+              AllOf(StartsWith(problem("the member ")), HasSubstr(" refuses the certificate '" + file + "' (")));
 }
 
 TEST_F(ASecuredRegistry, ReportsAWrongPasswordWithoutRepeatingIt) {
