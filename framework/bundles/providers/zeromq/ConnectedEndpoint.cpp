@@ -23,6 +23,9 @@ constexpr int maxVagueFailures = 5;
 /// How much time passes at least between two probes.
 constexpr std::chrono::seconds probeInterval{1};
 
+/// The same for greetings, once a peer has named the right mechanism.
+constexpr std::chrono::seconds longGreetingInterval{10};
+
 }  // namespace
 
 void ConnectedEndpoint::onMessages() {
@@ -176,6 +179,8 @@ void ConnectedEndpoint::onEvent(const MonitorEvent& event) {
   switch (event.kind) {
     case ZMQ_EVENT_HANDSHAKE_SUCCEEDED:
       probe_.reset();
+      greeting_.reset();
+      nextGreeting_ = {};
       hasHandshakeReason_ = false;
       isReasonDefinite_ = false;
       retryInterval_.reset();
@@ -206,6 +211,9 @@ void ConnectedEndpoint::onFailedHandshake(const std::string& reason) {
     return;
   }
   const bool isDefinite = reason != brokenOff;
+  if (!isDefinite) {
+    askForMechanism(Clock::now());
+  }
   if (!isEncrypted() && !isDefinite) {
     reportFailure(noHandshake, isDefinite);  // ZeroMQ itself tries again
     return;
@@ -251,10 +259,40 @@ void ConnectedEndpoint::onLoss() {
   }
 }
 
+void ConnectedEndpoint::askForMechanism(Clock::time_point now) {
+  if (greeting_ || now < nextGreeting_ || address().scheme != Scheme::tcp) {
+    return;
+  }
+  nextGreeting_ = now + probeInterval;
+  probe_.reset();  // there is a peer
+  greeting_.emplace(address(), isEncrypted() ? "CURVE" : "NULL", now);
+  onProbe(/*isReady=*/true, now);
+}
+
+void ConnectedEndpoint::onGreeting(Clock::time_point now) {
+  const auto outcome = greeting_->poll(now);
+  if (!outcome) {
+    return;
+  }
+  greeting_.reset();
+  if (*outcome == GreetingProbe::Outcome::sameMechanism) {
+    nextGreeting_ = now + longGreetingInterval;
+  } else if (*outcome == GreetingProbe::Outcome::otherMechanism && !isOpen()) {
+    reportFailure(noEncryption, /*isDefinite=*/true);
+  }
+}
+
+Endpoint::ProbeEvent ConnectedEndpoint::probeEvent() const noexcept {
+  if (greeting_) {
+    return {greeting_->descriptor(), greeting_->isReading()};
+  }
+  return {probe_ ? probe_->descriptor() : -1, /*isInput=*/false};
+}
+
 // ZeroMQ does not report why a try has failed.
 void ConnectedEndpoint::onRetry(Clock::time_point now) {
   beginTry();
-  if (!probe_ && nextProbe_ <= now) {
+  if (!greeting_ && !probe_ && nextProbe_ <= now) {
     nextProbe_ = now + probeInterval;
     probe_.emplace(address(), now);
     onProbe(/*isReady=*/true, now);
@@ -262,6 +300,12 @@ void ConnectedEndpoint::onRetry(Clock::time_point now) {
 }
 
 void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
+  if (greeting_ && !isDone()) {
+    if (isReady || greeting_->deadline() <= now) {
+      onGreeting(now);
+    }
+    return;
+  }
   if (!probe_ || !(isReady || probe_->deadline() <= now)) {
     return;
   }
@@ -283,7 +327,10 @@ void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
 
 std::optional<Endpoint::Clock::time_point> ConnectedEndpoint::deadline() const noexcept {
   const auto own = Endpoint::deadline();
-  return probe_ && (!own || probe_->deadline() < *own) ? probe_->deadline() : own;
+  const auto ofProbe = greeting_ ? std::make_optional(greeting_->deadline())
+                       : probe_  ? std::make_optional(probe_->deadline())
+                                 : std::nullopt;
+  return ofProbe && (!own || *ofProbe < *own) ? ofProbe : own;
 }
 
 void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
@@ -299,6 +346,7 @@ void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
     lookUpAgain();
     return;
   }
+  greeting_.reset();  // of another address
   setHost(next);
   startOver();
 }

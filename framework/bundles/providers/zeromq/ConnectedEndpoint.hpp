@@ -8,6 +8,7 @@
 
 #include "Answer.hpp"
 #include "Endpoint.hpp"
+#include "GreetingProbe.hpp"
 #include "Probe.hpp"
 #include "RetryInterval.hpp"
 
@@ -20,7 +21,7 @@ class ConnectedEndpoint : public Endpoint {
 
   void onMessages() override;
   void onTrust(const SharedState& shared) override;
-  int probeDescriptor() const noexcept override { return probe_ ? probe_->descriptor() : -1; }
+  ProbeEvent probeEvent() const noexcept override;
   void onProbe(bool isReady, Clock::time_point now) override;
   std::optional<Clock::time_point> deadline() const noexcept override;
 
@@ -65,11 +66,17 @@ class ConnectedEndpoint : public Endpoint {
   /// \param stay  whether at the same address, if the host still has it
   void tryAgainLater(bool stay);
 
+  /// Asks the peer how it secures its connections, after a handshake that failed without a reason.
+  void askForMechanism(Clock::time_point now);
+  void onGreeting(Clock::time_point now);
+
   const agent::spf::security::PublicKey* trustedKey(const SharedState& shared) const;
   void failRequests(const std::string& reason);
 
-  std::optional<Probe> probe_;
+  std::optional<Probe> probe_;  ///< none while there is a greeting
   Clock::time_point nextProbe_;
+  std::optional<GreetingProbe> greeting_;  ///< outlives the socket whose handshake has failed
+  Clock::time_point nextGreeting_;
   bool hasHandshakeReason_ = false;  ///< whether the latest reason is a failed handshake's
   bool isReasonDefinite_ = false;
   int vagueFailures_ = 0;  ///< since the definite reason

@@ -126,8 +126,14 @@ class Endpoint {
   /// Performs the action that is due at the deadline.
   virtual void onTime(Clock::time_point now);
 
-  /// Returns the descriptor to poll until it is writable; negative if there is none.
-  virtual int probeDescriptor() const noexcept { return -1; }
+  /// What a probe waits for.
+  struct ProbeEvent {
+    int descriptor = -1;   ///< negative if there is no probe
+    bool isInput = false;  ///< whether it has to become readable, not writable
+  };
+
+  /// Returns the event to poll for.
+  virtual ProbeEvent probeEvent() const noexcept { return {}; }
 
   /// Handles the outcome of a probe if it is there, or late.
   virtual void onProbe(bool isReady, Clock::time_point now) {

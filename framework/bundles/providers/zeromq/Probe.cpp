@@ -48,7 +48,8 @@ std::string hostOfSource(std::string source) {
 
 }  // namespace
 
-Probe::Probe(const Address& address, Clock::time_point now) : deadline_(now + longestTime) {
+Probe::Probe(const Address& address, Clock::time_point now, Connection connection)
+    : deadline_(now + longestTime), keepsConnection_(connection == Connection::keep) {
   if (address.scheme == Scheme::tcp) {
     connectTcp(address);
   } else {
@@ -57,8 +58,10 @@ Probe::Probe(const Address& address, Clock::time_point now) : deadline_(now + lo
 }
 
 Probe::~Probe() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
+  for (const int descriptor : {descriptor_, connection_}) {
+    if (descriptor >= 0) {
+      close(descriptor);
+    }
   }
 }
 
@@ -132,9 +135,11 @@ void Probe::connectTo(const void* address, unsigned int size) {
 
 void Probe::finish(int error, bool isPermanent) {
   outcome_ = Outcome{error == 0 ? "" : std::generic_category().message(error), isPermanent};
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-    descriptor_ = -1;
+  const int descriptor = std::exchange(descriptor_, -1);
+  if (error == 0 && keepsConnection_) {
+    connection_ = descriptor;
+  } else if (descriptor >= 0) {
+    close(descriptor);
   }
 }
 

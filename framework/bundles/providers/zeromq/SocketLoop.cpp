@@ -255,7 +255,8 @@ void SocketLoop::poll() {
   for (Endpoint* endpoint : polled) {
     const auto monitor = add(endpoint->monitorHandle(), -1, ZMQ_POLLIN);
     const auto socket = add(endpoint->socketHandle(), -1, ZMQ_POLLIN);
-    positions.push_back({monitor, socket, add(nullptr, endpoint->probeDescriptor(), ZMQ_POLLOUT)});
+    const auto probe = endpoint->probeEvent();
+    positions.push_back({monitor, socket, add(nullptr, probe.descriptor, probe.isInput ? ZMQ_POLLIN : ZMQ_POLLOUT)});
   }
   const auto zap = add(zapHandler_ ? zapHandler_->handle() : nullptr, -1, ZMQ_POLLIN);
   retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
