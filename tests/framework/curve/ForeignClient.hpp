@@ -29,9 +29,11 @@ class ForeignClient {
     connect(address);
   }
 
+  /// Sends a request, unless the connection has ended.
   void send(const std::string& request) {
-    socket_.send(zmq::buffer(std::string("12345678")), zmq::send_flags::sndmore);
-    socket_.send(zmq::buffer(request));
+    if (socket_.send(zmq::buffer(std::string("12345678")), zmq::send_flags::sndmore | zmq::send_flags::dontwait)) {
+      socket_.send(zmq::buffer(request), zmq::send_flags::dontwait);
+    }
   }
 
   /// Returns the answer to a request; empty after the time-out of the tests.
