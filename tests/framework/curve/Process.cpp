@@ -9,12 +9,17 @@ namespace spf::test {
 using agent::spf::security::PublicKey;
 using agent::spf::security::SecretKey;
 
-Process::Process(std::string name) : name_(std::move(name)) {
-  std::unique_ptr<zeromq::Identity> identity;
-  if (!name_.empty()) {
-    identity = std::make_unique<zeromq::Identity>(SecretKey(key_.bytes()), trusted_.path(), nullptr);
+Process::Process(std::string name) : name_(std::move(name)) {}
+
+zeromq::ZeroMqTransport& Process::transport() {
+  if (!transport_) {
+    std::unique_ptr<zeromq::Identity> identity;
+    if (!name_.empty()) {
+      identity = std::make_unique<zeromq::Identity>(SecretKey(key_.bytes()), trusted_.path(), nullptr);
+    }
+    transport_ = std::make_unique<zeromq::ZeroMqTransport>(std::move(identity));
   }
-  transport_ = std::make_unique<zeromq::ZeroMqTransport>(std::move(identity));
+  return *transport_;
 }
 
 void Process::trust(const std::string& name, const PublicKey& key) const {
@@ -30,7 +35,7 @@ void Process::distrust(const std::string& name) const {
 
 Process::Opened Process::bind(const std::string& address, const std::string& key) {
   const auto endpoint = std::make_shared<RecordedEndpoint>();
-  return {transport_->bind({"server", address, address, key}, endpoint), endpoint};
+  return {transport().bind({"server", address, address, key}, endpoint), endpoint};
 }
 
 Process::Opened Process::bound(const std::string& address) {
@@ -41,11 +46,11 @@ Process::Opened Process::bound(const std::string& address) {
 
 Process::Opened Process::connect(const std::string& address, const std::string& key) {
   const auto endpoint = std::make_shared<RecordedEndpoint>();
-  return {transport_->connect({"client", "server", address, key}, endpoint), endpoint};
+  return {transport().connect({"client", "server", address, key}, endpoint), endpoint};
 }
 
 std::string Process::ask(const std::string& request) {
-  return transport_->ask("client", "server", request, std::chrono::seconds(20));
+  return transport().ask("client", "server", request, std::chrono::seconds(20));
 }
 
 }  // namespace spf::test

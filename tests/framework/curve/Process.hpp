@@ -10,7 +10,8 @@
 
 namespace spf::test {
 
-/// What a process of a name has: a transport, a key, and a folder of the keys that it trusts.
+/// What a process of a name has: a key, a folder of the keys that it trusts, and a transport, which is made when it is
+/// first used.
 class Process {
  public:
   using Transport = agent::spf::frameworkinterfaces::Transport;
@@ -45,8 +46,8 @@ class Process {
   /// Asks over the connection.
   std::string ask(const std::string& request);
 
-  Transport& transport() { return *transport_; }
-  void stop() { transport_->stop(); }
+  zeromq::ZeroMqTransport& transport();
+  void stop() { transport().stop(); }
   const std::string& name() const { return name_; }
   const agent::spf::security::SecretKey& key() const { return key_; }
 

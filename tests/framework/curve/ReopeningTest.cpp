@@ -1,1 +1,161 @@
+#include <atomic>
+#include <cerrno>
+#include <string>
+#include <thread>
+
+#include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <sys/socket.h>
+#include "Process.hpp"
+#include "spf/test/Gate.hpp"
+
+namespace {
+
+std::atomic<bool> isEachAddressTaken{false};
+
+}  // namespace
+
+// Replaces the system's function.
+extern "C" [[gnu::visibility("default")]] int bind(int descriptor, const sockaddr* address, socklen_t size) noexcept {
+  static const auto real = reinterpret_cast<int (*)(int, const sockaddr*, socklen_t)>(dlsym(RTLD_NEXT, "bind"));
+  if (isEachAddressTaken) {
+    errno = EADDRINUSE;
+    return -1;
+  }
+  return real(descriptor, address, size);
+}
+
+namespace spf::test {
+
+using testing::ElementsAre;
+
+constexpr auto keyGone = "lost: a key is no longer trusted";
+
+class AReopenedEndpoint : public testing::Test {
+ protected:
+  AReopenedEndpoint() {
+    for (const auto* client : {&alice, &bob}) {
+      server.trust(*client);
+      client->trust(server);
+    }
+  }
+
+  /// Binds an endpoint, and connects a client to it.
+  Process::Opened boundTo(Process& client, const std::string& address = "tcp://127.0.0.1:*") {
+    auto bound = server.bound(address);
+    clientsEnd = client.connect(bound.endpoint->reports().address, "server");
+    clientsEnd.endpoint->waitForOpening();
+    return bound;
+  }
+
+  Process alice{"alice"};
+  Process bob{"bob"};
+  Process server{"server"};
+  Process::Opened clientsEnd{};
+};
+
+TEST_F(AReopenedEndpoint, KeepsThePortOfAWildcard) {
+  const auto sut = boundTo(alice);
+  const auto address = sut.endpoint->reports().address;
+  server.distrust(alice);
+  EXPECT_EQ(sut.endpoint->waitForOpening(2).address, address);
+  EXPECT_THAT(sut.endpoint->reports().changes, ElementsAre("opened", keyGone, "opened"));
+  bob.connect(address, "server").endpoint->waitForOpening();
+  EXPECT_EQ(bob.ask("question"), "answer to question");
+}
+
+TEST_F(AReopenedEndpoint, KeepsThePortOfAWildcardOnAllInterfaces) {
+  const auto sut = server.bound("tcp://*:*");
+  const auto address = sut.endpoint->reports().address;
+  const auto loopback = "tcp://127.0.0.1" + address.substr(address.rfind(':'));
+  clientsEnd = alice.connect(loopback, "server");
+  clientsEnd.endpoint->waitForOpening();
+  server.distrust(alice);
+  EXPECT_EQ(sut.endpoint->waitForOpening(2).address, address);
+}
+
+TEST_F(AReopenedEndpoint, LetsTheOtherPeersInAgain) {
+  const auto sut = boundTo(alice);
+  const auto other = bob.connect(sut.endpoint->reports().address, "server");
+  other.endpoint->waitForOpening();
+  server.distrust(alice);
+  clientsEnd.endpoint->waitForReason("refused");
+  other.endpoint->waitForOpening(2);
+  EXPECT_EQ(bob.ask("question"), "answer to question");
+}
+
+TEST_F(AReopenedEndpoint, IsTheOnlyOneThatHadThePeer) {
+  const auto other = boundTo(bob);
+  const auto sut = boundTo(alice);
+  server.distrust(alice);
+  sut.endpoint->waitForOpening(2);
+  EXPECT_THAT(other.endpoint->reports().changes, ElementsAre("opened"));
+  EXPECT_EQ(bob.ask("question"), "answer to question");
+}
+
+TEST_F(AReopenedEndpoint, IsReopenedWhenTheKeyGetsAnotherName) {
+  const auto sut = boundTo(alice);
+  server.distrust(alice);
+  server.trust("carol", alice.key().publicKey());
+  sut.endpoint->waitForOpening(2);
+  clientsEnd.endpoint->waitForOpening(2);
+  alice.ask("who am I");
+  EXPECT_THAT(sut.endpoint->reports().askers, ElementsAre("carol"));
+}
+
+// A second change while the first one is under way.
+TEST_F(AReopenedEndpoint, IsReopenedAgainAndAgain) {
+  const auto sut = boundTo(alice);
+  for (int round = 2; round < 5; ++round) {
+    server.distrust(alice);
+    sut.endpoint->waitForOpening(round);
+    clientsEnd.endpoint->waitForReason("refused");
+    server.trust(alice);
+    clientsEnd.endpoint->waitForOpening(round);
+  }
+  EXPECT_EQ(alice.ask("question"), "answer to question");
+}
+
+TEST_F(AReopenedEndpoint, MayBeClosedMeanwhile) {
+  const auto sut = boundTo(alice);
+  const auto address = sut.endpoint->reports().address;
+  sut.endpoint->onLoss([&] { server.transport().close(sut.id); });
+  server.distrust(alice);
+  sut.endpoint->waitForChange("closed");
+  const auto next = server.bound(address);
+  server.stop();
+  EXPECT_THAT(sut.endpoint->reports().changes, ElementsAre("opened", keyGone, "closed"));
+  EXPECT_THAT(next.endpoint->reports().changes, ElementsAre("opened", "closed"));
+}
+
+TEST_F(AReopenedEndpoint, MayBeStoppedMeanwhile) {
+  const auto sut = boundTo(alice);
+  Gate isLost;
+  Gate mayGoOn;
+  sut.endpoint->onLoss([&] {
+    isLost.open();
+    EXPECT_TRUE(mayGoOn.wait());
+  });
+  server.distrust(alice);
+  ASSERT_TRUE(isLost.wait());
+  std::thread stopping([&] { server.stop(); });
+  mayGoOn.open();
+  stopping.join();
+  const auto reports = sut.endpoint->reports();
+  EXPECT_EQ(reports.last(), "closed");
+  EXPECT_EQ(reports.count("closed"), 1);
+}
+
+TEST_F(AReopenedEndpoint, FailsIfItsAddressWasTakenMeanwhile) {
+  const auto sut = boundTo(alice);
+  const auto address = sut.endpoint->reports().address;
+  sut.endpoint->onLoss([] { isEachAddressTaken = true; });
+  server.distrust(alice);
+  const auto reports = sut.endpoint->waitFor([](const Reports& all) { return all.changes.size() >= 3; });
+  EXPECT_THAT(reports.changes,
+              ElementsAre("opened", keyGone, "failed: cannot open 'tcp://127.0.0.1:*': Address already in use"));
+  isEachAddressTaken = false;
+  server.bound(address);
+}
+
+}  // namespace spf::test

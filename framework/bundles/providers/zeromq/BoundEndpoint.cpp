@@ -180,19 +180,23 @@ void BoundEndpoint::onClosed() {
 
 void BoundEndpoint::onRefusal(const std::string& reason) {
   refusals_.add(reason);
-  onTime(Clock::now());
+  reportDueRefusals(Clock::now());
 }
 
 void BoundEndpoint::onTime(Clock::time_point now) {
-  if (!isClosing() && refusals_.isDue(now)) {
+  reportDueRefusals(now);
+  Endpoint::onTime(now);
+}
+
+void BoundEndpoint::reportDueRefusals(Clock::time_point now) {
+  if (!isClosing() && !isDone() && refusals_.isDue(now)) {
     reportRefusals(refusals_.count(), refusals_.reason());
   }
-  Endpoint::onTime(now);
 }
 
 std::optional<Endpoint::Clock::time_point> BoundEndpoint::deadline() const noexcept {
   const auto own = Endpoint::deadline();
-  const auto ofRefusals = isClosing() ? std::nullopt : refusals_.deadline();
+  const auto ofRefusals = isClosing() || isDone() ? std::nullopt : refusals_.deadline();
   return ofRefusals && (!own || *ofRefusals < *own) ? ofRefusals : own;
 }
 

@@ -56,6 +56,7 @@ class BoundEndpoint : public Endpoint {
 
   void onClosed();
   void onRefusal(const std::string& reason);
+  void reportDueRefusals(Clock::time_point now);
   void warnOfPlainText(SharedState& shared, const std::string& opened);
   void answer(zmq::message_t peer, zmq::message_t number, zmq::message_t& request);
 

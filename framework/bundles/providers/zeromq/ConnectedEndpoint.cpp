@@ -17,6 +17,9 @@ constexpr auto connectionLost = "the connection was lost";
 constexpr auto noHandshake = "no handshake with the peer so far";
 constexpr auto notBound = "no endpoint of this process is bound to the name";
 
+/// How many failures without a definite reason replace one.
+constexpr int maxVagueFailures = 5;
+
 /// How much time passes at least between two probes.
 constexpr std::chrono::seconds probeInterval{1};
 
@@ -174,6 +177,7 @@ void ConnectedEndpoint::onEvent(const MonitorEvent& event) {
     case ZMQ_EVENT_HANDSHAKE_SUCCEEDED:
       probe_.reset();
       hasHandshakeReason_ = false;
+      isReasonDefinite_ = false;
       retryInterval_.reset();
       becomeOpen(shownAddress());
       break;
@@ -201,13 +205,22 @@ void ConnectedEndpoint::onFailedHandshake(const std::string& reason) {
   if (phase() != Phase::opening) {
     return;
   }
-  if (!isEncrypted() && reason != noEncryption) {
-    reportReason(noHandshake);
+  const bool isDefinite = reason != brokenOff;
+  if (!isEncrypted() && !isDefinite) {
+    reportFailure(noHandshake, isDefinite);  // ZeroMQ itself tries again
     return;
   }
-  hasHandshakeReason_ = true;
-  reportReason(reason);
+  reportFailure(reason, isDefinite);
   tryAgainLater(/*stay=*/reason == refusedByPeer);
+}
+
+void ConnectedEndpoint::reportFailure(const std::string& reason, bool isDefinite) {
+  hasHandshakeReason_ = true;
+  vagueFailures_ = isDefinite ? 0 : vagueFailures_ + 1;
+  if (isDefinite || !isReasonDefinite_ || vagueFailures_ >= maxVagueFailures) {
+    isReasonDefinite_ = isDefinite;
+    reportReason(reason);
+  }
 }
 
 void ConnectedEndpoint::tryAgainLater(bool stay) {
@@ -261,6 +274,7 @@ void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
     fail(outcome->reason);
   } else if (!outcome->reason.empty()) {
     hasHandshakeReason_ = false;
+    isReasonDefinite_ = false;
     reportReason(outcome->reason);
   } else if (!hasHandshakeReason_) {
     reportReason(noHandshake);

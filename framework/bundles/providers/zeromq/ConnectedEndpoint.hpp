@@ -56,6 +56,10 @@ class ConnectedEndpoint : public Endpoint {
   void onLoss();
   void onFailedHandshake(const std::string& reason);
 
+  /// Reports why a handshake has failed, but keeps a definite reason for a while: a peer that hangs up early often
+  /// hides it.
+  void reportFailure(const std::string& reason, bool isDefinite);
+
   /// Destroys the socket and tries again later, with a new one: after an error of the protocol, and often after a
   /// refusal, ZeroMQ itself never tries again.
   /// \param stay  whether at the same address, if the host still has it
@@ -67,6 +71,8 @@ class ConnectedEndpoint : public Endpoint {
   std::optional<Probe> probe_;
   Clock::time_point nextProbe_;
   bool hasHandshakeReason_ = false;  ///< whether the latest reason is a failed handshake's
+  bool isReasonDefinite_ = false;
+  int vagueFailures_ = 0;  ///< since the definite reason
   RetryInterval retryInterval_;
   std::optional<Clock::time_point> nextTry_;
   bool staysAtAddress_ = false;  ///< whether the next look-up may keep the address

@@ -1,6 +1,5 @@
 #include "CurveSettings.hpp"
 
-#include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
@@ -11,8 +10,13 @@
 
 namespace spf::zeromq {
 
-using namespace agent::spf::frameworkinterfaces;
-using namespace agent::spf::security;
+using agent::spf::frameworkinterfaces::curveNameProperty;
+using agent::spf::frameworkinterfaces::curveSecretKeyProperty;
+using agent::spf::frameworkinterfaces::curveTrustProperty;
+using agent::spf::security::expectedKeyName;
+using agent::spf::security::isKeyName;
+using agent::spf::security::KeyFileError;
+using agent::spf::security::readSecretKey;
 
 namespace {
 
@@ -52,19 +56,19 @@ auto naming(const char* property, const Function& function) -> decltype(function
 
 std::optional<CurveSettings> readCurveSettings(const PropertyReader& property) {
   std::array<cppmicroservices::Any, properties.size()> values;
-  std::transform(properties.begin(), properties.end(), values.begin(),
-                 [&](const Property& which) { return property(which.name); });
-  const auto isEmpty = [](const cppmicroservices::Any& value) { return value.Empty(); };
-  const auto set = std::find_if_not(values.begin(), values.end(), isEmpty);
-  if (set == values.end()) {
+  const Property* set = nullptr;
+  const Property* missing = nullptr;
+  for (std::size_t i = 0; i < properties.size(); ++i) {
+    values[i] = property(properties[i].name);
+    const Property*& first = values[i].Empty() ? missing : set;
+    first = first == nullptr ? &properties[i] : first;
+  }
+  if (set == nullptr) {
     return std::nullopt;
   }
-  const auto missing = std::find_if(values.begin(), values.end(), isEmpty);
-  if (missing != values.end()) {
-    const auto& which = properties.at(static_cast<std::size_t>(missing - values.begin()));
-    const auto& other = properties.at(static_cast<std::size_t>(set - values.begin()));
-    throw std::invalid_argument(nameOf(which.name) + " is missing; expected " + which.expected + ", since '" +
-                                other.name + "' is set");
+  if (missing != nullptr) {
+    throw std::invalid_argument(nameOf(missing->name) + " is missing; expected " + missing->expected + ", since '" +
+                                set->name + "' is set");
   }
   CurveSettings settings{textOf(properties[0], values[0]), textOf(properties[1], values[1]),
                          textOf(properties[2], values[2])};

@@ -34,7 +34,7 @@ void ZapHandler::receive() {
   std::deque<Request> received;
   int budget = framesPerRound;
   while (auto message = receiveMessage(socket_, budget, maxRequestFrames)) {
-    if (message->size() < envelope || (*message)[1].size() != 0) {
+    if (message->size() < envelope || !(*message)[1].empty()) {
       continue;  // no reply could reach its sender
     }
     Request request{0, std::move(message->front()), {}};

@@ -29,12 +29,12 @@ class [[gnu::visibility("default")]] EndpointListener {
     static_cast<void>(tries);
   }
 
-  /// Reports that the endpoint listens, or that a handshake with its peer succeeded: once, and for a connection again
-  /// after each `lost`.
+  /// Reports that the endpoint listens, or that a handshake with its peer succeeded: once, and again after each `lost`.
   /// \param address  the one that the socket has got, with a numeric host and without wildcards
   virtual void opened(const std::string& address) = 0;
 
-  /// Reports that the connection to the peer is lost. The transport reconnects by itself.
+  /// Reports that the connection to the peer is lost, or that a bound endpoint is closed for a moment, to end
+  /// connections whose keys are no longer trusted. The transport reconnects by itself, or binds the same address again.
   /// \param reason  empty if unknown
   virtual void lost(const std::string& reason) {
     static_cast<void>(reason);
