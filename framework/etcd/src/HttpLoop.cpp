@@ -277,7 +277,7 @@ class HttpLoop::Transfer {
     if (result == CURLE_COULDNT_CONNECT && number != 0) {
       return std::generic_category().message(static_cast<int>(number));
     }
-    const std::string text = error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
+    std::string text = error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
     if (isCertificateAlert(text)) {
       return "the member " + refusalOfClient() + " (" + text + ")";
     }

@@ -121,4 +121,57 @@ TEST_F(SecuredNames, AreNotFoundWithoutAPermission) {
   expectReason("etcdserver: permission denied", SecuredEtcd::passwordOfHost);
 }
 
+// In the place of a member, a server that closes each connection after the handshake. So does a member that refuses the
+// client's certificate if its alert is lost.
+class AMemberThatHangsUp : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const auto reason = etcdtest::whyNoCertificates(); !reason.empty()) {
+      GTEST_SKIP() << reason;
+    }
+    certificates_ = std::make_unique<etcdtest::Certificates>();
+    server_ = std::make_unique<Process>(std::vector<std::string>{
+        "/bin/sh", "-c",
+        "exec openssl s_server -quiet -accept \"$1\" -cert \"$2\" -key \"$3\" < /dev/null > /dev/null 2>&1", "sh",
+        address_, certificates_->certificate("server"), certificates_->key("server")});
+  }
+
+  // Asks until the server is there, and returns the reason why it is no member.
+  std::string reason(const std::vector<std::string>& properties) const {
+    std::vector<std::string> command = {SPFCTL,      "discover", "--discovery", "etcd:https://" + address_,
+                                        "--timeout", "1s"};
+    for (const auto& property : properties) {
+      command.insert(command.end(), {"--property", "spf.discovery.etcd." + property});
+    }
+    std::string reason;
+    EXPECT_TRUE(askUntil([&] {
+      Process process(command);
+      process.wait();
+      reason = process.err();
+      return reason.find("Connection refused") == std::string::npos && reason.find("no answer") == std::string::npos;
+    }));
+    return reason;
+  }
+
+  std::string trust() const { return "ca=" + certificates_->certificate("ca"); }
+
+  const std::string address_ = etcdtest::addressOfThisProcess() + ":" + std::to_string(etcdtest::freePortHere());
+  std::unique_ptr<etcdtest::Certificates> certificates_;
+  std::unique_ptr<Process> server_;
+};
+
+TEST_F(AMemberThatHangsUp, MayDemandACertificate) {
+  EXPECT_THAT(reason({trust()}),
+              HasSubstr(address_ + ": the member hung up after the TLS handshake, as one does that demands a "
+                                   "certificate of its clients ("));
+}
+
+TEST_F(AMemberThatHangsUp, MayRefuseTheCertificate) {
+  const auto file = certificates_->certificate("client");
+  EXPECT_THAT(
+      reason({trust(), "cert=" + file, "key=" + certificates_->key("client")}),
+      HasSubstr(address_ + ": the member hung up after the TLS handshake, as one does that refuses the certificate '" +
+                file + "' ("));
+}
+
 }  // namespace spf::test
