@@ -193,6 +193,15 @@ TEST_F(AProgressDisplay, WritesOneLinePerChangeWhereThereIsNoTerminal) {
   EXPECT_EQ(shown(sut, {ready("p"), ready("q")}), "3 p: ready\n");
 }
 
+TEST_F(AProgressDisplay, WritesNoLineWhileNothingIsOutstandingBeforeAPublisherIsReady) {
+  ProgressDisplay sut(out_, lines());
+  EXPECT_EQ(shown(sut, {publisher("p", {endpoint("to connect", "c")}, true)}), "1 p: to connect c\n");
+  auto almost = ready("p");
+  almost.endpointsComplete = false;
+  EXPECT_EQ(shown(sut, {almost}), "");
+  EXPECT_EQ(shown(sut, {ready("p")}), "2 p: ready\n");
+}
+
 TEST_F(AProgressDisplay, WritesALineWhenTheReasonOfAnEndpointChanges) {
   ProgressDisplay sut(out_, lines());
   const auto with = [](const std::string& phase, const std::string& reason, unsigned tries) {

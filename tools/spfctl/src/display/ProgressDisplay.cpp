@@ -86,7 +86,9 @@ void ProgressDisplay::writeChanges(const PublisherState& state) {
     auto& shown = shown_[key];
     if (shown != text) {
       shown = text;
-      writeLine(publisher + ": " + text);
+      if (!text.empty()) {  // between the last event of an endpoint and "ready" nothing is outstanding
+        writeLine(publisher + ": " + text);
+      }
     }
   };
   write(state.id, state.id, describe(state));
