@@ -18,7 +18,10 @@ constexpr auto noHandshake = "no handshake with the peer so far";
 constexpr auto notBound = "no endpoint of this process is bound to the name";
 
 /// How many failures without a definite reason replace one.
-constexpr int maxVagueFailures = 5;
+constexpr int maxVagueFailures = 10;
+
+/// How much time passes at least between two probes of the peer's greeting, of which the peer takes notice.
+constexpr std::chrono::seconds greetingInterval{3};
 
 /// How much time passes at least between two probes.
 constexpr std::chrono::seconds probeInterval{1};
@@ -58,7 +61,8 @@ const agent::spf::security::PublicKey* ConnectedEndpoint::trustedKey(const Share
   return shared.trusted->find(description().key);
 }
 
-void ConnectedEndpoint::checkPeer(const SharedState& shared) {
+void ConnectedEndpoint::checkPeer(SharedState& shared) {
+  probeGreeting(shared);
   if (phase() == Phase::waiting && !description().key.empty() && trustedKey(shared) == nullptr) {
     reportReason("no key of '" + description().key + "' is trusted");
   }
@@ -211,7 +215,35 @@ void ConnectedEndpoint::onFailedHandshake(const std::string& reason) {
     return;
   }
   reportFailure(reason, isDefinite);
+  wantsGreeting_ = !isDefinite;
   tryAgainLater(/*stay=*/reason == refusedByPeer);
+}
+
+void ConnectedEndpoint::probeGreeting(SharedState& shared) {
+  const auto now = Clock::now();
+  if (!std::exchange(wantsGreeting_, false) || greetingProbe_ || now < nextGreetingProbe_) {
+    return;
+  }
+  nextGreetingProbe_ = now + greetingInterval;
+  try {
+    greetingProbe_.emplace(shared.context, address(), now);
+  } catch (const zmq::error_t&) {
+    // Without it the reason is less definite.
+  }
+}
+
+void ConnectedEndpoint::onGreeting(bool isReady, Clock::time_point now) {
+  if (!greetingProbe_ || !(isReady || greetingProbe_->deadline() <= now)) {
+    return;
+  }
+  const auto outcome = greetingProbe_->poll(now);
+  if (!outcome) {
+    return;
+  }
+  greetingProbe_.reset();
+  if (*outcome && !isOpen()) {
+    reportFailure(noEncryption, /*isDefinite=*/true);
+  }
 }
 
 void ConnectedEndpoint::reportFailure(const std::string& reason, bool isDefinite) {
@@ -282,8 +314,15 @@ void ConnectedEndpoint::onProbe(bool isReady, Clock::time_point now) {
 }
 
 std::optional<Endpoint::Clock::time_point> ConnectedEndpoint::deadline() const noexcept {
-  const auto own = Endpoint::deadline();
-  return probe_ && (!own || probe_->deadline() < *own) ? probe_->deadline() : own;
+  auto earliest = Endpoint::deadline();
+  const auto include = [&](const auto& probe) {
+    if (probe && (!earliest || probe->deadline() < *earliest)) {
+      earliest = probe->deadline();
+    }
+  };
+  include(probe_);
+  include(greetingProbe_);
+  return earliest;
 }
 
 void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {

@@ -8,6 +8,7 @@
 
 #include "Answer.hpp"
 #include "Endpoint.hpp"
+#include "GreetingProbe.hpp"
 #include "Probe.hpp"
 #include "RetryInterval.hpp"
 
@@ -22,6 +23,8 @@ class ConnectedEndpoint : public Endpoint {
   void onTrust(const SharedState& shared) override;
   int probeDescriptor() const noexcept override { return probe_ ? probe_->descriptor() : -1; }
   void onProbe(bool isReady, Clock::time_point now) override;
+  void* greetingHandle() noexcept override { return greetingProbe_ ? greetingProbe_->handle() : nullptr; }
+  void onGreeting(bool isReady, Clock::time_point now) override;
   std::optional<Clock::time_point> deadline() const noexcept override;
 
   /// Returns whether there is a peer to connect to now: an `inproc` name has to be bound in this process, since ZeroMQ
@@ -31,7 +34,7 @@ class ConnectedEndpoint : public Endpoint {
 
   /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint, and reports that a
   /// name is not bound, or that no key is trusted.
-  void checkPeer(const SharedState& shared);
+  void checkPeer(SharedState& shared);
 
   /// Sends a request. The answer is set when the peer's message arrives, or the request fails.
   void ask(const std::string& request, std::shared_ptr<Answer> answer);
@@ -52,6 +55,9 @@ class ConnectedEndpoint : public Endpoint {
   void onResolved(const ResolvedHost& resolved) override;
   void beforeDrop() override;
 
+  /// Learns whether the peer encrypts, if its handshakes are broken off without a reason.
+  void probeGreeting(SharedState& shared);
+
   void onRetry(Clock::time_point now);
   void onLoss();
   void onFailedHandshake(const std::string& reason);
@@ -70,6 +76,9 @@ class ConnectedEndpoint : public Endpoint {
 
   std::optional<Probe> probe_;
   Clock::time_point nextProbe_;
+  std::optional<GreetingProbe> greetingProbe_;
+  Clock::time_point nextGreetingProbe_;
+  bool wantsGreeting_ = false;
   bool hasHandshakeReason_ = false;  ///< whether the latest reason is a failed handshake's
   bool isReasonDefinite_ = false;
   int vagueFailures_ = 0;  ///< since the definite reason

@@ -129,6 +129,15 @@ class Endpoint {
   /// Returns the descriptor to poll until it is writable; negative if there is none.
   virtual int probeDescriptor() const noexcept { return -1; }
 
+  /// Returns the socket of a further probe to poll; null if there is none.
+  virtual void* greetingHandle() noexcept { return nullptr; }
+
+  /// Handles the outcome of that probe if it is there, or late.
+  virtual void onGreeting(bool isReady, Clock::time_point now) {
+    static_cast<void>(isReady);
+    static_cast<void>(now);
+  }
+
   /// Handles the outcome of a probe if it is there, or late.
   virtual void onProbe(bool isReady, Clock::time_point now) {
     static_cast<void>(isReady);

@@ -248,14 +248,15 @@ void SocketLoop::poll() {
     return items.size() - 1;
   };
   struct Positions {
-    std::size_t monitor, socket, probe;  ///< in the items; 0 if there is none
+    std::size_t monitor, socket, probe, greeting;  ///< in the items; 0 if there is none
   };
   std::vector<Positions> positions;
   positions.reserve(polled.size());
   for (Endpoint* endpoint : polled) {
     const auto monitor = add(endpoint->monitorHandle(), -1, ZMQ_POLLIN);
     const auto socket = add(endpoint->socketHandle(), -1, ZMQ_POLLIN);
-    positions.push_back({monitor, socket, add(nullptr, endpoint->probeDescriptor(), ZMQ_POLLOUT)});
+    const auto probe = add(nullptr, endpoint->probeDescriptor(), ZMQ_POLLOUT);
+    positions.push_back({monitor, socket, probe, add(endpoint->greetingHandle(), -1, ZMQ_POLLIN)});
   }
   const auto zap = add(zapHandler_ ? zapHandler_->handle() : nullptr, -1, ZMQ_POLLIN);
   retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
@@ -267,6 +268,7 @@ void SocketLoop::poll() {
   for (std::size_t i = 0; i < polled.size(); ++i) {
     serve(*polled[i], isReady(positions[i].monitor), isReady(positions[i].socket));
     polled[i]->onProbe(isReady(positions[i].probe), now);
+    polled[i]->onGreeting(isReady(positions[i].greeting), now);
     polled[i]->onTime(now);
   }
 }
