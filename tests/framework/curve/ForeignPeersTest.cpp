@@ -100,6 +100,27 @@ TEST(AForeignPeerThatHangsUp, IsTriedAgain) {
   }
 }
 
+// Of two peers of which one does not encrypt, often only the one that finds out first knows why, and hangs up. So the
+// transport asks for the greeting alone.
+TEST(AForeignPeerThatHangsUp, IsKnownNotToEncryptByItsGreeting) {
+  const RawServer server;
+  Process client("client");
+  client.trust("server", client.key().publicKey());
+  const auto connected = client.connect(server.address(), "server");
+  for (bool isAsked = false; !isAsked;) {
+    auto peer = server.accept();
+    // ZeroMQ sends a signature and waits; the transport sends the version as well.
+    isAsked = peer.receiveOnce().size() > 10;
+    if (isAsked) {
+      peer.send(zmtp3Greeting(1, "NULL"));
+      connected.endpoint->waitForReason("no encryption");
+    }
+  }
+  server.accept().close();
+  auto next = server.accept();
+  EXPECT_EQ(connected.endpoint->reports().reason, "no encryption");
+}
+
 TEST(ASilentPeer, IsRefusedAfterAWhile) {
   Process server("server");
   const auto bound = server.bound();

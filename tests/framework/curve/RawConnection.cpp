@@ -46,6 +46,12 @@ void RawConnection::send(const std::string& bytes) const {
   [[maybe_unused]] const auto sent = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
+std::string RawConnection::receiveOnce() const {
+  std::array<char, 256> buffer{};
+  const auto count = recv(descriptor_, buffer.data(), buffer.size(), 0);
+  return {buffer.data(), static_cast<std::size_t>(count < 0 ? 0 : count)};
+}
+
 bool RawConnection::hasReceived(const std::string& text) {
   std::array<char, 256> buffer{};
   while (received_.find(text) == std::string::npos) {

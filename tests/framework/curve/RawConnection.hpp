@@ -20,6 +20,9 @@ class RawConnection {
 
   void send(const std::string& bytes) const;
 
+  /// Returns what has arrived, once something has.
+  std::string receiveOnce() const;
+
   /// Reads until a text has arrived.
   bool hasReceived(const std::string& text);
 
