@@ -54,6 +54,12 @@ class AnApply : public EndToEnd {
     ASSERT_EQ(codeOf({"status", "user", "--wait", "ready"}), 0) << process_->err();
     ASSERT_EQ(codeOf({"status", "x", "--wait", "ready"}), 0);
   }
+  /// Ends the host that stands for the other side. It may be ready a moment after the one that connects to it.
+  void endPeer(Process& peer) {
+    EXPECT_EQ(codeOf({"status", "peer", "--wait", "ready"}), 0);
+    end(peer);
+  }
+
   void endBoth() {
     end(*user_);
     end(*process_);
@@ -162,7 +168,7 @@ TEST_F(AnApply, WaitsForTheOneBeforeIt) {
   EXPECT_EQ(first.out(), "ready: x, revision 2\n");
   EXPECT_EQ(second.wait(), 0) << second.err();
   EXPECT_EQ(second.out(), "ready: x, revision 3\n");
-  end(peer);
+  endPeer(peer);
   endBoth();
 }
 
@@ -176,7 +182,7 @@ TEST_F(AnApply, WhoseClientIsKilledIsCarriedOutAllTheSame) {
   EXPECT_EQ(codeOf({"status", "x", "--wait", "ready"}), 0);
   EXPECT_EQ(codeOf({"apply", "x", write("next.json", kept())}), 0);
   expectOldContent(3);
-  end(peer);
+  endPeer(peer);
   endBoth();
 }
 
@@ -227,7 +233,7 @@ TEST_F(AnApply, KeepsTheNewContentWithoutRollback) {
   EXPECT_EQ(answer["configuration"]["state"], "waiting");
   Process peer(host(write("peer.json", Configuration("peer").publisher("p", {later}))));
   EXPECT_EQ(codeOf({"status", "x", "--wait", "ready"}), 0);
-  end(peer);
+  endPeer(peer);
   endBoth();
 }
 
