@@ -11,6 +11,7 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/write.hpp>
+#include "spf/test/Gate.hpp"
 #include "tcpAddresses.hpp"
 
 namespace spf::test {
@@ -44,8 +45,12 @@ class Record {
 /// A client's connection and the one to the server. Used on the proxy's thread only.
 class Connection : public std::enable_shared_from_this<Connection> {
  public:
-  Connection(asio::io_context& context, tcp::socket client, Record& up, Record& down)
-      : client_(std::move(client)), server_(context), up_(client_, server_, up), down_(server_, client_, down) {}
+  Connection(asio::io_context& context, tcp::socket client, Record& up, Record& down, Gate& ended)
+      : client_(std::move(client)),
+        server_(context),
+        up_(client_, server_, up),
+        down_(server_, client_, down),
+        ended_(ended) {}
 
   void start(const tcp::endpoint& server) {
     server_.async_connect(server, [self = shared_from_this()](const Error& error) {
@@ -93,12 +98,14 @@ class Connection : public std::enable_shared_from_this<Connection> {
     Error ignored;
     client_.close(ignored);
     server_.close(ignored);
+    ended_.open();
   }
 
   tcp::socket client_;
   tcp::socket server_;
   Direction up_;
   Direction down_;
+  Gate& ended_;
 };
 
 }  // namespace
@@ -119,6 +126,8 @@ class RecordingProxy::Impl {
   }
 
   const std::string& address() const noexcept { return address_; }
+
+  bool waitForEnd() { return ended_.wait(); }
 
   std::string recorded() const {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -146,10 +155,11 @@ class RecordingProxy::Impl {
     Record& up = records_.emplace_back();
     Record& down = records_.emplace_back();
     lock.unlock();
-    std::make_shared<Connection>(context_, std::move(client), up, down)->start(server_);
+    std::make_shared<Connection>(context_, std::move(client), up, down, ended_)->start(server_);
   }
 
   // Destroyed after the connections that the context's handlers hold.
+  Gate ended_;
   mutable std::mutex mutex_;
 
   // Guarded by `mutex_`; the records themselves never move:
@@ -168,6 +178,10 @@ RecordingProxy::~RecordingProxy() = default;
 
 std::string RecordingProxy::address() const {
   return impl_->address();
+}
+
+bool RecordingProxy::waitForEnd() {
+  return impl_->waitForEnd();
 }
 
 std::string RecordingProxy::recorded() const {

@@ -19,6 +19,10 @@ class RecordingProxy {
   /// Returns where the proxy listens.
   std::string address() const;
 
+  /// Blocks until some connection has ended.
+  /// \return false if none has within `patience`
+  [[nodiscard]] bool waitForEnd();
+
   /// Returns the bytes so far, those of both directions and of all connections one after the other.
   std::string recorded() const;
 
