@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include "KeyFile.hpp"
 #include "agent/spf/security/KeyName.hpp"
+#include "protection.hpp"
 
 namespace agent::spf::security {
 
@@ -82,10 +83,8 @@ void requireProtected(DIR* folder, const std::filesystem::path& path) {
   if (fstat(dirfd(folder), &status) != 0) {
     refuse(path, errno);
   }
-  // In a sticky folder others can still add files.
-  if ((status.st_mode & S_IWOTH) != 0) {
-    throw UntrustedFolder(path.native() +
-                          ": others may write in this folder of public keys; expected the permissions 0755");
+  if (const auto reason = whyUnprotected(status, 0755, "in a folder of public keys")) {
+    throw UntrustedFolder(path.native() + ": " + *reason);
   }
 }
 

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include "Keys.hpp"
 #include "WrappedCalls.hpp"
 #include "agent/spf/security/keyFiles.hpp"
@@ -22,6 +23,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 using testing::UnorderedElementsAre;
+
+constexpr auto unprotectedFolder = "; expected 0755, since only its owner may write in a folder of public keys";
+constexpr auto unprotectedFile = "; expected 0644, since only its owner may write a key that is trusted";
 
 class ATrustFolder : public WithKeys {
  protected:
@@ -39,7 +43,14 @@ class ATrustFolder : public WithKeys {
     return key;
   }
   void put(const std::string& name, const PublicKey& key) const {
-    std::ofstream(path(name + ".pub")) << "# " << name << '\n' << key.text() << '\n';
+    const auto file = path(name + ".pub");
+    std::ofstream(file) << "# " << name << '\n' << key.text() << '\n';
+    chmod(file.c_str(), 0644);
+  }
+
+  void makeFolder(const std::string& name) const {
+    std::filesystem::create_directory(path(name));
+    chmod(path(name).c_str(), 0755);
   }
 
   TrustFolder open() {
@@ -96,11 +107,66 @@ TEST_F(ATrustFolder, HasToBeReadable) {
 
 TEST_F(ATrustFolder, IsNothingThatOthersMayWriteIn) {
   put("alice");
-  for (const mode_t sticky : {0, S_ISVTX}) {
-    chmod(folder_.path().c_str(), sticky | 0777);
-    EXPECT_EQ(refused(folder_.path()),
-              folder_.path() + ": others may write in this folder of public keys; expected the permissions 0755");
+  for (const auto& [mode, text] : {std::pair<mode_t, const char*>{0777, "0777"},
+                                   {01777, "1777"},
+                                   {0775, "0775"},
+                                   {0757, "0757"},
+                                   {0720, "0720"}}) {
+    chmod(folder_.path().c_str(), mode);
+    EXPECT_EQ(refused(folder_.path()), folder_.path() + ": has the permissions " + text + unprotectedFolder);
   }
+}
+
+TEST_F(ATrustFolder, BelongsToItsUserOrToRoot) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a folder away";
+  }
+  const auto alice = put("alice");
+  ASSERT_EQ(chown(folder_.path().c_str(), 65534, 65534), 0);
+  EXPECT_EQ(refused(folder_.path()), folder_.path() + ": belongs to user 65534; expected user 0");
+  {
+    const AsNobody user;
+    EXPECT_THAT(open().keys()->keys(), ElementsAre(Pair("alice", alice))) << "root's file in the user's folder";
+  }
+  ASSERT_EQ(chown(folder_.path().c_str(), 1, 1), 0);
+  chmod(folder_.path().c_str(), 0755);
+  const AsNobody user;
+  EXPECT_EQ(refused(folder_.path()), folder_.path() + ": belongs to user 1; expected user 65534 or 0");
+}
+
+TEST_F(ATrustFolder, LeavesOutFilesOfOtherUsers) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a file away";
+  }
+  const auto alice = put("alice");
+  put("bob");
+  chmod(folder_.path().c_str(), 0755);
+  ASSERT_EQ(chown(path("alice.pub").c_str(), 65534, 65534), 0);
+  ASSERT_EQ(chown(path("bob.pub").c_str(), 1, 1), 0);
+  {
+    const AsNobody user;
+    EXPECT_THAT(open().keys()->keys(), ElementsAre(Pair("alice", alice)));
+    EXPECT_THAT(takeWarnings(), ElementsAre(path("bob.pub") + ": belongs to user 1; expected user 65534 or 0"));
+  }
+  EXPECT_THAT(open().keys()->keys(), IsEmpty());
+  EXPECT_THAT(takeWarnings(), ElementsAre(path("alice.pub") + ": belongs to user 65534; expected user 0",
+                                          path("bob.pub") + ": belongs to user 1; expected user 0"));
+}
+
+TEST_F(ATrustFolder, IsJudgedByWhatSymbolicLinksLeadTo) {
+  makeFolder("trust");
+  const auto alice = put("alice");
+  put("open");
+  chmod(path("open.pub").c_str(), 0664);
+  std::filesystem::create_symlink(path("alice.pub"), path("trust/alice.pub"));
+  std::filesystem::create_symlink(path("open.pub"), path("trust/open.pub"));
+  std::filesystem::create_symlink("trust", path("link"));
+  TrustFolder sut(path("link"), nullptr);
+  EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
+  EXPECT_THAT(sut.keys()->problems(),
+              ElementsAre(path("link/open.pub") + ": has the permissions 0664" + unprotectedFile));
+  chmod(path("trust").c_str(), 0775);
+  EXPECT_EQ(refused(path("link")), path("link") + ": has the permissions 0775" + unprotectedFolder);
 }
 
 TEST_F(ATrustFolder, IgnoresOtherFiles) {
@@ -126,6 +192,8 @@ TEST_F(ATrustFolder, LeavesOutBrokenFilesWithAWarningEach) {
   std::filesystem::create_symlink(path("nowhere"), path("link.pub"));
   put("open");
   chmod(path("open.pub").c_str(), 0646);
+  put("shared");
+  chmod(path("shared.pub").c_str(), 0664);
   auto sut = open();
   EXPECT_THAT(sut.keys()->keys(), ElementsAre(Pair("alice", alice)));
   const std::vector<std::string> problems = {
@@ -136,7 +204,8 @@ TEST_F(ATrustFolder, LeavesOutBrokenFilesWithAWarningEach) {
       path("folder.pub") + ": is a folder; expected a key file",
       path("link.pub") + ": cannot be read: No such file or directory",
       path("long.pub") + ":1: 41 characters; expected one line of 40 characters of Z85",
-      path("open.pub") + ": others may write it (permissions 0646); expected 0644"};
+      path("open.pub") + ": has the permissions 0646" + unprotectedFile,
+      path("shared.pub") + ": has the permissions 0664" + unprotectedFile};
   EXPECT_EQ(sut.keys()->problems(), problems);
   EXPECT_EQ(takeWarnings(), problems);
   EXPECT_FALSE(sut.refresh());
@@ -230,8 +299,8 @@ TEST_F(ATrustFolder, IsReadAgainWhenAKeyIsReplacedAtOnce) {
 }
 
 TEST_F(ATrustFolder, IsReadAgainWhenItIsReplacedAsAWhole) {
-  std::filesystem::create_directories(path("one"));
-  std::filesystem::create_directories(path("two"));
+  makeFolder("one");
+  makeFolder("two");
   const auto first = put("one/alice");
   const auto second = put("two/alice");
   std::filesystem::create_symlink("one", path("trust"));
@@ -265,7 +334,7 @@ TEST_F(ATrustFolder, ReadsOnlyFilesThatMayHaveChanged) {
 }
 
 TEST_F(ATrustFolder, TrustsNobodyOnceItHasGone) {
-  std::filesystem::create_directories(path("trust"));
+  makeFolder("trust");
   const auto alice = put("trust/alice");
   TrustFolder sut(path("trust"), nullptr);
   std::filesystem::rename(path("trust"), path("away"));
@@ -286,8 +355,7 @@ TEST_F(ATrustFolder, TrustsNobodyOnceOthersMayWriteInIt) {
   EXPECT_TRUE(sut.refresh());
   EXPECT_THAT(sut.keys()->keys(), IsEmpty());
   EXPECT_FALSE(sut.refresh());
-  EXPECT_THAT(takeWarnings(), ElementsAre(folder_.path() + ": others may write in this folder of public keys; "
-                                                           "expected the permissions 0755"));
+  EXPECT_THAT(takeWarnings(), ElementsAre(folder_.path() + ": has the permissions 0777" + unprotectedFolder));
 }
 
 TEST_F(ATrustFolder, StaysAsItIsWhileTheProcessCannotReadIt) {
