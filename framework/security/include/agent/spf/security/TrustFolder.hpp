@@ -41,11 +41,14 @@ class TrustFolder {
   TrustFolder& operator=(const TrustFolder&) = delete;
 
   /// Lists the folder and reads the files in it that may have changed. Blocks on the file system only: each file costs
-  /// a `stat` and, if its identity, size or times have changed or if it has changed in the last two seconds, its
-  /// reading.
+  /// a `stat` and, if it held no key, if its status has changed, or if that was in the last two seconds, its reading.
   ///
-  /// If the folder is not there any more or is not protected, nobody is trusted. If it cannot be read for another
-  /// reason, for example since the process has no descriptor left, everything stays as it is. Both are warned of once.
+  /// If the folder is not there any more, cannot be read or is not protected, nobody is trusted until that has ended.
+  /// Only a shortage of descriptors or memory is different, which a stranger can cause by opening connections: no key
+  /// is added then, and each one stays only if `stat`, which needs no descriptor, shows the same folder and an
+  /// unchanged file. A file that was read within two seconds of its last change may have changed unseen, so its key is
+  /// dropped. Either case is warned of once.
+  ///
   /// \return whether `keys` returns others than before
   bool refresh();
 
@@ -55,6 +58,7 @@ class TrustFolder {
  private:
   class Reader;
 
+  TrustedKeys read(std::string& shortage);
   bool publish(TrustedKeys next);
 
   // Constant after construction:
@@ -62,7 +66,7 @@ class TrustFolder {
 
   // Of the thread that refreshes:
   std::unique_ptr<Reader> reader_;
-  std::string trouble_;  // why the last refresh failed; empty if it did not
+  std::string shortage_;  // why the last refresh read nothing; empty if it had no shortage
 
   mutable std::mutex mutex_;
   // Guarded by `mutex_`:
