@@ -364,14 +364,16 @@ TEST_F(TheKeyOfAHost, NeedsAFolderThatCanBeRead) {
   EXPECT_EQ(refusal(path("station.key"), path("station.pub")),
             "spfctl: " + path("station.pub") + ": cannot be read: Not a directory; expected a folder of public keys\n");
   std::filesystem::permissions(workspace_.path(), std::filesystem::perms(0777));
-  EXPECT_EQ(refusal(path("station.key"), workspace_.path()),
-            "spfctl: " + workspace_.path().native() +
-                ": others may write in this folder of public keys; expected the permissions 0755\n");
+  EXPECT_EQ(
+      refusal(path("station.key"), workspace_.path()),
+      "spfctl: " + workspace_.path().native() +
+          ": has the permissions 0777; expected 0755, since only its owner may write in a folder of public keys\n");
 }
 
 TEST_F(TheKeyOfAHost, IsWarnedOfATrustThatIsEmpty) {
   makeKeys("station", workspace_.path());
   std::filesystem::create_directory(path("trusted"));
+  std::filesystem::permissions(path("trusted"), static_cast<std::filesystem::perms>(0755));
   EXPECT_TRUE(propertiesOf({"--key", path("station.key"), "--trust", path("trusted")}));
   EXPECT_EQ(messages_.str(),
             "spfctl: warning: " + path("trusted") + ": nobody is trusted; expected a file NAME.pub for each peer\n");

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -12,6 +11,7 @@
 #include "Wiped.hpp"
 #include "agent/spf/security/keyFiles.hpp"
 #include "keyText.hpp"
+#include "protection.hpp"
 
 namespace agent::spf::security {
 
@@ -22,12 +22,6 @@ constexpr auto expectedKey = "; expected one line of 40 characters of Z85";
 
 /// One byte more than a key file has, so that a larger one is noticed.
 using FileText = std::array<char, largestFile + 1>;
-
-std::string octal(mode_t mode) {
-  std::array<char, 8> text{};
-  std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & 07777));
-  return text.data();
-}
 
 std::string_view trimmed(std::string_view line) {
   constexpr auto whiteSpace = " \t\r\f\v";
@@ -106,8 +100,8 @@ void KeyFile::requireSecret() const {
 }
 
 void KeyFile::requireProtected() const {
-  if ((status_.st_mode & S_IWOTH) != 0) {
-    refuse("others may write it (permissions " + octal(status_.st_mode) + "); expected 0644");
+  if (const auto reason = whyUnprotected(status_, 0644, "a key that is trusted")) {
+    refuse(*reason);
   }
 }
 

@@ -27,7 +27,7 @@ class KeyFile {
   /// \throws KeyFileError  unless the file belongs to the effective user, and to nobody else in any way
   void requireSecret() const;
 
-  /// \throws KeyFileError  if the mode lets others write the file
+  /// \throws KeyFileError  unless the file belongs to the effective user or root, and nobody else may write it
   void requireProtected() const;
 
   /// Reads the only key in the file. To be called once.

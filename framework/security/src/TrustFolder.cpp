@@ -17,20 +17,27 @@ TrustFolder::TrustFolder(std::filesystem::path folder, std::function<void(const 
 TrustFolder::~TrustFolder() = default;
 
 bool TrustFolder::refresh() {
+  std::string shortage;
+  bool isChanged = false;
   try {
-    auto next = reader_->read();
-    trouble_.clear();
-    return publish(std::move(next));
+    isChanged = publish(read(shortage));
   } catch (const UntrustedFolder& error) {
-    trouble_.clear();
-    return publish(TrustedKeys({}, {error.what()}, {}));
-  } catch (const KeyFileError& error) {
-    const bool isNew = trouble_ != error.what();
-    trouble_ = error.what();
-    if (isNew && warning_) {
-      warning_(trouble_);
-    }
-    return false;
+    isChanged = publish(TrustedKeys({}, {error.what()}, {}));
+  }
+  // Last, since a warning may take its time.
+  if (std::exchange(shortage_, shortage) != shortage && !shortage.empty() && warning_) {
+    warning_(shortage);
+  }
+  return isChanged;
+}
+
+// Sets the reason if there is a shortage, and judges what is known instead.
+TrustedKeys TrustFolder::read(std::string& shortage) {
+  try {
+    return reader_->read();
+  } catch (const Shortage& error) {
+    shortage = error.what();
+    return reader_->remaining(*keys());
   }
 }
 

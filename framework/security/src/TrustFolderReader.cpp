@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include "KeyFile.hpp"
 #include "agent/spf/security/KeyName.hpp"
+#include "protection.hpp"
 
 namespace agent::spf::security {
 
@@ -55,12 +56,16 @@ timespec currentTime() {
   return time;
 }
 
+std::string messageOf(const std::filesystem::path& folder, int error) {
+  return folder.native() + ": cannot be read: " + reasonOf(error) + "; expected a folder of public keys";
+}
+
 [[noreturn]] void refuse(const std::filesystem::path& folder, int error) {
-  const auto message = folder.native() + ": cannot be read: " + reasonOf(error) + "; expected a folder of public keys";
-  if (error == ENOENT || error == ENOTDIR) {
-    throw UntrustedFolder(message);
+  const auto message = messageOf(folder, error);
+  if (isShortage(error)) {
+    throw Shortage(message);
   }
-  throw KeyFileError(message);
+  throw UntrustedFolder(message);
 }
 
 Folder open(const std::filesystem::path& path) {
@@ -77,16 +82,31 @@ Folder open(const std::filesystem::path& path) {
   return folder;
 }
 
-void requireProtected(DIR* folder, const std::filesystem::path& path) {
+void requireProtected(const struct stat& status, const std::filesystem::path& path) {
+  if (const auto reason = whyUnprotected(status, 0755, "in a folder of public keys")) {
+    throw UntrustedFolder(path.native() + ": " + *reason);
+  }
+}
+
+struct stat statusOf(DIR* folder, const std::filesystem::path& path) {
   struct stat status {};
   if (fstat(dirfd(folder), &status) != 0) {
     refuse(path, errno);
   }
-  // In a sticky folder others can still add files.
-  if ((status.st_mode & S_IWOTH) != 0) {
-    throw UntrustedFolder(path.native() +
-                          ": others may write in this folder of public keys; expected the permissions 0755");
+  return status;
+}
+
+// Of the folder, for which no descriptor is left. A status that cannot be had for a shortage is treated like any other
+// failure, since then nothing shows that a key is still there.
+struct stat statusOf(const std::filesystem::path& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    throw UntrustedFolder(messageOf(path, errno));
   }
+  if (!S_ISDIR(status.st_mode)) {
+    throw UntrustedFolder(messageOf(path, ENOTDIR));
+  }
+  return status;
 }
 
 std::vector<std::string> filesIn(DIR* folder, const std::filesystem::path& path) {
@@ -108,7 +128,8 @@ std::vector<std::string> filesIn(DIR* folder, const std::filesystem::path& path)
 
 TrustedKeys TrustFolder::Reader::read() {
   const auto folder = open(folder_);
-  requireProtected(folder.get(), folder_);
+  const auto status = statusOf(folder.get(), folder_);
+  requireProtected(status, folder_);
   std::map<std::string, Reading> readings;
   for (const auto& file : filesIn(folder.get(), folder_)) {
     if (const auto* const reading = known(dirfd(folder.get()), file)) {
@@ -118,6 +139,7 @@ TrustedKeys TrustFolder::Reader::read() {
     }
   }
   readings_ = std::move(readings);
+  identity_ = {status.st_dev, status.st_ino};
   std::map<std::string, PublicKey> keys;
   std::vector<std::string> problems;
   for (const auto& [file, reading] : readings_) {
@@ -130,6 +152,22 @@ TrustedKeys TrustFolder::Reader::read() {
   return {std::move(keys), std::move(problems), folder_};
 }
 
+TrustedKeys TrustFolder::Reader::remaining(const TrustedKeys& trusted) const {
+  const auto status = statusOf(folder_);
+  requireProtected(status, folder_);
+  std::map<std::string, PublicKey> keys;
+  if (status.st_dev == identity_.device && status.st_ino == identity_.inode) {
+    for (const auto& [name, key] : trusted.keys()) {
+      const auto file = name + publicKeySuffix;
+      const auto found = readings_.find(file);
+      if (found != readings_.end() && isUnchanged(AT_FDCWD, pathOf(file), found->second)) {
+        keys.emplace(name, key);
+      }
+    }
+  }
+  return {std::move(keys), trusted.problems(), folder_};
+}
+
 // Returns what became of a file that has not changed since; null if it may have.
 const TrustFolder::Reader::Reading* TrustFolder::Reader::known(int folder, const std::string& file) const {
   const auto found = readings_.find(file);
@@ -137,7 +175,7 @@ const TrustFolder::Reader::Reading* TrustFolder::Reader::known(int folder, const
 }
 
 TrustFolder::Reader::Stamp TrustFolder::Reader::stampOf(const struct stat& status) {
-  return {status.st_dev, status.st_ino, status.st_size, status.st_mtim, status.st_ctim};
+  return {status.st_dev, status.st_ino, status.st_mode, status.st_uid, status.st_size, status.st_mtim, status.st_ctim};
 }
 
 // A file that is written, read and written again within one tick of the clock has the same stamp both times, since all
@@ -148,8 +186,8 @@ bool TrustFolder::Reader::isFinal(const Stamp& stamp, const timespec& now) {
 
 bool TrustFolder::Reader::isUnchanged(int folder, const std::string& file, const Reading& reading) {
   const auto members = [](const Stamp& stamp) {
-    return std::make_tuple(stamp.device, stamp.inode, stamp.size, stamp.modified.tv_sec, stamp.modified.tv_nsec,
-                           stamp.changed.tv_sec, stamp.changed.tv_nsec);
+    return std::make_tuple(stamp.device, stamp.inode, stamp.mode, stamp.owner, stamp.size, stamp.modified.tv_sec,
+                           stamp.modified.tv_nsec, stamp.changed.tv_sec, stamp.changed.tv_nsec);
   };
   struct stat status {};
   return reading.isFinal && fstatat(folder, file.c_str(), &status, 0) == 0 &&
@@ -182,12 +220,12 @@ void TrustFolder::Reader::readOpened(Descriptor descriptor, const std::string& f
                                      Reading& reading) const {
   try {
     const KeyFile opened(std::move(descriptor), pathOf(file));
-    reading.stamp = stampOf(opened.status());
-    reading.isFinal = isFinal(reading.stamp, now);
     opened.requireProtected();
     KeyBytes key{};
     opened.read(key);
     reading.key = PublicKey(key);
+    reading.stamp = stampOf(opened.status());
+    reading.isFinal = isFinal(reading.stamp, now);
   } catch (const KeyFileError& error) {
     reading.problem = error.what();
   }

@@ -16,8 +16,14 @@
 
 namespace agent::spf::security {
 
-/// The folder is not there, or others may write in it.
+/// The folder cannot be read, or others may write in it.
 class UntrustedFolder : public KeyFileError {
+ public:
+  using KeyFileError::KeyFileError;
+};
+
+/// The process or the machine has no descriptor or no memory left, which says nothing about the folder.
+class Shortage : public KeyFileError {
  public:
   using KeyFileError::KeyFileError;
 };
@@ -30,14 +36,28 @@ class TrustFolder::Reader {
   /// Reads what may have changed since the last time.
   /// \return all keys and problems
   /// \throws UntrustedFolder  if nobody is to be trusted
-  /// \throws KeyFileError     if the folder cannot be read for another reason
+  /// \throws Shortage         if the folder has to be judged without a descriptor
   TrustedKeys read();
 
+  /// Judges the folder and the files of keys by their status only, which takes no descriptor.
+  /// \param trusted  what the last calls of this object have led to
+  /// \return those keys whose files are certain to be the ones that were read, and all problems
+  /// \throws UntrustedFolder  if nobody is to be trusted
+  TrustedKeys remaining(const TrustedKeys& trusted) const;
+
  private:
+  /// Tells one folder from another.
+  struct Identity {
+    dev_t device = 0;
+    ino_t inode = 0;
+  };
+
   /// Tells one state of a file from another.
   struct Stamp {
     dev_t device = 0;
     ino_t inode = 0;
+    mode_t mode = 0;
+    uid_t owner = 0;
     off_t size = 0;
     timespec modified{};
     timespec changed{};
@@ -48,7 +68,7 @@ class TrustFolder::Reader {
     std::optional<PublicKey> key;
     std::string problem;   ///< why there is no key
     Stamp stamp;           ///< when it was opened
-    bool isFinal = false;  ///< whether an equal stamp means an equal content
+    bool isFinal = false;  ///< whether an equal stamp means that there is the same key
   };
 
   static Stamp stampOf(const struct stat& status);
@@ -61,6 +81,7 @@ class TrustFolder::Reader {
   std::string pathOf(const std::string& file) const { return (folder_ / file).native(); }
 
   const std::filesystem::path folder_;
+  Identity identity_;                        // of the folder that was read last
   std::map<std::string, Reading> readings_;  // by the names of files
 };
 

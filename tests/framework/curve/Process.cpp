@@ -4,6 +4,8 @@
 #include <fstream>
 #include <utility>
 
+#include <sys/stat.h>
+
 namespace spf::test {
 
 using agent::spf::security::PublicKey;
@@ -26,6 +28,7 @@ void Process::trust(const std::string& name, const PublicKey& key) const {
   const auto file = trusted_.path() + "/" + name + ".pub";
   const auto draft = trusted_.path() + "/." + name;
   std::ofstream(draft) << key.text() << '\n';
+  chmod(draft.c_str(), 0644);
   std::filesystem::rename(draft, file);
 }
 

@@ -20,6 +20,11 @@ std::size_t takeOpened();
 /// Lets such openings fail with an error; 0 ends that.
 void failOpenings(int error);
 
+/// Lets folders' openings, their listings or all readings of files fail with an error; 0 ends that.
+void failFolders(int error);
+void failListings(int error);
+void failReadings(int error);
+
 /// Sets the wall clock that is read by clock_gettime ahead by that many seconds.
 void setClockAhead(long seconds);
 

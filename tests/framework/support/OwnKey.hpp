@@ -19,6 +19,7 @@ class OwnKey {
     secretKey_ = security::writeKeyPair(security::KeyName(name), security::SecretKey::generate(), folder_.path())
                      .secretKey.native();
     std::filesystem::create_directory(trust());
+    std::filesystem::permissions(trust(), static_cast<std::filesystem::perms>(0755));
   }
 
   /// Returns the framework properties that name it.

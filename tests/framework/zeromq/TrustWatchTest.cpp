@@ -10,6 +10,7 @@
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include "agent/spf/security/SecretKey.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/TemporaryFolder.hpp"
@@ -30,6 +31,7 @@ class ATrustWatch : public testing::Test {
   void trust(const std::string& name) const {
     const auto draft = folder.path() + "/." + name;
     std::ofstream(draft) << SecretKey::generate().publicKey().text();
+    chmod(draft.c_str(), 0644);
     std::filesystem::rename(draft, folder.path() + "/" + name + ".pub");
   }
 

@@ -19,6 +19,7 @@ class ASecretKey : public EndToEnd {
  protected:
   void SetUp() override {
     fs::create_directory(trusted());
+    fs::permissions(trusted(), static_cast<fs::perms>(0755));
     for (const std::string name : {"station", "pier", "stranger"}) {
       Process keygen({SPFCTL, "keygen", name, "--folder", workspace_.path()});
       ASSERT_EQ(keygen.wait(), 0) << keygen.err();
