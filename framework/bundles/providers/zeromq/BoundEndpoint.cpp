@@ -7,6 +7,7 @@
 #include "handshakeReasons.hpp"
 #include "judgeHandshake.hpp"
 #include "messages.hpp"
+#include "requireZapHandler.hpp"
 
 namespace spf::zeromq {
 
@@ -83,9 +84,10 @@ bool BoundEndpoint::checkAddress() {
 void BoundEndpoint::encrypt(const SharedState& shared) {
   socket().set(zmq::sockopt::curve_server, true);
   socket().set(zmq::sockopt::curve_secretkey, zmq::buffer(shared.key->bytes()));
-  // The socket loop's handler finds the endpoint by it. It is bound as long as there are endpoints; without one, ZeroMQ
-  // would let every key in.
+  // The socket loop's handler finds the endpoint by it. It is bound as long as there are endpoints; without one, builds
+  // of ZeroMQ that cannot require it would let every key in.
   socket().set(zmq::sockopt::zap_domain, std::to_string(id()));
+  requireZapHandler(socket());
 }
 
 void BoundEndpoint::attach(SharedState& shared) {
