@@ -268,7 +268,7 @@ void BoundEndpoint::onMessages() {
   int budget = framesPerRound;
   while (auto frames = receiveMessage(socket(), budget)) {
     // A peer whose key is no longer trusted may still send, until the socket is closed.
-    if (frames->size() == 3 && phase() != Phase::reopening) {
+    if (frames->size() == 3 && isOpen()) {
       answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2]);
     }
   }
