@@ -39,15 +39,15 @@ bool isLoopback(const Address& address) {
 }  // namespace
 
 bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now) {
-  reportReason("another endpoint of this process holds the address");
-  if (holder.isClosing()) {
-    return false;
+  if (!holder.isClosing() && holderDeadline_ && *holderDeadline_ <= now) {
+    return true;
   }
-  if (!holderDeadline_) {
+  reportReason("another endpoint of this process holds the address");
+  if (!holder.isClosing() && !holderDeadline_) {
     holderDeadline_ = now + holderTime;
     setDeadline(holderDeadline_);
   }
-  return *holderDeadline_ <= now;
+  return false;
 }
 
 bool BoundEndpoint::isInTheWayOf(const BoundEndpoint& other) const {
@@ -137,6 +137,14 @@ bool BoundEndpoint::detach() {
   }
 }
 
+bool BoundEndpoint::mayTryAgain(bool) const {
+  return true;  // the address was bound before
+}
+
+void BoundEndpoint::tryAgain() {
+  startOverAt(nextRetry());
+}
+
 void BoundEndpoint::onEvent(const MonitorEvent& event) {
   switch (event.kind) {
     case ZMQ_EVENT_CLOSED:
@@ -223,7 +231,9 @@ void BoundEndpoint::reopen() {
   reopenedAddress_ = boundAddress();
   holderDeadline_.reset();
   reportLoss(Phase::reopening, keyNoLongerTrusted);
-  if (!detach()) {
+  if (detach()) {
+    warnUntilReleased();
+  } else {
     startOver();
   }
 }
