@@ -1,17 +1,32 @@
+#include <future>
+#include <stdexcept>
 #include <string>
 
 #include <gmock/gmock.h>
+#include "ForeignServer.hpp"
 #include "Process.hpp"
+#include "zeromq/DescriptorLimit.hpp"
 
 namespace spf::test {
 
 using agent::spf::security::SecretKey;
+using frameworktest::DescriptorShortage;
+using testing::HasSubstr;
 
 constexpr auto brokenOff = "handshake broken off (wrong server key, or not a peer)";
 constexpr auto keyGone = "lost: a key is no longer trusted";
 
 class AnEncryptedConnection : public testing::Test {
  protected:
+  /// Returns why a question has failed.
+  static std::string failureOf(std::future<std::string>& asking) {
+    try {
+      return "no failure: " + asking.get();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+  }
+
   Process server{"server"};
   Process client{"client"};
 };
@@ -99,6 +114,53 @@ TEST_F(AnEncryptedConnection, EndsWhenTheConnectingProcessTrustsThePeerNoLonger)
   client.trust(server);
   connected.endpoint->waitForOpening(2);
   EXPECT_EQ(client.ask("question"), "answer to question");
+}
+
+TEST_F(AnEncryptedConnection, DropsItsQuestionsWhenThePeerIsTrustedNoLonger) {
+  ForeignServer silent(server.key());
+  client.trust(server);
+  const auto connected = client.connect(silent.address(), "server");
+  connected.endpoint->waitForOpening();
+  auto asking = std::async(std::launch::async, [&] { return client.ask("first"); });
+  ASSERT_EQ(silent.receive(), "first");
+  client.distrust(server);
+  EXPECT_THAT(failureOf(asking), HasSubstr("a key is no longer trusted"));
+  client.trust(server);
+  connected.endpoint->waitForOpening(2);
+  auto askingAgain = std::async(std::launch::async, [&] { return client.ask("second"); });
+  EXPECT_EQ(silent.receive(), "second");
+  client.stop();
+  EXPECT_THAT(failureOf(askingAgain), HasSubstr("the connection was closed"));
+}
+
+TEST_F(AnEncryptedConnection, IsMadeAfterAShortageOfDescriptors) {
+  DescriptorShortage shortage;
+  client.trust(server);
+  const auto bound = server.bound();
+  const auto connected = client.connect(bound.endpoint->reports().address, "server");
+  connected.endpoint->waitForReason("refused");
+  shortage.begin();
+  const auto tries = connected.endpoint->waitForReason(DescriptorShortage::reason).tries;
+  // Every try fails, not just the first.
+  connected.endpoint->waitFor([&](const Reports& reports) { return reports.tries >= tries + 2; });
+  shortage.end();
+  connected.endpoint->waitForReason("refused");
+  server.trust(client);
+  connected.endpoint->waitForOpening();
+  EXPECT_EQ(client.ask("question"), "answer to question");
+}
+
+// The first try may fail for a reason that stays, so that it is reported at once.
+TEST_F(AnEncryptedConnection, FailsIfTheFirstTryMeetsAShortageOfDescriptors) {
+  DescriptorShortage shortage;
+  client.trust(server);
+  client.transport();
+  shortage.begin();
+  const auto connected = client.connect("tcp://127.0.0.1:1", "server");
+  const auto hasEnded = [](const Reports& reports) { return !reports.changes.empty(); };
+  EXPECT_EQ(
+      connected.endpoint->waitFor(hasEnded).last(),
+      std::string("failed: cannot open 'tcp://127.0.0.1:1' (discovery name 'server'): ") + DescriptorShortage::reason);
 }
 
 TEST_F(AnEncryptedConnection, EndsWhenThePeersNameGetsAnotherKey) {

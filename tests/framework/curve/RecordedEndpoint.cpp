@@ -90,7 +90,7 @@ void RecordedEndpoint::refused(std::uint32_t count, const std::string& reason) {
   record([&](Reports& reports) {
     reports.refused = count;
     reports.lastRefusal = reason;
-    ++reports.refusalCalls;
+    reports.refusals.push_back(count);
   });
 }
 
@@ -109,7 +109,10 @@ void RecordedEndpoint::closed() {
 }
 
 std::string RecordedEndpoint::answer(const std::string& request, const std::string& asker) {
-  record([&](Reports& reports) { reports.askers.push_back(asker); });
+  record([&](Reports& reports) {
+    reports.requests.push_back(request);
+    reports.askers.push_back(asker);
+  });
   return "answer to " + request;
 }
 

@@ -21,8 +21,9 @@ struct Reports {
   std::uint32_t tries = 0;  ///< of the last `trying`
   std::uint32_t refused = 0;
   std::string lastRefusal;
-  int refusalCalls = 0;
+  std::vector<std::uint32_t> refusals;  ///< the count of each `refused`
   std::vector<std::string> warnings;
+  std::vector<std::string> requests;
   std::vector<std::string> askers;  ///< one for each request
 
   std::string last() const { return changes.empty() ? "" : changes.back(); }

@@ -1,21 +1,35 @@
 #include <atomic>
 #include <cerrno>
+#include <future>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
+#include <netinet/in.h>
 #include <sys/socket.h>
 #include "Process.hpp"
+#include "RawConnection.hpp"
 #include "spf/test/Gate.hpp"
+#include "zeromq/DescriptorLimit.hpp"
 
 namespace {
 
 std::atomic<bool> isEachAddressTaken{false};
 
+/// Holds a thread.
+struct Hold {
+  spf::test::Gate isReached;
+  spf::test::Gate mayGoOn;
+};
+
+/// What the next thread comes to that sets an option of TCP, as ZeroMQ's own thread does for each accepted connection.
+std::atomic<Hold*> hold{nullptr};
+
 }  // namespace
 
-// Replaces the system's function.
+// These replace the system's functions.
 extern "C" [[gnu::visibility("default")]] int bind(int descriptor, const sockaddr* address, socklen_t size) noexcept {
   static const auto real = reinterpret_cast<int (*)(int, const sockaddr*, socklen_t)>(dlsym(RTLD_NEXT, "bind"));
   if (isEachAddressTaken) {
@@ -25,9 +39,23 @@ extern "C" [[gnu::visibility("default")]] int bind(int descriptor, const sockadd
   return real(descriptor, address, size);
 }
 
+extern "C" [[gnu::visibility("default")]] int setsockopt(int descriptor, int level, int name, const void* value,
+                                                         socklen_t size) noexcept {
+  static const auto real =
+      reinterpret_cast<int (*)(int, int, int, const void*, socklen_t)>(dlsym(RTLD_NEXT, "setsockopt"));
+  if (Hold* reached = level == IPPROTO_TCP ? hold.exchange(nullptr) : nullptr) {
+    reached->isReached.open();
+    EXPECT_TRUE(reached->mayGoOn.wait());
+  }
+  return real(descriptor, level, name, value, size);
+}
+
 namespace spf::test {
 
+using frameworktest::DescriptorShortage;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 constexpr auto keyGone = "lost: a key is no longer trusted";
 
@@ -146,16 +174,77 @@ TEST_F(AReopenedEndpoint, MayBeStoppedMeanwhile) {
   EXPECT_EQ(reports.count("closed"), 1);
 }
 
-TEST_F(AReopenedEndpoint, FailsIfItsAddressWasTakenMeanwhile) {
+TEST_F(AReopenedEndpoint, IsBoundAgainOnceItsAddressIsFree) {
   const auto sut = boundTo(alice);
   const auto address = sut.endpoint->reports().address;
   sut.endpoint->onLoss([] { isEachAddressTaken = true; });
   server.distrust(alice);
-  const auto reports = sut.endpoint->waitFor([](const Reports& all) { return all.changes.size() >= 3; });
-  EXPECT_THAT(reports.changes,
-              ElementsAre("opened", keyGone, "failed: cannot open 'tcp://127.0.0.1:*': Address already in use"));
+  sut.endpoint->waitForReason("Address already in use");
+  // Every try fails, not just the first.
+  sut.endpoint->waitFor([](const Reports& reports) { return reports.tries >= 3; });
   isEachAddressTaken = false;
-  server.bound(address);
+  EXPECT_EQ(sut.endpoint->waitForOpening(2).address, address);
+  EXPECT_THAT(sut.endpoint->reports().changes, ElementsAre("opened", keyGone, "opened"));
+  bob.connect(address, "server").endpoint->waitForOpening();
+}
+
+TEST_F(AReopenedEndpoint, MayBeClosedWhileItsAddressIsTaken) {
+  const auto sut = boundTo(alice);
+  sut.endpoint->onLoss([] { isEachAddressTaken = true; });
+  server.distrust(alice);
+  sut.endpoint->waitForReason("Address already in use");
+  server.transport().close(sut.id);
+  EXPECT_THAT(sut.endpoint->waitForChange("closed").changes, ElementsAre("opened", keyGone, "closed"));
+  isEachAddressTaken = false;
+}
+
+TEST_F(AReopenedEndpoint, IsBoundAgainAfterAShortageOfDescriptors) {
+  DescriptorShortage shortage;
+  const auto sut = boundTo(alice);
+  const auto address = sut.endpoint->reports().address;
+  sut.endpoint->onLoss([&] { shortage.begin(); });
+  server.distrust(alice);
+  sut.endpoint->waitForReason(DescriptorShortage::reason);
+  shortage.end();
+  EXPECT_EQ(sut.endpoint->waitForOpening(2).address, address);
+  EXPECT_THAT(sut.endpoint->reports().changes, ElementsAre("opened", keyGone, "opened"));
+  bob.connect(address, "server").endpoint->waitForOpening();
+}
+
+TEST_F(AReopenedEndpoint, WarnsWhileItsAddressIsNotReleased) {
+  const auto sut = boundTo(alice);
+  const auto address = sut.endpoint->reports().address;
+  Hold releasing;
+  hold = &releasing;
+  const auto holding = RawConnection::to(address);
+  ASSERT_TRUE(releasing.isReached.wait());
+  server.distrust(alice);
+  const auto reports = sut.endpoint->waitFor([](const Reports& all) { return !all.warnings.empty(); });
+  EXPECT_THAT(reports.warnings.front(), AllOf(HasSubstr("tcp://127.0.0.1:*"), HasSubstr("still not free")));
+  EXPECT_THAT(reports.changes, ElementsAre("opened", keyGone));
+  releasing.mayGoOn.open();
+  EXPECT_EQ(sut.endpoint->waitForOpening(2).address, address);
+}
+
+// The question is asked while the socket is being closed: it may have reached it, but nobody answers it.
+TEST_F(AReopenedEndpoint, AnswersNoQuestionOfBefore) {
+  const auto sut = boundTo(alice);
+  Gate isLost;
+  Gate mayGoOn;
+  sut.endpoint->onLoss([&] {
+    isLost.open();
+    EXPECT_TRUE(mayGoOn.wait());
+  });
+  server.distrust(alice);
+  ASSERT_TRUE(isLost.wait());
+  auto asking = std::async(std::launch::async, [&] { return alice.ask("first"); });
+  mayGoOn.open();
+  EXPECT_THROW(asking.get(), std::runtime_error);
+  sut.endpoint->waitForOpening(2);
+  server.trust(alice);
+  clientsEnd.endpoint->waitForOpening(2);
+  EXPECT_EQ(alice.ask("second"), "answer to second");
+  EXPECT_THAT(sut.endpoint->reports().requests, ElementsAre("second"));
 }
 
 }  // namespace spf::test

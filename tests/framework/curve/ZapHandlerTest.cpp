@@ -6,7 +6,10 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include "ForeignClient.hpp"
+#include "Monitor.hpp"
 #include "agent/spf/security/SecretKey.hpp"
+#include "requireZapHandler.hpp"
 #include "spf/test/Gate.hpp"
 
 namespace {
@@ -146,6 +149,48 @@ TEST_F(AZapHandler, TellsPeersToComeLaterIfTooManyWait) {
   request("next", alice);
   answer(refreshes);
   EXPECT_THAT(replies(), ElementsAre("next 200 alice"));
+}
+
+/// A socket in whose context no handler is bound.
+class ASocketWithoutAHandler : public testing::Test {
+ protected:
+  ASocketWithoutAHandler() {
+    sut.set(zmq::sockopt::linger, 0);
+    sut.set(zmq::sockopt::curve_server, true);
+    sut.set(zmq::sockopt::curve_secretkey, zmq::buffer(key.bytes()));
+    sut.set(zmq::sockopt::zap_domain, "42");
+  }
+
+  /// Lets a peer connect, and returns the event that its handshake ends with; 0 after the time-out of the tests.
+  int outcome() {
+    spf::zeromq::Monitor monitor(context, sut, "42",
+                                 ZMQ_EVENT_HANDSHAKE_SUCCEEDED | ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL |
+                                     ZMQ_EVENT_HANDSHAKE_FAILED_PROTOCOL | ZMQ_EVENT_HANDSHAKE_FAILED_AUTH);
+    sut.bind("tcp://127.0.0.1:*");
+    spf::test::ForeignClient client(peers, sut.get(zmq::sockopt::last_endpoint), SecretKey::generate(),
+                                    key.publicKey());
+    std::vector<zmq::pollitem_t> items{{monitor.handle(), -1, ZMQ_POLLIN, 0}};
+    zmq::poll(items, spf::test::patience);
+    int budget = 2;
+    const auto event = monitor.next(budget);
+    return event ? event->kind : 0;
+  }
+
+  zmq::context_t context;
+  zmq::context_t peers;
+  const SecretKey key = SecretKey::generate();
+  zmq::socket_t sut{context, zmq::socket_type::router};
+};
+
+TEST_F(ASocketWithoutAHandler, LetsEverybodyInUnlessItRequiresOne) {
+  EXPECT_EQ(outcome(), ZMQ_EVENT_HANDSHAKE_SUCCEEDED);
+}
+
+TEST_F(ASocketWithoutAHandler, LetsNobodyInIfItRequiresOne) {
+  if (!spf::zeromq::requireZapHandler(sut)) {
+    GTEST_SKIP() << "this build of ZeroMQ cannot require a handler";
+  }
+  EXPECT_EQ(outcome(), ZMQ_EVENT_HANDSHAKE_FAILED_NO_DETAIL);
 }
 
 }  // namespace

@@ -7,28 +7,13 @@
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
+#include "DescriptorLimit.hpp"
 
 namespace {
 
 using spf::zeromq::describeDescriptorLimit;
 using spf::zeromq::maxSockets;
 using testing::HasSubstr;
-
-/// Sets this process's limit of descriptors, and restores it at its destruction.
-class Limits {
- public:
-  explicit Limits(rlim_t soft) {
-    getrlimit(RLIMIT_NOFILE, &before_);
-    const rlimit limit{soft, before_.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &limit);
-  }
-  ~Limits() { setrlimit(RLIMIT_NOFILE, &before_); }
-  Limits(const Limits&) = delete;
-  Limits& operator=(const Limits&) = delete;
-
- private:
-  rlimit before_{};
-};
 
 TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
   rlimit limit{};
@@ -39,7 +24,7 @@ TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
 TEST(TheDescriptorLimits, AreDistinguished) {
   zmq::context_t context(1, 77);
   EXPECT_EQ(describeDescriptorLimit(context), "the limit of 77 ZeroMQ sockets is reached");
-  const Limits limits(40);
+  const frameworktest::DescriptorLimit limit(40);
   std::vector<int> descriptors;
   for (int descriptor = 0; descriptor >= 0;) {
     descriptor = eventfd(0, EFD_CLOEXEC);

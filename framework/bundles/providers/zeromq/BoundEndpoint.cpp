@@ -7,6 +7,7 @@
 #include "handshakeReasons.hpp"
 #include "judgeHandshake.hpp"
 #include "messages.hpp"
+#include "requireZapHandler.hpp"
 
 namespace spf::zeromq {
 
@@ -38,15 +39,15 @@ bool isLoopback(const Address& address) {
 }  // namespace
 
 bool BoundEndpoint::mayIgnore(const BoundEndpoint& holder, Clock::time_point now) {
-  reportReason("another endpoint of this process holds the address");
-  if (holder.isClosing()) {
-    return false;
+  if (!holder.isClosing() && holderDeadline_ && *holderDeadline_ <= now) {
+    return true;
   }
-  if (!holderDeadline_) {
+  reportReason("another endpoint of this process holds the address");
+  if (!holder.isClosing() && !holderDeadline_) {
     holderDeadline_ = now + holderTime;
     setDeadline(holderDeadline_);
   }
-  return *holderDeadline_ <= now;
+  return false;
 }
 
 bool BoundEndpoint::isInTheWayOf(const BoundEndpoint& other) const {
@@ -83,9 +84,10 @@ bool BoundEndpoint::checkAddress() {
 void BoundEndpoint::encrypt(const SharedState& shared) {
   socket().set(zmq::sockopt::curve_server, true);
   socket().set(zmq::sockopt::curve_secretkey, zmq::buffer(shared.key->bytes()));
-  // The socket loop's handler finds the endpoint by it. It is bound as long as there are endpoints; without one, ZeroMQ
-  // would let every key in.
+  // The socket loop's handler finds the endpoint by it. It is bound as long as there are endpoints; without one, builds
+  // of ZeroMQ that cannot require it would let every key in.
   socket().set(zmq::sockopt::zap_domain, std::to_string(id()));
+  requireZapHandler(socket());
 }
 
 void BoundEndpoint::attach(SharedState& shared) {
@@ -133,6 +135,14 @@ bool BoundEndpoint::detach() {
   } catch (const zmq::error_t&) {
     return false;
   }
+}
+
+bool BoundEndpoint::mayTryAgain(bool) const {
+  return true;  // the address was bound before
+}
+
+void BoundEndpoint::tryAgain() {
+  startOverAt(nextRetry());
 }
 
 void BoundEndpoint::onEvent(const MonitorEvent& event) {
@@ -221,7 +231,9 @@ void BoundEndpoint::reopen() {
   reopenedAddress_ = boundAddress();
   holderDeadline_.reset();
   reportLoss(Phase::reopening, keyNoLongerTrusted);
-  if (!detach()) {
+  if (detach()) {
+    warnUntilReleased();
+  } else {
     startOver();
   }
 }
@@ -266,7 +278,7 @@ void BoundEndpoint::onMessages() {
   int budget = framesPerRound;
   while (auto frames = receiveMessage(socket(), budget)) {
     // A peer whose key is no longer trusted may still send, until the socket is closed.
-    if (frames->size() == 3 && phase() != Phase::reopening) {
+    if (frames->size() == 3 && isOpen()) {
       answer(std::move((*frames)[0]), std::move((*frames)[1]), (*frames)[2]);
     }
   }

@@ -43,6 +43,8 @@ class BoundEndpoint : public Endpoint {
   void encrypt(const SharedState& shared) override;
   void attach(SharedState& shared) override;
   bool detach() override;
+  bool mayTryAgain(bool isShortage) const override;
+  void tryAgain() override;
   void onEvent(const MonitorEvent& event) override;
   void onResolved(const ResolvedHost& resolved) override;
   void beforeDrop() override;
@@ -51,7 +53,7 @@ class BoundEndpoint : public Endpoint {
   void listenLocally();
   std::string boundAddress();
 
-  /// Ends all connections, and binds the same address again.
+  /// Ends all connections, and binds the same address again, as often as necessary.
   void reopen();
 
   void onClosed();

@@ -51,10 +51,13 @@ void ConnectedEndpoint::onMessages() {
 }
 
 bool ConnectedEndpoint::mayOpen(const SharedState& shared, Clock::time_point now) const {
+  if (!isDue(now)) {
+    return false;
+  }
   if (address().scheme == Scheme::inproc) {
     return shared.boundNames.count(address().where) != 0;
   }
-  return (!nextTry_ || *nextTry_ <= now) && (description().key.empty() || trustedKey(shared) != nullptr);
+  return description().key.empty() || trustedKey(shared) != nullptr;
 }
 
 const agent::spf::security::PublicKey* ConnectedEndpoint::trustedKey(const SharedState& shared) const {
@@ -183,7 +186,6 @@ void ConnectedEndpoint::onEvent(const MonitorEvent& event) {
       nextGreeting_ = {};
       hasHandshakeReason_ = false;
       isReasonDefinite_ = false;
-      retryInterval_.reset();
       becomeOpen(shownAddress());
       break;
     case ZMQ_EVENT_CONNECT_RETRIED:
@@ -232,16 +234,19 @@ void ConnectedEndpoint::reportFailure(const std::string& reason, bool isDefinite
 }
 
 void ConnectedEndpoint::tryAgainLater(bool stay) {
-  const auto when = Clock::now() + retryInterval_.next();
   if (hasHostName()) {
     staysAtAddress_ = stay;
     resetLookUps();
-    startOverWithLookUp(when);
+    startOverWithLookUp(nextRetry());
   } else {
-    startOver();
-    nextTry_ = when;
-    setDeadline(when);
+    startOverAt(nextRetry());
   }
+}
+
+void ConnectedEndpoint::tryAgain() {
+  hasHandshakeReason_ = false;
+  isReasonDefinite_ = false;
+  tryAgainLater(/*stay=*/true);
 }
 
 void ConnectedEndpoint::onLoss() {
@@ -353,7 +358,6 @@ void ConnectedEndpoint::onResolved(const ResolvedHost& resolved) {
 
 void ConnectedEndpoint::beforeDrop() {
   probe_.reset();
-  nextTry_.reset();
   serverKey_.reset();
   failRequests("the connection was closed");
 }

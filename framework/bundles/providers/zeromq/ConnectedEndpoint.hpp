@@ -10,7 +10,6 @@
 #include "Endpoint.hpp"
 #include "GreetingProbe.hpp"
 #include "Probe.hpp"
-#include "RetryInterval.hpp"
 
 namespace spf::zeromq {
 
@@ -27,7 +26,7 @@ class ConnectedEndpoint : public Endpoint {
 
   /// Returns whether there is a peer to connect to now: an `inproc` name has to be bound in this process, since ZeroMQ
   /// would accept the connection without it, but keep it after its socket was closed; the key that the peer has to
-  /// prove has to be trusted; and after a failed handshake some time has to pass.
+  /// prove has to be trusted; and after a failed handshake or try some time has to pass.
   bool mayOpen(const SharedState& shared, Clock::time_point now) const;
 
   /// Drops a connection to an `inproc` name that is no longer bound, or bound by another endpoint, and reports that a
@@ -49,6 +48,8 @@ class ConnectedEndpoint : public Endpoint {
   void encrypt(const SharedState& shared) override;
   void attach(SharedState& shared) override;
   bool detach() override { return false; }
+  bool mayTryAgain(bool isShortage) const override { return isShortage; }
+  void tryAgain() override;
   void onEvent(const MonitorEvent& event) override;
   void onResolved(const ResolvedHost& resolved) override;
   void beforeDrop() override;
@@ -79,9 +80,7 @@ class ConnectedEndpoint : public Endpoint {
   Clock::time_point nextGreeting_;
   bool hasHandshakeReason_ = false;  ///< whether the latest reason is a failed handshake's
   bool isReasonDefinite_ = false;
-  int vagueFailures_ = 0;  ///< since the definite reason
-  RetryInterval retryInterval_;
-  std::optional<Clock::time_point> nextTry_;
+  int vagueFailures_ = 0;        ///< since the definite reason
   bool staysAtAddress_ = false;  ///< whether the next look-up may keep the address
 
   /// The key that the socket expects its peer to prove.

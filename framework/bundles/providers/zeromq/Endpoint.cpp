@@ -1,6 +1,8 @@
 #include "Endpoint.hpp"
 
 #include <algorithm>
+#include <cerrno>
+#include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -33,6 +35,14 @@ constexpr std::size_t encryptionSize = 33;
 /// The interval between two look-ups of a host; doubled each time, up to a limit.
 constexpr std::chrono::milliseconds firstLookUpInterval{500};
 constexpr std::chrono::milliseconds longestLookUpInterval{30000};
+
+bool isDescriptorShortage(int error) {
+  return error == EMFILE || error == ENFILE;
+}
+
+bool isShortage(int error) {
+  return isDescriptorShortage(error) || error == ENOMEM || error == ENOBUFS;
+}
 
 template <class Call>
 void swallow(const Call& call) noexcept {
@@ -96,21 +106,34 @@ void Endpoint::onLookUp(const ResolvedHost& resolved) {
 }
 
 void Endpoint::open(SharedState& shared) {
+  const auto onError = [&](int number, const std::string& text) {
+    onFailedTry(isShortage(number), isDescriptorShortage(number) ? describeDescriptorLimit(shared.context) : text);
+  };
   try {
     phase_ = Phase::opening;
     deadline_.reset();
     beginTry();
     makeSocket(shared);
     attach(shared);
+    hasTried_ = true;
   } catch (const zmq::error_t& error) {
-    fail(error.num() == EMFILE ? describeDescriptorLimit(shared.context) : error.what());
+    onError(error.num(), error.what());
   } catch (const std::system_error& error) {
-    const bool isLimit =
-        error.code() == std::errc::too_many_files_open || error.code() == std::errc::too_many_files_open_in_system;
-    fail(isLimit ? describeDescriptorLimit(shared.context) : error.what());
+    onError(error.code().default_error_condition().value(), error.what());
+  } catch (const std::bad_alloc& error) {
+    onError(ENOMEM, error.what());
   } catch (const std::exception& error) {
-    fail(error.what());
+    onFailedTry(/*isShortage=*/false, error.what());
   }
+}
+
+void Endpoint::onFailedTry(bool isShortage, const std::string& reason) {
+  if (!hasTried_ || !mayTryAgain(isShortage)) {
+    fail(reason);
+    return;
+  }
+  reportReason(reason);
+  tryAgain();
 }
 
 void Endpoint::close() {
@@ -124,8 +147,7 @@ void Endpoint::close() {
   }
   phase_ = Phase::closing;
   lookUpRequested_ = false;
-  closingWarning_ = closingTime;
-  deadline_ = Clock::now() + closingWarning_;
+  warnUntilReleased();
 }
 
 void Endpoint::forceClose() {
@@ -149,7 +171,7 @@ void Endpoint::onTime(Clock::time_point now) {
   if (!deadline_ || now < *deadline_ || lookUpRequested_) {
     return;
   }
-  if (phase_ != Phase::closing) {
+  if (phase_ != Phase::closing && phase_ != Phase::reopening) {
     deadline_.reset();
     onDeadline();
     return;
@@ -176,6 +198,7 @@ void Endpoint::becomeOpen(const std::string& opened) {
     lookUpRequested_ = false;
     deadline_.reset();
     resetLookUps();
+    retryInterval_.reset();
     tries_ = {opened, 0, ""};
     swallow([&] { listener_->opened(opened); });
   }
@@ -190,6 +213,12 @@ void Endpoint::becomeClosed() {
 void Endpoint::startOver() {
   phase_ = Phase::waiting;
   dropSocket();
+}
+
+void Endpoint::startOverAt(Clock::time_point when) {
+  startOver();
+  nextTry_ = when;
+  deadline_ = when;
 }
 
 void Endpoint::startOverWithLookUp(Clock::time_point when) {
@@ -230,6 +259,11 @@ void Endpoint::lookUpAgain() {
 void Endpoint::resetLookUps() {
   lookUpInterval_ = firstLookUpInterval;
   lastWarning_.clear();
+}
+
+void Endpoint::warnUntilReleased() {
+  closingWarning_ = closingTime;
+  deadline_ = Clock::now() + closingWarning_;
 }
 
 void Endpoint::requestLookUp(Clock::time_point when) {
@@ -278,6 +312,7 @@ void Endpoint::makeSocket(SharedState& shared) {
 
 void Endpoint::dropSocket() {
   deadline_.reset();
+  nextTry_.reset();
   lookUpRequested_ = false;
   beforeDrop();
   monitor_.reset();

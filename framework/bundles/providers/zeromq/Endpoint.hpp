@@ -11,6 +11,7 @@
 #include <zmq.hpp>
 #include "Monitor.hpp"
 #include "Resolver.hpp"
+#include "RetryInterval.hpp"
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
 #include "agent/spf/security/SecretKey.hpp"
@@ -66,8 +67,9 @@ struct SharedState {
 ///                               └───── reopening ◄──────┘ bind: a key is no longer trusted
 ///
 /// An endpoint returns from `opening` to `waiting` to try another address of the host, or to `lookingUp` or `waiting`
-/// after a failed handshake. From every phase it can change to `done`: if it fails, or if it is closed and has no
-/// address to free. In `done` the socket is closed and the end was reported to the listener.
+/// after a failed handshake, and after a failed try that is not the first: if descriptors or memory were missing, or if
+/// an address could not be bound again. From every phase it can change to `done`: if it fails, or if it is closed and
+/// has no address to free. In `done` the socket is closed and the end was reported to the listener.
 ///
 /// If this process has a key, every connection by `tcp` is encrypted, and only peers whose keys are trusted are let in;
 /// otherwise none is.
@@ -79,7 +81,7 @@ class Endpoint {
     fresh,      ///< not started yet
     lookingUp,  ///< the host has no numeric address yet
     waiting,    ///< bind: another endpoint holds the address; connect: the `inproc` name is not bound, no key of the
-                ///< peer is trusted, or a handshake has failed not long ago
+                ///< peer is trusted, or a handshake has failed not long ago; both: a later try has failed not long ago
     opening,    ///< has a socket that does not listen yet, or has no peer yet
     open,       ///< listens, or is connected
     reopening,  ///< bind: waits until ZeroMQ has released the address, and binds it again
@@ -105,7 +107,11 @@ class Endpoint {
   /// Handles the outcome of a look-up.
   void onLookUp(const ResolvedHost& resolved);
 
-  /// Creates the socket; if that fails, the endpoint is done. Allowed in the phase `waiting` only.
+  /// Returns whether the time of the next try has come.
+  bool isDue(Clock::time_point now) const noexcept { return !nextTry_ || *nextTry_ <= now; }
+
+  /// Creates the socket; if that fails, the endpoint is done, or tries again later. Allowed in the phase `waiting`
+  /// only.
   void open(SharedState& shared);
 
   /// Starts closing the socket. The endpoint is done at once or some time later.
@@ -181,6 +187,13 @@ class Endpoint {
   /// \return whether the monitor will report the end
   virtual bool detach() = 0;
 
+  /// Returns whether to try again after a try that has failed. Called if an earlier one did not fail.
+  /// \param isShortage  whether it has failed for want of descriptors or memory
+  virtual bool mayTryAgain(bool isShortage) const = 0;
+
+  /// Destroys the socket and tries again after an interval, which grows each time.
+  virtual void tryAgain() = 0;
+
   virtual void onEvent(const MonitorEvent& event) = 0;
   virtual void onResolved(const ResolvedHost& resolved) = 0;
 
@@ -197,6 +210,10 @@ class Endpoint {
 
   /// Destroys the socket and returns to `waiting`.
   void startOver();
+
+  /// Destroys the socket and returns to `waiting`.
+  /// \param when  the next try is due
+  void startOverAt(Clock::time_point when);
 
   /// Destroys the socket and returns to `lookingUp`.
   /// \param when  the look-up begins
@@ -219,6 +236,13 @@ class Endpoint {
 
   /// Begins with the shortest interval again.
   void resetLookUps();
+
+  /// Returns when to try again after one more failure.
+  Clock::time_point nextRetry() { return Clock::now() + retryInterval_.next(); }
+
+  /// Warns the listener at intervals until the phase changes. Called in the phases that wait for a free address.
+  void warnUntilReleased();
+
   void setDeadline(std::optional<Clock::time_point> deadline) { deadline_ = deadline; }
 
   void warn(const std::string& what);
@@ -244,6 +268,9 @@ class Endpoint {
  private:
   void makeSocket(SharedState& shared);
   void dropSocket();
+
+  /// Reports the reason and tries again later, or fails.
+  void onFailedTry(bool isShortage, const std::string& reason);
   std::string describe(const std::string& reason) const;
   void reportTries();
 
@@ -254,6 +281,9 @@ class Endpoint {
   Phase phase_ = Phase::fresh;
   std::optional<Clock::time_point> deadline_;
   EndpointTries tries_;
+  RetryInterval retryInterval_;
+  std::optional<Clock::time_point> nextTry_;
+  bool hasTried_ = false;  ///< whether a try did not fail at once
   bool lookUpRequested_ = false;
   bool isEncrypted_ = false;
   std::string hostName_;

@@ -183,7 +183,7 @@ void SocketLoop::onLookUp(EndpointID id, const ResolvedHost& resolved) {
 
 void SocketLoop::openBound(Endpoint::Clock::time_point now) {
   for (const auto& endpoint : bound_) {
-    if (endpoint->phase() == Endpoint::Phase::waiting && mayBind(*endpoint, now)) {
+    if (endpoint->phase() == Endpoint::Phase::waiting && endpoint->isDue(now) && mayBind(*endpoint, now)) {
       endpoint->open(shared_);
     }
   }
