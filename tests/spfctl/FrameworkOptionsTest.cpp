@@ -1,6 +1,6 @@
 #include "commands/frameworkOptions.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <sstream>
@@ -236,6 +236,12 @@ class TheKeyOfAHost : public testing::Test {
     EXPECT_TRUE(std::filesystem::exists(files.secretKey));
   }
 
+  // Returns what may be given in place of a key's file: a key, with and without what surrounds it there.
+  static std::vector<std::string> contentsOfKeyFile() {
+    const std::string key = "JTKVSB%%)wK0E.X)V>+}o?pNmC{O&4W4b!Ni{Lh6";
+    return {key, key + " ", " " + key, key + "\n", "# secret key of station\n" + key + "\n", "./" + key};
+  }
+
   std::string path(const std::string& name) const { return (workspace_.path() / name).native(); }
 
   std::optional<std::map<std::string, Any>> propertiesOf(const std::vector<std::string>& arguments) {
@@ -301,17 +307,38 @@ TEST_F(TheKeyOfAHost, NeedsAFolderOfTrustedKeys) {
 }
 
 TEST_F(TheKeyOfAHost, IsNotTheValueOfTheOption) {
-  const auto key = agent::spf::security::SecretKey::generate().publicKey().text();
-  const auto said = complaint({"--key", key, "--trust", "trusted"});
-  EXPECT_EQ(said, "--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+  const std::string said =
+      "--key is a text that may be a key, and no file; expected the name of the file that holds the key";
+  for (const auto& text : contentsOfKeyFile()) {
+    EXPECT_EQ(complaint({"--key=" + text, "--trust", "trusted"}), said);
+    EXPECT_EQ(complaint({"--key=" + text, "--trust", "trusted", "--property", "spf.curve.name=station"}), said);
+  }
   const auto name = std::string(36, 'x') + ".key";
   EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), said) << "a name of that length needs a file";
-  EXPECT_EQ(complaint({"--key", "./" + name, "--trust", "trusted"}), "no complaint");
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(workspace_.path());
   workspace_.write(name, "");
   EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), "no complaint");
   std::filesystem::current_path(before);
+}
+
+TEST_F(TheKeyOfAHost, IsNoValueOfOtherOptions) {
+  for (const auto& text : contentsOfKeyFile()) {
+    EXPECT_EQ(
+        complaint({"--key", "station.key", "--trust=" + text}),
+        "--trust is a text that may be a key, and no folder; expected the name of the folder of the keys that are "
+        "trusted");
+    EXPECT_EQ(
+        complaint({"--key", "station.key", "--trust", "trusted", "--property", "spf.curve.name=" + text}),
+        "--property spf.curve.name is a text that may be a key; expected a name of a key: 1 to 64 letters, digits, "
+        "'.', '_' and '-', and no '.' at the beginning");
+    EXPECT_EQ(complaint({"--property", text}), "--property is a text that may be a key; expected NAME=VALUE");
+    EXPECT_EQ(complaint({"--property", text + "=1"}),
+              "--property has the name a text that may be a key; expected letters, digits, '.', '_' and '-'");
+    EXPECT_THAT(complaint({"--property", "p={" + text}), testing::EndsWith(": a text that may be a key, and no JSON"));
+    EXPECT_EQ(complaint({text}), "spfctl run: unexpected argument a text that may be a key");
+    EXPECT_THAT(complaint({"-" + text}), testing::StartsWith("spfctl run: unknown option a text that may be a key; "));
+  }
 }
 
 TEST_F(TheKeyOfAHost, NeedsAName) {

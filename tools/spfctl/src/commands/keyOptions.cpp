@@ -1,9 +1,10 @@
 #include "commands/keyOptions.hpp"
 
 #include <filesystem>
-#include <system_error>
+#include <string>
 
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "agent/spf/security/KeyName.hpp"
 #include "agent/spf/security/TrustFolder.hpp"
 #include "agent/spf/security/keyFiles.hpp"
@@ -14,11 +15,10 @@ namespace spfctl {
 namespace {
 
 namespace interfaces = agent::spf::frameworkinterfaces;
+namespace frameworksupport = agent::spf::frameworksupport;
 namespace security = agent::spf::security;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
-
-constexpr std::size_t lengthOfKey = 40;
 
 void refuseProperty(const FrameworkOptions& options, const std::string& property, const std::string& option) {
   if (options.properties.count(property) != 0) {
@@ -27,10 +27,9 @@ void refuseProperty(const FrameworkOptions& options, const std::string& property
 }
 
 // Messages name the file, so a key in its place would be in them.
-void refuseKeyItself(const std::filesystem::path& key) {
-  std::error_code ignored;
-  if (key.native().size() == lengthOfKey && !std::filesystem::exists(key, ignored)) {
-    throw UsageError("--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+void refuseKeyItself(const std::string& option, const std::filesystem::path& given, const std::string& expected) {
+  if (frameworksupport::mayHoldKey(given)) {
+    throw UsageError(option + " is a text that may be a key, and " + expected);
   }
 }
 
@@ -55,7 +54,7 @@ void checkNameProperty(const Any& value) {
   const auto* const text = any_cast<std::string>(&value);
   if (text == nullptr || !security::isKeyName(*text)) {
     throw UsageError(std::string("--property ") + interfaces::curveNameProperty + " is " +
-                     (text == nullptr ? "JSON" : "'" + *text + "'") +
+                     (text == nullptr ? "JSON" : frameworksupport::quotedUnlessKey(*text)) +
                      "; expected a name of a key: " + security::expectedKeyName);
   }
 }
@@ -80,7 +79,8 @@ void checkKeys(const FrameworkOptions& options) {
   if (options.key.empty() && options.trust.empty()) {
     return;
   }
-  refuseKeyItself(options.key);
+  refuseKeyItself("--key", options.key, "no file; expected the name of the file that holds the key");
+  refuseKeyItself("--trust", options.trust, "no folder; expected the name of the folder of the keys that are trusted");
   requireBoth(options);
   refuseProperty(options, interfaces::curveSecretKeyProperty, "--key");
   refuseProperty(options, interfaces::curveTrustProperty, "--trust");
