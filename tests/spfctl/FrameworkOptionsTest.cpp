@@ -10,6 +10,7 @@
 
 #include "agent/spf/security/keyFiles.hpp"
 #include "commands/CommandLine.hpp"
+#include "commands/keyOptions.hpp"
 #include "support/Workspace.hpp"
 
 namespace spf::test {
@@ -370,6 +371,29 @@ TEST_F(TheKeyOfAHost, IsGivenInOneWay) {
             "--property spf.curve.trust is given beside --trust, which sets it; expected one of them");
   EXPECT_EQ(complaint({"--key", "a.key", "--trust", "t", "--property", "spf.curve.allow={\"p\": \"b\"}"}),
             "no complaint");
+}
+
+TEST_F(TheKeyOfAHost, IsWarnedOfAskersOfUnknownPublishers) {
+  const auto warnings = [](const std::string& allow) {
+    ConfigurationDescription description;
+    description.servicePublishers.resize(2);
+    description.servicePublishers[0].uniqueID = "station";
+    description.servicePublishers[1].uniqueID = "pier";
+    std::ostringstream messages;
+    warnOfUnknownPublishers(
+        given(allow.empty() ? std::vector<std::string>() : std::vector<std::string>{"--property", allow}), description,
+        messages);
+    return messages.str();
+  };
+  EXPECT_EQ(warnings(""), "");
+  EXPECT_EQ(warnings("spf.curve.allow=text"), "") << "the publishers do not start with it";
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"station": ["a"], "pier": "b"})"), "");
+  const std::string begin = "spfctl: warning: spf.curve.allow: no publisher of the configuration has the ID ";
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"station": "a", "Pier": "b"})"),
+            begin + "'Pier', so its entry protects none; did you mean 'pier'?\n");
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"statoin": "a", "else\u001b": "b"})"),
+            begin + "'else\\x1b', so its entry protects none\n" + begin +
+                "'statoin', so its entry protects none; did you mean 'station'?\n");
 }
 
 TEST_F(TheKeyOfAHost, IsNamedIfItCannotBeRead) {

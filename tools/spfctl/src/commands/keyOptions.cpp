@@ -1,7 +1,10 @@
 #include "commands/keyOptions.hpp"
 
+#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/frameworksupport/keysInMessages.hpp"
@@ -9,6 +12,7 @@
 #include "agent/spf/security/TrustFolder.hpp"
 #include "agent/spf/security/keyFiles.hpp"
 #include "display/terminalText.hpp"
+#include "file/nearestName.hpp"
 
 namespace spfctl {
 
@@ -19,6 +23,7 @@ namespace frameworksupport = agent::spf::frameworksupport;
 namespace security = agent::spf::security;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
+using cppmicroservices::AnyMap;
 
 void refuseProperty(const FrameworkOptions& options, const std::string& property, const std::string& option) {
   if (options.properties.count(property) != 0) {
@@ -110,6 +115,31 @@ bool addKeyProperties(const FrameworkOptions& options, std::map<std::string, Any
   properties[interfaces::curveSecretKeyProperty] = key.native();
   properties[interfaces::curveTrustProperty] = trust.native();
   return true;
+}
+
+void warnOfUnknownPublishers(const FrameworkOptions& options, const ConfigurationDescription& description,
+                             std::ostream& messages) {
+  const auto property = options.properties.find(interfaces::curveAllowProperty);
+  const auto* const allowed = property == options.properties.end() ? nullptr : any_cast<AnyMap>(&property->second);
+  if (allowed == nullptr) {
+    return;  // anything but a map is an error of the bundle that reads it
+  }
+  std::vector<std::string> known;
+  for (const auto& publisher : description.servicePublishers) {
+    known.push_back(publisher.uniqueID);
+  }
+  std::set<std::string> ids;
+  for (const auto& entry : *allowed) {
+    ids.insert(entry.first);
+  }
+  for (const auto& id : ids) {
+    if (std::find(known.begin(), known.end(), id) == known.end()) {
+      const auto nearest = nearestName(id, known);
+      warn(messages, std::string(interfaces::curveAllowProperty) + ": no publisher of the configuration has the ID " +
+                         frameworksupport::quotedUnlessKey(id) + ", so its entry protects none" +
+                         (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));
+    }
+  }
 }
 
 }  // namespace spfctl
