@@ -43,14 +43,14 @@ class ABoundEndpointThatRefusesPeers : public testing::Test {
   }
 
   EndpointState waitForRefused(std::uint32_t count) {
-    return status.waitFor("station", [count](const EndpointState& state) { return state.refusedPeers == count; });
+    return status.waitFor("station", [count](const EndpointState& state) { return state.refusedHandshakes == count; });
   }
 
   /// Returns what each record of the publisher says.
   Refusals refusals() const {
     Refusals refusals;
     for (const EndpointState& state : status.of("station")) {
-      refusals.emplace_back(state.refusedPeers, state.lastRefusal);
+      refusals.emplace_back(state.refusedHandshakes, state.lastRefusal);
     }
     return refusals;
   }
@@ -101,9 +101,9 @@ TEST_F(ABoundEndpointThatRefusesPeers, RemembersThemInEachPhase) {
   EXPECT_EQ(waitForRefused(1).phase, Phase::opening);
   transport->endpoint(1).trying({"tcp://a:1", 2, "in use"});
   transport->endpoint(1).opened("tcp://a:1");
-  EXPECT_EQ(status.waitFor("station", Phase::up).refusedPeers, 1u);
+  EXPECT_EQ(status.waitFor("station", Phase::up).refusedHandshakes, 1u);
   transport->endpoint(1).lost("no reason");
-  EXPECT_EQ(status.waitFor("station", Phase::lost).refusedPeers, 1u);
+  EXPECT_EQ(status.waitFor("station", Phase::lost).refusedHandshakes, 1u);
   transport->endpoint(1).opened("tcp://a:1");
   status.waitFor("station", Phase::up);
   EXPECT_THAT(refusals(), ElementsAre(Pair(1u, "key unknown")));

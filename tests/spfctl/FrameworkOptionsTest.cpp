@@ -1,6 +1,6 @@
 #include "commands/frameworkOptions.hpp"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <filesystem>
 #include <sstream>
@@ -10,6 +10,7 @@
 
 #include "agent/spf/security/keyFiles.hpp"
 #include "commands/CommandLine.hpp"
+#include "commands/keyOptions.hpp"
 #include "support/Workspace.hpp"
 
 namespace spf::test {
@@ -236,6 +237,12 @@ class TheKeyOfAHost : public testing::Test {
     EXPECT_TRUE(std::filesystem::exists(files.secretKey));
   }
 
+  // Returns what may be given in place of a key's file: a key, with and without what surrounds it there.
+  static std::vector<std::string> contentsOfKeyFile() {
+    const std::string key = "JTKVSB%%)wK0E.X)V>+}o?pNmC{O&4W4b!Ni{Lh6";
+    return {key, key + " ", " " + key, key + "\n", "# secret key of station\n" + key + "\n", "./" + key};
+  }
+
   std::string path(const std::string& name) const { return (workspace_.path() / name).native(); }
 
   std::optional<std::map<std::string, Any>> propertiesOf(const std::vector<std::string>& arguments) {
@@ -301,17 +308,38 @@ TEST_F(TheKeyOfAHost, NeedsAFolderOfTrustedKeys) {
 }
 
 TEST_F(TheKeyOfAHost, IsNotTheValueOfTheOption) {
-  const auto key = agent::spf::security::SecretKey::generate().publicKey().text();
-  const auto said = complaint({"--key", key, "--trust", "trusted"});
-  EXPECT_EQ(said, "--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+  const std::string said =
+      "--key is a text that may be a key, and no file; expected the name of the file that holds the key";
+  for (const auto& text : contentsOfKeyFile()) {
+    EXPECT_EQ(complaint({"--key=" + text, "--trust", "trusted"}), said);
+    EXPECT_EQ(complaint({"--key=" + text, "--trust", "trusted", "--property", "spf.curve.name=station"}), said);
+  }
   const auto name = std::string(36, 'x') + ".key";
   EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), said) << "a name of that length needs a file";
-  EXPECT_EQ(complaint({"--key", "./" + name, "--trust", "trusted"}), "no complaint");
   const auto before = std::filesystem::current_path();
   std::filesystem::current_path(workspace_.path());
   workspace_.write(name, "");
   EXPECT_EQ(complaint({"--key", name, "--trust", "trusted"}), "no complaint");
   std::filesystem::current_path(before);
+}
+
+TEST_F(TheKeyOfAHost, IsNoValueOfOtherOptions) {
+  for (const auto& text : contentsOfKeyFile()) {
+    EXPECT_EQ(
+        complaint({"--key", "station.key", "--trust=" + text}),
+        "--trust is a text that may be a key, and no folder; expected the name of the folder of the keys that are "
+        "trusted");
+    EXPECT_EQ(
+        complaint({"--key", "station.key", "--trust", "trusted", "--property", "spf.curve.name=" + text}),
+        "--property spf.curve.name is a text that may be a key; expected a name of a key: 1 to 64 letters, digits, "
+        "'.', '_' and '-', and no '.' at the beginning");
+    EXPECT_EQ(complaint({"--property", text}), "--property is a text that may be a key; expected NAME=VALUE");
+    EXPECT_EQ(complaint({"--property", text + "=1"}),
+              "--property has the name a text that may be a key; expected letters, digits, '.', '_' and '-'");
+    EXPECT_THAT(complaint({"--property", "p={" + text}), testing::EndsWith(": a text that may be a key, and no JSON"));
+    EXPECT_EQ(complaint({text}), "spfctl run: unexpected argument a text that may be a key");
+    EXPECT_THAT(complaint({"-" + text}), testing::StartsWith("spfctl run: unknown option a text that may be a key; "));
+  }
 }
 
 TEST_F(TheKeyOfAHost, NeedsAName) {
@@ -343,6 +371,29 @@ TEST_F(TheKeyOfAHost, IsGivenInOneWay) {
             "--property spf.curve.trust is given beside --trust, which sets it; expected one of them");
   EXPECT_EQ(complaint({"--key", "a.key", "--trust", "t", "--property", "spf.curve.allow={\"p\": \"b\"}"}),
             "no complaint");
+}
+
+TEST_F(TheKeyOfAHost, IsWarnedOfAskersOfUnknownPublishers) {
+  const auto warnings = [](const std::string& allow) {
+    ConfigurationDescription description;
+    description.servicePublishers.resize(2);
+    description.servicePublishers[0].uniqueID = "station";
+    description.servicePublishers[1].uniqueID = "pier";
+    std::ostringstream messages;
+    warnOfUnknownPublishers(
+        given(allow.empty() ? std::vector<std::string>() : std::vector<std::string>{"--property", allow}), description,
+        messages);
+    return messages.str();
+  };
+  EXPECT_EQ(warnings(""), "");
+  EXPECT_EQ(warnings("spf.curve.allow=text"), "") << "the publishers do not start with it";
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"station": ["a"], "pier": "b"})"), "");
+  const std::string begin = "spfctl: warning: spf.curve.allow: no publisher of the configuration has the ID ";
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"station": "a", "Pier": "b"})"),
+            begin + "'Pier', so its entry protects none; did you mean 'pier'?\n");
+  EXPECT_EQ(warnings(R"(spf.curve.allow={"statoin": "a", "else\u001b": "b"})"),
+            begin + "'else\\x1b', so its entry protects none\n" + begin +
+                "'statoin', so its entry protects none; did you mean 'station'?\n");
 }
 
 TEST_F(TheKeyOfAHost, IsNamedIfItCannotBeRead) {

@@ -35,7 +35,7 @@ PublisherState ready(const std::string& id) {
   return publisher(id, {}, true);
 }
 
-PublisherState refusing(const std::string& id, std::vector<RefusedPeers> refused) {
+PublisherState refusing(const std::string& id, std::vector<RefusedHandshakes> refused) {
   auto state = ready(id);
   state.refused = std::move(refused);
   return state;
@@ -70,32 +70,34 @@ TEST(AnOutstandingEndpoint, IsDescribedByWhatIsKnownOfIt) {
             "to connect c: lost, 3 tries: Connection refused");
 }
 
-TEST(RefusedPeers, AreDescribedByTheirNumberAndTheLastReason) {
-  EXPECT_EQ(describe(RefusedPeers{"tcp://a:1", 1, "no encryption"}),
-            "up tcp://a:1 (1 peer refused, last: no encryption)");
-  EXPECT_EQ(describe(RefusedPeers{"tcp://a:1", 3, "key unknown"}), "up tcp://a:1 (3 peers refused, last: key unknown)");
+TEST(RefusedHandshakes, AreDescribedByTheirNumberAndTheLastReason) {
+  EXPECT_EQ(describe(RefusedHandshakes{"tcp://a:1", 1, "no encryption"}),
+            "up tcp://a:1 (1 handshake refused, last: no encryption)");
+  EXPECT_EQ(describe(RefusedHandshakes{"tcp://a:1", 3, "key unknown"}),
+            "up tcp://a:1 (3 handshakes refused, last: key unknown)");
 }
 
-TEST(TheBlockOfPublishers, HasALineForEachEndpointThatHasRefusedPeers) {
+TEST(TheBlockOfPublishers, HasALineForEachEndpointThatHasRefusedHandshakes) {
   auto state = refusing("p", {{"a", 3, "key unknown"}, {"b\x1b", 1, "no encryption"}});
   state.outstanding = {endpoint("to connect", "c", "lost", "refused")};
   state.bound = {2, 2};
   EXPECT_EQ(block({state, refusing("q", {{"d", 1, "key unknown"}})}, {80, 24}),
-            (Lines{"p  degraded 1 min 5 s  bound 2 of 2  4 peers refused", "  to connect c: lost: refused",
-                   "  up a (3 peers refused, last: key unknown)", "  up b\\x1b (1 peer refused, last: no encryption)",
-                   "q  ready    1 min 5 s  1 peer refused", "  up d (1 peer refused, last: key unknown)"}));
+            (Lines{"p  degraded 1 min 5 s  bound 2 of 2  4 handshakes refused", "  to connect c: lost: refused",
+                   "  up a (3 handshakes refused, last: key unknown)",
+                   "  up b\\x1b (1 handshake refused, last: no encryption)",
+                   "q  ready    1 min 5 s  1 handshake refused", "  up d (1 handshake refused, last: key unknown)"}));
 }
 
-TEST(TheBlockOfPublishers, FoldsEndpointsThatHaveRefusedPeersFirst) {
+TEST(TheBlockOfPublishers, FoldsEndpointsThatHaveRefusedHandshakesFirst) {
   auto state = refusing("p", {{"a", 3, "key unknown"}, {"b", 1, "no encryption"}});
   state.outstanding = {endpoint("to connect", "c", "lost")};
-  EXPECT_EQ(block({state}, {80, 4}), (Lines{"p  degraded 1 min 5 s  4 peers refused", "  to connect c: lost",
-                                            "  up a (3 peers refused, last: key unknown)"}));
-  EXPECT_EQ(block({state}, {80, 3}), (Lines{"p  degraded 1 min 5 s  4 peers refused", "  to connect c: lost"}));
-  EXPECT_EQ(block({state}, {80, 2}), (Lines{"p  degraded 1 min 5 s  4 peers refused"}));
+  EXPECT_EQ(block({state}, {80, 4}), (Lines{"p  degraded 1 min 5 s  4 handshakes refused", "  to connect c: lost",
+                                            "  up a (3 handshakes refused, last: key unknown)"}));
+  EXPECT_EQ(block({state}, {80, 3}), (Lines{"p  degraded 1 min 5 s  4 handshakes refused", "  to connect c: lost"}));
+  EXPECT_EQ(block({state}, {80, 2}), (Lines{"p  degraded 1 min 5 s  4 handshakes refused"}));
   state.outstanding.push_back(endpoint("to connect", "d", "lost"));
   EXPECT_EQ(block({state}, {80, 3}),
-            (Lines{"p  degraded 1 min 5 s  4 peers refused", "  2 more endpoints outstanding"}));
+            (Lines{"p  degraded 1 min 5 s  4 handshakes refused", "  2 more endpoints outstanding"}));
 }
 
 TEST(TheBlockOfPublishers, ShowsOfAFailedOneOnlyWhy) {
@@ -240,28 +242,29 @@ TEST_F(AProgressDisplay, WritesWhyAPeerRefusesAConnection) {
 TEST_F(AProgressDisplay, WritesEachReasonForWhichAnEndpointRefusesPeersOnce) {
   ProgressDisplay sut(out_, lines());
   EXPECT_EQ(shown(sut, {refusing("p", {{"a", 1, "key unknown"}})}),
-            "1 p: ready\n2 p: up a: peers refused: key unknown\n");
+            "1 p: ready\n2 p: up a: handshakes refused: key unknown\n");
   EXPECT_EQ(shown(sut, {refusing("p", {{"a", 7, "key unknown"}})}), "");
   EXPECT_EQ(shown(sut, {refusing("p", {{"a", 8, "no encryption"}, {"b", 1, "key unknown"}})}),
-            "3 p: up a: peers refused: no encryption\n4 p: up b: peers refused: key unknown\n");
+            "3 p: up a: handshakes refused: no encryption\n4 p: up b: handshakes refused: key unknown\n");
   EXPECT_EQ(shown(sut, {refusing("p", {{"a", 9, "key unknown"}, {"b", 2, "key unknown"}})}), "");
 }
 
 TEST_F(AProgressDisplay, WritesWhomAnEndpointRefusesAgainOnceItsSocketWasOpenedAnew) {
   ProgressDisplay sut(out_, lines());
-  const auto both = [](std::vector<RefusedPeers> ofP) {
+  const auto both = [](std::vector<RefusedHandshakes> ofP) {
     return std::vector<PublisherState>{refusing("p", std::move(ofP)), refusing("q", {{"a", 1, "key unknown"}})};
   };
   shown(sut, both({{"a", 1, "key unknown"}}));
   EXPECT_EQ(shown(sut, both({})), "");
-  EXPECT_EQ(shown(sut, both({{"a", 1, "key unknown"}})), "5 p: up a: peers refused: key unknown\n");
+  EXPECT_EQ(shown(sut, both({{"a", 1, "key unknown"}})), "5 p: up a: handshakes refused: key unknown\n");
 }
 
-TEST_F(AProgressDisplay, ShowsTheNumberOfRefusedPeersOnATerminal) {
+TEST_F(AProgressDisplay, ShowsTheNumberOfRefusedHandshakesOnATerminal) {
   ProgressDisplay sut(out_, terminal());
   shown(sut, {refusing("p", {{"a", 1, "key unknown"}})});
-  EXPECT_EQ(shown(sut, {refusing("p", {{"a", 2, "key unknown"}})}),
-            "\x1b[2A\x1b[Jp  ready    0 s     2 peers refused\n  up a (2 peers refused, last: key unknown)\n");
+  EXPECT_EQ(
+      shown(sut, {refusing("p", {{"a", 2, "key unknown"}})}),
+      "\x1b[2A\x1b[Jp  ready    0 s     2 handshakes refused\n  up a (2 handshakes refused, last: key unknown)\n");
 }
 
 TEST_F(AProgressDisplay, EscapesWhatATerminalWouldObey) {

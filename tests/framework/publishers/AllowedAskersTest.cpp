@@ -140,13 +140,20 @@ TEST(AllowedAskers, HaveTextsInEachList) {
 
 TEST(AllowedAskers, HaveNamesOfKeysOnly) {
   for (const std::string& name : {std::string(), std::string("a b"), std::string(".a"), std::string("*"),
-                                  std::string("a/b"), std::string(65, 'x')}) {
+                                  std::string("a/b"), std::string(65, '_')}) {
     const std::string problem = "the framework property 'spf.curve.allow': the entry 'station' has '" + name +
                                 "', which is no name of a key; expected 1 to 64 letters, digits, '.', '_' and '-', and "
                                 "no '.' at the beginning";
     EXPECT_EQ(problemOf(exact({{"station", text(name)}})), problem);
     EXPECT_EQ(problemOf(exact({{"station", List{text("alice"), text(name)}}})), problem);
   }
+}
+
+TEST(AllowedAskers, AreNotShownIfTheyMayBeAKeyItself) {
+  EXPECT_EQ(
+      problemOf(exact({{"station", text("JTKVSB%%)wK0E.X)V>+}o?pNmC{O&4W4b!Ni{Lh6")}})),
+      "the framework property 'spf.curve.allow': the entry 'station' has a text that may be a key, which is no name "
+      "of a key; expected 1 to 64 letters, digits, '.', '_' and '-', and no '.' at the beginning");
 }
 
 }  // namespace

@@ -42,4 +42,11 @@ TEST(TheNameOfThisProcessesKey, IsANameOfAKey) {
   }
 }
 
+TEST(TheNameOfThisProcessesKey, IsNotShownIfItMayBeTheKeyItself) {
+  EXPECT_EQ(
+      problemOf(std::string("JTKVSB%%)wK0E.X)V>+}o?pNmC{O&4W4b!Ni{Lh6\n")),
+      "the framework property 'spf.curve.name' is a text that may be a key, which is no name of a key; expected 1 to "
+      "64 letters, digits, '.', '_' and '-', and no '.' at the beginning");
+}
+
 }  // namespace

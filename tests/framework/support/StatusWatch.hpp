@@ -22,7 +22,9 @@ inline std::string toText(const EndpointState& state) {
   return state.servicePublisherID + "#" + std::to_string(state.modificationCount) +
          (state.direction == EndpointState::Direction::bind ? " bind " : " connect ") + state.endpoint + " " +
          phaseOf(state) + " '" + state.address + "' after " + std::to_string(state.tries) + " tries: " + state.reason +
-         (state.refusedPeers == 0 ? "" : ", refused " + std::to_string(state.refusedPeers) + ": " + state.lastRefusal);
+         (state.refusedHandshakes == 0
+              ? ""
+              : ", refused " + std::to_string(state.refusedHandshakes) + ": " + state.lastRefusal);
 }
 
 inline void PrintTo(const EndpointState& state, std::ostream* out) {

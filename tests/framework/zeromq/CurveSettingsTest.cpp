@@ -106,6 +106,20 @@ TEST_F(CurveSettings, AreRefusedIfOthersMayReadTheSecretKey) {
   EXPECT_THAT(refusal(), testing::AllOf(HasSubstr("'spf.curve.secret_key': "), HasSubstr(file)));
 }
 
+TEST_F(CurveSettings, AreRefusedWithoutAKeyThatIsGivenInPlaceOfAName) {
+  const std::string secret = "JTKVSB%%)wK0E.X)V>+}o?pNmC{O&4W4b!Ni{Lh6";
+  for (const auto& text :
+       {secret, secret + " ", "# secret key of alice\n" + secret + "\n", folder.path() + "/" + secret}) {
+    for (const auto& [name, value] : std::map(properties)) {
+      properties[name] = text;
+      EXPECT_THAT(refusal(),
+                  testing::StartsWith("framework property '" + name + "': a text that may be a key; expected "));
+      EXPECT_THAT(refusal(), testing::Not(HasSubstr(secret.substr(0, 8))));
+      properties[name] = value;
+    }
+  }
+}
+
 TEST_F(CurveSettings, AreRefusedIfTheFolderIsNotThere) {
   properties["spf.curve.trust"] = folder.path() + "/none";
   EXPECT_THAT(refusal(), testing::AllOf(HasSubstr("'spf.curve.trust': "), HasSubstr(folder.path() + "/none")));

@@ -103,18 +103,19 @@ TEST_F(TheClients, PrintWhomAHostHasRefused) {
   const ScriptedHost host(folder_, "h", R"({"version":1,"ok":true,"publishers":[
     {"id":"p","state":"ready","servicesPublished":true,"error":"","endpoints":[
       {"direction":"bind","endpoint":"tcp://*:1","phase":"up","address":"tcp://0.0.0.0:1","reason":"",
-       "refusedPeers":3,"lastRefusal":"key unknown"},
+       "refusedHandshakes":3,"lastRefusal":"key unknown"},
       {"direction":"bind","endpoint":"tcp://b:2","phase":"up","address":"tcp://b:2","reason":"",
-       "refusedPeers":1,"lastRefusal":"no\u001b encryption"},
+       "refusedHandshakes":1,"lastRefusal":"no\u001b encryption"},
       {"direction":"bind","endpoint":"tcp://b:3","phase":"up","address":"tcp://b:3","reason":"",
-       "refusedPeers":0,"lastRefusal":""},
+       "refusedHandshakes":0,"lastRefusal":""},
       {"direction":"bind","endpoint":"tcp://b:4","phase":"up","address":"tcp://b:4","reason":"",
-       "refusedPeers":-1,"lastRefusal":"nonsense"}]}]})");
+       "refusedHandshakes":-1,"lastRefusal":"nonsense"}]}]})");
   EXPECT_EQ(spfctl::status(status(), output_), ExitCode::done);
-  EXPECT_THAT(printed(), HasSubstr("    bind  tcp://*:1  up  tcp://0.0.0.0:1 (3 peers refused, last: key unknown)\n"
-                                   "    bind  tcp://b:2  up  (1 peer refused, last: no\\x1b encryption)\n"
-                                   "    bind  tcp://b:3  up\n"
-                                   "    bind  tcp://b:4  up\n"));
+  EXPECT_THAT(printed(),
+              HasSubstr("    bind  tcp://*:1  up  tcp://0.0.0.0:1 (3 handshakes refused, last: key unknown)\n"
+                        "    bind  tcp://b:2  up  (1 handshake refused, last: no\\x1b encryption)\n"
+                        "    bind  tcp://b:3  up\n"
+                        "    bind  tcp://b:4  up\n"));
 }
 
 TEST_F(TheClients, PrintWhyAPeerRefusesAHost) {

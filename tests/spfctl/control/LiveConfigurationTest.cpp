@@ -79,7 +79,7 @@ EndpointState bound(const std::string& publisher, const std::string& endpoint, s
   state.direction = EndpointState::Direction::bind;
   state.endpoint = endpoint;
   state.phase = EndpointState::Phase::up;
-  state.refusedPeers = refused;
+  state.refusedHandshakes = refused;
   state.lastRefusal = reason;
   return state;
 }

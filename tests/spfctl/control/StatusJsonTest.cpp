@@ -107,7 +107,7 @@ TEST(TheStatusAsJson, HasTheFrameworksRecordsOfThePublishersEndpoints) {
   endpoint.erase("since");
   EXPECT_EQ(endpoint.dump(),
             R"({"direction":"connect","endpoint":"tcp://localhost:1","phase":"opening","address":"tcp://127.0.0.1:1",)"
-            R"("tries":4,"reason":"Connection refused","refusedPeers":0,"lastRefusal":""})");
+            R"("tries":4,"reason":"Connection refused","refusedHandshakes":0,"lastRefusal":""})");
   EXPECT_EQ(answer[1]["endpoints"].dump(), "[]");
 }
 
@@ -119,12 +119,12 @@ TEST(TheStatusAsJson, HasThePeersThatABoundEndpointHasRefused) {
   record.direction = EndpointState::Direction::bind;
   record.endpoint = "tcp://a:1";
   record.phase = EndpointState::Phase::up;
-  record.refusedPeers = 3;
+  record.refusedHandshakes = 3;
   record.lastRefusal = "key unknown";
   status.endpoints = {record};
   const auto publishers = jsonOf(status)["publishers"];
   const auto endpoint = publishers[0]["endpoints"][0];
-  EXPECT_EQ(endpoint["refusedPeers"], 3);
+  EXPECT_EQ(endpoint["refusedHandshakes"], 3);
   EXPECT_EQ(endpoint["lastRefusal"], "key unknown");
   EXPECT_EQ(endpoint["phase"], "up");
   EXPECT_EQ(publishers[0]["state"], "ready");

@@ -294,4 +294,14 @@ TEST_F(AnApplyWithABrokenBundle, LetsTheHostEndAllTheSame) {
   end(*user_);
 }
 
+TEST_F(AnApply, LeadsToWarningsOfAskersOfPublishersThatItRemoves) {
+  Process process(host(write("x.json", kept()), {"--property", R"(spf.curve.allow={"p": [], "other": []})"}));
+  ASSERT_TRUE(process.waitForOutput("ready: x")) << process.err();
+  EXPECT_EQ(codeOf({"apply", "x", write("renamed.json", Configuration("x").publisher("other", {endpoint_}))}), 0);
+  end(process);
+  const std::string begin = "spfctl: warning: spf.curve.allow: no publisher of the configuration has the ID ";
+  EXPECT_EQ(process.err(),
+            begin + "'other', so its entry protects none\n" + begin + "'p', so its entry protects none\n");
+}
+
 }  // namespace spf::test

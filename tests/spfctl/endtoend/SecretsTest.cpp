@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cctype>
 #include <iomanip>
+#include <map>
 #include <sstream>
 
 #include "EndToEnd.hpp"
@@ -102,6 +103,18 @@ class ASecretKey : public EndToEnd {
     showAll("the refusal", process);
     return process.err();
   }
+  // Runs a host that cannot begin with these arguments, and returns what it says.
+  std::string refusalOf(const Arguments& arguments, int code) const {
+    Process process(host(write("x.json", Configuration("x").publisher("p", {"tcp://127.0.0.1:*"})), arguments));
+    EXPECT_EQ(process.wait(), code);
+    showAll("the refusal", process);
+    return process.err();
+  }
+  // Returns what may be given in place of a file: all that is in it, its key, and that with a blank or a folder.
+  static std::vector<std::string> formsOf(const fs::path& file) {
+    const auto key = textOf(file);
+    return {contentOf(file), key, key + " ", " " + key, "./" + key, (file.parent_path() / "x").native() + key};
+  }
   fs::path writeKey(const std::string& content, fs::perms permissions = fs::perms(0600)) const {
     const fs::path file = workspace_.write("bad.key", content);
     fs::permissions(file, permissions);
@@ -182,9 +195,32 @@ TEST_F(ASecretKey, IsInNoMessageAboutItsFile) {
 }
 
 TEST_F(ASecretKey, IsInNoMessageWhenItIsGivenInPlaceOfItsFile) {
-  Process process({SPFCTL, "run", write("x.json", Configuration("x")), "--key", secrets_[0], "--trust", trusted()});
-  EXPECT_EQ(process.wait(), 2);
-  showAll("the refusal", process);
+  const auto file = path("station.key");
+  for (const auto& text : formsOf(file)) {
+    for (const auto& arguments :
+         std::vector<Arguments>{{"--key=" + text, "--trust", trusted()},
+                                {"--key", file, "--trust=" + text},
+                                {"--key", file, "--trust", trusted(), "--property", "spf.curve.name=" + text},
+                                {"--key", file, "--trust", trusted(), "--property=" + text}}) {
+      const auto result = refusalOf(arguments, 2);
+      EXPECT_THAT(result, HasSubstr("a text that may be a key")) << arguments[0];
+    }
+  }
+}
+
+TEST_F(ASecretKey, IsInNoMessageWhenItIsAPropertyInPlaceOfItsFile) {
+  const std::map<std::string, std::string> good = {
+      {"spf.curve.name", "station"}, {"spf.curve.secret_key", path("station.key")}, {"spf.curve.trust", trusted()}};
+  for (const auto& text : formsOf(path("station.key"))) {
+    for (const auto& [wrong, unused] : good) {
+      Arguments arguments = {"--log", "all"};
+      for (const auto& [name, value] : good) {
+        arguments.insert(arguments.end(), {"--property", name + "=" + (name == wrong ? text : value)});
+      }
+      const bool looksLikeJson = text.front() == '{' || text.front() == '[';
+      EXPECT_THAT(refusalOf(arguments, looksLikeJson ? 2 : 1), HasSubstr("a text that may be a key")) << wrong;
+    }
+  }
 }
 
 TEST_F(ASecretKey, IsInNoWarningWhenItIsInTheFolderOfTrust) {

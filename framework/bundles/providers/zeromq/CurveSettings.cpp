@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "agent/spf/security/KeyName.hpp"
 #include "agent/spf/security/keyFiles.hpp"
 
@@ -13,9 +14,10 @@ namespace spf::zeromq {
 using agent::spf::frameworkinterfaces::curveNameProperty;
 using agent::spf::frameworkinterfaces::curveSecretKeyProperty;
 using agent::spf::frameworkinterfaces::curveTrustProperty;
+using agent::spf::frameworksupport::mayHoldKey;
+using agent::spf::frameworksupport::quotedUnlessKey;
 using agent::spf::security::expectedKeyName;
 using agent::spf::security::isKeyName;
-using agent::spf::security::KeyFileError;
 using agent::spf::security::readSecretKey;
 
 namespace {
@@ -42,12 +44,22 @@ std::string textOf(const Property& property, const cppmicroservices::Any& value)
   return *text;
 }
 
-/// Calls a function, and names the property in its error.
+/// Returns the path that a property is. Messages name the file, so a key in its place would be in them.
+std::string pathOf(const Property& property, const cppmicroservices::Any& value) {
+  auto path = textOf(property, value);
+  if (mayHoldKey(path)) {
+    throw std::invalid_argument(nameOf(property.name) + ": " + quotedUnlessKey(path) + "; expected " +
+                                property.expected);
+  }
+  return path;
+}
+
+/// Calls a function, and names the property in its error, also if libzmq is to blame.
 template <class Function>
 auto naming(const char* property, const Function& function) -> decltype(function()) {
   try {
     return function();
-  } catch (const KeyFileError& error) {
+  } catch (const std::exception& error) {
     throw std::runtime_error(nameOf(property) + ": " + error.what());
   }
 }
@@ -70,10 +82,11 @@ std::optional<CurveSettings> readCurveSettings(const PropertyReader& property) {
     throw std::invalid_argument(nameOf(missing->name) + " is missing; expected " + missing->expected + ", since '" +
                                 set->name + "' is set");
   }
-  CurveSettings settings{textOf(properties[0], values[0]), textOf(properties[1], values[1]),
-                         textOf(properties[2], values[2])};
+  CurveSettings settings{textOf(properties[0], values[0]), pathOf(properties[1], values[1]),
+                         pathOf(properties[2], values[2])};
   if (!isKeyName(settings.name)) {
-    throw std::invalid_argument(nameOf(curveNameProperty) + ": '" + settings.name + "'; expected " + expectedKeyName);
+    throw std::invalid_argument(nameOf(curveNameProperty) + ": " + quotedUnlessKey(settings.name) + "; expected " +
+                                expectedKeyName);
   }
   return settings;
 }

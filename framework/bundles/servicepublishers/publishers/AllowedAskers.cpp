@@ -7,6 +7,7 @@
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/frameworksupport/Address.hpp"
 #include "agent/spf/frameworksupport/keyNames.hpp"
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 
 namespace spf::publishers {
 
@@ -14,6 +15,7 @@ using agent::spf::frameworkinterfaces::curveAllowProperty;
 using agent::spf::frameworksupport::expectedKeyName;
 using agent::spf::frameworksupport::isKeyName;
 using agent::spf::frameworksupport::printable;
+using agent::spf::frameworksupport::quotedUnlessKey;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using cppmicroservices::AnyMap;
@@ -31,7 +33,7 @@ std::string readName(const std::string& publisherID, const Any& value) {
     refuse(entry + "has an element that is no text; expected names of keys");
   }
   if (!isKeyName(*name)) {
-    refuse(entry + "has '" + printable(*name) + "', which is no name of a key; expected " + expectedKeyName);
+    refuse(entry + "has " + quotedUnlessKey(*name) + ", which is no name of a key; expected " + expectedKeyName);
   }
   return *name;
 }

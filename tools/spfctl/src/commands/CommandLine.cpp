@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "commands/Definition.hpp"
 #include "commands/help.hpp"
 #include "commands/version.hpp"
@@ -11,6 +12,8 @@
 namespace spfctl {
 
 namespace {
+
+using agent::spf::frameworksupport::quotedUnlessKey;
 
 std::string joined(const std::vector<std::string>& names) {
   std::string text;
@@ -46,7 +49,7 @@ void checkCommandName(const Definition& definition, const std::vector<std::strin
   const auto& first = arguments.front();
   const bool isOption = first.size() > 1 && first.front() == '-';
   if (!isOption && std::find(names.begin(), names.end(), first) == names.end()) {
-    throw UsageError("spfctl: unknown command '" + first + "'; " + expectedOneOf(first, names));
+    throw UsageError("spfctl: unknown command " + quotedUnlessKey(first) + "; " + expectedOneOf(first, names));
   }
 }
 
@@ -65,9 +68,10 @@ std::string nameInMessages(const CLI::App& command) {
   const auto name = nameInMessages(command);
   if (extra.size() > 1 && extra.front() == '-') {
     const auto option = extra.substr(0, extra.find('='));
-    throw UsageError(name + ": unknown option '" + extra + "'; " + expectedOneOf(option, optionNames(command)));
+    throw UsageError(name + ": unknown option " + quotedUnlessKey(extra) + "; " +
+                     expectedOneOf(option, optionNames(command)));
   }
-  throw UsageError(name + ": unexpected argument '" + extra + "'");
+  throw UsageError(name + ": unexpected argument " + quotedUnlessKey(extra));
 }
 
 void refuseEmptyFiles(const CLI::App& command) {

@@ -266,8 +266,7 @@ void Definition::addKeys(CLI::App& command, FrameworkOptions& framework) {
       .add_option_function<std::string>(
           "--key", [&framework](const std::string& text) { framework.key = namedPath("--key", text, "a file"); },
           "Encrypt all connections by tcp with the secret key in FILE, NAME.key, which keygen has made. The host goes "
-          "by "
-          "NAME among its peers; --property spf.curve.name=NAME gives it another one.")
+          "by NAME among its peers; --property spf.curve.name=NAME gives it another one.")
       ->type_name("FILE");
   command
       .add_option_function<std::string>(

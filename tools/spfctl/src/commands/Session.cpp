@@ -16,6 +16,7 @@
 #include "agent/spf/frameworksupport/deadlineAfter.hpp"
 #include "commands/Asking.hpp"
 #include "commands/ExitCode.hpp"
+#include "commands/keyOptions.hpp"
 #include "commands/loadConfiguration.hpp"
 #include "control/answers.hpp"
 #include "display/publisherLines.hpp"
@@ -103,6 +104,16 @@ Session::Session(SharedSource source, const RunOptions& options, const SessionPo
 
 void Session::publish() {
   live_.publish();
+  warnOfUnknownPublishers();
+}
+
+void Session::warnOfUnknownPublishers() {
+  std::ostringstream warnings;
+  spfctl::warnOfUnknownPublishers(options_.framework, live_.source()->description, warnings);
+  if (!warnings.str().empty()) {
+    output_.err << warnings.str() << std::flush;
+    display_.startNewBlock();
+  }
 }
 
 int Session::run() {
@@ -368,6 +379,7 @@ void Session::changeTo(const SharedSource& source, milliseconds timeout, bool ro
     recover(error, timeout, outcome);
     return;
   }
+  warnOfUnknownPublishers();
   waitUntilDecided(timeout);
   if (isReady()) {
     output_.out << "ready: " << escaped(live_.id()) << ", revision " << live_.revision() << std::endl;

@@ -75,6 +75,7 @@ class Session {
   void reload();
   ChangeOutcome change(const std::string& file, SourceText text, std::chrono::milliseconds timeout, bool rollback);
   void changeTo(const SharedSource& source, std::chrono::milliseconds timeout, bool rollback, ChangeOutcome& outcome);
+  void warnOfUnknownPublishers();
   void rollBack(const SharedSource& before, std::chrono::milliseconds timeout, ChangeOutcome& outcome);
   void recover(const std::exception& error, std::chrono::milliseconds timeout, ChangeOutcome& outcome);
   bool withdraw();

@@ -68,14 +68,14 @@ std::string addressOf(const ordered_json& endpoint) {
 }
 
 std::string refusalsOf(const ordered_json& endpoint) {
-  const auto count = memberOf(endpoint, "refusedPeers");
+  const auto count = memberOf(endpoint, "refusedHandshakes");
   if (!count.is_number_unsigned() || count == 0) {
     return "";
   }
   return "(" + refusedText(count.get<std::uint64_t>()) + ", last: " + textOf(endpoint, "lastRefusal") + ")";
 }
 
-// Where the endpoint is, why it is not up, and whom it has refused.
+// Where the endpoint is, why it is not up, and what it has refused.
 std::string detailsOf(const ordered_json& endpoint) {
   auto text = addressOf(endpoint);
   const auto append = [&text](const char* separator, const std::string& part) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "agent/spf/etcd/readSettings.hpp"
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "commands/keyOptions.hpp"
 #include "display/terminalText.hpp"
 #include "file/Findings.hpp"
@@ -15,6 +16,8 @@ namespace spfctl {
 
 namespace {
 
+using agent::spf::frameworksupport::mayHoldKey;
+using agent::spf::frameworksupport::quotedUnlessKey;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
 using Properties = std::map<std::string, Any>;
@@ -35,7 +38,7 @@ Any jsonOf(const std::string& name, const std::string& value) {
     const auto first = findings.sorted().front();
     const auto place = SourceText(name, value).placeOf(first.offset);
     throw UsageError("--property " + name + ":" + std::to_string(place.line) + ":" + std::to_string(place.column) +
-                     ": " + first.message);
+                     ": " + (mayHoldKey(value) ? quotedUnlessKey(value) + ", and no JSON" : first.message));
   }
   return result;
 }
@@ -80,11 +83,12 @@ Properties withEtcd(const FrameworkOptions& options) {
 void addProperty(FrameworkOptions& options, const std::string& text) {
   const auto sign = text.find('=');
   if (sign == std::string::npos) {
-    throw UsageError("--property is '" + text + "'; expected NAME=VALUE");
+    throw UsageError("--property is " + quotedUnlessKey(text) + "; expected NAME=VALUE");
   }
   const auto name = text.substr(0, sign);
   if (name.empty() || name.find_first_not_of(nameCharacters) != std::string::npos) {
-    throw UsageError("--property has the name '" + name + "'; expected letters, digits, '.', '_' and '-'");
+    throw UsageError("--property has the name " + (mayHoldKey(text) ? quotedUnlessKey(text) : "'" + name + "'") +
+                     "; expected letters, digits, '.', '_' and '-'");
   }
   if (name.rfind(runtimePrefix, 0) == 0) {
     throw UsageError("--property " + name + " is for the host to set; expected a property that bundles read");

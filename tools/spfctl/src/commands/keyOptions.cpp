@@ -1,24 +1,29 @@
 #include "commands/keyOptions.hpp"
 
+#include <algorithm>
 #include <filesystem>
-#include <system_error>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
+#include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "agent/spf/security/KeyName.hpp"
 #include "agent/spf/security/TrustFolder.hpp"
 #include "agent/spf/security/keyFiles.hpp"
 #include "display/terminalText.hpp"
+#include "file/nearestName.hpp"
 
 namespace spfctl {
 
 namespace {
 
 namespace interfaces = agent::spf::frameworkinterfaces;
+namespace frameworksupport = agent::spf::frameworksupport;
 namespace security = agent::spf::security;
 using cppmicroservices::Any;
 using cppmicroservices::any_cast;
-
-constexpr std::size_t lengthOfKey = 40;
+using cppmicroservices::AnyMap;
 
 void refuseProperty(const FrameworkOptions& options, const std::string& property, const std::string& option) {
   if (options.properties.count(property) != 0) {
@@ -27,10 +32,9 @@ void refuseProperty(const FrameworkOptions& options, const std::string& property
 }
 
 // Messages name the file, so a key in its place would be in them.
-void refuseKeyItself(const std::filesystem::path& key) {
-  std::error_code ignored;
-  if (key.native().size() == lengthOfKey && !std::filesystem::exists(key, ignored)) {
-    throw UsageError("--key is a text as long as a key, and no file; expected the name of the file that holds the key");
+void refuseKeyItself(const std::string& option, const std::filesystem::path& given, const std::string& expected) {
+  if (frameworksupport::mayHoldKey(given)) {
+    throw UsageError(option + " is a text that may be a key, and " + expected);
   }
 }
 
@@ -55,7 +59,7 @@ void checkNameProperty(const Any& value) {
   const auto* const text = any_cast<std::string>(&value);
   if (text == nullptr || !security::isKeyName(*text)) {
     throw UsageError(std::string("--property ") + interfaces::curveNameProperty + " is " +
-                     (text == nullptr ? "JSON" : "'" + *text + "'") +
+                     (text == nullptr ? "JSON" : frameworksupport::quotedUnlessKey(*text)) +
                      "; expected a name of a key: " + security::expectedKeyName);
   }
 }
@@ -80,7 +84,8 @@ void checkKeys(const FrameworkOptions& options) {
   if (options.key.empty() && options.trust.empty()) {
     return;
   }
-  refuseKeyItself(options.key);
+  refuseKeyItself("--key", options.key, "no file; expected the name of the file that holds the key");
+  refuseKeyItself("--trust", options.trust, "no folder; expected the name of the folder of the keys that are trusted");
   requireBoth(options);
   refuseProperty(options, interfaces::curveSecretKeyProperty, "--key");
   refuseProperty(options, interfaces::curveTrustProperty, "--trust");
@@ -110,6 +115,31 @@ bool addKeyProperties(const FrameworkOptions& options, std::map<std::string, Any
   properties[interfaces::curveSecretKeyProperty] = key.native();
   properties[interfaces::curveTrustProperty] = trust.native();
   return true;
+}
+
+void warnOfUnknownPublishers(const FrameworkOptions& options, const ConfigurationDescription& description,
+                             std::ostream& messages) {
+  const auto property = options.properties.find(interfaces::curveAllowProperty);
+  const auto* const allowed = property == options.properties.end() ? nullptr : any_cast<AnyMap>(&property->second);
+  if (allowed == nullptr) {
+    return;  // anything but a map is an error of the bundle that reads it
+  }
+  std::vector<std::string> known;
+  for (const auto& publisher : description.servicePublishers) {
+    known.push_back(publisher.uniqueID);
+  }
+  std::set<std::string> ids;
+  for (const auto& entry : *allowed) {
+    ids.insert(entry.first);
+  }
+  for (const auto& id : ids) {
+    if (std::find(known.begin(), known.end(), id) == known.end()) {
+      const auto nearest = nearestName(id, known);
+      warn(messages, std::string(interfaces::curveAllowProperty) + ": no publisher of the configuration has the ID " +
+                         frameworksupport::quotedUnlessKey(id) + ", so its entry protects none" +
+                         (nearest.empty() ? "" : "; did you mean '" + nearest + "'?"));
+    }
+  }
 }
 
 }  // namespace spfctl

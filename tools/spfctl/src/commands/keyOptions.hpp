@@ -7,6 +7,7 @@
 #include <cppmicroservices/Any.h>
 
 #include "commands/CommandLine.hpp"
+#include "file/ConfigurationDescription.hpp"
 
 namespace spfctl {
 
@@ -20,5 +21,10 @@ void checkKeys(const FrameworkOptions& options);
 /// \return false if the key or the folder cannot be used
 bool addKeyProperties(const FrameworkOptions& options, std::map<std::string, cppmicroservices::Any>& properties,
                       std::ostream& messages);
+
+/// Warns of each entry of `spf.curve.allow` that is for no publisher of the configuration: a publisher without an entry
+/// answers every peer, so a misspelt ID leaves one open.
+void warnOfUnknownPublishers(const FrameworkOptions& options, const ConfigurationDescription& description,
+                             std::ostream& messages);
 
 }  // namespace spfctl

@@ -54,16 +54,16 @@ std::vector<OutstandingEndpoint> recorded(const std::vector<EndpointState>& reco
 }
 
 // The records of one endpoint, which follow one another, are those of its sockets.
-std::vector<RefusedPeers> refusedPeers(const std::vector<EndpointState>& records, const std::string& id) {
-  std::vector<RefusedPeers> refused;
+std::vector<RefusedHandshakes> refusedHandshakes(const std::vector<EndpointState>& records, const std::string& id) {
+  std::vector<RefusedHandshakes> refused;
   for (const auto& record : records) {
-    if (record.servicePublisherID != id || record.refusedPeers == 0) {
+    if (record.servicePublisherID != id || record.refusedHandshakes == 0) {
       continue;
     }
     if (refused.empty() || refused.back().endpoint != record.endpoint) {
       refused.push_back({record.endpoint, 0, ""});
     }
-    refused.back().count += record.refusedPeers;
+    refused.back().count += record.refusedHandshakes;
     refused.back().last = record.lastRefusal;
   }
   return refused;
@@ -90,7 +90,7 @@ PublisherState stateOf(SPFConfiguration& configuration, const SPFServicePublishe
   const bool isRecorded = std::any_of(records.begin(), records.end(), [&](const EndpointState& record) {
     return record.servicePublisherID == publisher.uniqueID;
   });
-  state.refused = refusedPeers(records, publisher.uniqueID);
+  state.refused = refusedHandshakes(records, publisher.uniqueID);
   if (isRecorded) {
     state.outstanding = recorded(records, publisher.uniqueID);
   } else {

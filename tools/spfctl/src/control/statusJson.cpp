@@ -22,7 +22,7 @@ ordered_json endpointJson(const EndpointState& endpoint, const HostStatus& statu
           {"address", endpoint.address},
           {"tries", endpoint.tries},
           {"reason", endpoint.reason},
-          {"refusedPeers", endpoint.refusedPeers},
+          {"refusedHandshakes", endpoint.refusedHandshakes},
           {"lastRefusal", endpoint.lastRefusal},
           {"since", utcTime(std::chrono::system_clock::now() - age)}};
 }

@@ -115,13 +115,14 @@ void ProgressDisplay::writeChanges(const PublisherState& state) {
   }
 }
 
-// The number of peers changes too often to be worth a line, and strangers decide on the reasons: each is written once.
+// The number of handshakes changes too often to be worth a line, and strangers decide on the reasons: each is written
+// once.
 void ProgressDisplay::writeRefusals(const PublisherState& state) {
   std::set<std::string> refusing;
-  for (const auto& peers : state.refused) {
-    refusing.insert(peers.endpoint);
-    if (refusals_[{state.id, peers.endpoint}].insert(peers.last).second) {
-      writeLine(state.id + ": up " + peers.endpoint + ": peers refused: " + peers.last);
+  for (const auto& handshakes : state.refused) {
+    refusing.insert(handshakes.endpoint);
+    if (refusals_[{state.id, handshakes.endpoint}].insert(handshakes.last).second) {
+      writeLine(state.id + ": up " + handshakes.endpoint + ": handshakes refused: " + handshakes.last);
     }
   }
   // Those whose sockets have been opened anew begin anew.

@@ -17,11 +17,11 @@ struct OutstandingEndpoint {
   unsigned tries = 0;
 };
 
-/// The peers that a bound endpoint has not let in.
-struct RefusedPeers {
+/// The handshakes that a bound endpoint has refused.
+struct RefusedHandshakes {
   std::string endpoint;     ///< as it is configured
   std::uint64_t count = 0;  ///< at least one
-  std::string last;         ///< why the last of them was not
+  std::string last;         ///< why the last of them was
 };
 
 /// How many of a publisher's endpoints are up.
@@ -36,8 +36,8 @@ struct PublisherState {
   EndpointCount bound;
   EndpointCount connected;
   std::vector<OutstandingEndpoint> outstanding;
-  std::vector<RefusedPeers> refused;  ///< by each endpoint that has refused any
-  bool endpointsComplete = false;     ///< all endpoints have been up once
+  std::vector<RefusedHandshakes> refused;  ///< by each endpoint that has refused any
+  bool endpointsComplete = false;          ///< all endpoints have been up once
   bool servicesPublished = false;
   std::string error;                            ///< what the framework says; empty if it says nothing
   std::chrono::steady_clock::time_point since;  ///< when it was published, got ready, or failed

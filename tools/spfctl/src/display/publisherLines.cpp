@@ -52,8 +52,8 @@ std::string counted(std::uint64_t count, const char* one, const char* many) {
 
 std::uint64_t refusedBy(const PublisherState& state) {
   std::uint64_t sum = 0;
-  for (const auto& peers : state.refused) {
-    sum += peers.count;
+  for (const auto& handshakes : state.refused) {
+    sum += handshakes.count;
   }
   return sum;
 }
@@ -184,11 +184,11 @@ std::string describe(const OutstandingEndpoint& endpoint) {
 }
 
 std::string refusedText(std::uint64_t count) {
-  return counted(count, "peer", "peers") + " refused";
+  return counted(count, "handshake", "handshakes") + " refused";
 }
 
-std::string describe(const RefusedPeers& peers) {
-  return "up " + peers.endpoint + " (" + refusedText(peers.count) + ", last: " + peers.last + ")";
+std::string describe(const RefusedHandshakes& handshakes) {
+  return "up " + handshakes.endpoint + " (" + refusedText(handshakes.count) + ", last: " + handshakes.last + ")";
 }
 
 std::string progressOf(const PublisherState& state, std::chrono::steady_clock::time_point now) {

@@ -39,18 +39,18 @@ std::string describe(const PublisherState& state);
 /// refused".
 std::string describe(const OutstandingEndpoint& endpoint);
 
-/// Returns which peers an endpoint has refused, like "up a (3 peers refused, last: key unknown)".
-std::string describe(const RefusedPeers& peers);
+/// Returns how many handshakes an endpoint has refused, like "up a (3 handshakes refused, last: key unknown)".
+std::string describe(const RefusedHandshakes& handshakes);
 
-/// Returns a number of refused peers, like "1 peer refused".
+/// Returns a number of refused handshakes, like "1 handshake refused".
 std::string refusedText(std::uint64_t count);
 
 /// Returns how far a publisher is, like "waiting 3 s, bound 1 of 2, connected 0 of 1".
 std::string progressOf(const PublisherState& state, std::chrono::steady_clock::time_point now);
 
 /// Returns a block for a terminal of this size: a line for each publisher, below it one for each endpoint that is not
-/// up or has refused peers, and the time that is left. What does not fit is folded: endpoints first, those that are up
-/// before the others, then publishers that need no attention.
+/// up or has refused handshakes, and the time that is left. What does not fit is folded: endpoints first, those that
+/// are up before the others, then publishers that need no attention.
 std::vector<DisplayLine> publisherLines(const std::vector<PublisherState>& states, const Moment& moment,
                                         TerminalSize size);
 

@@ -30,8 +30,12 @@ struct EndpointState {
   std::uint32_t tries;                          ///< how many were begun, since the loss if the connection was lost
   std::string reason;                           ///< why it is not up, in the system's words; empty if unknown or up
   std::chrono::steady_clock::time_point since;  ///< when the phase began
-  std::uint32_t refusedPeers = 0;               ///< bind: how many peers were not let in since the socket was opened
-  std::string lastRefusal{};                    ///< bind: why the last of them was not, in the system's words
+
+  /// bind: how many handshakes of peers were refused since the transport first opened the endpoint. A peer that tries
+  /// again counts again, and opening the socket anew does not begin at zero. A connecting transport may greet a peer
+  /// whose handshake has just failed, to learn how it speaks, and that may count as one more.
+  std::uint32_t refusedHandshakes = 0;
+  std::string lastRefusal{};  ///< bind: why the last of them was, in the system's words
 };
 
 /// A service that reports the state of each endpoint of each current publisher.

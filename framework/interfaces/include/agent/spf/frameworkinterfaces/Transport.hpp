@@ -46,10 +46,12 @@ class [[gnu::visibility("default")]] EndpointListener {
     static_cast<void>(what);
   }
 
-  /// Reports that the handshakes of peers have failed, which are not let in. For bound endpoints only, and rarely: one
-  /// call may stand for several peers.
-  /// \param count   how many handshakes have failed since the endpoint was first opened
-  /// \param reason  why the last one has: "key unknown", "no encryption" or "handshake failed"
+  /// Reports that handshakes of peers were refused, which are not let in. For bound endpoints only, and rarely: one
+  /// call may stand for several handshakes. \param count   how many were refused since the transport first opened the
+  /// endpoint, also if its socket was opened
+  ///                anew meanwhile. A peer that tries again counts again. A connecting transport may greet a peer
+  ///                whose handshake has just failed, to learn how it speaks, and that may count as one more.
+  /// \param reason  why the last one was: "key unknown", "no encryption" or "handshake failed"
   virtual void refused(std::uint32_t count, const std::string& reason) {
     static_cast<void>(count);
     static_cast<void>(reason);
