@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <cppmicroservices/AnyMap.h>
+
 #include "agent/spf/frameworkinterfaces/curveProperties.hpp"
 #include "agent/spf/frameworksupport/keysInMessages.hpp"
 #include "agent/spf/security/KeyName.hpp"
