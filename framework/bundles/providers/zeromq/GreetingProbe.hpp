@@ -8,8 +8,8 @@
 namespace spf::zeromq {
 
 /// One attempt to find out whether a peer secures its connections in another way than this process, which makes every
-/// handshake fail. Either side notices the difference first and hangs up, and then ZeroMQ tells the other one only that
-/// the handshake was broken off.
+/// handshake fail. The side that notices the difference first hangs up, and ZeroMQ then reports to the other one only
+/// that the handshake was broken off.
 ///
 /// Exchanges the greetings with which all connections of ZMTP 3 begin (RFC 23 of ZeroMQ), and completes its own only if
 /// the peer's mechanism is another one, so that the peer notices it as well. Never blocks. Used by one thread.

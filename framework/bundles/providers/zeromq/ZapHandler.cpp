@@ -19,7 +19,7 @@ constexpr std::size_t envelope = 2;
 /// More than any request has.
 constexpr std::size_t maxRequestFrames = 16;
 
-/// How many requests may wait for a refresh, for a file system that does not answer. The others are told to come again.
+/// How many requests may wait for a refresh, for a file system that does not answer. The others may try again later.
 constexpr std::size_t maxPending = 1000;
 
 }  // namespace
