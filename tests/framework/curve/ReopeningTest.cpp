@@ -24,7 +24,7 @@ struct Hold {
   spf::test::Gate mayGoOn;
 };
 
-/// What the next thread comes to that sets an option of TCP, as ZeroMQ's own thread does for each accepted connection.
+/// Stops the next thread that sets an option of TCP, as ZeroMQ's own thread does for each accepted connection.
 std::atomic<Hold*> hold{nullptr};
 
 }  // namespace

@@ -107,7 +107,7 @@ class Endpoint {
   /// Handles the outcome of a look-up.
   void onLookUp(const ResolvedHost& resolved);
 
-  /// Returns whether the time of the next try has come.
+  /// Returns whether the next try is due.
   bool isDue(Clock::time_point now) const noexcept { return !nextTry_ || *nextTry_ <= now; }
 
   /// Creates the socket; if that fails, the endpoint is done, or tries again later. Allowed in the phase `waiting`

@@ -77,7 +77,7 @@ void ZapHandler::send(zmq::message_t peer, const Judgement& judgement) {
   for (const auto& frame : judgement.frames()) {
     frames.emplace_back(frame);
   }
-  sendMessage(socket_, std::move(frames));  // a peer that has gone gets none
+  sendMessage(socket_, std::move(frames));  // lost if the connection has ended meanwhile
 }
 
 }  // namespace spf::zeromq
