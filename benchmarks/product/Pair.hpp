@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <cppmicroservices/Any.h>
+
+namespace spf::benchmarks {
+
+/// One side of a pair, for one size, with everything that its rounds need.
+struct Side {
+  /// Makes what up to that many rounds use up. Is neither timed nor counted.
+  std::function<void(int rounds)> prepare;
+  std::function<void(int rounds)> run;
+  /// Returns what the latest round made. Equal on both sides after equal numbers of rounds.
+  std::function<cppmicroservices::Any()> result;
+};
+
+/// A piece of work of the library, and the least that any program has to do for the same result: its floor.
+struct Pair {
+  std::string name;
+  std::vector<int> sizes;
+  /// How many rounds one preparation is for.
+  int (*rounds)(int size);
+  Side (*work)(int size);
+  Side (*floor)(int size);
+};
+
+/// Returns the side of a pair that makes a value in every round from data that no round changes.
+template <class Make>
+Side makingSide(Make make) {
+  using Made = decltype(make());
+  auto last = std::make_shared<std::unique_ptr<Made>>();
+  const auto shared = std::make_shared<Make>(std::move(make));
+  return {[](int) {},
+          [shared, last](int rounds) {
+            for (int round = 0; round < rounds; ++round) {
+              last->reset();
+              last->reset(new Made((*shared)()));
+            }
+          },
+          [last] { return cppmicroservices::Any(**last); }};
+}
+
+Pair encoding();
+Pair endpointEvent();
+Pair silentMessage();
+Pair nestedTree();
+Pair flatTree();
+Pair builder();
+Pair foreignEvent();
+
+inline std::vector<Pair> allPairs() {
+  return {encoding(), endpointEvent(), silentMessage(), nestedTree(), flatTree(), builder(), foreignEvent()};
+}
+
+}  // namespace spf::benchmarks
