@@ -32,9 +32,9 @@ bool holdsEmptyValue(const Any& value) {
 }  // namespace
 
 EndpointEquality::EndpointEquality(const Any& endpoint)
-    : endpoint_(endpoint), isComparable_(!holdsEmptyValue(endpoint)) {}
+    : endpoint_(endpoint), text_(any_cast<std::string>(&endpoint)), isComparable_(!holdsEmptyValue(endpoint)) {}
 
-bool EndpointEquality::operator()(const Any& candidate) const {
+bool EndpointEquality::isEqualValue(const Any& candidate) const {
   return isComparable_ && !holdsEmptyValue(candidate) && candidate == endpoint_;
 }
 

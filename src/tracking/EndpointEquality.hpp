@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include <cppmicroservices/Any.h>
 
 namespace agent::spf::frameworksetup {
@@ -14,10 +16,20 @@ class EndpointEquality {
   explicit EndpointEquality(const cppmicroservices::Any& endpoint);
 
   /// Lets out what comparing the two throws.
-  bool operator()(const cppmicroservices::Any& candidate) const;
+  bool operator()(const cppmicroservices::Any& candidate) const {
+    return text_ != nullptr ? isSameText(candidate) : isEqualValue(candidate);
+  }
 
  private:
+  // Nearly all endpoints are texts, and lists of them long: these are compared without asking for more than their type.
+  bool isSameText(const cppmicroservices::Any& candidate) const {
+    const auto* const text = cppmicroservices::any_cast<std::string>(&candidate);
+    return text != nullptr && *text == *text_;
+  }
+  bool isEqualValue(const cppmicroservices::Any& candidate) const;
+
   const cppmicroservices::Any& endpoint_;
+  const std::string* const text_;  // null if the endpoint is none
   const bool isComparable_;
 };
 
