@@ -34,9 +34,10 @@ class NotifyAtEnd {
 }  // namespace
 
 ConfigTracker::ConfigTracker(std::vector<Any>&& toBind, std::vector<Any>&& toConnect, bool isRpc)
-    : endpointsToBindTo(std::move(toBind)), endpointsToConnectTo(std::move(toConnect)), isRpcServicePublisher(isRpc) {
-  marks.reserve(std::max(endpointsToBindTo.size(), endpointsToConnectTo.size()));
-}
+    : endpointsToBindTo(std::move(toBind)),
+      endpointsToConnectTo(std::move(toConnect)),
+      isRpcServicePublisher(isRpc),
+      marks(std::max(endpointsToBindTo.size(), endpointsToConnectTo.size())) {}
 
 bool ConfigTracker::completeEndpointBind(const Any& endpoint) {
   return completeEndpoint(endpointsToBindTo, endpoint, "ConfigTracker completeEndpointBind ");
@@ -63,19 +64,17 @@ bool ConfigTracker::completeEndpoint(std::vector<Any>& outstanding, const Any& e
 
 // Compares with all before it removes any: a comparison that throws leaves the list as it was.
 bool ConfigTracker::removeEqual(std::vector<Any>& outstanding, const Any& endpoint) {
-  const EndpointEquality isEqual(endpoint);
-  marks.clear();
-  bool found = false;
-  for (const auto& candidate : outstanding) {
-    marks.push_back(isEqual(candidate));
-    found = found || marks.back();
+  const auto marksEnd =
+      std::transform(outstanding.begin(), outstanding.end(), marks.begin(), EndpointEquality(endpoint));
+  const auto firstMark = std::find(marks.begin(), marksEnd, true);
+  if (firstMark == marksEnd) {
+    return false;
   }
-  if (found) {
-    auto mark = marks.begin();
-    outstanding.erase(std::remove_if(outstanding.begin(), outstanding.end(), [&](const Any&) { return *mark++; }),
-                      outstanding.end());
-  }
-  return found;
+  auto mark = firstMark;
+  const auto firstEqual = outstanding.begin() + (firstMark - marks.begin());
+  outstanding.erase(std::remove_if(firstEqual, outstanding.end(), [&](const Any&) { return *mark++; }),
+                    outstanding.end());
+  return true;
 }
 
 bool ConfigTracker::completeAllServicesPublished() {
