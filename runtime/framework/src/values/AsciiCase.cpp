@@ -20,10 +20,27 @@ std::uint64_t lower(std::uint64_t bytes) {
   return bytes | (isUpper >> 2);
 }
 
-std::uint64_t load(const char* from, std::size_t size) {
-  std::uint64_t bytes = 0;
-  std::memcpy(&bytes, from, size);
+template <class Word = std::uint64_t>
+std::uint64_t load(const char* from) {
+  Word bytes;
+  std::memcpy(&bytes, from, sizeof bytes);
   return bytes;
+}
+
+// Loads the last eight bytes of a text, or all of a shorter one, some of them more than once. A copy of as many bytes
+// as are left would be a call.
+std::uint64_t loadLast(std::string_view text) {
+  const char* const begin = text.data();
+  const std::size_t size = text.size();
+  if (size >= 8) {
+    return load(begin + size - 8);
+  }
+  if (size >= 4) {
+    return load<std::uint32_t>(begin) | load<std::uint32_t>(begin + size - 4) << 32;
+  }
+  return size == 0 ? 0
+                   : load<std::uint8_t>(begin) | load<std::uint8_t>(begin + size / 2) << 8 |
+                         load<std::uint8_t>(begin + size - 1) << 16;
 }
 
 std::uint64_t mix(std::uint64_t hash, std::uint64_t bytes) {
@@ -37,26 +54,20 @@ bool equalIgnoringCase(std::string_view left, std::string_view right) {
   if (left.size() != right.size()) {
     return false;
   }
-  std::size_t i = 0;
-  for (; i + 8 <= left.size(); i += 8) {
-    if (lower(load(left.data() + i, 8)) != lower(load(right.data() + i, 8))) {
+  for (std::size_t i = 0; i + 8 < left.size(); i += 8) {
+    if (lower(load(left.data() + i)) != lower(load(right.data() + i))) {
       return false;
     }
   }
-  const std::size_t rest = left.size() - i;
-  return rest == 0 || lower(load(left.data() + i, rest)) == lower(load(right.data() + i, rest));
+  return lower(loadLast(left)) == lower(loadLast(right));
 }
 
 std::uint64_t hashIgnoringCase(std::string_view text) {
   std::uint64_t hash = text.size();
-  std::size_t i = 0;
-  for (; i + 8 <= text.size(); i += 8) {
-    hash = mix(hash, lower(load(text.data() + i, 8)));
+  for (std::size_t i = 0; i + 8 < text.size(); i += 8) {
+    hash = mix(hash, lower(load(text.data() + i)));
   }
-  if (i < text.size()) {
-    hash = mix(hash, lower(load(text.data() + i, text.size() - i)));
-  }
-  return hash;
+  return mix(hash, lower(loadLast(text)));
 }
 
 }  // namespace cppmicroservices::ascii
