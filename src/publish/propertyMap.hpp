@@ -13,7 +13,8 @@ inline cppmicroservices::AnyMap makePropertyMap() {
 }
 
 /// Sets the value of a key without copying it. An entry under an equal key keeps its key text.
-inline void setProperty(cppmicroservices::AnyMap& map, std::string key, cppmicroservices::Any value) {
+template <class Map>
+void setProperty(Map& map, std::string key, cppmicroservices::Any value) {
   map[std::move(key)].Swap(value);
 }
 

@@ -1,6 +1,8 @@
 #include "publish/ptreeToAnyMap.hpp"
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include <boost/property_tree/ptree.hpp>
 
@@ -32,10 +34,15 @@ char shortEscape(char byte) {
   }
 }
 
+bool needsEscape(char byte) {
+  return static_cast<unsigned char>(byte) < 0x20 || byte == '/' || byte == '"' || byte == '\\';
+}
+
 std::string escapeKey(const std::string& key) {
   static constexpr char digits[] = "0123456789ABCDEF";
-  std::string escaped;
-  for (const char byte : key) {
+  const auto firstEscape = std::find_if(key.begin(), key.end(), needsEscape);
+  std::string escaped(key.begin(), firstEscape);
+  std::for_each(firstEscape, key.end(), [&](char byte) {
     const auto code = static_cast<unsigned char>(byte);
     if (const char letter = shortEscape(byte)) {
       escaped += '\\';
@@ -47,7 +54,7 @@ std::string escapeKey(const std::string& key) {
     } else {
       escaped += byte;
     }
-  }
+  });
   return escaped;
 }
 
@@ -60,12 +67,13 @@ cppmicroservices::Any toAny(const boost::property_tree::ptree& tree) {
 
 }  // namespace
 
+// Has its memory at once: growing would cost as much as all the rest.
 cppmicroservices::AnyMap ptreeToAnyMap(const boost::property_tree::ptree& tree) {
-  auto map = makePropertyMap();
+  cppmicroservices::AnyMap::unordered_any_cimap map(tree.size());
   for (const auto& child : tree) {
     setProperty(map, escapeKey(child.first), toAny(child.second));
   }
-  return map;
+  return cppmicroservices::AnyMap(std::move(map));
 }
 
 }  // namespace agent::spf::frameworksetup
