@@ -16,9 +16,15 @@ std::unique_ptr<SPFConfigurationBuilderImpl> freshImplementation() {
   return std::make_unique<SPFConfigurationBuilderImpl>(std::string());
 }
 
+// No index looks at other members than the IDs and marks, so these may change in place, without the searches that a
+// container's modify() makes.
+template <class Record>
+Record& unindexedMembersOf(const Record& element) {
+  return const_cast<Record&>(element);  // NOLINT(cppcoreguidelines-pro-type-const-cast): no element is made constant
+}
+
 // The ID is the same on both sides. The property tree has no move, so records are swapped into place:
-// that copies nothing and cannot fail, where an exception inside a container's modify() would erase the
-// entry.
+// that copies nothing and cannot fail.
 void swapAllButID(SPFServiceInterfaceConfiguration& left, SPFServiceInterfaceConfiguration& right) noexcept {
   left.name.swap(right.name);
   left.requestedProperties.swap(right.requestedProperties);
@@ -41,18 +47,20 @@ SPFServiceInterfaceConfiguration makeServiceInterface(std::string&& uniqueID, st
 
 enum class Marking { unchanged, toAllServicePublishers };
 
-// Adds the interface, or replaces the one with its ID. A new entry first gets nothing but its ID: the rest
-// is swapped in.
+// Adds the interface, or replaces the one with its ID.
 void addOrReplace(ServiceInterfaces& entries, SPFServiceInterfaceConfiguration&& serviceInterface, Marking marking) {
   const bool toAllServicePublishers = marking == Marking::toAllServicePublishers;
-  auto position = entries.find(serviceInterface.uniqueID);
-  if (position == entries.end()) {
-    position = entries.insert({{std::move(serviceInterface.uniqueID), {}, {}}, toAllServicePublishers}).first;
+  auto& [uniqueID, name, requestedProperties] = serviceInterface;
+  const auto found = entries.find(uniqueID);
+  if (found == entries.end()) {
+    const auto added = entries.insert({{std::move(uniqueID), std::move(name), {}}, toAllServicePublishers}).first;
+    unindexedMembersOf(added->configuration).requestedProperties.swap(requestedProperties);
+    return;
   }
-  entries.modify(position, [&](ServiceInterfaceEntry& entry) {
-    swapAllButID(entry.configuration, serviceInterface);
-    entry.toAllServicePublishers = entry.toAllServicePublishers || toAllServicePublishers;
-  });
+  if (toAllServicePublishers) {
+    entries.modify(found, [](ServiceInterfaceEntry& entry) { entry.toAllServicePublishers = true; });
+  }
+  swapAllButID(unindexedMembersOf(found->configuration), serviceInterface);
 }
 
 }  // namespace
@@ -129,8 +137,7 @@ SPFConfigurationBuilder& SPFConfigurationBuilder::addServicePublisher(
   if (found == publishers.end()) {
     publishers.insert(std::move(servicePublisher));
   } else {
-    publishers.modify(found,
-                      [&](SPFServicePublisherConfiguration& present) { swapAllButID(present, servicePublisher); });
+    swapAllButID(unindexedMembersOf(*found), servicePublisher);
   }
   return *this;
 }
