@@ -99,11 +99,11 @@ void ConfigTracker::completeAllServicesUnpublished() {
   allServicesUnpublished = true;
 }
 
-void ConfigTracker::setError(std::exception_ptr newError) {
+void ConfigTracker::setError(const std::exception_ptr& newError) {
   NotifyAtEnd waiters(stateChanged);
   const std::lock_guard<std::mutex> lock(mutex);
   if (!isComplete()) {
-    error = std::move(newError);
+    error = newError;
     waiters.notify = true;
   }
 }

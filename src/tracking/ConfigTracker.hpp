@@ -39,7 +39,7 @@ class ConfigTracker {
   void completeAllServicesUnpublished();
 
   /// Keeps the framework's error for the waiters, unless there is one or the publisher is complete.
-  void setError(std::exception_ptr error);
+  void setError(const std::exception_ptr& error);
 
   /// Block until the condition holds or the time is up, and rethrow the framework's error if there is
   /// one. Zero and negative time-outs look once.
