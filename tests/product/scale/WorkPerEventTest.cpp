@@ -92,6 +92,26 @@ TEST_P(TheWorkOfAnEvent, IsOneComparisonForEachOutstandingEndpointAndNoAllocatio
   }
 }
 
+// Texts are compared in a way of their own. These are too long to stand in their strings.
+TEST_P(TheWorkOfAnEvent, OfATextIsNoAllocationAndKeepsTheOrderOfTheOtherTexts) {
+  const auto longText = [](int number) { return Any(std::string(100, 't') + std::to_string(number)); };
+  List endpoints;
+  for (int number = 0; number < 10 * GetParam(); ++number) {
+    endpoints.push_back(longText(number));
+    endpoints.push_back(longText(-1));
+  }
+  endpoints.emplace_back(1);
+  List outstanding = endpoints;
+  const auto sut = listenerOf({publisherEntry("p", endpoints, {})});
+  for (const int number : {-2, 10 * GetParam() - 1, 0, -1}) {
+    const auto event = endpointEvent(EndpointEvent::bound, longText(number));
+    EXPECT_EQ(workOf([&] { sut->handleEvent(event); }).allocations, 0);
+    const auto isEqual = [&](const Any& endpoint) { return endpoint == longText(number); };
+    outstanding.erase(std::remove_if(outstanding.begin(), outstanding.end(), isEqual), outstanding.end());
+    EXPECT_TRUE(Any(sut->listOutstandingEndpoints("p").second) == Any(outstanding)) << number;
+  }
+}
+
 TEST_P(TheWorkOfAnEvent, IsOneLookUpAndNothingElseForAListenerThatItIsNotFor) {
   List publishers{publisherEntry("p", countedEndpoints(10), {})};
   for (int number = 1; number < GetParam(); ++number) {
