@@ -33,10 +33,10 @@ std::vector<std::string> textsOf(int size) {
   return texts;
 }
 
-// The same for both sides, everywhere in the list.
+// The same on both sides and in every run, from everywhere in the list.
 std::vector<std::string> announcedTextsOf(int size) {
   auto texts = textsOf(size);
-  std::shuffle(texts.begin(), texts.end(), std::mt19937(17));  // NOLINT(cert-msc51-cpp): the same on every run
+  std::shuffle(texts.begin(), texts.end(), std::mt19937(17));
   texts.resize(static_cast<std::size_t>(roundsFor(size)));
   return texts;
 }

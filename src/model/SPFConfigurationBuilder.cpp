@@ -20,7 +20,7 @@ std::unique_ptr<SPFConfigurationBuilderImpl> freshImplementation() {
 // container's modify() makes.
 template <class Record>
 Record& unindexedMembersOf(const Record& element) {
-  return const_cast<Record&>(element);  // NOLINT(cppcoreguidelines-pro-type-const-cast): no element is made constant
+  return const_cast<Record&>(element);  // no element is made constant
 }
 
 // The ID is the same on both sides. The property tree has no move, so records are swapped into place:
