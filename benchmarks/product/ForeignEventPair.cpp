@@ -81,7 +81,7 @@ Side floor(int size) {
 }  // namespace
 
 Pair foreignEvent() {
-  return {"foreign-event", {1, 10, 100}, [](int) { return 1000; }, &work, &floor};
+  return {"foreign-event", {1, 10, 100}, [](int) { return 100000; }, &work, &floor};
 }
 
 }  // namespace spf::benchmarks

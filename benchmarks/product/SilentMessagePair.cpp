@@ -39,7 +39,7 @@ Side floor(int) {
 }  // namespace
 
 Pair silentMessage() {
-  return {"silent-message", {1}, [](int) { return 1000; }, &work, &floor};
+  return {"silent-message", {1}, [](int) { return 100000; }, &work, &floor};
 }
 
 }  // namespace spf::benchmarks
