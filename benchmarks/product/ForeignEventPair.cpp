@@ -54,34 +54,77 @@ Side work(int size) {
           [listener] { return Any(listener->waitForAllServices({}, publisherID(0))); }};
 }
 
-// One look-up and one copy of the event's pointer.
+struct BareLookUps {
+  std::unordered_map<std::string, int> publishers;
+  std::shared_ptr<const FrameworkEvent> event;
+  bool found = false;
+
+  [[gnu::flatten]] void run(int rounds) {
+    for (int round = 0; round < rounds; ++round) {
+      auto copy = event;
+      benchmark::DoNotOptimize(copy);
+      const auto& id = static_cast<const ServicesEvent&>(*copy).servicePublisherID;
+      found = publishers.find(id) != publishers.end();
+    }
+  }
+};
+
+// One look-up and one copy of the event's pointer, without a call.
 Side floor(int size) {
-  struct Data {
-    std::unordered_map<std::string, int> publishers;
-    std::shared_ptr<const FrameworkEvent> event;
-    bool found = false;
-  };
-  auto data = std::make_shared<Data>();
+  auto data = std::make_shared<BareLookUps>();
   for (int number = 0; number < size; ++number) {
     data->publishers.emplace(publisherID(number), number);
   }
   data->event = eventFor(size);
+  return {[](int) {}, [data](int rounds) { data->run(rounds); }, [data] { return Any(data->found); }};
+}
+
+// No receiver of events does less: a virtual call, a look at the kind and at the revision, and the look-up.
+class LeastReceiver : public FrameworkListener {
+ public:
+  explicit LeastReceiver(int publishers) {
+    for (int number = 0; number < publishers; ++number) {
+      publishers_.emplace(publisherID(number), number);
+    }
+  }
+
+  [[gnu::flatten]] void handleEvent(std::shared_ptr<const FrameworkEvent> event) override {
+    const auto& services = static_cast<const ServicesEvent&>(*event);
+    if (event->kind == FrameworkEvent::services && services.modificationCount >= revision_) {
+      isFound = publishers_.find(services.servicePublisherID) != publishers_.end();
+    }
+  }
+
+  bool isFound = false;
+
+ private:
+  std::unordered_map<std::string, int> publishers_;
+  std::uint32_t revision_ = 1;
+};
+
+Side leastReceiver(int size) {
+  const auto least = std::make_shared<LeastReceiver>(size);
   return {[](int) {},
-          [data](int rounds) {
+          [event = eventFor(size), receiver = std::shared_ptr<FrameworkListener>(least)](int rounds) {
             for (int round = 0; round < rounds; ++round) {
-              auto copy = data->event;
-              benchmark::DoNotOptimize(copy);
-              const auto& id = static_cast<const ServicesEvent&>(*copy).servicePublisherID;
-              data->found = data->publishers.find(id) != data->publishers.end();
+              receiver->handleEvent(event);
             }
           },
-          [data] { return Any(data->found); }};
+          [least] { return Any(least->isFound); }};
+}
+
+int roundsFor(int) {
+  return 100000;
 }
 
 }  // namespace
 
 Pair foreignEvent() {
-  return {"foreign-event", {1, 10, 100}, [](int) { return 100000; }, &work, &floor};
+  return {"foreign-event", {1, 10, 100}, &roundsFor, &work, &floor};
+}
+
+Pair foreignEventAtLeast() {
+  return {"foreign-event-at-least", {1, 10, 100}, &roundsFor, &leastReceiver, &floor};
 }
 
 }  // namespace spf::benchmarks

@@ -46,8 +46,9 @@ FrameworkSetupListener::FrameworkSetupListener(std::function<void()>&& callback,
   }
 }
 
-// The records have no virtual functions: `kind` says which one it is.
-void FrameworkSetupListener::handleEvent(std::shared_ptr<const FrameworkEvent> event) {
+// The records have no virtual functions: `kind` says which one it is. Every listener hears every event, so most are for
+// others: the look-up is made here, without a call.
+[[gnu::flatten]] void FrameworkSetupListener::handleEvent(std::shared_ptr<const FrameworkEvent> event) {
   switch (event->kind) {
     case FrameworkEvent::services:
       return route(static_cast<const ServicesEvent&>(*event));
