@@ -91,7 +91,7 @@ Side floor(int size) {
       size,
       [](BareContainers& containers, const Records& records) {
         for (const auto& record : records.interfaces) {
-          containers.interfaces.insert(ServiceInterfaceEntry{record, false});
+          containers.interfaces.emplace(record, false);
         }
         for (const auto& record : records.publishers) {
           containers.publishers.insert(record);

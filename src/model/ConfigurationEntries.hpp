@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include <boost/functional/hash.hpp>
 #include <boost/multi_index/composite_key.hpp>
@@ -16,8 +17,14 @@
 // value. Included only where they are walked or searched: MultiIndex is slow to compile.
 namespace agent::spf::frameworksetup {
 
-// Always made from both values.
-struct ServiceInterfaceEntry {  // NOLINT(cppcoreguidelines-pro-type-member-init)
+struct ServiceInterfaceEntry {
+  ServiceInterfaceEntry(const SPFServiceInterfaceConfiguration& copied, bool forAll)
+      : configuration(copied), toAllServicePublishers(forAll) {}
+
+  /// Without requested properties: trees have no move, so they are swapped in later.
+  ServiceInterfaceEntry(std::string&& uniqueID, std::string&& name, bool forAll)
+      : configuration{std::move(uniqueID), std::move(name), {}}, toAllServicePublishers(forAll) {}
+
   SPFServiceInterfaceConfiguration configuration;
   bool toAllServicePublishers;
 };

@@ -53,7 +53,7 @@ void addOrReplace(ServiceInterfaces& entries, SPFServiceInterfaceConfiguration&&
   auto& [uniqueID, name, requestedProperties] = serviceInterface;
   const auto found = entries.find(uniqueID);
   if (found == entries.end()) {
-    const auto added = entries.insert({{std::move(uniqueID), std::move(name), {}}, toAllServicePublishers}).first;
+    const auto added = entries.emplace(std::move(uniqueID), std::move(name), toAllServicePublishers).first;
     unindexedMembersOf(added->configuration).requestedProperties.swap(requestedProperties);
     return;
   }
