@@ -48,13 +48,17 @@ Side makingSide(Make make) {
 Pair encoding();
 Pair endpointEvent();
 Pair silentMessage();
+Pair silentMessageAtLeast();
 Pair nestedTree();
 Pair flatTree();
 Pair builder();
 Pair foreignEvent();
+Pair foreignEventAtLeast();
+Pair handOver();
 
 inline std::vector<Pair> allPairs() {
-  return {encoding(), endpointEvent(), silentMessage(), nestedTree(), flatTree(), builder(), foreignEvent()};
+  return {encoding(), endpointEvent(), silentMessage(), silentMessageAtLeast(), nestedTree(),
+          flatTree(), builder(),       foreignEvent(),  foreignEventAtLeast(),  handOver()};
 }
 
 }  // namespace spf::benchmarks
