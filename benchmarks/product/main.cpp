@@ -1,7 +1,8 @@
 // Runs pairs of the library's work and its floor.
 //
 //   product_benchmark [--benchmark_...]           Google Benchmark's table of times
-//   product_benchmark --list                      a line for each pair and size: name, size, rounds of one preparation
+//   product_benchmark --list                      a line for each pair and size: name, size, rounds of one preparation,
+//                                                 and what is counted: rounds, parts or processes
 //   product_benchmark --check                     one round of each side of each pair; fails if their results differ
 //   product_benchmark --work NAME --side work|floor --size S --rounds N [--time]
 //                                                 that many rounds after one preparation; with --time prints
@@ -17,7 +18,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include "Measured.hpp"
 #include "Pair.hpp"
+#include "RunningHost.hpp"
 
 namespace spf::benchmarks {
 
@@ -44,16 +47,27 @@ Pair pairNamed(const std::string& name) {
   throw std::invalid_argument("--work is '" + name + "'; --list shows the names");
 }
 
+const char* nameOf(Counting counting) {
+  switch (counting) {
+    case Counting::parts:
+      return "parts";
+    case Counting::processes:
+      return "processes";
+    default:
+      return "rounds";
+  }
+}
+
 void list() {
   for (const auto& pair : allPairs()) {
     for (const int size : pair.sizes) {
-      std::cout << pair.name << ' ' << size << ' ' << pair.rounds(size) << '\n';
+      std::cout << pair.name << ' ' << size << ' ' << pair.rounds(size) << ' ' << nameOf(pair.counting) << '\n';
     }
   }
 }
 
 // Sizes beyond this one take long and show nothing more.
-constexpr int largestChecked = 2000;
+constexpr int largestChecked = 100;
 
 int check() {
   int failures = 0;
@@ -105,22 +119,29 @@ std::string text(const Options& options, const char* name) {
     side.run(rounds);  // What only the first rounds do, and cold caches, are not to be timed.
   }
   side.prepare(pair.rounds(size));
+  takeMeasuredTime();
   const auto begin = std::chrono::steady_clock::now();
   side.run(rounds);
-  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - begin;
+  const auto whole = std::chrono::steady_clock::now() - begin;
   if (options.count("--time") != 0) {
+    const std::chrono::duration<double, std::nano> taken =
+        pair.counting == Counting::parts ? takeMeasuredTime() : whole;
     std::cout << taken.count() / rounds << std::endl;
   }
+  stopHost();
   std::_Exit(EXIT_SUCCESS);  // What is left over is not to be counted.
 }
 
-void runBenchmark(benchmark::State& state, Side (*make)(int), int rounds) {
+void runBenchmark(benchmark::State& state, Side (*make)(int), int rounds, Counting counting) {
   const auto side = make(static_cast<int>(state.range(0)));
   while (state.KeepRunningBatch(rounds)) {
-    state.PauseTiming();
     side.prepare(rounds);
-    state.ResumeTiming();
+    takeMeasuredTime();
+    const auto begin = std::chrono::steady_clock::now();
     side.run(rounds);
+    const auto whole = std::chrono::steady_clock::now() - begin;
+    state.SetIterationTime(
+        std::chrono::duration<double>(counting == Counting::parts ? takeMeasuredTime() : whole).count());
   }
 }
 
@@ -128,8 +149,10 @@ void registerBenchmarks() {
   for (const auto& pair : allPairs()) {
     for (const int size : pair.sizes) {
       for (const auto& [name, make] : {std::make_pair("work", pair.work), {"floor", pair.floor}}) {
-        benchmark::RegisterBenchmark((pair.name + '/' + name).c_str(), &runBenchmark, make, pair.rounds(size))
-            ->Arg(size);
+        benchmark::RegisterBenchmark((pair.name + '/' + name).c_str(), &runBenchmark, make, pair.rounds(size),
+                                     pair.counting)
+            ->Arg(size)
+            ->UseManualTime();
       }
     }
   }
