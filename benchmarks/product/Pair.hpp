@@ -19,6 +19,14 @@ struct Side {
   std::function<cppmicroservices::Any()> result;
 };
 
+/// What of a pair is timed and counted.
+enum class Counting {
+  rounds,     ///< each round as a whole, on all threads
+  parts,      ///< what `measured` runs
+  processes,  ///< each round as a whole, with the processes that it starts
+  bytes,      ///< the memory that one round leaves in use
+};
+
 /// A piece of work of the library, and the least that any program has to do for the same result: its floor.
 struct Pair {
   std::string name;
@@ -27,6 +35,7 @@ struct Pair {
   int (*rounds)(int size);
   Side (*work)(int size);
   Side (*floor)(int size);
+  Counting counting = Counting::rounds;
 };
 
 /// Returns the side of a pair that makes a value in every round from data that no round changes.
@@ -55,10 +64,39 @@ Pair builder();
 Pair foreignEvent();
 Pair foreignEventAtLeast();
 Pair handOver();
+Pair memory();
+Pair installAgain();
+Pair installSeparately();
+Pair build();
+Pair life();
+Pair manyInTurn();
+Pair manyAtOnce();
+Pair runOnce();
+Pair runOnceEmpty();
 
 inline std::vector<Pair> allPairs() {
-  return {encoding(), endpointEvent(), silentMessage(), silentMessageAtLeast(), nestedTree(),
-          flatTree(), builder(),       foreignEvent(),  foreignEventAtLeast(),  handOver()};
+  std::vector<Pair> pairs{encoding(),
+                          endpointEvent(),
+                          silentMessage(),
+                          silentMessageAtLeast(),
+                          nestedTree(),
+                          flatTree(),
+                          builder(),
+                          foreignEvent(),
+                          foreignEventAtLeast(),
+                          handOver(),
+                          memory(),
+                          installAgain(),
+                          installSeparately(),
+                          build(),
+                          life(),
+                          manyInTurn(),
+                          manyAtOnce()};
+#ifdef SPF_SPFCTL
+  pairs.push_back(runOnce());
+  pairs.push_back(runOnceEmpty());
+#endif
+  return pairs;
 }
 
 }  // namespace spf::benchmarks

@@ -1,11 +1,15 @@
 // Runs pairs of the library's work and its floor.
 //
 //   product_benchmark [--benchmark_...]           Google Benchmark's table of times
-//   product_benchmark --list                      a line for each pair and size: name, size, rounds of one preparation
+//   product_benchmark --list                      a line for each pair and size: name, size, rounds of one preparation,
+//                                                 and what is counted: rounds, parts, processes or bytes
 //   product_benchmark --check                     one round of each side of each pair; fails if their results differ
-//   product_benchmark --work NAME --side work|floor --size S --rounds N [--time]
+//   product_benchmark --work NAME --side work|floor --size S --rounds N [--time | --bytes]
 //                                                 that many rounds after one preparation; with --time prints
-//                                                 nanoseconds per round
+//                                                 nanoseconds per round, with --bytes the memory that they took and
+//                                                 have not given back
+#include <malloc.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -14,10 +18,14 @@
 #include <iostream>
 #include <map>
 #include <stdexcept>
+#include <thread>
+#include <utility>
 
 #include <benchmark/benchmark.h>
 
+#include "Measured.hpp"
 #include "Pair.hpp"
+#include "RunningHost.hpp"
 
 namespace spf::benchmarks {
 
@@ -44,16 +52,29 @@ Pair pairNamed(const std::string& name) {
   throw std::invalid_argument("--work is '" + name + "'; --list shows the names");
 }
 
+const char* nameOf(Counting counting) {
+  switch (counting) {
+    case Counting::parts:
+      return "parts";
+    case Counting::processes:
+      return "processes";
+    case Counting::bytes:
+      return "bytes";
+    default:
+      return "rounds";
+  }
+}
+
 void list() {
   for (const auto& pair : allPairs()) {
     for (const int size : pair.sizes) {
-      std::cout << pair.name << ' ' << size << ' ' << pair.rounds(size) << '\n';
+      std::cout << pair.name << ' ' << size << ' ' << pair.rounds(size) << ' ' << nameOf(pair.counting) << '\n';
     }
   }
 }
 
 // Sizes beyond this one take long and show nothing more.
-constexpr int largestChecked = 2000;
+constexpr int largestChecked = 100;
 
 int check() {
   int failures = 0;
@@ -90,6 +111,21 @@ std::string text(const Options& options, const char* name) {
   return found == options.end() ? std::string() : found->second;
 }
 
+// With what the allocator needs for its own books. Waits until no other thread takes or gives back any: Configuration
+// Admin works on one of its own.
+std::size_t bytesInUse() {
+  const auto current = [] {
+    const auto arenas = mallinfo2();
+    return arenas.uordblks + arenas.hblkhd;
+  };
+  for (auto latest = current();;) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    if (const auto next = std::exchange(latest, current()); next == latest) {
+      return latest;
+    }
+  }
+}
+
 // Always prepares for as many rounds, so that two runs differ by their rounds alone.
 [[noreturn]] void runRounds(const Options& options) {
   const auto pair = pairNamed(text(options, "--work"));
@@ -105,22 +141,33 @@ std::string text(const Options& options, const char* name) {
     side.run(rounds);  // What only the first rounds do, and cold caches, are not to be timed.
   }
   side.prepare(pair.rounds(size));
+  takeMeasuredTime();
+  const auto bytesBefore = options.count("--bytes") != 0 ? bytesInUse() : 0;
   const auto begin = std::chrono::steady_clock::now();
   side.run(rounds);
-  const std::chrono::duration<double, std::nano> taken = std::chrono::steady_clock::now() - begin;
+  const auto whole = std::chrono::steady_clock::now() - begin;
+  if (options.count("--bytes") != 0) {
+    std::cout << bytesInUse() - bytesBefore << std::endl;
+  }
   if (options.count("--time") != 0) {
+    const std::chrono::duration<double, std::nano> taken =
+        pair.counting == Counting::parts ? takeMeasuredTime() : whole;
     std::cout << taken.count() / rounds << std::endl;
   }
+  stopHost();
   std::_Exit(EXIT_SUCCESS);  // What is left over is not to be counted.
 }
 
-void runBenchmark(benchmark::State& state, Side (*make)(int), int rounds) {
+void runBenchmark(benchmark::State& state, Side (*make)(int), int rounds, Counting counting) {
   const auto side = make(static_cast<int>(state.range(0)));
   while (state.KeepRunningBatch(rounds)) {
-    state.PauseTiming();
     side.prepare(rounds);
-    state.ResumeTiming();
+    takeMeasuredTime();
+    const auto begin = std::chrono::steady_clock::now();
     side.run(rounds);
+    const auto whole = std::chrono::steady_clock::now() - begin;
+    state.SetIterationTime(
+        std::chrono::duration<double>(counting == Counting::parts ? takeMeasuredTime() : whole).count());
   }
 }
 
@@ -128,8 +175,10 @@ void registerBenchmarks() {
   for (const auto& pair : allPairs()) {
     for (const int size : pair.sizes) {
       for (const auto& [name, make] : {std::make_pair("work", pair.work), {"floor", pair.floor}}) {
-        benchmark::RegisterBenchmark((pair.name + '/' + name).c_str(), &runBenchmark, make, pair.rounds(size))
-            ->Arg(size);
+        benchmark::RegisterBenchmark((pair.name + '/' + name).c_str(), &runBenchmark, make, pair.rounds(size),
+                                     pair.counting)
+            ->Arg(size)
+            ->UseManualTime();
       }
     }
   }
@@ -139,7 +188,7 @@ Options optionsOf(int count, char** arguments) {
   Options options;
   for (int index = 1; index < count; ++index) {
     const std::string name = arguments[index];
-    const bool hasValue = name != "--list" && name != "--check" && name != "--time";
+    const bool hasValue = name != "--list" && name != "--check" && name != "--time" && name != "--bytes";
     if (hasValue && ++index == count) {
       throw std::invalid_argument(name + " needs a value");
     }

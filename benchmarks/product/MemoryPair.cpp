@@ -1,0 +1,151 @@
+#include <stdlib.h>
+
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Pair.hpp"
+#include "RunningHost.hpp"
+#include "agent/host/host.hpp"
+#include "agent/spf/frameworksetup/SPFConfiguration.hpp"
+#include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
+#include "model/ConfigurationEntries.hpp"
+#include "publish/encodeConfiguration.hpp"
+#include "tracking/ConfigTracker.hpp"
+
+namespace spf::benchmarks {
+
+using namespace agent::spf::frameworksetup;
+using agent::host::services::Host;
+using agent::host::services::HostOptions;
+using cppmicroservices::Any;
+using List = std::vector<Any>;
+
+namespace {
+
+/// A host whose bundle directories are empty, so that nobody but Configuration Admin keeps a configuration.
+class BareHost {
+ public:
+  BareHost() : root_(temporaryFolder()) {
+    stopHost();  // that of other rows
+    for (const auto* name : {"serialisationproviders", "externalprocessdiscovery", "providers", "framework",
+                             "servicepublishers", "clients", "serviceproviders"}) {
+      std::filesystem::create_directories(root_ / "bin/win64/spf" / name);
+    }
+    HostOptions options;
+    options.installationRoot = root_;
+    options.permissionCheck = false;  // the build tree may have any permissions
+    host_ = std::make_unique<Host>(std::move(options));
+  }
+  ~BareHost() {
+    host_.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(root_, ignored);
+  }
+  BareHost(const BareHost&) = delete;
+  BareHost& operator=(const BareHost&) = delete;
+
+ private:
+  static std::filesystem::path temporaryFolder() {
+    std::string pattern = std::filesystem::temp_directory_path() / "spf-memory-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+      throw std::runtime_error(pattern + ": cannot be made");
+    }
+    return pattern;
+  }
+
+  std::filesystem::path root_;
+  std::unique_ptr<Host> host_;
+};
+
+SPFServiceInterfaceConfiguration interfaceOf(int number) {
+  SPFServiceInterfaceConfiguration record{
+      "example.interface." + std::to_string(number), "example::Interface" + std::to_string(number), {}};
+  record.requestedProperties.put("qos.reliability", "reliable");
+  return record;
+}
+
+SPFServicePublisherConfiguration publisherOf(int number) {
+  const auto text = std::to_string(10000 + number);
+  return {"example.publisher." + std::to_string(number),
+          "rpcservicepublisher",
+          {Any("tcp://192.168.7.1:" + text)},
+          {Any("tcp://0.0.0.0:" + text)},
+          "(location=garage)",
+          "(objectClass=*)"};
+}
+
+SPFConfiguration publish(int size) {
+  SPFConfigurationBuilder builder("memory");
+  for (int number = 0; number < size; ++number) {
+    const auto serviceInterface = interfaceOf(number);
+    const auto publisher = publisherOf(number);
+    builder.addServiceInterface(serviceInterface).addServicePublisher(publisher);
+    builder.addServiceMapping(serviceInterface.uniqueID, publisher.uniqueID);
+  }
+  return builder.build();
+}
+
+// One configuration that is published and waits for its publishers; the builder is gone.
+Side work(int size) {
+  struct Data {
+    std::unique_ptr<BareHost> host;
+    std::unique_ptr<SPFConfiguration> live;
+    ~Data() { live.reset(); }
+  };
+  auto data = std::make_shared<Data>();
+  return {[data, size](int) {
+            data->live.reset();
+            data->host.reset();
+            data->host = std::make_unique<BareHost>();
+            publish(size);  // whatever only the first one needs
+          },
+          [data, size](int) { data->live = std::make_unique<SPFConfiguration>(publish(size)); },
+          [data] { return Any(data->live->listOutstandingEndpoints("example.publisher.0").second); }};
+}
+
+/// What a configuration is made of, and nothing around it.
+struct BareConfiguration {
+  ServiceInterfaces interfaces;
+  ServicePublishers publishers;
+  ServiceMappings mappings;
+  cppmicroservices::AnyMap properties{cppmicroservices::AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS};
+  std::unordered_map<std::string, ConfigTracker> trackers;
+};
+
+std::unique_ptr<BareConfiguration> fill(int size) {
+  auto bare = std::make_unique<BareConfiguration>();
+  for (int number = 0; number < size; ++number) {
+    const auto serviceInterface = interfaceOf(number);
+    const auto publisher = publisherOf(number);
+    bare->interfaces.emplace(serviceInterface, false);
+    bare->publishers.insert(publisher);
+    bare->mappings.insert({serviceInterface.uniqueID, publisher.uniqueID});
+    bare->trackers.emplace(
+        std::piecewise_construct, std::forward_as_tuple(publisher.uniqueID),
+        std::forward_as_tuple(List(publisher.endpointsToBindTo), List(publisher.endpointsToConnectTo), true));
+  }
+  bare->properties = encodeConfiguration(1, bare->interfaces, bare->publishers, bare->mappings);
+  return bare;
+}
+
+Side floor(int size) {
+  auto bare = std::make_shared<std::unique_ptr<BareConfiguration>>();
+  return {[bare, size](int) {
+            fill(size);
+            bare->reset();
+          },
+          [bare, size](int) { *bare = fill(size); },
+          [bare] { return Any((*bare)->trackers.at("example.publisher.0").listOutstandingEndpoints().second); }};
+}
+
+}  // namespace
+
+Pair memory() {
+  return {"memory", {1, 10, 100, 1000}, [](int) { return 1; }, &work, &floor, Counting::bytes};
+}
+
+}  // namespace spf::benchmarks
