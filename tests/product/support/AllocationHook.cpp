@@ -1,5 +1,8 @@
 #include "AllocationHook.hpp"
 
+#include <malloc.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -9,15 +12,22 @@ namespace spf::test {
 namespace {
 
 thread_local AllocationHook* current = nullptr;
+std::atomic<std::size_t> inUse{0};
 
 void* allocate(std::size_t size) {
   if (current != nullptr) {
     current->allocating(size);
   }
   if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+    inUse += malloc_usable_size(memory);
     return memory;
   }
   throw std::bad_alloc();
+}
+
+void release(void* memory) {
+  inUse -= malloc_usable_size(memory);
+  std::free(memory);
 }
 
 }  // namespace
@@ -39,6 +49,10 @@ void AllocationHook::allocating(std::size_t size) {
   action_(++count_, size);
 }
 
+std::size_t bytesInUse() {
+  return inUse;
+}
+
 }  // namespace spf::test
 
 __attribute__((visibility("default"))) void* operator new(std::size_t size) {
@@ -48,14 +62,14 @@ __attribute__((visibility("default"))) void* operator new[](std::size_t size) {
   return spf::test::allocate(size);
 }
 __attribute__((visibility("default"))) void operator delete(void* memory) noexcept {
-  std::free(memory);
+  spf::test::release(memory);
 }
 __attribute__((visibility("default"))) void operator delete[](void* memory) noexcept {
-  std::free(memory);
+  spf::test::release(memory);
 }
 __attribute__((visibility("default"))) void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
+  spf::test::release(memory);
 }
 __attribute__((visibility("default"))) void operator delete[](void* memory, std::size_t) noexcept {
-  std::free(memory);
+  spf::test::release(memory);
 }

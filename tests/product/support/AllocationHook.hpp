@@ -25,4 +25,7 @@ class AllocationHook {
   int count_ = 0;
 };
 
+/// Returns how many bytes all threads have taken with `operator new` and not given back, as the allocator rounds them.
+std::size_t bytesInUse();
+
 }  // namespace spf::test
