@@ -3,8 +3,11 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <boost/config.hpp>
 #include <boost/log/attributes/attribute_set.hpp>
@@ -17,6 +20,7 @@ namespace {
 // The prefix of required properties has this many characters, and one more that ends it.
 constexpr std::size_t prefixLength = 30;
 std::atomic<int> prefixesHeld = 0;
+std::atomic<std::size_t> blocksHeld = 0;
 
 int attributeSetsDestroyed = 0;
 
@@ -42,7 +46,7 @@ __attribute__((visibility("default"))) attribute_set::~attribute_set() {
 BOOST_LOG_CLOSE_NAMESPACE
 }  // namespace boost
 
-// Counts the blocks of the prefix's size. Each notes its own size in front of it.
+// Counts all blocks, and those of the prefix's size. Each notes its own size in front of it.
 void* operator new(std::size_t size) {
   constexpr std::size_t note = alignof(std::max_align_t);
   auto* const block = static_cast<char*>(std::malloc(size + note));
@@ -50,6 +54,7 @@ void* operator new(std::size_t size) {
     throw std::bad_alloc();
   }
   *reinterpret_cast<std::size_t*>(block) = size;
+  ++blocksHeld;
   prefixesHeld += size == prefixLength + 1 ? 1 : 0;
   return block + note;
 }
@@ -57,6 +62,7 @@ void* operator new(std::size_t size) {
 void operator delete(void* pointer) noexcept {
   if (pointer != nullptr) {
     auto* const block = static_cast<char*>(pointer) - alignof(std::max_align_t);
+    --blocksHeld;
     prefixesHeld -= *reinterpret_cast<std::size_t*>(block) == prefixLength + 1 ? 1 : 0;
     std::free(block);
   }
@@ -78,18 +84,28 @@ class UnloadingTheLibrary : public testing::Test {
     return library != nullptr;
   }
 
+  static void* load() {
+    void* const plugin = dlopen(SPF_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+    EXPECT_NE(plugin, nullptr) << dlerror();
+    return plugin;
+  }
+
+  template <class Function>
+  static Function functionOf(void* plugin, const char* name) {
+    return reinterpret_cast<Function>(dlsym(plugin, name));
+  }
+
   TestFramework framework_;
   std::shared_ptr<ConfigurationAdminDouble> admin_ = ConfigurationAdminDouble::registerWith(framework_);
 };
 
 TEST_F(UnloadingTheLibrary, DestroysItsLogger) {
   ASSERT_FALSE(isLoaded());
-  void* const plugin = dlopen(SPF_PLUGIN, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(plugin, nullptr) << dlerror();
+  void* const plugin = load();
   ASSERT_TRUE(isLoaded());
   {
     RecordedLog log(4);
-    reinterpret_cast<void (*)()>(dlsym(plugin, "publishAndWithdraw"))();
+    functionOf<void (*)(const char*)>(plugin, "publishAndWithdraw")("x");
     EXPECT_EQ(log.messages(), std::vector<std::string>{"About to remove spf configuration for x"});
   }
   const int before = attributeSetsDestroyed;
@@ -99,14 +115,58 @@ TEST_F(UnloadingTheLibrary, DestroysItsLogger) {
 }
 
 TEST_F(UnloadingTheLibrary, DestroysThePrefixOfRequiredProperties) {
-  void* const plugin = dlopen(SPF_PLUGIN, RTLD_NOW | RTLD_LOCAL);
-  ASSERT_NE(plugin, nullptr) << dlerror();
+  void* const plugin = load();
   const int before = prefixesHeld.load();
-  reinterpret_cast<void (*)()>(dlsym(plugin, "writeARequiredProperty"))();
+  functionOf<void (*)()>(plugin, "writeARequiredProperty")();
   EXPECT_EQ(prefixesHeld.load(), before + 1);
   dlclose(plugin);
   EXPECT_FALSE(isLoaded());
   EXPECT_EQ(prefixesHeld.load(), before);
+}
+
+struct Resources {
+  std::size_t blocks = blocksHeld.load();
+  std::ptrdiff_t descriptors = entriesIn("/proc/self/fd");
+  std::ptrdiff_t threads = entriesIn("/proc/self/task");
+
+  static std::ptrdiff_t entriesIn(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
+  }
+};
+
+// Several threads make the logger's first record at once.
+TEST_F(UnloadingTheLibrary, AThousandTimesAfterThreadsUsedItLeavesNothingBehind) {
+  const auto loadUseAndUnload = [&] {
+    void* const plugin = load();
+    const auto publishAndWithdraw = functionOf<void (*)(const char*)>(plugin, "publishAndWithdraw");
+    {
+      const RecordedLog log(4);
+      std::vector<std::thread> threads;
+      for (const char* const id : {"a", "b", "c"}) {
+        threads.emplace_back(publishAndWithdraw, id);
+      }
+      for (auto& thread : threads) {
+        thread.join();
+      }
+      ASSERT_EQ(log.records().size(), 3);
+      ASSERT_EQ(log.loggers(), 1);
+    }
+    ASSERT_EQ(dlclose(plugin), 0);
+    ASSERT_FALSE(isLoaded());
+    admin_->clearCalls();
+    framework_.host().forgetInstallations();
+  };
+  for (int round = 0; round < 10; ++round) {
+    loadUseAndUnload();
+  }
+  const Resources before;
+  for (int round = 0; round < 1000; ++round) {
+    loadUseAndUnload();
+  }
+  const Resources after;
+  EXPECT_EQ(after.blocks, before.blocks);
+  EXPECT_EQ(after.descriptors, before.descriptors);
+  EXPECT_EQ(after.threads, before.threads);
 }
 
 }  // namespace spf::test

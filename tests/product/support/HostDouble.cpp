@@ -75,6 +75,11 @@ std::vector<Installation> HostDouble::installations() const {
   return state->installations;
 }
 
+void HostDouble::forgetInstallations() {
+  const std::lock_guard<std::mutex> lock(mutex);
+  std::vector<Installation>().swap(state->installations);
+}
+
 }  // namespace spf::test
 
 namespace agent::host::services {

@@ -37,6 +37,7 @@ class HostDouble {
   void onInstallation(std::function<void(const Installation&)> action);
 
   std::vector<Installation> installations() const;
+  void forgetInstallations();
 };
 
 }  // namespace spf::test

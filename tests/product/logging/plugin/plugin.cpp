@@ -2,8 +2,8 @@
 #include "agent/spf/frameworksetup/addRequiredRuntimeServiceProperties.hpp"
 
 /// Publishes a configuration and withdraws it, which writes a log record.
-extern "C" [[gnu::visibility("default")]] void publishAndWithdraw() {
-  agent::spf::frameworksetup::SPFConfigurationBuilder("x").build().reset();
+extern "C" [[gnu::visibility("default")]] void publishAndWithdraw(const char* id) {
+  agent::spf::frameworksetup::SPFConfigurationBuilder(id).build().reset();
 }
 
 /// Writes a required property into a tree of its own.
