@@ -89,7 +89,7 @@ Pair manyInTurn() {
 Pair manyAtOnce() {
   return {"many-at-once",
           {10, 30, 100, 300, 1000},
-          [](int size) { return size < 100 ? 300 / size : 3; },
+          [](int size) { return size < 100 ? 300 / size : 2; },
           &workAtOnce,
           &floorAtOnce};
 }

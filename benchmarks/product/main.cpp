@@ -135,7 +135,7 @@ std::size_t bytesInUse() {
     throw std::invalid_argument("--rounds: one preparation of '" + pair.name + "' is for " +
                                 std::to_string(pair.rounds(size)));
   }
-  const auto side = sideOf(pair, text(options, "--side"), size);
+  auto side = sideOf(pair, text(options, "--side"), size);
   if (options.count("--time") != 0) {
     side.prepare(pair.rounds(size));
     side.run(rounds);  // What only the first rounds do, and cold caches, are not to be timed.
@@ -155,6 +155,9 @@ std::size_t bytesInUse() {
     std::cout << taken.count() / rounds << std::endl;
   }
   stopHost();
+  if (pair.counting == Counting::processes) {
+    side = {};  // deletes the processes' files
+  }
   std::_Exit(EXIT_SUCCESS);  // What is left over is not to be counted.
 }
 

@@ -21,6 +21,7 @@ using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 std::vector<std::string> names(const std::vector<Bundle>& bundles) {
   std::vector<std::string> result;
@@ -166,6 +167,35 @@ TEST_F(InstallAndStart, KeepsTheBundleOfAFileThatWasReplaced) {
   const auto again = installAndStart(path(L"bin"));
   EXPECT_EQ(again, first);
   EXPECT_THAT(names(again), ElementsAre("hosttest_alpha"));
+}
+
+TEST_F(InstallAndStart, FollowsALinkThatWasReplaced) {
+  tree.add("old", BUNDLE_ALPHA);
+  tree.add("new", BUNDLE_BETA);
+  std::filesystem::create_directory_symlink("old", tree.root() / "link");
+  installAndStart(path(L"link"));
+  std::filesystem::remove(tree.root() / "link");
+  std::filesystem::create_directory_symlink("new", tree.root() / "link");
+  EXPECT_THAT(names(installAndStart(path(L"link"))), ElementsAre("hosttest_beta"));
+}
+
+TEST_F(InstallAndStart, FindsADirectoryThatReplacedAnotherOne) {
+  tree.add("folder/bin", BUNDLE_ALPHA);
+  tree.add("other/bin", BUNDLE_BETA);
+  installAndStart(path(L"folder/bin"));
+  std::filesystem::rename(tree.root() / "folder", tree.root() / "away");
+  std::filesystem::rename(tree.root() / "other", tree.root() / "folder");
+  EXPECT_THAT(installAndStart(path(L"folder/bin")), SizeIs(1));
+  EXPECT_THAT(installAndStart(path(L"other/bin")), IsEmpty());
+}
+
+TEST_F(InstallAndStart, FindsNoBundlesInADirectoryThatWasRemoved) {
+  tree.add("bin", BUNDLE_ALPHA);
+  installAndStart(path(L"bin"));
+  std::filesystem::remove_all(tree.root() / "bin");
+  EXPECT_THAT(installAndStart(path(L"bin")), IsEmpty());
+  tree.add("bin", BUNDLE_BETA);
+  EXPECT_THAT(installAndStart(path(L"bin")), SizeIs(1));
 }
 
 TEST_F(InstallAndStart, NamesADirectoryThatCannotBeOpened) {

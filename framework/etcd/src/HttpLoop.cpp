@@ -3,19 +3,17 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include <curl/curl.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include "CurlLibrary.hpp"
 
 namespace agent::spf::etcd {
 
@@ -23,23 +21,8 @@ namespace {
 
 constexpr long httpOk = 200;
 
-// A thread of libcurl looks up names, and continues after the request was cancelled. So the library must stay loaded
-// even if the last module that uses it is unloaded.
-void keepLibraryLoaded() {
-  Dl_info library{};
-  if (dladdr(reinterpret_cast<const void*>(&curl_global_init), &library) != 0 && library.dli_fname != nullptr) {
-    static_cast<void>(dlopen(library.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE));
-  }
-}
-
-void initialiseLibrary() {
-  static std::once_flag once;
-  std::call_once(once, [] {
-    keepLibraryLoaded();
-    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
-      throw std::runtime_error("cannot initialise libcurl");
-    }
-  });
+const CurlLibrary& curl() {
+  return CurlLibrary::instance();
 }
 
 void check(CURLcode result) {
@@ -47,7 +30,7 @@ void check(CURLcode result) {
     throw std::bad_alloc();
   }
   if (result != CURLE_OK) {
-    throw std::runtime_error(std::string("libcurl: ") + curl_easy_strerror(result));
+    throw std::runtime_error(std::string("libcurl: ") + curl().easy_strerror(result));
   }
 }
 
@@ -56,7 +39,7 @@ void check(CURLMcode result) {
     throw std::bad_alloc();
   }
   if (result != CURLM_OK) {
-    throw std::runtime_error(std::string("libcurl: ") + curl_multi_strerror(result));
+    throw std::runtime_error(std::string("libcurl: ") + curl().multi_strerror(result));
   }
 }
 
@@ -79,12 +62,12 @@ curl_socket_t openSocket(void* keepAliveSeconds, curlsocktype /*purpose*/, curl_
 }
 
 struct SlistDeleter {
-  void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+  void operator()(curl_slist* list) const noexcept { curl().slist_free_all(list); }
 };
 using Headers = std::unique_ptr<curl_slist, SlistDeleter>;
 
 void append(Headers& headers, const std::string& line) {
-  auto* const longer = curl_slist_append(headers.get(), line.c_str());
+  auto* const longer = curl().slist_append(headers.get(), line.c_str());
   if (longer == nullptr) {
     throw std::bad_alloc();
   }
@@ -103,7 +86,7 @@ Headers headersOf(const std::string& authorization) {
 }
 
 struct EasyDeleter {
-  void operator()(CURL* easy) const noexcept { curl_easy_cleanup(easy); }
+  void operator()(CURL* easy) const noexcept { curl().easy_cleanup(easy); }
 };
 using Easy = std::unique_ptr<CURL, EasyDeleter>;
 
@@ -118,7 +101,7 @@ int keepAliveOf(std::chrono::seconds ttl) {
 class HttpLoop::Multi {
  public:
   explicit Multi(std::chrono::seconds ttl) : handle_(make()), keepAlive_(keepAliveOf(ttl)) {}
-  ~Multi() { curl_multi_cleanup(handle_); }
+  ~Multi() { curl().multi_cleanup(handle_); }
   Multi(const Multi&) = delete;
   Multi& operator=(const Multi&) = delete;
 
@@ -127,8 +110,7 @@ class HttpLoop::Multi {
 
  private:
   static CURLM* make() {
-    initialiseLibrary();
-    auto* const made = curl_multi_init();
+    auto* const made = curl().multi_init();
     if (made == nullptr) {
       throw std::bad_alloc();
     }
@@ -147,15 +129,15 @@ class HttpLoop::Transfer {
         id_(id),
         request_(std::move(request)),
         headers_(headersOf(request_.authorization)),
-        easy_(curl_easy_init()) {
+        easy_(curl().easy_init()) {
     if (!easy_) {
       throw std::bad_alloc();
     }
     configure();
-    check(curl_multi_add_handle(loop_.multi_->handle(), easy_.get()));
+    check(curl().multi_add_handle(loop_.multi_->handle(), easy_.get()));
   }
 
-  ~Transfer() { curl_multi_remove_handle(loop_.multi_->handle(), easy_.get()); }
+  ~Transfer() { curl().multi_remove_handle(loop_.multi_->handle(), easy_.get()); }
 
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
@@ -219,7 +201,7 @@ class HttpLoop::Transfer {
 
   template <class Value>
   void set(CURLoption option, Value value) {
-    check(curl_easy_setopt(easy_.get(), option, value));
+    check(curl().easy_setopt(easy_.get(), option, value));
   }
 
   void setText(CURLoption option, const std::string& value) {
@@ -258,7 +240,7 @@ class HttpLoop::Transfer {
 
   long status() const {
     long status = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl().easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
     return status;
   }
 
@@ -273,11 +255,11 @@ class HttpLoop::Transfer {
       return "no answer within " + std::to_string(request_.timeout.count()) + " ms";
     }
     long number = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &number);
+    curl().easy_getinfo(easy_.get(), CURLINFO_OS_ERRNO, &number);
     if (result == CURLE_COULDNT_CONNECT && number != 0) {
       return std::generic_category().message(static_cast<int>(number));
     }
-    std::string text = error_.front() != '\0' ? error_.data() : curl_easy_strerror(result);
+    std::string text = error_.front() != '\0' ? error_.data() : curl().easy_strerror(result);
     if (isCertificateAlert(text)) {
       return "the member " + refusalOfClient() + " (" + text + ")";
     }
@@ -298,9 +280,9 @@ class HttpLoop::Transfer {
   // request; so their alert may be lost with the connection.
   bool isHangUpAfterHandshake(CURLcode result) const {
     curl_off_t handshake = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_APPCONNECT_TIME_T, &handshake);
+    curl().easy_getinfo(easy_.get(), CURLINFO_APPCONNECT_TIME_T, &handshake);
     long newConnections = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &newConnections);
+    curl().easy_getinfo(easy_.get(), CURLINFO_NUM_CONNECTS, &newConnections);
     return (result == CURLE_SEND_ERROR || result == CURLE_RECV_ERROR || result == CURLE_GOT_NOTHING) && handshake > 0 &&
            newConnections > 0 && status() == 0;
   }
@@ -340,15 +322,15 @@ void HttpLoop::cancel(Id id) noexcept {
 void HttpLoop::turn(TimePoint until) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
   const auto wait = std::clamp<std::chrono::milliseconds::rep>(left.count(), 0, INT_MAX);
-  check(curl_multi_poll(multi_->handle(), nullptr, 0, static_cast<int>(wait), nullptr));
+  check(curl().multi_poll(multi_->handle(), nullptr, 0, static_cast<int>(wait), nullptr));
   int running = 0;
-  check(curl_multi_perform(multi_->handle(), &running));
+  check(curl().multi_perform(multi_->handle(), &running));
   dispatchPieces();
   dispatchDone();
 }
 
 void HttpLoop::wakeUp() noexcept {
-  curl_multi_wakeup(multi_->handle());
+  curl().multi_wakeup(multi_->handle());
 }
 
 Traffic HttpLoop::traffic() const noexcept {
@@ -376,9 +358,9 @@ void HttpLoop::dispatchPieces() {
 
 void HttpLoop::dispatchDone() {
   int left = 0;
-  while (const auto* const message = curl_multi_info_read(multi_->handle(), &left)) {
+  while (const auto* const message = curl().multi_info_read(multi_->handle(), &left)) {
     void* transfer = nullptr;
-    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+    curl().easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
     const auto result = message->data.result;
     auto node = transfers_.extract(static_cast<const Transfer*>(transfer)->id());
     auto answer = node.mapped()->answer(result);

@@ -10,7 +10,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include "PathWalk.hpp"
 
 namespace agent::host::services {
 
@@ -22,9 +21,15 @@ struct CloseDirectory {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
+using Folder = std::unique_ptr<DIR, CloseDirectory>;
+
+bool hasExtension(const std::string& name, const std::string& extension) {
+  return name.size() > extension.size() &&
+         name.compare(name.size() - extension.size(), extension.size(), extension) == 0;
+}
+
 bool hasBundleExtension(const std::string& name) {
-  const fs::path extension = fs::path(name).extension();
-  return extension == ".so" || extension == ".zip";
+  return hasExtension(name, ".so") || hasExtension(name, ".zip");
 }
 
 std::optional<BundleFile> describe(fs::path path, const struct stat& status, std::optional<fs::path> writableFolder) {
@@ -37,36 +42,34 @@ std::optional<BundleFile> describe(fs::path path, const struct stat& status, std
                     std::move(writableFolder)};
 }
 
-/// Returns the names of the bundle files in an open folder, sorted.
-std::vector<std::string> bundleNamesIn(const OpenedPath& folder) {
-  // The folder's own descriptor is opened with O_PATH and cannot be read.
-  Descriptor readable(openat(folder.descriptor.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, CloseDirectory> directory(readable.isOpen() ? fdopendir(readable.number()) : nullptr);
-  if (!directory) {
-    throw fs::filesystem_error("Cannot read the bundle directory", folder.path,
+bool isBelow(const fs::path& path, const fs::path& folder) {
+  const std::string& text = path.native();
+  const std::string& start = folder.native();
+  return text.compare(0, start.size(), start) == 0 && text.size() > start.size() && text[start.size()] == '/';
+}
+
+/// Opens a folder, of which no name is a symbolic link, for reading.
+Folder openFolder(const fs::path& path) {
+  Descriptor descriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  Folder folder(descriptor.isOpen() ? fdopendir(descriptor.number()) : nullptr);
+  if (!folder) {
+    throw fs::filesystem_error("Cannot read the bundle directory", path,
                                std::error_code(errno, std::generic_category()));
   }
-  readable.release();
+  descriptor.release();
+  return folder;
+}
+
+/// Returns the names of the bundle files in an open folder, sorted.
+std::vector<std::string> bundleNamesIn(DIR& folder) {
   std::vector<std::string> names;
-  while (const dirent* entry = readdir(directory.get())) {
+  while (const dirent* entry = readdir(&folder)) {
     if (hasBundleExtension(entry->d_name)) {
       names.emplace_back(entry->d_name);
     }
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-std::optional<BundleFile> inspect(const OpenedPath& folder, const std::string& name, const fs::path& root) {
-  struct stat status {};
-  // A file that is removed while its directory is read is ignored.
-  if (fstatat(folder.descriptor.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    return std::nullopt;
-  }
-  if (S_ISLNK(status.st_mode)) {
-    return findBundleFile(folder.path / name, root);
-  }
-  return describe(folder.path / name, status, folder.writable);
 }
 
 }  // namespace
@@ -80,18 +83,42 @@ std::optional<BundleFile> findBundleFile(const fs::path& path, const fs::path& r
   }
 }
 
-std::vector<BundleFile> listBundleFiles(const fs::path& directory, const fs::path& root) {
+BundleDirectory::BundleDirectory(fs::path directory, fs::path root)
+    : directory_(std::move(directory)), root_(std::move(root)), isBelowRoot_(isBelow(directory_, root_)) {}
+
+std::vector<BundleFile> BundleDirectory::list() {
+  if (!canBeFoundAgain()) {
+    found_ = PathWalk(root_).open(directory_, PathWalk::Goal::folder);
+  }
   std::vector<BundleFile> files;
-  const auto folder = PathWalk(root).open(directory, PathWalk::Goal::folder);
-  if (!folder || !S_ISDIR(folder->status.st_mode)) {
+  if (!found_ || !S_ISDIR(found_->status.st_mode)) {
     return files;
   }
+  found_->descriptor = {};  // closed, since hosts run for long
+  const Folder folder = openFolder(found_->path);
   for (const std::string& name : bundleNamesIn(*folder)) {
-    if (auto file = inspect(*folder, name, root)) {
+    if (auto file = inspect(dirfd(folder.get()), name)) {
       files.push_back(std::move(*file));
     }
   }
   return files;
+}
+
+// A walk passes the root on the way to a directory below it, so that a change of the root is noticed too.
+bool BundleDirectory::canBeFoundAgain() const {
+  return found_ && isBelowRoot_ && areUnchanged(found_->lookups);
+}
+
+std::optional<BundleFile> BundleDirectory::inspect(int folder, const std::string& name) const {
+  struct stat status {};
+  // A file that is removed while its directory is read is ignored.
+  if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return std::nullopt;
+  }
+  if (S_ISLNK(status.st_mode)) {
+    return findBundleFile(found_->path / name, root_);
+  }
+  return describe(found_->path / name, status, found_->writable);
 }
 
 }  // namespace agent::host::services

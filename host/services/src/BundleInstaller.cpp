@@ -84,6 +84,7 @@ void BundleInstaller::installAndStartFile(const BundleFile& file) {
 void BundleInstaller::close() {
   const std::lock_guard<std::recursive_mutex> lock(mutex_);
   closed_ = true;
+  directories_.clear();
   installed_.clear();
 }
 
@@ -92,7 +93,8 @@ BundleInstaller::Bundles BundleInstaller::installDirectory(const std::filesystem
   if (closed_) {
     return bundles;
   }
-  for (const BundleFile& file : listBundleFiles(directory, root_)) {
+  auto& known = directories_.try_emplace(directory.native(), directory, root_).first->second;
+  for (const BundleFile& file : known.list()) {
     permissionCheck_.require(file);
     const Bundles& ofFile = installFile(file);
     bundles.insert(bundles.end(), ofFile.begin(), ofFile.end());

@@ -72,6 +72,7 @@ class BundleInstaller {
   std::recursive_mutex mutex_;
 
   // Guarded by `mutex_`:
+  std::map<std::string, BundleDirectory> directories_;
   std::map<std::string, InstalledFile> installed_;
   std::set<long> starting_;
   bool closed_ = false;

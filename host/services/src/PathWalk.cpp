@@ -25,6 +25,17 @@ bool isSame(const struct stat& left, const struct stat& right) {
   return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
+bool isUnchanged(const Lookup& lookup) {
+  struct stat status {};
+  if (lstat(lookup.path.c_str(), &status) != 0 || !isSame(lookup.status, status) ||
+      lookup.status.st_mode != status.st_mode) {
+    return false;
+  }
+  // A link is replaced, never changed; the new one may have the number of the old one, but not its time.
+  return !S_ISLNK(status.st_mode) || (lookup.status.st_ctim.tv_sec == status.st_ctim.tv_sec &&
+                                      lookup.status.st_ctim.tv_nsec == status.st_ctim.tv_nsec);
+}
+
 struct stat statusOf(const Descriptor& descriptor) {
   struct stat status {};
   if (fstat(descriptor.number(), &status) != 0) {
@@ -45,6 +56,10 @@ Descriptor openName(int folder, const std::string& name) {
 
 }  // namespace
 
+bool areUnchanged(const std::vector<Lookup>& lookups) {
+  return std::all_of(lookups.begin(), lookups.end(), isUnchanged);
+}
+
 PathWalk::PathWalk(const fs::path& root) {
   struct stat status {};
   if (stat(root.c_str(), &status) == 0) {
@@ -64,6 +79,7 @@ std::optional<OpenedPath> PathWalk::open(const fs::path& path, Goal goal) {
 void PathWalk::start(const fs::path& path) {
   folders_.clear();
   names_.clear();
+  lookups_.clear();
   links_ = 0;
   writable_.reset();
   Descriptor top(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
@@ -71,6 +87,7 @@ void PathWalk::start(const fs::path& path) {
     throw failure(errno);
   }
   const struct stat status = statusOf(top);
+  lookups_.push_back({"/", status});
   enter(std::move(top), status, "");
   prepend(path.relative_path());
 }
@@ -96,19 +113,21 @@ std::optional<OpenedPath> PathWalk::walk(Goal goal) {
         return std::nullopt;
       }
       const struct stat status = statusOf(found);
+      lookups_.push_back({pathOfCurrent() / name, status});
       if (S_ISLNK(status.st_mode)) {
         followLink(found);
       } else if (S_ISDIR(status.st_mode)) {
         enter(std::move(found), status, name);
       } else {
-        return names_.empty() ? std::optional(OpenedPath{pathOfCurrent() / name, std::move(found), status, writable_})
-                              : std::nullopt;
+        return names_.empty()
+                   ? std::optional(OpenedPath{pathOfCurrent() / name, std::move(found), status, writable_, lookups_})
+                   : std::nullopt;
       }
     }
   }
   checkCurrent(StickyFolders::refused);
   Folder& last = folders_.back();
-  return OpenedPath{pathOfCurrent(), std::move(last.descriptor), last.status, writable_};
+  return OpenedPath{pathOfCurrent(), std::move(last.descriptor), last.status, writable_, lookups_};
 }
 
 void PathWalk::enter(Descriptor folder, const struct stat& status, const std::string& name) {

@@ -21,7 +21,8 @@ Controller::Controller(cppmicroservices::BundleContext context, std::shared_ptr<
     : events_(std::move(events)), withdrawals_(events_->withdrawals()), store_(std::move(context), stop_) {}
 
 void Controller::Updated(const std::string& pid, const AnyMap& properties) {
-  executor_.post([this, pid, properties] {
+  // Copied by initialisers, since constant captures would be copied again when the task is moved.
+  executor_.post([this, pid = pid, properties = properties] {
     if (!stop_.isRequested()) {
       update(pid, properties);
     }

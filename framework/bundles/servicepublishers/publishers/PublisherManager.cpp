@@ -33,7 +33,8 @@ PublisherManager::~PublisherManager() {
 }
 
 void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
-  executor_->post([this, kind, pid, properties] {
+  // Copied by initialisers, since constant captures would be copied again when the task is moved.
+  executor_->post([this, kind, pid = pid, properties = properties] {
     if (!releasing_) {
       perform([&] { acceptRevision(kind, pid, properties); });
     }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -89,6 +90,21 @@ std::optional<std::string> firstReachable(const ifaddrs* interfaces, const std::
   return std::nullopt;
 }
 
+/// Returns nothing for addresses of other schemes, also of a transport's own.
+std::optional<Address> tcpAddress(const std::string& bound) {
+  try {
+    auto address = parseAddress(bound);
+    return address.scheme == Scheme::tcp ? std::optional(std::move(address)) : std::nullopt;
+  } catch (const std::runtime_error&) {
+    return std::nullopt;
+  }
+}
+
+bool needsInterfaces(const std::string& bound, const std::string& advertised) {
+  const auto address = advertised.empty() ? tcpAddress(bound) : std::nullopt;
+  return address && isAnyHost(address->where);
+}
+
 std::string reachableHost(const std::string& bound, const ifaddrs* interfaces) {
   if (!isAnyHost(bound)) {
     return bound;
@@ -109,20 +125,19 @@ std::string advertisedHost(const std::string& host) {
 
 std::optional<std::string> reachableAddress(const std::string& bound, const std::string& advertised,
                                             const ifaddrs* interfaces) {
-  Address address;
-  try {
-    address = parseAddress(bound);
-  } catch (const std::runtime_error&) {
-    return std::nullopt;  // of a transport with schemes of its own
-  }
-  if (address.scheme != Scheme::tcp) {
+  const auto address = tcpAddress(bound);
+  if (!address) {
     return std::nullopt;
   }
-  const std::string host = advertised.empty() ? bracketed(reachableHost(address.where, interfaces)) : advertised;
-  return "tcp://" + host + ":" + std::to_string(address.port);
+  const std::string host = advertised.empty() ? bracketed(reachableHost(address->where, interfaces)) : advertised;
+  return "tcp://" + host + ":" + std::to_string(address->port);
 }
 
 std::optional<std::string> reachableAddress(const std::string& bound, const std::string& advertised) {
+  // Listing them takes a conversation with the kernel.
+  if (!needsInterfaces(bound, advertised)) {
+    return reachableAddress(bound, advertised, nullptr);
+  }
   ifaddrs* found = nullptr;
   if (getifaddrs(&found) != 0) {
     found = nullptr;

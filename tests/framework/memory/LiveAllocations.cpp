@@ -1,0 +1,54 @@
+#include "LiveAllocations.hpp"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <new>
+
+namespace frameworktest {
+
+namespace {
+
+std::atomic<long> live{0};
+
+void* allocate(std::size_t size) {
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+    ++live;
+    return memory;
+  }
+  throw std::bad_alloc();
+}
+
+void release(void* memory) noexcept {
+  if (memory != nullptr) {
+    --live;
+    std::free(memory);
+  }
+}
+
+}  // namespace
+
+long liveAllocations() {
+  return live;
+}
+
+}  // namespace frameworktest
+
+__attribute__((visibility("default"))) void* operator new(std::size_t size) {
+  return frameworktest::allocate(size);
+}
+__attribute__((visibility("default"))) void* operator new[](std::size_t size) {
+  return frameworktest::allocate(size);
+}
+__attribute__((visibility("default"))) void operator delete(void* memory) noexcept {
+  frameworktest::release(memory);
+}
+__attribute__((visibility("default"))) void operator delete[](void* memory) noexcept {
+  frameworktest::release(memory);
+}
+__attribute__((visibility("default"))) void operator delete(void* memory, std::size_t) noexcept {
+  frameworktest::release(memory);
+}
+__attribute__((visibility("default"))) void operator delete[](void* memory, std::size_t) noexcept {
+  frameworktest::release(memory);
+}
