@@ -49,6 +49,15 @@ void MoveMap(benchmark::State& state) {
   }
 }
 
+// Makes a map and moves it to where it stays.
+void MakeAndMoveMap(benchmark::State& state) {
+  for (auto _ : state) {
+    AnyMap map(typeOf(state));
+    AnyMap there(std::move(map));
+    benchmark::DoNotOptimize(there);
+  }
+}
+
 void MakeEmptyMap(benchmark::State& state) {
   for (auto _ : state) {
     AnyMap map(typeOf(state));
@@ -177,6 +186,7 @@ void addMapRows(Rows& rows) {
   rows.add("MakeMapOfList", MakeMapOfList, kindsOfMap);
   rows.add("CopyMap", CopyMap, kindsOfMap);
   rows.add("MoveMap", MoveMap, kindsOfMap);
+  rows.add("MakeAndMoveMap", MakeAndMoveMap, kindsOfMap);
   rows.add("FillMapByIndex", FillMapByIndex, kindsOfMap);
   rows.add("FillMapByInsert", FillMapByInsert, kindsOfMap);
   rows.add("FillMapByEmplace", FillMapByEmplace, kindsOfMap);
