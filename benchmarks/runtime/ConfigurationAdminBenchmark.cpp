@@ -2,9 +2,12 @@
 #include <string>
 #include <thread>
 
-#include <benchmark/benchmark.h>
 #include <cppmicroservices/cm/Configuration.hpp>
+#include <cppmicroservices/cm/ConfigurationListener.hpp>
 #include <cppmicroservices/cm/ManagedService.hpp>
+#include <cppmicroservices/cm/ManagedServiceFactory.hpp>
+
+#include "Rows.hpp"
 #include "RunningFramework.hpp"
 
 namespace spf::benchmarks {
@@ -30,6 +33,17 @@ class Receiver : public cm::ManagedService {
   std::atomic<int> deliveries{0};
 };
 
+class Factory : public cm::ManagedServiceFactory {
+ public:
+  void Updated(const std::string&, const AnyMap&) override {}
+  void Removed(const std::string&) override {}
+};
+
+class Listener : public cm::ConfigurationListener {
+ public:
+  void configurationEvent(const cm::ConfigurationEvent&) override {}
+};
+
 // Configuration Admin with one configuration, and other services of another class.
 class Administered {
  public:
@@ -50,8 +64,18 @@ class Administered {
     return receiver;
   }
 
+  cppmicroservices::ServiceRegistration<cm::ManagedService> registerReceiverOfAnotherConfiguration() {
+    return framework_.context().RegisterService<cm::ManagedService>(
+        other_, {{std::string("service.pid"), Any(std::string("other"))}});
+  }
+
+  cppmicroservices::ServiceRegistration<cm::ConfigurationListener> registerListener() {
+    return framework_.context().RegisterService<cm::ConfigurationListener>(std::make_shared<Listener>());
+  }
+
  private:
   RunningFramework framework_;
+  const std::shared_ptr<Receiver> other_ = std::make_shared<Receiver>();
 
  public:
   std::shared_ptr<cm::ConfigurationAdmin> admin;
@@ -136,18 +160,73 @@ void ListConfigurations(benchmark::State& state) {
   }
 }
 
-void entriesAndServices(benchmark::internal::Benchmark* benchmark) {
-  benchmark->ArgsProduct({{1, 10, 100}, {1, 1000}})->UseRealTime();
+void GetConfigurationProperties(benchmark::State& state) {
+  Administered sut(state);
+  sut.configuration->Update(sut.properties).get();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(sut.configuration->GetProperties());
+  }
+}
+
+// From the creation of a factory configuration to its removal, each step delivered before the next.
+void LifeOfFactoryConfiguration(benchmark::State& state) {
+  RunningFramework framework;
+  const auto admin = framework.startConfigurationAdmin();
+  const auto factory = framework.context().RegisterService<cm::ManagedServiceFactory>(
+      std::make_shared<Factory>(), {{"service.pid", Any(std::string("factory"))}});
+  const auto properties = propertiesOf(static_cast<int>(state.range(0)));
+  for (auto _ : state) {
+    const auto configuration = admin->CreateFactoryConfiguration("factory");
+    configuration->Update(properties).get();
+    configuration->Remove().get();
+  }
+}
+
+void UpdateBesideAListener(benchmark::State& state) {
+  Administered sut(state);
+  const auto listener = sut.registerListener();
+  for (auto _ : state) {
+    sut.configuration->Update(sut.properties).get();
+  }
+}
+
+void RegisterManagedService(benchmark::State& state) {
+  Administered sut(state);
+  for (auto _ : state) {
+    sut.registerReceiverOfAnotherConfiguration().Unregister();
+  }
+}
+
+void entriesAndServices(benchmark::internal::Benchmark* row) {
+  row->ArgsProduct({{1, 10, 100}, {1, 1000}})->UseRealTime();
+}
+
+void entries(benchmark::internal::Benchmark* row) {
+  row->ArgsProduct({{1, 10, 100}, {1}})->UseRealTime();
+}
+
+void one(benchmark::internal::Benchmark* row) {
+  row->Args({1, 1})->UseRealTime();
+}
+
+void numbersOfConfigurations(benchmark::internal::Benchmark* row) {
+  row->Arg(1)->Arg(100)->Arg(1000);
 }
 
 }  // namespace
 
-BENCHMARK(UpdateCall)->Apply(entriesAndServices);
-BENCHMARK(UpdateUntilDelivered)->Apply(entriesAndServices);
-BENCHMARK(UpdateUntilReady)->Apply(entriesAndServices);
-BENCHMARK(UpdateTwoHundredInARow)->Apply(entriesAndServices);
-BENCHMARK(UpdateIfDifferentUnchanged)->Apply(entriesAndServices);
-BENCHMARK(GetConfigurationThatExists)->Args({1, 1});
-BENCHMARK(ListConfigurations)->Arg(1)->Arg(100)->Arg(1000);
+void addConfigurationAdminRows(Rows& rows) {
+  rows.addForTime("UpdateCall", UpdateCall, entriesAndServices);
+  rows.addForTime("UpdateUntilDelivered", UpdateUntilDelivered, entriesAndServices);
+  rows.add("UpdateUntilReady", UpdateUntilReady, entriesAndServices);
+  rows.add("UpdateTwoHundredInARow", UpdateTwoHundredInARow, entriesAndServices);
+  rows.add("UpdateIfDifferentUnchanged", UpdateIfDifferentUnchanged, entriesAndServices);
+  rows.add("UpdateBesideAListener", UpdateBesideAListener, entries);
+  rows.add("LifeOfFactoryConfiguration", LifeOfFactoryConfiguration, entries);
+  rows.add("RegisterManagedService", RegisterManagedService, one);
+  rows.add("GetConfigurationThatExists", GetConfigurationThatExists, one);
+  rows.add("GetConfigurationProperties", GetConfigurationProperties, entries);
+  rows.add("ListConfigurations", ListConfigurations, numbersOfConfigurations);
+}
 
 }  // namespace spf::benchmarks

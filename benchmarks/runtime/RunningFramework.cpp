@@ -55,10 +55,14 @@ void RunningFramework::registerStations(int count) {
   }
 }
 
-std::shared_ptr<cm::ConfigurationAdmin> RunningFramework::startConfigurationAdmin() {
+cppmicroservices::Bundle RunningFramework::installConfigurationAdmin() {
   const std::filesystem::path file = SPF_CONFIGURATION_ADMIN;
   loadNeighbour(file, "libusAsyncWorkService.so");
-  context().InstallBundles(file.string()).front().Start();
+  return context().InstallBundles(file.string()).front();
+}
+
+std::shared_ptr<cm::ConfigurationAdmin> RunningFramework::startConfigurationAdmin() {
+  installConfigurationAdmin().Start();
   return context().GetService(context().GetServiceReference<cm::ConfigurationAdmin>());
 }
 

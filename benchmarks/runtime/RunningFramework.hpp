@@ -32,6 +32,8 @@ class RunningFramework {
   /// Registers a number of stations, each with its index as the property "index".
   void registerStations(int count);
 
+  cppmicroservices::Bundle installConfigurationAdmin();
+
   /// Installs and starts Configuration Admin, and returns its service.
   std::shared_ptr<cm::ConfigurationAdmin> startConfigurationAdmin();
 

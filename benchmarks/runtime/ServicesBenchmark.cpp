@@ -1,5 +1,11 @@
-#include <benchmark/benchmark.h>
+#include <string>
+#include <vector>
+
 #include <cppmicroservices/ServiceEvent.h>
+#include <cppmicroservices/ServiceObjects.h>
+#include <cppmicroservices/ServiceTracker.h>
+
+#include "Rows.hpp"
 #include "RunningFramework.hpp"
 
 namespace spf::benchmarks {
@@ -79,14 +85,126 @@ void GetService(benchmark::State& state) {
   }
 }
 
+// Ten listeners with filters, of which one matches.
+void RegisterServiceBesideFilteredListeners(benchmark::State& state) {
+  RunningFramework framework;
+  auto context = framework.context();
+  int heard = 0;
+  for (int index = 0; index < 10; ++index) {
+    context.AddServiceListener([&](const cppmicroservices::ServiceEvent&) { ++heard; },
+                               "(index=" + std::to_string(index) + ")");
+  }
+  const auto station = std::make_shared<Station>();
+  const ServiceProperties properties{{"index", Any(3)}};
+  for (auto _ : state) {
+    context.RegisterService<Station>(station, properties).Unregister();
+  }
+  benchmark::DoNotOptimize(heard);
+}
+
+void RegisterServiceBesideATracker(benchmark::State& state) {
+  RunningFramework framework;
+  auto context = framework.context();
+  cppmicroservices::ServiceTracker<Station> tracker(context);
+  tracker.Open();
+  const auto station = std::make_shared<Station>();
+  for (auto _ : state) {
+    context.RegisterService<Station>(station).Unregister();
+  }
+  tracker.Close();
+}
+
+void SetServiceProperties(benchmark::State& state) {
+  RunningFramework framework;
+  auto registration = framework.context().RegisterService<Station>(std::make_shared<Station>());
+  const ServiceProperties properties{{"site", Any(std::string("north"))}, {"floor", Any(3)}};
+  for (auto _ : state) {
+    registration.SetProperties(properties);
+  }
+}
+
+void AddAndRemoveServiceListener(benchmark::State& state) {
+  RunningFramework framework;
+  auto context = framework.context();
+  for (auto _ : state) {
+    auto token = context.AddServiceListener([](const cppmicroservices::ServiceEvent&) {}, "(index=0)");
+    context.RemoveListener(std::move(token));
+  }
+}
+
+void GetServiceProperty(benchmark::State& state) {
+  RunningFramework framework;
+  framework.registerStations(1);
+  const auto reference = framework.context().GetServiceReference<Station>();
+  const std::string name = "index";
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(reference.GetProperty(name));
+  }
+}
+
+void GetServicePropertyKeys(benchmark::State& state) {
+  RunningFramework framework;
+  framework.registerStations(1);
+  const auto reference = framework.context().GetServiceReference<Station>();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(reference.GetPropertyKeys());
+  }
+}
+
+void CopyServiceReference(benchmark::State& state) {
+  RunningFramework framework;
+  framework.registerStations(1);
+  const auto reference = framework.context().GetServiceReference<Station>();
+  for (auto _ : state) {
+    auto copy = reference;
+    benchmark::DoNotOptimize(copy);
+  }
+}
+
+void GetServiceThatIsInUse(benchmark::State& state) {
+  RunningFramework framework;
+  framework.registerStations(1);
+  auto context = framework.context();
+  const auto reference = context.GetServiceReference<Station>();
+  const auto inUse = context.GetService(reference);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(context.GetService(reference));
+  }
+}
+
+void GetServiceObjects(benchmark::State& state) {
+  RunningFramework framework;
+  framework.registerStations(1);
+  auto context = framework.context();
+  const auto reference = context.GetServiceReference<Station>();
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(context.GetServiceObjects(reference).GetService());
+  }
+}
+
+void numbersOfServices(benchmark::internal::Benchmark* row) {
+  row->Arg(1)->Arg(100)->Arg(1000);
+}
+
 }  // namespace
 
-BENCHMARK(RegisterService)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(RegisterServiceWithFiveProperties)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(RegisterServiceBesideAListener)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(GetServiceReferences)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(GetServiceReferencesWithFilter)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(GetServiceReference)->Arg(1)->Arg(100)->Arg(1000);
-BENCHMARK(GetService)->Arg(1)->Arg(100)->Arg(1000);
+void addServiceRows(Rows& rows) {
+  rows.add("RegisterService", RegisterService, numbersOfServices);
+  rows.add("RegisterServiceWithFiveProperties", RegisterServiceWithFiveProperties, numbersOfServices);
+  rows.add("RegisterServiceBesideAListener", RegisterServiceBesideAListener, numbersOfServices);
+  rows.add("RegisterServiceBesideFilteredListeners", RegisterServiceBesideFilteredListeners);
+  rows.add("RegisterServiceBesideATracker", RegisterServiceBesideATracker);
+  rows.add("SetServiceProperties", SetServiceProperties);
+  rows.add("AddAndRemoveServiceListener", AddAndRemoveServiceListener);
+  rows.add("GetServiceReferences", GetServiceReferences, numbersOfServices);
+  rows.add("GetServiceReferencesWithFilter", GetServiceReferencesWithFilter, numbersOfServices);
+  rows.add("GetServiceReference", GetServiceReference, numbersOfServices);
+  rows.add("GetService", GetService, numbersOfServices);
+  rows.add("GetServiceThatIsInUse", GetServiceThatIsInUse);
+  rows.add("GetServiceObjects", GetServiceObjects);
+  rows.add("GetServiceProperty", GetServiceProperty);
+  rows.add("GetServicePropertyKeys", GetServicePropertyKeys);
+  rows.add("CopyServiceReference", CopyServiceReference);
+}
 
 }  // namespace spf::benchmarks

@@ -1,3 +1,4 @@
+#include <cppmicroservices/LDAPFilter.h>
 #include <cppmicroservices/ServiceReference.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 
@@ -84,6 +85,32 @@ TEST_F(ALookUp, OfTheBestServiceCostsTheSameAmongMany) {
   const auto best = costOfBest();
   offer<Wanted>(999);
   EXPECT_EQ(costOfBest(), best);
+}
+
+TEST_F(ALookUp, OfPropertiesByAFilterAllocatesNothing) {
+  offer<Wanted>(1);
+  const auto reference = context().GetServiceReference<Wanted>();
+  const LDAPFilter filter("(&(index=0)(service.scope=singleton))");
+  EXPECT_EQ(allocationsOf([&] { EXPECT_TRUE(filter.Match(reference)); }), 0);
+}
+
+TEST(AMove, OfAMapAllocatesNothing) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+    AnyMap from(type, {{"k", 1}, {"l", 2}});
+    EXPECT_EQ(allocationsOf([&] {
+                AnyMap to(std::move(from));
+                from = std::move(to);
+              }),
+              0);
+    EXPECT_EQ(from.size(), 2u);
+  }
+}
+
+TEST(TheTextOfAnAny, CostsNoMoreThanItsCopy) {
+  const Any text(std::string(100, 'x'));
+  EXPECT_EQ(allocationsOf([&] { static_cast<void>(text.ToString()); }), 1);
+  EXPECT_EQ(allocationsOf([&] { static_cast<void>(text.ToJSON()); }), 1);
+  EXPECT_EQ(allocationsOf([] { static_cast<void>(Any(7).ToString()); }), 1);  // that of the Any itself
 }
 
 class AnUpdate : public StartedFramework {

@@ -162,6 +162,17 @@ TEST_F(AnInstallingFramework, NamesABundleAfterItsDirectoryAndNotAfterItsHeader)
   EXPECT_EQ(bundles.at(0).GetSymbolicName(), "directory");
 }
 
+TEST_F(AnInstallingFramework, ReadsManifestsOfAnySize) {
+  for (const std::size_t size : {65535, 65536, 65537, 200000}) {
+    const auto empty = manifest("b", R"(, "text": "")");
+    const std::string text(size - empty.size(), 'x');
+    const auto whole = manifest("b", R"(, "text": ")" + text + '"');
+    ASSERT_EQ(whole.size(), size);
+    const auto bundle = install(ZipArchive().add("b" + std::to_string(size) + "/manifest.json", whole).bytes()).at(0);
+    EXPECT_EQ(any_cast<std::string>(bundle.GetHeaders().at("text")), text);
+  }
+}
+
 TEST_F(AnInstallingFramework, ReadsHeadersOfAllTypes) {
   const auto bundle = install(ZipArchive()
                                   .add("b/manifest.json", manifest("b", R"(, "int": -3, "double": 1.5, "bool": true,

@@ -74,6 +74,31 @@ TEST_F(AServiceRegistry, AddsPropertiesOfItsOwn) {
   EXPECT_EQ(any_cast<std::string>(reference.GetProperty(Constants::SERVICE_SCOPE)), Constants::SCOPE_SINGLETON);
 }
 
+// Each library may have operations of its own for the types that an Any holds.
+TEST_F(AServiceRegistry, AddsPropertiesThatEqualThoseOfOtherLibraries) {
+  const auto reference = sut.RegisterService<Interface>(std::make_shared<Both>()).GetReference();
+  const auto id = reference.GetProperty(Constants::SERVICE_ID);
+  EXPECT_EQ(id, Any(any_cast<long>(id)));
+  EXPECT_NE(id, Any(any_cast<long>(id) + 1));
+  EXPECT_NE(id, Any(static_cast<long long>(any_cast<long>(id))));
+  EXPECT_EQ(reference.GetProperty(Constants::SERVICE_SCOPE), Any(Constants::SCOPE_SINGLETON));
+}
+
+TEST_F(AServiceRegistry, MatchesReferencesByTheirCurrentProperties) {
+  const LDAPFilter filter("(&(key=1)(Other=a*))");
+  auto registration =
+      sut.RegisterService<Interface>(std::make_shared<Both>(), {{"key", 1}, {"other", std::string("ab")}});
+  const auto reference = registration.GetReference();
+  EXPECT_TRUE(filter.Match(reference));
+  registration.SetProperties({{"key", 2}, {"other", std::string("ab")}});
+  EXPECT_FALSE(filter.Match(reference));
+  registration.SetProperties({{"key", 1}});
+  EXPECT_FALSE(filter.Match(reference));
+  registration.Unregister();
+  EXPECT_TRUE(LDAPFilter("(key=1)").Match(reference));
+  EXPECT_FALSE(LDAPFilter().Match(reference));
+}
+
 TEST_F(AServiceRegistry, FindsAServiceByEachOfItsInterfaces) {
   const auto both = std::make_shared<Both>();
   const auto registration = sut.RegisterService<Interface, Other>(both);

@@ -195,6 +195,35 @@ TEST_P(AMap, IsAnEmptyOneOfItsTypeAfterAMove) {
   EXPECT_EQ(sut, make());
 }
 
+TEST_P(AMap, MayBeMovedToMapsOfEachTypeWhetherEmptyOrNot) {
+  for (const auto type : {AnyMap::ORDERED_MAP, AnyMap::UNORDERED_MAP, AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS}) {
+    for (const auto& old : {AnyMap(type), AnyMap(type, {{"old", Any(1)}})}) {
+      auto sut = make({{"k", Any(1)}, {"l", Any(2)}});
+      const auto expected = sut;
+      const Any* const value = &sut.at("k");
+      auto to = old;
+
+      to = std::move(sut);
+
+      EXPECT_EQ(to, expected);
+      EXPECT_EQ(to.GetType(), GetParam());
+      EXPECT_EQ(&to.at("k"), value);
+      EXPECT_EQ(sut, make());
+      sut["m"] = 3;
+      EXPECT_EQ(sut.at("m"), 3);
+      EXPECT_EQ(to, expected);
+    }
+  }
+}
+
+TEST_P(AMap, IsEmptiedByAMoveOfAnEmptyMap) {
+  auto sut = make({{"k", Any(1)}});
+
+  sut = make();
+
+  EXPECT_EQ(sut, make());
+}
+
 TEST_P(AMap, SurvivesAMoveToItself) {
   auto sut = make({{"k", Any(1)}});
   auto& same = sut;

@@ -3,7 +3,9 @@
 
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <list>
+#include <locale>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -28,6 +30,37 @@ TEST(TheTextOfAnAny, HasScalarsAsTheyAreStreamed) {
   EXPECT_EQ(Any('x').ToString(), "x");
   EXPECT_EQ(Any(static_cast<unsigned char>('A')).ToString(), "A");
   EXPECT_EQ(Any(std::function<void()>()).ToString(), "");
+}
+
+/// Makes streams separate the thousands of numbers while it lives.
+class SeparatedThousands {
+ public:
+  SeparatedThousands() : before_(std::locale::global(std::locale(std::locale::classic(), new Separator))) {}
+  ~SeparatedThousands() { std::locale::global(before_); }
+
+ private:
+  struct Separator : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+
+  std::locale before_;
+};
+
+TEST(TheTextOfAnAny, FollowsTheGlobalLocale) {
+  const SeparatedThousands locale;
+
+  EXPECT_EQ(Any(1234567).ToString(), "1,234,567");
+  EXPECT_EQ(Any(-1234567l).ToString(), "-1,234,567");
+  EXPECT_EQ(Any(1234567).ToJSON(), "1,234,567");
+  EXPECT_EQ(Any(std::vector<int>{1234}).ToString(), "[1,234]");
+}
+
+TEST(TheTextOfAnAny, HasTheLeastAndTheGreatestIntegers) {
+  EXPECT_EQ(Any(std::numeric_limits<int>::min()).ToString(), "-2147483648");
+  EXPECT_EQ(Any(std::numeric_limits<long>::min()).ToString(), "-9223372036854775808");
+  EXPECT_EQ(Any(std::numeric_limits<long>::max()).ToJSON(), "9223372036854775807");
+  EXPECT_EQ(Any(std::numeric_limits<unsigned long>::max()).ToString(), "18446744073709551615");
 }
 
 TEST(TheTextOfAnAny, HasFloatingPointNumbersWithTwelveDigits) {
@@ -76,6 +109,18 @@ TEST(TheJsonOfAnAny, ContainsScalars) {
 TEST(TheJsonOfAnAny, EscapesTheSpecialCharactersOfAString) {
   EXPECT_EQ(Any(std::string("\"\\/\b\f\n\r\t\x01\x1f\x7f\xc3\xa4")).ToJSON(),
             "\"\\\"\\\\/\\b\\f\\n\\r\\t\\u0001\\u001f\x7f\xc3\xa4\"");
+  EXPECT_EQ(Any(std::string("\n")).ToJSON(), "\"\\n\"");
+  EXPECT_EQ(Any(std::string("\0a", 2)).ToJSON(), "\"\\u0000a\"");
+  EXPECT_EQ(Any(std::string()).ToJSON(), "\"\"");
+}
+
+TEST(TheJsonOfAnAny, EscapesTheStringsOfContainersAlike) {
+  const std::string special = "a\"\\b\n\x01 c\t";
+  const auto text = Any(special).ToJSON();
+
+  EXPECT_EQ(text, "\"a\\\"\\\\b\\n\\u0001 c\\t\"");
+  EXPECT_EQ(Any(std::vector<std::string>{special, ""}).ToJSON(), "[" + text + ",\"\"]");
+  EXPECT_EQ(Any(std::vector<Any>{Any(special)}).ToJSON(), "[" + text + "]");
 }
 
 TEST(TheJsonOfAnAny, QuotesStringsOnly) {

@@ -38,7 +38,7 @@ class [[gnu::visibility("default")]] Any {
   Any(Any && other) noexcept : content_(std::exchange(other.content_, nullptr)) {}
   ~Any() {
     if (content_) {
-      content_->operations->destroy(content_);
+      content_->operations->destroy(*content_);
     }
   }
 

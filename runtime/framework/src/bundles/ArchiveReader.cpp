@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t longestName = 4096;
 constexpr std::ptrdiff_t deepestFolder = 100;
-constexpr std::size_t readAtOnce = 64 * 1024;
+constexpr std::uint64_t readAtOnce = 64 * 1024;
 
 struct CloseFile {
   void operator()(zip_file_t* file) const { zip_fclose(file); }
@@ -111,11 +111,12 @@ std::string ArchiveReader::read(const ArchiveEntry& entry, std::uint64_t largest
   }
   std::string text;
   zip_int64_t count = 1;
-  // Only reading to the end verifies the checksum.
+  // Only reading to the end, beyond the size that the archive states, verifies the checksum.
   while (count > 0 && text.size() <= entry.size) {
     const auto begin = text.size();
-    text.resize(begin + readAtOnce);
-    count = zip_fread(file.get(), text.data() + begin, readAtOnce);
+    const auto wanted = std::min<std::uint64_t>(readAtOnce, entry.size - begin + 1);
+    text.resize(begin + wanted);
+    count = zip_fread(file.get(), text.data() + begin, wanted);
     text.resize(begin + static_cast<std::size_t>(std::max<zip_int64_t>(count, 0)));
   }
   if (count < 0) {

@@ -1,6 +1,7 @@
 #include "bundles/BundleLibrary.h"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <stdexcept>
@@ -13,13 +14,19 @@ namespace cppmicroservices {
 namespace {
 
 bool isThisProgram(const std::string& location) {
-  std::error_code ignored;
-  return std::filesystem::equivalent(location, "/proc/self/exe", ignored);
+  struct stat file {};
+  struct stat program {};
+  return stat(location.c_str(), &file) == 0 && stat("/proc/self/exe", &program) == 0 && file.st_dev == program.st_dev &&
+         file.st_ino == program.st_ino;
+}
+
+// Without a slash in the path, the loader would search its own folders only.
+std::string absolute(const std::string& location) {
+  return location.empty() || location.front() != '/' ? std::filesystem::absolute(location).string() : location;
 }
 
 void* load(const std::string& location, int options) {
-  // Without a slash in the path, the loader would search its own folders only.
-  const auto path = std::filesystem::absolute(location).string();
+  const auto path = absolute(location);
   void* const library = dlopen(isThisProgram(location) ? nullptr : path.c_str(), options);
   if (!library) {
     const char* const reason = dlerror();

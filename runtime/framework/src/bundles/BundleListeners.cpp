@@ -11,7 +11,9 @@ namespace cppmicroservices {
 BundleListeners::BundleListeners(FrameworkListeners& reports) : reports_(reports) {}
 
 void BundleListeners::notify(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle) {
-  deliver(BundleEvent(type, reports_.handles().of(bundle)));
+  if (const auto listeners = list.entries()) {  // saves the event if there are none
+    deliver(listeners, BundleEvent(type, reports_.handles().of(bundle)));
+  }
 }
 
 void BundleListeners::notifyAnyway(BundleEvent::Type type, const std::shared_ptr<BundlePrivate>& bundle) noexcept {
@@ -24,13 +26,15 @@ void BundleListeners::notifyAnyway(BundleEvent::Type type, const std::shared_ptr
 
 void BundleListeners::notifyInstalled(const std::shared_ptr<BundlePrivate>& bundle,
                                       const std::shared_ptr<BundlePrivate>& origin) {
-  const auto& handles = reports_.handles();
-  deliver(BundleEvent(BundleEvent::BUNDLE_INSTALLED, handles.of(bundle), handles.of(origin)));
+  if (const auto listeners = list.entries()) {
+    const auto& handles = reports_.handles();
+    deliver(listeners, BundleEvent(BundleEvent::BUNDLE_INSTALLED, handles.of(bundle), handles.of(origin)));
+  }
 }
 
-void BundleListeners::deliver(const BundleEvent& event) {
+void BundleListeners::deliver(const Listeners& listeners, const BundleEvent& event) {
   std::exception_ptr failure;
-  list.forEach(list.entries(), [&](const Entry& entry) { attempt(failure, [&] { call(entry, event); }); });
+  list.forEach(listeners, [&](const Entry& entry) { attempt(failure, [&] { call(entry, event); }); });
   rethrowIfAny(failure);
 }
 

@@ -28,7 +28,9 @@ class BundleListeners {
   ListenerList<Entry> list;
 
  private:
-  void deliver(const BundleEvent& event);
+  using Listeners = std::shared_ptr<const ListenerList<Entry>::Entries>;
+
+  void deliver(const Listeners& listeners, const BundleEvent& event);
   void call(const Entry& entry, const BundleEvent& event);
 
   FrameworkListeners& reports_;

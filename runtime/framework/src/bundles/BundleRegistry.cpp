@@ -182,6 +182,7 @@ void BundleRegistry::reset(const std::shared_ptr<BundlePrivate>& system) {
 BundleRegistry::Bundles BundleRegistry::all() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   Bundles bundles;
+  bundles.reserve(byId_.size());
   for (const auto& [location, site] : byLocation_) {
     bundles.insert(bundles.end(), site.bundles.begin(), site.bundles.end());
   }

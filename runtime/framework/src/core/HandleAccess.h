@@ -33,6 +33,8 @@ struct HandleAccess {
   static const std::shared_ptr<ServiceRecord>& recordOf(const ServiceReferenceBase& reference) {
     return reference.record_;
   }
+  /// Returns the ID of the interface that the reference is for; null if it is for the whole service.
+  static const std::string* interfaceIdOf(const ServiceReferenceBase& reference) { return reference.interfaceId_; }
 
   /// Makes a registration.
   /// \param record  a result of ServiceRecord::forRegistration()

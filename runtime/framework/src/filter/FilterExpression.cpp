@@ -62,7 +62,9 @@ bool FilterExpression::fixes(const std::string& name) const {
 void FilterExpression::print(std::string& text) const {
   text += '(';
   if (kind == Kind::comparison) {
-    text += attribute + signOf(relation) + value.escaped();
+    text += attribute;
+    text += signOf(relation);
+    value.print(text);
   } else {
     text += signOf(kind);
     for (const auto& operand : operands) {

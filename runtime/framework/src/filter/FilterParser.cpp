@@ -1,5 +1,6 @@
 #include "filter/FilterParser.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -8,7 +9,17 @@ namespace cppmicroservices {
 
 namespace {
 
-constexpr std::string_view blanks = " \t\n\v\f\r";
+bool isBlank(char c) {
+  return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+bool isAttribute(char c) {
+  return c != '=' && c != '<' && c != '>' && c != '~' && c != '(' && c != ')';
+}
+
+bool isPlain(char c) {
+  return c != '(' && c != ')' && c != '*' && c != '\\';
+}
 
 class FilterParser {
  public:
@@ -18,7 +29,8 @@ class FilterParser {
     if (rest_.empty()) {
       fail("Null query");
     }
-    auto expression = parseExpression(1);
+    FilterExpression expression;
+    parseExpression(expression, 1);
     if (rest_.find_first_not_of(' ') != std::string_view::npos) {
       fail("Trailing garbage '" + std::string(rest_) + "'");
     }
@@ -30,9 +42,15 @@ class FilterParser {
     throw std::invalid_argument(reason + ": " + std::string(rest_));
   }
 
-  void skipBlanks() {
-    const auto next = rest_.find_first_not_of(blanks);
-    rest_.remove_prefix(next == std::string_view::npos ? rest_.size() : next);
+  void skipBlanks() { takeWhile(isBlank); }
+
+  // Filters are short: a loop costs less than a search of the library's, which is a call for each byte.
+  template <class Predicate>
+  std::string_view takeWhile(Predicate predicate) {
+    const auto* const end = std::find_if_not(rest_.begin(), rest_.end(), predicate);
+    const auto taken = rest_.substr(0, static_cast<std::size_t>(end - rest_.begin()));
+    rest_.remove_prefix(taken.size());
+    return taken;
   }
 
   char peek() const {
@@ -48,7 +66,7 @@ class FilterParser {
     return c;
   }
 
-  FilterExpression parseExpression(int depth) {
+  void parseExpression(FilterExpression& expression, int depth) {
     skipBlanks();
     if (peek() != '(') {
       fail("Malformed query");
@@ -59,46 +77,46 @@ class FilterParser {
     take();
     skipBlanks();
     const char sign = peek();
-    return sign == '&' || sign == '|' || sign == '!' ? parseOperation(depth) : parseComparison();
+    if (sign == '&' || sign == '|' || sign == '!') {
+      parseOperation(expression, depth);
+    } else {
+      parseComparison(expression);
+    }
   }
 
-  FilterExpression parseOperation(int depth) {
+  void parseOperation(FilterExpression& expression, int depth) {
     using Kind = FilterExpression::Kind;
-    FilterExpression expression;
     const char sign = take();
     expression.kind = sign == '&' ? Kind::all : sign == '|' ? Kind::any : Kind::none;
+    expression.operands.reserve(sign == '!' ? 1 : 2);
     do {
-      expression.operands.push_back(parseExpression(depth + 1));
+      parseExpression(expression.operands.emplace_back(), depth + 1);
       skipBlanks();
     } while (peek() != ')');
     take();
     if (sign == '!' && expression.operands.size() > 1) {
       fail("Malformed query");
     }
-    return expression;
   }
 
-  FilterExpression parseComparison() {
-    FilterExpression expression;
+  void parseComparison(FilterExpression& expression) {
     expression.attribute = parseAttribute();
     expression.relation = parseRelation();
-    expression.value = parseValue();
-    return expression;
+    parseValue(expression.value);
   }
 
   std::string parseAttribute() {
-    const auto length = rest_.find_first_of("=<>~()");
-    const auto attribute = rest_.substr(0, length);
-    const auto last = attribute.find_last_not_of(blanks);
-    if (length == std::string_view::npos) {
-      rest_ = {};
-      peek();
+    const auto before = rest_;
+    auto attribute = takeWhile(isAttribute);
+    peek();
+    while (!attribute.empty() && isBlank(attribute.back())) {
+      attribute.remove_suffix(1);
     }
-    if (last == std::string_view::npos) {
+    if (attribute.empty()) {
+      rest_ = before;
       fail("Malformed query");
     }
-    rest_.remove_prefix(length);
-    return std::string(attribute.substr(0, last + 1));
+    return std::string(attribute);
   }
 
   Relation parseRelation() {
@@ -114,16 +132,15 @@ class FilterParser {
   }
 
   // Parentheses belong to the value as long as they are in pairs.
-  FilterValue parseValue() {
-    FilterValue value;
-    for (std::size_t open = 0; open > 0 || peek() != ')';) {
+  void parseValue(FilterValue& value) {
+    value.append(takeWhile(isPlain));
+    for (std::size_t open = 0; open > 0 || peek() != ')'; value.append(takeWhile(isPlain))) {
       const char c = take();
       open += c == '(' ? 1 : 0;
       open -= c == ')' ? 1 : 0;
       value.append(c == '*' ? FilterValue::wildcard : c == '\\' ? take() : c);
     }
     take();
-    return value;
   }
 
   std::string_view rest_;

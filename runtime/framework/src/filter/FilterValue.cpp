@@ -61,15 +61,13 @@ bool FilterValue::isApproximately(std::string_view text) const {
   return fold(text) == fold(text_);
 }
 
-std::string FilterValue::escaped() const {
-  std::string result;
+void FilterValue::print(std::string& text) const {
   for (const char c : text_) {
     if (isSpecial(c)) {
-      result += '\\';
+      text += '\\';
     }
-    result += c == wildcard ? '*' : c;
+    text += c == wildcard ? '*' : c;
   }
-  return result;
 }
 
 }  // namespace cppmicroservices

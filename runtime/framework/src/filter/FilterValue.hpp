@@ -13,6 +13,7 @@ class FilterValue {
   static constexpr char wildcard = '\x7f';
 
   void append(char c) { text_ += c; }
+  void append(std::string_view text) { text_ += text; }
 
   /// Returns the text with its wildcards.
   const std::string& text() const { return text_; }
@@ -29,8 +30,8 @@ class FilterValue {
   /// Returns whether both are equal except for blanks and the case of ASCII letters.
   bool isApproximately(std::string_view text) const;
 
-  /// Returns the value as a filter contains it, with special characters escaped.
-  std::string escaped() const;
+  /// Appends the value as a filter contains it, with special characters escaped.
+  void print(std::string& text) const;
 
  private:
   std::string text_;

@@ -139,7 +139,7 @@ ServiceReferenceU BundleContext::GetServiceReference(const std::string& clazz) {
 }
 
 std::shared_ptr<void> BundleContext::GetService(const ServiceReferenceBase& reference) {
-  return ServiceUse::object(useOf(context_, reference), reference.GetInterfaceId());
+  return ServiceUse::object(useOf(context_, reference), HandleAccess::interfaceIdOf(reference));
 }
 
 InterfaceMapConstPtr BundleContext::GetService(const ServiceReferenceU& reference) {

@@ -33,7 +33,7 @@ std::shared_ptr<ServiceUse> separateUse(const std::shared_ptr<BundleContextPriva
 }  // namespace
 
 std::shared_ptr<void> ServiceObjectsBase::GetService() const {
-  return ServiceUse::object(separateUse(context_, reference_), reference_.GetInterfaceId());
+  return ServiceUse::object(separateUse(context_, reference_), detail::HandleAccess::interfaceIdOf(reference_));
 }
 
 InterfaceMapConstPtr ServiceObjectsBase::GetServiceInterfaceMap() const {

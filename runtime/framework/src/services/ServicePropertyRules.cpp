@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include "cppmicroservices/Constants.h"
 
@@ -9,8 +10,8 @@ namespace cppmicroservices {
 
 namespace {
 
-void insert(AnyMap& properties, const std::string& key, const Any& value) {
-  if (!properties.emplace(key, value).second) {
+void insert(AnyMap& properties, const std::string& key, Any value) {
+  if (!properties.emplace(key, std::move(value)).second) {
     throw std::runtime_error("Properties contain case variants of the key: " + key);
   }
 }
@@ -23,14 +24,6 @@ void requireType(const AnyMap& properties, const std::string& key, const std::ty
   if (found != properties.end() && found->second.Type() != type) {
     throw std::invalid_argument(std::string(name) + " property has unexpected value type. Expected type: " + typeName);
   }
-}
-
-AnyMap ownProperties(const ServiceIdentity& identity) {
-  AnyMap own(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-  own.emplace(Constants::OBJECTCLASS, identity.classes);
-  own.emplace(Constants::SERVICE_ID, identity.id);
-  own.emplace(Constants::SERVICE_SCOPE, identity.scope);
-  return own;
 }
 
 void requireTypes(const AnyMap& properties) {
@@ -49,11 +42,14 @@ std::shared_ptr<const AnyMap> propertiesForRegistration(const ServiceProperties&
   for (const auto& [key, value] : given) {
     insert(*properties, key, value);
   }
-  for (const auto& [key, value] : ownProperties(identity)) {
+  const auto addOwn = [&](const std::string& key, const auto& value) {
     if (given.count(key) == 0) {
       insert(*properties, key, value);
     }
-  }
+  };
+  addOwn(Constants::OBJECTCLASS, identity.classes);
+  addOwn(Constants::SERVICE_ID, identity.id);
+  addOwn(Constants::SERVICE_SCOPE, identity.scope);
   requireTypes(*properties);
   return properties;
 }

@@ -48,6 +48,7 @@ void ServiceReferenceBase::GetPropertyKeys(std::vector<std::string>& keys) const
     return;
   }
   const auto properties = record_->properties();
+  keys.reserve(properties->size());
   for (const auto& property : *properties) {
     keys.push_back(property.first);
   }

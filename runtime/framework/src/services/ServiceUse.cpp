@@ -125,6 +125,9 @@ bool ServiceUse::awaitObject() {
 }
 
 void ServiceUse::close() noexcept {
+  if (!factory_) {
+    return;  // nothing is to be returned
+  }
   InterfaceMapConstPtr object;
   {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -139,9 +142,6 @@ void ServiceUse::close() noexcept {
 }
 
 void ServiceUse::returnToFactory(const InterfaceMapConstPtr& object) noexcept {
-  if (!factory_) {
-    return;
-  }
   try {
     factory_->UngetService(user_.handle(), detail::HandleAccess::registration(record_->forRegistration()), object);
   } catch (...) {
@@ -149,8 +149,11 @@ void ServiceUse::returnToFactory(const InterfaceMapConstPtr& object) noexcept {
   }
 }
 
-std::shared_ptr<void> ServiceUse::object(std::shared_ptr<ServiceUse> use, const std::string& interfaceId) {
-  const auto object = use ? ExtractInterface(use->object_, interfaceId) : nullptr;
+std::shared_ptr<void> ServiceUse::object(std::shared_ptr<ServiceUse> use, const std::string* interfaceId) {
+  if (!use) {
+    return nullptr;
+  }
+  const auto object = interfaceId ? ExtractInterface(use->object_, *interfaceId) : ExtractInterface(use->object_, {});
   if (!object) {
     return nullptr;
   }

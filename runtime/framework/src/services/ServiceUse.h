@@ -43,7 +43,8 @@ class ServiceUse {
   void close() noexcept;
 
   /// Returns a new pointer that shares the use; null if there is no use, or no such interface.
-  static std::shared_ptr<void> object(std::shared_ptr<ServiceUse> use, const std::string& interfaceId);
+  /// \param interfaceId  null means any of the service's interfaces
+  static std::shared_ptr<void> object(std::shared_ptr<ServiceUse> use, const std::string* interfaceId);
   static InterfaceMapConstPtr interfaces(std::shared_ptr<ServiceUse> use);
   /// Returns the service of a pointer that object() or interfaces() returned; null for any other pointer.
   static std::shared_ptr<ServiceRecord> serviceOf(const std::shared_ptr<void>& object);

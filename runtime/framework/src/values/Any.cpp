@@ -3,17 +3,47 @@
 #include <cxxabi.h>
 
 #include <cstdlib>
+#include <locale>
 #include <memory>
+#include <optional>
 #include <sstream>
+
+#include "values/QuotedText.hpp"
 
 namespace cppmicroservices {
 
+namespace {
+
+/// Returns the digits of a held integer, unless the global locale may separate or replace them. Makes no stream, whose
+/// construction costs far more than its use.
+std::optional<std::string> integerText(const Any& any) {
+  const auto* const number = any_cast<int>(&any);
+  const auto* const longNumber = number ? nullptr : any_cast<long>(&any);
+  if ((!number && !longNumber) || std::locale() != std::locale::classic()) {
+    return std::nullopt;
+  }
+  return number ? std::to_string(*number) : std::to_string(*longNumber);
+}
+
+}  // namespace
+
 bool Any::operator==(const Any& other) const {
-  return !Empty() && !other.Empty() && Type() == other.Type() &&
-         content_->operations->equal(*content_, *other.content_);
+  if (Empty() || other.Empty()) {
+    return false;
+  }
+  const auto* const operations = content_->operations;
+  const bool isSameType =
+      operations == other.content_->operations || *operations->type == *other.content_->operations->type;
+  return isSameType && operations->equal(*content_, *other.content_);
 }
 
 std::string Any::ToString() const {
+  if (const auto* const text = any_cast<std::string>(this)) {
+    return *text;
+  }
+  if (auto digits = integerText(*this)) {
+    return *std::move(digits);
+  }
   std::ostringstream out;
   detail::AnyPrinter<Any>::text(out, *this);
   return out.str();
@@ -29,6 +59,12 @@ std::string Any::ToJSON(bool prettyPrint) const {
 }
 
 std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
+  if (const auto* const text = any_cast<std::string>(this)) {
+    return detail::quoted(*text);
+  }
+  if (auto digits = integerText(*this)) {
+    return *std::move(digits);
+  }
   std::ostringstream out;
   detail::AnyPrinter<Any>::json(out, *this, {increment, indent});
   return out.str();

@@ -72,6 +72,61 @@ Storage storageOf(any_map::map_type type, std::initializer_list<any_map::value_t
   throw std::logic_error("invalid map type");
 }
 
+template <std::size_t index, class Storage>
+bool swapIfEmptyAs(Storage& to, Storage& from) {
+  auto* const map = std::get_if<index>(&to);
+  if (!map->empty()) {
+    return false;
+  }
+  map->swap(*std::get_if<index>(&from));
+  return true;
+}
+
+// Swaps two maps if they have one type and the first one is empty.
+template <class Storage>
+bool swapIfEmpty(Storage& to, Storage& from) {
+  if (to.index() != from.index()) {
+    return false;
+  }
+  switch (to.index()) {
+    case any_map::ORDERED_MAP:
+      return swapIfEmptyAs<any_map::ORDERED_MAP>(to, from);
+    case any_map::UNORDERED_MAP:
+      return swapIfEmptyAs<any_map::UNORDERED_MAP>(to, from);
+    default:
+      return swapIfEmptyAs<any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS>(to, from);
+  }
+}
+
+// A standard map is usually empty after it was moved from, and clearing it costs as much as the move.
+template <class Map>
+void clearUnlessEmpty(Map& map) {
+  if (!map.empty()) {
+    map.clear();
+  }
+}
+
+template <std::size_t index, class Storage>
+Storage takenAs(Storage& storage) {
+  auto& map = *std::get_if<index>(&storage);
+  Storage result(std::in_place_index<index>, std::move(map));
+  clearUnlessEmpty(map);
+  return result;
+}
+
+// Moves a map out of its storage, where an empty one of the same type stays.
+template <class Storage>
+Storage taken(Storage& storage) noexcept {
+  switch (storage.index()) {
+    case any_map::ORDERED_MAP:
+      return takenAs<any_map::ORDERED_MAP>(storage);
+    case any_map::UNORDERED_MAP:
+      return takenAs<any_map::UNORDERED_MAP>(storage);
+    default:
+      return takenAs<any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS>(storage);
+  }
+}
+
 }  // namespace
 
 any_map::reference any_map::iter::operator*() const {
@@ -131,9 +186,8 @@ any_map::any_map(unordered_any_cimap&& map) : storage_(std::move(map)) {}
 
 any_map::any_map(const any_map& other) = default;
 
-any_map::any_map(any_map&& other) noexcept : storage_(std::move(other.storage_)) {
+any_map::any_map(any_map&& other) noexcept : storage_(taken(other.storage_)) {
   static_assert(std::is_nothrow_move_constructible_v<Storage> && std::is_nothrow_move_assignable_v<Storage>);
-  other.clear();
 }
 
 // The other map may be one of this one's values, so these are destroyed last.
@@ -144,10 +198,9 @@ any_map& any_map::operator=(const any_map& other) {
 }
 
 any_map& any_map::operator=(any_map&& other) noexcept {
-  if (this != &other) {
-    Storage taken(std::move(other.storage_));
-    other.clear();
-    storage_.swap(taken);
+  if (this != &other && !swapIfEmpty(storage_, other.storage_)) {
+    Storage old(taken(other.storage_));
+    storage_.swap(old);
   }
   return *this;
 }

@@ -1,8 +1,11 @@
 #include "cppmicroservices/detail/AnyPrinter.h"
 
+#include <algorithm>
 #include <stdexcept>
+#include <string_view>
 
 #include "cppmicroservices/AnyMap.h"
+#include "values/QuotedText.hpp"
 
 namespace cppmicroservices {
 
@@ -31,15 +34,32 @@ char escapeOf(char c) {
   }
 }
 
-void printCharacter(std::ostream& out, char c) {
+bool isWrittenAsItIs(char c) {
+  return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\';
+}
+
+std::string escaped(char c) {
   constexpr auto digits = "0123456789abcdef";
-  const auto byte = static_cast<unsigned char>(c);
   if (char const escape = escapeOf(c)) {
-    out << '\\' << escape;
-  } else if (byte < 0x20) {
-    out << "\\u00" << digits[byte >> 4] << digits[byte & 15];
-  } else {
-    out << c;
+    return {'\\', escape};
+  }
+  const auto byte = static_cast<unsigned char>(c);
+  return {'\\', 'u', '0', '0', digits[byte >> 4], digits[byte & 15]};
+}
+
+// Calls `write` for each piece of the text in JSON. Pieces are as long as possible: writing to a stream costs as much
+// for a character as for a text.
+template <class Write>
+void escape(std::string_view text, Write write) {
+  while (!text.empty()) {
+    const auto* const special = std::find_if_not(text.begin(), text.end(), isWrittenAsItIs);
+    const auto length = static_cast<std::size_t>(special - text.begin());
+    write(text.substr(0, length));
+    if (length == text.size()) {
+      return;
+    }
+    write(escaped(*special));
+    text.remove_prefix(length + 1);
   }
 }
 
@@ -47,10 +67,17 @@ void printCharacter(std::ostream& out, char c) {
 
 void printQuoted(std::ostream& out, const std::string& text) {
   out << '"';
-  for (const char c : text) {
-    printCharacter(out, c);
-  }
+  escape(text, [&](std::string_view piece) { out.write(piece.data(), static_cast<std::streamsize>(piece.size())); });
   out << '"';
+}
+
+std::string quoted(const std::string& text) {
+  std::string result;
+  result.reserve(text.size() + 2);
+  result += '"';
+  escape(text, [&](std::string_view piece) { result += piece; });
+  result += '"';
+  return result;
 }
 
 void AnyPrinter<Any>::text(std::ostream& out, const Any& value) {

@@ -21,7 +21,7 @@ struct AnyContent;
 struct AnyOperations {
   const std::type_info* type;
   AnyContent* (*copy)(const AnyContent& content);
-  void (*destroy)(AnyContent* content);
+  void (*destroy)(AnyContent& content);
   bool (*equal)(const AnyContent& left, const AnyContent& right);
   void (*text)(std::ostream& out, const AnyContent& content);
   void (*json)(std::ostream& out, const AnyContent& content, Layout layout);
@@ -43,7 +43,7 @@ struct AnyHolder : AnyContent {
 
   static AnyContent* copy(const AnyContent& content) { return new AnyHolder(from(content).value); }
 
-  static void destroy(AnyContent* content) { delete static_cast<AnyHolder*>(content); }
+  static void destroy(AnyContent& content) { delete &static_cast<AnyHolder&>(content); }
 
   static bool equal(const T& left, const T& right) {
     if constexpr (hasEquality<T>) {

@@ -1,20 +1,21 @@
-#include "cppmicroservices/Bundle.h"
+#include "core/HandleAccess.h"
 #include "cppmicroservices/LDAPFilter.h"
-#include "cppmicroservices/ServiceReferenceBase.h"
 #include "filter/LDAPFilterData.hpp"
 #include "filter/PropertyLookup.hpp"
+#include "services/ServiceRecord.h"
 
 namespace cppmicroservices {
 
 bool LDAPFilter::Match(const ServiceReferenceBase& reference) const {
+  const auto& record = detail::HandleAccess::recordOf(reference);
   if (!data_) {
     return false;
   }
-  Any property;  // the last one that was looked up; a comparison needs no other
-  return data_->expression.matches([&](const std::string& name) {
-    property = reference.GetProperty(name);
-    return &property;
-  });
+  if (!record) {
+    return data_->expression.matches([](const std::string&) { return nullptr; });
+  }
+  const auto properties = record->properties();
+  return data_->expression.matches(lookupIgnoringCase(*properties));
 }
 
 bool LDAPFilter::Match(const Bundle& bundle) const {
