@@ -5,7 +5,9 @@
    configuration's publisher, an error or of an unknown kind, or a log sink throws, after which the event is sent again.
    If the waits have time-outs, events are also lost, and "unpublished" ones of an old incarnation arrive. */
 
-#ifndef DISTURBANCES
+#ifdef LARGE
+#define DISTURBANCES 2
+#else
 #define DISTURBANCES 1
 #endif
 

@@ -1,10 +1,13 @@
 /* The library's part of the models. Each inline stands for the function that the comment above it names.
 
-   A critical section in which no foreign code runs is one step: what it looks at is guarded by its mutex. What a model defines
-   before it includes this file: PUBLISHERS, TRACKERS (publications at most), OWNERS (of identities), `endpointsOf` (the set of
-   events that the endpoints of a publisher need), `timed` (whether waits have time-outs),
-   `disturbances` (what may still go wrong, as a log sink that throws), and the inlines `sendUpdate` and `sendRemoval`, which are the
-   calls to Configuration Admin. */
+   A critical section is one step: what it looks at is guarded by its mutex, and log sinks and comparisons of endpoints,
+   which run inside, wait for nothing. Only those of the registration are several steps, since other bundles' service
+   listeners run there.
+
+   What a model defines before it includes this file: PUBLISHERS; TRACKERS, of which each publication has one; OWNERS, the
+   handles and builders; `endpointsOf`, the events that the endpoints of a publisher need; `timed`, whether waits have
+   time-outs; `disturbances`, how much may still go wrong, as a log sink that throws; and the inlines `sendUpdate` and
+   `sendRemoval`, the calls to Configuration Admin. */
 
 #include "synchronisation.pml"
 
@@ -79,7 +82,7 @@ byte withdrawals[OWNERS];
 
 /* src/tracking/ConfigTracker.cpp: completeEndpoint
    src/tracking/ConfigTracker.cpp: removeEqual
-   src/tracking/ConfigTracker.cpp: NotifyAtEnd */
+   src/tracking/ConfigTracker.cpp: ~NotifyAtEnd */
 inline completeEndpoint(t, p, endpoint) {
   atomic {
     lock(state(t, p).mutex);
@@ -257,7 +260,7 @@ inline releaseTracker(t) {
   fi
 }
 
-/* src/tracking/SPFConfigurationUpdateTracker.cpp: allCompleteCallback
+/* src/tracking/SPFConfigurationUpdateTracker.cpp: enable
    The weak reference can be locked as long as there is an owner. */
 inline allCompleteCallback(t) {
   if
@@ -332,8 +335,7 @@ inline prepareForRemoval(t) {
   :: !tracker[t].registered -> registerListener(t)
   :: else
   fi;
-  unlock(tracker[t].registrationMutex);
-  tracker[t].prepared = 1
+  atomic { unlock(tracker[t].registrationMutex); tracker[t].prepared = 1 }
 }
 
 /* src/tracking/removeFromConfigurationAdmin.cpp: removeFromConfigurationAdmin */

@@ -11,7 +11,9 @@
 #define OWNERS 1
 #define REVISION 1
 
-#ifndef DISTURBANCES
+#ifdef LARGE
+#define DISTURBANCES 2
+#else
 #define DISTURBANCES 1
 #endif
 

@@ -70,7 +70,7 @@ inline readChange() {
   :: present && (!reporting[own] || incarnation == ownIncarnation) ->
      if
      :: kind = PUBLISHED
-     :: own == 1 && (!timed || BOTH) -> kind = FAILED; failedRevision = revision
+     :: own == 1 && ((usesWatch && !timed) || BOTH) -> kind = FAILED; failedRevision = revision
      fi;
      count = revision; reporting[own] = revision; ownIncarnation = incarnation; changesRead[own] = changes
   :: !present && !reporting[own] -> changesRead[own] = changes
@@ -189,10 +189,7 @@ active proctype Caller() {
     :: usesWatch = 1; constructWatch()
     :: usesWatch = 0
     fi;
-    if
-    :: usesWatch && (!timed) -> hasCallback = 1
-    :: hasCallback = 0
-    fi;
+    hasCallback = usesWatch && (!timed || BOTH);
     run Publisher(0);
     run Publisher(1)
   };
@@ -200,7 +197,7 @@ active proctype Caller() {
   mayWait(0, 1);
   if
   :: /* src/model/SPFConfiguration.cpp: modify */
-     atomic { hasID[BUILDER] = 1; hasID[FIRST] = 0; modified = 1 };
+     atomic { !timed || usesWatch || BOTH -> hasID[BUILDER] = 1; hasID[FIRST] = 0; modified = 1 };
      if
      :: /* src/model/SPFConfigurationBuilder.cpp: build */
         atomic { hasID[BUILDER] = 0; count = 2; mayFail = !timed }
