@@ -370,7 +370,9 @@ inline publishConfiguration(owner, t, modificationCount) {
   sendUpdate(modificationCount)
 }
 
-/* src/publish/SPFConfigurationImpl.cpp: ~SPFConfigurationImpl */
+/* src/publish/SPFConfigurationImpl.cpp: ~SPFConfigurationImpl
+   src/tracking/SPFConfigurationWaits.cpp: reset
+   src/tracking/removeFromConfigurationAdmin.cpp: removeFromConfigurationAdminQuietly */
 inline destroyConfiguration(owner, t) {
   removeFromConfigurationAdmin(owner);
   hasID[owner] = 0;
