@@ -14,7 +14,7 @@ inline cppmicroservices::AnyMap makePropertyMap() {
 
 /// Sets the value of a key without copying it. An entry under an equal key keeps its key text.
 template <class Map>
-void setProperty(Map& map, std::string key, cppmicroservices::Any value) {
+void setProperty(Map& map, std::string&& key, cppmicroservices::Any&& value) {
   map[std::move(key)].Swap(value);
 }
 

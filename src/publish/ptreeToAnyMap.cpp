@@ -34,13 +34,18 @@ char shortEscape(char byte) {
   }
 }
 
+// Most keys consist of small letters, which the first comparison tells.
 bool needsEscape(char byte) {
-  return static_cast<unsigned char>(byte) < 0x20 || byte == '/' || byte == '"' || byte == '\\';
+  const auto code = static_cast<unsigned char>(byte);
+  return code <= '\\' && (code < 0x20 || code == '/' || code == '"' || code == '\\');
 }
 
 std::string escapeKey(const std::string& key) {
   static constexpr char digits[] = "0123456789ABCDEF";
   const auto firstEscape = std::find_if(key.begin(), key.end(), needsEscape);
+  if (firstEscape == key.end()) {
+    return key;
+  }
   std::string escaped(key.begin(), firstEscape);
   std::for_each(firstEscape, key.end(), [&](char byte) {
     const auto code = static_cast<unsigned char>(byte);
