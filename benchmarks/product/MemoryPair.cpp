@@ -7,9 +7,14 @@
 #include <unordered_map>
 #include <vector>
 
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
+
 #include "Pair.hpp"
 #include "RunningHost.hpp"
 #include "agent/host/host.hpp"
+#include "agent/host/services.hpp"
+#include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 #include "model/ConfigurationEntries.hpp"
@@ -21,7 +26,9 @@ namespace spf::benchmarks {
 using namespace agent::spf::frameworksetup;
 using agent::host::services::Host;
 using agent::host::services::HostOptions;
+using agent::spf::frameworklistener::FrameworkListener;
 using cppmicroservices::Any;
+using cppmicroservices::service::cm::ConfigurationAdmin;
 using List = std::vector<Any>;
 
 namespace {
@@ -142,10 +149,51 @@ Side floor(int size) {
           [bare] { return Any((*bare)->trackers.at("example.publisher.0").listOutstandingEndpoints().second); }};
 }
 
+/// The same, published by hand: with the registration of a listener that does nothing and Configuration Admin's own
+/// entry, without which no configuration lives.
+struct PublishedByHand {
+  explicit PublishedByHand(int size) : bare(fill(size)) {
+    auto context = agent::host::services::getFramework()->GetBundleContext();
+    registration = context.RegisterService<FrameworkListener>(std::make_shared<FrameworkListener>());
+    const auto configurationAdmin = context.GetService(context.GetServiceReference<ConfigurationAdmin>());
+    configurationAdmin->GetFactoryConfiguration("zk.spf.framework", "memory")
+        ->Update(std::move(bare->properties))
+        .get();
+  }
+
+  std::unique_ptr<BareConfiguration> bare;
+  cppmicroservices::ServiceRegistration<FrameworkListener> registration;
+};
+
+Side leastWork(int size) {
+  struct Data {
+    std::unique_ptr<BareHost> host;
+    std::unique_ptr<PublishedByHand> live;
+  };
+  auto data = std::make_shared<Data>();
+  return {
+      [data, size](int) {
+        data->live.reset();
+        data->host.reset();
+        data->host = std::make_unique<BareHost>();
+        publish(size);  // whatever only the first one needs
+      },
+      [data, size](int) { data->live = std::make_unique<PublishedByHand>(size); },
+      [data] { return Any(data->live->bare->trackers.at("example.publisher.0").listOutstandingEndpoints().second); }};
+}
+
+int oneRound(int) {
+  return 1;
+}
+
 }  // namespace
 
 Pair memory() {
-  return {"memory", {1, 10, 100, 1000}, [](int) { return 1; }, &work, &floor, Counting::bytes};
+  return {"memory", {1, 10, 100, 1000}, &oneRound, &work, &floor, Counting::bytes};
+}
+
+Pair memoryAtLeast() {
+  return {"memory-at-least", {1, 10}, &oneRound, &leastWork, &floor, Counting::bytes};
 }
 
 }  // namespace spf::benchmarks

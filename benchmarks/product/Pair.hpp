@@ -59,12 +59,15 @@ Pair endpointEvent();
 Pair silentMessage();
 Pair silentMessageAtLeast();
 Pair nestedTree();
+Pair nestedTreeAtLeast();
 Pair flatTree();
 Pair builder();
+Pair builderAtLeast();
 Pair foreignEvent();
 Pair foreignEventAtLeast();
 Pair handOver();
 Pair memory();
+Pair memoryAtLeast();
 Pair installAgain();
 Pair installSeparately();
 Pair build();
@@ -80,12 +83,15 @@ inline std::vector<Pair> allPairs() {
                           silentMessage(),
                           silentMessageAtLeast(),
                           nestedTree(),
+                          nestedTreeAtLeast(),
                           flatTree(),
                           builder(),
+                          builderAtLeast(),
                           foreignEvent(),
                           foreignEventAtLeast(),
                           handOver(),
                           memory(),
+                          memoryAtLeast(),
                           installAgain(),
                           installSeparately(),
                           build(),
