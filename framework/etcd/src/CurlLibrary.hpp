@@ -20,24 +20,24 @@ class CurlLibrary {
   /// \throws std::runtime_error as the constructor does; a later call tries again
   static const CurlLibrary& instance();
 
-  // Constant after construction; named as in libcurl's documentation, without their prefix:
-  decltype(&curl_global_init) global_init;
-  decltype(&curl_easy_init) easy_init;
-  decltype(&curl_easy_cleanup) easy_cleanup;
-  decltype(&curl_easy_setopt) easy_setopt;
-  decltype(&curl_easy_getinfo) easy_getinfo;
-  decltype(&curl_easy_strerror) easy_strerror;
-  decltype(&curl_multi_init) multi_init;
-  decltype(&curl_multi_cleanup) multi_cleanup;
-  decltype(&curl_multi_add_handle) multi_add_handle;
-  decltype(&curl_multi_remove_handle) multi_remove_handle;
-  decltype(&curl_multi_poll) multi_poll;
-  decltype(&curl_multi_perform) multi_perform;
-  decltype(&curl_multi_wakeup) multi_wakeup;
-  decltype(&curl_multi_info_read) multi_info_read;
-  decltype(&curl_multi_strerror) multi_strerror;
-  decltype(&curl_slist_append) slist_append;
-  decltype(&curl_slist_free_all) slist_free_all;
+  // Set by the constructor, then constant; named as in libcurl's documentation, without their prefix:
+  decltype(&curl_global_init) global_init = nullptr;
+  decltype(&curl_easy_init) easy_init = nullptr;
+  decltype(&curl_easy_cleanup) easy_cleanup = nullptr;
+  decltype(&curl_easy_setopt) easy_setopt = nullptr;
+  decltype(&curl_easy_getinfo) easy_getinfo = nullptr;
+  decltype(&curl_easy_strerror) easy_strerror = nullptr;
+  decltype(&curl_multi_init) multi_init = nullptr;
+  decltype(&curl_multi_cleanup) multi_cleanup = nullptr;
+  decltype(&curl_multi_add_handle) multi_add_handle = nullptr;
+  decltype(&curl_multi_remove_handle) multi_remove_handle = nullptr;
+  decltype(&curl_multi_poll) multi_poll = nullptr;
+  decltype(&curl_multi_perform) multi_perform = nullptr;
+  decltype(&curl_multi_wakeup) multi_wakeup = nullptr;
+  decltype(&curl_multi_info_read) multi_info_read = nullptr;
+  decltype(&curl_multi_strerror) multi_strerror = nullptr;
+  decltype(&curl_slist_append) slist_append = nullptr;
+  decltype(&curl_slist_free_all) slist_free_all = nullptr;
 
  private:
   template <class Function>
