@@ -85,8 +85,9 @@ SPFServicePublisherConfiguration publisherOf(int number) {
           "(objectClass=*)"};
 }
 
-SPFConfiguration publish(int size) {
-  SPFConfigurationBuilder builder("memory");
+// Every ID once only: a runtime may lose a configuration that is withdrawn and published again at once.
+SPFConfiguration publish(int size, const char* id) {
+  SPFConfigurationBuilder builder(id);
   for (int number = 0; number < size; ++number) {
     const auto serviceInterface = interfaceOf(number);
     const auto publisher = publisherOf(number);
@@ -108,9 +109,9 @@ Side work(int size) {
             data->live.reset();
             data->host.reset();
             data->host = std::make_unique<BareHost>();
-            publish(size);  // whatever only the first one needs
+            publish(size, "first");  // whatever only the first one needs
           },
-          [data, size](int) { data->live = std::make_unique<SPFConfiguration>(publish(size)); },
+          [data, size](int) { data->live = std::make_unique<SPFConfiguration>(publish(size, "memory")); },
           [data] { return Any(data->live->listOutstandingEndpoints("example.publisher.0").second); }};
 }
 
@@ -176,7 +177,7 @@ Side leastWork(int size) {
         data->live.reset();
         data->host.reset();
         data->host = std::make_unique<BareHost>();
-        publish(size);  // whatever only the first one needs
+        publish(size, "first");  // whatever only the first one needs
       },
       [data, size](int) { data->live = std::make_unique<PublishedByHand>(size); },
       [data] { return Any(data->live->bare->trackers.at("example.publisher.0").listOutstandingEndpoints().second); }};
