@@ -22,7 +22,7 @@ constexpr std::size_t prefixLength = 30;
 std::atomic<int> prefixesHeld = 0;
 std::atomic<std::size_t> blocksHeld = 0;
 
-int attributeSetsDestroyed = 0;
+std::atomic<int> attributeSetsDestroyed = 0;
 
 // The namespace depends on how the log library is configured.
 std::string mangledName() {
@@ -108,10 +108,10 @@ TEST_F(UnloadingTheLibrary, DestroysItsLogger) {
     functionOf<void (*)(const char*)>(plugin, "publishAndWithdraw")("x");
     EXPECT_EQ(log.messages(), std::vector<std::string>{"About to remove spf configuration for x"});
   }
-  const int before = attributeSetsDestroyed;
+  const int before = attributeSetsDestroyed.load();
   dlclose(plugin);
   EXPECT_FALSE(isLoaded());
-  EXPECT_EQ(attributeSetsDestroyed, before + 1);
+  EXPECT_EQ(attributeSetsDestroyed.load(), before + 1);
 }
 
 TEST_F(UnloadingTheLibrary, DestroysThePrefixOfRequiredProperties) {
