@@ -11,9 +11,15 @@ namespace {
 
 std::atomic<long> live{0};
 
+/// Returns null if there is no memory.
+void* tryToAllocate(std::size_t size) noexcept {
+  void* const memory = std::malloc(size == 0 ? 1 : size);
+  live += memory != nullptr ? 1 : 0;
+  return memory;
+}
+
 void* allocate(std::size_t size) {
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-    ++live;
+  if (void* const memory = tryToAllocate(size)) {
     return memory;
   }
   throw std::bad_alloc();
@@ -39,6 +45,13 @@ __attribute__((visibility("default"))) void* operator new(std::size_t size) {
 }
 __attribute__((visibility("default"))) void* operator new[](std::size_t size) {
   return frameworktest::allocate(size);
+}
+// The sanitizers' own would not count, and what it returns may not be given to free().
+__attribute__((visibility("default"))) void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return frameworktest::tryToAllocate(size);
+}
+__attribute__((visibility("default"))) void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+  return frameworktest::tryToAllocate(size);
 }
 __attribute__((visibility("default"))) void operator delete(void* memory) noexcept {
   frameworktest::release(memory);
