@@ -109,8 +109,8 @@ Side floor(int size) {
       &checkBareContainers);
 }
 
-// What a builder cannot do without: records come by value, and nothing of a container may change, not even its size,
-// if an ID is there already. So each is looked for first. Trees have no move, so they are swapped in.
+// A builder needs at least this: records come by value, and a container must not grow if it has the ID already, so each
+// ID is looked for first. Trees have no move, so they are swapped in.
 Side leastBuilder(int size) {
   const auto addInterface = [](ServiceInterfaces& interfaces, SPFServiceInterfaceConfiguration record) {
     if (interfaces.find(record.uniqueID) == interfaces.end()) {

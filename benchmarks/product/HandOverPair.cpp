@@ -72,8 +72,8 @@ class BareSignal {
   bool isSent_ = false;
 };
 
-// In every round two threads wake one another in turn, so that each one sleeps when its signal comes, also where both
-// share a processor.
+// In every round two threads wake one another in turn. So each thread sleeps when its signal comes, even if both share
+// a processor.
 template <class Signal>
 Side sideOf(int) {
   struct Round {

@@ -97,7 +97,7 @@ SPFConfiguration publish(int size, const char* id) {
   return builder.build();
 }
 
-// One configuration that is published and waits for its publishers; the builder is gone.
+// The work is one configuration that is published and waits for its publishers. Its builder is gone.
 Side work(int size) {
   struct Data {
     std::unique_ptr<BareHost> host;

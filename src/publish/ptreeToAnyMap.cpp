@@ -34,7 +34,7 @@ char shortEscape(char byte) {
   }
 }
 
-// Most keys consist of small letters, which the first comparison tells.
+// Most keys consist of small letters, and the first comparison is enough for these.
 bool needsEscape(char byte) {
   const auto code = static_cast<unsigned char>(byte);
   return code <= '\\' && (code < 0x20 || code == '/' || code == '"' || code == '\\');
