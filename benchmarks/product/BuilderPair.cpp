@@ -109,8 +109,8 @@ Side floor(int size) {
       &checkBareContainers);
 }
 
-// A builder needs at least this: records come by value, and a container must not grow if it has the ID already, so each
-// ID is looked for first. Trees have no move, so they are swapped in.
+// The least that a builder does. It takes records by value. It looks for each ID first, because a container that has
+// the ID must not grow. It swaps trees in, because they have no move.
 Side leastBuilder(int size) {
   const auto addInterface = [](ServiceInterfaces& interfaces, SPFServiceInterfaceConfiguration record) {
     if (interfaces.find(record.uniqueID) == interfaces.end()) {

@@ -72,8 +72,8 @@ class BareSignal {
   bool isSent_ = false;
 };
 
-// In every round two threads wake one another in turn. So each thread sleeps when its signal comes, even if both share
-// a processor.
+// The two threads wake one another in turn, so that each thread sleeps when its signal comes. This holds on one
+// processor too.
 template <class Signal>
 Side sideOf(int) {
   struct Round {

@@ -97,7 +97,7 @@ SPFConfiguration publish(int size, const char* id) {
   return builder.build();
 }
 
-// The work is one configuration that is published and waits for its publishers. Its builder is gone.
+// Publishes one configuration and keeps it; the configuration waits for its publishers, and its builder is destroyed.
 Side work(int size) {
   struct Data {
     std::unique_ptr<BareHost> host;

@@ -32,7 +32,7 @@ struct OpenedPath {
 /// Returns whether a walk along these lookups would lead to the same file and find the same permissions. Takes one
 /// `lstat` for each, where the walk takes three system calls.
 ///
-/// As with a walk, a user who may write none of the folders cannot redirect the path between two lookups.
+/// Only users with write permission for one of the folders can redirect the path between two lookups, as in a walk.
 bool areUnchanged(const std::vector<Lookup>& lookups);
 
 /// Opens a path from `/` downwards, name by name, and checks the permissions of each folder in which a name is looked
