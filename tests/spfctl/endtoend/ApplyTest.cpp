@@ -106,7 +106,9 @@ TEST_F(AnApply, LosesNoAnswerOfAKeptEndpointInFortyRevisions) {
     const auto result = apply(next);
     ASSERT_EQ(result.code, 0) << round << result.err;
     EXPECT_EQ(result.out, "ready: x, revision " + std::to_string(round + 2) + "\n");
-    EXPECT_EQ(isOpen(added), round % 2 == 0) << round;
+    // What is bound is open before the answer; what is left is closed soon after it.
+    const bool isBound = round % 2 == 0;
+    EXPECT_TRUE(isBound ? isOpen(added) : askUntil([&] { return !isOpen(added); })) << round;
   }
   questions.finish();
   EXPECT_GT(questions.answered(), 0);

@@ -211,6 +211,8 @@ bool EndToEnd::waitForPhase(const std::string& host, const std::string& endpoint
 }
 
 void EndToEnd::end(Process& host) {
+  // What it is connected to may be ready before the host itself has noted that it is.
+  EXPECT_TRUE(host.waitForOutput("ready: ")) << host.out() << host.err();
   host.signal(SIGTERM);
   EXPECT_EQ(host.wait(), 0) << host.out() << host.err();
   EXPECT_THAT(host.out(), testing::EndsWith("withdrawn\n"));
