@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 
+#include "spf/test/addressOfThisProcess.hpp"
+
 namespace frameworktest {
 
 using agent::host::services::getFramework;
@@ -19,6 +21,7 @@ using agent::host::services::installAndStart;
 using agent::spf::frameworklistener::FrameworkListener;
 using cppmicroservices::AnyMap;
 using cppmicroservices::service::cm::ConfigurationAdmin;
+using spf::test::addressOfThisProcess;
 
 namespace {
 
@@ -53,14 +56,6 @@ bool isFree(unsigned int port) {
   const bool result = bind(probe, reinterpret_cast<const sockaddr*>(&where), sizeof(where)) == 0;
   close(probe);
   return result;
-}
-
-/// Returns an address of the loopback network for this process, so that its ports do not collide with those of other
-/// processes.
-std::string hostOfThisProcess() {
-  const auto pid = static_cast<unsigned int>(getpid());
-  return "127." + std::to_string(1 + ((pid >> 14) & 0x7f)) + "." + std::to_string((pid >> 7) & 0x7f) + "." +
-         std::to_string(1 + (pid & 0x7f));
 }
 
 }  // namespace
@@ -102,7 +97,7 @@ void RunningFramework::remove(const std::string& id) {
 
 std::string freeAddress() {
   static std::atomic<int> next{firstPort};
-  return "tcp://" + hostOfThisProcess() + ":" + std::to_string(next++);
+  return "tcp://" + addressOfThisProcess() + ":" + std::to_string(next++);
 }
 
 std::string freePort() {
@@ -121,7 +116,7 @@ TakenPort::TakenPort() : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))
   sockaddr_in where{};
   where.sin_family = AF_INET;
   where.sin_port = htons(static_cast<std::uint16_t>(std::stoi(address_.substr(colon + 1))));
-  inet_pton(AF_INET, hostOfThisProcess().c_str(), &where.sin_addr);
+  inet_pton(AF_INET, addressOfThisProcess().c_str(), &where.sin_addr);
   if (bind(socket_, reinterpret_cast<const sockaddr*>(&where), sizeof(where)) != 0 || listen(socket_, 1) != 0) {
     throw std::runtime_error("cannot take " + address_);
   }

@@ -5,9 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+
+#include "spf/test/addressOfThisProcess.hpp"
 
 namespace spf::test {
 
@@ -20,6 +23,9 @@ sockaddr_in loopback(int port) {
   address.sin_port = htons(static_cast<std::uint16_t>(port));
   return address;
 }
+
+// Below the ports that the system gives to connections: the connection of another test could take one of those.
+constexpr int firstPort = 20000;
 
 }  // namespace
 
@@ -59,11 +65,17 @@ ListeningSocket::~ListeningSocket() {
 }
 
 std::string freeEndpoint() {
-  return ListeningSocket().endpoint();
+  static std::atomic<int> next{firstPort};
+  return "tcp://" + addressOfThisProcess() + ":" + std::to_string(next++);
 }
 
 bool isOpen(const std::string& endpoint) {
-  const auto address = loopback(std::stoi(endpoint.substr(endpoint.rfind(':') + 1)));
+  const auto colon = endpoint.rfind(':');
+  const auto host = endpoint.rfind('/', colon) + 1;
+  auto address = loopback(std::stoi(endpoint.substr(colon + 1)));
+  if (inet_pton(AF_INET, endpoint.substr(host, colon - host).c_str(), &address.sin_addr) != 1) {
+    throw std::invalid_argument("no numeric address: " + endpoint);
+  }
   const int client = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const bool open = connect(client, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
   close(client);

@@ -99,12 +99,6 @@ std::string whyNoEtcd() {
   return findProgram("etcd").empty() || findProgram("etcdctl").empty() ? "etcd or etcdctl is not installed" : "";
 }
 
-std::string addressOfThisProcess() {
-  const auto pid = static_cast<unsigned int>(getpid());
-  return "127." + std::to_string(1 + ((pid >> 14) & 0x7f)) + "." + std::to_string((pid >> 7) & 0x7f) + "." +
-         std::to_string(1 + (pid & 0x7f));
-}
-
 int freePortHere() {
   const int probe = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in where{};

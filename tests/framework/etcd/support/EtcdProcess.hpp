@@ -8,6 +8,8 @@
 #include <thread>
 #include <vector>
 
+#include "spf/test/addressOfThisProcess.hpp"
+
 namespace etcdtest {
 
 /// Returns why this machine cannot start etcd; empty if it can. A test that gets a text is skipped with it.
@@ -16,9 +18,7 @@ std::string whyNoEtcd();
 /// Returns a TCP port of this process's address of the loopback network that was free just now.
 int freePortHere();
 
-/// Returns an address of the loopback network for this process, so that its ports do not collide with those of other
-/// processes.
-std::string addressOfThisProcess();
+using spf::test::addressOfThisProcess;
 
 /// What a member is started with. Its ports and its folder stay the same when it is started anew.
 struct EtcdOptions {
