@@ -1,8 +1,10 @@
 #include <future>
 #include <thread>
 
+#include <unistd.h>
 #include <zmq.hpp>
 #include "support/TestListener.hpp"
+#include "zeromq/DescriptorLimit.hpp"
 
 namespace {
 
@@ -38,6 +40,32 @@ TEST_F(ATransport, CarriesRequestsInsideTheProcess) {
   bind(inside, server);
   connect(inside, client);
   EXPECT_TRUE(client->isOpened.wait());
+  EXPECT_EQ(ask("question"), "answer to question");
+}
+
+// ZeroMQ itself ends the process if it gets no descriptor while it binds.
+TEST_F(ATransport, FailsEndpointsWithTheLimitHoweverFewDescriptorsAreLeft) {
+  connectPair();
+  const int lowest = dup(STDIN_FILENO);
+  ::close(lowest);
+  for (int left = 0; left < 24; ++left) {
+    const auto listener = newListener();
+    Transport::EndpointID id = 0;
+    {
+      const frameworktest::DescriptorLimit limit(static_cast<rlim_t>(lowest + left));
+      id = bind("tcp://127.0.0.1:*", listener);
+      const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
+      while (!listener->isOpened.isOpen() && !listener->hasFailed.isOpen()) {
+        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << left;
+        std::this_thread::yield();
+      }
+    }
+    if (listener->isOpened.isOpen()) {
+      close(id, listener);
+    } else {
+      EXPECT_THAT(listener->failure(), HasSubstr("the process has reached its limit of")) << left;
+    }
+  }
   EXPECT_EQ(ask("question"), "answer to question");
 }
 

@@ -1,6 +1,7 @@
 #include "descriptorLimits.hpp"
 
 #include <algorithm>
+#include <system_error>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -13,6 +14,7 @@ namespace {
 
 using spf::zeromq::describeDescriptorLimit;
 using spf::zeromq::maxSockets;
+using spf::zeromq::requireDescriptors;
 using testing::HasSubstr;
 
 TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
@@ -24,6 +26,7 @@ TEST(TheDescriptorLimits, AllowAsManySocketsAsThereMayBeDescriptors) {
 TEST(TheDescriptorLimits, AreDistinguished) {
   zmq::context_t context(1, 77);
   EXPECT_EQ(describeDescriptorLimit(context), "the limit of 77 ZeroMQ sockets is reached");
+  EXPECT_NO_THROW(requireDescriptors());
   const frameworktest::DescriptorLimit limit(40);
   std::vector<int> descriptors;
   for (int descriptor = 0; descriptor >= 0;) {
@@ -35,6 +38,7 @@ TEST(TheDescriptorLimits, AreDistinguished) {
     close(descriptors[static_cast<std::size_t>(i)]);
   }
   EXPECT_THAT(describeDescriptorLimit(context), HasSubstr("limit of 40 open files"));
+  EXPECT_THROW(requireDescriptors(), std::system_error);
   for (std::size_t i = 4; i + 1 < descriptors.size(); ++i) {
     close(descriptors[i]);
   }

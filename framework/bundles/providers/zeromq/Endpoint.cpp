@@ -36,10 +36,6 @@ constexpr std::size_t encryptionSize = 33;
 constexpr std::chrono::milliseconds firstLookUpInterval{500};
 constexpr std::chrono::milliseconds longestLookUpInterval{30000};
 
-bool isDescriptorShortage(int error) {
-  return error == EMFILE || error == ENFILE;
-}
-
 bool isShortage(int error) {
   return isDescriptorShortage(error) || error == ENOMEM || error == ENOBUFS;
 }
@@ -106,22 +102,23 @@ void Endpoint::onLookUp(const ResolvedHost& resolved) {
 }
 
 void Endpoint::open(SharedState& shared) {
-  const auto onError = [&](int number, const std::string& text) {
-    onFailedTry(isShortage(number), isDescriptorShortage(number) ? describeDescriptorLimit(shared.context) : text);
-  };
   try {
     phase_ = Phase::opening;
     deadline_.reset();
     beginTry();
+    requireDescriptors();
     makeSocket(shared);
     attach(shared);
     hasTried_ = true;
   } catch (const zmq::error_t& error) {
-    onError(error.num(), error.what());
+    const int number = error.num();
+    onFailedTry(isShortage(number),
+                isDescriptorShortage(number) ? describeDescriptorLimit(shared.context) : error.what());
   } catch (const std::system_error& error) {
-    onError(error.code().default_error_condition().value(), error.what());
+    const int number = error.code().default_error_condition().value();
+    onFailedTry(isShortage(number), isDescriptorShortage(number) ? describeDescriptorLimit(number) : error.what());
   } catch (const std::bad_alloc& error) {
-    onError(ENOMEM, error.what());
+    onFailedTry(/*isShortage=*/true, error.what());
   } catch (const std::exception& error) {
     onFailedTry(/*isShortage=*/false, error.what());
   }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 #include <vector>
 
 #include <sys/eventfd.h>
@@ -20,7 +21,8 @@ rlimit descriptorLimit() {
   return limit;
 }
 
-/// More than an endpoint needs, since a failed endpoint has closed its other descriptors again.
+/// More than an endpoint needs, and more than a failed endpoint has closed again. The first endpoint starts ZeroMQ's
+/// threads, which need some too.
 constexpr std::size_t probedDescriptors = 16;
 
 /// Returns the error of opening that many descriptors; 0 if they can be opened.
@@ -48,16 +50,27 @@ int maxSockets() {
   return static_cast<int>(std::min(descriptorLimit().rlim_max, zeroMqLimit));
 }
 
-std::string describeDescriptorLimit(zmq::context_t& context) {
-  switch (probeDescriptors()) {
-    case EMFILE:
-      return "the process has reached its limit of " + std::to_string(descriptorLimit().rlim_cur) +
-             " open files (ulimit -n)";
-    case ENFILE:
-      return "the system has reached its limit of open files (fs.file-max)";
-    default:
-      return "the limit of " + std::to_string(context.get(zmq::ctxopt::max_sockets)) + " ZeroMQ sockets is reached";
+bool isDescriptorShortage(int error) {
+  return error == EMFILE || error == ENFILE;
+}
+
+void requireDescriptors() {
+  if (const int error = probeDescriptors(); isDescriptorShortage(error)) {
+    throw std::system_error(error, std::generic_category());
   }
+}
+
+std::string describeDescriptorLimit(int error) {
+  return error == EMFILE ? "the process has reached its limit of " + std::to_string(descriptorLimit().rlim_cur) +
+                               " open files (ulimit -n)"
+                         : "the system has reached its limit of open files (fs.file-max)";
+}
+
+std::string describeDescriptorLimit(zmq::context_t& context) {
+  const int error = probeDescriptors();
+  return isDescriptorShortage(error)
+             ? describeDescriptorLimit(error)
+             : "the limit of " + std::to_string(context.get(zmq::ctxopt::max_sockets)) + " ZeroMQ sockets is reached";
 }
 
 }  // namespace spf::zeromq
