@@ -90,15 +90,34 @@ ServiceRegistry::Record ServiceRegistry::add(const std::shared_ptr<ServiceRegist
     }
     registry->addToIndex(record);
   }
-  registry->listeners_.notify(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
+  try {
+    registry->listeners_.notify(ServiceEvent::SERVICE_REGISTERED, record, *properties, *properties);
+  } catch (...) {
+    // For want of memory. The caller gets no registration, so nobody else could take the service back.
+    registry->takeBack(record);
+    throw;
+  }
   return registration;
 }
 
+void ServiceRegistry::takeBack(const Record& record) noexcept {
+  try {
+    unregister(record);
+  } catch (...) {
+    // The service has gone; those who were to hear of it have not all heard.
+  }
+}
+
 void ServiceRegistry::addToIndex(const Record& record) {
-  byId_.emplace(record->identity.id, record);
-  for (const auto& name : record->classes) {
-    auto& services = byClass_[name];
-    services.insert(std::upper_bound(services.begin(), services.end(), record, isEarlier), record);
+  try {
+    byId_.emplace(record->identity.id, record);
+    for (const auto& name : record->classes) {
+      auto& services = byClass_[name];
+      services.insert(std::upper_bound(services.begin(), services.end(), record, isEarlier), record);
+    }
+  } catch (...) {
+    removeFromIndex(record);
+    throw;
   }
 }
 
@@ -147,9 +166,13 @@ void ServiceRegistry::unregister(const Record& record) {
     }
     removeFromIndex(record);
   }
+  // Also when telling the listeners fails for want of memory: the service is in no list any more.
+  struct End {
+    const Record& record;
+    ~End() { record->end(); }
+  } const end{record};
   const auto properties = record->properties();
   listeners_.notify(ServiceEvent::SERVICE_UNREGISTERING, record, *properties, *properties);
-  record->end();
 }
 
 ServiceRegistry::Records ServiceRegistry::all() const {

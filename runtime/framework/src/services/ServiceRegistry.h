@@ -58,6 +58,7 @@ class ServiceRegistry {
   Records candidates(const std::string& clazz) const;
   void addToIndex(const Record& record);
   void removeFromIndex(const Record& record);
+  void takeBack(const Record& record) noexcept;
 
   ServiceListeners& listeners_;
 
