@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -9,6 +10,7 @@
 #include "spf/test/Gate.hpp"
 #include "support/Resources.hpp"
 #include "support/RunningFramework.hpp"
+#include "zeromq/DescriptorLimit.hpp"
 
 namespace {
 
@@ -41,6 +43,60 @@ TEST(APublisherWithTwoThousandEndpoints, BindsThemAll) {
   std::cout << manyEndpoints << " endpoints use " << openDescriptors() << " descriptors\n";
   framework.remove("weather");
   EXPECT_NE(framework.events().waitFor("unpublished station#1"), "");
+}
+
+TEST(APublisherWithTwoThousandEndpoints, FailsWithTheLimitWhenDescriptorsRunOutAndHarmsNoOther) {
+  RunningFramework framework;
+  Configuration small(1);
+  small.publisher("small").bind(freeAddress());
+  framework.update("small", small);
+  EXPECT_NE(framework.events().waitFor("published small#1"), "");
+  const auto before = openDescriptors();
+  Configuration configuration(1);
+  configuration.publisher("station");
+  for (int i = 0; i < manyEndpoints; ++i) {
+    configuration.bind(freeAddress());
+  }
+  {
+    // Enough for some hundred endpoints, so that the limit is met by a real one in the middle.
+    const frameworktest::DescriptorLimit limit(static_cast<rlim_t>(before) + 1000);
+    framework.update("weather", configuration);
+    EXPECT_THAT(framework.events().waitFor("error station#1"),
+                testing::HasSubstr("the process has reached its limit of"));
+    EXPECT_THAT(framework.events().linesWith("error small"), IsEmpty());
+    framework.remove("weather");
+    EXPECT_NE(framework.events().waitFor("unpublished station#1"), "");
+  }
+  // Few are enough for another one.
+  framework.update("next", Configuration(1).publisher("next").bind(freeAddress()));
+  EXPECT_NE(framework.events().waitFor("published next#1"), "");
+  EXPECT_THAT(framework.events().linesWith("unpublished small"), IsEmpty());
+}
+
+TEST(AFramework, StartsAThousandTimesWithAllBundlesAndLeavesNothing) {
+  const auto live = [] {
+    RunningFramework framework;
+    framework.update("weather", Configuration(1).publisher("station").bind(freeAddress()));
+    ASSERT_NE(framework.events().waitFor("published station#1"), "");
+  };
+  const auto threads = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator());
+  };
+  // What is loaded once stays loaded.
+  for (int round = 0; round < 20; ++round) {
+    ASSERT_NO_FATAL_FAILURE(live());
+  }
+  const auto descriptors = openDescriptors();
+  const auto threadsBefore = threads();
+  const auto memory = residentMemory();
+  for (int round = 0; round < 1000; ++round) {
+    ASSERT_NO_FATAL_FAILURE(live());
+  }
+  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(threads(), threadsBefore);
+  if (reusesMemory) {
+    EXPECT_LE(residentMemory(), memory + 4);
+  }
 }
 
 constexpr int allowedDescriptors = 20;

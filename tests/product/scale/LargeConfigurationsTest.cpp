@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <random>
 #include <thread>
 
@@ -88,6 +89,57 @@ TEST(ALargePublisher, IsCompleteWhenManyThreadsReportedItsEndpointsAtRandom) {
     sender.join();
   }
   EXPECT_EQ(framework.listeners(), 0u);
+}
+
+TEST(AConfigurationOfAThousandPublishers, LosesNothingOfManyThreadsThatReportToManyThatWait) {
+  constexpr int publishers = 1000;
+  constexpr int endpoints = 4;
+  constexpr int threads = 64;
+  const FrameworkWithConfigurationAdmin framework;
+  SPFConfigurationBuilder builder("large");
+  List toBind;
+  for (int endpoint = 0; endpoint < endpoints; ++endpoint) {
+    toBind.emplace_back(endpoint);
+  }
+  for (int number = 0; number < publishers; ++number) {
+    builder.addServicePublisher(publisher("p" + std::to_string(number), {}, toBind));
+  }
+  auto sut = builder.build();
+  auto context = framework.context();
+  const auto listener = context.GetService(context.GetServiceReference<FrameworkListener>());
+
+  std::atomic<int> awaited{0};
+  std::vector<std::thread> all;
+  for (int first = 0; first < threads; ++first) {
+    // Each publisher is awaited by two threads, of which one wants its endpoints and one its services.
+    all.emplace_back([&, first] {
+      for (int number = first / 2; number < publishers; number += threads / 2) {
+        const auto id = "p" + std::to_string(number);
+        const bool done = first % 2 == 0 ? sut.waitForAllEndpoints(std::chrono::minutes(3), id)
+                                         : sut.waitForAllServices(std::chrono::minutes(3), id);
+        awaited += done ? 1 : 0;
+      }
+    });
+    // Each event is sent by one thread, and the events of one publisher by several.
+    all.emplace_back([&, first] {
+      for (int event = first; event < publishers * (endpoints + 1); event += threads) {
+        const auto id = "p" + std::to_string(event / (endpoints + 1));
+        const int endpoint = event % (endpoints + 1);
+        if (endpoint == endpoints) {
+          listener->handleEvent(
+              std::make_shared<ServicesEvent>(ServicesEvent{{0}, ServicesEvent::allPublished, id, 1}));
+        } else {
+          listener->handleEvent(std::make_shared<EndpointEvent>(
+              EndpointEvent{{FrameworkEvent::endpoint}, EndpointEvent::bound, Any(endpoint), id, 1}));
+        }
+      }
+    });
+  }
+  for (auto& thread : all) {
+    thread.join();
+  }
+  EXPECT_EQ(awaited, 2 * publishers);
+  EXPECT_EQ(framework.listeners(), 0u) << "the configuration is complete";
 }
 
 class ManyLiveConfigurations : public testing::Test {
