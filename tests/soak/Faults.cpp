@@ -34,24 +34,43 @@ cppmicroservices::BundleContext context() {
 
 class FlakyConfigurationAdminFault : public Fault {
  public:
-  explicit FlakyConfigurationAdminFault(Random& random) : random_(random.seed()), oneIn_(2 + random.below(8)) {
+  explicit FlakyConfigurationAdminFault(Random& random) : failures_(std::make_shared<Failures>(random)) {
     auto framework = context();
     const auto own = framework.GetService(framework.GetServiceReference<ConfigurationAdmin>());
     registration_ = framework.RegisterService<ConfigurationAdmin>(
-        std::make_shared<FlakyConfigurationAdmin>(own, [this] { return isFailing(); }),
+        std::make_shared<FlakyConfigurationAdmin>(own, [failures = failures_] { return failures->next(); }),
         {{cppmicroservices::Constants::SERVICE_RANKING, cppmicroservices::Any(1000)}});
   }
-  ~FlakyConfigurationAdminFault() override { registration_.Unregister(); }
-
- private:
-  bool isFailing() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    return random_.oneIn(oneIn_);
+  ~FlakyConfigurationAdminFault() override {
+    registration_.Unregister();
+    failures_->end();
   }
 
-  std::mutex mutex_;
-  Random random_;
-  const int oneIn_;
+ private:
+  // Shared, since the framework's bundles may keep what they have got of the service.
+  class Failures {
+   public:
+    explicit Failures(Random& random) : oneIn_(2 + random.below(8)), random_(random.seed()) {}
+
+    bool next() {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      return !hasEnded_ && random_.oneIn(oneIn_);
+    }
+    void end() {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      hasEnded_ = true;
+    }
+
+   private:
+    std::mutex mutex_;
+    const int oneIn_;
+
+    // Guarded by `mutex_`:
+    Random random_;
+    bool hasEnded_ = false;
+  };
+
+  const std::shared_ptr<Failures> failures_;
   cppmicroservices::ServiceRegistration<ConfigurationAdmin> registration_;
 };
 
