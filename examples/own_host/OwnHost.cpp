@@ -38,7 +38,7 @@ void loadNeighbour(const fs::path& configurationAdminBundle) {
 
 }  // namespace
 
-OwnHost* OwnHost::current_ = nullptr;
+std::atomic<OwnHost*> OwnHost::current_ = nullptr;
 
 OwnHost::OwnHost(fs::path root, const fs::path& configurationAdminBundle)
     : root_(std::move(root)), framework_(makeFramework()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -29,7 +30,7 @@ class OwnHost {
   std::size_t installedDirectories() const;
 
  private:
-  static OwnHost* current_;
+  static std::atomic<OwnHost*> current_;
 
   const std::filesystem::path root_;
   const std::shared_ptr<cppmicroservices::Framework> framework_;

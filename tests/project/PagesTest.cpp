@@ -130,12 +130,15 @@ bool leadsSomewhere(const fs::path& page, const std::string& link) {
 
 // What is compiled, or read by CMake, and run by the tests.
 std::string examples() {
+  const auto isUsed = [](const fs::path& path) {
+    return path.extension() == ".cpp" || path.extension() == ".hpp" || path.extension() == ".json" ||
+           path.filename() == "CMakeLists.txt";
+  };
   std::string text;
-  for (const auto& file : filesBelow(source / "examples", [](const fs::path& path) {
-         return path.extension() == ".cpp" || path.extension() == ".hpp" || path.extension() == ".json" ||
-                path.filename() == "CMakeLists.txt";
-       })) {
-    text += contentOf(file) + "\n";
+  for (const auto& folder : {source / "examples", source / "tests/project"}) {
+    for (const auto& file : filesBelow(folder, isUsed)) {
+      text += contentOf(file) + "\n";
+    }
   }
   return text;
 }
