@@ -3,7 +3,6 @@
 //   spf_example_observatory ADDRESS...
 
 #include <iostream>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,11 +20,12 @@ using cppmicroservices::AnyMap;
 using cppmicroservices::ref_any_cast;
 
 int main(int argc, char** argv) {
-  const std::set<std::string> peers(argv + 1, argv + argc);
+  const std::vector<std::string> peers(argv + 1, argv + argc);
   const agent::host::services::Host host;
-  auto observatory = agent::spf::frameworksetup::SPFConfigurationBuilder("observatory")
-                         .addServicePublisher("telescope", "rpcservicepublisher", peers, {}, "", "")
-                         .build();
+  auto observatory =
+      agent::spf::frameworksetup::SPFConfigurationBuilder("observatory")
+          .addServicePublisher("telescope", "rpcservicepublisher", {peers.begin(), peers.end()}, {}, "", "")
+          .build();
   if (!observatory.waitForAllEndpoints(60s, "telescope")) {
     std::cerr << "not every peer can be reached" << std::endl;
     return 1;
