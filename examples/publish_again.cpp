@@ -1,3 +1,5 @@
+// Withdraws a configuration of several publishers, waits until all of them are gone, and uses their IDs again.
+
 #include <iostream>
 #include <string>
 #include <vector>

@@ -1,3 +1,5 @@
+// Publishes a configuration, waits until the framework has carried it out, and withdraws it.
+
 #include <iostream>
 
 #include <agent/host/host.hpp>

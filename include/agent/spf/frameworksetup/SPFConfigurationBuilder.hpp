@@ -48,12 +48,16 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   /// Adds an interface, or replaces the one of the same ID. A replaced one keeps its mark for all
   /// publishers and its mappings.
   SPFConfigurationBuilder& addServiceInterface(SPFServiceInterfaceConfiguration serviceInterface);
+
+  /// The same, with the members of the interface.
   SPFConfigurationBuilder& addServiceInterface(std::string uniqueID, std::string name,
                                                boost::property_tree::ptree requestedProperties);
 
   /// Adds or replaces an interface and marks it for every publisher of the configuration, whichever
   /// publishers there are when it is built.
   SPFConfigurationBuilder& addServiceInterfaceToAllServicePublishers(SPFServiceInterfaceConfiguration serviceInterface);
+
+  /// The same, with the members of the interface.
   SPFConfigurationBuilder& addServiceInterfaceToAllServicePublishers(std::string uniqueID, std::string name,
                                                                      boost::property_tree::ptree requestedProperties);
 
@@ -61,6 +65,8 @@ class [[gnu::visibility("default")]] SPFConfigurationBuilder {
   /// interface. If adding the interface fails, the mapping stays.
   SPFConfigurationBuilder& addServiceInterfaceToServicePublisher(const std::string& servicePublisherID,
                                                                  SPFServiceInterfaceConfiguration serviceInterface);
+
+  /// The same, with the members of the interface.
   SPFConfigurationBuilder& addServiceInterfaceToServicePublisher(const std::string& servicePublisherID,
                                                                  std::string uniqueID, std::string name,
                                                                  boost::property_tree::ptree requestedProperties);

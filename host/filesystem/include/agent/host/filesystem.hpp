@@ -21,6 +21,7 @@ namespace agent::host::filesystem {
 template <class Char>
 class basic_path {
  public:
+  /// The text of a path.
   using string_type = std::basic_string<Char>;
 
   /// Constructs an empty path with the flag set.
@@ -35,7 +36,9 @@ class basic_path {
     return *this;
   }
 
+  /// Returns the path so far.
   const string_type& string() const noexcept { return pathname_; }
+  /// Returns the flag with which components are appended.
   bool flag() const noexcept { return flag_; }
 
  private:

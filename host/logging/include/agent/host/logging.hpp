@@ -19,6 +19,7 @@ namespace agent::host::logging {
 template <class Char>
 class basic_diagnostic_logger;
 
+/// The logger of narrow texts.
 template <>
 class basic_diagnostic_logger<char>
     : public boost::log::sources::severity_channel_logger_mt<std::uint32_t, std::string> {

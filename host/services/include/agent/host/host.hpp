@@ -29,7 +29,7 @@ struct HostOptions {
   /// (o+w) is set for the file, or for a folder on its path from `/` on, including the folders of symbolic links; the
   /// group's permissions do not matter. Above and outside of the installation root, a folder with the sticky bit is
   /// accepted, unless it contains the file itself. The Configuration Admin bundle, and a library that it needs from its
-  /// folder, are checked in the same way, before either is loaded. docs/overview.md lists what the check cannot
+  /// folder, are checked in the same way, before either is loaded. docs/guide-hosts.md lists what the check cannot
   /// prevent.
   bool permissionCheck = true;
 };

@@ -33,7 +33,8 @@ namespace agent::host::services {
 [[gnu::visibility("default")]] std::vector<cppmicroservices::Bundle> installAndStart(filesystem::path directory);
 
 /// Installs every bundle file of one directory, and starts those whose manifest matches the filter.
-/// \param filter  matched against the bundle's manifest headers
+/// \param directory  resolved against the host's installation root if it is relative
+/// \param filter     matched against the bundle's manifest headers
 /// \return first: the directory's bundles; second: those of them that match and were started
 /// The other overload's rules apply otherwise.
 [[gnu::visibility("default")]] std::pair<std::vector<cppmicroservices::Bundle>, std::vector<cppmicroservices::Bundle>>

@@ -13,6 +13,7 @@ struct DiscoveredAddress {
   std::string announcement;  ///< the ID of its announcement; empty for a fixed entry
 };
 
+/// Compares all members.
 inline bool operator==(const DiscoveredAddress& left, const DiscoveredAddress& right) {
   return left.address == right.address && left.key == right.key && left.announcement == right.announcement;
 }

@@ -11,8 +11,10 @@ namespace agent::spf::frameworkinterfaces {
 /// The state of one endpoint of a publisher. A discovery name with several addresses has one record for each of them,
 /// in their order; to be connected, one of them is enough.
 struct EndpointState {
+  /// Whether the endpoint is bound or connected.
   enum class Direction { bind, connect };
 
+  /// How far the endpoint has come.
   enum class Phase {
     unresolved,  ///< the discovery name or the host has no address so far; it is looked up again
     opening,     ///< no try has succeeded so far; it is tried again
@@ -21,11 +23,11 @@ struct EndpointState {
     refused      ///< an ErrorEvent has reported the reason; nothing is tried before the next revision
   };
 
-  std::string servicePublisherID;
-  std::uint32_t modificationCount;  ///< the publisher's current revision
-  Direction direction;
-  std::string endpoint;  ///< the configured value as text
-  Phase phase;
+  std::string servicePublisherID;               ///< the publisher's uniqueID
+  std::uint32_t modificationCount;              ///< the publisher's current revision
+  Direction direction;                          ///< whether it is bound or connected
+  std::string endpoint;                         ///< the configured value as text
+  Phase phase;                                  ///< how far it has come
   std::string address;                          ///< the one that the socket has got, or that is tried; may be empty
   std::uint32_t tries;                          ///< how many were begun, since the loss if the connection was lost
   std::string reason;                           ///< why it is not up, in the system's words; empty if unknown or up
@@ -46,6 +48,7 @@ struct EndpointState {
 /// and calls no listener.
 class [[gnu::visibility("default")]] EndpointStatus {
  public:
+  /// Identifies a listener until it is removed.
   using ListenerID = std::uint64_t;
 
   virtual ~EndpointStatus() = default;

@@ -18,18 +18,22 @@ class [[gnu::visibility("default")]] EventSink {
  public:
   /// A publisher, and the revision of its configuration that a report is about.
   struct Origin {
-    std::string servicePublisherID;
-    std::uint32_t modificationCount;
+    std::string servicePublisherID;   ///< the publisher's uniqueID
+    std::uint32_t modificationCount;  ///< the revision
   };
 
   virtual ~EventSink() = default;
 
   /// Reports that an endpoint is bound.
-  /// \param kept  whether it was already bound by an earlier revision
+  /// \param origin    the publisher and its revision
+  /// \param endpoint  as configured
+  /// \param kept      whether it was already bound by an earlier revision
   virtual void endpointBound(const Origin& origin, const cppmicroservices::Any& endpoint, bool kept) = 0;
 
   /// Reports that an endpoint is connected.
-  /// \param kept  whether it was already connected by an earlier revision
+  /// \param origin    the publisher and its revision
+  /// \param endpoint  as configured
+  /// \param kept      whether it was already connected by an earlier revision
   virtual void endpointConnected(const Origin& origin, const cppmicroservices::Any& endpoint, bool kept) = 0;
 
   /// Reports that all services of the publisher are published.
@@ -39,7 +43,8 @@ class [[gnu::visibility("default")]] EventSink {
   virtual void allServicesUnpublished(const Origin& origin) = 0;
 
   /// Reports that the publisher failed permanently with this revision.
-  /// \param error  the reason
+  /// \param origin  the publisher and its revision
+  /// \param error   the reason
   virtual void failed(const Origin& origin, std::exception_ptr error) = 0;
 };
 

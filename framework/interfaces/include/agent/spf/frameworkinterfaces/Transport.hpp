@@ -66,8 +66,9 @@ class [[gnu::visibility("default")]] EndpointListener {
   virtual void closed() = 0;
 
   /// Returns the answer to a peer's request. Called for bound endpoints only.
-  /// \param asker  the name of the key that the peer has proved, whatever the request says; empty if it has proved none
-  /// \throws anything; the text of a `std::exception` is sent to the peer
+  /// \param request  the request's text
+  /// \param asker    the name of the key that the peer has proved, whatever the request says; empty if it has proved
+  /// none \throws anything; the text of a `std::exception` is sent to the peer
   virtual std::string answer(const std::string& request, const std::string& asker) = 0;
 };
 
@@ -85,6 +86,7 @@ struct EndpointDescription {
 /// and its listener notified. Later calls throw `std::runtime_error`, except `close`, which then does nothing.
 class [[gnu::visibility("default")]] Transport {
  public:
+  /// Identifies an endpoint that was opened.
   using EndpointID = std::uint64_t;
 
   virtual ~Transport() = default;
@@ -106,6 +108,7 @@ class [[gnu::visibility("default")]] Transport {
   ///
   /// Must not be called from an EndpointListener: it would wait for its own thread.
   /// \param owner, name  those of the connected endpoint's description
+  /// \param request      the text that the peer gets
   /// \param timeout      how long to wait; with zero or less the answer has to be there at once
   /// \throws std::runtime_error naming owner and endpoint if there is no such connection, if the answer does not
   ///         arrive in time, if the endpoint is closed meanwhile, or with the peer's text if the peer refuses

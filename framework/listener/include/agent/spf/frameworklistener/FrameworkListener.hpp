@@ -15,24 +15,24 @@ struct FrameworkEvent {
   static constexpr std::uint32_t error = 1;     ///< an ErrorEvent
   static constexpr std::uint32_t endpoint = 2;  ///< an EndpointEvent
 
-  std::uint32_t kind;
+  std::uint32_t kind;  ///< one of those above; values that are not known here may be added
 };
 
 /// Reports that all services of one publisher were published or unpublished.
 struct ServicesEvent : FrameworkEvent {
-  static constexpr std::uint32_t allPublished = 0;
-  static constexpr std::uint32_t allUnpublished = 1;
+  static constexpr std::uint32_t allPublished = 0;    ///< all services are published
+  static constexpr std::uint32_t allUnpublished = 1;  ///< all services are unpublished
 
-  std::uint32_t change;
+  std::uint32_t change;             ///< one of those above
   std::string servicePublisherID;   ///< the publisher's uniqueID
   std::uint32_t modificationCount;  ///< the revision of the configuration that the event is about
 };
 
 /// Reports that a publisher failed permanently.
 struct ErrorEvent : FrameworkEvent {
-  std::exception_ptr error;
-  std::string servicePublisherID;
-  std::uint32_t modificationCount;
+  std::exception_ptr error;         ///< the reason
+  std::string servicePublisherID;   ///< the publisher's uniqueID
+  std::uint32_t modificationCount;  ///< the revision of the configuration that the event is about
 };
 
 /// Reports that an endpoint of a publisher is bound or connected.
@@ -42,10 +42,10 @@ struct EndpointEvent : FrameworkEvent {
   static constexpr std::uint32_t connected = 2;       ///< connected by this revision
   static constexpr std::uint32_t stillConnected = 3;  ///< connected by an earlier revision and kept
 
-  std::uint32_t change;
-  cppmicroservices::Any endpoint;  ///< as configured
-  std::string servicePublisherID;
-  std::uint32_t modificationCount;
+  std::uint32_t change;             ///< one of those above
+  cppmicroservices::Any endpoint;   ///< as configured
+  std::string servicePublisherID;   ///< the publisher's uniqueID
+  std::uint32_t modificationCount;  ///< the revision of the configuration that the event is about
 };
 
 /// A service that receives the events of the framework's configurations.

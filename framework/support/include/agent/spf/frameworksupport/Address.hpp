@@ -11,12 +11,12 @@ enum class Scheme { tcp, ipc, inproc };
 
 /// A parsed address of an endpoint.
 struct Address {
-  Scheme scheme = Scheme::tcp;
-  std::string text;        ///< as it was configured
-  std::string source;      ///< tcp: the source address of a connection, with the semicolon; usually empty
-  std::string where;       ///< tcp: the host, without brackets; ipc: the path; inproc: the name
-  bool bracketed = false;  ///< tcp: the host was given in brackets
-  std::uint16_t port = 0;  ///< tcp: 0 stands for any free port
+  Scheme scheme = Scheme::tcp;  ///< the transport
+  std::string text;             ///< as it was configured
+  std::string source;           ///< tcp: the source address of a connection, with the semicolon; usually empty
+  std::string where;            ///< tcp: the host, without brackets; ipc: the path; inproc: the name
+  bool bracketed = false;       ///< tcp: the host was given in brackets
+  std::uint16_t port = 0;       ///< tcp: 0 stands for any free port
 };
 
 /// Returns a text for a message: a NUL, which would truncate it, is replaced.
@@ -47,7 +47,7 @@ using HostBytes = std::array<std::uint8_t, 16>;
 
 /// The part of the machine that a bound address occupies.
 struct Place {
-  Scheme scheme;
+  Scheme scheme;                  ///< the transport
   std::optional<HostBytes> host;  ///< tcp; nothing if only ZeroMQ knows it
   std::uint16_t port = 0;         ///< tcp
   std::string name;               ///< ipc: the absolute path; inproc: the name

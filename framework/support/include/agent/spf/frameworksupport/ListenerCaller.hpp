@@ -18,7 +18,8 @@ template <class Listener>
 class ListenerCaller {
  public:
   /// Starts the thread.
-  /// \param call  the listener's member function
+  /// \param context  finds the listeners
+  /// \param call     the listener's member function
   ListenerCaller(cppmicroservices::BundleContext context, void (Listener::*call)())
       : calls_(std::make_shared<Calls>(std::move(context), call)) {}
 

@@ -12,8 +12,8 @@ constexpr auto expectedKeyName = "1 to 64 letters, digits, '.', '_' and '-', and
 
 /// An address and the name of the key that its peer has to prove.
 struct KeyedAddress {
-  std::string address;
-  std::string key;  ///< empty for none
+  std::string address;  ///< without the name
+  std::string key;      ///< empty for none
 };
 
 /// Splits an address to connect to: `tcp://<where>#<name>` has the name of a key, addresses of other schemes and texts

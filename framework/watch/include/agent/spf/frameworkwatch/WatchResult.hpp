@@ -7,8 +7,8 @@ namespace agent::spf::frameworkwatch {
 
 /// A publisher whose failure the framework reported.
 struct FailedPublisher {
-  std::string servicePublisherID;
-  std::string reason;  ///< the text of the framework's error
+  std::string servicePublisherID;  ///< the publisher's uniqueID
+  std::string reason;              ///< the text of the framework's error
 };
 
 /// What a wait of a PublisherWatch found at its end. Lists are in ascending order of the IDs.
