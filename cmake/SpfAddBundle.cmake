@@ -3,6 +3,9 @@
 #   MANIFEST <manifest.json>       its manifest; has to exist when CMake runs
 #   DIRECTORY <directory>          sub-directory of the bundle root that the bundle belongs to
 #   [OUTPUT_DIRECTORY <path>]      instead of DIRECTORY: any folder, for bundles that are not installed
+#   [INSTALL_DESTINATION <folder>] installs the bundle there, below the prefix; a host finds it in
+#                                  ${SPF_BUNDLE_ROOT}/<directory>
+#   [COMPONENT <name>]             the component that it is installed with
 #   [SOURCES <file>...]            the code; without it the bundle is a zip archive that holds data only
 #   [LINK_LIBRARIES <target>...])  what the code links, besides CppMicroServices
 #
@@ -17,7 +20,7 @@ if(NOT SPF_BUNDLE_ROOT)
 endif()
 
 function(spf_add_bundle target)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOLIC_NAME;MANIFEST;DIRECTORY;OUTPUT_DIRECTORY" "SOURCES;LINK_LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SYMBOLIC_NAME;MANIFEST;DIRECTORY;OUTPUT_DIRECTORY;INSTALL_DESTINATION;COMPONENT" "SOURCES;LINK_LIBRARIES")
   if(arg_UNPARSED_ARGUMENTS)
     message(FATAL_ERROR "spf_add_bundle(${target}): unknown arguments '${arg_UNPARSED_ARGUMENTS}'")
   endif()
@@ -70,6 +73,9 @@ function(spf_add_bundle target)
     target_compile_features(${target} PRIVATE cxx_std_17)
     target_compile_definitions(${target} PRIVATE US_BUNDLE_NAME=${arg_SYMBOLIC_NAME})
     target_link_libraries(${target} PRIVATE spf::cppmicroservices ${arg_LINK_LIBRARIES})
+    if(SPF_STRIP)
+      target_link_options(${target} PRIVATE LINKER:--strip-all)
+    endif()
     # Not in the installed package: the flags of other people's bundles are their own.
     if(COMMAND spf_harden)
       spf_harden(${target})
@@ -103,8 +109,17 @@ function(spf_add_bundle target)
   if(arg_DIRECTORY)
     set_property(GLOBAL APPEND PROPERTY SPF_BUNDLES ${target})
   endif()
-  if(arg_DIRECTORY AND SPF_INSTALL)
-    install(FILES "${file}" DESTINATION "${SPF_BUNDLE_ROOT}/${arg_DIRECTORY}"
+  # Bundles of the project itself belong to its tree.
+  if(NOT arg_INSTALL_DESTINATION AND arg_DIRECTORY AND SPF_INSTALL)
+    set(arg_INSTALL_DESTINATION "${SPF_INSTALL_BUNDLE_ROOT}/${arg_DIRECTORY}")
+    set(arg_COMPONENT bundles)
+  endif()
+  if(arg_INSTALL_DESTINATION)
+    set(component)
+    if(arg_COMPONENT)
+      set(component COMPONENT "${arg_COMPONENT}")
+    endif()
+    install(FILES "${file}" DESTINATION "${arg_INSTALL_DESTINATION}" ${component}
             PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
   endif()
 endfunction()

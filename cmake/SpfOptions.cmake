@@ -16,6 +16,9 @@ option(SPF_BUILD_FUZZERS "Build the fuzzers of what reads foreign bytes (needs c
 option(SPF_INSTALL "Add install rules and the CMake package" ${PROJECT_IS_TOP_LEVEL})
 set(SPF_SYSTEMD_UNIT_DIR lib/systemd/system CACHE STRING
     "Where the unit of spfctl for systemd is installed: absolute, or below the prefix")
+set(SPF_INSTALL_ROOT "" CACHE STRING
+    "Folder below the prefix that the installed tree lies in, without its headers, as packages of a distribution want it")
+option(SPF_STRIP "Link bundles without their symbols, since they cannot be stripped once they are built" OFF)
 option(SPF_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(SPF_PRECOMPILE_HEADERS "Precompile the headers that most files read" ${PROJECT_IS_TOP_LEVEL})
 set(SPF_SANITIZE "" CACHE STRING "Sanitizers to compile everything with, as in -fsanitize=<value>")
