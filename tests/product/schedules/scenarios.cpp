@@ -301,6 +301,18 @@ void destructionAgainstEvents(Play& play) {
   play.requireWithdrawnOnce();
 }
 
+// The same, but for the connection, without which no callback runs that would keep the listener.
+void destructionBeforeCompletion(Play& play) {
+  auto sut = built(publisher("p", {text("c")}, {text("b")}));
+  Threads threads;
+  threads.start([&] { play.framework.sendBound("p", 1, text("b")); });
+  threads.start([&] { play.framework.sendPublished("p", 1); });
+  sut.reset();
+  require(play.framework.listeners() == 0, "a configuration that is gone still listens");
+  threads.join();
+  play.requireWithdrawnOnce();
+}
+
 // The old incarnation's publisher goes on to report, with its count, while the configuration is modified.
 void modificationAgainstOldEvents(Play& play) {
   bool bound = false;
@@ -407,6 +419,7 @@ const std::vector<Scenario>& scenarios() {
       scenario("RemovalAgainstCompletion", removalAgainstCompletion),
       scenario("RemovalAgainstReports", removalAgainstReports),
       scenario("DestructionAgainstEvents", destructionAgainstEvents),
+      scenario("DestructionBeforeCompletion", destructionBeforeCompletion),
       scenario("ModificationAgainstOldEvents", modificationAgainstOldEvents),
       scenario("WatchFollowsPublishers", watchFollowsPublishers),
       scenario("WatchEndsDuringEvents", watchEndsDuringEvents),
