@@ -4,10 +4,22 @@
 
 namespace spf::test::schedules {
 
-Choices::Choices(std::uint64_t seed) : state_(seed * 0x9e3779b97f4a7c15ULL), kind_(static_cast<Kind>(seed % 3)) {
+namespace {
+
+constexpr std::uint64_t decisionsAtOneSpeed = 20;
+
+// From 1 to 32.
+std::uint64_t speedOf(std::uint64_t priority) {
+  return std::uint64_t{1} << (priority % 6);
+}
+
+}  // namespace
+
+Choices::Choices(std::uint64_t seed)
+    : state_(seed * 0x9e3779b97f4a7c15ULL), kind_(static_cast<Kind>(seed % 3)), quietQuarters_(below(4)) {
   const auto span = decisionsWithChanges >> below(4);
-  for (auto& point : changePoints_) {
-    point = below(span);
+  for (auto changes = 1 + below(mostChanges); changes > 0; --changes) {
+    changePoints_.push_back(below(span));
   }
 }
 
@@ -20,21 +32,42 @@ std::uint64_t Choices::below(std::uint64_t limit) {
   return (mixed ^ (mixed >> 31U)) % limit;
 }
 
-std::size_t Choices::choose(const std::vector<std::uint64_t*>& priorities, std::size_t last) {
+std::size_t Choices::choose(const std::vector<std::uint64_t*>& priorities, std::uint64_t& last) {
+  if (priorities.size() == 1) {
+    return 0;
+  }
   const auto decision = decisions_++;
   if (kind_ == Kind::priorities) {
-    const auto* const change = std::find(changePoints_, changePoints_ + changes, decision);
-    if (change != changePoints_ + changes && last < priorities.size()) {
-      *priorities[last] = static_cast<std::uint64_t>(change - changePoints_);
+    const auto change = std::find(changePoints_.begin(), changePoints_.end(), decision);
+    if (change != changePoints_.end()) {
+      last = static_cast<std::uint64_t>(change - changePoints_.begin());
     }
     const auto highest = std::max_element(priorities.begin(), priorities.end(),
                                           [](const auto* left, const auto* right) { return *left < *right; });
     return static_cast<std::size_t>(highest - priorities.begin());
   }
-  if (kind_ == Kind::fewSwitches && last < priorities.size() && below(4) != 0) {
-    return last;
+  if (below(decisionsAtOneSpeed) == 0) {
+    last = newPriority();
   }
-  return below(priorities.size());
+  const auto same = std::find(priorities.begin(), priorities.end(), &last);
+  if (kind_ == Kind::fewSwitches && same != priorities.end() && below(4) != 0) {
+    return static_cast<std::size_t>(same - priorities.begin());
+  }
+  return atRandomSpeed(priorities);
+}
+
+std::size_t Choices::atRandomSpeed(const std::vector<std::uint64_t*>& priorities) {
+  std::uint64_t sum = 0;
+  for (const auto* const priority : priorities) {
+    sum += speedOf(*priority);
+  }
+  auto drawn = below(sum);
+  std::size_t chosen = 0;
+  while (drawn >= speedOf(*priorities[chosen])) {
+    drawn -= speedOf(*priorities[chosen]);
+    ++chosen;
+  }
+  return chosen;
 }
 
 }  // namespace spf::test::schedules

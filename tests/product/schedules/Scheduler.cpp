@@ -36,6 +36,7 @@ struct Inside {
 struct Scheduler::Object {
   char kind = ' ';
   int number = 0;
+  bool isQuiet = false;
   Thread* owner = nullptr;
   int depth = 0;
   int readers = 0;
@@ -140,6 +141,7 @@ Scheduler::Object& Scheduler::find(const void* object, char kind) {
   if (found.number == 0) {
     found.kind = kind;
     found.number = ++numbers_[kind];
+    found.isQuiet = choices_.isNewObjectQuiet();
   }
   return found;
 }
@@ -180,21 +182,21 @@ void Scheduler::free(Object& object) {
   }
 }
 
+void Scheduler::count() {
+  if (++trace_.decisions > longestSchedule) {
+    fail("the schedule does not end");
+  }
+}
+
 // Time-outs are decisions of their own: they make a thread ready, and another decision follows.
 Scheduler::Thread& Scheduler::chooseNext(Thread& last) {
   for (;;) {
-    if (++trace_.decisions > longestSchedule) {
-      fail("the schedule does not end");
-    }
+    count();
     std::vector<Thread*> ready;
     std::vector<Thread*> expiring;
     std::vector<std::uint64_t*> priorities;
-    auto indexOfLast = threads_.size();
     for (auto& thread : threads_) {
       if (canGoOn(thread)) {
-        if (&thread == &last) {
-          indexOfLast = ready.size();
-        }
         ready.push_back(&thread);
         priorities.push_back(&thread.priority);
       } else if (thread.state == State::waiting && thread.deadline != never) {
@@ -207,7 +209,7 @@ Scheduler::Thread& Scheduler::chooseNext(Thread& last) {
     if (ready.empty() || (!expiring.empty() && choices_.below(timeOutsAreRare) == 0)) {
       expire(*expiring[choices_.below(expiring.size())]);
     } else {
-      return *ready[choices_.choose(priorities, indexOfLast)];
+      return *ready[choices_.choose(priorities, last.priority)];
     }
   }
 }
@@ -232,6 +234,11 @@ void Scheduler::switchFrom(Thread& thread) {
   thread.state = State::ready;
 }
 
+void Scheduler::check(const void* object, char kind) {
+  const Inside inside;
+  find(object, kind);
+}
+
 void Scheduler::acquire(const void* object, char kind, Access access, bool recursive) {
   const Inside inside;
   auto& found = find(object, kind);
@@ -239,11 +246,15 @@ void Scheduler::acquire(const void* object, char kind, Access access, bool recur
     ++found.depth;
     return;
   }
-  self->state = State::locking;
-  self->object = &found;
-  self->access = access;
-  switchFrom(*self);
-  find(object, kind);  // may have been released meanwhile
+  if (found.isQuiet && isFree(found, access)) {
+    count();
+  } else {
+    self->state = State::locking;
+    self->object = &found;
+    self->access = access;
+    switchFrom(*self);
+    find(object, kind);  // may have been released meanwhile
+  }
   take(found, access);
   trace_.add("t%d %s %c%d", self->number, access == Access::shared ? "shares" : "locks", found.kind, found.number);
 }
@@ -263,7 +274,9 @@ void Scheduler::release(const void* object, char kind) {
   auto& found = find(object, kind);
   free(found);
   trace_.add("t%d unlocks %c%d", self->number, found.kind, found.number);
-  switchFrom(*self);
+  if (!found.isQuiet) {
+    switchFrom(*self);
+  }
 }
 
 void Scheduler::decide(const char* operation, const void* object, char kind) {

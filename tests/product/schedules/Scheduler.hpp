@@ -23,6 +23,9 @@ namespace spf::test::schedules {
 /// and whether a wait with a time-out ends now. Time is virtual, and passes only when a wait times out. Reads and
 /// writes of atomic objects are no decisions.
 ///
+/// In some schedules, a part of the mutexes is quiet: locking a free one and unlocking it are no decisions there. Most
+/// mutexes are the runtime's, and so what matters in a schedule comes closer together.
+///
 /// Every mutex counts, also those inside of the runtime and of Boost.Log: a thread that is stopped while it holds one
 /// must not block the process. What the C library locks inside of itself, and the memory allocator, is never held at a
 /// decision. The C library runs the destructors of thread-local objects after a thread has left; these pass through.
@@ -47,7 +50,10 @@ class Scheduler {
   /// Ends the process, with the trace and this text.
   [[noreturn]] void fail(const char* text);
 
-  /// Decide, and continue when the object is free. The caller then locks it for real, which does not block.
+  /// Fails if the object is in memory that was released.
+  void check(const void* object, char kind);
+
+  /// Decides, and continues when the object is free. The caller then locks it for real, which does not block.
   void acquire(const void* object, char kind, Access access, bool recursive = false);
   /// Notes a lock that was tried without waiting, and had been decided about with `decide`.
   void acquired(const void* object, char kind, Access access);
@@ -85,6 +91,7 @@ class Scheduler {
 
   Object& find(const void* object, char kind);
   void switchFrom(Thread& thread);
+  void count();
   Thread& chooseNext(Thread& last);
   void expire(Thread& thread);
   static bool canGoOn(const Thread& thread);

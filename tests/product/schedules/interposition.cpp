@@ -77,6 +77,7 @@ extern "C" {
 
 EXPORTED int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept {
   if (auto* const scheduler = Scheduler::ofThisThread()) {
+    scheduler->check(mutex, 'm');
     scheduler->acquire(mutex, 'm', Access::exclusive, isRecursive(mutex));
   }
   return next(realLock, "pthread_mutex_lock")(mutex);
