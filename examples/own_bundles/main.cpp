@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
   }
   const agent::host::services::Host host;
   agent::host::filesystem::path folder;
-  // Directories are relative to the root; only letters of ASCII become wide ones in every locale.
+  // Relative to the root, since only letters of ASCII become wide ones in every locale.
   folder.append(std::filesystem::relative(argv[1], host.installationRoot()).wstring());
   for (const auto& bundle : agent::host::services::installAndStart(folder)) {
     std::cout << bundle.GetSymbolicName() << " is installed" << std::endl;

@@ -71,6 +71,12 @@ TEST_F(InstallAndStart, InstallsBundleFilesInTheOrderOfTheirNames) {
   }
 }
 
+TEST_F(InstallAndStart, TakesDirectoriesOfAnyLetters) {
+  tree.add("bin/m\u00e4rz \u65e5", BUNDLE_ALPHA);
+  EXPECT_THAT(names(installAndStart(path(L"bin/m\u00e4rz \u65e5"))), ElementsAre("hosttest_alpha"));
+  EXPECT_THROW(installAndStart(path(std::wstring(1, static_cast<wchar_t>(0xd800)))), std::runtime_error);
+}
+
 TEST_F(InstallAndStart, IgnoresWhatIsNoBundleFile) {
   tree.add("bin", BUNDLE_ALPHA);
   tree.addAs("bin", BUNDLE_BETA, "beta.txt");

@@ -1,5 +1,7 @@
 #include "agent/host/services.hpp"
 
+#include <boost/locale/encoding_utf.hpp>
+
 #include "HostProcess.hpp"
 #include "HostSlot.hpp"
 
@@ -7,8 +9,9 @@ namespace agent::host::services {
 
 namespace {
 
+// The standard library converts by the locale of the process, which is ASCII unless the program sets another one.
 std::filesystem::path resolve(const HostProcess& process, const filesystem::path& directory) {
-  return process.root() / std::filesystem::path(directory.string());
+  return process.root() / boost::locale::conv::utf_to_utf<char>(directory.string(), boost::locale::conv::stop);
 }
 
 }  // namespace
