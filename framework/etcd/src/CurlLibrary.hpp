@@ -16,6 +16,9 @@ class CurlLibrary {
   /// \throws std::runtime_error with the loader's reason
   explicit CurlLibrary(const char* file);
 
+  CurlLibrary(const CurlLibrary&) = delete;
+  CurlLibrary& operator=(const CurlLibrary&) = delete;
+
   /// Returns the functions of the library that this code was compiled for.
   /// \throws std::runtime_error as the constructor does; a later call tries again
   static const CurlLibrary& instance();

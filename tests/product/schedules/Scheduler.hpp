@@ -63,8 +63,10 @@ class Scheduler {
   void decide(const char* operation, const void* object, char kind);
 
   /// Puts the caller among the waiting threads of the condition, frees the mutex, and continues when the caller was
-  /// notified or its time is up, and the mutex is free, which then is the caller's. Call `decide` before. \param
-  /// deadline  in nanoseconds of the virtual time; `never` without one \return whether the time is up
+  /// notified or its time is up, and the mutex is free, which then is the caller's. Call `decide` before.
+  ///
+  /// \param deadline  in nanoseconds of the virtual time; `never` without one
+  /// \return whether the time is up
   bool wait(const void* condition, const void* mutex, std::int64_t deadline);
   void notify(const void* condition, bool all);
 
