@@ -47,8 +47,9 @@ class [[gnu::visibility("default")]] EndpointListener {
   }
 
   /// Reports that handshakes of peers were refused, which are not let in. For bound endpoints only, and rarely: one
-  /// call may stand for several handshakes. \param count   how many were refused since the transport first opened the
-  /// endpoint, also if its socket was opened
+  /// call may stand for several handshakes.
+  ///
+  /// \param count   how many were refused since the transport first opened the endpoint, also if its socket was opened
   ///                anew meanwhile. A peer that tries again counts again. A connecting transport may greet a peer
   ///                whose handshake has just failed, to learn how it speaks, and that may count as one more.
   /// \param reason  why the last one was: "key unknown", "no encryption" or "handshake failed"
@@ -66,9 +67,10 @@ class [[gnu::visibility("default")]] EndpointListener {
   virtual void closed() = 0;
 
   /// Returns the answer to a peer's request. Called for bound endpoints only.
+  ///
   /// \param request  the request's text
-  /// \param asker    the name of the key that the peer has proved, whatever the request says; empty if it has proved
-  /// none \throws anything; the text of a `std::exception` is sent to the peer
+  /// \param asker    the name of the key that the peer has proved, whatever the request says; empty if there is none
+  /// \throws anything; the text of a `std::exception` is sent to the peer
   virtual std::string answer(const std::string& request, const std::string& asker) = 0;
 };
 
