@@ -8,3 +8,10 @@ list(APPEND SPF_FILE_SOURCES
   "${tool}/events/readRecording.cpp" "${tool}/events/recordedEvent.cpp")
 set(SPF_FILE_LIBRARIES
   spf::frameworksetup spf::frameworklistener spf::frameworksupport spf_encoding nlohmann_json::nlohmann_json)
+
+# What ControlTarget.cpp needs besides: what answers requests.
+set(SPF_CONTROL_SOURCES
+  "${tool}/commands/Asking.cpp" "${tool}/control/ChangeRequests.cpp" "${tool}/control/HostControl.cpp"
+  "${tool}/control/handleLine.cpp" "${tool}/control/statusJson.cpp" "${tool}/events/EventLog.cpp"
+  "${tool}/events/EventRecorder.cpp")
+set(SPF_CONTROL_LIBRARIES spf::frameworkinterfaces spf::host_services)

@@ -15,7 +15,7 @@
 #include "agent/spf/frameworksupport/startThread.hpp"
 #include "control/ControlError.hpp"
 #include "control/answers.hpp"
-#include "control/protocol.hpp"
+#include "control/handleLine.hpp"
 
 namespace spfctl {
 
@@ -32,9 +32,6 @@ constexpr std::chrono::seconds farewell{1};
 // After an error of accepting, such as too many open files.
 constexpr std::chrono::milliseconds retryInterval{100};
 
-// No request is nested so deeply; deeper values are dropped, so that a short text cannot take much memory.
-constexpr int deepest = 16;
-
 bool mayConnect(ClientConnection::Socket& client) {
   ucred peer{};
   socklen_t size = sizeof peer;
@@ -50,19 +47,6 @@ ordered_json ending() {
 template <class Socket>
 void closeOnExec(Socket& socket) {
   fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
-}
-
-std::string whyUnusable(const json& request) {
-  if (!request.is_object()) {
-    return "a request that is no JSON object";
-  }
-  const auto version = request.find("version");
-  if (version == request.end() || *version != protocol::version) {
-    return "version " + (version == request.end() ? std::string("missing") : version->dump()) + "; expected " +
-           std::to_string(protocol::version);
-  }
-  const auto name = request.find("request");
-  return name == request.end() || !name->is_string() ? "no 'request'; expected a text" : "";
 }
 
 }  // namespace
@@ -201,22 +185,8 @@ void ClientAcceptor::endOneThatSendsNothing() {
 }
 
 void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply>& reply) const {
-  try {
-    const auto request = json::parse(
-        line, [](int depth, json::parse_event_t, json&) { return depth < deepest; }, false);
-    const auto reason = request.is_discarded() ? "a request that is no JSON" : whyUnusable(request);
-    if (!reason.empty()) {
-      reply->finish(failure(ExitCode::wrongUsage, reason));
-    } else if (isStopping_) {
-      reply->finish(ending());
-    } else {
-      handler_(request, reply);
-    }
-  } catch (const std::invalid_argument& error) {
-    reply->finish(failure(ExitCode::wrongUsage, error.what()));
-  } catch (const std::exception& error) {
-    reply->finish(failure(ExitCode::failedAtRunTime, error.what()));
-  }
+  const auto end = [](const json&, const std::shared_ptr<Reply>& late) { late->finish(ending()); };
+  handleLine(line, isStopping_ ? ControlServer::Handler(end) : handler_, reply);
 }
 
 void ClientAcceptor::stop() {
