@@ -15,9 +15,9 @@
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/FrameworkEvent.h>
 
+#include "FailingAllocations.hpp"
 #include "FlakyConfigurationAdmin.hpp"
 #include "Life.hpp"
-#include "Memory.hpp"
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 

@@ -9,7 +9,7 @@
 
 #include <cppmicroservices/Framework.h>
 
-#include "Memory.hpp"
+#include "FailingAllocations.hpp"
 #include "Violation.hpp"
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"

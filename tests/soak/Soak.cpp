@@ -15,11 +15,12 @@
 #include <cppmicroservices/Framework.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 
-#include "Memory.hpp"
+#include "FailingAllocations.hpp"
 #include "Violation.hpp"
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
+#include "framework/memory/LiveAllocations.hpp"
 #include "framework/support/Resources.hpp"
 #include "spf/test/Gate.hpp"
 
@@ -50,7 +51,7 @@ long threads() {
 }
 
 Holdings holdings() {
-  return {frameworktest::openDescriptors(), threads(), liveAllocations(),
+  return {frameworktest::openDescriptors(), threads(), frameworktest::liveAllocations(),
           static_cast<long>(frameworktest::residentMemory())};
 }
 

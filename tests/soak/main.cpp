@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include "FailingAllocations.hpp"
 #include "Soak.hpp"
 #include "Violation.hpp"
 
@@ -66,6 +67,7 @@ int run(const Limits& limits, std::uint32_t seed) {
 int main(int count, char** arguments) {
   std::signal(SIGALRM, hangs);
   std::signal(SIGXFSZ, SIG_IGN);
+  spf::soak::FailingAllocations::prepare();
   try {
     Limits limits;
     int next = 1;

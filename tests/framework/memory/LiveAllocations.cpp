@@ -11,8 +11,17 @@ namespace {
 
 std::atomic<long> live{0};
 
+bool never() noexcept {
+  return false;
+}
+
+bool (*fails)() noexcept = never;
+
 /// Returns null if there is no memory.
 void* tryToAllocate(std::size_t size) noexcept {
+  if (fails()) {
+    return nullptr;
+  }
   void* const memory = std::malloc(size == 0 ? 1 : size);
   live += memory != nullptr ? 1 : 0;
   return memory;
@@ -36,6 +45,10 @@ void release(void* memory) noexcept {
 
 long liveAllocations() {
   return live;
+}
+
+void letAllocationsFail(bool (*decision)() noexcept) {
+  fails = decision;
 }
 
 }  // namespace frameworktest

@@ -6,4 +6,8 @@ namespace frameworktest {
 /// operator itself.
 long liveAllocations();
 
+/// Lets allocations fail from now on. Not synchronised: call it before there are threads.
+/// \param fails  decides about each allocation, on the thread that makes it
+void letAllocationsFail(bool (*fails)() noexcept);
+
 }  // namespace frameworktest

@@ -104,7 +104,7 @@ void ServiceRegistry::takeBack(const Record& record) noexcept {
   try {
     unregister(record);
   } catch (...) {
-    // The service has gone; those who were to hear of it have not all heard.
+    // The service has gone, though not every listener has been told.
   }
 }
 

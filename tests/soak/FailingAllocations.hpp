@@ -2,18 +2,18 @@
 
 namespace spf::soak {
 
-/// Returns how many allocations of `operator new` live in this process, on all threads. The executable defines that
-/// operator itself.
-long liveAllocations();
-
 /// While it lives, one allocation of its thread that may fail does so, and then each that follows at the same distance.
 class FailingAllocations {
  public:
+  /// Is in vain unless the process has called `prepare`.
   /// \param distance  from the construction to the first one that fails, and from one to the next
   explicit FailingAllocations(int distance);
   ~FailingAllocations();
   FailingAllocations(const FailingAllocations&) = delete;
   FailingAllocations& operator=(const FailingAllocations&) = delete;
+
+  /// Lets allocations of this process fail where an object says so. Call it before there are threads.
+  static void prepare();
 
   /// While one lives, allocations of its thread may fail; those of the test itself may not.
   class Scope {
