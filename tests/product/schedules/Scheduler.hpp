@@ -24,7 +24,7 @@ namespace spf::test::schedules {
 /// writes of atomic objects are no decisions.
 ///
 /// In some schedules, a part of the mutexes is quiet: locking a free one and unlocking it are no decisions there. Most
-/// mutexes are the runtime's, and so what matters in a schedule comes closer together.
+/// mutexes are the runtime's; without decisions there, those about the library's own follow one another more closely.
 ///
 /// Every mutex counts, also those inside of the runtime and of Boost.Log: a thread that is stopped while it holds one
 /// must not block the process. What the C library locks inside of itself, and the memory allocator, is never held at a

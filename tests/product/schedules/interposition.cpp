@@ -210,7 +210,7 @@ EXPORTED int pthread_once(pthread_once_t* once, void (*routine)()) {
   return result;
 }
 
-// Guards of static objects inside of functions: a thread that comes while another one makes the object waits for it.
+// Guards of static objects inside of functions: while one thread constructs the object, other threads wait for it.
 EXPORTED int __cxa_guard_acquire(std::int64_t* guard) {
   static int (*real)(std::int64_t*);
   auto* const scheduler = Scheduler::ofThisThread();
