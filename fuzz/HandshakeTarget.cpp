@@ -1,32 +1,21 @@
 #include <algorithm>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Target.hpp"
+#include "TrustedPeers.hpp"
 #include "judgeHandshake.hpp"
 
 // The input is a request to judge a handshake: frames, each of them a byte with its length and so many bytes.
 
 namespace {
 
-using agent::spf::security::KeyBytes;
-using agent::spf::security::PublicKey;
 using agent::spf::security::TrustedKeys;
+using spf::fuzz::expectedUser;
 using spf::fuzz::require;
+using spf::fuzz::trustedKeys;
 using spf::zeromq::judgeHandshake;
 using spf::zeromq::Judgement;
-
-KeyBytes keyOf(char letter) {
-  KeyBytes key{};
-  key.fill(static_cast<unsigned char>(letter));
-  return key;
-}
-
-/// Two keys that are trusted. A fuzzer finds their letters in the corpus.
-TrustedKeys trustedKeys() {
-  return {{{"alice", PublicKey(keyOf('a'))}, {"bob", PublicKey(keyOf('b'))}}, {}, {}};
-}
 
 std::vector<std::string> framesIn(const std::uint8_t* data, std::size_t size) {
   std::vector<std::string> frames;
@@ -37,22 +26,6 @@ std::vector<std::string> framesIn(const std::uint8_t* data, std::size_t size) {
     size -= 1 + length;
   }
   return frames;
-}
-
-/// Returns whose name the peer is to get; empty if it is to be refused. Compares with complete requests, so that it has
-/// nothing in common with what is tested.
-std::string expectedUser(const std::vector<std::string>& request) {
-  if (request.size() != 7) {
-    return "";
-  }
-  for (const auto& [name, letter] : {std::make_pair("alice", 'a'), std::make_pair("bob", 'b')}) {
-    const std::vector<std::string> good = {
-        "1.0", request[1], request[2], request[3], request[4], "CURVE", std::string(32, letter)};
-    if (request == good) {
-      return name;
-    }
-  }
-  return "";
 }
 
 void checkReply(const Judgement& judgement, const std::vector<std::string>& request) {
