@@ -56,19 +56,48 @@ set(CPACK_COMPONENT_TOOLS_DESCRIPTION "command line host of the SPF service fram
  Checks, shows and publishes configuration files, asks and changes running
  hosts, and makes keys. A unit of systemd runs hosts as services.")
 
-# dpkg asks for the libraries' package on behalf of whatever is linked with them. CPack's own file would name the
-# bundle Configuration Admin too.
-set(shlibs "${PROJECT_BINARY_DIR}/install/shlibs")
-set(lines "")
+# dpkg asks for the libraries' package on behalf of whatever is linked with them: by the symbols that it uses, or, for tools
+# that know no symbols, by the library. CPack's own file would name the bundle Configuration Admin too. What
+# libspf_frameworksetup.so exports is fixed, so what uses it needs the version that cmake/frameworksetup.symbols names. What
+# uses the others needs the version that it was built with.
+set(shlibs_lines "")
+set(symbols_lines "")
+set(symbols_libraries "")
 foreach(target IN LISTS SPF_SHARED_LIBRARIES)
   get_target_property(name ${target} OUTPUT_NAME)
   if(NOT name)
     set(name ${target})
   endif()
-  string(APPEND lines "lib${name} ${PROJECT_VERSION_MAJOR} ${library_package} (>= ${PROJECT_VERSION})\n")
+  string(APPEND shlibs_lines "lib${name} ${PROJECT_VERSION_MAJOR} ${library_package} (>= ${PROJECT_VERSION})\n")
+  string(APPEND symbols_lines "lib${name}.so.${PROJECT_VERSION_MAJOR} ${library_package} #MINVER#\n")
+  if(target STREQUAL "spf_frameworksetup")
+    file(READ cmake/frameworksetup.symbols symbols)
+    string(APPEND symbols_lines "${symbols}")
+  else()
+    string(APPEND symbols_lines " (regex)\"@Base$\" ${PROJECT_VERSION}\n")
+  endif()
+  list(APPEND symbols_libraries "-e$<TARGET_FILE:${target}>")
 endforeach()
-file(WRITE "${shlibs}" "${lines}")
+set(shlibs "${PROJECT_BINARY_DIR}/install/shlibs")
+file(WRITE "${shlibs}" "${shlibs_lines}")
 set(CPACK_DEBIAN_LIBRARIES_PACKAGE_CONTROL_EXTRA "${shlibs}")
+
+find_program(SPF_DPKG_GENSYMBOLS dpkg-gensymbols)
+mark_as_advanced(SPF_DPKG_GENSYMBOLS)
+if(SPF_DPKG_GENSYMBOLS)
+  set(symbols "${PROJECT_BINARY_DIR}/install/symbols")
+  file(CONFIGURE OUTPUT "${symbols}.template" CONTENT "${symbols_lines}" @ONLY)
+  # Fails if a symbol is missing, or is new and not listed.
+  add_custom_command(OUTPUT "${symbols}"
+    COMMAND ${SPF_DPKG_GENSYMBOLS} -q -c4 "-p${library_package}" "-v${package_version}" "-I${symbols}.template"
+            "-O${symbols}" ${symbols_libraries}
+    DEPENDS "${symbols}.template" ${SPF_SHARED_LIBRARIES}
+    WORKING_DIRECTORY "${PROJECT_BINARY_DIR}/install"
+    COMMENT "Listing the libraries' symbols for dpkg"
+    VERBATIM)
+  add_custom_target(spf_symbols ALL DEPENDS "${symbols}")
+  list(APPEND CPACK_DEBIAN_LIBRARIES_PACKAGE_CONTROL_EXTRA "${symbols}")
+endif()
 
 # Every package has the copyright, the change log and its own exceptions from the rules that lintian checks.
 file(STRINGS CHANGELOG.md releases REGEX "^## \\[?[0-9]+\\.[0-9]+\\.[0-9]+\\]? - [0-9-]+$" LIMIT_COUNT 1)
