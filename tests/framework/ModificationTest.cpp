@@ -7,6 +7,7 @@
 #include "agent/spf/frameworkinterfaces/EndpointStatus.hpp"
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 #include "agent/spf/frameworkwatch/PublisherWatch.hpp"
+#include "spf/test/localHostIsKnown.hpp"
 #include "support/ForeignPeer.hpp"
 #include "support/RecordingTransport.hpp"
 #include "support/RunningFramework.hpp"
@@ -278,6 +279,12 @@ void PrintTo(const Spellings& spellings, std::ostream* out) {
 /// An address that is closed and used anew, in turn under two spellings.
 class AnAddressUsedAnew : public testing::TestWithParam<Spellings> {
  protected:
+  void SetUp() override {
+    if (second.find("localhost") != std::string::npos && !spf::test::localHostIsKnown()) {
+      GTEST_SKIP() << spf::test::localHostIsUnknown;
+    }
+  }
+
   /// Replaces the placeholders of a free port and of a folder for local sockets.
   std::string fill(std::string text) const {
     for (const auto& [placeholder, value] :

@@ -7,6 +7,7 @@
 
 #include <sys/syscall.h>
 #include <unistd.h>
+#include "spf/test/localHostIsKnown.hpp"
 #include "support/TestListener.hpp"
 
 namespace {
@@ -42,6 +43,9 @@ bool isBlocked(int thread, int signal) {
 class Signals : public frameworktest::TransportFixture {};
 
 TEST_F(Signals, AreBlockedByEveryThreadOfTheFramework) {
+  if (!spf::test::localHostIsKnown()) {
+    GTEST_SKIP() << spf::test::localHostIsUnknown;
+  }
   const char* const names[] = {"spf_zeromq_transport", "spf_controller", "spf_publishers"};
   for (const auto* name : names) {
     framework.bundle(name).Stop();

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include "spf/test/localHostIsKnown.hpp"
 #include "support/TestListener.hpp"
 
 namespace {
@@ -125,6 +126,9 @@ TEST_F(AnAddress, WaitsForAPathThatIsBeingFreedUnderAnotherSpelling) {
 }
 
 TEST_F(AnAddress, MayNameTheLocalHost) {
+  if (!spf::test::localHostIsKnown()) {
+    GTEST_SKIP() << spf::test::localHostIsUnknown;
+  }
   const std::string port = freePort();
   const std::string where = "tcp://localhost:" + port;
   const auto id = bound(where, server);

@@ -12,6 +12,7 @@
 #include "agent/spf/frameworksetup/SPFConfigurationBuilder.hpp"
 #include "agent/spf/frameworkwatch/PublisherWatch.hpp"
 #include "spf/test/Gate.hpp"
+#include "spf/test/localHostIsKnown.hpp"
 #include "support/RunningFramework.hpp"
 #include "support/StatusWatch.hpp"
 #include "support/TemporaryFolder.hpp"
@@ -106,7 +107,8 @@ class Rounds : public testing::Test {
       {first},
       {freeAddress()},
       {freeAddress()},
-      {"tcp://127.0.0.1:" + port, "tcp://*:" + port, "tcp://localhost:" + port},
+      {"tcp://127.0.0.1:" + port, "tcp://*:" + port,
+       (spf::test::localHostIsKnown() ? "tcp://localhost:" : "tcp://lo:") + port},
       {"ipc://" + folder.path() + "/x", "ipc://" + folder.path() + "/./x"},
       {"inproc://rounds"}};
   std::mt19937 random{20261122};
