@@ -27,7 +27,7 @@ using Frames = std::vector<std::string>;
 
 // Bits of the first byte.
 constexpr std::uint8_t refreshes = 0x80;
-constexpr std::uint8_t closed = 0x40;  ///< whether the endpoint has gone when the refresh is done
+constexpr std::uint8_t closed = 0x40;  ///< the endpoint is closed before the request is answered
 constexpr std::uint8_t number = 0x1f;
 
 /// The most frames that the handler reads of one message, besides the name of the connection.
@@ -36,7 +36,7 @@ constexpr std::size_t maxFrames = 15;
 /// How many requests may wait.
 constexpr std::size_t maxWaiting = 1000;
 
-/// A handler, ZeroMQ's end of its socket, and what is to come back there.
+/// A handler, the socket through which ZeroMQ asks it, and the requests that wait for a reply.
 class Handshakes {
  public:
   Handshakes() {
