@@ -17,7 +17,6 @@ using cppmicroservices::ServiceEvent;
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
 constexpr int rounds = 40;
 
 // Where the first thread that comes by is stopped until it is let go.

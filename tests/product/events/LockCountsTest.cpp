@@ -48,7 +48,6 @@ class TheLocksTakenBy : public testing::Test {
   }
 
   static constexpr int ofOneHostCall = 1;
-  static constexpr milliseconds noWait{0};
 };
 
 TEST_F(TheLocksTakenBy, WhatKeepsNoStateAreNone) {

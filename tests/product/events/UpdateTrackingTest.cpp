@@ -14,8 +14,6 @@ using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
 using std::chrono::milliseconds;
 
-constexpr milliseconds noWait{0};
-
 class UpdateTracking : public testing::Test {
  protected:
   static SPFConfigurationBuilder builder() {

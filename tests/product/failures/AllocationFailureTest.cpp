@@ -20,8 +20,6 @@ using agent::spf::frameworksetup::setupFramework;
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
-
 // Too long to be stored without an allocation.
 const std::string longName = "a name that does not fit into the text itself, so that copying it takes memory";
 

@@ -8,8 +8,6 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr milliseconds noWait{0};
-
 // A configuration whose publisher binds to one endpoint and connects to another, both of which tell of
 // being compared and turned into text.
 struct Reports {

@@ -15,8 +15,6 @@ using agent::spf::frameworksetup::setupFramework;
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
-
 const Call callsOfEveryPublication[] = {{"installAndStart", 1}, {"installAndStart", 2}, {"installAndStart", 3},
                                         {"installAndStart", 4}, {"installAndStart", 5}, {"installAndStart", 6},
                                         {"installAndStart", 7}, {"getFramework", 1},    {"GetServiceReferences", 1},

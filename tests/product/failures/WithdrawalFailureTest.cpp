@@ -11,7 +11,6 @@ namespace {
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
 const std::string removing = "About to remove spf configuration for x";
 const std::string swallowed = "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw.";
 

@@ -111,7 +111,6 @@ Any addPublisher(ListenerModel& model, const std::string& id, const std::string&
 }
 
 void expectsTheModelsState(FrameworkSetupListener& sut, const ListenerModel& model) {
-  const milliseconds noWait(0);
   for (const auto& [id, publisher] : model.publishers) {
     const auto& publisherID = id;
     RC_ASSERT(outcomeOf([&] { return sut.waitForAllEndpoints(noWait, publisherID); }) ==

@@ -75,7 +75,6 @@ rc::Gen<Report> anyReport() {
 }
 
 void expectsTheModelsState(ConfigTracker& sut, const PublisherModel& model) {
-  const std::chrono::milliseconds noWait(0);
   RC_ASSERT(outcomeOf([&] { return sut.waitForAllEndpoints(noWait); }) == model.outcome(model.endpointsAreUp()));
   RC_ASSERT(outcomeOf([&] { return sut.waitForAllServices(noWait); }) == model.outcome(model.published));
   RC_ASSERT(outcomeOf([&] { return sut.waitForAllServicesToBeUnpublished(noWait); }) ==

@@ -15,8 +15,6 @@ using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
 using std::chrono::milliseconds;
 
-constexpr milliseconds noWait{0};
-
 SPFConfigurationBuilder builderToAll(int interfaces, int publishers) {
   SPFConfigurationBuilder builder("large");
   for (int number = 0; number < interfaces; ++number) {

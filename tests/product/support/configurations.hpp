@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,8 @@ using agent::spf::frameworksetup::SPFConfiguration;
 using agent::spf::frameworksetup::SPFConfigurationBuilder;
 using agent::spf::frameworksetup::SPFServiceInterfaceConfiguration;
 using agent::spf::frameworksetup::SPFServicePublisherConfiguration;
+
+inline constexpr std::chrono::milliseconds noWait{0};
 
 inline SPFServiceInterfaceConfiguration serviceInterface(std::string uniqueID, std::string name = "some.Interface") {
   return {std::move(uniqueID), std::move(name), {}};

@@ -8,8 +8,6 @@ namespace spf::test {
 using Texts = std::vector<std::string>;
 using std::chrono::milliseconds;
 
-constexpr milliseconds noWait{0};
-
 std::string allBytes() {
   std::string bytes;
   for (int code = 0; code < 256; ++code) {

@@ -10,8 +10,6 @@ namespace spf::test {
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
-
 class Waiting : public testing::Test {
  protected:
   SPFConfiguration configuration(SPFServicePublisherConfiguration record) {

@@ -12,7 +12,6 @@ namespace spf::test {
 using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
-constexpr milliseconds noWait{0};
 const LogRecord swallowed{512, "agent::spf::frameworksetup",
                           "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw."};
 

@@ -5,13 +5,11 @@
 #include <string_view>
 #include <utility>
 
+#include "values/AsciiCase.hpp"
+
 namespace cppmicroservices {
 
 namespace {
-
-bool isBlank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
 
 bool isAttribute(char c) {
   return c != '=' && c != '<' && c != '>' && c != '~' && c != '(' && c != ')';
@@ -42,7 +40,7 @@ class FilterParser {
     throw std::invalid_argument(reason + ": " + std::string(rest_));
   }
 
-  void skipBlanks() { takeWhile(isBlank); }
+  void skipBlanks() { takeWhile(ascii::isBlank); }
 
   // Filters are short: a loop costs less than a search of the library's, which is a call for each byte.
   template <class Predicate>
@@ -109,7 +107,7 @@ class FilterParser {
     const auto before = rest_;
     auto attribute = takeWhile(isAttribute);
     peek();
-    while (!attribute.empty() && isBlank(attribute.back())) {
+    while (!attribute.empty() && ascii::isBlank(attribute.back())) {
       attribute.remove_suffix(1);
     }
     if (attribute.empty()) {

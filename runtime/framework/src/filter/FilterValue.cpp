@@ -6,10 +6,6 @@ namespace cppmicroservices {
 
 namespace {
 
-bool isBlank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 bool startsWith(std::string_view text, std::string_view start) {
   return text.substr(0, start.size()) == start;
 }
@@ -25,7 +21,7 @@ bool isSpecial(char c) {
 std::string fold(std::string_view text) {
   std::string folded;
   for (const char c : text) {
-    if (!isBlank(c)) {
+    if (!ascii::isBlank(c)) {
       folded += ascii::lower(c);
     }
   }

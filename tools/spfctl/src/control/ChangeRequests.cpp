@@ -6,19 +6,11 @@
 
 namespace spfctl {
 
-namespace {
-
-nlohmann::ordered_json ending() {
-  return failure(ExitCode::failedAtRunTime, "the host is ending");
-}
-
-}  // namespace
-
 void ChangeRequests::add(ApplyRequest request) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (isClosed_) {
-      request.reply->finish(ending());
+      request.reply->finish(hostIsEnding());
       return;
     }
     applications_.push_back(std::move(request));
@@ -30,7 +22,7 @@ void ChangeRequests::addWithdrawal(std::shared_ptr<Reply> reply) {
   {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (isClosed_) {
-      reply->finish(ending());
+      reply->finish(hostIsEnding());
       return;
     }
     withdrawals_.push_back(std::move(reply));
@@ -53,7 +45,7 @@ void ChangeRequests::close(bool isWithdrawn) {
   const std::lock_guard<std::mutex> lock(mutex_);
   isClosed_ = true;
   for (const auto& request : applications_) {
-    request.reply->finish(ending());
+    request.reply->finish(hostIsEnding());
   }
   for (const auto& reply : withdrawals_) {
     reply->finish(isWithdrawn ? success() : failure(ExitCode::notReadyInTime, "not every publisher was unpublished"));

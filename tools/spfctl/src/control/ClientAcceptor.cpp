@@ -39,10 +39,6 @@ bool mayConnect(ClientConnection::Socket& client) {
          (peer.uid == geteuid() || peer.uid == 0);
 }
 
-ordered_json ending() {
-  return failure(ExitCode::failedAtRunTime, "the host is ending");
-}
-
 // Without it, a process that a bundle starts would keep clients waiting for the end of the host.
 template <class Socket>
 void closeOnExec(Socket& socket) {
@@ -185,7 +181,7 @@ void ClientAcceptor::endOneThatSendsNothing() {
 }
 
 void ClientAcceptor::handle(const std::string& line, const std::shared_ptr<Reply>& reply) const {
-  const auto end = [](const json&, const std::shared_ptr<Reply>& late) { late->finish(ending()); };
+  const auto end = [](const json&, const std::shared_ptr<Reply>& late) { late->finish(hostIsEnding()); };
   handleLine(line, isStopping_ ? ControlServer::Handler(end) : handler_, reply);
 }
 

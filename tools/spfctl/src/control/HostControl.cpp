@@ -30,9 +30,6 @@ constexpr std::size_t questionThreads = 4;
 constexpr milliseconds longestApply = std::chrono::hours(1);
 constexpr milliseconds longestQuestion = std::chrono::minutes(1);
 
-// How much of a wrong value an error repeats.
-constexpr std::size_t longestRepetition = 100;
-
 // How many lines of events are sent in one piece.
 constexpr std::size_t linesAtOnce = 256;
 
@@ -119,10 +116,6 @@ class EventStream {
   EventRecorder::ListenerID listener_;
 };
 
-ordered_json ending() {
-  return failure(ExitCode::failedAtRunTime, "the host is ending");
-}
-
 ordered_json answersOf(const std::vector<std::string>& publishers, const std::string& endpoint, milliseconds timeout) {
   auto answers = ordered_json::array();
   std::string error;
@@ -197,7 +190,7 @@ void HostControl::answerStatus(const json& request, const std::shared_ptr<Reply>
     {
       const std::lock_guard<std::mutex> lock(mutex_);
       if (isClosed_) {
-        reply->finish(ending());
+        reply->finish(hostIsEnding());
         return;
       }
       waitingForReadiness_.push_back(reply);
@@ -231,7 +224,7 @@ void HostControl::close() {
   const std::lock_guard<std::mutex> lock(mutex_);
   isClosed_ = true;
   for (const auto& reply : waitingForReadiness_) {
-    reply->finish(ending());
+    reply->finish(hostIsEnding());
   }
   waitingForReadiness_.clear();
 }
@@ -301,7 +294,7 @@ void HostControl::answerAsk(const json& request, const std::shared_ptr<Reply>& r
     }
     // An exception would end the process.
     try {
-      reply->finish(isClosed() ? ending() : answersOf(publishers, endpoint, timeout));
+      reply->finish(isClosed() ? hostIsEnding() : answersOf(publishers, endpoint, timeout));
     } catch (const std::exception& error) {
       reply->finish(failure(ExitCode::failedAtRunTime, error.what()));
     }

@@ -17,9 +17,6 @@ using nlohmann::json;
 // No request is nested so deeply; deeper values are dropped, so that a short text cannot take much memory.
 constexpr int deepest = 16;
 
-// How much of a wrong value an error repeats.
-constexpr std::size_t longestRepetition = 100;
-
 std::string whyUnusable(const json& request) {
   if (!request.is_object()) {
     return "a request that is no JSON object";
