@@ -70,6 +70,21 @@ function(spf_target_defaults target)
   spf_harden(${target})
 endfunction()
 
+# spf_join_sources(<target>): compiles the target's sources eight at a time, which takes half as long as one by one, since
+# they share what they include and the templates of it. Their local names must differ: spf_keep_apart(<file>...) takes
+# those out that use each other's, or that replace functions of others. Both come after the target, in its folder.
+function(spf_join_sources target)
+  if(SPF_JOIN_SOURCES)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    # The compiler takes the joined file for a header, which unnamed namespaces do not belong in.
+    target_compile_options(${target} PRIVATE -Wno-subobject-linkage)
+  endif()
+endfunction()
+
+function(spf_keep_apart)
+  set_source_files_properties(${ARGN} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
+endfunction()
+
 # spf_precompile(<target> <standard|runtime>): lets a target of ours use precompiled headers, which are most of what the
 # compiler reads for a small file: those of the standard library, or these with the runtime's and property trees. All
 # targets share them, and so must have hidden visibility and position independent code. Sources include what they need
