@@ -21,6 +21,6 @@ set(SPF_INSTALL_ROOT "" CACHE STRING
 option(SPF_STRIP "Link bundles without their symbols, since they cannot be stripped once they are built" OFF)
 option(SPF_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 option(SPF_PRECOMPILE_HEADERS "Precompile the headers that most files read" ${PROJECT_IS_TOP_LEVEL})
-option(SPF_JOIN_SOURCES "Compile several sources of tests and tools at a time" OFF)
+option(SPF_JOIN_SOURCES "Compile several sources of tests, tools and the embedded runtime at a time" OFF)
 set(SPF_SANITIZE "" CACHE STRING "Sanitizers to compile everything with, as in -fsanitize=<value>")
 option(SPF_COVERAGE "Compile everything for gcov" OFF)

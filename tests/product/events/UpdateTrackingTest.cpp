@@ -12,7 +12,6 @@ namespace spf::test {
 
 using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
-using std::chrono::milliseconds;
 
 class UpdateTracking : public testing::Test {
  protected:

@@ -17,7 +17,6 @@ using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
 using agent::spf::frameworksetup::addRequiredRuntimeServiceProperties;
 using agent::spf::frameworksetup::setupFramework;
-using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
 // Too long to be stored without an allocation.

@@ -6,8 +6,6 @@ namespace spf::test {
 
 namespace {
 
-using std::chrono::milliseconds;
-
 // A configuration whose publisher binds to one endpoint and connects to another, both of which tell of
 // being compared and turned into text.
 struct Reports {

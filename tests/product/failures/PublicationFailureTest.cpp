@@ -12,7 +12,6 @@ namespace spf::test {
 namespace {
 
 using agent::spf::frameworksetup::setupFramework;
-using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
 const Call callsOfEveryPublication[] = {{"installAndStart", 1}, {"installAndStart", 2}, {"installAndStart", 3},

@@ -8,7 +8,6 @@ namespace spf::test {
 
 namespace {
 
-using std::chrono::milliseconds;
 using Texts = std::vector<std::string>;
 
 const std::string removing = "About to remove spf configuration for x";

@@ -14,7 +14,6 @@ using agent::spf::frameworklistener::ErrorEvent;
 using agent::spf::frameworklistener::FrameworkEvent;
 using agent::spf::frameworklistener::ServicesEvent;
 using agent::spf::frameworksetup::FrameworkSetupListener;
-using std::chrono::milliseconds;
 
 /// An event of any kind, or the moment at which a removal is prepared.
 struct Happening {

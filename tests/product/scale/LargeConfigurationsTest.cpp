@@ -13,7 +13,6 @@ using agent::spf::frameworklistener::EndpointEvent;
 using agent::spf::frameworklistener::FrameworkEvent;
 using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
-using std::chrono::milliseconds;
 
 SPFConfigurationBuilder builderToAll(int interfaces, int publishers) {
   SPFConfigurationBuilder builder("large");

@@ -27,7 +27,6 @@ using std::chrono::milliseconds;
 
 constexpr auto longest = milliseconds::max();
 constexpr milliseconds shortTime{5};
-constexpr milliseconds noWait{0};
 
 // What Configuration Admin was asked for, and what publishers have begun to report. Only one thread runs at a time, so
 // what is set without the mutex is seen by all.

@@ -17,6 +17,7 @@ using agent::spf::frameworksetup::SPFConfigurationBuilder;
 using agent::spf::frameworksetup::SPFServiceInterfaceConfiguration;
 using agent::spf::frameworksetup::SPFServicePublisherConfiguration;
 
+/// The time-out of a wait that only looks once.
 inline constexpr std::chrono::milliseconds noWait{0};
 
 inline SPFServiceInterfaceConfiguration serviceInterface(std::string uniqueID, std::string name = "some.Interface") {

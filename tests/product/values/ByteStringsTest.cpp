@@ -6,7 +6,6 @@
 namespace spf::test {
 
 using Texts = std::vector<std::string>;
-using std::chrono::milliseconds;
 
 std::string allBytes() {
   std::string bytes;

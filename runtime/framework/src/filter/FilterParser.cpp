@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "values/AsciiCase.hpp"
+#include "filter/isBlank.hpp"
 
 namespace cppmicroservices {
 
@@ -40,7 +40,7 @@ class FilterParser {
     throw std::invalid_argument(reason + ": " + std::string(rest_));
   }
 
-  void skipBlanks() { takeWhile(ascii::isBlank); }
+  void skipBlanks() { takeWhile(isBlank); }
 
   // Filters are short: a loop costs less than a search of the library's, which is a call for each byte.
   template <class Predicate>
@@ -107,7 +107,7 @@ class FilterParser {
     const auto before = rest_;
     auto attribute = takeWhile(isAttribute);
     peek();
-    while (!attribute.empty() && ascii::isBlank(attribute.back())) {
+    while (!attribute.empty() && isBlank(attribute.back())) {
       attribute.remove_suffix(1);
     }
     if (attribute.empty()) {

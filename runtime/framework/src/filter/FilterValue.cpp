@@ -1,5 +1,6 @@
 #include "filter/FilterValue.hpp"
 
+#include "filter/isBlank.hpp"
 #include "values/AsciiCase.hpp"
 
 namespace cppmicroservices {
@@ -21,7 +22,7 @@ bool isSpecial(char c) {
 std::string fold(std::string_view text) {
   std::string folded;
   for (const char c : text) {
-    if (!ascii::isBlank(c)) {
+    if (!isBlank(c)) {
       folded += ascii::lower(c);
     }
   }

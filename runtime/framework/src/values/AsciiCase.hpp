@@ -10,11 +10,6 @@ constexpr char lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
 }
 
-/// Returns whether it is a space, a tab or another character between words or lines.
-constexpr bool isBlank(char c) {
-  return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
 bool equalIgnoringCase(std::string_view left, std::string_view right);
 
 /// Returns a hash that is the same for texts that differ only in case.

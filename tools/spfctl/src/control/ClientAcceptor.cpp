@@ -24,7 +24,6 @@ namespace {
 using boost::asio::local::stream_protocol;
 using boost::system::error_code;
 using nlohmann::json;
-using nlohmann::ordered_json;
 
 // How long answers may take to reach their clients when the host ends.
 constexpr std::chrono::seconds farewell{1};
