@@ -21,10 +21,10 @@ Controller::Controller(cppmicroservices::BundleContext context, std::shared_ptr<
     : events_(std::move(events)), withdrawals_(events_->withdrawals()), store_(std::move(context), stop_) {}
 
 void Controller::Updated(const std::string& pid, const AnyMap& properties) {
-  // Copied by initialisers, since constant captures would be copied again when the task is moved.
-  executor_.post([this, pid = pid, properties = properties] {
+  // Initialisers, since a constant capture would be copied again when the task is moved.
+  executor_.post([this, pid = pid, revision = readRevision(pid, properties)]() mutable {
     if (!stop_.isRequested()) {
-      update(pid, properties);
+      update(pid, std::move(revision));
     }
   });
 }
@@ -34,7 +34,7 @@ void Controller::Removed(const std::string& pid) {
     withdraw(pid);
     // A removal can be reported twice, the second time after the configuration was created again.
     if (const auto current = store_.find(pid); current && !stop_.isRequested()) {
-      apply(pid, *current);
+      apply(pid, readRevision(pid, *current));
     }
   });
 }
@@ -45,20 +45,18 @@ void Controller::stop() {
   executor_.stop();
 }
 
-void Controller::update(const std::string& pid, const AnyMap& properties) {
+void Controller::update(const std::string& pid, Revision revision) {
   const auto known = applied_.find(pid);
-  const std::uint32_t count = modificationCountOf(properties);
-  if (known != applied_.end() && count < known->second.modificationCount) {
-    if (!isHeld(pid, count)) {
+  if (known != applied_.end() && revision.modificationCount < known->second.modificationCount) {
+    if (!isHeld(pid, revision.modificationCount)) {
       return;  // a late delivery of an older revision
     }
     withdraw(pid);
   }
-  apply(pid, properties);
+  apply(pid, std::move(revision));
 }
 
-void Controller::apply(const std::string& pid, const AnyMap& properties) {
-  Revision revision = readRevision(pid, properties);
+void Controller::apply(const std::string& pid, Revision revision) {
   Applied& applied = applied_[pid];
   applied.modificationCount = revision.modificationCount;
   auto superseded = std::exchange(applied.publishers, {});

@@ -17,15 +17,17 @@ namespace spf::controller {
 
 /// Writes a factory configuration for every publisher of every configuration, and removes it again.
 ///
-/// Configuration Admin calls `Updated` and `Removed` on its own thread; they post a task and return. Everything else
-/// runs on the controller's thread. Deliveries may be late, repeated or out of order: a modification count lower than
-/// the current one is accepted only after a removal, or if Configuration Admin holds that count at this time.
+/// Configuration Admin calls `Updated` and `Removed` on its own thread; they read the properties, post a task and
+/// return. Everything else runs on the controller's thread. Deliveries may be late, repeated or out of order: a
+/// modification count lower than the current one is accepted only after a removal, or if Configuration Admin holds that
+/// count at this time.
 class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
  public:
   /// Starts the controller's thread.
   /// \param events  receives the errors of publishers that a configuration describes wrongly
   Controller(cppmicroservices::BundleContext context, std::shared_ptr<EventDispatcher> events);
 
+  /// \throws std::out_of_range or cppmicroservices::BadAnyCastException if the properties are no configuration's
   void Updated(const std::string& pid, const cppmicroservices::AnyMap& properties) override;
   void Removed(const std::string& pid) override;
 
@@ -40,8 +42,8 @@ class Controller : public cppmicroservices::service::cm::ManagedServiceFactory {
     std::map<PublisherKey, std::string> publishers;  ///< with their IDs
   };
 
-  void update(const std::string& pid, const cppmicroservices::AnyMap& properties);
-  void apply(const std::string& pid, const cppmicroservices::AnyMap& properties);
+  void update(const std::string& pid, Revision revision);
+  void apply(const std::string& pid, Revision revision);
   void withdraw(const std::string& pid);
   void withdrawAll();
   void remove(const PublisherKey& key, const std::string& publisherID);

@@ -97,7 +97,9 @@ Revision readRevision(const std::string& pid, const AnyMap& properties) {
   Revision revision;
   revision.modificationCount = modificationCountOf(properties);
   const Services services = readServices(properties);
-  for (const Any& element : list(properties, "servicePublisherConfigurations")) {
+  const List& publishers = list(properties, "servicePublisherConfigurations");
+  revision.publishers.reserve(publishers.size());
+  for (const Any& element : publishers) {
     const auto& entry = ref_any_cast<AnyMap>(element);
     const std::string id = text(entry, "uniqueID");
     try {
