@@ -64,10 +64,12 @@ void SocketLoop::stop() {
 
 void SocketLoop::add(std::unique_ptr<BoundEndpoint> endpoint) {
   bound_.push_back(std::move(endpoint));
+  hasAdded_ = true;
 }
 
 void SocketLoop::add(std::unique_ptr<ConnectedEndpoint> endpoint) {
   connected_.push_back(std::move(endpoint));
+  hasAdded_ = true;
 }
 
 void SocketLoop::close(EndpointID id) {
@@ -135,7 +137,9 @@ void SocketLoop::runTasks() {
     lock.unlock();
     task(*this);
     task = nullptr;  // destroys its captures outside of the lock
-    advance();       // the next task may use an endpoint that this one has added
+    if (hasAdded_) {
+      advance();  // the next task may use the endpoint
+    }
     lock.lock();
   }
   if (stopping_ && tasks_.empty() && !end_) {
@@ -144,6 +148,7 @@ void SocketLoop::runTasks() {
 }
 
 void SocketLoop::advance() {
+  hasAdded_ = false;
   for (Endpoint* endpoint : endpoints()) {
     if (endpoint->phase() == Endpoint::Phase::fresh) {
       endpoint->start(shared_);

@@ -105,6 +105,7 @@ class SocketLoop {
   std::uint64_t refreshed_ = 0;  ///< the latest request for a refresh that was fulfilled
   std::list<std::unique_ptr<BoundEndpoint>> bound_;
   std::list<std::unique_ptr<ConnectedEndpoint>> connected_;
+  bool hasAdded_ = false;                 ///< whether an endpoint was added since the last `advance`
   std::optional<ZapHandler> zapHandler_;  ///< only with an identity, as the watch
   std::optional<Resolver> resolver_;
   std::optional<TrustWatch> trustWatch_;
