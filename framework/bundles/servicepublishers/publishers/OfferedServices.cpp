@@ -2,7 +2,6 @@
 
 #include <stdexcept>
 
-#include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/LDAPFilter.h>
 #include "agent/spf/frameworksupport/findValue.hpp"
 
@@ -26,6 +25,12 @@ LDAPFilter parse(const char* what, const std::string& filter) {
   }
 }
 
+bool matches(const LDAPFilter& filter, const std::string& interfaceName, const AnyMap* given) {
+  AnyMap properties = given != nullptr ? *given : AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+  properties["interface"] = interfaceName;
+  return filter.Match(properties);
+}
+
 }  // namespace
 
 void requireFilter(const char* what, const std::string& filter) {
@@ -34,8 +39,8 @@ void requireFilter(const char* what, const std::string& filter) {
   }
 }
 
-OfferedServices::OfferedServices(cppmicroservices::BundleContext context) {
-  for (const auto& bundle : context.GetBundles()) {
+OfferedServices::OfferedServices(cppmicroservices::BundleContext context) : bundles_(context.GetBundles()) {
+  for (const auto& bundle : bundles_) {
     read(bundle.GetHeaders());
   }
 }
@@ -50,7 +55,7 @@ std::vector<MappedService> OfferedServices::select(const std::vector<MappedServi
       throw std::runtime_error("no installed bundle offers the service interface '" + service.name + "'");
     }
     for (auto offer = offers.first; offer != offers.second; ++offer) {
-      if (exportFilter.empty() || filter.Match(offer->second)) {
+      if (exportFilter.empty() || matches(filter, service.name, offer->second)) {
         selected.push_back(service);
         break;
       }
@@ -70,10 +75,7 @@ void OfferedServices::read(const AnyMap& headers) {
     if (name == nullptr) {
       continue;
     }
-    const auto* given = findValue<AnyMap>(*offer, "properties");
-    AnyMap properties = given != nullptr ? *given : AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
-    properties["interface"] = *name;
-    offers_.emplace(*name, std::move(properties));
+    offers_.emplace(*name, findValue<AnyMap>(*offer, "properties"));
   }
 }
 

@@ -2,9 +2,11 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
+#include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 #include "PublisherRevision.hpp"
 
@@ -27,7 +29,10 @@ class OfferedServices {
  private:
   void read(const cppmicroservices::AnyMap& headers);
 
-  std::multimap<std::string, cppmicroservices::AnyMap> offers_;
+  std::vector<cppmicroservices::Bundle> bundles_;  ///< keep their manifests, which the offers refer to
+
+  /// The properties of each offer, null if there are none, by the interface's name.
+  std::multimap<std::string_view, const cppmicroservices::AnyMap*> offers_;
 };
 
 /// Checks that a text is empty or an LDAP filter.
