@@ -137,26 +137,37 @@ bool Environment::isInUse(const Transport& transport) const {
 }
 
 bool Environment::useDiscovery() {
-  inUse_ = {};
   discovery_.reset();
   try {
     auto context = context_;
     inUse_ = context.GetServiceReference<Discovery>();
-    discovery_ = inUse_ ? context.GetService(inUse_) : nullptr;
-  } catch (const std::invalid_argument&) {
-    // Unregistered between the two calls.
   } catch (const std::runtime_error&) {
-    // The bundle was stopped.
+    inUse_ = {};  // the bundle was stopped
   }
   return !(inUse_ == announcedAt_);
 }
 
-Resolution Environment::resolve(const std::string& name) const {
-  if (!discovery_) {
+Discovery* Environment::discovery() {
+  if (!discovery_ && inUse_) {
+    try {
+      auto context = context_;
+      discovery_ = context.GetService(inUse_);
+    } catch (const std::invalid_argument&) {
+      // It was unregistered meanwhile.
+    } catch (const std::runtime_error&) {
+      // The bundle was stopped.
+    }
+  }
+  return discovery_.get();
+}
+
+Resolution Environment::resolve(const std::string& name) {
+  Discovery* const asked = discovery();
+  if (asked == nullptr) {
     return {{}, "no discovery is registered", false};
   }
   try {
-    Resolution resolution{discovery_->addressesOf(name), "", true};
+    Resolution resolution{asked->addressesOf(name), "", true};
     if (resolution.addresses.empty()) {
       resolution.reason = "the discovery does not know the name";
     }
@@ -170,8 +181,9 @@ std::string Environment::reachable(const std::string& bound) const {
   return reachableAddress(bound, advertisedHost_).value_or("");
 }
 
-std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) const {
-  if (!discovery_) {
+std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) {
+  Discovery* const announcing = discovery();
+  if (announcing == nullptr) {
     announced.reset();
     return "";
   }
@@ -179,7 +191,7 @@ std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::option
     return "";
   }
   try {
-    Announced next{endpoint, inUse_, discovery_->announce(endpoint)};
+    Announced next{endpoint, inUse_, announcing->announce(endpoint)};
     if (!next.announcement) {
       return "the discovery announces nothing";
     }
@@ -190,10 +202,8 @@ std::string Environment::announce(const AnnouncedEndpoint& endpoint, std::option
   }
 }
 
-void Environment::report(const std::function<void(EventSink&)>& call) const {
-  if (const auto sink = findService<EventSink>(context_)) {
-    call(*sink);
-  }
+std::shared_ptr<EventSink> Environment::eventSink() const {
+  return findService<EventSink>(context_);
 }
 
 }  // namespace spf::publishers

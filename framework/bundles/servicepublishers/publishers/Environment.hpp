@@ -132,7 +132,7 @@ class Environment {
   /// Returns whether the next socket would be opened by this transport. One that is being stopped is not in use.
   bool isInUse(const agent::spf::frameworkinterfaces::Transport& transport) const;
 
-  /// Looks up the discovery that `resolve` and `announce` use until `releaseDiscovery`, so that all of a task's answers
+  /// Chooses the discovery that `resolve` and `announce` use until `releaseDiscovery`, so that all of a task's answers
   /// are from one.
   /// \return whether it is another one than at the last `noteAnnounced`
   bool useDiscovery();
@@ -143,7 +143,7 @@ class Environment {
   void releaseDiscovery() { discovery_.reset(); }
 
   /// Returns what a discovery name stands for.
-  Resolution resolve(const std::string& name) const;
+  Resolution resolve(const std::string& name);
 
   /// Returns the address at which peers reach a bound socket; empty if its scheme is none to announce.
   /// \param bound  the address that the socket has got
@@ -152,12 +152,15 @@ class Environment {
   /// Lets the discovery in use announce an endpoint, unless it does so already. Without a discovery, nothing stays
   /// announced; if the discovery refuses, what was announced by another one stays.
   /// \return why the discovery refuses; empty if it does not
-  std::string announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced) const;
+  std::string announce(const AnnouncedEndpoint& endpoint, std::optional<Announced>& announced);
 
-  /// Makes a report to the event sink, if one is registered.
-  void report(const std::function<void(agent::spf::frameworkinterfaces::EventSink&)>& call) const;
+  /// Returns the event sink for the reports of one change; null if none is registered.
+  std::shared_ptr<agent::spf::frameworkinterfaces::EventSink> eventSink() const;
 
  private:
+  /// Returns the discovery in use; null if none is registered.
+  Discovery* discovery();
+
   const cppmicroservices::BundleContext context_;
   const std::shared_ptr<agent::spf::frameworksupport::SerialExecutor> executor_;
   const std::shared_ptr<EndpointStates> states_;
@@ -167,7 +170,7 @@ class Environment {
   const std::shared_ptr<const AllowedAskers> allowedAskers_;
   cppmicroservices::ServiceReference<Discovery> inUse_;
   cppmicroservices::ServiceReference<Discovery> announcedAt_;
-  std::shared_ptr<Discovery> discovery_;  ///< null if none is registered
+  std::shared_ptr<Discovery> discovery_;  ///< the one in use, from the first time that a task needs it
   SocketID lastSocket_ = 0;
 };
 

@@ -593,8 +593,14 @@ void Publisher::commit() {
   } else if (!records.empty()) {
     environment_.states().update(pid_, std::move(records));
   }
-  for (const Report& call : std::exchange(reports_, {})) {
-    environment_.report(call);
+  const auto reports = std::exchange(reports_, {});
+  if (reports.empty()) {
+    return;
+  }
+  if (const auto sink = environment_.eventSink()) {
+    for (const Report& report : reports) {
+      report(*sink);
+    }
   }
 }
 

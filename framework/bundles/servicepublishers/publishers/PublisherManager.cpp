@@ -33,23 +33,35 @@ PublisherManager::~PublisherManager() {
 }
 
 void PublisherManager::update(Kind kind, const std::string& pid, const AnyMap& properties) {
-  // Copied by initialisers, since constant captures would be copied again when the task is moved.
-  executor_->post([this, kind, pid = pid, properties = properties] {
+  const EventSink::Origin origin = readOrigin(properties);
+  std::function<void()> task;
+  try {
+    // Read on this thread, since a revision is less to copy than its properties. The captures are initialised, because
+    // constant ones would be copied when the task is moved.
+    task = [this, pid = pid, revision = readRevision(kind, properties)]() mutable { accept(pid, std::move(revision)); };
+  } catch (const std::exception& error) {
+    task = [this, origin, why = std::string(error.what())] { reportUnreadable(origin, why); };
+  }
+  executor_->post([this, task = std::move(task)] {
     if (!releasing_) {
-      perform([&] { acceptRevision(kind, pid, properties); });
+      perform(task);
     }
   });
 }
 
-void PublisherManager::acceptRevision(Kind kind, const std::string& pid, const AnyMap& properties) {
-  const EventSink::Origin origin = readOrigin(properties);
+void PublisherManager::accept(const std::string& pid, PublisherRevision revision) {
+  const EventSink::Origin origin = revision.origin;
   try {
-    PublisherRevision revision = readRevision(kind, properties);
     publishers_.try_emplace(pid, environment_, pid).first->second.update(std::move(revision));
   } catch (const std::exception& error) {
-    auto reason = std::make_exception_ptr(std::runtime_error("publisher '" + origin.servicePublisherID +
-                                                             "': its configuration cannot be read: " + error.what()));
-    environment_.report([&](EventSink& sink) { sink.failed(origin, std::move(reason)); });
+    reportUnreadable(origin, error.what());
+  }
+}
+
+void PublisherManager::reportUnreadable(const EventSink::Origin& origin, const std::string& why) {
+  if (const auto sink = environment_.eventSink()) {
+    sink->failed(origin, std::make_exception_ptr(std::runtime_error("publisher '" + origin.servicePublisherID +
+                                                                    "': its configuration cannot be read: " + why)));
   }
 }
 

@@ -30,7 +30,8 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
   PublisherManager(const PublisherManager&) = delete;
   PublisherManager& operator=(const PublisherManager&) = delete;
 
-  /// Applies a revision of a factory configuration.
+  /// Applies a revision of a factory configuration. One that cannot be read is reported as a failure.
+  /// \throws std::out_of_range or cppmicroservices::BadAnyCastException if it names no publisher and revision
   void update(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
 
   /// Withdraws the publisher of a factory configuration.
@@ -67,7 +68,8 @@ class PublisherManager : public agent::spf::frameworkinterfaces::DiscoveryListen
   void perform(const std::function<void()>& task, bool isAnnouncing = false);
 
   void announceAll();
-  void acceptRevision(Kind kind, const std::string& pid, const cppmicroservices::AnyMap& properties);
+  void accept(const std::string& pid, PublisherRevision revision);
+  void reportUnreadable(const agent::spf::frameworkinterfaces::EventSink::Origin& origin, const std::string& why);
   void onSocket(const std::string& pid, SocketID id, const SocketReport& report);
   void forgetIfGone(const std::string& pid);
   void releaseAll();
