@@ -1,18 +1,15 @@
-#include <stdlib.h>
-
-#include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ServiceRegistration.h>
 #include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 
+#include "BareHost.hpp"
 #include "Pair.hpp"
-#include "RunningHost.hpp"
-#include "agent/host/host.hpp"
 #include "agent/host/services.hpp"
 #include "agent/spf/frameworklistener/FrameworkListener.hpp"
 #include "agent/spf/frameworksetup/SPFConfiguration.hpp"
@@ -24,49 +21,12 @@
 namespace spf::benchmarks {
 
 using namespace agent::spf::frameworksetup;
-using agent::host::services::Host;
-using agent::host::services::HostOptions;
 using agent::spf::frameworklistener::FrameworkListener;
 using cppmicroservices::Any;
 using cppmicroservices::service::cm::ConfigurationAdmin;
 using List = std::vector<Any>;
 
 namespace {
-
-/// A host whose bundle directories are empty, so that nobody but Configuration Admin keeps a configuration.
-class BareHost {
- public:
-  BareHost() : root_(temporaryFolder()) {
-    stopHost();  // that of other rows
-    for (const auto* name : {"serialisationproviders", "externalprocessdiscovery", "providers", "framework",
-                             "servicepublishers", "clients", "serviceproviders"}) {
-      std::filesystem::create_directories(root_ / "bin/win64/spf" / name);
-    }
-    HostOptions options;
-    options.installationRoot = root_;
-    options.permissionCheck = false;  // the build tree may have any permissions
-    host_ = std::make_unique<Host>(std::move(options));
-  }
-  ~BareHost() {
-    host_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-  }
-  BareHost(const BareHost&) = delete;
-  BareHost& operator=(const BareHost&) = delete;
-
- private:
-  static std::filesystem::path temporaryFolder() {
-    std::string pattern = std::filesystem::temp_directory_path() / "spf-memory-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::runtime_error(pattern + ": cannot be made");
-    }
-    return pattern;
-  }
-
-  std::filesystem::path root_;
-  std::unique_ptr<Host> host_;
-};
 
 SPFServiceInterfaceConfiguration interfaceOf(int number) {
   SPFServiceInterfaceConfiguration record{
