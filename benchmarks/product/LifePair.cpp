@@ -1,15 +1,19 @@
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 #include <zmq.h>
 
+#include "BareHost.hpp"
 #include "BundleTree.hpp"
+#include "LeastFramework.hpp"
 #include "Pair.hpp"
 #include "RunningHost.hpp"
 #include "Stations.hpp"
@@ -21,11 +25,12 @@ using cppmicroservices::AnyMap;
 
 namespace {
 
-Side work(int publishers) {
-  startHost();
+using Prepare = std::function<void(int rounds)>;
+
+Side livingSide(int publishers, Prepare prepare) {
   const auto number = std::make_shared<int>(0);
   const auto lived = std::make_shared<int>(0);
-  return {[](int) {},
+  return {std::move(prepare),
           [=](int rounds) {
             for (int round = 0; round < rounds; ++round) {
               live(Stations((*number)++, publishers));
@@ -33,6 +38,26 @@ Side work(int publishers) {
             }
           },
           [lived] { return Any(*lived); }};
+}
+
+Side work(int publishers) {
+  startHost();
+  return livingSide(publishers, [](int) {});
+}
+
+// The library in a host without bundles, with the least framework.
+Side leastWork(int publishers) {
+  struct Data {
+    std::unique_ptr<BareHost> host;
+    std::unique_ptr<LeastFramework> framework;
+  };
+  const auto data = std::make_shared<Data>();
+  return livingSide(publishers, [data](int) {
+    if (!data->host) {
+      data->host = std::make_unique<BareHost>();
+      data->framework = std::make_unique<LeastFramework>(hostContext());
+    }
+  });
 }
 
 /// Lets another thread continue, once for each call.
@@ -182,10 +207,18 @@ Side floor(int publishers) {
           [lived] { return Any(*lived); }};
 }
 
+int rounds(int size) {
+  return size < 100 ? 1000 / size : 20;
+}
+
 }  // namespace
 
 Pair life() {
-  return {"life", {1, 10, 100}, [](int size) { return size < 100 ? 1000 / size : 20; }, &work, &floor};
+  return {"life", {1, 10, 100}, &rounds, &work, &floor};
+}
+
+Pair lifeAtLeast() {
+  return {"life-at-least", {1, 10, 100}, &rounds, &leastWork, &floor};
 }
 
 }  // namespace spf::benchmarks

@@ -72,9 +72,11 @@ Pair installAgain();
 Pair installSeparately();
 Pair build();
 Pair life();
+Pair lifeAtLeast();
 Pair manyInTurn();
 Pair manyAtOnce();
 Pair runOnce();
+Pair runOnceAtLeast();
 Pair runOnceEmpty();
 
 inline std::vector<Pair> allPairs() {
@@ -96,10 +98,12 @@ inline std::vector<Pair> allPairs() {
                           installSeparately(),
                           build(),
                           life(),
+                          lifeAtLeast(),
                           manyInTurn(),
                           manyAtOnce()};
 #ifdef SPF_SPFCTL
   pairs.push_back(runOnce());
+  pairs.push_back(runOnceAtLeast());
   pairs.push_back(runOnceEmpty());
 #endif
   return pairs;

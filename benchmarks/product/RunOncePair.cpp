@@ -88,10 +88,10 @@ Words runOnceCommand(const Folder& folder) {
   return {SPF_SPFCTL, "run", file, "--once", "--control-dir", folder.path()};
 }
 
-// The libraries that `spfctl run` loads, in the order of their initialisation, so each one after those that it needs.
-Words librariesOfRunOnce() {
+// The libraries that a program loads, in the order of their initialisation, so each one after those that it needs.
+Words librariesOf(Words command) {
   const Folder folder;
-  runToEnd(runOnceCommand(folder), {"LD_DEBUG=files", "LD_DEBUG_OUTPUT=" + (folder.path() / "loader").string()});
+  runToEnd(std::move(command), {"LD_DEBUG=files", "LD_DEBUG_OUTPUT=" + (folder.path() / "loader").string()});
   const std::string announcement = "calling init: ";
   Words libraries;
   for (const auto& entry : fs::directory_iterator(folder.path())) {
@@ -128,11 +128,25 @@ Side work(int /*size*/) {
   return runningSide(std::move(command), std::move(folder));
 }
 
-// Loads the same libraries and opens one socket.
+// The library alone, without what `spfctl` does around it.
+Side leastWork(int /*size*/) {
+  return runningSide({SPF_ONCE_BY_HAND});
+}
+
+// Loads the same libraries as another program, and opens one socket.
+Side floorOf(Words command) {
+  auto libraries = librariesOf(std::move(command));
+  libraries.insert(libraries.begin(), SPF_ONE_SOCKET);
+  return runningSide(std::move(libraries));
+}
+
 Side floor(int /*size*/) {
-  auto command = librariesOfRunOnce();
-  command.insert(command.begin(), SPF_ONE_SOCKET);
-  return runningSide(std::move(command));
+  const Folder folder;
+  return floorOf(runOnceCommand(folder));
+}
+
+Side leastFloor(int /*size*/) {
+  return floorOf({SPF_ONCE_BY_HAND});
 }
 
 // Opens one socket, with the libraries that this takes.
@@ -148,6 +162,10 @@ int rounds(int /*size*/) {
 
 Pair runOnce() {
   return {"run-once", {1}, &rounds, &work, &floor, Counting::processes};
+}
+
+Pair runOnceAtLeast() {
+  return {"run-once-at-least", {1}, &rounds, &leastWork, &leastFloor, Counting::processes};
 }
 
 Pair runOnceEmpty() {
