@@ -25,6 +25,13 @@ install(DIRECTORY include/ host/filesystem/include/ host/logging/include/ host/s
                   framework/watch/include/
         DESTINATION ${SPF_INCLUDE_DIR} COMPONENT development FILES_MATCHING PATTERN "*.hpp")
 
+# The build tree has the same shape. CMake would else keep room for the installed search path by empty entries, each of which
+# lets the loader search the current folder.
+set_target_properties(${SPF_SHARED_LIBRARIES} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+if(TARGET spfctl)
+  set_target_properties(spfctl PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+endif()
+
 # spf_install_link(<target of the link> <link> <component>): both below the prefix.
 function(spf_install_link target link component)
   cmake_path(GET link PARENT_PATH folder)
