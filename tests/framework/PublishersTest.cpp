@@ -1,10 +1,12 @@
 #include <filesystem>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/Constants.h>
 #include <stdlib.h>
+#include <cppmicroservices/cm/ConfigurationAdmin.hpp>
 #include "agent/spf/frameworkinterfaces/Transport.hpp"
 #include "spf/test/Gate.hpp"
 #include "support/FakeTransport.hpp"
@@ -15,6 +17,7 @@ namespace {
 using agent::spf::frameworkinterfaces::Transport;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
+using cppmicroservices::service::cm::ConfigurationAdmin;
 using frameworktest::Configuration;
 using frameworktest::FakeTransport;
 using frameworktest::freeAddress;
@@ -146,6 +149,19 @@ TEST_F(APublisher, FailsForAMalformedFilter) {
   framework.update("b", Configuration(1).publisher("exporter").exportFilter("(a=b)x"));
   EXPECT_THAT(waitFor("error importer#1"), HasSubstr("importFilter '(broken'"));
   EXPECT_THAT(waitFor("error exporter#1"), HasSubstr("exportFilter '(a=b)x'"));
+}
+
+TEST_F(APublisher, FailsForAConfigurationThatCannotBeRead) {
+  const auto write = [&](const std::string& instance, AnyMap properties) {
+    framework.service<ConfigurationAdmin>()
+        ->GetFactoryConfiguration("zk.spf.rpcservicepublisher", instance)
+        ->Update(std::move(properties));
+  };
+  write("nobody", AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS));
+  write("broken", AnyMap(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS,
+                         {{"uniqueID", std::string("broken")}, {"modificationCount", 4}}));
+  EXPECT_THAT(waitFor("error broken#4"), HasSubstr("publisher 'broken': its configuration cannot be read: "));
+  publish("weather", Configuration(1).publisher("station"), "station#1");
 }
 
 TEST_F(APublisher, FailsForAMappingToAnUnknownInterface) {
