@@ -53,11 +53,11 @@ class TheLocksTakenBy : public testing::Test {
 TEST_F(TheLocksTakenBy, WhatKeepsNoStateAreNone) {
   HostDouble hostWithoutFramework;
   ServiceInterfaces interfaces;
-  interfaces.insert({serviceInterface("i"), true});
   boost::property_tree::ptree tree;
   tree.put("a.b", "c");
   EXPECT_EQ(locksOf([&] {
               endpointList({"a", "b"});
+              interfaces.insert({serviceInterface("i"), true});
               validateServiceMappings(interfaces, {}, {});
               ptreeToAnyMap(tree);
               addRequiredRuntimeServiceProperties(tree, "a", "b");
