@@ -115,6 +115,13 @@ class ASecretKey : public EndToEnd {
     const auto key = textOf(file);
     return {contentOf(file), key, key + " ", " " + key, "./" + key, (file.parent_path() / "x").native() + key};
   }
+  // Returns whether a text has the form NAME=VALUE. One key in thirty has it by chance, and is a property like others.
+  static bool isProperty(const std::string& text) {
+    const auto end = std::find_if(text.begin(), text.end(), [](unsigned char character) {
+      return std::isalnum(character) == 0 && character != '.' && character != '_' && character != '-';
+    });
+    return end != text.begin() && end != text.end() && *end == '=';
+  }
   fs::path writeKey(const std::string& content, fs::perms permissions = fs::perms(0600)) const {
     const fs::path file = workspace_.write("bad.key", content);
     fs::permissions(file, permissions);
@@ -197,11 +204,13 @@ TEST_F(ASecretKey, IsInNoMessageAboutItsFile) {
 TEST_F(ASecretKey, IsInNoMessageWhenItIsGivenInPlaceOfItsFile) {
   const auto file = path("station.key");
   for (const auto& text : formsOf(file)) {
-    for (const auto& arguments :
-         std::vector<Arguments>{{"--key=" + text, "--trust", trusted()},
-                                {"--key", file, "--trust=" + text},
-                                {"--key", file, "--trust", trusted(), "--property", "spf.curve.name=" + text},
-                                {"--key", file, "--trust", trusted(), "--property=" + text}}) {
+    std::vector<Arguments> all = {{"--key=" + text, "--trust", trusted()},
+                                  {"--key", file, "--trust=" + text},
+                                  {"--key", file, "--trust", trusted(), "--property", "spf.curve.name=" + text}};
+    if (!isProperty(text)) {
+      all.push_back({"--key", file, "--trust", trusted(), "--property=" + text});
+    }
+    for (const auto& arguments : all) {
       const auto result = refusalOf(arguments, 2);
       EXPECT_THAT(result, HasSubstr("a text that may be a key")) << arguments[0];
     }
