@@ -229,6 +229,17 @@ TEST_F(APublisherTracker, LetsGoOfAnErrorThatItRefusesWhenOthersCanLookAtItAgain
   EXPECT_TRUE(looked);
 }
 
+TEST_F(APublisherTracker, ListsWhatIsOutstandingAtOneMoment) {
+  const auto sut = tracker({text("b")}, {text("c")});
+  Texts listed;
+  {
+    const UnlockingHook hook([&] { sut->completeEndpointBind(text("b")); });
+    listed = toBind(*sut);
+  }
+  EXPECT_EQ(listed, Texts{"b"});
+  EXPECT_EQ(toBind(*sut), Texts());
+}
+
 TEST_F(APublisherTracker, StoresNothingForAnErrorWithoutException) {
   const auto sut = tracker({text("b")}, {});
   sut->setError(nullptr);
