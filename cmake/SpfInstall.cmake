@@ -25,8 +25,8 @@ install(DIRECTORY include/ host/filesystem/include/ host/logging/include/ host/s
                   framework/watch/include/
         DESTINATION ${SPF_INCLUDE_DIR} COMPONENT development FILES_MATCHING PATTERN "*.hpp")
 
-# The build tree has the same shape. CMake would else keep room for the installed search path by empty entries, each of which
-# lets the loader search the current folder.
+# The build tree has the same shape, so it can have the same search paths for libraries. Otherwise CMake reserves room for the
+# installed ones with empty entries, and the loader takes each of them for the current folder.
 set_target_properties(${SPF_SHARED_LIBRARIES} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
 if(TARGET spfctl)
   set_target_properties(spfctl PROPERTIES BUILD_WITH_INSTALL_RPATH ON)

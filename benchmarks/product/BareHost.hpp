@@ -7,10 +7,10 @@
 
 namespace spf::benchmarks {
 
-/// A host whose bundle directories are empty, so that nobody but Configuration Admin keeps a configuration. Stops the
-/// host of other rows.
+/// A host whose bundle directories are empty, so that nobody but Configuration Admin keeps a configuration.
 class BareHost {
  public:
+  /// Stops the host that other rows use, because a process has one at a time.
   BareHost();
   ~BareHost();
 

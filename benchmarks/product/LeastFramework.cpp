@@ -69,7 +69,7 @@ class Factory : public ManagedServiceFactory {
     zmq_ctx_term(sockets_);
   }
 
-  // Listeners must not be called by Configuration Admin's thread.
+  // Only posts: a framework must not call listeners on Configuration Admin's thread.
   void Updated(const std::string& pid, const AnyMap& properties) override {
     executor_.post([this, pid = pid, stations = readStations(properties)]() mutable {
       open(stations_[pid] = std::move(stations));
@@ -109,7 +109,7 @@ class Factory : public ManagedServiceFactory {
         ServicesEvent{{FrameworkEvent::services}, change, station.publisherID, station.modificationCount}));
   }
 
-  // Looked up for each event, since listeners come and go.
+  // Each event needs a new look-up, because listeners come and go.
   void tell(const std::shared_ptr<const FrameworkEvent>& event) {
     for (const auto& reference : context_.GetServiceReferences<FrameworkListener>()) {
       try {

@@ -8,15 +8,15 @@
 
 namespace spf::benchmarks {
 
-/// The least that any framework does for a configuration: on one thread of its own it binds a socket for each
-/// publisher, tells every listener about endpoint and services, and closes the sockets after the withdrawal. It keeps
-/// no state that it could name, survives no failure, and knows one endpoint per publisher, with the scheme inproc.
+/// A framework that does the least for a configuration. On one thread of its own it binds a socket for each publisher,
+/// reports the endpoint and the services to every listener, and closes the sockets after the withdrawal. It handles no
+/// failure, and binds the first endpoint of each publisher only.
 class LeastFramework {
  public:
-  /// Answers the configurations that are published from now on.
+  /// Serves the configurations that are published from now on, until its end.
+  /// \param context  of a framework that stops after this object's end
   explicit LeastFramework(cppmicroservices::BundleContext context);
 
-  /// Must be called before the framework of the context stops.
   ~LeastFramework();
 
   LeastFramework(const LeastFramework&) = delete;

@@ -598,8 +598,8 @@ void Publisher::commit() {
     return;
   }
   if (const auto sink = environment_.eventSink()) {
-    for (const Report& report : reports) {
-      report(*sink);
+    for (const Report& call : reports) {
+      call(*sink);
     }
   }
 }
