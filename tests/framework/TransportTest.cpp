@@ -43,6 +43,19 @@ TEST_F(ATransport, CarriesRequestsInsideTheProcess) {
   EXPECT_EQ(ask("question"), "answer to question");
 }
 
+TEST_F(ATransport, SendsARequestThatIsMadeRightAfterTheConnectionInsideTheProcess) {
+  connectPair();
+  std::thread asker([this] { EXPECT_EQ(ask("wait"), "answer to wait"); });
+  EXPECT_TRUE(server->isWaiting.wait());  // the transport's thread does nothing else meanwhile
+  const auto inside = newListener();
+  bind("inproc://inside", inside);
+  sut->connect({"guest", "name", "inproc://inside"}, newListener());
+  EXPECT_THROW(sut->ask("guest", "name", "question", milliseconds(0)), std::runtime_error);
+  server->mayAnswer.open();
+  asker.join();
+  EXPECT_TRUE(inside->answered.waitFor(1));
+}
+
 // ZeroMQ itself ends the process if it gets no descriptor while it binds.
 TEST_F(ATransport, FailsEndpointsWithTheLimitHoweverFewDescriptorsAreLeft) {
 #ifdef __SANITIZE_ADDRESS__

@@ -38,6 +38,7 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
       throw 42;
     }
     if (request == "wait") {
+      isWaiting.open();
       EXPECT_TRUE(mayAnswer.wait());
     }
     if (request.rfind("size ", 0) == 0) {
@@ -70,6 +71,7 @@ class TestListener : public agent::spf::frameworkinterfaces::EndpointListener {
   spf::test::Gate isWarned;
   spf::test::Gate hasFailed;
   spf::test::Gate isClosed;
+  spf::test::Gate isWaiting;  ///< with a request to wait, for `mayAnswer`
   spf::test::Gate mayAnswer;
   spf::test::Counter answered;
   std::string openedAt;  ///< the address of the last `opened`
