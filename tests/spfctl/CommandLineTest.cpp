@@ -30,7 +30,7 @@ TEST_F(TheCommandLine, HasDefaultsForEverythingButTheFile) {
   EXPECT_EQ(options.timeout, 30s);
   EXPECT_FALSE(options.once);
   EXPECT_FALSE(options.setup);
-  EXPECT_EQ(options.logLevels, 0u);
+  EXPECT_EQ(options.logLevels, 64u);
 }
 
 TEST_F(TheCommandLine, TakesAllOptionsInAnyPlace) {
@@ -59,6 +59,7 @@ TEST_F(TheCommandLine, RefusesTimesThatAreNone) {
 }
 
 TEST_F(TheCommandLine, ReadsLogLevelsByNameAndNumber) {
+  EXPECT_EQ(parsed({"run", "f", "--log=warnings"}).logLevels, 64u);
   EXPECT_EQ(parsed({"run", "f", "--log=exceptions"}).logLevels, 512u);
   EXPECT_EQ(parsed({"run", "f", "--log=progress,exceptions"}).logLevels, 516u);
   EXPECT_EQ(parsed({"run", "f", "--log=4,8"}).logLevels, 12u);
@@ -71,11 +72,11 @@ TEST_F(TheCommandLine, ReadsNoLogLevelAsNone) {
 
 TEST_F(TheCommandLine, RefusesLogLevelsThatThereAreNot) {
   EXPECT_EQ(complaint({"run", "f", "--log=loud"}),
-            "--log has the level 'loud'; expected progress, exceptions, all, none or a number");
+            "--log has the level 'loud'; expected progress, warnings, exceptions, all, none or a number");
   EXPECT_EQ(complaint({"run", "f", "--log=4,"}),
-            "--log has the level ''; expected progress, exceptions, all, none or a number");
+            "--log has the level ''; expected progress, warnings, exceptions, all, none or a number");
   EXPECT_EQ(complaint({"run", "f", "--log=4294967296"}),
-            "--log has the level '4294967296'; expected progress, exceptions, all, none or a number");
+            "--log has the level '4294967296'; expected progress, warnings, exceptions, all, none or a number");
 }
 
 TEST_F(TheCommandLine, NamesWhatIsWrongAndWhatWasExpected) {

@@ -296,6 +296,24 @@ TEST_F(AProgressDisplay, LeavesItsBlockWhenSomethingElseWasWritten) {
   EXPECT_EQ(shown(sut, {ready("p")}), "p  ready    0 s\n");
 }
 
+TEST_F(AProgressDisplay, RemovesItsBlockForWhatIsToBeWrittenInItsPlace) {
+  ProgressDisplay sut(out_, terminal());
+  sut.erase();
+  EXPECT_EQ(shown(sut, {ready("p"), ready("q")}), "p  ready    0 s\nq  ready    0 s\n");
+  out_.str("");
+  sut.erase();
+  EXPECT_EQ(out_.str(), "\x1b[2A\x1b[J");
+  EXPECT_EQ(shown(sut, {ready("p"), ready("q")}), "p  ready    0 s\nq  ready    0 s\n");
+}
+
+TEST_F(AProgressDisplay, HasNothingToRemoveWhereThereIsNoTerminal) {
+  ProgressDisplay sut(out_, lines());
+  shown(sut, {ready("p")});
+  out_.str("");
+  sut.erase();
+  EXPECT_EQ(out_.str(), "");
+}
+
 TEST_F(AProgressDisplay, ColoursOnlyWhereItMay) {
   auto options = terminal();
   options.isColoured = true;

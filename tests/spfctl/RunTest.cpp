@@ -157,6 +157,14 @@ TEST_F(SpfctlRun, ShowsTheLibrarysLogRecordsWhenAsked) {
   EXPECT_THAT(result.err, HasSubstr("4: About to remove spf configuration for x\n"));
 }
 
+TEST_F(SpfctlRun, ShowsWarningsUnlessToldNotTo) {
+  const auto file = configuration({publisher("p", quoted(freeEndpoint()))});
+  EXPECT_EQ(run(file, {"--once", "--property", "spf.advertise=*"}).err,
+            "spfctl: warning: the framework property 'spf.advertise' is not used: '*' is no host to connect to; "
+            "expected a name or a number\n");
+  EXPECT_EQ(run(file, {"--once", "--property", "spf.advertise=*", "--log", "none"}).err, "");
+}
+
 // What waited for each other took half a second for each: the limit leaves no time for that.
 TEST_F(SpfctlRun, BindsManyWildcardPortsWithoutWaiting) {
   std::vector<std::string> publishers;
@@ -208,6 +216,29 @@ TEST_F(SpfctlRun, DrawsABlockOnATerminal) {
                   Process::Stdout::terminal);
   EXPECT_EQ(process.wait(), 0);
   EXPECT_THAT(process.out(), HasSubstr("p  ready "));
+}
+
+// On a terminal both streams go to the same place.
+TEST_F(SpfctlRun, WritesLogRecordsInThePlaceOfTheBlockWhichFollowsThem) {
+  if (const auto reason = Process::whyNoTerminal(); !reason.empty()) {
+    GTEST_SKIP() << "needs a pseudo-terminal, and none can be opened here: " << reason;
+  }
+  const auto endpoint = freeEndpoint();
+  const auto waiting = freeEndpoint();
+  Arguments arguments = command(configuration({publisher("p", quoted(endpoint), quoted(waiting))}), {"--log", "all"});
+  arguments.insert(arguments.begin(), {"/bin/sh", "-c", "exec \"$@\" 3>&2 2>&1", "sh"});
+  Process process(arguments, Process::Stdout::terminal);
+  const auto record = "log agent::spf::frameworksetup 4: ConfigTracker completeEndpointBind " + endpoint + "\r\n";
+  ASSERT_TRUE(process.waitForOutput(record)) << process.out();
+  ASSERT_TRUE(process.waitForNextOutput("to connect " + waiting + ": opening"));
+  process.signal(SIGINT);
+  EXPECT_EQ(process.wait(), 128 + SIGINT);
+  const auto& out = process.out();
+  const auto before = out.substr(0, out.find(record));
+  EXPECT_TRUE(std::regex_search(before, std::regex("(^|\x1b\\[[0-9]+A\x1b\\[J)(log [^\n]*\n)*$"))) << before;
+  const auto after = out.substr(before.size() + record.size());
+  EXPECT_TRUE(std::regex_search(after, std::regex("^(log [^\n]*\n)*p  waiting "))) << after;
+  EXPECT_THAT(out, HasSubstr("4: About to remove spf configuration for x\r\nwithdrawn\r\n"));
 }
 
 // The lines of a block that is redrawn, each as the terminal got it, without colours.
@@ -348,7 +379,7 @@ TEST_F(SpfctlRun, WithdrawsWhenItsTerminalIsClosed) {
     const auto endpoint = freeEndpoint();
     const auto entry = publisher("p", quoted(endpoint), isReady ? "" : quoted(freeEndpoint()));
     Process process(command(configuration({entry}), {"--log", "progress"}), Process::Stdout::controllingTerminal);
-    ASSERT_TRUE(process.waitForOutput(isReady ? "ready: x" : "p: to connect")) << process.err();
+    ASSERT_TRUE(process.waitForOutput(isReady ? "ready: x" : "  to connect")) << process.err();
     process.signal(SIGHUP);
     EXPECT_EQ(process.wait(), isReady ? 0 : 128 + SIGHUP) << process.err();
     EXPECT_FALSE(isOpen(endpoint));

@@ -11,6 +11,8 @@
 
 #include <cppmicroservices/Any.h>
 
+#include "commands/logLevels.hpp"
+
 namespace spfctl {
 
 /// How names stand for addresses, whose keys encrypt connections, and further properties of a framework.
@@ -30,7 +32,7 @@ struct RunOptions {
   bool once = false;
   bool setup = false;
   bool quiet = false;
-  std::uint32_t logLevels = 0;
+  std::uint32_t logLevels = loglevels::warnings;
   std::string name;                  ///< of the control socket; empty: the configuration's ID
   std::filesystem::path controlDir;  ///< empty: the standard one
   bool control = true;               ///< whether a control socket is opened

@@ -10,6 +10,7 @@
 #include "commands/completion.hpp"
 #include "commands/frameworkOptions.hpp"
 #include "commands/help.hpp"
+#include "commands/logLevels.hpp"
 #include "commands/manual.hpp"
 #include "commands/version.hpp"
 #include "control/ControlFolder.hpp"
@@ -48,10 +49,13 @@ std::uint32_t logLevel(const char* where, const std::string& text) {
     return 0;
   }
   if (text == "progress") {
-    return 4;
+    return loglevels::progress;
+  }
+  if (text == "warnings") {
+    return loglevels::warnings;
   }
   if (text == "exceptions") {
-    return 512;
+    return loglevels::exceptions;
   }
   if (text == "all") {
     return std::numeric_limits<std::uint32_t>::max();
@@ -60,7 +64,7 @@ std::uint32_t logLevel(const char* where, const std::string& text) {
     return *mask;
   }
   throw UsageError(std::string(where) + " has the level '" + text +
-                   "'; expected progress, exceptions, all, none or a number");
+                   "'; expected progress, warnings, exceptions, all, none or a number");
 }
 
 std::uint32_t logLevels(const char* where, const std::string& text) {
@@ -219,8 +223,8 @@ void Definition::addRun() {
   run->add_flag("--quiet", run_.quiet, "Print no progress.");
   run->add_option_function<std::string>(
          "--log", [this](const std::string& text) { run_.logLevels = logLevels("--log", text); },
-         "Show the library's log records on standard error: progress, exceptions, all, none, or numbers, separated by "
-         "commas.")
+         "Which log records to show on standard error: progress, warnings, exceptions, all, none, or numbers, "
+         "separated by commas (default: warnings).")
       ->type_name("LEVELS");
   addFramework(*run, run_.framework);
   addKeys(*run, run_.framework);
@@ -342,13 +346,13 @@ void Definition::addHostCommands() {
   addTimeout(*ask, ask_.timeout, "How long to wait for the answer (default: 2s).");
 
   auto* const log = add("log", "Change which of the library's log records a host shows.",
-                        "spfctl log weather progress,exceptions\n"
+                        "spfctl log weather progress,warnings,exceptions\n"
                         "spfctl log weather none",
                         [this] { return log_; });
   addHost(*log, log_.host, true);
   log->add_option_function<std::string>(
          "LEVELS", [this](const std::string& text) { log_.levels = logLevels("LEVELS", text); },
-         "progress, exceptions, all, none, or numbers, separated by commas.")
+         "progress, warnings, exceptions, all, none, or numbers, separated by commas.")
       ->required()
       ->type_name("LEVELS");
 }

@@ -2,68 +2,127 @@
 
 #include <iostream>
 #include <mutex>
-#include <string>
+#include <utility>
 
 #include <boost/log/attributes/value_extraction.hpp>
-#include <boost/log/expressions/attr.hpp>
-#include <boost/log/expressions/formatter.hpp>
-#include <boost/log/expressions/formatters/stream.hpp>
+#include <boost/log/core/core.hpp>
 #include <boost/log/expressions/message.hpp>
-#include <boost/log/utility/formatting_ostream.hpp>
-#include <boost/log/utility/setup/console.hpp>
-#include <boost/phoenix/operator.hpp>
+#include <boost/log/sinks/basic_sink_backend.hpp>
+#include <boost/log/sinks/sync_frontend.hpp>
+#include <boost/make_shared.hpp>
 
 #include "agent/host/logging_levels.hpp"
+#include "commands/logLevels.hpp"
+#include "display/terminalText.hpp"
 #include "supervision/JournalMessages.hpp"
 
 namespace spfctl {
 
 namespace {
 
-using boost::log::formatter;
-using boost::log::formatting_ostream;
 using boost::log::record_view;
 
+/// Where the lines go.
+class Outlet {
+ public:
+  void write(std::string line) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (!onRecord_) {
+      std::cerr << line << '\n' << std::flush;
+      return;
+    }
+    held_.push_back(std::move(line));
+    onRecord_();
+  }
+
+  void hold(std::function<void()> onRecord) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    onRecord_ = std::move(onRecord);
+  }
+
+  std::vector<std::string> take() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return std::exchange(held_, {});
+  }
+
+  void release() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    onRecord_ = nullptr;
+    for (const auto& line : std::exchange(held_, {})) {
+      std::cerr << line << '\n' << std::flush;
+    }
+  }
+
+ private:
+  std::mutex mutex_;
+
+  // Guarded by `mutex_`:
+  std::function<void()> onRecord_;  ///< empty: nothing is held back
+  std::vector<std::string> held_;
+};
+
+// Never destroyed: records may be written until the process ends.
+Outlet& outlet() {
+  static auto& outlet = *new Outlet;
+  return outlet;
+}
+
 // A swallowed exception is no error of the host, which continues.
-Priority priorityOf(const record_view& record) {
-  switch (boost::log::extract_or_default<std::uint32_t>("Severity", record, 0U)) {
-    case 4:
+Priority priorityOf(std::uint32_t level) {
+  switch (level) {
+    case loglevels::progress:
       return Priority::debug;
-    case 64:
-    case 512:
+    case loglevels::warnings:
+    case loglevels::exceptions:
       return Priority::warning;
     default:
       return Priority::ordinary;
   }
 }
 
-formatter plainFormat() {
-  namespace expressions = boost::log::expressions;
-  return expressions::stream << "log " << expressions::attr<std::string>("Channel") << " "
-                             << expressions::attr<std::uint32_t>("Severity") << ": " << expressions::smessage;
+std::string lineOf(const record_view& record, std::uint32_t level) {
+  const auto message = boost::log::extract_or_default<std::string>("Message", record, std::string());
+  if (level == loglevels::warnings) {
+    return "spfctl: warning: " + message;
+  }
+  const auto channel = boost::log::extract_or_default<std::string>("Channel", record, std::string());
+  return "log " + channel + " " + std::to_string(level) + ": " + message;
 }
 
-// A record may hold several lines, each of which is an entry of the journal.
-formatter journalFormat() {
-  return [plain = plainFormat()](const record_view& record, formatting_ostream& stream) {
-    std::string text;
-    formatting_ostream line(text);
-    plain(record, line);
-    line.flush();
-    stream << withPriority(priorityOf(record), text);
-  };
-}
+class Sink : public boost::log::sinks::basic_sink_backend<boost::log::sinks::concurrent_feeding> {
+ public:
+  void consume(const record_view& record) const {
+    const auto level = boost::log::extract_or_default<std::uint32_t>("Severity", record, 0U);
+    const auto line = lineOf(record, level);
+    // A record may hold several lines, each of which is an entry of the journal.
+    outlet().write(isJournal_ ? withPriority(priorityOf(level), line) : escaped(line));
+  }
+
+ private:
+  const bool isJournal_ = isJournalAtStandardError();
+};
 
 }  // namespace
 
 void showLogRecords(std::uint32_t levels) {
   static std::once_flag once;
   std::call_once(once, [] {
-    boost::log::add_console_log(
-        std::cerr, boost::log::keywords::auto_flush = true,
-        boost::log::keywords::format = isJournalAtStandardError() ? journalFormat() : plainFormat());
+    using Frontend = boost::log::sinks::synchronous_sink<Sink>;
+    boost::log::core::get()->add_sink(boost::make_shared<Frontend>());
   });
   agent::host::logging::set_enabled_levels(levels);
+}
+
+HeldLogRecords::HeldLogRecords(std::function<void()> onRecord) {
+  outlet().hold(std::move(onRecord));
+}
+
+HeldLogRecords::~HeldLogRecords() {
+  outlet().release();
+}
+
+std::vector<std::string> HeldLogRecords::take() {
+  return outlet().take();
 }
 
 }  // namespace spfctl

@@ -42,16 +42,6 @@ constexpr milliseconds refreshInterval{50};
 // How often the tool looks at its terminal or pipe, and at the bundles, while nothing changes.
 constexpr milliseconds clockInterval = std::chrono::seconds(1);
 
-DisplayOptions displayOptions(const RunOptions& options, const Output& output) {
-  DisplayOptions display{output.terminalSize, output.timeStamp, output.isColoured, options.quiet};
-  if (options.logLevels != 0) {
-    // Log records would be written into the block.
-    display.terminalSize = [] { return std::nullopt; };
-    display.isColoured = false;
-  }
-  return display;
-}
-
 const char* nameOf(Bundle::State state) {
   switch (state) {
     case Bundle::STATE_ACTIVE:
@@ -93,8 +83,11 @@ Session::Session(SharedSource source, const RunOptions& options, const SessionPo
     : options_(options),
       ports_(ports),
       output_(output),
-      display_(output.out, displayOptions(options, output)),
+      display_(output.out, {output.terminalSize, output.timeStamp, output.isColoured, options.quiet}),
       live_(std::move(source), ports.changes, ports.recorder) {
+  if (!options.quiet && output.terminalSize()) {
+    log_.emplace([&changes = ports_.changes] { changes.note(); });
+  }
   if (const auto interval = ports_.manager.watchdogInterval()) {
     watchdog_.emplace(
         agent::host::services::getFramework()->GetBundleContext(), *interval,
@@ -183,8 +176,21 @@ void Session::proveLife() {
 
 void Session::refresh(std::optional<steady_clock::time_point> deadline) {
   states_ = live_.states();
+  writeLog();
   display_.show(states_, {steady_clock::now(), deadline});
   postStatus(state());
+}
+
+// Log records take the place of the block, which is drawn below them then.
+void Session::writeLog() {
+  const auto lines = log_ ? log_->take() : std::vector<std::string>();
+  if (lines.empty()) {
+    return;
+  }
+  display_.erase();
+  for (const auto& line : lines) {
+    output_.err << line << std::endl;
+  }
 }
 
 HostStatus::State Session::state() const {
@@ -340,6 +346,7 @@ void Session::reload() {
   for (const auto& message : outcome.messages) {
     output_.err << "spfctl: " << escaped(message) << std::endl;
   }
+  display_.startNewBlock();
 }
 
 // Replaces the configuration and waits until that is decided.
@@ -437,6 +444,7 @@ void Session::recover(const std::exception& error, milliseconds timeout, ChangeO
 bool Session::withdraw() {
   const auto deadline = deadlineAfter(withdrawalLimit);
   ports_.manager.stopping();
+  display_.startNewBlock();
   const bool mayBeWithdrawn = live_.withdraw();
   postStatus(HostStatus::State::withdrawing);
   if (!mayBeWithdrawn) {
@@ -446,6 +454,7 @@ bool Session::withdraw() {
   for (;;) {
     const auto seen = ports_.changes.count();
     const auto remainder = live_.remainder();
+    writeLog();
     if (remainder.isDone) {
       output_.out << "withdrawn" << std::endl;
       isWithdrawn_ = true;

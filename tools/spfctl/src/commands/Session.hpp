@@ -11,6 +11,7 @@
 #include "commands/Changes.hpp"
 #include "commands/CommandLine.hpp"
 #include "commands/LiveConfiguration.hpp"
+#include "commands/LogOutput.hpp"
 #include "commands/Output.hpp"
 #include "commands/Signals.hpp"
 #include "control/ChangeRequests.hpp"
@@ -57,6 +58,7 @@ class Session {
   int waitAndStay();
   void waitUntilDecided(std::chrono::milliseconds timeout);
   void refresh(std::optional<std::chrono::steady_clock::time_point> deadline);
+  void writeLog();
   void postStatus(HostStatus::State state);
   void proveLife();
   std::string summary(HostStatus::State state) const;
@@ -85,6 +87,7 @@ class Session {
   const SessionPorts ports_;
   const Output& output_;
   ProgressDisplay display_;
+  std::optional<HeldLogRecords> log_;  ///< only if there is a block that they could be written into
   LiveConfiguration live_;
   std::optional<Watchdog> watchdog_;
   std::optional<std::chrono::steady_clock::time_point> interruptedDeadline_;

@@ -52,8 +52,23 @@ void ProgressDisplay::show(const std::vector<PublisherState>& states, const Mome
   stream_.flush();
 }
 
+void ProgressDisplay::erase() {
+  if (const auto size = options_.terminalSize()) {
+    eraseDrawn(*size);
+    stream_.flush();
+  }
+}
+
 void ProgressDisplay::startNewBlock() {
   drawn_.clear();
+}
+
+void ProgressDisplay::eraseDrawn(TerminalSize size) {
+  if (!drawn_.empty()) {
+    const auto rows = std::min(drawnRows(std::max<std::size_t>(1, size.columns)), size.rows > 1 ? size.rows - 1 : 1);
+    stream_ << "\x1b[" << rows << "A\x1b[J";
+    drawn_.clear();
+  }
 }
 
 // Lines that were drawn on a wider terminal have been wrapped since.
@@ -69,10 +84,7 @@ void ProgressDisplay::redraw(std::vector<DisplayLine> lines, TerminalSize size) 
   if (areEqual(lines, drawn_) && size.columns == drawnColumns_) {
     return;
   }
-  if (!drawn_.empty()) {
-    const auto rows = std::min(drawnRows(std::max<std::size_t>(1, size.columns)), size.rows > 1 ? size.rows - 1 : 1);
-    stream_ << "\x1b[" << rows << "A\x1b[J";
-  }
+  eraseDrawn(size);
   for (const auto& line : lines) {
     const auto* const colour = options_.isColoured ? colourOf(line.emphasis) : "";
     stream_ << colour << line.text << (*colour == '\0' ? "" : "\x1b[0m") << '\n';

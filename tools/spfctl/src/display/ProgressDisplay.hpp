@@ -34,10 +34,14 @@ class ProgressDisplay {
 
   void show(const std::vector<PublisherState>& states, const Moment& moment);
 
+  /// Removes what is drawn, so that something else can be written in its place.
+  void erase();
+
   /// Leaves what is drawn where it is: something else was written below it.
   void startNewBlock();
 
  private:
+  void eraseDrawn(TerminalSize size);
   void redraw(std::vector<DisplayLine> lines, TerminalSize size);
   void writeChanges(const PublisherState& state);
   void writeRefusals(const PublisherState& state);
