@@ -68,7 +68,7 @@ class ConfigTracker {
   // Guarded by `mutex`.
   std::vector<cppmicroservices::Any> endpointsToBindTo;
   std::vector<cppmicroservices::Any> endpointsToConnectTo;
-  const bool isRpcServicePublisher;
+  [[maybe_unused]] const bool isRpcServicePublisher;
   bool allServicesPublished = false;
   bool allServicesUnpublished = false;
   std::exception_ptr error;
