@@ -213,6 +213,13 @@ class ForeignEventsFault : public Fault {
   std::vector<std::thread> threads_;
 };
 
+#ifdef SPF_RUNTIME_BUNDLED
+constexpr auto damageOfFailedAllocations = Damage::configurations;
+#else
+// CppMicroServices keeps a service whose registration fails half-way, and nobody has the means to unregister it.
+constexpr auto damageOfFailedAllocations = Damage::framework;
+#endif
+
 }  // namespace
 
 const std::vector<KindOfFault>& kindsOfFaults() {
@@ -221,7 +228,7 @@ const std::vector<KindOfFault>& kindsOfFaults() {
       {"full disk", Damage::none, [](Random&) { return std::make_unique<LimitFault>(RLIMIT_FSIZE, 0); }},
       {"throwing Configuration Admin", Damage::configurations,
        [](Random& random) { return std::make_unique<FlakyConfigurationAdminFault>(random); }},
-      {"failed allocations", Damage::configurations,
+      {"failed allocations", damageOfFailedAllocations,
        [](Random&) { return std::make_unique<FailedAllocationsFault>(); }},
 #ifndef __SANITIZE_ADDRESS__  // the sanitizer's own checks need a descriptor
       {"no descriptors", Damage::framework,
