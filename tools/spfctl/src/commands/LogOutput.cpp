@@ -22,13 +22,19 @@ namespace {
 
 using boost::log::record_view;
 
+// In one piece, so that no other thread's output gets into the line.
+void writeLine(std::string line) {
+  line += '\n';
+  std::cerr << line << std::flush;
+}
+
 /// Where the lines go.
 class Outlet {
  public:
   void write(std::string line) {
     const std::lock_guard<std::mutex> lock(mutex_);
     if (!onRecord_) {
-      std::cerr << line << '\n' << std::flush;
+      writeLine(std::move(line));
       return;
     }
     held_.push_back(std::move(line));
@@ -48,8 +54,8 @@ class Outlet {
   void release() {
     const std::lock_guard<std::mutex> lock(mutex_);
     onRecord_ = nullptr;
-    for (const auto& line : std::exchange(held_, {})) {
-      std::cerr << line << '\n' << std::flush;
+    for (auto& line : std::exchange(held_, {})) {
+      writeLine(std::move(line));
     }
   }
 
