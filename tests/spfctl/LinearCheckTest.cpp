@@ -6,7 +6,8 @@
 
 #include "file/readConfiguration.hpp"
 
-// Counts the comparisons of texts: the linker sends the executable's calls of memcmp here.
+// Counts the comparisons of texts: the linker sends the executable's calls of memcmp here, and those of bcmp, which
+// clang prefers where only equality counts.
 namespace {
 std::size_t comparisons = 0;
 }
@@ -15,6 +16,12 @@ extern "C" int __real_memcmp(const void* left, const void* right, std::size_t si
 extern "C" [[gnu::visibility("default")]] int __wrap_memcmp(const void* left, const void* right, std::size_t size) {
   ++comparisons;
   return __real_memcmp(left, right, size);
+}
+
+extern "C" int __real_bcmp(const void* left, const void* right, std::size_t size);
+extern "C" [[gnu::visibility("default")]] int __wrap_bcmp(const void* left, const void* right, std::size_t size) {
+  ++comparisons;
+  return __real_bcmp(left, right, size);
 }
 
 namespace spf::test {

@@ -11,11 +11,12 @@
 
 namespace spf::test {
 
+using Texts = std::vector<std::string>;
+
 namespace {
 
 using cppmicroservices::ServiceEvent;
 using std::chrono::milliseconds;
-using Texts = std::vector<std::string>;
 
 constexpr int rounds = 40;
 

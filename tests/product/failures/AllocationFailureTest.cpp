@@ -11,13 +11,14 @@
 
 namespace spf::test {
 
+using Texts = std::vector<std::string>;
+
 namespace {
 
 using agent::spf::frameworklistener::FrameworkListener;
 using agent::spf::frameworklistener::ServicesEvent;
 using agent::spf::frameworksetup::addRequiredRuntimeServiceProperties;
 using agent::spf::frameworksetup::setupFramework;
-using Texts = std::vector<std::string>;
 
 // Too long to be stored without an allocation.
 const std::string longName = "a name that does not fit into the text itself, so that copying it takes memory";

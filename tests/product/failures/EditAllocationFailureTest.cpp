@@ -4,10 +4,11 @@
 
 namespace spf::test {
 
+using Texts = std::vector<std::string>;
+
 namespace {
 
 using boost::property_tree::ptree;
-using Texts = std::vector<std::string>;
 
 // Too long to be stored without an allocation, all of them.
 const std::string present = "the identity of an interface and of a publisher that the builder has";

@@ -80,8 +80,9 @@ INSTANTIATE_TEST_SUITE_P(Of, AReportThatFails, testing::ValuesIn(failingReports)
                          [](const auto& failing) { return nameOf(failing.param); });
 
 TEST_P(AReportThatFails, GoesBackToItsSenderAndCompletesWhenItComesAgain) {
-  const auto& [report, call, counts] = GetParam();
-  forEveryKindOfException([&, call = call, counts = counts](FailingCollaborators& with, Thrown thrown) {
+  const auto& report = GetParam().report;
+  const char* const call = GetParam().call;
+  forEveryKindOfException([&](FailingCollaborators& with, Thrown thrown) {
     Reports reports(with);
     for (const auto earlier : report.earlier) {
       (reports.*earlier)();
@@ -91,7 +92,7 @@ TEST_P(AReportThatFails, GoesBackToItsSenderAndCompletesWhenItComesAgain) {
     EXPECT_EQ(with.outcomeOf({{call}}, thrown, [&] { (reports.*report.last)(); }), textOf(thrown));
     EXPECT_EQ(with.framework.listeners(), 1u);
     if (report.takenIn != nullptr) {
-      EXPECT_EQ((reports.*report.takenIn)(), counts);
+      EXPECT_EQ((reports.*report.takenIn)(), GetParam().counts);
     }
     // The sink notes a record before it throws; when there is no text, there is no record.
     const bool pushed = call == std::string("log 4") || (call == std::string("Unregister") && !report.earlier.empty());
@@ -106,7 +107,7 @@ TEST_P(AReportThatFails, GoesBackToItsSenderAndCompletesWhenItComesAgain) {
 }
 
 TEST_P(AReportThatFails, ChangesNothingInConfigurationAdmin) {
-  const auto& [report, call, counts] = GetParam();
+  const auto& report = GetParam().report;
   FailingCollaborators with;
   {
     Reports reports(with);
@@ -114,7 +115,7 @@ TEST_P(AReportThatFails, ChangesNothingInConfigurationAdmin) {
       (reports.*earlier)();
     }
     with.admin->clearCalls();
-    with.outcomeOf({{call}}, Thrown::standardException, [&] { (reports.*report.last)(); });
+    with.outcomeOf({{GetParam().call}}, Thrown::standardException, [&] { (reports.*report.last)(); });
     EXPECT_TRUE(with.admin->calls().empty());
     EXPECT_EQ(reports.sut.getConfigurationID(), "x");
   }

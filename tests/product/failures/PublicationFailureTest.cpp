@@ -9,10 +9,11 @@
 
 namespace spf::test {
 
+using Texts = std::vector<std::string>;
+
 namespace {
 
 using agent::spf::frameworksetup::setupFramework;
-using Texts = std::vector<std::string>;
 
 const Call callsOfEveryPublication[] = {{"installAndStart", 1}, {"installAndStart", 2}, {"installAndStart", 3},
                                         {"installAndStart", 4}, {"installAndStart", 5}, {"installAndStart", 6},

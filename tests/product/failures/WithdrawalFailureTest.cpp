@@ -6,9 +6,9 @@
 
 namespace spf::test {
 
-namespace {
-
 using Texts = std::vector<std::string>;
+
+namespace {
 
 const std::string removing = "About to remove spf configuration for x";
 const std::string swallowed = "removeFromConfigurationAdmin() in waitForAllServicesToBeUnpublished() threw.";

@@ -38,7 +38,7 @@ std::string mangledName() {
 namespace boost {
 BOOST_LOG_OPEN_NAMESPACE
 
-__attribute__((visibility("default"))) attribute_set::~attribute_set() {
+__attribute__((visibility("default"))) attribute_set::~attribute_set() noexcept {
   static const auto original = reinterpret_cast<void (*)(attribute_set*)>(dlsym(RTLD_NEXT, mangledName().c_str()));
   ++attributeSetsDestroyed;
   original(this);

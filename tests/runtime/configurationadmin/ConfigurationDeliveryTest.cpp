@@ -120,7 +120,7 @@ TEST_F(ADelivery, IsNeverMadeWhileAnotherThreadsOneRuns) {
   };
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this, sut = admin->GetConfiguration("f~" + std::to_string(i))] {
+    threads.emplace_back([sut = admin->GetConfiguration("f~" + std::to_string(i))] {
       for (int round = 0; round < 100; ++round) {
         sut->Update(valued(round));
       }

@@ -179,7 +179,7 @@ class AnInteger : public testing::Test {};
 
 using Integers = testing::Types<unsigned char, short, unsigned short, int, unsigned int, long, unsigned long, long long,
                                 unsigned long long>;
-TYPED_TEST_SUITE(AnInteger, Integers);
+TYPED_TEST_SUITE(AnInteger, Integers, );  // clang misses an argument without the comma
 
 TYPED_TEST(AnInteger, IsComparedAsANumber) {
   const Any five = static_cast<TypeParam>(5);
