@@ -62,7 +62,7 @@ TEST_F(AKeyFile, NeedsAKey) {
 }
 
 TEST_F(AKeyFile, NeedsAKeyOfTheRightLength) {
-  EXPECT_EQ(refused("# c\n" + secret_.substr(1)), std::string(":2: 39 characters") + expected);
+  EXPECT_EQ(refused("# c\n" + secret_.substr(0, 39)), std::string(":2: 39 characters") + expected);
   EXPECT_EQ(refused(secret_ + "0\n"), std::string(":1: 41 characters") + expected);
   EXPECT_EQ(refused("\n\nx\n"), std::string(":3: 1 character") + expected);
   EXPECT_EQ(refused(secret_ + " " + secret_), std::string(":1: 81 characters") + expected);
