@@ -44,6 +44,10 @@ class Flood {
       zmq::message_t peer;
       while (!flood.ended_ && !socket.recv(peer)) {
       }
+      // Read completely: libzmq keeps a lost peer as long as something of it is unread.
+      for (zmq::message_t rest; !flood.ended_ && socket.get(zmq::sockopt::rcvmore);) {
+        static_cast<void>(socket.recv(rest));
+      }
       auto message = frames;
       message.insert(message.begin(), peer.to_string());
       flood.sendUntilEnded(socket, message);
@@ -60,6 +64,9 @@ class Flood {
 
   /// Waits until the transport has accepted no message for some time.
   bool hasStalled() { return stalled_.wait(); }
+
+  /// Waits until the transport has closed the connection.
+  bool hasLostPeer() { return lost_.wait(); }
 
  private:
   template <class Function>
@@ -87,6 +94,7 @@ class Flood {
           isSent = trySend(socket, frames[i], more);
           if (!isSent) {
             stalled_.open();
+            static_cast<void>(socket.get(zmq::sockopt::events));  // notices in passing that a peer is lost
           }
         }
       }
@@ -94,11 +102,12 @@ class Flood {
     }
   }
 
-  static bool trySend(zmq::socket_t& socket, const std::string& frame, zmq::send_flags flags) {
+  bool trySend(zmq::socket_t& socket, const std::string& frame, zmq::send_flags flags) {
     try {
       return socket.send(zmq::buffer(frame), flags).has_value();
     } catch (const zmq::error_t&) {
-      return false;  // the peer is disconnected at this moment
+      lost_.open();
+      return false;
     }
   }
 
@@ -107,6 +116,7 @@ class Flood {
   std::atomic<bool> ended_{false};
   Gate started_;
   Gate stalled_;
+  Gate lost_;
   std::thread thread_;
 };
 
@@ -197,6 +207,9 @@ TEST_F(AFlood, OfAnswersDoesNotAffectOtherEndpoints) {
   useOtherEndpoints();
   framework.bundle("spf_zeromq_transport").Stop();
   EXPECT_TRUE(client->isClosed.isOpen());
+  // libzmq ends the process if a socket is closed at the moment in which its connection breaks, in the middle of a
+  // message of several frames.
+  EXPECT_TRUE(flood.hasLostPeer());
 }
 
 TEST_F(AFlood, OfMessagesWithManyFramesDoesNotAffectOtherEndpoints) {
