@@ -1,5 +1,9 @@
+#include <algorithm>
+#include <chrono>
 #include <future>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <unistd.h>
 #include <zmq.hpp>
@@ -12,9 +16,54 @@ using agent::spf::frameworkinterfaces::Transport;
 using frameworktest::freeAddress;
 using std::chrono::milliseconds;
 using testing::AllOf;
+using testing::Contains;
 using testing::HasSubstr;
 
 class ATransport : public frameworktest::TransportFixture {};
+
+// ZeroMQ itself ends the process if it gets no descriptor while it binds, or for its threads.
+class ATransportWithFewDescriptors : public ATransport {
+ protected:
+  void SetUp() override {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer's own checks need a file descriptor";
+#endif
+  }
+
+  /// Opens an endpoint while the process can open no descriptor, while it can open one, two, and so on.
+  /// \return for each number, whether the endpoint was opened
+  std::vector<bool> openedWith(const std::string& where) {
+    std::vector<bool> result;
+    for (int left = 0; left < 24; ++left) {
+      SCOPED_TRACE(left);
+      result.push_back(isOpenedWith(left, where));
+    }
+    return result;
+  }
+
+ private:
+  bool isOpenedWith(int left, const std::string& where) {
+    const auto listener = newListener();
+    Transport::EndpointID id = 0;
+    const int lowest = dup(STDIN_FILENO);
+    ::close(lowest);
+    {
+      const frameworktest::DescriptorLimit limit(static_cast<rlim_t>(lowest + left));
+      id = bind(where, listener);
+      const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
+      while (!listener->isOpened.isOpen() && !listener->hasFailed.isOpen() &&
+             std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+      }
+    }
+    if (listener->isOpened.isOpen()) {
+      close(id, listener);
+      return true;
+    }
+    EXPECT_THAT(listener->failure(), HasSubstr("the process has reached its limit of"));
+    return false;
+  }
+};
 
 TEST_F(ATransport, CarriesRequestsAndAnswers) {
   connectPair();
@@ -56,33 +105,22 @@ TEST_F(ATransport, SendsARequestThatIsMadeRightAfterTheConnectionInsideTheProces
   EXPECT_TRUE(inside->answered.waitFor(1));
 }
 
-// ZeroMQ itself ends the process if it gets no descriptor while it binds.
-TEST_F(ATransport, FailsEndpointsWithTheLimitHoweverFewDescriptorsAreLeft) {
-#ifdef __SANITIZE_ADDRESS__
-  GTEST_SKIP() << "the sanitizer's own checks need a file descriptor";
-#endif
+TEST_F(ATransportWithFewDescriptors, FailsEndpointsWithTheLimit) {
   connectPair();
-  const int lowest = dup(STDIN_FILENO);
-  ::close(lowest);
-  for (int left = 0; left < 24; ++left) {
-    const auto listener = newListener();
-    Transport::EndpointID id = 0;
-    {
-      const frameworktest::DescriptorLimit limit(static_cast<rlim_t>(lowest + left));
-      id = bind("tcp://127.0.0.1:*", listener);
-      const auto deadline = std::chrono::steady_clock::now() + spf::test::patience;
-      while (!listener->isOpened.isOpen() && !listener->hasFailed.isOpen()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << left;
-        std::this_thread::yield();
-      }
-    }
-    if (listener->isOpened.isOpen()) {
-      close(id, listener);
-    } else {
-      EXPECT_THAT(listener->failure(), HasSubstr("the process has reached its limit of")) << left;
-    }
-  }
+  EXPECT_THAT(openedWith("tcp://127.0.0.1:*"), AllOf(Contains(false), Contains(true)));
   EXPECT_EQ(ask("question"), "answer to question");
+}
+
+TEST_F(ATransportWithFewDescriptors, FailsEndpointsInsideTheProcessOnlyIfThereIsNoneForTheirSocket) {
+  connectPair();
+  const auto opened = openedWith("inproc://inside");
+  EXPECT_EQ(std::count(opened.begin(), opened.end(), false), 1);
+  EXPECT_FALSE(opened.front());
+  EXPECT_EQ(ask("question"), "answer to question");
+}
+
+TEST_F(ATransportWithFewDescriptors, FailsItsFirstEndpointWithTheLimitInsideTheProcessToo) {
+  EXPECT_THAT(openedWith("inproc://inside"), AllOf(Contains(false), Contains(true)));
 }
 
 TEST_F(ATransport, CarriesRequestsOfManyThreads) {

@@ -73,13 +73,6 @@ void Endpoint::start(const SharedState& shared) {
   }
 }
 
-std::optional<std::string> Endpoint::hostToLookUp(Clock::time_point now) const {
-  if (!lookUpRequested_ || (deadline_ && now < *deadline_)) {
-    return std::nullopt;
-  }
-  return hostName_;
-}
-
 void Endpoint::onLookUpStarted() noexcept {
   lookUpRequested_ = false;
   deadline_.reset();
@@ -106,8 +99,12 @@ void Endpoint::open(SharedState& shared) {
     phase_ = Phase::opening;
     deadline_.reset();
     beginTry();
-    requireDescriptors();
+    // Where ZeroMQ opens no descriptor but the socket's own, it reports that there is none.
+    if (address_.scheme != Scheme::inproc || !shared.hasSockets) {
+      requireDescriptors();
+    }
     makeSocket(shared);
+    shared.hasSockets = true;
     attach(shared);
     hasTried_ = true;
   } catch (const zmq::error_t& error) {

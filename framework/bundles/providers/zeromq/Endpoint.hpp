@@ -52,6 +52,9 @@ struct SharedState {
   /// Whose keys are trusted; not null if there is a key.
   std::shared_ptr<const agent::spf::security::TrustedKeys> trusted{};
 
+  /// Whether a socket was created, so that ZeroMQ's threads run.
+  bool hasSockets = false;
+
   /// Whether a warning was given that other machines reach an endpoint without encryption.
   bool warnedOfPlainText = false;
 };
@@ -98,8 +101,12 @@ class Endpoint {
   /// Checks the address and leaves the phase `fresh`; fails if the address is malformed, or its key cannot be proved.
   void start(const SharedState& shared);
 
-  /// Returns the host to look up now, if there is one.
-  std::optional<std::string> hostToLookUp(Clock::time_point now) const;
+  /// Returns whether the host has to be looked up now.
+  bool isLookUpDue(Clock::time_point now) const noexcept {
+    return lookUpRequested_ && (!deadline_ || *deadline_ <= now);
+  }
+
+  const std::string& hostToLookUp() const noexcept { return hostName_; }
 
   /// Records that the requested look-up was started.
   void onLookUpStarted() noexcept;
@@ -157,7 +164,7 @@ class Endpoint {
   bool isDone() const noexcept { return phase_ == Phase::done; }
   bool isClosing() const noexcept { return phase_ == Phase::closing; }
 
-  /// Returns when `onTime`, `onProbe` or `hostToLookUp` has to be called next.
+  /// Returns when `onTime`, `onProbe` or `isLookUpDue` has to be called next.
   virtual std::optional<Clock::time_point> deadline() const noexcept { return deadline_; }
 
   /// Returns the socket or the monitor to poll; null if there is none.

@@ -4,6 +4,7 @@
 #include <exception>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "agent/spf/frameworksupport/startThread.hpp"
 #include "descriptorLimits.hpp"
@@ -149,11 +150,11 @@ void SocketLoop::runTasks() {
 
 void SocketLoop::advance() {
   hasAdded_ = false;
-  for (Endpoint* endpoint : endpoints()) {
-    if (endpoint->phase() == Endpoint::Phase::fresh) {
-      endpoint->start(shared_);
+  forEachEndpoint([this](Endpoint& endpoint) {
+    if (endpoint.phase() == Endpoint::Phase::fresh) {
+      endpoint.start(shared_);
     }
-  }
+  });
   const auto now = Endpoint::Clock::now();
   lookUpHosts(now);
   judgeHandshakes();
@@ -162,20 +163,20 @@ void SocketLoop::advance() {
 }
 
 void SocketLoop::lookUpHosts(Endpoint::Clock::time_point now) {
-  for (Endpoint* endpoint : endpoints()) {
-    const auto host = endpoint->hostToLookUp(now);
-    if (!host) {
-      continue;
+  forEachEndpoint([&](Endpoint& endpoint) {
+    if (!endpoint.isLookUpDue(now)) {
+      return;
     }
     try {
-      resolver_->lookUp(*host, [this, id = endpoint->id()](const ResolvedHost& resolved) { onLookUp(id, resolved); });
+      resolver_->lookUp(endpoint.hostToLookUp(),
+                        [this, id = endpoint.id()](const ResolvedHost& resolved) { onLookUp(id, resolved); });
     } catch (const std::system_error& error) {
-      endpoint->onLookUp({{}, error.what()});
-      continue;
+      endpoint.onLookUp({{}, error.what()});
+      return;
     }
     // After the call: if it throws, the next round repeats the request.
-    endpoint->onLookUpStarted();
-  }
+    endpoint.onLookUpStarted();
+  });
 }
 
 void SocketLoop::onLookUp(EndpointID id, const ResolvedHost& resolved) {
@@ -207,9 +208,7 @@ void SocketLoop::judgeHandshakes() {
     return;
   }
   if (appliedKeys_ != shared_.trusted) {
-    for (Endpoint* endpoint : endpoints()) {
-      endpoint->onTrust(shared_);
-    }
+    forEachEndpoint([this](Endpoint& endpoint) { endpoint.onTrust(shared_); });
     appliedKeys_ = shared_.trusted;
   }
   zapHandler_->answer(refreshed_, *shared_.trusted, [this](const Judgement& judgement) { return admit(judgement); });
@@ -242,7 +241,6 @@ bool SocketLoop::mayBind(BoundEndpoint& endpoint, Endpoint::Clock::time_point no
 }
 
 void SocketLoop::poll() {
-  const auto polled = endpoints();
   std::vector<zmq::pollitem_t> items{{nullptr, waker_.descriptor(), ZMQ_POLLIN, 0}};
   const auto add = [&](void* socket, int descriptor, short events) {
     // An entry with neither of them would stand for the standard input.
@@ -252,17 +250,19 @@ void SocketLoop::poll() {
     items.push_back({socket, descriptor, events, 0});
     return items.size() - 1;
   };
-  struct Positions {
-    std::size_t monitor, socket, probe;  ///< in the items; 0 if there is none
+  struct Polled {
+    Endpoint& endpoint;
+    std::size_t monitor, socket, probe;  ///< positions in the items; 0 if there is none
   };
-  std::vector<Positions> positions;
-  positions.reserve(polled.size());
-  for (Endpoint* endpoint : polled) {
-    const auto monitor = add(endpoint->monitorHandle(), -1, ZMQ_POLLIN);
-    const auto socket = add(endpoint->socketHandle(), -1, ZMQ_POLLIN);
-    const auto probe = endpoint->probeEvent();
-    positions.push_back({monitor, socket, add(nullptr, probe.descriptor, probe.isInput ? ZMQ_POLLIN : ZMQ_POLLOUT)});
-  }
+  std::vector<Polled> polled;
+  polled.reserve(bound_.size() + connected_.size());
+  forEachEndpoint([&](Endpoint& endpoint) {
+    const auto monitor = add(endpoint.monitorHandle(), -1, ZMQ_POLLIN);
+    const auto socket = add(endpoint.socketHandle(), -1, ZMQ_POLLIN);
+    const auto probe = endpoint.probeEvent();
+    polled.push_back(
+        {endpoint, monitor, socket, add(nullptr, probe.descriptor, probe.isInput ? ZMQ_POLLIN : ZMQ_POLLOUT)});
+  });
   const auto zap = add(zapHandler_ ? zapHandler_->handle() : nullptr, -1, ZMQ_POLLIN);
   retryInterrupted([&] { return zmq::poll(items, pollTimeout()); });
   const auto isReady = [&](std::size_t position) { return position != 0 && items[position].revents != 0; };
@@ -270,10 +270,10 @@ void SocketLoop::poll() {
     zapHandler_->receive();
   }
   const auto now = Endpoint::Clock::now();
-  for (std::size_t i = 0; i < polled.size(); ++i) {
-    serve(*polled[i], isReady(positions[i].monitor), isReady(positions[i].socket));
-    polled[i]->onProbe(isReady(positions[i].probe), now);
-    polled[i]->onTime(now);
+  for (const auto& [endpoint, monitor, socket, probe] : polled) {
+    serve(endpoint, isReady(monitor), isReady(socket));
+    endpoint.onProbe(isReady(probe), now);
+    endpoint.onTime(now);
   }
 }
 
@@ -297,22 +297,22 @@ void SocketLoop::removeDone() {
 
 void SocketLoop::closeAll() {
   const bool isLate = *end_ <= Endpoint::Clock::now();
-  for (Endpoint* endpoint : endpoints()) {
-    endpoint->close();
+  forEachEndpoint([isLate](Endpoint& endpoint) {
+    endpoint.close();
     if (isLate) {
-      endpoint->forceClose();
+      endpoint.forceClose();
     }
-  }
+  });
 }
 
 std::chrono::milliseconds SocketLoop::pollTimeout() const {
   auto earliest = end_;
-  for (const Endpoint* endpoint : endpoints()) {
-    const auto deadline = endpoint->deadline();
+  forEachEndpoint([&earliest](const Endpoint& endpoint) {
+    const auto deadline = endpoint.deadline();
     if (deadline && (!earliest || *deadline < *earliest)) {
       earliest = deadline;
     }
-  }
+  });
   if (!earliest) {
     return std::chrono::milliseconds(-1);
   }
@@ -321,10 +321,12 @@ std::chrono::milliseconds SocketLoop::pollTimeout() const {
 }
 
 Endpoint* SocketLoop::find(EndpointID id) const {
-  const auto all = endpoints();
-  const auto found =
-      std::find_if(all.begin(), all.end(), [id](const Endpoint* endpoint) { return endpoint->id() == id; });
-  return found != all.end() ? *found : nullptr;
+  const auto hasID = [id](const auto& endpoint) { return endpoint->id() == id; };
+  if (const auto bound = std::find_if(bound_.begin(), bound_.end(), hasID); bound != bound_.end()) {
+    return bound->get();
+  }
+  const auto connected = std::find_if(connected_.begin(), connected_.end(), hasID);
+  return connected != connected_.end() ? connected->get() : nullptr;
 }
 
 ConnectedEndpoint* SocketLoop::findOpen(const std::string& owner, const std::string& name) {
@@ -337,16 +339,14 @@ ConnectedEndpoint* SocketLoop::findOpen(const std::string& owner, const std::str
   return nullptr;
 }
 
-std::vector<Endpoint*> SocketLoop::endpoints() const {
-  std::vector<Endpoint*> all;
-  all.reserve(bound_.size() + connected_.size());
+template <class Use>
+void SocketLoop::forEachEndpoint(Use use) const {
   for (const auto& endpoint : bound_) {
-    all.push_back(endpoint.get());
+    use(*endpoint);
   }
   for (const auto& endpoint : connected_) {
-    all.push_back(endpoint.get());
+    use(*endpoint);
   }
-  return all;
 }
 
 }  // namespace spf::zeromq

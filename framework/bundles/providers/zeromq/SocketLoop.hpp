@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <zmq.hpp>
 #include "Answer.hpp"
@@ -86,7 +85,10 @@ class SocketLoop {
   std::chrono::milliseconds pollTimeout() const;
   Endpoint* find(EndpointID id) const;
   ConnectedEndpoint* findOpen(const std::string& owner, const std::string& name);
-  std::vector<Endpoint*> endpoints() const;
+
+  /// Calls a function with every endpoint. It may end endpoints, but neither adds nor removes them.
+  template <class Use>
+  void forEachEndpoint(Use use) const;
 
   // Synchronised by itself:
   Waker waker_;
