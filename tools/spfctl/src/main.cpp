@@ -19,7 +19,7 @@
 #include "commands/clients.hpp"
 #include "display/terminal.hpp"
 #include "display/terminalText.hpp"
-#include "supervision/JournalMessages.hpp"
+#include "supervision/MessageLines.hpp"
 
 namespace {
 
@@ -71,7 +71,7 @@ class Execution {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::optional<spfctl::JournalMessages> journal;
+  std::optional<spfctl::MessageLines> journal;
   if (spfctl::isJournalAtStandardError()) {
     journal.emplace(std::cerr);
   }

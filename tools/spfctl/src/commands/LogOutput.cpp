@@ -14,7 +14,7 @@
 #include "agent/host/logging_levels.hpp"
 #include "commands/logLevels.hpp"
 #include "display/terminalText.hpp"
-#include "supervision/JournalMessages.hpp"
+#include "supervision/MessageLines.hpp"
 
 namespace spfctl {
 

@@ -1,4 +1,4 @@
-#include "supervision/JournalMessages.hpp"
+#include "supervision/MessageLines.hpp"
 
 #include <cstdlib>
 #include <map>
@@ -84,7 +84,7 @@ std::string withPriority(Priority priority, std::string_view text) {
 }
 
 /// Collects each thread's line until its end.
-class JournalMessages::Buffer : public std::streambuf {
+class MessageLines::Buffer : public std::streambuf {
  public:
   explicit Buffer(std::streambuf& sink) : sink_(sink) {}
 
@@ -154,12 +154,12 @@ class JournalMessages::Buffer : public std::streambuf {
   std::map<std::thread::id, Line> lines_;
 };
 
-JournalMessages::JournalMessages(std::ostream& stream)
+MessageLines::MessageLines(std::ostream& stream)
     : stream_(stream), previous_(stream.rdbuf()), buffer_(std::make_unique<Buffer>(*previous_)) {
   stream_.rdbuf(buffer_.get());
 }
 
-JournalMessages::~JournalMessages() {
+MessageLines::~MessageLines() {
   stream_.rdbuf(previous_);
   buffer_->finish();
 }

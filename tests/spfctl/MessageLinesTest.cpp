@@ -1,4 +1,4 @@
-#include "supervision/JournalMessages.hpp"
+#include "supervision/MessageLines.hpp"
 
 #include <gmock/gmock.h>
 
@@ -14,7 +14,7 @@
 namespace spf::test {
 
 using spfctl::isJournal;
-using spfctl::JournalMessages;
+using spfctl::MessageLines;
 using spfctl::Priority;
 using spfctl::withPriority;
 
@@ -64,7 +64,7 @@ TEST(APriority, StandsBeforeEachLine) {
 std::string written(const std::string& text) {
   std::ostringstream stream;
   {
-    const JournalMessages sut(stream);
+    const MessageLines sut(stream);
     stream << text;
   }
   return stream.str();
@@ -97,7 +97,7 @@ TEST(TheJournal, GetsALineThatHasAPriorityAsItIs) {
 
 TEST(TheJournal, GetsALineThatIsWrittenInPiecesAsAWhole) {
   std::ostringstream stream;
-  const JournalMessages sut(stream);
+  const MessageLines sut(stream);
   stream << "spfctl: " << std::unitbuf << "warn" << 'i' << std::flush << "ng: x";
   EXPECT_EQ(stream.str(), "");
   stream << std::endl;
@@ -111,7 +111,7 @@ TEST(TheJournal, GetsTheLastLineWithoutItsEndWhenTheMessagesEnd) {
 
 TEST(TheJournal, GetsTheLinesOfThreadsUnmixed) {
   std::ostringstream stream;
-  const JournalMessages sut(stream);
+  const MessageLines sut(stream);
   Gate begun;
   Gate interrupted;
   std::streambuf& buffer = *static_cast<std::ostream&>(stream).rdbuf();
@@ -133,7 +133,7 @@ TEST(TheJournal, GetsTheLinesOfThreadsUnmixed) {
 
 TEST(AStream, IsAsItWasAfterTheJournalsMessages) {
   std::ostringstream stream;
-  { const JournalMessages sut(stream); }
+  { const MessageLines sut(stream); }
   stream << "spfctl: x";
   EXPECT_EQ(stream.str(), "spfctl: x");
 }
@@ -144,7 +144,7 @@ class FullDevice : public std::streambuf {};
 TEST(AStream, FailsWhereTheJournalTakesNothing) {
   FullDevice device;
   std::ostream stream(&device);
-  const JournalMessages sut(stream);
+  const MessageLines sut(stream);
   stream << "lost\n";
   EXPECT_FALSE(stream.good());
 }

@@ -27,15 +27,15 @@ std::string withPriority(Priority priority, std::string_view text);
 /// priority already keeps it. Each line is handed on as a whole, so that those of several threads do not mix.
 ///
 /// Any thread may write to the stream, but none at its construction and destruction.
-class JournalMessages {
+class MessageLines {
  public:
-  explicit JournalMessages(std::ostream& stream);
+  explicit MessageLines(std::ostream& stream);
 
   /// Writes what has no end of line yet.
-  ~JournalMessages();
+  ~MessageLines();
 
-  JournalMessages(const JournalMessages&) = delete;
-  JournalMessages& operator=(const JournalMessages&) = delete;
+  MessageLines(const MessageLines&) = delete;
+  MessageLines& operator=(const MessageLines&) = delete;
 
  private:
   class Buffer;
