@@ -15,6 +15,7 @@ namespace spf::test {
 
 using spfctl::isJournal;
 using spfctl::MessageLines;
+using spfctl::Prefix;
 using spfctl::Priority;
 using spfctl::withPriority;
 
@@ -64,7 +65,7 @@ TEST(APriority, StandsBeforeEachLine) {
 std::string written(const std::string& text) {
   std::ostringstream stream;
   {
-    const MessageLines sut(stream);
+    const MessageLines sut(stream, Prefix::priority);
     stream << text;
   }
   return stream.str();
@@ -97,7 +98,7 @@ TEST(TheJournal, GetsALineThatHasAPriorityAsItIs) {
 
 TEST(TheJournal, GetsALineThatIsWrittenInPiecesAsAWhole) {
   std::ostringstream stream;
-  const MessageLines sut(stream);
+  const MessageLines sut(stream, Prefix::priority);
   stream << "spfctl: " << std::unitbuf << "warn" << 'i' << std::flush << "ng: x";
   EXPECT_EQ(stream.str(), "");
   stream << std::endl;
@@ -111,7 +112,7 @@ TEST(TheJournal, GetsTheLastLineWithoutItsEndWhenTheMessagesEnd) {
 
 TEST(TheJournal, GetsTheLinesOfThreadsUnmixed) {
   std::ostringstream stream;
-  const MessageLines sut(stream);
+  const MessageLines sut(stream, Prefix::priority);
   Gate begun;
   Gate interrupted;
   std::streambuf& buffer = *static_cast<std::ostream&>(stream).rdbuf();
@@ -131,9 +132,28 @@ TEST(TheJournal, GetsTheLinesOfThreadsUnmixed) {
   EXPECT_EQ(stream.str(), "<6>ordinary\n<3>spfctl: first line\n");
 }
 
+TEST(AStreamOfWholeLines, GetsLinesThatAreWrittenInPiecesAsTheyAre) {
+  std::ostringstream stream;
+  const MessageLines sut(stream, Prefix::none);
+  stream << "spfctl: " << std::unitbuf << "first" << std::flush << "\n  sec";
+  EXPECT_EQ(stream.str(), "spfctl: first\n");
+  stream << "ond\n";
+  EXPECT_EQ(stream.str(), "spfctl: first\n  second\n");
+}
+
+TEST(AStreamOfWholeLines, GetsTheLastLineWhenTheyAreFinished) {
+  std::ostringstream stream;
+  MessageLines sut(stream, Prefix::none);
+  stream << "spfctl: a";
+  sut.finish();
+  EXPECT_EQ(stream.str(), "spfctl: a");
+  stream << " b\n";
+  EXPECT_EQ(stream.str(), "spfctl: a b\n");
+}
+
 TEST(AStream, IsAsItWasAfterTheJournalsMessages) {
   std::ostringstream stream;
-  { const MessageLines sut(stream); }
+  { const MessageLines sut(stream, Prefix::priority); }
   stream << "spfctl: x";
   EXPECT_EQ(stream.str(), "spfctl: x");
 }
@@ -144,7 +164,7 @@ class FullDevice : public std::streambuf {};
 TEST(AStream, FailsWhereTheJournalTakesNothing) {
   FullDevice device;
   std::ostream stream(&device);
-  const MessageLines sut(stream);
+  const MessageLines sut(stream, Prefix::priority);
   stream << "lost\n";
   EXPECT_FALSE(stream.good());
 }

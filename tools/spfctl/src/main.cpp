@@ -1,9 +1,9 @@
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <exception>
 #include <iostream>
-#include <optional>
 #include <variant>
 
 #include "commands/Check.hpp"
@@ -31,6 +31,28 @@ void raiseDescriptorLimit() {
     setrlimit(RLIMIT_NOFILE, &limit);
   }
 }
+
+// Keeps the lines of several threads on standard error from mixing. A terminal shows texts before their line ends.
+class WholeLines {
+ public:
+  WholeLines() {
+    if (isatty(STDERR_FILENO) == 0) {
+      const bool isJournal = spfctl::isJournalAtStandardError();
+      lines_ = new spfctl::MessageLines(std::cerr, isJournal ? spfctl::Prefix::priority : spfctl::Prefix::none);
+    }
+  }
+  ~WholeLines() {
+    if (lines_ != nullptr) {
+      lines_->finish();
+    }
+  }
+  WholeLines(const WholeLines&) = delete;
+  WholeLines& operator=(const WholeLines&) = delete;
+
+ private:
+  // Never destroyed: threads of the framework may write until the process ends.
+  inline static spfctl::MessageLines* lines_ = nullptr;
+};
 
 // Runs the command that was parsed and returns the process's exit code.
 class Execution {
@@ -71,10 +93,7 @@ class Execution {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::optional<spfctl::MessageLines> journal;
-  if (spfctl::isJournalAtStandardError()) {
-    journal.emplace(std::cerr);
-  }
+  const WholeLines wholeLines;
   const spfctl::Output output{std::cout,
                               std::cerr,
                               spfctl::terminalSize,

@@ -86,13 +86,15 @@ std::string withPriority(Priority priority, std::string_view text) {
 /// Collects each thread's line until its end.
 class MessageLines::Buffer : public std::streambuf {
  public:
-  explicit Buffer(std::streambuf& sink) : sink_(sink) {}
+  Buffer(std::streambuf& sink, Prefix prefix) : sink_(sink), prefix_(prefix) {}
 
   void finish() {
     const std::lock_guard<std::mutex> lock(mutex_);
     for (auto& [thread, line] : lines_) {
       if (!line.text.empty()) {
-        line.text += '\n';
+        if (prefix_ == Prefix::priority) {
+          line.text += '\n';
+        }
         write(line);
       }
     }
@@ -137,7 +139,7 @@ class MessageLines::Buffer : public std::streambuf {
   };
 
   bool write(Line& line) {
-    if (!hasPriority(line.text)) {
+    if (prefix_ == Prefix::priority && !hasPriority(line.text)) {
       line.previous = priorityOf(line.text, line.previous);
       line.text.insert(0, withPriority(line.previous, ""));
     }
@@ -151,16 +153,21 @@ class MessageLines::Buffer : public std::streambuf {
 
   // Guarded by `mutex_`:
   std::streambuf& sink_;
+  const Prefix prefix_;
   std::map<std::thread::id, Line> lines_;
 };
 
-MessageLines::MessageLines(std::ostream& stream)
-    : stream_(stream), previous_(stream.rdbuf()), buffer_(std::make_unique<Buffer>(*previous_)) {
+MessageLines::MessageLines(std::ostream& stream, Prefix prefix)
+    : stream_(stream), previous_(stream.rdbuf()), buffer_(std::make_unique<Buffer>(*previous_, prefix)) {
   stream_.rdbuf(buffer_.get());
 }
 
 MessageLines::~MessageLines() {
   stream_.rdbuf(previous_);
+  finish();
+}
+
+void MessageLines::finish() {
   buffer_->finish();
 }
 

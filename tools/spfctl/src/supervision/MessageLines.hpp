@@ -22,20 +22,27 @@ bool isJournalAtStandardError();
 /// Returns the text with the priority at the beginning of each of its lines: "<4>first\n<4>second".
 std::string withPriority(Priority priority, std::string_view text);
 
-/// Puts priorities before the lines of a stream while it lives, by their beginnings: "spfctl: warning: ..." is a
-/// warning, other messages of the tool are errors, a line that is indented belongs to the one before, and what has a
-/// priority already keeps it. Each line is handed on as a whole, so that those of several threads do not mix.
+/// What stands before each line.
+enum class Prefix { none, priority };
+
+/// Hands on each line of a stream as a whole while it lives, so that those of several threads do not mix.
+///
+/// Priorities are put before the lines by their beginnings: "spfctl: warning: ..." is a warning, other messages of the
+/// tool are errors, a line that is indented belongs to the one before, and what has a priority already keeps it.
 ///
 /// Any thread may write to the stream, but none at its construction and destruction.
 class MessageLines {
  public:
-  explicit MessageLines(std::ostream& stream);
+  MessageLines(std::ostream& stream, Prefix prefix);
 
-  /// Writes what has no end of line yet.
+  /// Finishes, and leaves the stream as it was.
   ~MessageLines();
 
   MessageLines(const MessageLines&) = delete;
   MessageLines& operator=(const MessageLines&) = delete;
+
+  /// Writes what has no end of line yet.
+  void finish();
 
  private:
   class Buffer;
