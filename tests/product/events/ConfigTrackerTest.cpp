@@ -349,7 +349,7 @@ TEST_F(APublisherTracker, KeepsTheEndpointRemovedWhenItsTextThrows) {
 }
 
 // ThreadSanitizer sees whatever one of them does outside of the lock.
-TEST_F(APublisherTracker, MayBeUsedByAnyTwoThreadsAtATime) {
+TEST_F(APublisherTracker, MayBeUsedByTwoThreadsInTurnThatNothingElseOrders) {
   using Operation = void (*)(ConfigTracker&);
   const Operation operations[] = {
       [](ConfigTracker& sut) { sut.completeEndpointBind(Any(std::string("b"))); },
