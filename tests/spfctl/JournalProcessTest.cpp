@@ -44,6 +44,12 @@ TEST_F(TheTool, WritesLogRecordsWithTheirPriorityToTheJournal) {
   EXPECT_THAT(messages, Not(HasSubstr("\nlog ")));
 }
 
+TEST_F(TheTool, WritesWarningsOfTheFrameworkWithTheirPriorityToTheJournal) {
+  const auto file = workspace_.write("empty.json", "{}");
+  EXPECT_THAT(messagesInTheJournal("run '" + file + "' --no-control --once --property 'spf.advertise=*'"),
+              HasSubstr("<4>spfctl: warning: the framework property"));
+}
+
 TEST_F(TheTool, WritesNoPrioritiesToAnotherStream) {
   Process process({"/bin/sh", "-c", "JOURNAL_STREAM=1:2 exec '" SPFCTL "' run /does/not/exist.json"});
   process.wait();

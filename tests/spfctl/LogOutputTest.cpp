@@ -9,6 +9,7 @@
 
 #include <boost/log/keywords/severity.hpp>
 #include <boost/log/sources/record_ostream.hpp>
+#include <boost/log/trivial.hpp>
 
 #include "agent/host/logging.hpp"
 #include "commands/logLevels.hpp"
@@ -68,6 +69,36 @@ TEST_F(TheLog, WritesWarningsAsThoseOfTheTool) {
 TEST_F(TheLog, WritesOneLineForEachRecordAndNoCommandsToATerminal) {
   write(spfctl::loglevels::exceptions, "two\nlines\x1b[2J");
   EXPECT_EQ(written(), "log channel 512: two\\x0alines\\x1b[2J\n");
+}
+
+// Other code need not ask before it writes a record.
+TEST_F(TheLog, ShowsNoRecordWhoseLevelIsOff) {
+  spfctl::showLogRecords(spfctl::loglevels::warnings);
+  write(spfctl::loglevels::progress, "off");
+  write(spfctl::loglevels::warnings, "on");
+  EXPECT_EQ(written(), "spfctl: warning: on\n");
+}
+
+TEST_F(TheLog, ShowsRecordsWithLevelsOfOtherLibrariesIfItShowsAnyLevel) {
+  spfctl::showLogRecords(spfctl::loglevels::warnings);
+  BOOST_LOG_TRIVIAL(info) << "of a bundle";
+  EXPECT_EQ(written(), "log: of a bundle\n");
+  spfctl::showLogRecords(0);
+  BOOST_LOG_TRIVIAL(error) << "of a bundle";
+  EXPECT_EQ(written(), "");
+}
+
+TEST_F(TheLog, HoldsTheLatestTenThousandRecordsBack) {
+  HeldLogRecords held([] {});
+  for (int i = 1; i <= 10002; ++i) {
+    write(4, std::to_string(i));
+  }
+  const auto lines = held.take();
+  ASSERT_THAT(lines, SizeIs(10001));
+  EXPECT_EQ(lines[0], "spfctl: warning: 2 log records were dropped");
+  EXPECT_EQ(lines[1], "log channel 4: 3");
+  EXPECT_EQ(lines.back(), "log channel 4: 10002");
+  EXPECT_THAT(held.take(), IsEmpty());
 }
 
 TEST_F(TheLog, HoldsRecordsBackUntilTheyAreTaken) {

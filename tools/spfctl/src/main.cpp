@@ -62,6 +62,7 @@ class Execution {
   int operator()(const spfctl::RunOptions& options) const {
     raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
+    std::cerr.tie(nullptr);  // a warning of another thread must not wait for who reads the standard output
     spfctl::Changes changes;
     const spfctl::Signals signals(changes);
     return spfctl::run(options, signals, changes, output_);
@@ -99,6 +100,7 @@ int main(int argc, char** argv) {
                               spfctl::terminalSize,
                               spfctl::timeStamp,
                               spfctl::mayBeColoured(),
+                              isatty(STDERR_FILENO) != 0,
                               spfctl::isOutputAbandoned};
   try {
     const auto command = spfctl::parseCommandLine({argv + 1, argv + argc});

@@ -345,7 +345,7 @@ void Definition::addHostCommands() {
       ->type_name("ENDPOINT");
   addTimeout(*ask, ask_.timeout, "How long to wait for the answer (default: 2s).");
 
-  auto* const log = add("log", "Change which of the library's log records a host shows.",
+  auto* const log = add("log", "Change which log records a host shows.",
                         "spfctl log weather progress,warnings,exceptions\n"
                         "spfctl log weather none",
                         [this] { return log_; });

@@ -1,6 +1,10 @@
 #include "commands/LogOutput.hpp"
 
+#include <algorithm>
+#include <cstddef>
+#include <deque>
 #include <iostream>
+#include <iterator>
 #include <mutex>
 #include <utility>
 
@@ -37,8 +41,12 @@ class Outlet {
       writeLine(std::move(line));
       return;
     }
+    if (held_.size() == mostHeld) {
+      held_.pop_front();
+      ++dropped_;
+    }
     held_.push_back(std::move(line));
-    onRecord_();
+    onRecord_();  // under the lock, so that `release` waits for it
   }
 
   void hold(std::function<void()> onRecord) {
@@ -48,23 +56,37 @@ class Outlet {
 
   std::vector<std::string> take() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return std::exchange(held_, {});
+    return takeHeld();
   }
 
   void release() {
     const std::lock_guard<std::mutex> lock(mutex_);
     onRecord_ = nullptr;
-    for (auto& line : std::exchange(held_, {})) {
+    for (auto& line : takeHeld()) {
       writeLine(std::move(line));
     }
   }
 
  private:
+  std::vector<std::string> takeHeld() {
+    std::vector<std::string> lines;
+    if (const auto dropped = std::exchange(dropped_, 0); dropped > 0) {
+      lines.push_back("spfctl: warning: " + std::to_string(dropped) + " log records were dropped");
+    }
+    std::move(held_.begin(), held_.end(), std::back_inserter(lines));
+    held_.clear();
+    return lines;
+  }
+
+  /// As many as a host keeps of the framework's events. More wait only while nobody reads the terminal.
+  static constexpr std::size_t mostHeld = 10000;
+
   std::mutex mutex_;
 
   // Guarded by `mutex_`:
   std::function<void()> onRecord_;  ///< empty: nothing is held back
-  std::vector<std::string> held_;
+  std::deque<std::string> held_;
+  std::size_t dropped_ = 0;  ///< how many were dropped since the last call of `take`
 };
 
 // Never destroyed: records may be written until the process ends.
@@ -86,19 +108,27 @@ Priority priorityOf(std::uint32_t level) {
   }
 }
 
+/// Stands for the level of a record that has none, or one of another kind: it is shown if any level is.
+constexpr std::uint32_t otherLevel = 0xFFFFFFFF;
+
 std::string lineOf(const record_view& record, std::uint32_t level) {
   const auto message = boost::log::extract_or_default<std::string>("Message", record, std::string());
   if (level == loglevels::warnings) {
     return "spfctl: warning: " + message;
   }
   const auto channel = boost::log::extract_or_default<std::string>("Channel", record, std::string());
-  return "log " + channel + " " + std::to_string(level) + ": " + message;
+  return "log" + (channel.empty() ? "" : " " + channel) + (level == otherLevel ? "" : " " + std::to_string(level)) +
+         ": " + message;
 }
 
 class Sink : public boost::log::sinks::basic_sink_backend<boost::log::sinks::concurrent_feeding> {
  public:
   void consume(const record_view& record) const {
-    const auto level = boost::log::extract_or_default<std::uint32_t>("Severity", record, 0U);
+    const auto level = boost::log::extract_or_default<std::uint32_t>("Severity", record, otherLevel);
+    // Records of the framework come only from levels that are on; those of other code may come with any.
+    if ((level & agent::host::logging::enabled_levels()) == 0) {
+      return;
+    }
     const auto line = lineOf(record, level);
     // A record may hold several lines, each of which is an entry of the journal.
     outlet().write(isJournal_ ? withPriority(priorityOf(level), line) : escaped(line));

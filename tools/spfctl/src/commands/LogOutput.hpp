@@ -8,7 +8,7 @@
 namespace spfctl {
 
 /// Writes the log records of these levels to standard error from now on, one line each; with priorities if it is the
-/// journal.
+/// journal. Records of other code that have no such level are written if any level is given.
 void showLogRecords(std::uint32_t levels);
 
 /// Holds the lines of log records back while it lives, so that they do not disturb what is drawn on a terminal. One at
@@ -24,7 +24,7 @@ class HeldLogRecords {
   HeldLogRecords(const HeldLogRecords&) = delete;
   HeldLogRecords& operator=(const HeldLogRecords&) = delete;
 
-  /// Returns the lines since the last call, without ends of lines.
+  /// Returns the lines since the last call, without ends of lines: the latest 10,000, and first how many were dropped.
   std::vector<std::string> take();
 };
 

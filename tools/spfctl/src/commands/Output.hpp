@@ -22,6 +22,9 @@ struct Output {
 
   bool isColoured = false;
 
+  /// Whether `err` is a terminal, which may be the one of `out`.
+  bool isErrorOnTerminal = false;
+
   /// Returns whether nobody reads `out` any more.
   std::function<bool()> isAbandoned = [] { return false; };
 };

@@ -143,9 +143,7 @@ class Running {
 }  // namespace
 
 int run(const RunOptions& options, const Signals& signals, Changes& changes, const Output& output) {
-  if (options.logLevels != 0) {
-    showLogRecords(options.logLevels);
-  }
+  showLogRecords(options.logLevels);
   try {
     auto source = loadSource(options.file, output.err);
     auto properties = frameworkProperties(options.framework, output.err);

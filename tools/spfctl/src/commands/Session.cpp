@@ -85,9 +85,6 @@ Session::Session(SharedSource source, const RunOptions& options, const SessionPo
       output_(output),
       display_(output.out, {output.terminalSize, output.timeStamp, output.isColoured, options.quiet}),
       live_(std::move(source), ports.changes, ports.recorder) {
-  if (!options.quiet && output.terminalSize()) {
-    log_.emplace([&changes = ports_.changes] { changes.note(); });
-  }
   if (const auto interval = ports_.manager.watchdogInterval()) {
     watchdog_.emplace(
         agent::host::services::getFramework()->GetBundleContext(), *interval,
@@ -110,6 +107,9 @@ void Session::warnOfUnknownPublishers() {
 }
 
 int Session::run() {
+  if (!options_.quiet && output_.isErrorOnTerminal && output_.terminalSize()) {
+    log_.emplace([&changes = ports_.changes] { changes.note(); });
+  }
   int code = 0;
   try {
     code = waitAndStay();
@@ -340,13 +340,16 @@ void Session::reload() {
       outcome.error = std::string("cannot reload: ") + error.what();
     }
   }
+  auto messages = outcome.messages;
   if (!outcome.error.empty()) {
-    output_.err << "spfctl: " << escaped(outcome.error) << std::endl;
+    messages.insert(messages.begin(), outcome.error);
   }
-  for (const auto& message : outcome.messages) {
+  for (const auto& message : messages) {
     output_.err << "spfctl: " << escaped(message) << std::endl;
   }
-  display_.startNewBlock();
+  if (!messages.empty()) {
+    display_.startNewBlock();
+  }
 }
 
 // Replaces the configuration and waits until that is decided.
@@ -445,6 +448,7 @@ bool Session::withdraw() {
   const auto deadline = deadlineAfter(withdrawalLimit);
   ports_.manager.stopping();
   display_.startNewBlock();
+  log_.reset();  // nothing is drawn any more
   const bool mayBeWithdrawn = live_.withdraw();
   postStatus(HostStatus::State::withdrawing);
   if (!mayBeWithdrawn) {
@@ -454,7 +458,6 @@ bool Session::withdraw() {
   for (;;) {
     const auto seen = ports_.changes.count();
     const auto remainder = live_.remainder();
-    writeLog();
     if (remainder.isDone) {
       output_.out << "withdrawn" << std::endl;
       isWithdrawn_ = true;

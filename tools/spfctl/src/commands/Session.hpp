@@ -87,7 +87,7 @@ class Session {
   const SessionPorts ports_;
   const Output& output_;
   ProgressDisplay display_;
-  std::optional<HeldLogRecords> log_;  ///< only if there is a block that they could be written into
+  std::optional<HeldLogRecords> log_;  ///< while there is a block that they could be written into
   LiveConfiguration live_;
   std::optional<Watchdog> watchdog_;
   std::optional<std::chrono::steady_clock::time_point> interruptedDeadline_;
