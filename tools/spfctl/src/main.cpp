@@ -38,12 +38,12 @@ class WholeLines {
   WholeLines() {
     if (isatty(STDERR_FILENO) == 0) {
       const bool isJournal = spfctl::isJournalAtStandardError();
-      lines_ = new spfctl::MessageLines(std::cerr, isJournal ? spfctl::Prefix::priority : spfctl::Prefix::none);
+      lines = new spfctl::MessageLines(std::cerr, isJournal ? spfctl::Prefix::priority : spfctl::Prefix::none);
     }
   }
   ~WholeLines() {
-    if (lines_ != nullptr) {
-      lines_->finish();
+    if (lines != nullptr) {
+      lines->finish();
     }
   }
   WholeLines(const WholeLines&) = delete;
@@ -51,7 +51,7 @@ class WholeLines {
 
  private:
   // Never destroyed: threads of the framework may write until the process ends.
-  inline static spfctl::MessageLines* lines_ = nullptr;
+  inline static spfctl::MessageLines* lines = nullptr;
 };
 
 // Runs the command that was parsed and returns the process's exit code.
