@@ -62,7 +62,8 @@ class Execution {
   int operator()(const spfctl::RunOptions& options) const {
     raiseDescriptorLimit();
     std::signal(SIGPIPE, SIG_IGN);
-    std::cerr.tie(nullptr);  // a warning of another thread must not wait for who reads the standard output
+    // Otherwise each message would flush the standard output first, and wait as long as nobody reads it.
+    std::cerr.tie(nullptr);
     spfctl::Changes changes;
     const spfctl::Signals signals(changes);
     return spfctl::run(options, signals, changes, output_);

@@ -125,7 +125,7 @@ class Sink : public boost::log::sinks::basic_sink_backend<boost::log::sinks::con
  public:
   void consume(const record_view& record) const {
     const auto level = boost::log::extract_or_default<std::uint32_t>("Severity", record, otherLevel);
-    // Records of the framework come only from levels that are on; those of other code may come with any.
+    // The framework asks which levels are on before it writes a record; other code need not.
     if ((level & agent::host::logging::enabled_levels()) == 0) {
       return;
     }
